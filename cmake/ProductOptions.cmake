@@ -1,0 +1,89 @@
+# What every target of ours shares, and the functions that make targets. One place for standard, warnings and definitions.
+
+option(TV_WARNINGS_AS_ERRORS "Stop at the first warning in our own code (CI sets it)" OFF)
+
+add_library(tv_options INTERFACE)
+target_compile_features(tv_options INTERFACE cxx_std_20)
+target_compile_definitions(tv_options INTERFACE
+  UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+target_compile_options(tv_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${TV_WARNINGS_AS_ERRORS}>:-Werror>)
+# Nothing of the compiler's own may be needed beside our binaries.
+target_link_options(tv_options INTERFACE -static)
+target_include_directories(tv_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+# /usr/include must never be on a cross compiler's path, so header-only libraries are linked into a folder of their own.
+set(TV_THIRD_PARTY ${PROJECT_BINARY_DIR}/third_party)
+file(MAKE_DIRECTORY ${TV_THIRD_PARTY})
+foreach(library boost CLI)
+  if(NOT EXISTS /usr/include/${library})
+    message(FATAL_ERROR "/usr/include/${library} is missing: run tools/setup.sh")
+  endif()
+  file(CREATE_LINK /usr/include/${library} ${TV_THIRD_PARTY}/${library} SYMBOLIC)
+endforeach()
+add_library(tv_third_party INTERFACE)
+target_include_directories(tv_third_party SYSTEM INTERFACE ${TV_THIRD_PARTY})
+
+# tv_add_library(name SOURCES... [LIBS libraries...]): a static library of ours.
+function(tv_add_library name)
+  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PUBLIC tv_options ${ARG_LIBS})
+endfunction()
+
+# tv_add_version_resource(target description): the version block that Windows shows for a DLL or program.
+function(tv_add_version_resource target description)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL EXECUTABLE)
+    set(TV_FILE_TYPE VFT_APP)
+    set(TV_FILE_NAME ${target}.exe)
+  else()
+    set(TV_FILE_TYPE VFT_DLL)
+    set(TV_FILE_NAME ${target}.dll)
+  endif()
+  set(TV_FILE_DESCRIPTION "${description}")
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.version.rc @ONLY)
+  target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.version.rc)
+endfunction()
+
+# tv_add_dll(name "description" SOURCES... [LIBS ...]): a DLL named exactly `name`.dll; a .def file among the sources names
+# its exports.
+function(tv_add_dll name description)
+  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  add_library(${name} SHARED ${ARG_UNPARSED_ARGUMENTS})
+  set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX "")
+  target_link_libraries(${name} PRIVATE tv_options ${ARG_LIBS})
+  tv_add_version_resource(${name} "${description}")
+endfunction()
+
+# tv_add_program(name "description" SOURCES... [LIBS ...]): a console program with a wide-character entry point.
+function(tv_add_program name description)
+  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE tv_options ${ARG_LIBS})
+  target_link_options(${name} PRIVATE -municode)
+  tv_add_version_resource(${name} "${description}")
+endfunction()
+
+# The platform's own IDL, which ours imports.
+set(TV_IDL_INCLUDE /usr/include/wine/wine/windows)
+
+# tv_compile_idl(target files...): headers from IDL, made by widl into the build tree and offered by the interface library
+# `target`. They count as system headers: generated code answers to the generator's style, not to ours.
+function(tv_compile_idl target)
+  set(out ${CMAKE_CURRENT_BINARY_DIR}/generated)
+  file(MAKE_DIRECTORY ${out})
+  set(headers)
+  foreach(idl ${ARGN})
+    get_filename_component(stem ${idl} NAME_WE)
+    add_custom_command(
+      OUTPUT ${out}/${stem}.h
+      COMMAND ${TV_WIDL} -h -o ${out}/${stem}.h -I ${TV_IDL_INCLUDE} ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
+      DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
+      COMMENT "widl ${idl}" VERBATIM)
+    list(APPEND headers ${out}/${stem}.h)
+  endforeach()
+  add_custom_target(${target}_headers DEPENDS ${headers})
+  add_dependencies(${target} ${target}_headers)
+  target_include_directories(${target} SYSTEM INTERFACE ${out})
+endfunction()

@@ -1,0 +1,21 @@
+# Tests are Windows programs. CTest runs them through the emulator script, which keeps a Wine prefix in the build tree.
+find_program(TV_WINE NAMES wine64 wine PATHS /usr/lib/wine REQUIRED)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/wine.sh.in ${PROJECT_BINARY_DIR}/wine.sh @ONLY
+  FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_BINARY_DIR}/wine.sh)
+
+set(BUILD_GMOCK OFF)
+set(INSTALL_GTEST OFF)
+add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+include(GoogleTest)
+
+# tv_add_test(name SOURCES... [LIBS ...]): a GoogleTest program and its cases. Cases of one build tree share a Wine prefix
+# (registry, Running Object Table), so they run one at a time.
+function(tv_add_test name)
+  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE tv_options test_support ${ARG_LIBS} GTest::gtest)
+  target_compile_definitions(${name} PRIVATE TV_TEST_MEDIA="${PROJECT_SOURCE_DIR}/tests/media" TV_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+    PROPERTIES TIMEOUT 300 RESOURCE_LOCK wine_prefix LABELS ${name})
+endfunction()
