@@ -1,8 +1,9 @@
 // The contract of the metadata library, "TvMetadata.dll": from a stream's content to MIME types.
 //
 // A component loads the library at run time, calls the export "GetMimeTypeDictionary" and uses the objects through the
-// virtual tables declared here. Neither table has a destructor, every operation has a fixed calling convention and lists are
-// given back by an explicit operation, so library and caller may come from different compilers and run-time libraries.
+// virtual tables declared here. Neither table has a destructor, every operation has a fixed calling convention and
+// lists are given back by an explicit operation, so library and caller may come from different compilers and run-time
+// libraries.
 //
 // Threads: a dictionary may be used by several threads at once, a list by one.  Errors: no operation throws.
 #pragma once
@@ -22,8 +23,8 @@ struct IMimeTypeList {
 
 // The one dictionary of a library. It lives until the library is unloaded.
 struct IMimeTypeDictionary {
-    // The MIME types of the content of `stream`, most certain first, or null when it is of no known type. Leaves the seek
-    // pointer where it found it.
+    // The MIME types of the content of `stream`, most certain first, or null when it is of no known type. Leaves the
+    // seek pointer where it found it.
     virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) noexcept = 0;
 
     // The MIME types of a file name extension, written with or without its dot, or null.

@@ -1,0 +1,14 @@
+// The one exception that carries a result code inside the framework. It never crosses a COM boundary: see
+// ComBoundary.h.
+#pragma once
+
+#include <windows.h>
+
+class CAtlException {
+public:
+    explicit CAtlException(HRESULT hr) noexcept : m_hr(hr) {}
+
+    operator HRESULT() const noexcept { return m_hr; }
+
+    HRESULT m_hr;
+};
