@@ -1,0 +1,38 @@
+// Holds one IStream as a registration in the Global Interface Table, so that any apartment can get a pointer to it that
+// is valid there.
+//
+// Threads: any thread that is in an apartment; one call at a time, except that CopyTo may run on several threads at
+// once.  Lifetime: the table keeps a reference to the stream until Revoke, the next Attach or the destructor.
+#pragma once
+
+#include <windows.h>
+
+#include <objidl.h>
+
+class CStreamCookie final {
+public:
+    CStreamCookie() noexcept = default;
+    CStreamCookie(const CStreamCookie&) = delete;
+    CStreamCookie& operator=(const CStreamCookie&) = delete;
+    ~CStreamCookie();
+
+    // Registers `stream` in place of what was registered before. Null does nothing and gives S_OK.
+    // A failure to revoke the old registration is returned, and then nothing changed. If the new registration fails,
+    // the holder is empty.
+    [[nodiscard]] HRESULT Attach(IStream* stream) noexcept;
+
+    // Hands out the stream with a reference, for the calling apartment. Fails when the holder is empty; `*stream` is
+    // null on failure.  E_POINTER: `stream` is null.
+    [[nodiscard]] HRESULT CopyTo(IStream** stream) const noexcept;
+
+    // Ends the registration; S_OK when there is none. After a failure it is still held.
+    HRESULT Revoke() noexcept;
+
+    [[nodiscard]] bool IsEmpty() const noexcept { return m_cookie == 0; }
+
+    // The table's cookie, 0 when empty.
+    [[nodiscard]] DWORD Get() const noexcept { return m_cookie; }
+
+private:
+    DWORD m_cookie = 0;
+};

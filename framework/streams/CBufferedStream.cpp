@@ -1,0 +1,234 @@
+#include "framework/streams/CBufferedStream.h"
+
+#include "framework/streams/CopyInBlocks.h"
+
+#include <algorithm>
+#include <cstring>
+
+using Microsoft::WRL::ComPtr;
+
+HRESULT CBufferedStream::Initialize(IStream* stream, LONG bufferBytes) noexcept {
+    if (!stream)
+        return E_POINTER;
+    if (bufferBytes < 1)
+        return E_INVALIDARG;
+
+    HRESULT hr = m_source.Attach(stream);
+    if (SUCCEEDED(hr))
+        hr = ComBoundary([&] {
+            m_buffer.resize(static_cast<size_t>(bufferBytes));
+            return S_OK;
+        });
+    if (FAILED(hr))
+        return hr;
+
+    ULARGE_INTEGER position{};
+    static_cast<void>(ComBoundary([&] { return stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_CUR, &position); }));
+    m_underlyingPosition = m_position = position.QuadPart;
+    return S_OK;
+}
+
+// ISequentialStream
+
+HRESULT CBufferedStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
+    ULONG unwanted = 0;
+    ULONG& count = bytesRead ? *bytesRead : unwanted;
+    count = 0;
+    if (!buffer)
+        return E_POINTER;
+
+    BYTE* const target = static_cast<BYTE*>(buffer);
+    count = Serve(target, cb);
+    ComPtr<IStream> source;
+    while (count < cb) {
+        const HRESULT hr = Refill(source);
+        // Once there are bytes to give, a failure shows as a short read; the next read meets it again.
+        if (FAILED(hr))
+            return count > 0 ? S_FALSE : hr;
+        if (m_fill == 0)
+            return S_FALSE;
+        count += Serve(target + count, cb - count);
+    }
+    return S_OK;
+}
+
+HRESULT CBufferedStream::Write(const void*, ULONG, ULONG*) noexcept {
+    return E_NOTIMPL;
+}
+
+// Copies what the buffer has, up to `cb` bytes.
+ULONG CBufferedStream::Serve(BYTE* target, ULONG cb) noexcept {
+    const ULONG count = std::min(static_cast<ULONG>(m_fill - m_offset), cb);
+    if (count > 0)
+        std::memcpy(target, m_buffer.data() + m_offset, count);
+    m_offset += static_cast<LONG>(count);
+    m_position += count;
+    return count;
+}
+
+// Fills the used-up buffer. `source` is fetched when it is null, and kept for the next refill of the same call.
+// Bytes that come with a failure stay in the buffer, where the next read finds them.
+HRESULT CBufferedStream::Refill(ComPtr<IStream>& source) noexcept {
+    m_offset = 0;
+    m_fill = 0;
+    if (!source) {
+        const HRESULT hr = m_source.CopyTo(&source);
+        if (FAILED(hr))
+            return hr;
+    }
+    const ULONG wanted = static_cast<ULONG>(m_buffer.size());
+    ULONG got = 0;
+    const HRESULT hr = ComBoundary([&] { return source->Read(m_buffer.data(), wanted, &got); });
+    got = std::min(got, wanted);  // a stream may claim more than it was asked for
+    m_underlyingPosition += got;
+    m_fill = static_cast<LONG>(got);
+    return hr;
+}
+
+// IStream
+
+HRESULT CBufferedStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
+    HRESULT hr = S_OK;  // also for an origin that doesn't exist: callers rely on it
+    if (origin == STREAM_SEEK_SET)
+        hr = SeekTo(static_cast<ULONGLONG>(move.QuadPart));
+    else if (origin == STREAM_SEEK_CUR)
+        hr = SeekTo(m_position + static_cast<ULONGLONG>(move.QuadPart));
+    else if (origin == STREAM_SEEK_END)
+        hr = SeekSource(move, STREAM_SEEK_END);
+    if (newPosition)
+        newPosition->QuadPart = m_position;
+    return hr;
+}
+
+HRESULT CBufferedStream::SeekTo(ULONGLONG target) noexcept {
+    if (target == m_position)
+        return S_OK;
+    const ULONGLONG start = m_position - static_cast<ULONGLONG>(m_offset);
+    const LONGLONG first = static_cast<LONGLONG>(start);
+    const LONGLONG end = static_cast<LONGLONG>(start + static_cast<ULONGLONG>(m_fill));
+    const LONGLONG wanted = static_cast<LONGLONG>(target);
+    if (first <= wanted && wanted < end) {
+        m_offset = static_cast<LONG>(target - start);
+        m_position = target;
+        return S_OK;
+    }
+    LARGE_INTEGER move;
+    move.QuadPart = wanted;
+    return SeekSource(move, STREAM_SEEK_SET);
+}
+
+// Empties the buffer and moves the wrapped stream. On purpose both positions become what it reports, 0 if it reports
+// nothing, whether it succeeded or not.
+HRESULT CBufferedStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
+    m_offset = 0;
+    m_fill = 0;
+    ULARGE_INTEGER reached{};
+    ComPtr<IStream> source;
+    HRESULT hr = m_source.CopyTo(&source);
+    if (SUCCEEDED(hr))
+        hr = ComBoundary([&] { return source->Seek(move, origin, &reached); });
+    m_underlyingPosition = m_position = reached.QuadPart;
+    return hr;
+}
+
+HRESULT CBufferedStream::SetSize(ULARGE_INTEGER) noexcept {
+    return E_NOTIMPL;
+}
+
+HRESULT CBufferedStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+                                ULARGE_INTEGER* bytesWritten) noexcept {
+    return CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
+}
+
+HRESULT CBufferedStream::Commit(DWORD) noexcept {
+    return E_NOTIMPL;
+}
+
+HRESULT CBufferedStream::Revert() noexcept {
+    return E_NOTIMPL;
+}
+
+HRESULT CBufferedStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
+    return STG_E_INVALIDFUNCTION;
+}
+
+HRESULT CBufferedStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
+    return STG_E_INVALIDFUNCTION;
+}
+
+HRESULT CBufferedStream::Stat(STATSTG* stat, DWORD flag) noexcept {
+    if (!stat)
+        return E_POINTER;
+    HRESULT hr = S_OK;
+    if (!m_statValid || m_statFlag != flag) {
+        hr = AskStat(flag);
+        // Also after a failure: the wrapped stream is asked once for each new flag, whatever it answered.
+        m_statValid = true;
+        m_statFlag = flag;
+    }
+    *stat = m_stat;
+    if (m_statName) {
+        stat->pwcsName = TKFTaskMemDuplicate(m_statName.Get()).Detach();
+        if (!stat->pwcsName)
+            hr = E_OUTOFMEMORY;
+    }
+    return hr;
+}
+
+HRESULT CBufferedStream::AskStat(DWORD flag) noexcept {
+    m_stat = {};
+    m_statName.Reset();
+    ComPtr<IStream> source;
+    HRESULT hr = m_source.CopyTo(&source);
+    if (FAILED(hr))
+        return hr;
+    STATSTG answer{};
+    hr = ComBoundary([&] { return source->Stat(&answer, flag); });
+    if (SUCCEEDED(hr)) {
+        m_statName.Reset(std::exchange(answer.pwcsName, nullptr));
+        m_stat = answer;
+    }
+    return hr;
+}
+
+HRESULT CBufferedStream::Clone(IStream** clone) noexcept {
+    if (!clone)
+        return E_POINTER;
+    *clone = nullptr;
+    return ComBoundary([&]() -> HRESULT {
+        ComPtr<IStream> source;
+        HRESULT hr = m_source.CopyTo(&source);
+        if (FAILED(hr))
+            return hr;
+        ComPtr<IStream> sourceClone;
+        hr = source->Clone(&sourceClone);
+        if (FAILED(hr))
+            return hr;
+        if (!sourceClone)
+            return E_UNEXPECTED;
+
+        ComPtr<CBufferedStream> copy;
+        hr = MakeComObject<CBufferedStream>(&copy);
+        if (SUCCEEDED(hr))
+            hr = copy->m_source.Attach(sourceClone.Get());
+        if (FAILED(hr))
+            return hr;
+        copy->m_buffer = m_buffer;
+        copy->m_underlyingPosition = m_underlyingPosition;
+        copy->m_position = m_position;
+        copy->m_offset = m_offset;
+        copy->m_fill = m_fill;
+        *clone = copy.Detach();
+        return S_OK;
+    });
+}
+
+HRESULT TKFCreateBufferedStream(IStream* stream, IStream** bufferedStream, LONG bufferBytes) noexcept {
+    if (bufferedStream)
+        *bufferedStream = nullptr;
+    ComPtr<CBufferedStream> made;
+    HRESULT hr = MakeComObject<CBufferedStream>(&made);
+    if (SUCCEEDED(hr))
+        hr = made->Initialize(stream, bufferBytes);
+    return SUCCEEDED(hr) ? made.CopyTo(bufferedStream) : hr;
+}

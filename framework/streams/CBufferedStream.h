@@ -1,0 +1,96 @@
+// A read buffer in front of another stream: many small reads become few large ones.
+//
+// The buffer is one block that is refilled, always whole, from where the wrapped stream stands. Reads and seeks inside
+// the block don't reach the wrapped stream. The stream is read-only.
+//
+// Units: positions and sizes are bytes.
+// Threads: any thread of the process, in any apartment and without marshalling, but one call at a time: no method takes
+// a lock. The wrapped stream is kept in the Global Interface Table and fetched for each call that needs it, so it is
+// always reached through a pointer that is valid in the calling apartment.
+// Lifetime: holds a registration of the wrapped stream until the last reference goes.
+// Errors: those of the table and of the wrapped stream are returned unchanged; an exception of the wrapped stream
+// counts as its failure.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+#include "framework/com/CStreamCookie.h"
+#include "framework/com/CTaskMem.h"
+
+#include <vector>
+
+class CBufferedStream final : public CComObjectBase<IStream, ISequentialStream> {
+public:
+    CBufferedStream() noexcept = default;
+
+    // To be called once, before any other method: wraps `stream`, with a buffer of `bufferBytes`, and starts where it
+    // stands. A stream that can't tell its position counts as standing at 0.
+    // E_POINTER: `stream` is null.  E_INVALIDARG: `bufferBytes` is below 1.  E_OUTOFMEMORY: no memory for the buffer.
+    [[nodiscard]] HRESULT Initialize(IStream* stream, LONG bufferBytes) noexcept;
+
+    // ISequentialStream
+
+    // S_FALSE: the source ended, or failed after the first bytes, before `cb` bytes; `*bytesRead` has the count.
+    // A failure is returned only where not one byte could be given. A read of 0 bytes is S_OK and asks nobody.
+    STDMETHODIMP
+    Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
+    STDMETHODIMP
+    Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;  // E_NOTIMPL
+
+    // IStream
+
+    // `*newPosition` receives the position whatever happens. A failed seek of the wrapped stream leaves this one at the
+    // position that it reported, 0 if it reported none. An unknown origin is S_OK and moves nothing.
+    STDMETHODIMP
+    Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
+    STDMETHODIMP
+    SetSize(ULARGE_INTEGER newSize) noexcept override;  // E_NOTIMPL
+    // See CopyInBlocks.
+    STDMETHODIMP
+    CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+           ULARGE_INTEGER* bytesWritten) noexcept override;
+    STDMETHODIMP
+    Commit(DWORD flags) noexcept override;  // E_NOTIMPL
+    STDMETHODIMP
+    Revert() noexcept override;  // E_NOTIMPL
+    STDMETHODIMP
+    LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
+    STDMETHODIMP
+    UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb,
+                 DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
+    // The wrapped stream's answer to the last new value of `flag`, and never refreshed while that value stays: the size
+    // is the one at the first call. After a failure the same call gives S_OK and a record of zeros.
+    // E_OUTOFMEMORY: the record is there, but without its name.
+    STDMETHODIMP
+    Stat(STATSTG* stat, DWORD flag) noexcept override;
+    // A buffered stream over a clone of the wrapped one, with the same position and buffered bytes.
+    // E_UNEXPECTED: the wrapped stream reported success and gave no clone.
+    STDMETHODIMP
+    Clone(IStream** clone) noexcept override;
+
+private:
+    [[nodiscard]] HRESULT Refill(Microsoft::WRL::ComPtr<IStream>& source) noexcept;
+    [[nodiscard]] HRESULT SeekTo(ULONGLONG target) noexcept;
+    [[nodiscard]] HRESULT SeekSource(LARGE_INTEGER move, DWORD origin) noexcept;
+    [[nodiscard]] HRESULT AskStat(DWORD flag) noexcept;
+    ULONG Serve(BYTE* target, ULONG cb) noexcept;
+
+    CStreamCookie m_source;
+    std::vector<BYTE> m_buffer;          // its length is set once
+    ULONGLONG m_underlyingPosition = 0;  // where the wrapped stream stands, as far as we know
+    ULONGLONG m_position = 0;            // where callers see this stream stand
+    LONG m_offset = 0;                   // index in the buffer of the byte at m_position; never above m_fill
+    LONG m_fill = 0;                     // valid bytes, counted from the start of the buffer
+    bool m_statValid = false;
+    DWORD m_statFlag = 0;
+    STATSTG m_stat{};  // pwcsName is null here; the name is m_statName
+    CTaskMem<wchar_t> m_statName;
+};
+
+inline constexpr LONG kTKFDefaultBufferBytes = 0x20000;
+
+// Makes a buffered stream over `stream`, which starts where that one stands.
+//
+// E_POINTER: `stream` or `bufferedStream` is null.  E_INVALIDARG: `bufferBytes` is below 1.  E_OUTOFMEMORY.  Otherwise
+// the result of registering `stream` in the Global Interface Table.
+[[nodiscard]] HRESULT TKFCreateBufferedStream(IStream* stream, IStream** bufferedStream,
+                                              LONG bufferBytes = kTKFDefaultBufferBytes) noexcept;

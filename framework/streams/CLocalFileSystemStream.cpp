@@ -1,0 +1,264 @@
+#include "framework/streams/CLocalFileSystemStream.h"
+
+#include "framework/com/CTaskMem.h"
+#include "framework/streams/CopyInBlocks.h"
+
+#include <span>
+#include <string_view>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+struct ErrorResult {
+    DWORD error;
+    HRESULT result;
+};
+
+constexpr ErrorResult kOpenErrors[] = {
+    {ERROR_INVALID_FUNCTION, STG_E_INVALIDFUNCTION},
+    {ERROR_ACCESS_DENIED, STG_E_ACCESSDENIED},
+    {ERROR_NOT_ENOUGH_MEMORY, STG_E_INSUFFICIENTMEMORY},
+    {ERROR_INVALID_ACCESS, STG_E_ACCESSDENIED},
+    {ERROR_OUTOFMEMORY, STG_E_INSUFFICIENTMEMORY},
+    {ERROR_WRITE_FAULT, STG_E_WRITEFAULT},
+    {ERROR_READ_FAULT, STG_E_READFAULT},
+    {ERROR_HANDLE_DISK_FULL, STG_E_MEDIUMFULL},
+    {ERROR_NET_WRITE_FAULT, STG_E_WRITEFAULT},
+};
+constexpr ErrorResult kReadErrors[] = {
+    {ERROR_INVALID_FUNCTION, STG_E_INVALIDFUNCTION}, {ERROR_NOT_ENOUGH_MEMORY, STG_E_INSUFFICIENTMEMORY},
+    {ERROR_OUTOFMEMORY, STG_E_INSUFFICIENTMEMORY},   {ERROR_READ_FAULT, STG_E_READFAULT},
+    {ERROR_HANDLE_DISK_FULL, STG_E_MEDIUMFULL},
+};
+constexpr ErrorResult kWriteErrors[] = {
+    {ERROR_INVALID_FUNCTION, STG_E_INVALIDFUNCTION},     {ERROR_ACCESS_DENIED, STG_E_ACCESSDENIED},
+    {ERROR_NOT_ENOUGH_MEMORY, STG_E_INSUFFICIENTMEMORY}, {ERROR_INVALID_ACCESS, STG_E_ACCESSDENIED},
+    {ERROR_OUTOFMEMORY, STG_E_INSUFFICIENTMEMORY},       {ERROR_WRITE_FAULT, STG_E_WRITEFAULT},
+    {ERROR_HANDLE_DISK_FULL, STG_E_MEDIUMFULL},          {ERROR_NET_WRITE_FAULT, STG_E_WRITEFAULT},
+};
+
+HRESULT ResultOf(DWORD error, std::span<const ErrorResult> table, HRESULT otherwise) noexcept {
+    for (const ErrorResult& row : table)
+        if (row.error == error)
+            return row.result;
+    return otherwise;
+}
+
+constexpr std::wstring_view kLiteralPrefix = LR"(\\?\)";
+
+// A path that begins with the prefix is full by definition, and means what it says: resolving would take dots away that
+// belong to it.
+std::wstring FullPath(const wchar_t* path) {
+    if (std::wstring_view(path).starts_with(kLiteralPrefix))
+        return path;
+    std::wstring full(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD size = static_cast<DWORD>(full.size());
+        const DWORD length = ::GetFullPathNameW(path, size, full.data(), nullptr);
+        if (length == 0)
+            return path;
+        full.resize(length);
+        if (length < size)
+            return full;
+    }
+}
+
+// What CreateFileW takes for the path: it refuses long paths that don't carry the prefix.
+std::wstring PathForOpen(const std::wstring& path) {
+    const std::wstring_view view = path;
+    if (path.size() < MAX_PATH || view.starts_with(kLiteralPrefix) || view.starts_with(LR"(\\.\)"))
+        return path;
+    if (view.starts_with(LR"(\\)"))
+        return LR"(\\?\UNC\)" + path.substr(2);
+    return std::wstring(kLiteralPrefix) + path;
+}
+
+DWORD Bits(DWORD mode, DWORD bit, DWORD bits, DWORD otherwise = 0) noexcept {
+    return (mode & bit) ? bits : otherwise;
+}
+
+HANDLE OpenFile(const std::wstring& path, DWORD mode) {
+    const DWORD access = Bits(mode, kTKFStreamRead, GENERIC_READ) | Bits(mode, kTKFStreamWrite, GENERIC_WRITE);
+    const DWORD share = Bits(mode, kTKFStreamShareRead, FILE_SHARE_READ) |
+                        Bits(mode, kTKFStreamShareWrite, FILE_SHARE_WRITE) |
+                        Bits(mode, kTKFStreamShareDelete, FILE_SHARE_DELETE);
+    const DWORD disposition = Bits(mode, kTKFStreamCreate, CREATE_ALWAYS, OPEN_EXISTING);
+    const DWORD flags = FILE_ATTRIBUTE_NORMAL | Bits(mode, kTKFStreamTemporary, FILE_ATTRIBUTE_TEMPORARY) |
+                        Bits(mode, kTKFStreamDeleteOnClose, FILE_FLAG_DELETE_ON_CLOSE) |
+                        Bits(mode, kTKFStreamSequential, FILE_FLAG_SEQUENTIAL_SCAN, FILE_FLAG_RANDOM_ACCESS) |
+                        Bits(mode, kTKFStreamWriteThrough, FILE_FLAG_WRITE_THROUGH) |
+                        Bits(mode, kTKFStreamOpenReparsePoint, FILE_FLAG_OPEN_REPARSE_POINT);
+    return ::CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
+}
+
+bool IsOpenable(const wchar_t* path, DWORD mode) noexcept {
+    return path && *path && (mode & (kTKFStreamRead | kTKFStreamWrite)) != 0;
+}
+
+}  // namespace
+
+HRESULT CLocalFileSystemStream::Open(const wchar_t* path, DWORD mode) noexcept {
+    if (!IsOpenable(path, mode))
+        return E_INVALIDARG;
+    return ComBoundary([&] {
+        m_path = FullPath(path);
+        m_mode = mode;
+        const std::wstring pathForOpen = PathForOpen(m_path);
+        m_file.Reset(OpenFile(pathForOpen, mode));
+        return m_file ? S_OK : ResultOf(::GetLastError(), kOpenErrors, E_FAIL);
+    });
+}
+
+// ISequentialStream
+
+HRESULT CLocalFileSystemStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
+    DWORD count = 0;
+    if (bytesRead)
+        *bytesRead = 0;
+    if (!buffer)
+        return STG_E_INVALIDPOINTER;
+    if (!::ReadFile(m_file.Get(), buffer, cb, &count, nullptr))
+        return ResultOf(::GetLastError(), kReadErrors, STG_E_ACCESSDENIED);
+    if (bytesRead)
+        *bytesRead = count;
+    return count < cb ? S_FALSE : S_OK;
+}
+
+HRESULT CLocalFileSystemStream::Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept {
+    DWORD count = 0;
+    if (bytesWritten)
+        *bytesWritten = 0;
+    if (!buffer)
+        return STG_E_INVALIDPOINTER;
+    if (!::WriteFile(m_file.Get(), buffer, cb, &count, nullptr))
+        return ResultOf(::GetLastError(), kWriteErrors, STG_E_CANTSAVE);
+    if (bytesWritten)
+        *bytesWritten = count;
+    return count < cb ? S_FALSE : S_OK;
+}
+
+// IStream
+
+HRESULT CLocalFileSystemStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
+    static_assert(STREAM_SEEK_SET == FILE_BEGIN && STREAM_SEEK_CUR == FILE_CURRENT && STREAM_SEEK_END == FILE_END);
+    if (newPosition)
+        newPosition->QuadPart = 0;
+    LARGE_INTEGER reached{};
+    if (origin > STREAM_SEEK_END || !::SetFilePointerEx(m_file.Get(), move, &reached, origin))
+        return STG_E_INVALIDFUNCTION;
+    if (newPosition)
+        newPosition->QuadPart = static_cast<ULONGLONG>(reached.QuadPart);
+    return S_OK;
+}
+
+HRESULT CLocalFileSystemStream::SetSize(ULARGE_INTEGER newSize) noexcept {
+    LARGE_INTEGER before{};
+    if (!::SetFilePointerEx(m_file.Get(), LARGE_INTEGER{}, &before, FILE_CURRENT))
+        return E_FAIL;
+
+    HRESULT hr = S_OK;
+    LARGE_INTEGER end;
+    end.QuadPart = static_cast<LONGLONG>(newSize.QuadPart);
+    LARGE_INTEGER reached{};
+    if (!::SetFilePointerEx(m_file.Get(), end, &reached, FILE_BEGIN) || reached.QuadPart != end.QuadPart)
+        hr = STG_E_MEDIUMFULL;
+    else if (!::SetEndOfFile(m_file.Get()))
+        hr = STG_E_INVALIDFUNCTION;
+
+    if (!::SetFilePointerEx(m_file.Get(), before, nullptr, FILE_BEGIN) && SUCCEEDED(hr))
+        hr = E_UNEXPECTED;
+    return hr;
+}
+
+HRESULT CLocalFileSystemStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+                                       ULARGE_INTEGER* bytesWritten) noexcept {
+    return CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
+}
+
+HRESULT CLocalFileSystemStream::Commit(DWORD) noexcept {
+    return E_NOTIMPL;
+}
+
+HRESULT CLocalFileSystemStream::Revert() noexcept {
+    return E_NOTIMPL;
+}
+
+HRESULT CLocalFileSystemStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
+    return STG_E_INVALIDFUNCTION;
+}
+
+HRESULT CLocalFileSystemStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
+    return STG_E_INVALIDFUNCTION;
+}
+
+HRESULT CLocalFileSystemStream::Stat(STATSTG* stat, DWORD flag) noexcept {
+    if (!stat)
+        return STG_E_INVALIDPOINTER;
+    *stat = {};
+    stat->type = STGTY_STREAM;
+    stat->grfMode = StgMode();
+
+    CTaskMem<wchar_t> name;
+    if (!(flag & STATFLAG_NONAME)) {
+        name = TKFTaskMemDuplicate(m_path);
+        if (!name)
+            return STG_E_INSUFFICIENTMEMORY;
+    }
+    if (!GetSizeAndTimes(*stat))
+        return STG_E_ACCESSDENIED;
+    stat->pwcsName = name.Detach();
+    return S_OK;
+}
+
+bool CLocalFileSystemStream::GetSizeAndTimes(STATSTG& stat) const noexcept {
+    LARGE_INTEGER size{};
+    if (!::GetFileSizeEx(m_file.Get(), &size) || !::GetFileTime(m_file.Get(), &stat.ctime, &stat.atime, &stat.mtime))
+        return false;
+    stat.cbSize.QuadPart = static_cast<ULONGLONG>(size.QuadPart);
+    return true;
+}
+
+DWORD CLocalFileSystemStream::StgMode() const noexcept {
+    const bool read = (m_mode & kTKFStreamRead) != 0;
+    const bool write = (m_mode & kTKFStreamWrite) != 0;
+    const bool shareRead = (m_mode & kTKFStreamShareRead) != 0;
+    const bool shareWrite = (m_mode & kTKFStreamShareWrite) != 0;
+    const DWORD access = !write ? STGM_READ : read ? STGM_READWRITE : STGM_WRITE;
+    const DWORD share = shareRead ? (shareWrite ? STGM_SHARE_DENY_NONE : STGM_SHARE_DENY_WRITE)
+                                  : (shareWrite ? STGM_SHARE_DENY_READ : STGM_SHARE_EXCLUSIVE);
+    return access | share | Bits(m_mode, kTKFStreamCreate, STGM_CREATE);
+}
+
+HRESULT CLocalFileSystemStream::Clone(IStream** clone) noexcept {
+    if (!clone)
+        return E_POINTER;
+    *clone = nullptr;
+    ComPtr<IStream> copy;
+    HRESULT hr = TKFCreateLocalFileSystemStream(m_path.c_str(), m_mode, &copy);
+    ULARGE_INTEGER position{};
+    if (SUCCEEDED(hr))
+        hr = Seek(LARGE_INTEGER{}, STREAM_SEEK_CUR, &position);
+    if (SUCCEEDED(hr)) {
+        LARGE_INTEGER move;
+        move.QuadPart = static_cast<LONGLONG>(position.QuadPart);
+        hr = copy->Seek(move, STREAM_SEEK_SET, nullptr);
+    }
+    if (SUCCEEDED(hr))
+        *clone = copy.Detach();
+    return hr;
+}
+
+HRESULT TKFCreateLocalFileSystemStream(const wchar_t* path, DWORD mode, IStream** stream) noexcept {
+    if (stream)
+        *stream = nullptr;
+    if (!IsOpenable(path, mode))
+        return E_INVALIDARG;
+    ComPtr<CLocalFileSystemStream> made;
+    HRESULT hr = MakeComObject<CLocalFileSystemStream>(&made);
+    if (SUCCEEDED(hr))
+        hr = made->Open(path, mode);
+    if (FAILED(hr))
+        return hr;
+    return made.CopyTo(stream);
+}

@@ -1,0 +1,81 @@
+// A stream over one Win32 file handle.
+//
+// Units: positions and sizes are bytes.
+// Threads: any thread of the process, in any apartment and without marshalling; no method takes a lock, and concurrent
+// calls share the handle's one file pointer.
+// Lifetime: the handle is open from creation until the last reference goes. A clone has a handle and a position of its
+// own.
+#pragma once
+
+#include "diagnostics/CAutoDestructor.h"
+#include "framework/com/CComObjectBase.h"
+#include "framework/streams/TKFStreamMode.h"
+
+#include <string>
+
+class CLocalFileSystemStream final : public CComObjectBase<IStream, ISequentialStream> {
+public:
+    CLocalFileSystemStream() noexcept = default;
+
+    // Opens the file; see TKFCreateLocalFileSystemStream for the results.
+    [[nodiscard]] HRESULT Open(const wchar_t* path, DWORD mode) noexcept;
+
+    // ISequentialStream
+
+    // S_FALSE: fewer than `cb` bytes.  STG_E_INVALIDPOINTER: `buffer` is null.
+    STDMETHODIMP
+    Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
+    STDMETHODIMP
+    Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;
+
+    // IStream
+
+    // STG_E_INVALIDFUNCTION: unknown origin, or the file can't be positioned there. `*newPosition` is then 0.
+    STDMETHODIMP
+    Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
+    // Leaves the file pointer where it was.
+    // STG_E_MEDIUMFULL: no file can have that size.  STG_E_INVALIDFUNCTION: this file can't be given it.
+    // E_FAIL, E_UNEXPECTED: the file pointer couldn't be read, or put back.
+    STDMETHODIMP
+    SetSize(ULARGE_INTEGER newSize) noexcept override;
+    // See CopyInBlocks.
+    STDMETHODIMP
+    CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+           ULARGE_INTEGER* bytesWritten) noexcept override;
+    STDMETHODIMP
+    Commit(DWORD flags) noexcept override;  // E_NOTIMPL
+    STDMETHODIMP
+    Revert() noexcept override;  // E_NOTIMPL
+    // STG_E_INVALIDFUNCTION
+    STDMETHODIMP
+    LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
+    STDMETHODIMP
+    UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
+    // The name is the full path. `grfMode` shows access, sharing and create, not the other bits of the mode.
+    // STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory for the name; size and times are 0.
+    // STG_E_ACCESSDENIED: the file doesn't tell its size or times. No name is handed out on failure.
+    STDMETHODIMP
+    Stat(STATSTG* stat, DWORD flag) noexcept override;
+    // Opens the file again with the same mode, at the same position. On purpose that goes for the create bit too: the
+    // clone of a stream that made its file empties it again.
+    STDMETHODIMP
+    Clone(IStream** clone) noexcept override;
+
+private:
+    [[nodiscard]] bool GetSizeAndTimes(STATSTG& stat) const noexcept;
+    [[nodiscard]] DWORD StgMode() const noexcept;
+
+    CAutoHandle m_file;
+    std::wstring m_path;  // as it is reported: full, and without a prefix that it wasn't given with
+    DWORD m_mode = 0;     // kTKFStream bits
+};
+
+// Opens the file `path` and hands out a stream at its start. A relative path is resolved now. A path longer than 260
+// characters opens as any other; one that begins with \\?\ is taken as it is.
+//
+// `*stream` is null on failure.
+// E_INVALIDARG: `path` is null or empty, or `mode` has neither read nor write; no file is touched.
+// E_POINTER: `stream` is null, which is noticed only after the file was opened (and made, with the create bit).
+// STG_E_ACCESSDENIED, and others by the system's error: the file is there but can't be opened so.
+// E_FAIL: any other reason, a missing file included.
+[[nodiscard]] HRESULT TKFCreateLocalFileSystemStream(const wchar_t* path, DWORD mode, IStream** stream) noexcept;

@@ -1,0 +1,6 @@
+// All streams of the framework: their creation functions and the mode word.
+#pragma once
+
+#include "framework/streams/CBufferedStream.h"
+#include "framework/streams/CLocalFileSystemStream.h"
+#include "framework/streams/TKFStreamMode.h"

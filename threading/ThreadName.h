@@ -1,0 +1,6 @@
+// Thread names as debuggers show them.
+#pragma once
+
+// Tells an attached debugger the name of the calling thread; without a debugger nothing happens. `name` must not be
+// null.
+void AnnounceThreadName(const char* name) noexcept;
