@@ -1,0 +1,68 @@
+// A name of a source, as a person types it or a program passes it, taken apart: a URI, a file path or a UNC path.
+//
+//   const auto uri = CTKFUri::Parse(L"file:///C:/a%20b.wav");
+//   if (uri && uri->IsLocalFile()) Open(uri->GetLocalPath());  // C:\a b.wav
+//
+// What counts as what, in this order:
+//  - "C:..." with any single letter is a path on a drive, never a scheme: C:\a, c:/a, C:a (relative to the drive's own
+//    current folder).
+//  - \\?\C:\..., \\?\Volume{...}\... are paths too; \\?\UNC\server\... is a UNC path. Other names that begin with
+//    \\?\, \??\ or \\.\ are devices. They do not parse, so that no device is opened in place of a file.
+//  - \\server\share\... is a UNC path.
+//  - "scheme:..." is a URI if the scheme has two or more characters.
+//  - Everything else is a path: clip.wav, ..\x, sub/clip.wav, \dir\x.
+// In all paths '/' and '\' are both separators, and every other character stands for itself: '#', '%', '?' and blanks
+// have no meaning there.
+//
+// A path counts as the file URL of the same file: its scheme is "file".
+//
+// Threads: an object never changes and may be shared.  Errors: memory that runs out is std::bad_alloc.
+#pragma once
+
+#include "framework/uri/CTKFUriParts.h"
+
+#include <boost/shared_ptr.hpp>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+class CTKFUri final {
+public:
+    // Null: `text` is null, empty, names a device, is a UNC path without a server, or is a URI with a malformed host,
+    // with a port above 65535 or with control characters. URIs may have characters that should have been escaped,
+    // blanks and non-ASCII letters say, outside the host. Takes time in proportion to the length.
+    [[nodiscard]] static boost::shared_ptr<CTKFUri> Parse(const wchar_t* text);
+
+    // The scheme is "file": true of every path, local or not.
+    [[nodiscard]] bool IsFileUrl() const { return m_parts.scheme == L"file"; }
+
+    // A file on a drive of this machine, mapped drives included: a path that is no UNC path, or a file URL with such a
+    // path and with no host or the host "localhost".
+    [[nodiscard]] bool IsLocalFile() const { return !m_localPath.empty(); }
+
+    // The path to open, with '\' as its only separator; empty if this is not a local file. It is as relative as it was
+    // given. Of a file URL the escapes are resolved as UTF-8. Some stay as they are written: those which are malformed,
+    // whose bytes are not UTF-8, or which stand for a separator or for the character 0. None of these can be part of a
+    // name, and resolving them would lead to another file than the one the URL seems to name.
+    [[nodiscard]] const std::wstring& GetLocalPath() const { return m_localPath; }
+
+    // The components, as they are written, with their escapes; empty where there is none.
+    [[nodiscard]] const std::wstring& GetScheme() const { return m_parts.scheme; }  // in lower case
+    [[nodiscard]] const std::wstring& GetUserInfo() const { return m_parts.userInfo; }
+    [[nodiscard]] const std::wstring& GetHost() const { return m_parts.host; }
+    [[nodiscard]] TKFURI_HOSTNAME_TYPE GetHostType() const { return m_parts.hostType; }
+    [[nodiscard]] std::optional<unsigned> GetPort() const { return m_parts.port; }  // only if it is written
+    // Of a UNC path, what follows the server; without the prefix \\?\.
+    [[nodiscard]] const std::wstring& GetPath() const { return m_parts.path; }
+    // The path between its separators: {"a", "", "b", ""} for both "/a//b/" and "a//b/".
+    [[nodiscard]] const std::vector<std::wstring>& GetPathSegments() const { return m_parts.segments; }
+    [[nodiscard]] const std::wstring& GetQuery() const { return m_parts.query; }        // without '?'
+    [[nodiscard]] const std::wstring& GetFragment() const { return m_parts.fragment; }  // without '#'
+
+private:
+    explicit CTKFUri(CTKFUriParts parts);
+
+    CTKFUriParts m_parts;
+    std::wstring m_localPath;
+};

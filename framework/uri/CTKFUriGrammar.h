@@ -1,0 +1,15 @@
+// The grammar of the names that CTKFUri takes: RFC 3986 for URIs, RFC 8089 with its customary variants for file URLs,
+// and the ways in which the platform writes paths. It stands apart from CTKFUri because the parser library is slow to
+// compile.
+#pragma once
+
+#include "framework/uri/CTKFUriParts.h"
+
+#include <optional>
+#include <string_view>
+
+class CTKFUriGrammar final {
+public:
+    // Nothing: `text` is no name. CTKFUri::Parse says what is.  Threads: any.
+    [[nodiscard]] static std::optional<CTKFUriParts> Parse(std::wstring_view text);
+};

@@ -1,0 +1,217 @@
+// What is a file on this machine, and under which path.
+#include "framework/uri/CTKFUri.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace {
+
+struct LocalName {
+    const wchar_t* name;
+    const wchar_t* localPath;
+};
+
+void ExpectLocal(const LocalName& row) {
+    SCOPED_TRACE(::testing::PrintToString(std::wstring(row.name)));
+    const auto uri = CTKFUri::Parse(row.name);
+    ASSERT_TRUE(uri);
+    EXPECT_TRUE(uri->IsFileUrl());
+    EXPECT_TRUE(uri->IsLocalFile());
+    EXPECT_EQ(std::wstring(row.localPath), uri->GetLocalPath());
+}
+
+TEST(LocalFile, PathsMeanWhatTheySayCharacterForCharacter) {
+    const LocalName table[] = {
+        {LR"(C:\dir\a b#1%20.mp3)", LR"(C:\dir\a b#1%20.mp3)"},
+        {LR"(C:\what?query=1#fragment)", LR"(C:\what?query=1#fragment)"},
+        {L"c:/x/y.wav", LR"(c:\x\y.wav)"},
+        {L"c://x/y.wav", LR"(c:\\x\y.wav)"},
+        {LR"(Z:\mapped\x)", LR"(Z:\mapped\x)"},
+        {LR"(C:)", LR"(C:)"},
+        {LR"(C:clip.wav)", LR"(C:clip.wav)"},
+        {LR"(C:\x.wav:alternate)", LR"(C:\x.wav:alternate)"},
+        {LR"(C:\caf)"
+         L"\u00e9\u4e2d\U0001F3B5.ogg",
+         LR"(C:\caf)"
+         L"\u00e9\u4e2d\U0001F3B5.ogg"},
+        {L"C:\\bell\a\ttab.wav", L"C:\\bell\a\ttab.wav"},
+        {L"clip.wav", L"clip.wav"},
+        {L" leading blank.wav", L" leading blank.wav"},
+        {L"100%.wav", L"100%.wav"},
+        {L"?", L"?"},
+        {L".", L"."},
+        {LR"(..\x)", LR"(..\x)"},
+        {L"sub/clip.wav", LR"(sub\clip.wav)"},
+        {LR"(.\a:b)", LR"(.\a:b)"},
+        {L"1:30.wav", L"1:30.wav"},  // a scheme begins with a letter
+        {LR"(\dir\x)", LR"(\dir\x)"},
+        {L"/dir/x", LR"(\dir\x)"},
+        {LR"(\\?\C:\long\..\x)", LR"(\\?\C:\long\..\x)"},
+        {L"//?/C:/x", LR"(\\?\C:\x)"},
+        {LR"(\\?\Volume{26a21bda-a627-11d7-9931-806e6f6e6963}\x)",
+         LR"(\\?\Volume{26a21bda-a627-11d7-9931-806e6f6e6963}\x)"},
+    };
+    for (const LocalName& row : table)
+        ExpectLocal(row);
+}
+
+TEST(LocalFile, FileUrlsGiveThePathBehindThem) {
+    const LocalName table[] = {
+        {L"file:///C:/a%20b.wav", LR"(C:\a b.wav)"},
+        {L"FILE:///c:/x", LR"(c:\x)"},
+        {L"file:/C:/x", LR"(C:\x)"},
+        {L"file:C:/x", LR"(C:\x)"},
+        {L"file:C:x", LR"(C:x)"},
+        {L"file://localhost/C:/x", LR"(C:\x)"},
+        {L"file://LocalHost/C:/x", LR"(C:\x)"},
+        {L"file://user@localhost/C:/x", LR"(C:\x)"},
+        {L"file:///C|/x", LR"(C:\x)"},
+        {L"file:C|/x", LR"(C:\x)"},
+        {L"file://localhost/C|/x", LR"(C:\x)"},
+        {L"file:///C%3A/x", LR"(C:\x)"},
+        {L"file:///C%7c/x", LR"(C:\x)"},
+        {L"file://C:/x", LR"(C:\x)"},
+        {L"file:////C:/x", LR"(C:\x)"},
+        {L"file://localhost//C:/x", LR"(C:\x)"},
+        {LR"(file:///C:\dir\x)", LR"(C:\dir\x)"},
+        {LR"(file:\\C:\dir\x)", LR"(C:\dir\x)"},
+        {L"file:///C:", L"C:"},
+        {L"file:///C:/x#t=10", LR"(C:\x)"},
+        {L"file:///C:/x?a/b#c?d", LR"(C:\x)"},
+        {L"file:///C:/x%23y%3fz%25", LR"(C:\x#y?z%)"},
+        {L"file:///C:/a b|c\u00e9", L"C:\\a b|c\u00e9"},
+        {L"file:///dir/x", LR"(\dir\x)"},
+        {L"file:/dir/x", LR"(\dir\x)"},
+        {L"file:clip.wav", L"clip.wav"},
+    };
+    for (const LocalName& row : table)
+        ExpectLocal(row);
+}
+
+TEST(LocalFile, EscapesOfAFileUrlAreUtf8AndTheRestStayAsWritten) {
+    const LocalName table[] = {
+        {L"file:///C:/%C3%A9%e4%b8%ad", L"C:\\\u00e9\u4e2d"},
+        {L"file:///C:/%F0%9F%8E%B5", L"C:\\\U0001F3B5"},
+        {L"file:///C:/%2520", LR"(C:\%20)"},  // resolved once
+        {L"file:///C:/100%", LR"(C:\100%)"},
+        {L"file:///C:/%4", LR"(C:\%4)"},
+        {L"file:///C:/%%41%4g", LR"(C:\%A%4g)"},
+        {L"file:///C:/%FF%80x", LR"(C:\%FF%80x)"},
+        {L"file:///C:/%C3%41", LR"(C:\%C3A)"},
+        {L"file:///C:/%C3", LR"(C:\%C3)"},
+        {L"file:///C:/%E4%B8", LR"(C:\%E4%B8)"},
+        {L"file:///C:/%C0%AF", LR"(C:\%C0%AF)"},              // an overlong '/'
+        {L"file:///C:/%ED%A0%80", LR"(C:\%ED%A0%80)"},        // half of a surrogate pair
+        {L"file:///C:/%F4%90%80%80", LR"(C:\%F4%90%80%80)"},  // beyond U+10FFFF
+        {L"file:///C:/x.wav%00.mp3", LR"(C:\x.wav%00.mp3)"},  // would end the name early
+        {L"file:///C:/a%2F..%5Cb", LR"(C:\a%2F..%5Cb)"},      // would be other folders
+        {L"file:///%5C%5Cserver/x", LR"(\%5C%5Cserver\x)"},   // would be a server
+        {L"file:%2f%2Fserver/x", LR"(%2f%2Fserver\x)"},
+    };
+    for (const LocalName& row : table)
+        ExpectLocal(row);
+}
+
+TEST(LocalFile, WhatLeadsOffTheMachineIsNotLocal) {
+    struct {
+        const wchar_t* name;
+        bool isFileUrl;
+    } const table[] = {
+        {LR"(\\server\share\f)", true},
+        {L"//server/share/f", true},
+        {LR"(\\server)", true},
+        {LR"(\\localhost\C$\x)", true},
+        {LR"(\\server@SSL\DavWWWRoot\x)", true},
+        {LR"(\\?\UNC\server\share\x)", true},
+        {LR"(\\?\unc\server\share)", true},
+        {L"file://server/share/x", true},
+        {L"file://192.0.2.1/C:/x", true},
+        {L"file://[::1]/C:/x", true},
+        {L"file://localhost:80/C:/x", true},
+        {LR"(file:\\server\share\x)", true},
+        {L"file:////server/share", true},
+        {L"file://///server/share", true},
+        {L"file:////localhost/share", true},
+        {L"file://localhost//server/share", true},
+        {L"file:////./pipe/x", true},
+        {L"file://./pipe/x", true},
+        {L"file:///%3F%3F/pipe/x", true},
+        {L"file://?/C:/x", true},
+        {L"file:", true},
+        {L"file://", true},
+        {L"file://localhost", true},
+        {L"http://localhost/C:/x", false},
+        {L"https://example.org/x.mp4", false},
+        {L"data:audio/wav;base64,UklGRg==", false},
+        {L"mailto:a@example.org", false},
+        {L"foo:bar", false},
+        {L"ab:\\dir\\x", false},
+        {L"clip.wav:alternate", false},
+        {L"filex:///C:/x", false},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(::testing::PrintToString(std::wstring(row.name)));
+        const auto uri = CTKFUri::Parse(row.name);
+        if (!uri) {
+            ADD_FAILURE() << "does not parse";
+            continue;
+        }
+        EXPECT_EQ(row.isFileUrl, uri->IsFileUrl());
+        EXPECT_FALSE(uri->IsLocalFile());
+        EXPECT_EQ(L"", uri->GetLocalPath());
+    }
+}
+
+TEST(LocalFile, DevicesAndServerPathsWithoutServerAreNoNames) {
+    const wchar_t* const table[] = {
+        L"",
+        LR"(\\)",
+        L"//",
+        LR"(\\\server)",
+        LR"(\\.)",
+        LR"(\\.\C:\x)",
+        LR"(\\.\pipe\x)",
+        LR"(\\.\PhysicalDrive0)",
+        LR"(\\?)",
+        LR"(\\?\)",
+        LR"(\\?\C:)",  // the raw drive
+        LR"(\\?\pipe\x)",
+        LR"(\\?\GLOBALROOT\Device\x)",
+        LR"(\\?\Volume{26a21bda-a627-11d7-9931-806e6f6e6963})",
+        LR"(\\?\UNC\)",
+        LR"(\\?\UNC\.\pipe)",
+        LR"(\??\C:\x)",
+        L"//C:/x",
+        LR"(\\ser:ver\x)",
+        L"file:////ser:ver/x",
+        L"file:///C:/line\nfeed",
+    };
+    for (const wchar_t* name : table)
+        EXPECT_FALSE(CTKFUri::Parse(name)) << ::testing::PrintToString(std::wstring(name));
+    EXPECT_FALSE(CTKFUri::Parse(nullptr));
+}
+
+TEST(LocalFile, LongNamesTakeTimeInProportionToTheirLength) {
+    const auto secondsFor = [](const std::wstring& name) {
+        const auto start = std::chrono::steady_clock::now();
+        const auto uri = CTKFUri::Parse(name.c_str());
+        (void)uri;
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    const std::wstring starts[] = {L"",          LR"(C:\)",  LR"(\\)",    L"file:///",  L"file://",
+                                   L"http://h/", L"http://", L"http://[", L"http://h:", L"%"};
+    const std::wstring fillers[] = {L"a", L"/",  LR"(\)", L":",  L"@",    L"%C3%A9", L"%C3",
+                                    L"0", L"1:", L".",    L"?#", L"\x01", L"\u00e9"};
+    for (const std::wstring& start : starts) {
+        for (const std::wstring& filler : fillers) {
+            std::wstring name = start;
+            while (name.size() < 32000)
+                name += filler;
+            // A millisecond is usual; what grows with the square of the length takes many seconds.
+            EXPECT_LT(secondsFor(name), 2.0) << ::testing::PrintToString(start + filler);
+        }
+    }
+}
+
+}  // namespace
