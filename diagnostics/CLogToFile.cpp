@@ -1,0 +1,112 @@
+#include "diagnostics/CLogToFile.h"
+
+#include "diagnostics/LogSite.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace TKRuntimeLogger {
+namespace {
+
+constexpr wchar_t kKeyPath[] = L"SOFTWARE\\Tavel\\TKRuntimeLogger";
+constexpr wchar_t kValueName[] = L"LogFile";
+
+// The path from the registry; empty if there is none.
+std::wstring ReadLogFilePath() {
+    CAutoRegistryKey key;
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKeyPath, 0, KEY_QUERY_VALUE, key.Put()) != ERROR_SUCCESS)
+        return {};
+    DWORD type = REG_NONE;
+    DWORD bytes = 0;
+    if (::RegQueryValueExW(key.Get(), kValueName, nullptr, &type, nullptr, &bytes) != ERROR_SUCCESS || bytes == 0 ||
+        type != REG_SZ)
+        return {};
+    // The stored size may be odd, and the stored text need not end in a zero: one character more than was asked for
+    // does.
+    std::vector<wchar_t> path((std::size_t{bytes} + 1) / sizeof(wchar_t) + 1, L'\0');
+    if (::RegQueryValueExW(key.Get(), kValueName, nullptr, &type, reinterpret_cast<BYTE*>(path.data()), &bytes) !=
+            ERROR_SUCCESS ||
+        type != REG_SZ)
+        return {};
+    return path.data();
+}
+
+// The path in the form that Windows opens at any length.
+std::wstring OpenablePath(const std::wstring& path) {
+    if (path.size() < MAX_PATH || path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\"))
+        return path;
+    const DWORD needed = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
+    std::wstring full(needed, L'\0');
+    const DWORD length = ::GetFullPathNameW(path.c_str(), needed, full.data(), nullptr);
+    if (length == 0 || length >= needed)
+        return path;
+    full.resize(length);
+    return full.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
+}
+
+std::string ToUtf8(const std::wstring& text) {
+    if (text.size() > std::numeric_limits<int>::max() / 3)  // no character takes more than three bytes
+        return {};
+    std::string bytes(text.size() * 3, '\0');
+    const int length = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                                             static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    return bytes;
+}
+
+const wchar_t* OrEmpty(const wchar_t* text) noexcept {
+    return text ? text : L"";
+}
+
+}  // namespace
+
+CLogToFile::CLogToFile() noexcept {
+    try {
+        const std::wstring path = ReadLogFilePath();
+        if (path.empty())
+            return;
+        // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of the file as it is then, whoever else
+        // writes to it.
+        m_file = CAutoHandle(::CreateFileW(OpenablePath(path).c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
+                                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                                           FILE_ATTRIBUTE_NORMAL, nullptr));
+        m_enabled = static_cast<bool>(m_file);
+    } catch (...) {
+        // Out of memory: there is no log file.
+    }
+}
+
+STDMETHODIMP
+CLogToFile::QueryInterface(REFIID, void** object) noexcept {
+    if (!object)
+        return E_POINTER;
+    *object = nullptr;
+    return E_NOINTERFACE;
+}
+
+STDMETHODIMP
+CLogToFile::Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
+                BSTR message) noexcept {
+    if (!m_enabled)
+        return S_OK;
+    try {
+        std::wstring text = FormatLogString(
+            L"SEV: %d, CAT: %s, PID: %d, TID: %d, FILE: %s, LINE: %d, FUNC: %s, MSG: %s", severity, OrEmpty(category),
+            processId, threadId, OrEmpty(file), line, OrEmpty(function), OrEmpty(message));
+        std::replace(text.begin(), text.end(), L'\r', L'\u240D');
+        std::replace(text.begin(), text.end(), L'\n', L'\u240A');
+        const std::string record = ToUtf8(text);
+        if (record.empty())
+            return S_OK;
+        const std::string bytes = record + "\r\n";
+        DWORD written = 0;
+        ::WriteFile(m_file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    } catch (...) {
+        // Out of memory: the line is lost.
+    }
+    return S_OK;
+}
+
+}  // namespace TKRuntimeLogger

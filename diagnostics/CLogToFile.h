@@ -1,0 +1,61 @@
+// The fallback sink: appends records to the file that the administrator names in the registry, value "LogFile" (REG_SZ)
+// of HKEY_LOCAL_MACHINE\SOFTWARE\Tavel\TKRuntimeLogger. (A 32-bit process sees its own view of that key.) Without the
+// value there is no log file; there is no default path. REG_EXPAND_SZ is refused: nothing is expanded.
+//
+// A record is one line of UTF-8 that ends in CR LF:
+//   SEV: %d, CAT: %s, PID: %d, TID: %d, FILE: %s, LINE: %d, FUNC: %s, MSG: %s
+// Null texts are empty. A carriage return or line feed within a text is shown as its control picture (U+240D, U+240A),
+// so that one record stays one line and nothing in a name can pass for another record; half of a surrogate pair becomes
+// U+FFFD.
+//
+// Threads: any, without a lock. Each line is a single append, which the system does as a whole, so that lines of
+// several threads and processes don't mix in one file. The file is never truncated or rotated.
+//
+// Lifetime: one static instance per module, not reference counted. Errors: none reach the caller; a line that can't be
+// written is lost.
+#pragma once
+
+#include "diagnostics/CAutoDestructor.h"
+
+#include <objbase.h>
+
+#include "TKRuntimeLogger.h"
+
+namespace TKRuntimeLogger {
+
+class CLogToFile final : public ITKRuntimeLogger {
+public:
+    // Reads the registry and opens the file. Works while the module is being loaded.
+    CLogToFile() noexcept;
+    CLogToFile(const CLogToFile&) = delete;
+    CLogToFile& operator=(const CLogToFile&) = delete;
+
+    [[nodiscard]] bool IsEnabled() const noexcept { return m_enabled; }
+
+    // IUnknown
+    // E_NOINTERFACE for every id, its own and IUnknown's included: the instance is handed out by its address only.
+    STDMETHODIMP
+    QueryInterface(REFIID iid, void** object) noexcept override;
+    STDMETHODIMP_(ULONG) AddRef() noexcept override { return 2; }
+    STDMETHODIMP_(ULONG) Release() noexcept override { return 2; }
+
+    // ITKRuntimeLogger
+    STDMETHODIMP
+    Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
+        BSTR message) noexcept override;
+    // Timing and explicit records reach only an external logging service.
+    STDMETHODIMP
+    LogProfile(LONG, BSTR, ULONG, BSTR, LONG, BSTR, BSTR, MIDL_uhyper, double, double, double) noexcept override {
+        return S_OK;
+    }
+    STDMETHODIMP
+    LogExplicit(LONG, BSTR, ULONG, ULONG, BSTR, LONG, ULONG, BSTR, BSTR, VARIANT_BOOL) noexcept override {
+        return S_OK;
+    }
+
+private:
+    CAutoHandle m_file;
+    bool m_enabled = false;
+};
+
+}  // namespace TKRuntimeLogger

@@ -1,0 +1,52 @@
+// The front end of one thread: finds the logger when it is made, and turns records into calls on it.
+#pragma once
+
+#include "diagnostics/ITKRuntimeLoggerAPI.h"
+
+#include <objbase.h>
+#include <wrl/client.h>
+
+#include "TKRuntimeLogger.h"
+
+namespace TKRuntimeLogger {
+
+class CTKRuntimeLoggerAPI final : public ITKRuntimeLoggerAPI {
+public:
+    // Takes the service that is published in the Running Object Table, else `fallback`, which may be null. Every
+    // failure on the way to the service means that there is none.
+    explicit CTKRuntimeLoggerAPI(ITKRuntimeLogger* fallback) noexcept;
+    CTKRuntimeLoggerAPI(const CTKRuntimeLoggerAPI&) = delete;
+    CTKRuntimeLoggerAPI& operator=(const CTKRuntimeLoggerAPI&) = delete;
+
+    [[nodiscard]] bool HasLogger() const noexcept { return m_logger != nullptr; }
+
+    // Gives up the interface pointers without releasing them.
+    void AbandonReferences() noexcept;
+
+    void Log(LONG severity, const wchar_t* category, const wchar_t* file, LONG line, const wchar_t* function,
+             const wchar_t* message) override;
+    void LogProfile(LONG severity, const wchar_t* category, const wchar_t* file, LONG line, const wchar_t* function,
+                    const wchar_t* message, ULONGLONG count, double firstDuration, double maximumDuration,
+                    double totalDuration) override;
+    void LogExplicit(LONG severity, const wchar_t* category, ULONG value1, ULONG value2, const wchar_t* file, LONG line,
+                     ULONG value3, const wchar_t* function, const wchar_t* message, BYTE flag) override;
+    [[nodiscard]] LONG AskQuestion(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
+                                   const wchar_t* function, const wchar_t* question, const wchar_t* secondText,
+                                   LONG defaultAnswer, bool remember) override;
+    void LogWithDump(LONG severity, const wchar_t* category, const wchar_t* file, LONG line, const wchar_t* function,
+                     const wchar_t* message) override;
+    [[nodiscard]] LONGLONG GetFrequency() const noexcept override { return m_frequency; }
+    [[nodiscard]] LONGLONG GetTimestamp() const noexcept override;
+
+private:
+    void FindService();
+
+    Microsoft::WRL::ComPtr<ITKRuntimeLogger> m_logger;
+    Microsoft::WRL::ComPtr<ITKRuntimeLoggerQuestion> m_questioner;
+    Microsoft::WRL::ComPtr<ITKRuntimeLoggerDump> m_dumpWriter;
+    const DWORD m_threadId;
+    const DWORD m_processId;
+    LONGLONG m_frequency = 0;  // ticks per second
+};
+
+}  // namespace TKRuntimeLogger

@@ -1,0 +1,50 @@
+// One thread's way to the logger. GetLoggerAPI() hands it out; log sites use it through TK_LOG and its relatives.
+//
+// Threads: the thread that it was made for, and no other: it carries that thread's id, and perhaps an interface pointer
+// that belongs to the thread's apartment.
+// Lifetime: until the module is unloaded.
+// Texts are zero-terminated and may be null; a null text reaches the logger as a null string.
+// Errors: out of memory is a CAtlException carrying E_OUTOFMEMORY, or std::bad_alloc. The logger's own results, and
+// whatever it does wrong, are ignored: logging fails no operation.
+#pragma once
+
+#include <windows.h>
+
+namespace TKRuntimeLogger {
+
+struct ITKRuntimeLoggerAPI {
+    // One record.
+    virtual void Log(LONG severity, const wchar_t* category, const wchar_t* file, LONG line, const wchar_t* function,
+                     const wchar_t* message) = 0;
+
+    // The accumulated figures of a timing site; durations in seconds.
+    virtual void LogProfile(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
+                            const wchar_t* function, const wchar_t* message, ULONGLONG count, double firstDuration,
+                            double maximumDuration, double totalDuration) = 0;
+
+    // A record whose leading numbers are the caller's; what they mean is between the caller and the logging service.
+    virtual void LogExplicit(LONG severity, const wchar_t* category, ULONG value1, ULONG value2, const wchar_t* file,
+                             LONG line, ULONG value3, const wchar_t* function, const wchar_t* message, BYTE flag) = 0;
+
+    // Asks the person in front of the logging service; `secondText` is passed through as it is. With `remember`, the
+    // same question at the same site is asked once in the life of the process. Returns `defaultAnswer` when nobody can
+    // be asked; the question is then logged instead.
+    [[nodiscard]] virtual LONG AskQuestion(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
+                                           const wchar_t* function, const wchar_t* question, const wchar_t* secondText,
+                                           LONG defaultAnswer, bool remember) = 0;
+
+    // Has the logging service write a dump of this process and log the (finished) message with it. Without a dump, the
+    // message is logged with " <a dump could not be created>" appended.
+    virtual void LogWithDump(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
+                             const wchar_t* function, const wchar_t* message) = 0;
+
+    // Ticks per second of GetTimestamp.
+    [[nodiscard]] virtual LONGLONG GetFrequency() const noexcept = 0;
+
+    // The performance counter now, in ticks.
+    [[nodiscard]] virtual LONGLONG GetTimestamp() const noexcept = 0;
+
+    virtual ~ITKRuntimeLoggerAPI() = default;
+};
+
+}  // namespace TKRuntimeLogger

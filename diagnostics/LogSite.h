@@ -1,0 +1,59 @@
+// What happens at a log site: find the calling thread's front end, and only if there is one, format and log.
+//
+//   static constexpr TKRuntimeLogger::LogSource kSource{L"TvFileSourceAsync", L"CustomFileSource"};
+//   TK_LOG(kSource, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::Load", L"Loading: %s", name);
+//
+// A thread looks for a logger once, at its first record: a service that is published in the Running Object Table, else
+// the log file that the registry names. If it finds neither, its log sites cost two thread-local reads each and
+// evaluate none of their arguments, for the rest of its life. COM should be initialised on the thread by then; else
+// only the file is found.
+//
+// Threads: any.  The last-error value stays as it is.
+#pragma once
+
+#include "diagnostics/CLastErrorKeeper.h"
+#include "diagnostics/ITKRuntimeLoggerAPI.h"
+#include "diagnostics/LogTypes.h"
+
+#include <string>
+
+namespace TKRuntimeLogger {
+
+namespace Detail {
+// The two thread-local slots of the module: the thread's front end, and a mark that it has looked for one. No slot is
+// allocated before the module's static initialisation or after its end; nothing is logged then.
+inline constinit DWORD frontEndSlot = TLS_OUT_OF_INDEXES;
+inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
+}  // namespace Detail
+
+// The calling thread's front end, made on first use, or null for good.
+[[nodiscard]] ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept;
+
+// The same, short for a thread that has decided before.
+[[nodiscard]] inline ITKRuntimeLoggerAPI* ThreadLogger() noexcept {
+    const CLastErrorKeeper lastError;
+    if (void* frontEnd = ::TlsGetValue(Detail::frontEndSlot))
+        return static_cast<ITKRuntimeLoggerAPI*>(frontEnd);
+    return ::TlsGetValue(Detail::triedSlot) ? nullptr : GetLoggerAPI();
+}
+
+// "DEBUG", "INFO", "WARN", "ERROR", "FATAL" for 0 to 4; empty for every other number. Never null.
+[[nodiscard]] const wchar_t* SeverityName(LONG severity) noexcept;
+
+// Formats as the wide printf family of Windows does (%s is a wide string), to any length.
+// A format that the runtime library refuses gives an empty text.  Throws std::bad_alloc.
+[[nodiscard]] std::wstring FormatLogString(const wchar_t* format, ...);
+
+// The building blocks of TK_LOG and its relatives, for a front end that is there.
+void LogFormatted(ITKRuntimeLoggerAPI& logger, const LogSource& source, LONG severity, LONG line,
+                  const wchar_t* function, const wchar_t* format, ...);
+
+}  // namespace TKRuntimeLogger
+
+// TK_LOG(source, severity, function, format, ...)
+// Throws CAtlException carrying E_OUTOFMEMORY, or std::bad_alloc, when memory is out while a logger is there.
+#define TK_LOG(source, severity, function, ...)                                                            \
+    do {                                                                                                   \
+        if (auto* const tkLogger = ::TKRuntimeLogger::ThreadLogger())                                      \
+            ::TKRuntimeLogger::LogFormatted(*tkLogger, source, severity, __LINE__, function, __VA_ARGS__); \
+    } while (false)

@@ -1,0 +1,24 @@
+// What exists from the load of the module to its unload: the log file and the two thread-local slots.
+#include "diagnostics/CLogToFile.h"
+#include "diagnostics/CRuntimeLoggerTLSManager.h"
+#include "diagnostics/LogSite.h"
+
+namespace TKRuntimeLogger {
+namespace {
+
+// In this order, in one file: front ends refer to the sink, so it must be destroyed after them.
+CLogToFile g_logToFile;
+CRuntimeLoggerTLSManager g_tlsManager(g_logToFile.IsEnabled() ? &g_logToFile : nullptr);
+
+}  // namespace
+
+ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept {
+    // The manager exists exactly while its slots do. A record that comes earlier or later than that, from some other
+    // static object, is skipped without deciding for the thread.
+    if (Detail::frontEndSlot == TLS_OUT_OF_INDEXES || Detail::triedSlot == TLS_OUT_OF_INDEXES)
+        return nullptr;
+    const CLastErrorKeeper lastError;
+    return g_tlsManager.FrontEnd();
+}
+
+}  // namespace TKRuntimeLogger
