@@ -1,0 +1,136 @@
+#include "baseclasses/AMovieSetup.h"
+
+#include <wrl/client.h>
+
+#include <cwchar>
+#include <iterator>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+// This thread's stay in COM.
+class CComStay final {
+public:
+    // The thread may be in another kind of apartment already, which serves as well and isn't ours to leave.
+    CComStay() noexcept : m_result(::CoInitialize(nullptr)) {}
+    ~CComStay() {
+        ::CoFreeUnusedLibraries();
+        if (SUCCEEDED(m_result))
+            ::CoUninitialize();
+    }
+    CComStay(const CComStay&) = delete;
+    CComStay& operator=(const CComStay&) = delete;
+
+    [[nodiscard]] HRESULT Result() const noexcept { return m_result == RPC_E_CHANGED_MODE ? S_OK : m_result; }
+
+private:
+    const HRESULT m_result;
+};
+
+class CRegistryKey final {
+public:
+    CRegistryKey() = default;
+    ~CRegistryKey() {
+        if (m_key)
+            ::RegCloseKey(m_key);
+    }
+    CRegistryKey(const CRegistryKey&) = delete;
+    CRegistryKey& operator=(const CRegistryKey&) = delete;
+
+    LSTATUS Create(HKEY parent, const wchar_t* path) noexcept {
+        return ::RegCreateKeyExW(parent, path, 0, nullptr, 0, KEY_WRITE, nullptr, &m_key, nullptr);
+    }
+    // A null `name` is the key's default value.
+    LSTATUS SetText(const wchar_t* name, const wchar_t* text) const noexcept {
+        const size_t bytes = (std::wcslen(text) + 1) * sizeof(wchar_t);
+        return ::RegSetValueExW(m_key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), static_cast<DWORD>(bytes));
+    }
+    [[nodiscard]] HKEY Get() const noexcept { return m_key; }
+
+private:
+    HKEY m_key = nullptr;
+};
+
+LSTATUS InstallServer(const wchar_t* keyPath, const WCHAR* name, const WCHAR* path) noexcept {
+    CRegistryKey classKey;
+    CRegistryKey serverKey;
+    LSTATUS status = classKey.Create(HKEY_CLASSES_ROOT, keyPath);
+    if (status == ERROR_SUCCESS)
+        status = classKey.SetText(nullptr, name);
+    if (status == ERROR_SUCCESS)
+        status = serverKey.Create(classKey.Get(), L"InprocServer32");
+    if (status == ERROR_SUCCESS)
+        status = serverKey.SetText(nullptr, path);
+    if (status == ERROR_SUCCESS)
+        status = serverKey.SetText(L"ThreadingModel", L"Both");
+    return status;
+}
+
+// The mapper knows nothing of the filter, which is what was wanted or no harm.
+HRESULT NotFoundIsSuccess(HRESULT hr) noexcept {
+    return hr == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) ? S_OK : hr;
+}
+
+HRESULT RegisterPins(const AMOVIESETUP_FILTER& setup, IFilterMapper* mapper) noexcept {
+    for (UINT i = 0; i < setup.nPins; ++i) {
+        const AMOVIESETUP_PIN& pin = setup.lpPin[i];
+        const CLSID connectsTo = pin.clsConnectsToFilter ? *pin.clsConnectsToFilter : CLSID_NULL;
+        HRESULT hr = mapper->RegisterPin(*setup.clsID, pin.strName, pin.bRendered, pin.bOutput, pin.bZero, pin.bMany,
+                                         connectsTo, pin.strConnectsToPin);
+        for (UINT j = 0; SUCCEEDED(hr) && j < pin.nMediaTypes; ++j) {
+            const AMOVIESETUP_MEDIATYPE& type = pin.lpMediaType[j];
+            hr = mapper->RegisterPinType(*setup.clsID, pin.strName, *type.clsMajorType, *type.clsMinorType);
+        }
+        if (FAILED(hr))
+            return hr;
+    }
+    return S_OK;
+}
+
+}  // namespace
+
+HRESULT AMovieSetupRegisterServer(REFCLSID clsid, const WCHAR* name, const WCHAR* path, BOOL install) noexcept {
+    wchar_t keyPath[64] = L"CLSID\\";
+    const size_t prefix = std::wcslen(keyPath);
+    ::StringFromGUID2(clsid, keyPath + prefix, static_cast<int>(std::size(keyPath) - prefix));
+    if (install)
+        return HRESULT_FROM_WIN32(static_cast<DWORD>(InstallServer(keyPath, name, path)));
+    const LSTATUS status = ::RegDeleteTreeW(HKEY_CLASSES_ROOT, keyPath);
+    return status == ERROR_FILE_NOT_FOUND ? S_OK : HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+}
+
+HRESULT AMovieSetupRegisterFilter2(const AMOVIESETUP_FILTER& setup, IFilterMapper2* mapper, BOOL install) noexcept {
+    HRESULT hr = mapper->UnregisterFilter(nullptr, nullptr, *setup.clsID);
+    if (install) {
+        REGFILTER2 filter{};
+        filter.dwVersion = 1;
+        filter.dwMerit = setup.dwMerit;
+        filter.cPins = setup.nPins;
+        filter.rgPins = setup.lpPin;
+        hr = mapper->RegisterFilter(*setup.clsID, setup.strName, nullptr, nullptr, nullptr, &filter);
+    }
+    return NotFoundIsSuccess(hr);
+}
+
+HRESULT AMovieSetupRegisterFilter(const AMOVIESETUP_FILTER& setup, IFilterMapper* mapper, BOOL install) noexcept {
+    HRESULT hr = mapper->UnregisterFilter(*setup.clsID);
+    if (install) {
+        hr = mapper->RegisterFilter(*setup.clsID, setup.strName, setup.dwMerit);
+        if (SUCCEEDED(hr))
+            hr = RegisterPins(setup, mapper);
+    }
+    return NotFoundIsSuccess(hr);
+}
+
+HRESULT AMovieSetupFilter(const AMOVIESETUP_FILTER& setup, BOOL install) noexcept {
+    const CComStay stay;
+    if (FAILED(stay.Result()))
+        return stay.Result();
+    ComPtr<IFilterMapper2> mapper2;
+    if (SUCCEEDED(::CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper2))))
+        return AMovieSetupRegisterFilter2(setup, mapper2.Get(), install);
+    ComPtr<IFilterMapper> mapper;
+    const HRESULT hr = ::CoCreateInstance(CLSID_FilterMapper, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper));
+    return FAILED(hr) ? hr : AMovieSetupRegisterFilter(setup, mapper.Get(), install);
+}

@@ -1,0 +1,105 @@
+#include "baseclasses/DllSetup.h"
+
+#include "baseclasses/CClassFactory.h"
+
+#include <memory>
+#include <new>
+#include <span>
+
+HINSTANCE g_hInst;
+
+namespace {
+
+std::span<const CFactoryTemplate> Templates() noexcept {
+    return {g_Templates, static_cast<size_t>(g_cTemplates)};
+}
+
+void TellClasses(BOOL loading) {
+    for (const CFactoryTemplate& factoryTemplate : Templates()) {
+        if (factoryTemplate.m_lpfnInit)
+            factoryTemplate.m_lpfnInit(loading, factoryTemplate.m_ClsID);
+    }
+}
+
+// The module's full path, however long.
+HRESULT ModulePath(std::unique_ptr<wchar_t[]>& path) noexcept {
+    // Windows has no longer paths than this.
+    constexpr DWORD longest = 32768;
+    for (DWORD size = MAX_PATH; size <= 2 * longest; size *= 2) {
+        path.reset(new (std::nothrow) wchar_t[size]);
+        if (!path)
+            return E_OUTOFMEMORY;
+        const DWORD length = ::GetModuleFileNameW(g_hInst, path.get(), size);
+        if (length == 0)
+            return HRESULT_FROM_WIN32(::GetLastError());
+        if (length < size)
+            return S_OK;
+    }
+    return HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);
+}
+
+HRESULT Install() noexcept {
+    std::unique_ptr<wchar_t[]> path;
+    HRESULT hr = ModulePath(path);
+    for (const CFactoryTemplate& row : Templates()) {
+        if (SUCCEEDED(hr))
+            hr = AMovieSetupRegisterServer(*row.m_ClsID, row.m_Name, path.get(), TRUE);
+    }
+    for (const CFactoryTemplate& row : Templates()) {
+        if (SUCCEEDED(hr) && row.m_pAMovieSetup_Filter)
+            hr = AMovieSetupFilter(*row.m_pAMovieSetup_Filter, TRUE);
+    }
+    return hr;
+}
+
+HRESULT Uninstall() noexcept {
+    HRESULT result = S_OK;
+    const auto note = [&result](HRESULT hr) {
+        if (SUCCEEDED(result))
+            result = hr;
+    };
+    for (const CFactoryTemplate& row : Templates()) {
+        if (row.m_pAMovieSetup_Filter)
+            note(AMovieSetupFilter(*row.m_pAMovieSetup_Filter, FALSE));
+    }
+    for (const CFactoryTemplate& row : Templates())
+        note(AMovieSetupRegisterServer(*row.m_ClsID, nullptr, nullptr, FALSE));
+    return result;
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllEntryPoint(HINSTANCE instance, ULONG reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        // Refused, harmlessly, for a module that has thread-local data of its own.
+        ::DisableThreadLibraryCalls(instance);
+        g_hInst = instance;
+        TellClasses(TRUE);
+    } else if (reason == DLL_PROCESS_DETACH) {
+        TellClasses(FALSE);
+    }
+    return TRUE;
+}
+
+HRESULT AMovieDllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) noexcept {
+    if (!ppv)
+        return E_POINTER;
+    *ppv = nullptr;
+    if (riid != __uuidof(IUnknown) && riid != __uuidof(IClassFactory))
+        return E_NOINTERFACE;
+    for (const CFactoryTemplate& row : Templates()) {
+        if (*row.m_ClsID == rclsid) {
+            *ppv = static_cast<IClassFactory*>(new (std::nothrow) CClassFactory(row));
+            return *ppv ? S_OK : E_OUTOFMEMORY;
+        }
+    }
+    return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+HRESULT AMovieDllCanUnloadNow() noexcept {
+    return CClassFactory::IsLocked() || CBaseObject::ObjectsActive() != 0 ? S_FALSE : S_OK;
+}
+
+HRESULT AMovieDllRegisterServer2(BOOL install) noexcept {
+    return install ? Install() : Uninstall();
+}
