@@ -87,7 +87,8 @@ template <class T, class... Arguments>
     *object = nullptr;
     return ComBoundary([&]() -> HRESULT {
         Microsoft::WRL::ComPtr<T> made;
-        made.Attach(new (std::nothrow) T(std::forward<Arguments>(arguments)...));
+        // Not Attach: some compilers' ComPtr takes a reference of its own there.
+        *made.GetAddressOf() = new (std::nothrow) T(std::forward<Arguments>(arguments)...);
         if (!made)
             return E_OUTOFMEMORY;
         const HRESULT hr = made->FinalConstruct();
