@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Builds both bitnesses and runs every test of both under Wine. Prints the counts; fails when a test failed or didn't run.
+# Where 32-bit programs can't be run, their tests are counted as skipped and the reason is printed.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/setup.sh
+
+strict=OFF
+[ -z "${CI:-}" ] || strict=ON
+for preset in win64 win32; do
+  echo "== Building $preset"
+  cmake --preset "$preset" -DTV_WARNINGS_AS_ERRORS=$strict >"build/$preset.configure.log" || {
+    cat "build/$preset.configure.log"
+    exit 1
+  }
+  NINJA_STATUS='' cmake --build --preset "$preset" -- --quiet
+done
+
+presets=(win64)
+why_skipped=
+if [ -e build/wine32.failed ]; then
+  why_skipped=$(cat build/wine32.failed)
+elif ! build/win32/wine.sh build/win32/bin/tvsource.exe --version >/dev/null 2>&1; then
+  why_skipped="Wine doesn't start 32-bit programs here"
+else
+  presets+=(win32)
+fi
+
+# The two bitnesses have a Wine prefix each, so they run side by side; within one, tests run one at a time.
+for preset in "${presets[@]}"; do
+  ctest --preset "$preset" --no-tests=error >"build/$preset.test.log" 2>&1 &
+done
+wait || true
+
+passed=0 failed=0 skipped=0
+for preset in "${presets[@]}"; do
+  log=build/$preset.test.log
+  count() { grep -cE "^ *[0-9]+/[0-9]+ Test +#[0-9]+:.*$1" "$log" || true; }
+  ok=$(count ' Passed ')
+  skip=$(count 'Skipped')
+  all=$(count '.*')
+  bad=$((all - ok - skip))
+  passed=$((passed + ok)) failed=$((failed + bad)) skipped=$((skipped + skip))
+  printf '== %s: %d passed, %d failed, %d skipped\n' "$preset" "$ok" "$bad" "$skip"
+  if [ "$bad" -gt 0 ] || [ "$all" -eq 0 ]; then
+    failed=$((failed + (all == 0)))
+    cat "$log"
+  fi
+done
+if [ -n "$why_skipped" ]; then
+  others=$passed
+  skipped=$((skipped + others))
+  printf '== win32: %d skipped: %s\n' "$others" "$why_skipped"
+fi
+printf '%d passed, %d failed, %d skipped\n' "$passed" "$failed" "$skipped"
+[ "$failed" -eq 0 ]
