@@ -1,0 +1,141 @@
+#include "framework/com/CStreamCookie.h"
+
+#include "framework/com/GlobalInterfaceTable.h"
+#include "tests/support/CScriptedStream.h"
+#include "tests/support/CTestApartment.h"
+
+#include <gtest/gtest.h>
+#include <wrl/client.h>
+
+#include <thread>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+struct CStreamCookieTest : ::testing::Test {
+    ~CStreamCookieTest() override { TKFSetGlobalInterfaceTableProvider(nullptr); }
+
+    // What the holder gives, without a reference.
+    const IStream* Held() const {
+        ComPtr<IStream> held;
+        return SUCCEEDED(cookie.CopyTo(&held)) ? held.Get() : nullptr;
+    }
+
+    const CTestApartment apartment{COINIT_MULTITHREADED};
+    CScriptedStream first, second;
+    CStreamCookie cookie;
+};
+
+TEST_F(CStreamCookieTest, HoldsTheStreamUntilRevoked) {
+    EXPECT_TRUE(cookie.IsEmpty());
+    EXPECT_EQ(S_OK, cookie.Attach(&first));
+    EXPECT_FALSE(cookie.IsEmpty());
+    EXPECT_NE(0u, cookie.Get());
+    EXPECT_EQ(&first, Held());
+    EXPECT_LT(0u, first.References());
+
+    EXPECT_EQ(S_OK, cookie.Revoke());
+    EXPECT_TRUE(cookie.IsEmpty());
+    EXPECT_EQ(0u, first.References());
+    EXPECT_EQ(S_OK, cookie.Revoke());
+}
+
+TEST_F(CStreamCookieTest, AttachReplacesWhatWasHeld) {
+    EXPECT_EQ(S_OK, cookie.Attach(&first));
+    EXPECT_EQ(S_OK, cookie.Attach(&second));
+    EXPECT_EQ(0u, first.References());
+    EXPECT_EQ(&second, Held());
+}
+
+TEST_F(CStreamCookieTest, AttachOfNullChangesNothing) {
+    EXPECT_EQ(S_OK, cookie.Attach(&first));
+    EXPECT_EQ(S_OK, cookie.Attach(nullptr));
+    EXPECT_EQ(&first, Held());
+}
+
+TEST_F(CStreamCookieTest, GivesNothingWhenEmpty) {
+    IStream* poisoned = &first;
+    EXPECT_HRESULT_FAILED(cookie.CopyTo(&poisoned));
+    EXPECT_EQ(nullptr, poisoned);
+    EXPECT_EQ(E_POINTER, cookie.CopyTo(nullptr));
+}
+
+TEST_F(CStreamCookieTest, LetsGoOfTheStreamWhenItGoes) {
+    {
+        CStreamCookie passing;
+        EXPECT_EQ(S_OK, passing.Attach(&first));
+    }
+    EXPECT_EQ(0u, first.References());
+}
+
+TEST_F(CStreamCookieTest, GivesTheStreamToAnotherThread) {
+    EXPECT_EQ(S_OK, cookie.Attach(&first));
+    const IStream* seen = nullptr;
+    std::thread([&] {
+        const CTestApartment sameApartment(COINIT_MULTITHREADED);
+        seen = Held();
+    }).join();
+    EXPECT_EQ(&first, seen);
+}
+
+TEST_F(CStreamCookieTest, ForwardsTheFailureOfATableItCannotGetAndKeepsWhatItHas) {
+    EXPECT_EQ(S_OK, cookie.Attach(&first));
+    TKFSetGlobalInterfaceTableProvider([](IGlobalInterfaceTable**) -> HRESULT { return CO_E_SERVER_STOPPING; });
+    ComPtr<IStream> held;
+    EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.CopyTo(&held));
+    EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Revoke());
+    EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Attach(&second));
+    EXPECT_EQ(0u, second.References());
+
+    TKFSetGlobalInterfaceTableProvider(nullptr);
+    EXPECT_EQ(&first, Held());
+}
+
+// A table that passes on to the platform's one, and fails as told.
+struct CFailingTable final : IGlobalInterfaceTable {
+    STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
+    STDMETHODIMP_(ULONG) Release() override { return --m_references; }
+    STDMETHODIMP RegisterInterfaceInGlobal(IUnknown*, REFIID, DWORD* cookie) override {
+        ++m_registrations;
+        if (SUCCEEDED(m_register))
+            *cookie = 7;
+        return m_register;
+    }
+    STDMETHODIMP RevokeInterfaceFromGlobal(DWORD cookie) override {
+        EXPECT_EQ(7u, cookie);
+        return m_revoke;
+    }
+    STDMETHODIMP GetInterfaceFromGlobal(DWORD, REFIID, void**) override { return E_NOTIMPL; }
+
+    ULONG m_references = 0;
+    int m_registrations = 0;
+    HRESULT m_register = S_OK;
+    HRESULT m_revoke = S_OK;
+} g_table;
+
+HRESULT ProvideFailingTable(IGlobalInterfaceTable** table) {
+    g_table.AddRef();
+    *table = &g_table;
+    return S_OK;
+}
+
+TEST_F(CStreamCookieTest, RegistersNothingNewWhenTheOldOneCannotBeRevoked) {
+    g_table = {};
+    TKFSetGlobalInterfaceTableProvider(ProvideFailingTable);
+    EXPECT_EQ(S_OK, cookie.Attach(&first));
+    g_table.m_revoke = E_ACCESSDENIED;
+    EXPECT_EQ(E_ACCESSDENIED, cookie.Attach(&second));
+    EXPECT_EQ(E_ACCESSDENIED, cookie.Revoke());
+    EXPECT_EQ(7u, cookie.Get());
+    EXPECT_EQ(1, g_table.m_registrations);
+
+    g_table.m_revoke = S_OK;
+    g_table.m_register = E_OUTOFMEMORY;
+    EXPECT_EQ(E_OUTOFMEMORY, cookie.Attach(&second));
+    EXPECT_TRUE(cookie.IsEmpty());
+    EXPECT_EQ(0u, g_table.m_references);
+}
+
+}  // namespace
