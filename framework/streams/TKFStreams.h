@@ -3,4 +3,6 @@
 
 #include "framework/streams/CBufferedStream.h"
 #include "framework/streams/CLocalFileSystemStream.h"
+#include "framework/streams/TKFCreateStreamFromUri.h"
+#include "framework/streams/TKFCreateTempFileStream.h"
 #include "framework/streams/TKFStreamMode.h"

@@ -1,0 +1,50 @@
+#include "framework/streams/TKFCreateTempFileStream.h"
+
+#include "diagnostics/ComBoundary.h"
+#include "framework/streams/TKFCreateStreamFromUri.h"
+
+#include <string>
+
+namespace {
+
+constexpr DWORD TEMP_FILE_MODE = kTKFStreamRead | kTKFStreamWrite | kTKFStreamCreate | kTKFStreamShareDelete |
+                                 kTKFStreamDeleteOnClose | kTKFStreamTemporary;
+
+[[nodiscard]] HRESULT LastErrorResult() noexcept {
+    const DWORD error = ::GetLastError();
+    return error == ERROR_SUCCESS ? E_FAIL : HRESULT_FROM_WIN32(error);
+}
+
+[[nodiscard]] HRESULT GetTempFolder(std::wstring& folder) {
+    folder.resize(MAX_PATH);
+    for (;;) {
+        const DWORD length = ::GetTempPathW(static_cast<DWORD>(folder.size()), folder.data());
+        if (length == 0)
+            return LastErrorResult();
+        const bool fits = length < folder.size();
+        folder.resize(length);  // what is too small is told the size that is needed, with the terminator
+        if (fits)
+            return S_OK;
+    }
+}
+
+}  // namespace
+
+HRESULT TKFCreateTempFileStream(IStream** stream) noexcept {
+    if (!stream)
+        return E_POINTER;
+    *stream = nullptr;
+    return ComBoundary([&]() -> HRESULT {
+        std::wstring folder;
+        HRESULT hr = GetTempFolder(folder);
+        if (FAILED(hr))
+            return hr;
+        wchar_t name[MAX_PATH];  // the call takes no other size, and refuses a folder that is too long for it
+        if (::GetTempFileNameW(folder.c_str(), L"TKF", 0, name) == 0)
+            return LastErrorResult();
+        hr = TKFCreateStreamFromUri(name, TEMP_FILE_MODE, stream, nullptr, nullptr);
+        if (FAILED(hr))
+            ::DeleteFileW(name);
+        return hr;
+    });
+}

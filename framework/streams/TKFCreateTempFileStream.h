@@ -1,0 +1,14 @@
+// A stream over a new file in the temporary folder.
+#pragma once
+
+#include <windows.h>
+
+#include <objidl.h>
+
+// Hands out an empty stream for reading and writing. Its file is gone when the last reference to the stream, and to its
+// clones, goes; others may delete the file but not open it otherwise meanwhile.
+//
+// On failure `*stream` is null and no file is left.
+// E_POINTER: `stream` is null.  Otherwise the system's error, as HRESULT_FROM_WIN32, if there is no temporary folder
+// that takes a file, or as for TKFCreateStreamFromUri.
+[[nodiscard]] HRESULT TKFCreateTempFileStream(IStream** stream) noexcept;
