@@ -1,0 +1,92 @@
+#include "tvsource/CCountingPin.h"
+
+#include <new>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+// The parser's input pin as the source sees it. The parser is told of the counting pin instead of the source's.
+class CReceiverStandIn final : public CPinProxy {
+public:
+    CReceiverStandIn(IPin* receiver, IPin* countingPin) noexcept : CPinProxy(receiver), m_countingPin(countingPin) {}
+
+    STDMETHODIMP ReceiveConnection(IPin*, const AM_MEDIA_TYPE* type) noexcept override {
+        return Pin()->ReceiveConnection(m_countingPin.Get(), type);
+    }
+
+private:
+    ~CReceiverStandIn() override = default;
+
+    ComPtr<IPin> m_countingPin;
+};
+
+LONGLONG BytesAskedFor(IMediaSample* sample) noexcept {
+    constexpr LONGLONG kTimeUnitsPerByte = 10'000'000;  // a sample's times carry byte positions in this scale
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    if (!sample || FAILED(sample->GetTime(&start, &stop)))
+        return 0;
+    return stop / kTimeUnitsPerByte - start / kTimeUnitsPerByte;
+}
+
+}  // namespace
+
+STDMETHODIMP CCountingPin::QueryInterface(REFIID riid, void** object) noexcept {
+    if (object && riid == __uuidof(IAsyncReader)) {
+        *object = static_cast<IAsyncReader*>(this);
+        AddRef();
+        return S_OK;
+    }
+    return CPinProxy::QueryInterface(riid, object);
+}
+
+STDMETHODIMP CCountingPin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) noexcept {
+    if (!receiver)
+        return E_POINTER;
+    ComPtr<IPin> standIn;
+    standIn.Attach(new (std::nothrow) CReceiverStandIn(receiver, this));
+    return standIn ? Pin()->Connect(standIn.Get(), type) : E_OUTOFMEMORY;
+}
+
+STDMETHODIMP CCountingPin::BeginFlush() noexcept {
+    return m_reader->BeginFlush();
+}
+
+STDMETHODIMP CCountingPin::EndFlush() noexcept {
+    return m_reader->EndFlush();
+}
+
+STDMETHODIMP CCountingPin::RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTIES* properties,
+                                            IMemAllocator** actual) noexcept {
+    return m_reader->RequestAllocator(preferred, properties, actual);
+}
+
+STDMETHODIMP CCountingPin::Request(IMediaSample* sample, DWORD_PTR user) noexcept {
+    Count(BytesAskedFor(sample));
+    return m_reader->Request(sample, user);
+}
+
+STDMETHODIMP CCountingPin::WaitForNext(DWORD timeoutMs, IMediaSample** sample, DWORD_PTR* user) noexcept {
+    return m_reader->WaitForNext(timeoutMs, sample, user);
+}
+
+STDMETHODIMP CCountingPin::SyncReadAligned(IMediaSample* sample) noexcept {
+    Count(BytesAskedFor(sample));
+    return m_reader->SyncReadAligned(sample);
+}
+
+STDMETHODIMP CCountingPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) noexcept {
+    Count(length);
+    return m_reader->SyncRead(position, length, buffer);
+}
+
+STDMETHODIMP CCountingPin::Length(LONGLONG* total, LONGLONG* available) noexcept {
+    return m_reader->Length(total, available);
+}
+
+void CCountingPin::Count(LONGLONG bytes) noexcept {
+    ++m_reads;
+    if (bytes > 0)
+        m_bytes += static_cast<unsigned long long>(bytes);
+}

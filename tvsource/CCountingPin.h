@@ -1,0 +1,56 @@
+// Counts what a parser reads. It stands in front of a source's output pin, and the graph connects it in that pin's
+// place:
+//
+//   source pin  <->  receiver's stand-in (private to the source file)      the source negotiates and connects as ever
+//   counting pin  <->  parser's input pin                                  the parser gets its IAsyncReader here
+//
+// Both connections are made by the source pin's own Connect, so nothing about the source's behaviour changes. The graph
+// takes the counting pin for a pin of the source filter, because QueryPinInfo answers that filter.
+//
+// Threads: as the pin behind it; the counts may be read at any time.  Lifetime: a reference cycle holds parser, pins
+// and source together while they are connected, as between any connected pins; removing the filters from the graph cuts
+// it.
+#pragma once
+
+#include "tvsource/CPinProxy.h"
+
+class CCountingPin final : public CPinProxy, public IAsyncReader {
+public:
+    struct Counts {
+        unsigned long long reads;  // calls of SyncRead, SyncReadAligned and Request
+        unsigned long long bytes;  // that these asked for
+    };
+
+    // `pin` and `reader` are two interfaces of the one pin that reads are passed on to. Neither may be null.
+    CCountingPin(IPin* pin, IAsyncReader* reader) noexcept : CPinProxy(pin), m_reader(reader) {}
+
+    [[nodiscard]] Counts Read() const noexcept { return {m_reads, m_bytes}; }
+
+    // IUnknown: IPin and IAsyncReader.
+    STDMETHODIMP QueryInterface(REFIID riid, void** object) noexcept override;
+    STDMETHODIMP_(ULONG) AddRef() noexcept override { return CPinProxy::AddRef(); }
+    STDMETHODIMP_(ULONG) Release() noexcept override { return CPinProxy::Release(); }
+
+    // IPin
+    STDMETHODIMP Connect(IPin* receiver, const AM_MEDIA_TYPE* type) noexcept override;
+    STDMETHODIMP BeginFlush() noexcept override;  // IAsyncReader's too
+    STDMETHODIMP EndFlush() noexcept override;
+
+    // IAsyncReader
+    STDMETHODIMP RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTIES* properties,
+                                  IMemAllocator** actual) noexcept override;
+    STDMETHODIMP Request(IMediaSample* sample, DWORD_PTR user) noexcept override;
+    STDMETHODIMP WaitForNext(DWORD timeoutMs, IMediaSample** sample, DWORD_PTR* user) noexcept override;
+    STDMETHODIMP SyncReadAligned(IMediaSample* sample) noexcept override;
+    STDMETHODIMP SyncRead(LONGLONG position, LONG length, BYTE* buffer) noexcept override;
+    STDMETHODIMP Length(LONGLONG* total, LONGLONG* available) noexcept override;
+
+private:
+    ~CCountingPin() override = default;
+
+    void Count(LONGLONG bytes) noexcept;
+
+    Microsoft::WRL::ComPtr<IAsyncReader> m_reader;
+    std::atomic<unsigned long long> m_reads{0};
+    std::atomic<unsigned long long> m_bytes{0};
+};

@@ -1,0 +1,88 @@
+// A filter graph of the platform: the source filter, one parser, and what takes the parser's streams.
+//
+// Threads: one, in the multithreaded apartment; the graph has its own.  Lifetime: goes before the source filter that it
+// was given, and takes every filter out of the graph then: filters that are still there when the process ends can crash
+// it, because the libraries behind them are unloaded in any order.  Errors: CHostError.
+#pragma once
+
+#include <windows.h>
+
+#include <objbase.h>
+#include <oleauto.h>
+#include <strmif.h>
+#include <wrl/client.h>
+
+#include <control.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "diagnostics/CAutoDestructor.h"
+#include "tvsource/CCountingPin.h"
+#include "tvsource/CSourceFilter.h"
+
+// Whether there is a screen that a video window could stand on.
+[[nodiscard]] bool HasScreen();
+
+class CPlayGraph final {
+public:
+    // How a run ended.
+    enum class Ending {
+        kComplete,     // every stream to its end
+        kErrorAbort,   // a filter gave up (EC_ERRORABORT)
+        kUserAbort,    // the person closed a window of the graph (EC_USERABORT)
+        kInterrupted,  // the caller's event was signalled
+    };
+    struct Result {
+        Ending ending;
+        HRESULT error;  // what the filter said with kErrorAbort
+    };
+
+    // Told now and then where the run is, both in units of 100 ns; a duration of 0 is not known.
+    using Progress = std::function<void(LONGLONG position, LONGLONG duration)>;
+
+    // Puts the filter into a new graph. It must be loaded, and its data flow enabled.
+    explicit CPlayGraph(CSourceFilter& source);
+    CPlayGraph(const CPlayGraph&) = delete;
+    CPlayGraph& operator=(const CPlayGraph&) = delete;
+    ~CPlayGraph();
+
+    // Connects the first parser that takes the source, type by offered type: those that are known for the type, then
+    // those that are registered for it.  Throws with what each of them answered when none does.
+    void ConnectParser();
+
+    // Gives each stream of the parser a renderer, a null renderer if `null` or if the platform finds no other. Throws
+    // when no stream at all could be given one.
+    void RenderStreams(bool null);
+
+    // Plays to the end, or until `interrupt` is signalled.
+    [[nodiscard]] Result Run(HANDLE interrupt, const Progress& progress);
+
+    [[nodiscard]] const std::wstring& ParserName() const noexcept { return m_parserName; }
+
+    // The type by which source and parser are connected.
+    [[nodiscard]] StreamType ConnectedType() const;
+
+    // One line for each stream of the parser: what it is and where it goes.
+    [[nodiscard]] const std::vector<std::wstring>& Streams() const noexcept { return m_streams; }
+
+    // What the parser has read so far.
+    [[nodiscard]] CCountingPin::Counts Reads() const noexcept { return m_counter->Read(); }
+
+private:
+    using Filter = Microsoft::WRL::ComPtr<IBaseFilter>;
+    using Pin = Microsoft::WRL::ComPtr<IPin>;
+
+    HRESULT TryParser(IBaseFilter* parser, const std::wstring& name);
+    HRESULT RenderToNull(IPin* pin);
+    [[nodiscard]] Filter ParserFilter() const;
+    [[nodiscard]] std::vector<Filter> Filters() const;
+
+    CSourceFilter& m_source;
+    Microsoft::WRL::ComPtr<IGraphBuilder> m_graph;
+    Microsoft::WRL::ComPtr<CCountingPin> m_counter;
+    std::wstring m_parserName;
+    std::vector<std::wstring> m_streams;
+    bool m_onlyNullRenderers = true;
+};

@@ -1,0 +1,115 @@
+#include "tvsource/CSourceFilter.h"
+
+#include <uuids.h>
+#include <vfwmsgs.h>
+
+#include "TvFileSourceAsync.h"
+#include "tvsource/CHostError.h"
+#include "tvsource/SourceName.h"
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+using DllGetClassObjectFn = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+
+template <class T>
+ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
+    ComPtr<T> result;
+    const HRESULT hr = object->QueryInterface(__uuidof(T), reinterpret_cast<void**>(result.GetAddressOf()));
+    if (FAILED(hr))
+        throw CHostError(std::wstring(L"The filter has no ") + interfaceName, hr);
+    return result;
+}
+
+}  // namespace
+
+CSourceFilter::CSourceFilter(const std::wstring& library) {
+    if (!library.empty()) {
+        CreateFrom(FullPath(library));
+    } else {
+        const HRESULT hr = ::CoCreateInstance(CLSID_TvFileSourceAsync, nullptr, CLSCTX_INPROC_SERVER,
+                                              __uuidof(IBaseFilter), &m_filter);
+        if (hr == REGDB_E_CLASSNOTREG)
+            throw CHostError(
+                L"The filter is not registered (regsvr32 TvFileSourceAsync.dll registers it, --dll does without)", hr);
+        Check(hr, L"Cannot create the filter");
+    }
+
+    ComPtr<IEnumPins> pins;
+    Check(m_filter->EnumPins(&pins), L"Cannot ask the filter for its pins");
+    if (pins->Next(1, &m_pin, nullptr) != S_OK)
+        throw CHostError(L"The filter has no output pin");
+    m_reader = Ask<IAsyncReader>(m_pin.Get(), L"IAsyncReader on its pin");
+}
+
+// What COM does for a registered class, done by hand: the DLL's own class factory makes the object.
+void CSourceFilter::CreateFrom(const std::wstring& library) {
+    m_library.Reset(::LoadLibraryExW(library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    if (!m_library)
+        throw CHostError(L"Cannot load the library " + library, HRESULT_FROM_WIN32(::GetLastError()));
+
+    // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
+    const auto getClassObject = reinterpret_cast<DllGetClassObjectFn>(
+        reinterpret_cast<void*>(::GetProcAddress(m_library.Get(), "DllGetClassObject")));
+    if (!getClassObject)
+        throw CHostError(library + L" is no COM library: it has no DllGetClassObject");
+
+    ComPtr<IClassFactory> factory;
+    HRESULT hr = getClassObject(CLSID_TvFileSourceAsync, __uuidof(IClassFactory),
+                                reinterpret_cast<void**>(factory.GetAddressOf()));
+    if (FAILED(hr))
+        throw CHostError(library + L" does not have the filter's class", hr);
+    hr = factory->CreateInstance(nullptr, __uuidof(IBaseFilter), &m_filter);
+    if (FAILED(hr))
+        throw CHostError(L"The class factory of " + library + L" cannot make the filter", hr);
+}
+
+void CSourceFilter::Load(const std::wstring& name, const GUID* subtype) {
+    AM_MEDIA_TYPE type{};
+    if (subtype) {
+        type.majortype = MEDIATYPE_Stream;
+        type.subtype = *subtype;
+    }
+    const HRESULT hr =
+        Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->Load(name.c_str(), subtype ? &type : nullptr);
+    if (FAILED(hr))
+        throw CHostError(L"Cannot open " + name, hr);
+}
+
+void CSourceFilter::EnableDataFlow() {
+    Check(Ask<IDataFlowControl>(m_filter.Get(), L"IDataFlowControl")->EnableDataFlow(), L"Cannot enable the data flow");
+}
+
+std::vector<StreamType> CSourceFilter::OfferedTypes() const {
+    std::vector<StreamType> types;
+    ComPtr<IEnumMediaTypes> enumerator;
+    Check(m_pin->EnumMediaTypes(&enumerator), L"Cannot ask the pin for its media types");
+    AM_MEDIA_TYPE* next = nullptr;
+    while (enumerator->Next(1, &next, nullptr) == S_OK) {
+        const MediaTypePtr owned(next);
+        types.push_back({owned->majortype, owned->subtype});
+    }
+    return types;
+}
+
+CSourceFilter::Length CSourceFilter::SourceLength() const {
+    LONGLONG total = 0;
+    LONGLONG available = 0;
+    const HRESULT hr = m_reader->Length(&total, &available);
+    Check(hr, L"Cannot ask for the length of the source");
+    return {total, hr == VFW_S_ESTIMATED};
+}
+
+CSourceFilter::CurrentFile CSourceFilter::Current() const {
+    AM_MEDIA_TYPE type{};
+    LPOLESTR name = nullptr;
+    Check(Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->GetCurFile(&name, &type),
+          L"Cannot ask the filter for its current file");
+    CurrentFile current{name, {type.majortype, type.subtype}};
+    ::CoTaskMemFree(name);
+    ::CoTaskMemFree(type.pbFormat);
+    if (type.pUnk)
+        type.pUnk->Release();
+    return current;
+}

@@ -1,0 +1,71 @@
+// The filter as a host meets it: created, given a source, asked what it offers, read.
+//
+// This file and its source are the shortest way through the filter's interfaces for whoever builds a host of their own:
+//
+//   CSourceFilter source(L"");          // the registered class
+//   source.Load(path, nullptr);         // opens the file; the pin now offers media types
+//   source.EnableDataFlow();            // before anything connects or reads: see below
+//   graph->AddFilter(source.Filter(), L"Source");
+//   graph->Render(source.OutputPin());
+//
+// The filter has a gate that every reader passes. As long as neither EnableDataFlow nor DisableDataFlow was ever
+// called, a reader waits there, for good if need be; and a parser already reads while it connects. So enable the data
+// flow first.
+//
+// Threads: one, in the multithreaded apartment.  Lifetime: the library of the filter stays loaded until this object
+// goes; whoever keeps interfaces of the filter lets go of them before.  Errors: CHostError.
+#pragma once
+
+#include <windows.h>
+
+#include <objbase.h>
+#include <strmif.h>
+#include <wrl/client.h>
+
+#include <string>
+#include <vector>
+
+#include "diagnostics/CAutoDestructor.h"
+#include "tvsource/MediaTypes.h"
+
+class CSourceFilter final {
+public:
+    // What the filter says about its source by IFileSourceFilter::GetCurFile.
+    struct CurrentFile {
+        std::wstring name;
+        StreamType type;
+    };
+
+    // In bytes. Of a source that does not know its length, `total` is only a bound and reads end where the data end.
+    struct Length {
+        LONGLONG total;
+        bool estimated;
+    };
+
+    // `library`: the path of a DLL whose class is used without registration, or empty for the registered class.
+    explicit CSourceFilter(const std::wstring& library);
+
+    // Opens `name`, a full path or a URI. With a subtype the pin offers just that, without one what the filter finds
+    // out. Replaces what was loaded before.
+    void Load(const std::wstring& name, const GUID* subtype);
+
+    // Opens the gate for readers.
+    void EnableDataFlow();
+
+    // The media types that the pin offers to parsers, in its order.
+    [[nodiscard]] std::vector<StreamType> OfferedTypes() const;
+    [[nodiscard]] Length SourceLength() const;
+    [[nodiscard]] CurrentFile Current() const;
+
+    [[nodiscard]] IBaseFilter* Filter() const noexcept { return m_filter.Get(); }
+    [[nodiscard]] IPin* OutputPin() const noexcept { return m_pin.Get(); }
+    [[nodiscard]] IAsyncReader* Reader() const noexcept { return m_reader.Get(); }
+
+private:
+    void CreateFrom(const std::wstring& library);
+
+    CAutoLibrary m_library;  // stands first, so that it is unloaded after all that comes from it is released
+    Microsoft::WRL::ComPtr<IBaseFilter> m_filter;
+    Microsoft::WRL::ComPtr<IPin> m_pin;
+    Microsoft::WRL::ComPtr<IAsyncReader> m_reader;
+};

@@ -1,0 +1,122 @@
+#include <windows.h>
+
+#include <objbase.h>
+#include <strmif.h>
+#include <wrl/client.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "diagnostics/CAutoDestructor.h"
+#include "tvsource/CConsole.h"
+#include "tvsource/CHostError.h"
+#include "tvsource/CSourceFilter.h"
+#include "tvsource/Commands.h"
+#include "tvsource/SourceName.h"
+#include "tvsource/Text.h"
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+constexpr LONG kBlockBytes = 0x10000;
+constexpr LONGLONG kTimeUnitsPerByte = 10'000'000;  // a sample's times carry byte positions in this scale
+constexpr LONGLONG kMaxPosition = std::numeric_limits<LONGLONG>::max() / kTimeUnitsPerByte - kBlockBytes;
+
+// Reads blocks with media samples: a sample says how many bytes came, which the plain SyncRead does not.
+class CSampleReader final {
+public:
+    explicit CSampleReader(IAsyncReader* reader) : m_reader(reader) {
+        ALLOCATOR_PROPERTIES properties{1, kBlockBytes, 1, 0};
+        Check(reader->RequestAllocator(nullptr, &properties, &m_allocator), L"The pin gives no allocator");
+        Check(m_allocator->Commit(), L"The allocator has no memory");
+        Check(m_allocator->GetBuffer(&m_sample, nullptr, nullptr, 0), L"The allocator gives no buffer");
+        Check(m_sample->GetPointer(&m_data), L"The buffer has no memory");
+    }
+    CSampleReader(const CSampleReader&) = delete;
+    CSampleReader& operator=(const CSampleReader&) = delete;
+    ~CSampleReader() {
+        m_sample.Reset();
+        m_allocator->Decommit();
+    }
+
+    // The number of bytes read, at most `length`; fewer when the source ends before or can't be read on.
+    LONG Read(LONGLONG position, LONG length) {
+        if (position > kMaxPosition)
+            throw CHostError(Format(L"Position %I64d is more than a media sample can carry", position));
+        REFERENCE_TIME start = position * kTimeUnitsPerByte;
+        REFERENCE_TIME stop = (position + length) * kTimeUnitsPerByte;
+        Check(m_sample->SetTime(&start, &stop), L"The buffer takes no position");
+        Check(m_reader->SyncReadAligned(m_sample.Get()), L"Cannot read");
+        return m_sample->GetActualDataLength();
+    }
+
+    [[nodiscard]] const BYTE* Data() const noexcept { return m_data; }
+
+private:
+    IAsyncReader* m_reader;
+    ComPtr<IMemAllocator> m_allocator;
+    ComPtr<IMediaSample> m_sample;
+    BYTE* m_data = nullptr;
+};
+
+class COutput final {
+public:
+    explicit COutput(const std::wstring& path) {
+        if (path.empty())
+            return;
+        m_file.Reset(::CreateFileW(FullPath(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!m_file)
+            throw CHostError(L"Cannot write " + path, HRESULT_FROM_WIN32(::GetLastError()));
+    }
+
+    void Write(const BYTE* data, LONG length) {
+        const HANDLE handle = m_file ? m_file.Get() : ::GetStdHandle(STD_OUTPUT_HANDLE);
+        DWORD written = 0;
+        for (DWORD left = static_cast<DWORD>(length); left > 0; left -= written, data += written) {
+            if (!::WriteFile(handle, data, left, &written, nullptr))
+                throw CHostError(L"Cannot write the output", HRESULT_FROM_WIN32(::GetLastError()));
+        }
+    }
+
+private:
+    CAutoHandle m_file;
+};
+
+}  // namespace
+
+int Cat(const CatOptions& options) {
+    const std::wstring name = SourceName(options.common.name);
+    CSourceFilter source(options.common.library);
+    source.Load(name, options.common.subtype ? &*options.common.subtype : nullptr);
+    source.EnableDataFlow();
+
+    const CSourceFilter::Length length = source.SourceLength();
+    const LONGLONG wanted = options.length.value_or(std::numeric_limits<LONGLONG>::max() - options.offset);
+    const LONGLONG end = std::min(length.total, options.offset + std::min(wanted, length.total));
+
+    COutput output(options.output);
+    CSampleReader reader(source.Reader());
+    CProgressLine line;
+    // A source of unknown length is read from where it stands, whatever position a read asks for: what comes before the
+    // offset is read and left out.
+    LONGLONG position = length.estimated ? 0 : options.offset;
+    while (position < end) {
+        const auto block = static_cast<LONG>(std::min<LONGLONG>(kBlockBytes, end - position));
+        const LONG got = reader.Read(position, block);
+        const LONG skipped = static_cast<LONG>(std::clamp<LONGLONG>(options.offset - position, 0, got));
+        output.Write(reader.Data() + skipped, got - skipped);
+        position += got;
+        if (got < block)
+            break;
+        line.Show(length.estimated ? Format(L"%I64d bytes", position)
+                                   : CProgressLine::Bar(static_cast<unsigned long long>(position - options.offset),
+                                                        static_cast<unsigned long long>(end - options.offset)));
+    }
+    if (position < end && !length.estimated) {
+        // The filter reports no failed read to its reader, only fewer bytes.
+        throw CHostError(Format(L"The source could not be read beyond byte %I64d of %I64d", position, length.total));
+    }
+    return 0;
+}

@@ -1,0 +1,36 @@
+// The program's commands. Each returns the program's exit code: 0 when all that was asked for was done, 1 otherwise.
+// Errors: CHostError.  Threads: the main thread, in the multithreaded apartment.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+// What every command is told.
+struct CommonOptions {
+    std::wstring name;            // of the source, as it was typed
+    std::wstring library;         // the DLL to take the filter from, or empty: the registered one
+    std::optional<GUID> subtype;  // given to the filter in place of what it would find out
+};
+
+struct PlayOptions {
+    CommonOptions common;
+    bool null = false;  // show nothing, play nothing aloud, go as fast as it goes
+};
+
+struct CatOptions {
+    CommonOptions common;
+    LONGLONG offset = 0;             // in bytes
+    std::optional<LONGLONG> length;  // in bytes; nothing: to the end
+    std::wstring output;             // a file to be written, or empty: standard output
+};
+
+// Plays the source through a filter graph and reports how that went.
+[[nodiscard]] int Play(const PlayOptions& options);
+
+// Prints what the filter says about the source.
+[[nodiscard]] int Info(const CommonOptions& options);
+
+// Copies the source's bytes, as a parser would read them.
+[[nodiscard]] int Cat(const CatOptions& options);

@@ -1,0 +1,153 @@
+#include "tvsource/MediaTypes.h"
+
+#include <uuids.h>
+
+#include <algorithm>
+#include <cwchar>
+
+namespace {
+
+struct NamedSubtype {
+    const wchar_t* name;
+    const GUID& subtype;
+};
+
+// The platform's headers have no name for this one.
+constexpr GUID kOggSubtype = {0xD2855FA9, 0x61A7, 0x4DB0, {0xB9, 0x79, 0x71, 0xF2, 0x97, 0xC1, 0x7A, 0x04}};
+
+const NamedSubtype kSubtypes[] = {
+    {L"any", GUID_NULL},
+    {L"WAVE", MEDIASUBTYPE_WAVE},
+    {L"AU", MEDIASUBTYPE_AU},
+    {L"AIFF", MEDIASUBTYPE_AIFF},
+    {L"Avi", MEDIASUBTYPE_Avi},
+    {L"MPEG1Audio", MEDIASUBTYPE_MPEG1Audio},
+    {L"MPEG1Video", MEDIASUBTYPE_MPEG1Video},
+    {L"MPEG1System", MEDIASUBTYPE_MPEG1System},
+    {L"MPEG1VideoCD", MEDIASUBTYPE_MPEG1VideoCD},
+    {L"MPEG2Program", MEDIASUBTYPE_MPEG2_PROGRAM},
+    {L"MPEG2Transport", MEDIASUBTYPE_MPEG2_TRANSPORT},
+    {L"AC3", MEDIASUBTYPE_DOLBY_AC3},
+    {L"Ogg", kOggSubtype},
+};
+
+struct ExtensionSubtype {
+    const wchar_t* extension;
+    const GUID& subtype;
+};
+
+const ExtensionSubtype kExtensions[] = {
+    {L".wav", MEDIASUBTYPE_WAVE},
+    {L".au", MEDIASUBTYPE_AU},
+    {L".snd", MEDIASUBTYPE_AU},
+    {L".aif", MEDIASUBTYPE_AIFF},
+    {L".aiff", MEDIASUBTYPE_AIFF},
+    {L".avi", MEDIASUBTYPE_Avi},
+    {L".mp1", MEDIASUBTYPE_MPEG1Audio},
+    {L".mp2", MEDIASUBTYPE_MPEG1Audio},
+    {L".mp3", MEDIASUBTYPE_MPEG1Audio},
+    {L".mpa", MEDIASUBTYPE_MPEG1Audio},
+    {L".m1v", MEDIASUBTYPE_MPEG1Video},
+    {L".mpg", MEDIASUBTYPE_MPEG1System},
+    {L".mpeg", MEDIASUBTYPE_MPEG1System},
+    {L".dat", MEDIASUBTYPE_MPEG1VideoCD},
+    {L".vob", MEDIASUBTYPE_MPEG2_PROGRAM},
+    {L".ts", MEDIASUBTYPE_MPEG2_TRANSPORT},
+    {L".m2ts", MEDIASUBTYPE_MPEG2_TRANSPORT},
+    {L".ac3", MEDIASUBTYPE_DOLBY_AC3},
+    {L".ogg", kOggSubtype},
+    {L".oga", kOggSubtype},
+    {L".ogv", kOggSubtype},
+};
+
+constexpr ParserClass kWaveParser = {L"WAVE Parser",
+                                     {0xD51BD5A1, 0x7548, 0x11CF, {0xA5, 0x20, 0x00, 0x80, 0xC7, 0x7E, 0xF5, 0x8A}}};
+constexpr ParserClass kAviSplitter = {L"AVI Splitter",
+                                      {0x1B544C20, 0xFD0B, 0x11CE, {0x8C, 0x63, 0x00, 0xAA, 0x00, 0x44, 0xB5, 0x1E}}};
+constexpr ParserClass kMpegSplitter = {L"MPEG-I Stream Splitter",
+                                       {0x336475D0, 0x942A, 0x11CE, {0xA8, 0x70, 0x00, 0xAA, 0x00, 0x2F, 0xEA, 0xB5}}};
+// Only Wine has this one. It takes any stream and finds out by itself what is in it.
+constexpr ParserClass kGenericParser = {L"generic parser",
+                                        {0xF9D8D64E, 0xA144, 0x47DC, {0x8E, 0xE0, 0xF5, 0x34, 0x98, 0x37, 0x2C, 0x29}}};
+
+const struct {
+    const GUID& subtype;
+    const ParserClass& parser;
+} kParsers[] = {
+    {MEDIASUBTYPE_WAVE, kWaveParser},          {MEDIASUBTYPE_AU, kWaveParser},
+    {MEDIASUBTYPE_AIFF, kWaveParser},          {MEDIASUBTYPE_Avi, kAviSplitter},
+    {MEDIASUBTYPE_MPEG1Audio, kMpegSplitter},  {MEDIASUBTYPE_MPEG1Video, kMpegSplitter},
+    {MEDIASUBTYPE_MPEG1System, kMpegSplitter}, {MEDIASUBTYPE_MPEG1VideoCD, kMpegSplitter},
+};
+
+std::wstring GuidText(const GUID& guid) {
+    wchar_t text[39]{};
+    ::StringFromGUID2(guid, text, 39);
+    return text;
+}
+
+}  // namespace
+
+void CMediaTypeFreer::operator()(AM_MEDIA_TYPE* type) const noexcept {
+    ::CoTaskMemFree(type->pbFormat);
+    if (type->pUnk)
+        type->pUnk->Release();
+    ::CoTaskMemFree(type);
+}
+
+bool StreamType::IsUnknown() const noexcept {
+    return major == GUID_NULL && subtype == GUID_NULL;
+}
+
+std::wstring TypeText(const StreamType& type) {
+    if (type.IsUnknown())
+        return L"none (no type is known from the content)";
+    const auto* named = std::find_if(std::begin(kSubtypes), std::end(kSubtypes),
+                                     [&](const NamedSubtype& row) { return row.subtype == type.subtype; });
+    return (type.major == MEDIATYPE_Stream ? L"Stream" : GuidText(type.major)) + L" / " +
+           (named != std::end(kSubtypes) ? named->name : GuidText(type.subtype));
+}
+
+std::optional<GUID> SubtypeFromText(const std::wstring& text) {
+    for (const NamedSubtype& row : kSubtypes) {
+        if (::_wcsicmp(row.name, text.c_str()) == 0)
+            return row.subtype;
+    }
+    GUID guid{};
+    if (!text.empty() && text.front() == L'{' && SUCCEEDED(::CLSIDFromString(text.c_str(), &guid)))
+        return guid;
+    return std::nullopt;
+}
+
+std::wstring SubtypeNames() {
+    std::wstring names;
+    for (const NamedSubtype& row : kSubtypes)
+        names += (names.empty() ? L"" : L", ") + std::wstring(row.name);
+    return names;
+}
+
+GUID SubtypeFromExtension(std::wstring_view extension) {
+    const std::wstring wanted(extension);
+    for (const ExtensionSubtype& row : kExtensions) {
+        if (::_wcsicmp(row.extension, wanted.c_str()) == 0)
+            return row.subtype;
+    }
+    return GUID_NULL;
+}
+
+std::wstring ExtensionOf(std::wstring_view name) {
+    const size_t folder = name.find_last_of(L"/\\:");
+    const std::wstring_view file = folder == name.npos ? name : name.substr(folder + 1);
+    const size_t dot = file.rfind(L'.');
+    return dot == file.npos ? std::wstring() : std::wstring(file.substr(dot));
+}
+
+std::vector<ParserClass> ParsersFor(const GUID& subtype) {
+    std::vector<ParserClass> parsers;
+    for (const auto& row : kParsers) {
+        if (row.subtype == subtype)
+            parsers.push_back(row.parser);
+    }
+    parsers.push_back(kGenericParser);
+    return parsers;
+}

@@ -1,0 +1,53 @@
+// Media types of byte streams, by name: what a source may offer, what a file name suggests, and which of the platform's
+// parsers reads what.
+#pragma once
+
+#include <windows.h>
+
+#include <objbase.h>
+#include <strmif.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// A media type allocated by the platform, with its format block.
+struct CMediaTypeFreer {
+    void operator()(AM_MEDIA_TYPE* type) const noexcept;
+};
+using MediaTypePtr = std::unique_ptr<AM_MEDIA_TYPE, CMediaTypeFreer>;
+
+// Major type and subtype: all that the filter decides about a source.
+struct StreamType {
+    GUID major;
+    GUID subtype;
+
+    // The pair of GUID_NULL, by which the filter says that it found no type.
+    [[nodiscard]] bool IsUnknown() const noexcept;
+};
+
+// "Stream / WAVE"; a GUID without a name stands in braces.
+[[nodiscard]] std::wstring TypeText(const StreamType& type);
+
+// A name from the table ("WAVE", in any case) or a GUID in braces; nothing for anything else.
+[[nodiscard]] std::optional<GUID> SubtypeFromText(const std::wstring& text);
+
+// The names that SubtypeFromText knows, separated by commas.
+[[nodiscard]] std::wstring SubtypeNames();
+
+// What the extension of a file name suggests. GUID_NULL, "a stream of some kind", when it suggests nothing that has a
+// subtype of its own: a parser that judges by the content takes that.
+[[nodiscard]] GUID SubtypeFromExtension(std::wstring_view extension);
+
+// The extension of a path or URI with its dot, or nothing.
+[[nodiscard]] std::wstring ExtensionOf(std::wstring_view name);
+
+struct ParserClass {
+    const wchar_t* name;
+    GUID classId;
+};
+
+// The platform's parsers to try for a subtype, the most particular one first. Not all of them exist on every system.
+[[nodiscard]] std::vector<ParserClass> ParsersFor(const GUID& subtype);

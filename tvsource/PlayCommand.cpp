@@ -1,0 +1,94 @@
+#include <chrono>
+
+#include "tvsource/CConsole.h"
+#include "tvsource/CHostError.h"
+#include "tvsource/CPlayGraph.h"
+#include "tvsource/CSourceFilter.h"
+#include "tvsource/Commands.h"
+#include "tvsource/SourceName.h"
+#include "tvsource/Text.h"
+
+namespace {
+
+// Signalled by Ctrl+C and by closing the console window, so that the graph is taken down in order. Lives until the
+// process ends, because the system calls the handler on a thread of its own.
+HANDLE InterruptEvent() {
+    static const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    return event;
+}
+
+BOOL WINAPI OnConsoleControl(DWORD) {
+    return ::SetEvent(InterruptEvent());
+}
+
+// Loads the source so that a parser can connect. Where the filter knows no type from the content, its offer (no type at
+// all) is taken by no parser, so the host names one: by the file name, as a player would.
+void LoadWithType(CSourceFilter& source, const std::wstring& name, const std::optional<GUID>& subtype) {
+    source.Load(name, subtype ? &*subtype : nullptr);
+    const std::vector<StreamType> offered = source.OfferedTypes();
+    if (offered.size() != 1 || !offered.front().IsUnknown())
+        return;
+    const std::wstring extension = ExtensionOf(name);
+    const GUID guess = SubtypeFromExtension(extension);
+    source.Load(name, &guess);
+    Complain(L"No type is known from the content; trying " +
+             (extension.empty() ? L"a name without extension" : extension) + L": " +
+             TypeText(source.OfferedTypes().at(0)) + L"\n");
+}
+
+std::wstring Clock(LONGLONG units) {
+    const LONGLONG seconds = units / 10'000'000;
+    return Format(L"%I64d:%02I64d", seconds / 60, seconds % 60);
+}
+
+std::wstring EndingText(const CPlayGraph::Result& result) {
+    switch (result.ending) {
+        case CPlayGraph::Ending::kComplete:
+            return L"complete";
+        case CPlayGraph::Ending::kErrorAbort:
+            return L"stopped by an error, " + ResultText(result.error);
+        case CPlayGraph::Ending::kUserAbort:
+            return L"stopped: a window of the graph was closed";
+        case CPlayGraph::Ending::kInterrupted:
+            break;
+    }
+    return L"stopped: interrupted";
+}
+
+}  // namespace
+
+int Play(const PlayOptions& options) {
+    const std::wstring name = SourceName(options.common.name);
+    CSourceFilter source(options.common.library);
+    LoadWithType(source, name, options.common.subtype);
+    source.EnableDataFlow();
+
+    CPlayGraph graph(source);
+    graph.ConnectParser();
+    graph.RenderStreams(options.null || !HasScreen());
+
+    ::SetConsoleCtrlHandler(OnConsoleControl, TRUE);
+    const auto begin = std::chrono::steady_clock::now();
+    CPlayGraph::Result result{};
+    {
+        CProgressLine line;
+        result = graph.Run(InterruptEvent(), [&](LONGLONG position, LONGLONG duration) {
+            line.Show(CProgressLine::Bar(static_cast<unsigned long long>(position),
+                                         static_cast<unsigned long long>(duration)) +
+                      L" " + Clock(position) + L" of " + Clock(duration));
+        });
+    }
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+
+    const CSourceFilter::Length length = source.SourceLength();
+    const CCountingPin::Counts reads = graph.Reads();
+    std::wstring text = L"File     " + source.Current().name + L"\nLength   ";
+    text += length.estimated ? L"not known" : Format(L"%I64d bytes", length.total);
+    text += L"\nType     " + TypeText(graph.ConnectedType()) + L"\nParser   " + graph.ParserName() + L"\n";
+    for (const std::wstring& stream : graph.Streams())
+        text += L"Stream   " + stream + L"\n";
+    text += Format(L"Reads    %I64u, of %I64u bytes together\nTime     %.2f s\nEnded    ", reads.reads, reads.bytes,
+                   elapsed.count());
+    Print(text + EndingText(result) + L"\n");
+    return result.ending == CPlayGraph::Ending::kComplete ? 0 : 1;
+}

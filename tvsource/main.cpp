@@ -1,0 +1,125 @@
+// tvsource: plays, describes and copies a media source through the filter TvFileSourceAsync.
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <CLI/CLI.hpp>
+#include <sstream>
+
+#include "tvsource/CConsole.h"
+#include "tvsource/CHostError.h"
+#include "tvsource/Commands.h"
+#include "tvsource/MediaTypes.h"
+#include "tvsource/Text.h"
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+constexpr char kDescription[] =
+    "Plays, describes and copies a media source through the source filter TvFileSourceAsync.\n"
+    "FILE is a path or a URI.\n"
+    "\n"
+    "The filter holds every reader back until its data flow is enabled for the first time\n"
+    "(IDataFlowControl::EnableDataFlow), and parsers read while they connect. play and cat\n"
+    "enable it before anything connects or reads; a host that never does waits forever.";
+
+// The options as the parser of the command line fills them: in UTF-8.
+struct Arguments {
+    std::string name;
+    std::string library;
+    std::string type;
+    std::string output;
+    long long offset = 0;
+    long long length = -1;
+    bool null = false;
+};
+
+CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, const char* description) {
+    CLI::App* command = app.add_subcommand(name, description);
+    command->add_option("FILE", arguments.name, "The source: a path or a URI")->required();
+    command->add_option("--dll", arguments.library, "Take the filter from this DLL; it need not be registered")
+        ->type_name("PATH");
+    command
+        ->add_option("--type", arguments.type,
+                     "Tell the filter the subtype instead of letting it find out: a GUID in braces, or " +
+                         ToUtf8(SubtypeNames()))
+        ->type_name("SUBTYPE")
+        ->check([](const std::string& text) {
+            return SubtypeFromText(FromUtf8(text)) ? std::string()
+                                                   : "'" + text + "' is neither a known name nor a GUID in braces";
+        });
+    return command;
+}
+
+CommonOptions Common(const Arguments& arguments) {
+    return {FromUtf8(arguments.name), FromUtf8(arguments.library),
+            arguments.type.empty() ? std::nullopt : SubtypeFromText(FromUtf8(arguments.type))};
+}
+
+// Leaves the apartment after everything that was made in it is gone.
+class CApartment final {
+public:
+    CApartment() { Check(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), L"Cannot start COM"); }
+    CApartment(const CApartment&) = delete;
+    CApartment& operator=(const CApartment&) = delete;
+    ~CApartment() { ::CoUninitialize(); }
+};
+
+int Run(std::vector<std::string> words) {
+    CLI::App app(kDescription, "tvsource");
+    app.require_subcommand(1);
+    Arguments arguments;
+
+    CLI::App* play = AddCommand(app, arguments, "play",
+                                "Plays the source through the platform's parsers and renderers.\n"
+                                "A type that the filter does not find out is guessed from the name's extension.");
+    play->add_flag("--null", arguments.null,
+                   "Show nothing and go as fast as it goes; so it is anyway where there is no screen");
+    CLI::App* info =
+        AddCommand(app, arguments, "info", "Prints the length of the source and the types that it offers.");
+    CLI::App* cat = AddCommand(app, arguments, "cat", "Copies the bytes of the source, as a parser would read them.");
+    cat->add_option("--offset", arguments.offset, "The first byte to be copied")->check(CLI::NonNegativeNumber);
+    cat->add_option("--length", arguments.length, "How many bytes; all to the end when left out")
+        ->check(CLI::NonNegativeNumber);
+    cat->add_option("-o", arguments.output, "The file to be written instead of standard output")->type_name("OUT");
+
+    try {
+        app.parse(std::move(words));
+    } catch (const CLI::ParseError& error) {
+        std::ostringstream out;
+        std::ostringstream err;
+        const int code = app.exit(error, out, err);
+        Print(FromUtf8(out.str()));
+        Complain(FromUtf8(err.str()));
+        return code == 0 ? 0 : kWrongUsage;
+    }
+
+    const CApartment apartment;
+    if (play->parsed())
+        return Play({Common(arguments), arguments.null});
+    if (info->parsed())
+        return Info(Common(arguments));
+    CatOptions options{Common(arguments), arguments.offset, std::nullopt, FromUtf8(arguments.output)};
+    if (arguments.length >= 0)
+        options.length = arguments.length;
+    return Cat(options);
+}
+
+}  // namespace
+
+int wmain(int count, wchar_t** words) {
+    try {
+        // The parser takes the words last first.
+        std::vector<std::string> arguments;
+        for (int i = count - 1; i > 0; --i)
+            arguments.push_back(ToUtf8(words[i]));
+        return Run(std::move(arguments));
+    } catch (const CHostError& error) {
+        Complain(L"tvsource: " + error.Text() + L"\n");
+    } catch (const std::exception& error) {
+        Complain(L"tvsource: " + FromUtf8(error.what()) + L"\n");
+    }
+    return kFailed;
+}
