@@ -14,6 +14,11 @@ void CScriptedStream::On(Kind kind, int nth, Step step) {
     m_script[{kind, m_calls[kind] + nth}] = step;
 }
 
+void CScriptedStream::ForgetSteps() {
+    const std::lock_guard lock(m_mutex);
+    m_script.clear();
+}
+
 void CScriptedStream::LimitTransfers(ULONG bytes) {
     const std::lock_guard lock(m_mutex);
     m_limit = bytes;

@@ -57,6 +57,8 @@ public:
 
     // The `nth` call of this kind from now on does `step`; 0 is the next one.
     void On(Kind kind, int nth, Step step);
+    // Drops the steps that were not reached.
+    void ForgetSteps();
     // Every read and write moves at most this many bytes.
     void LimitTransfers(ULONG bytes);
     // Stat's size; unsaid, it is the length of the contents.
