@@ -1,0 +1,17 @@
+#include "framework/uri/FormatHexBytes.h"
+
+std::wstring FormatHexBytes(const void* bytes, size_t count) {
+    static constexpr wchar_t DIGITS[] = L"0123456789ABCDEF";
+    std::wstring text;
+    if (!bytes)
+        return text;
+    text.reserve(count * 3);
+    for (size_t i = 0; i < count; ++i) {
+        const unsigned char byte = static_cast<const unsigned char*>(bytes)[i];
+        if (i > 0)
+            text += L'-';
+        text += DIGITS[byte >> 4];
+        text += DIGITS[byte & 15];
+    }
+    return text;
+}
