@@ -6,6 +6,23 @@
 
 using Microsoft::WRL::ComPtr;
 
+namespace {
+
+// The class that unmarshals what the free-threaded marshaler has marshalled, the same on Windows and Wine. (What the
+// compiler's headers call CLSID_InProcFreeMarshaler is another one.)
+constexpr CLSID kInProcFreeMarshaler = {0x0000033A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+bool IsFreeThreaded(IStream* stream) noexcept {
+    ComPtr<IMarshal> marshal;
+    CLSID unmarshaler{};
+    return SUCCEEDED(stream->QueryInterface(__uuidof(IMarshal), reinterpret_cast<void**>(marshal.GetAddressOf()))) &&
+           SUCCEEDED(marshal->GetUnmarshalClass(__uuidof(IStream), stream, MSHCTX_INPROC, nullptr,
+                                                MSHLFLAGS_TABLESTRONG, &unmarshaler)) &&
+           unmarshaler == kInProcFreeMarshaler;
+}
+
+}  // namespace
+
 CStreamCookie::~CStreamCookie() {
     Revoke();
 }
@@ -23,8 +40,11 @@ HRESULT CStreamCookie::Attach(IStream* stream) noexcept {
         return hr;
     DWORD cookie = 0;
     hr = table->RegisterInterfaceInGlobal(stream, __uuidof(IStream), &cookie);
-    if (SUCCEEDED(hr))
-        m_cookie = cookie;
+    if (FAILED(hr))
+        return hr;
+    if (IsFreeThreaded(stream))
+        m_freeThreaded = stream;
+    m_cookie = cookie;
     return hr;
 }
 
@@ -32,6 +52,8 @@ HRESULT CStreamCookie::CopyTo(IStream** stream) const noexcept {
     if (!stream)
         return E_POINTER;
     *stream = nullptr;
+    if (m_freeThreaded)
+        return m_freeThreaded.CopyTo(stream);
     ComPtr<IGlobalInterfaceTable> table;
     const HRESULT hr = TKFGetGlobalInterfaceTable(&table);
     if (FAILED(hr))
@@ -47,7 +69,9 @@ HRESULT CStreamCookie::Revoke() noexcept {
     if (FAILED(hr))
         return hr;
     hr = table->RevokeInterfaceFromGlobal(m_cookie);
-    if (SUCCEEDED(hr))
-        m_cookie = 0;
+    if (FAILED(hr))
+        return hr;
+    m_cookie = 0;
+    m_freeThreaded.Reset();
     return hr;
 }

@@ -8,6 +8,9 @@
 #include <windows.h>
 
 #include <objidl.h>
+#include <wrl/client.h>
+
+#include <atomic>
 
 class CStreamCookie final {
 public:
@@ -34,5 +37,10 @@ public:
     [[nodiscard]] DWORD Get() const noexcept { return m_cookie; }
 
 private:
-    DWORD m_cookie = 0;
+    std::atomic<DWORD> m_cookie{0};  // read by IsEmpty without the caller's lock
+
+    // The registered stream, when it aggregates the free-threaded marshaler; otherwise null. The table would give out
+    // this very pointer in any apartment, but only after making an unmarshaler for it at each fetch, which costs more
+    // than a read.
+    Microsoft::WRL::ComPtr<IStream> m_freeThreaded;
 };

@@ -1,0 +1,301 @@
+#include "filter/CCustomFileSourceFilter.h"
+
+#include "diagnostics/CDescriptions.h"
+#include "diagnostics/ComBoundary.h"
+#include "filter/CCustomFileSourcePin.h"
+#include "filter/FilterLog.h"
+#include "filter/MediaTypeDecision.h"
+#include "framework/com/CTaskMem.h"
+#include "framework/streams/TKFStreams.h"
+
+#include <uuids.h>
+#include <wrl/client.h>
+
+#include <new>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+constexpr wchar_t kFilterName[] = L"Tavel File Source (Async.)";
+constexpr char kCreationThreadName[] = "MTA Create Stream Thread";
+constexpr LONG kReadBufferBytes = 0x20000;
+
+// Others may read and delete the file meanwhile, not write it.
+constexpr DWORD kSourceMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareDelete;
+
+constexpr wchar_t kThreadFunction[] = L"CCustomFileSourceFilter::CreateStreamThread";
+
+class CSetEventAtExit final {
+public:
+    explicit CSetEventAtExit(HANDLE event) noexcept : m_event(event) {}
+    CSetEventAtExit(const CSetEventAtExit&) = delete;
+    CSetEventAtExit& operator=(const CSetEventAtExit&) = delete;
+    ~CSetEventAtExit() { ::SetEvent(m_event); }
+
+private:
+    HANDLE m_event;
+};
+
+}  // namespace
+
+CUnknown* CCustomFileSourceFilter::CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept {
+    CCustomFileSourceFilter* filter = nullptr;
+    const HRESULT created = ComBoundary([&] {
+        filter = new CCustomFileSourceFilter(outer, phr);
+        return S_OK;
+    });
+    if (phr)
+        *phr = SUCCEEDED(created) ? S_OK : E_OUTOFMEMORY;
+    return filter;
+}
+
+CCustomFileSourceFilter::CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr)
+    : CBaseFilter(kFilterName, outer, &m_FilterLock, CLSID_TvFileSourceAsync),
+      m_CreationRunnable(this, &CCustomFileSourceFilter::CreateStreamThread, COINIT_MULTITHREADED),
+      m_hStop(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+      m_hCreateRequest(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      m_hCreationDone(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      m_DiagnosticRegistration(kFilterLog.category, this, L"TvFileSourceAsync filter") {
+    m_CreationThread.Init(&m_CreationRunnable, kCreationThreadName, 0);
+    m_pPin.reset(new (std::nothrow) CCustomFileSourcePin(phr, &m_FilterLock, this));
+    m_mt.SetType(&MEDIATYPE_Stream);
+    (void)m_CreationThread.Start();  // without the thread every Load fails, and OpenStream works
+}
+
+CCustomFileSourceFilter::~CCustomFileSourceFilter() {
+    m_pPin.reset();
+    ::SetEvent(m_hStop.Get());
+    m_CreationThread.Join(INFINITE);
+}
+
+STDMETHODIMP
+CCustomFileSourceFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+    if (!ppv)
+        return E_POINTER;
+    *ppv = nullptr;
+    if (riid == __uuidof(IFileSourceFilter))
+        return GetInterface(static_cast<IFileSourceFilter*>(this), ppv);
+    if (riid == __uuidof(IAMFilterMiscFlags))
+        return GetInterface(static_cast<IAMFilterMiscFlags*>(this), ppv);
+    if (riid == __uuidof(ITavelIStreamFileSource))
+        return GetInterface(static_cast<ITavelIStreamFileSource*>(this), ppv);
+    if (riid == __uuidof(IDataFlowControl))
+        return GetInterface(static_cast<IDataFlowControl*>(this), ppv);
+    return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
+}
+
+CBasePin* CCustomFileSourceFilter::GetPin(int n) {
+    return n == 0 ? m_pPin.get() : nullptr;
+}
+
+// ---- The source by name
+
+STDMETHODIMP
+CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) {
+    return ComBoundary([&]() -> HRESULT {
+        constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
+        TK_PROFILE(kFilterLog, kFunction, L"");
+        TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kFunction, L"Loading: %s",
+               pszFileName ? pszFileName : L"<invalid filename>");
+        if (!pszFileName)
+            return E_POINTER;
+        if (!IsCreationThreadRunning()) {
+            TK_LOG(kFilterLog, TKRuntimeLogger::kFatal, kFunction, L"The stream creation thread is not running!");
+            return E_UNEXPECTED;
+        }
+        CAutoLock loadLock(&m_LoadLock);
+        m_PendingName = pszFileName;
+        const HRESULT hr = ComBoundary([&] { return LoadPendingName(pmt); });
+        SetCurrentName(m_PendingName.c_str());
+        return hr;
+    });
+}
+
+HRESULT CCustomFileSourceFilter::LoadPendingName(const AM_MEDIA_TYPE* pmt) {
+    ::SetEvent(m_hCreateRequest.Get());
+    AwaitCreation();
+    ComPtr<IStream> stream;
+    const HRESULT hr = m_CreatedStream.CopyTo(&stream);
+    (void)m_CreatedStream.Revoke();
+    return FAILED(hr) ? hr : SetSourceFileStream(stream.Get(), pmt);
+}
+
+bool CCustomFileSourceFilter::IsCreationThreadRunning() const noexcept {
+    const HANDLE thread = m_CreationThread.GetHandle();
+    return thread && ::WaitForSingleObject(thread, 0) != WAIT_OBJECT_0;
+}
+
+// Whatever the wait gives, the caller goes on and looks for the stream itself.
+void CCustomFileSourceFilter::AwaitCreation() {
+    constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
+    const HANDLE handles[] = {m_hCreationDone.Get(), m_CreationThread.GetHandle()};
+    switch (::WaitForMultipleObjects(2, handles, FALSE, INFINITE)) {
+        case WAIT_OBJECT_0:
+            break;
+        case WAIT_TIMEOUT:  // can't be while the wait has no limit; kept for the day it has one
+            TK_LOG(kFilterLog, TKRuntimeLogger::kError, kFunction, L"Timeout for creating the stream");
+            break;
+        default:
+            TK_LOG(kFilterLog, TKRuntimeLogger::kFatal, kFunction,
+                   L"A fatal error ocurred while trying to open the stream");
+            break;
+    }
+}
+
+// ---- The creation thread
+
+HRESULT CCustomFileSourceFilter::CreateStreamThread() noexcept {
+    // The stop event stands first: a stop wins over a request that comes at the same time.
+    const HANDLE events[] = {m_hStop.Get(), m_hCreateRequest.Get()};
+    for (;;) {
+        const DWORD woken = ::WaitForMultipleObjects(2, events, FALSE, INFINITE);
+        // What is thrown in here is the log's, out of memory; it must not end the thread.
+        (void)ComBoundary([&] {
+            switch (woken) {
+                case WAIT_OBJECT_0:
+                    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
+                           L"Create stream thread stop message received");
+                    break;
+                case WAIT_OBJECT_0 + 1:
+                    ServeCreateRequest();
+                    break;
+                default:
+                    TK_LOG(kFilterLog, TKRuntimeLogger::kError, kThreadFunction,
+                           L"Error in WaitForMultipleObjects in create stream thread");
+                    break;
+            }
+            return S_OK;
+        });
+        if (woken != WAIT_OBJECT_0 + 1)
+            return S_OK;
+    }
+}
+
+void CCustomFileSourceFilter::ServeCreateRequest() {
+    ComPtr<IStream> stream;
+    const CSetEventAtExit done(m_hCreationDone.Get());  // on failure too: Load waits for it
+    HRESULT hr = ComBoundary(
+        [&] { return ::TKFCreateStreamFromUri(m_PendingName.c_str(), kSourceMode, &stream, nullptr, nullptr); });
+    if (SUCCEEDED(hr))
+        hr = m_CreatedStream.Attach(stream.Get());
+    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction, L"Create stream thread: Creating stream %s for %s",
+           SUCCEEDED(hr) ? L"succeeded" : L"failed", m_PendingName.c_str());
+}
+
+STDMETHODIMP
+CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) {
+    if (!ppszFileName)
+        return E_POINTER;
+    *ppszFileName = nullptr;
+    return ComBoundary([&]() -> HRESULT {
+        CAutoLock currentLock(&m_CurrentLock);
+        const wchar_t* current = m_CurrentName.GetWide();
+        if (!current || !*current)
+            return E_FAIL;
+        CTaskMem<wchar_t> name = TKFTaskMemDuplicate(current);
+        if (!name)
+            return E_OUTOFMEMORY;
+        if (pmt) {
+            if (const HRESULT hr = CopyMediaType(pmt, &m_mt); FAILED(hr))
+                return hr;
+        }
+        *ppszFileName = name.Detach();
+        return S_OK;
+    });
+}
+
+void CCustomFileSourceFilter::SetCurrentName(const wchar_t* name) {
+    CAutoLock currentLock(&m_CurrentLock);
+    m_CurrentName.SetWide(name);
+}
+
+// ---- The source as a stream
+
+STDMETHODIMP
+CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) {
+    if (!stream)
+        return E_POINTER;
+    return ComBoundary([&]() -> HRESULT {
+        STATSTG stat{};
+        const HRESULT hr = stream->Stat(&stat, STATFLAG_DEFAULT);
+        const CTaskMem<wchar_t> given(SUCCEEDED(hr) ? stat.pwcsName : nullptr);
+        const wchar_t* name = given && *given.Get() ? given.Get() : L"IStream : <no filename>";
+        SetCurrentName(name);
+        TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::OpenStream", L"Loading file : %s", name);
+        return SetSourceFileStream(stream, type);
+    });
+}
+
+HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_MEDIA_TYPE* pmt) {
+    constexpr auto kFunction = L"CCustomFileSourceFilter::SetSourceFileStream";
+    TK_PROFILE(kFilterLog, kFunction, L"");
+    if (!stream)
+        return E_POINTER;
+    if (!m_pPin)
+        return E_UNEXPECTED;
+    ComPtr<IStream> buffered;
+    if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr)) {
+        TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
+                                       TKRuntimeLogger::HresultDescriptions().Describe(hr).c_str(),
+                                       L"TKFCreateBufferedStream(pStream, &pBufferedStream)");
+        return hr;
+    }
+    (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
+    COfferedTypes& offered = m_pPin->OfferedTypes();
+    offered.Clear();
+    if (pmt) {
+        if (const HRESULT hr = OfferType(*pmt); FAILED(hr))
+            return hr;
+    } else {
+        OfferTypesOfContent(buffered.Get());
+    }
+    return m_pPin->SetSourceFileStream(buffered.Get(), 0);
+}
+
+// The pin offers a byte stream whatever the caller's major type is; GetCurFile reports the caller's type unchanged.
+HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
+    wchar_t subtype[39] = L"";
+    ::StringFromGUID2(type.subtype, subtype, static_cast<int>(std::size(subtype)));
+    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::SetSourceFileStream",
+           L"Using MediaType set from outside. Subtype is %s", subtype);
+    m_pPin->OfferedTypes().Append({MEDIATYPE_Stream, type.subtype});
+    CAutoLock currentLock(&m_CurrentLock);
+    return m_mt.Set(type);
+}
+
+// Content of no known type offers one pair of nulls and leaves m_mt as the source before it set it: GetCurFile then
+// still reports that older type. Hosts rely on both.
+void CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
+    COfferedTypes& offered = m_pPin->OfferedTypes();
+    const std::optional<GUID> lastMatch = OfferTypesOf(content, offered);
+    if (lastMatch) {
+        CMediaType type;
+        type.SetType(&MEDIATYPE_Stream);
+        type.SetSubtype(&*lastMatch);
+        CAutoLock currentLock(&m_CurrentLock);
+        m_mt = type;
+    }
+    if (offered.IsEmpty())
+        offered.Append({GUID_NULL, GUID_NULL});
+}
+
+// ---- IDataFlowControl
+
+STDMETHODIMP
+CCustomFileSourceFilter::EnableDataFlow() {
+    if (!m_pPin)
+        return E_UNEXPECTED;
+    m_pPin->HaltEvent().Reset();
+    m_pPin->FlowEvent().Set();
+    return S_OK;
+}
+
+STDMETHODIMP
+CCustomFileSourceFilter::DisableDataFlow() {
+    if (!m_pPin)
+        return E_UNEXPECTED;
+    m_pPin->FlowEvent().Reset();
+    m_pPin->HaltEvent().Set();
+    return S_OK;
+}

@@ -1,0 +1,108 @@
+// The source filter object.
+//
+// It owns one output pin, takes its source as a name (IFileSourceFilter::Load) or as an open stream
+// (ITavelIStreamFileSource::OpenStream), and opens names on a thread of its own in the multithreaded apartment, so that
+// an opened stream belongs to no caller's apartment. A new source replaces the old one at any time.
+//
+// Threads: any, from any apartment. Loads of names are done one at a time; OpenStream isn't kept apart from them.
+// Lifetime: reference-counted. The last release waits for a load that is under way in the creation thread.
+#pragma once
+
+#include "baseclasses/CBaseFilter.h"
+#include "baseclasses/CCritSec.h"
+#include "baseclasses/CMediaType.h"
+#include "diagnostics/CAutoDestructor.h"
+#include "diagnostics/TKRuntimeLoggerAPI.h"
+#include "framework/com/CStreamCookie.h"
+#include "framework/com/CStringManager.h"
+#include "threading/CComThreadRunnableAdapter.h"
+#include "threading/CRunnableThread.h"
+
+#include <windows.h>
+
+#include <TvFileSourceAsync.h>
+#include <strmif.h>
+
+#include <memory>
+#include <string>
+
+class CCustomFileSourcePin;
+
+class CCustomFileSourceFilter final : public CBaseFilter,
+                                      public IFileSourceFilter,
+                                      public IAMFilterMiscFlags,
+                                      public ITavelIStreamFileSource,
+                                      public IDataFlowControl {
+public:
+    // The class factory's creation function. Null when memory is out.
+    // `*phr`, when given, becomes S_OK whenever there is an object, also when its constructor reported a failure: a
+    // filter without its thread still takes open streams.
+    static CUnknown* CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept;
+
+    CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr);
+    ~CCustomFileSourceFilter() override;
+
+    DECLARE_IUNKNOWN
+    STDMETHODIMP
+    NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+    // CBaseFilter
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int n) override;
+
+    // IFileSourceFilter
+
+    // S_OK, or VFW_S_ESTIMATED when the source doesn't know its length.  E_POINTER: no name.  E_UNEXPECTED: the
+    // creation thread is gone.  A name that can't be opened gives the failure to fetch a stream that isn't there; the
+    // log has the name. The name is what GetCurFile reports from then on, opened or not.
+    STDMETHODIMP
+    Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) override;
+
+    // The last name and the media type found for the last content of a known type.  E_FAIL: nothing has been loaded.
+    // The caller frees the name (CoTaskMemFree) and the type's format block.
+    STDMETHODIMP
+    GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) override;
+
+    // IAMFilterMiscFlags
+    STDMETHODIMP_(ULONG) GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_SOURCE; }
+
+    // ITavelIStreamFileSource
+    STDMETHODIMP
+    OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) override;
+
+    // IDataFlowControl
+    STDMETHODIMP
+    EnableDataFlow() override;
+    STDMETHODIMP
+    DisableDataFlow() override;
+
+    // Buffers `stream`, decides which media types the pin offers, and gives it to the pin. May throw what ComBoundary
+    // turns into a result; the pin then keeps its source.
+    virtual HRESULT SetSourceFileStream(IStream* stream, const AM_MEDIA_TYPE* pmt);
+
+private:
+    HRESULT CreateStreamThread() noexcept;
+    void ServeCreateRequest();
+    [[nodiscard]] bool IsCreationThreadRunning() const noexcept;
+    void AwaitCreation();
+    HRESULT LoadPendingName(const AM_MEDIA_TYPE* pmt);
+    HRESULT OfferType(const AM_MEDIA_TYPE& type);
+    void OfferTypesOfContent(IStream* content);
+    void SetCurrentName(const wchar_t* name);
+
+    // In the order of construction; the destructor's members go in reverse.
+    std::unique_ptr<CCustomFileSourcePin> m_pPin;
+    CCritSec m_FilterLock;                 // the state lock of filter and pin
+    CStringManager<CP_ACP> m_CurrentName;  // guarded by m_CurrentLock
+    CMediaType m_mt;                       // what GetCurFile reports; guarded by m_CurrentLock
+    CRunnableThread m_CreationThread;
+    CComThreadRunnableAdapter<CCustomFileSourceFilter> m_CreationRunnable;
+    CAutoHandle m_hStop;            // manual-reset: the creation thread is to end
+    CAutoHandle m_hCreateRequest;   // auto-reset: the pending name is to be opened
+    CAutoHandle m_hCreationDone;    // auto-reset: it has been tried
+    CCritSec m_LoadLock;            // one Load at a time, from the request to the pin's new source
+    std::wstring m_PendingName;     // written by Load before the request, read by the creation thread after it
+    CStreamCookie m_CreatedStream;  // written by the creation thread before it is done, taken by Load after that
+    TKRuntimeLogger::CDiagnosticRegistration m_DiagnosticRegistration;
+    CCritSec m_CurrentLock;  // a leaf: OpenStream and Load may set the name while another thread asks for it
+};

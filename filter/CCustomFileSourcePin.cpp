@@ -1,0 +1,479 @@
+#include "filter/CCustomFileSourcePin.h"
+
+#include "diagnostics/ComBoundary.h"
+#include "filter/FilterLog.h"
+
+#include <evcode.h>
+#include <uuids.h>
+#include <vfwmsgs.h>
+
+#include <limits>
+#include <utility>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+constexpr wchar_t kObjectName[] = L"TvFileSourceAsync Output Pin";
+constexpr LONGLONG kSampleTimeUnitsPerByte = 10'000'000;
+constexpr LONGLONG kInfiniteLength = std::numeric_limits<LONGLONG>::max();
+constexpr LONGLONG kAvailableOfInfinite = 32768;
+
+constexpr HRESULT kReadFault = static_cast<HRESULT>(0x8007001E);
+constexpr HRESULT kEndOfFile = static_cast<HRESULT>(0x80070026);
+
+// Both locks of a request: the queue lock first, then the stream lock, for which it never waits with the queue lock
+// held.
+class CRequestLocks final {
+public:
+    CRequestLocks(CCritSec& queueLock, CCritSec& streamLock) noexcept
+        : m_queueLock(queueLock), m_streamLock(streamLock) {
+        m_queueLock.Lock();
+        if (m_streamLock.TryLock())
+            return;
+        m_queueLock.Unlock();
+        m_streamLock.Lock();
+        m_queueLock.Lock();
+    }
+    CRequestLocks(const CRequestLocks&) = delete;
+    CRequestLocks& operator=(const CRequestLocks&) = delete;
+    ~CRequestLocks() {
+        m_queueLock.Unlock();
+        m_streamLock.Unlock();
+    }
+
+private:
+    CCritSec& m_queueLock;
+    CCritSec& m_streamLock;
+};
+
+}  // namespace
+
+CCustomFileSourcePin::CCustomFileSourcePin(HRESULT* phr, CCritSec* filterLock, CBaseFilter* filter)
+    : CBasePin(kObjectName, filter, filterLock, phr, L"Output", PINDIR_OUTPUT),
+      m_bAsyncReaderChecked(kFilterLog, kObjectName, L"m_bAsyncReaderChecked", false),
+      m_bInfiniteStream(kFilterLog, kObjectName, L"m_bInfiniteStream", false),
+      m_hSampleReady(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      m_hFlushing(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    if (phr && SUCCEEDED(*phr) && (!m_hSampleReady || !m_hFlushing))
+        *phr = E_OUTOFMEMORY;
+}
+
+CCustomFileSourcePin::~CCustomFileSourcePin() {
+    (void)m_StreamCookie.Revoke();  // the source goes first, then what was queued from it
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+    if (!ppv)
+        return E_POINTER;
+    *ppv = nullptr;
+    if (riid == __uuidof(IAsyncReader)) {
+        return ComBoundary([&] {
+            m_bAsyncReaderChecked.Set(true, L"CCustomFileSourcePin::NonDelegatingQueryInterface", __LINE__);
+            return GetInterface(static_cast<IAsyncReader*>(this), ppv);
+        });
+    }
+    if (riid == __uuidof(IStream) || riid == __uuidof(ISequentialStream))
+        return GetInterface(static_cast<IStream*>(this), ppv);
+    return CBasePin::NonDelegatingQueryInterface(riid, ppv);
+}
+
+// ---- What every read shares
+
+// A reader that waits here is released by the halt event alone, though those that come while the flow event is set
+// pass: opening the flow lets new readers in, and only DisableDataFlow lets those go that a host has kept waiting. It
+// is meant so.
+void CCustomFileSourcePin::PassFlowGate() noexcept {
+    if (!m_FlowEvent.IsSet())
+        m_HaltEvent.Wait();
+}
+
+HRESULT CCustomFileSourcePin::Fetch(IStream** stream) const noexcept {
+    *stream = nullptr;
+    const HRESULT hr = m_StreamCookie.CopyTo(stream);
+    return SUCCEEDED(hr) && !*stream ? E_POINTER : hr;
+}
+
+HRESULT CCustomFileSourcePin::FetchSource(IStream** stream) const noexcept {
+    return m_StreamCookie.IsEmpty() ? E_UNEXPECTED : Fetch(stream);
+}
+
+HRESULT CCustomFileSourcePin::FetchForRead(IStream** stream, const wchar_t* function) const {
+    const HRESULT hr = Fetch(stream);
+    if (FAILED(hr)) {
+        TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+               L"Could not get the stream from the GIT. Apartment was shut down prematurely!");
+    }
+    return hr;
+}
+
+void CCustomFileSourcePin::LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const {
+    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+           L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
+}
+
+void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) const {
+    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function, L"Error while reading the source file: hr=%08x", hr);
+}
+
+// Aborts the graph when the failure happened inside the data. The message says "outside" although the position is
+// inside: log readers search for this text. `abortReason` is what the graph is told; without one it is the result of
+// asking for the size.
+void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,
+                                         const wchar_t* function) {
+    if (m_pFilter && stream) {
+        STATSTG stat{};
+        const HRESULT hr = stream->Stat(&stat, STATFLAG_NONAME);
+        // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
+        // negative position is inside none that does.
+        if (static_cast<ULONGLONG>(position) < stat.cbSize.QuadPart) {
+            TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+                   L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
+                   static_cast<LONGLONG>(stat.cbSize.QuadPart));
+            m_pFilter->NotifyEvent(EC_ERRORABORT, abortReason.value_or(hr), 0);
+        }
+    }
+    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, function, L"End of stream");
+}
+
+// ---- IAsyncReader
+
+STDMETHODIMP
+CCustomFileSourcePin::SyncReadAligned(IMediaSample* pSample) {
+    return ComBoundary([&] { return ReadSample(pSample, Gate::Pass); });
+}
+
+HRESULT CCustomFileSourcePin::ReadSample(IMediaSample* sample, Gate gate) {
+    constexpr auto kFunction = L"CCustomFileSourcePin::SyncReadAligned";
+    TK_PROFILE(kFilterLog, kFunction, L"");
+    if (gate == Gate::Pass)
+        PassFlowGate();
+    CAutoLock streamLock(&m_StreamLock);
+    if (!sample)
+        return E_POINTER;
+    if (m_StreamCookie.IsEmpty())
+        return E_UNEXPECTED;
+    CAutoLock queueLock(&m_QueueLock);
+    ComPtr<IStream> stream;
+    if (const HRESULT hr = FetchForRead(&stream, kFunction); FAILED(hr))
+        return hr;
+
+    BYTE* buffer = nullptr;
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    HRESULT hr = sample->GetPointer(&buffer);
+    const LONG size = sample->GetSize();
+    if (SUCCEEDED(hr))
+        hr = sample->GetTime(&start, &stop);
+    const LONGLONG position = start / kSampleTimeUnitsPerByte;
+    const LONGLONG length = stop / kSampleTimeUnitsPerByte - position;
+    if (length < 0 || length > size) {
+        TK_LOG(kFilterLog, TKRuntimeLogger::kError, kFunction, L"media sample is invalid");
+        return E_FAIL;
+    }
+
+    ULONG read = 0;
+    if (FAILED(hr) || !ReadIntoSample(stream.Get(), sample, buffer, position, static_cast<ULONG>(length), &read))
+        EndFailedRead(stream.Get(), position, kReadFault, kFunction);
+    return read == static_cast<ULONG>(length) ? S_OK : S_FALSE;
+}
+
+// False: a step failed and, as far as it is reported, has been logged.
+bool CCustomFileSourcePin::ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
+                                          ULONG length, ULONG* read) {
+    constexpr auto kFunction = L"CCustomFileSourcePin::SyncReadAligned";
+    if (FAILED(sample->SetActualDataLength(0)))
+        return false;
+    if (!m_bInfiniteStream.Get()) {
+        LARGE_INTEGER target;
+        target.QuadPart = position;
+        if (const HRESULT hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
+            LogFailedSeek(position, hr, kFunction);
+            return false;
+        }
+    }
+    HRESULT hr = stream->Read(buffer, length, read);
+    if (SUCCEEDED(hr))
+        hr = sample->SetActualDataLength(static_cast<LONG>(*read));
+    if (FAILED(hr))
+        LogFailedRead(hr, kFunction);
+    return SUCCEEDED(hr);
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) {
+    return ComBoundary([&]() -> HRESULT {
+        constexpr auto kFunction = L"CCustomFileSourcePin::SyncRead";
+        TK_PROFILE(kFilterLog, kFunction, L"");
+        PassFlowGate();
+        CAutoLock streamLock(&m_StreamLock);
+        if (m_StreamCookie.IsEmpty())
+            return E_UNEXPECTED;
+        CAutoLock queueLock(&m_QueueLock);
+        ComPtr<IStream> stream;
+        if (const HRESULT hr = FetchForRead(&stream, kFunction); FAILED(hr))
+            return hr;
+        if (lLength < 0)
+            return S_FALSE;  // no buffer has room for fewer than no bytes; what isn't read is a short read, as ever
+
+        HRESULT hr = S_OK;
+        if (!m_bInfiniteStream.Get()) {
+            TK_PROFILE(kFilterLog, kFunction, L"Syncread seeking");
+            LARGE_INTEGER target;
+            target.QuadPart = llPosition;
+            hr = stream->Seek(target, STREAM_SEEK_SET, nullptr);
+            if (FAILED(hr))
+                LogFailedSeek(llPosition, hr, kFunction);
+        }
+        ULONG read = 0;
+        if (SUCCEEDED(hr)) {
+            TK_PROFILE(kFilterLog, kFunction, L"Syncread reading");
+            hr = stream->Read(pBuffer, static_cast<ULONG>(lLength), &read);
+            if (FAILED(hr))
+                LogFailedRead(hr, kFunction);
+        }
+        // Unlike SyncReadAligned, the graph is told the result of asking for the size, which is S_OK as a rule. Hosts
+        // know the two apart by it.
+        if (FAILED(hr))
+            EndFailedRead(stream.Get(), llPosition, std::nullopt, kFunction);
+        return read == static_cast<ULONG>(lLength) ? S_OK : S_FALSE;
+    });
+}
+
+HRESULT CCustomFileSourcePin::CheckRequest(const IMediaSample* sample) const noexcept {
+    if (!sample)
+        return E_POINTER;
+    if (m_StreamCookie.IsEmpty())
+        return E_UNEXPECTED;
+    return m_bFlushing ? VFW_E_WRONG_STATE : S_OK;
+}
+
+// Takes the queue lock before the stream lock, the other way round than every other read: what a request finds when it
+// looks at the queue must still be so when its sample joins it. Two threads must not stop each other by that, so
+// nothing is waited for with the queue lock held: it is given back first, and what it guards is looked at again
+// afterwards.
+STDMETHODIMP
+CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUser) {
+    return ComBoundary([&]() -> HRESULT {
+        {
+            CAutoLock queueLock(&m_QueueLock);
+            if (const HRESULT hr = CheckRequest(pSample); FAILED(hr))
+                return hr;
+        }
+        PassFlowGate();
+        const CRequestLocks locks(m_QueueLock, m_StreamLock);
+        if (const HRESULT hr = CheckRequest(pSample); FAILED(hr))
+            return hr;
+
+        ComPtr<IMediaSample> sample = pSample;
+        const HRESULT hr = ReadSample(pSample, Gate::AlreadyPassed);
+        if (hr != S_OK && pSample->GetActualDataLength() < 1)
+            return kEndOfFile;
+        m_RequestQueue.push_back({std::move(sample), dwUser});
+        ::SetEvent(m_hSampleReady.Get());
+        return S_OK;
+    });
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWORD_PTR* pdwUser) {
+    if (ppSample)
+        *ppSample = nullptr;
+    if (pdwUser)
+        *pdwUser = 0;
+    if (!pdwUser || !ppSample)
+        return E_POINTER;
+    if (m_StreamCookie.IsEmpty())
+        return E_UNEXPECTED;
+
+    const ULONGLONG start = ::GetTickCount64();
+    for (;;) {
+        {
+            CAutoLock queueLock(&m_QueueLock);
+            if (!m_RequestQueue.empty()) {
+                *ppSample = m_RequestQueue.front().sample.Detach();
+                *pdwUser = m_RequestQueue.front().user;
+                m_RequestQueue.pop_front();
+                // The event is auto-reset: two requests may have set it once. Another waiter must not miss the second.
+                if (!m_RequestQueue.empty())
+                    ::SetEvent(m_hSampleReady.Get());
+                return S_OK;
+            }
+            if (m_bFlushing)
+                return VFW_E_WRONG_STATE;
+        }
+        DWORD remaining = INFINITE;
+        if (dwTimeout != INFINITE) {
+            const ULONGLONG elapsed = ::GetTickCount64() - start;
+            remaining = elapsed < dwTimeout ? dwTimeout - static_cast<DWORD>(elapsed) : 0;
+        }
+        const HANDLE events[] = {m_hSampleReady.Get(), m_hFlushing.Get()};
+        const DWORD result = ::WaitForMultipleObjects(2, events, FALSE, remaining);
+        if (result == WAIT_TIMEOUT)
+            return VFW_E_TIMEOUT;
+        if (result == WAIT_FAILED)
+            return HRESULT_FROM_WIN32(::GetLastError());
+    }
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::BeginFlush() {
+    CAutoLock queueLock(&m_QueueLock);
+    m_bFlushing = true;
+    ::SetEvent(m_hFlushing.Get());
+    return S_OK;
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::EndFlush() {
+    CAutoLock queueLock(&m_QueueLock);
+    ::ResetEvent(m_hFlushing.Get());
+    m_bFlushing = false;
+    return S_OK;
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps,
+                                       IMemAllocator** ppActual) {
+    if (!ppActual)
+        return S_OK;
+    *ppActual = nullptr;
+    if (!pProps)
+        return E_POINTER;
+    return ComBoundary([&]() -> HRESULT {
+        ComPtr<IMemAllocator> allocator = pPreferred;
+        if (!allocator) {
+            if (const HRESULT hr =
+                    ::CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&allocator));
+                FAILED(hr))
+                return hr;
+        }
+        pProps->cbAlign = 1;
+        ALLOCATOR_PROPERTIES actual{};
+        const HRESULT hr = allocator->SetProperties(pProps, &actual);
+        if (pPreferred) {
+            // The caller's own allocator goes back to it even when it refused: a parser may go on with what it is set
+            // to.
+            *ppActual = allocator.Detach();
+            return hr;
+        }
+        if (FAILED(hr))
+            return hr;
+        *ppActual = allocator.Detach();
+        return S_OK;
+    });
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable) {
+    return ComBoundary([&]() -> HRESULT {
+        TK_PROFILE(kFilterLog, L"CCustomFileSourcePin::Length", L"");
+        CAutoLock streamLock(&m_StreamLock);
+        if (!pTotal || !pAvailable)
+            return E_POINTER;
+        if (m_StreamCookie.IsEmpty())
+            return E_UNEXPECTED;
+        CAutoLock queueLock(&m_QueueLock);
+        ComPtr<IStream> stream;
+        if (const HRESULT hr = Fetch(&stream); FAILED(hr))
+            return hr;
+        STATSTG stat{};
+        if (const HRESULT hr = stream->Stat(&stat, STATFLAG_NONAME); FAILED(hr))
+            return hr;
+        const auto size = static_cast<LONGLONG>(stat.cbSize.QuadPart);
+        if (size >= 0) {
+            *pTotal = *pAvailable = size;
+            return S_OK;
+        }
+        *pTotal = kInfiniteLength;
+        *pAvailable = kAvailableOfInfinite;
+        return VFW_S_ESTIMATED;
+    });
+}
+
+// ---- The source as a stream
+
+STDMETHODIMP
+CCustomFileSourcePin::Read(void* pv, ULONG cb, ULONG* pcbRead) {
+    return ComBoundary([&]() -> HRESULT {
+        PassFlowGate();
+        CAutoLock streamLock(&m_StreamLock);
+        if (!pv)
+            return E_POINTER;
+        ComPtr<IStream> stream;
+        const HRESULT hr = FetchSource(&stream);
+        return FAILED(hr) ? hr : stream->Read(pv, cb, pcbRead);
+    });
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::Write(const void*, ULONG, ULONG*) {
+    CAutoLock streamLock(&m_StreamLock);  // returns only between reads, so that a writer can't overtake one
+    return E_NOTIMPL;
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) {
+    return ComBoundary([&]() -> HRESULT {
+        CAutoLock streamLock(&m_StreamLock);
+        if (!plibNewPosition)
+            return E_POINTER;
+        ComPtr<IStream> stream;
+        const HRESULT hr = FetchSource(&stream);
+        return FAILED(hr) ? hr : stream->Seek(dlibMove, dwOrigin, plibNewPosition);
+    });
+}
+
+STDMETHODIMP
+CCustomFileSourcePin::Stat(STATSTG* pstatstg, DWORD grfStatFlag) {
+    return ComBoundary([&]() -> HRESULT {
+        CAutoLock streamLock(&m_StreamLock);
+        ComPtr<IStream> stream;
+        const HRESULT hr = FetchSource(&stream);
+        return FAILED(hr) ? hr : stream->Stat(pstatstg, grfStatFlag);
+    });
+}
+
+// ---- Media types
+
+HRESULT CCustomFileSourcePin::GetMediaType(int iPosition, CMediaType* pmt) {
+    return ComBoundary([&]() -> HRESULT {
+        TK_PROFILE(kFilterLog, L"CCustomFileSourcePin::GetMediaType", L"");
+        if (!pmt)
+            return E_POINTER;
+        const auto offered = m_OfferedTypes.At(iPosition);
+        if (!offered)
+            return VFW_S_NO_MORE_ITEMS;
+        pmt->majortype = offered->majorType;
+        pmt->subtype = offered->subtype;
+        pmt->formattype = GUID_NULL;
+        return S_OK;
+    });
+}
+
+HRESULT CCustomFileSourcePin::CheckMediaType(const CMediaType* pmt) {
+    if (!pmt)
+        return E_POINTER;
+    return m_OfferedTypes.Contains(pmt->majortype, pmt->subtype) ? S_OK : S_FALSE;
+}
+
+HRESULT CCustomFileSourcePin::SetSourceFileStream(IStream* stream, DWORD) noexcept {
+    return ComBoundary([&]() -> HRESULT {
+        constexpr auto kFunction = L"CCustomFileSourcePin::SetSourceFileStream";
+        TK_PROFILE(kFilterLog, kFunction, L"");
+        CAutoLock streamLock(&m_StreamLock);
+        if (!stream)
+            return E_POINTER;
+        bool infinite = false;
+        HRESULT hr = m_StreamCookie.Attach(stream);
+        if (SUCCEEDED(hr)) {
+            LONGLONG total = 0;
+            LONGLONG available = 0;
+            hr = Length(&total, &available);
+            infinite = total == kInfiniteLength;
+        }
+        m_bInfiniteStream.Set(infinite, kFunction, __LINE__);
+        return hr;
+    });
+}

@@ -1,0 +1,153 @@
+// The source filter's one output pin: IAsyncReader for parsers, and the source as a read-only IStream.
+//
+// The pin never pushes data and has no thread of its own: every read runs on its caller's thread. It keeps the source
+// only as a registration in the Global Interface Table and fetches it for each call, so that each call has a pointer
+// that is valid in the caller's apartment.
+//
+// A read fails a parser with nothing worse than a short read: a failing seek or read of the source is logged, raises
+// EC_ERRORABORT when it happened inside the data, and shows as fewer bytes. Only wrong arguments, a missing source and
+// a dead apartment give failure codes.
+//
+// Units: positions and lengths are bytes; a media sample's times are byte positions times 10,000,000.
+// Threads: any number.  Lifetime: the filter's.
+//
+// Locks: m_StreamLock, then m_QueueLock; see Request for the one caller that comes from the other side.
+#pragma once
+
+#include "baseclasses/CBaseFilter.h"
+#include "baseclasses/CBasePin.h"
+#include "baseclasses/CCritSec.h"
+#include "diagnostics/CAutoDestructor.h"
+#include "diagnostics/TKRuntimeLoggerAPI.h"
+#include "filter/CFlowEvent.h"
+#include "filter/COfferedTypes.h"
+#include "framework/com/CStreamCookie.h"
+
+#include <windows.h>
+
+#include <strmif.h>
+#include <wrl/client.h>
+
+#include <list>
+#include <optional>
+
+class CCustomFileSourcePin final : public CBasePin, public IStream, public IAsyncReader {
+public:
+    // `phr`, when given, receives the failure to create an event.
+    CCustomFileSourcePin(HRESULT* phr, CCritSec* filterLock, CBaseFilter* filter);
+    ~CCustomFileSourcePin() override;
+
+    DECLARE_IUNKNOWN
+    STDMETHODIMP
+    NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+    // IAsyncReader
+
+    // S_OK and nothing done when `ppActual` is null: parsers ask so whether the pin reads at all.
+    // The buffer count, size and prefix are the caller's; the alignment becomes 1.
+    STDMETHODIMP
+    RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps, IMemAllocator** ppActual) override;
+
+    // Reads the sample's range at once and queues the sample for WaitForNext.
+    // HRESULT 0x80070026 (end of file): nothing was read; nothing is queued.  VFW_E_WRONG_STATE: flushing.
+    STDMETHODIMP
+    Request(IMediaSample* pSample, DWORD_PTR dwUser) override;
+
+    // The next queued sample, first in, first out, with a reference.
+    // VFW_E_TIMEOUT: none came within `dwTimeout` milliseconds.  VFW_E_WRONG_STATE: flushing, and the queue is empty.
+    STDMETHODIMP
+    WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWORD_PTR* pdwUser) override;
+
+    // S_FALSE: fewer bytes than the sample's range; its actual length has the count.
+    // E_FAIL: the range is negative or larger than the sample's buffer.
+    STDMETHODIMP
+    SyncReadAligned(IMediaSample* pSample) override;
+
+    // S_FALSE: fewer than `lLength` bytes; how many isn't told.
+    STDMETHODIMP
+    SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) override;
+
+    // VFW_S_ESTIMATED: the source doesn't know its length; the total is then the largest there is.
+    STDMETHODIMP
+    Length(LONGLONG* pTotal, LONGLONG* pAvailable) override;
+
+    // IAsyncReader and IPin
+    STDMETHODIMP
+    BeginFlush() override;
+    STDMETHODIMP
+    EndFlush() override;
+
+    // IStream: the source itself. E_NOTIMPL for what isn't named here.
+    STDMETHODIMP
+    Read(void* pv, ULONG cb, ULONG* pcbRead) override;
+    STDMETHODIMP
+    Write(const void* pv, ULONG cb, ULONG* pcbWritten) override;
+    // E_POINTER: `plibNewPosition` is null, which other streams allow.
+    STDMETHODIMP
+    Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) override;
+    STDMETHODIMP
+    SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+    STDMETHODIMP
+    CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+    STDMETHODIMP
+    Commit(DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP
+    Revert() override { return E_NOTIMPL; }
+    STDMETHODIMP
+    LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP
+    UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP
+    Stat(STATSTG* pstatstg, DWORD grfStatFlag) override;
+    STDMETHODIMP
+    Clone(IStream**) override { return E_NOTIMPL; }
+
+    // CBasePin
+    // S_FALSE, not a failure code: the type isn't offered.
+    HRESULT CheckMediaType(const CMediaType* pmt) override;
+    HRESULT GetMediaType(int iPosition, CMediaType* pmt) override;
+
+    // Replaces the source. The connection, the queue and the offered types stay.
+    // S_OK, or VFW_S_ESTIMATED when `stream` doesn't know its size. The second argument is ignored.
+    virtual HRESULT SetSourceFileStream(IStream* stream, DWORD unused) noexcept;
+
+    // The filter fills the list during a load.
+    [[nodiscard]] COfferedTypes& OfferedTypes() noexcept { return m_OfferedTypes; }
+
+    // For the filter's IDataFlowControl. Readers pass while the flow event is set; otherwise they wait for the halt
+    // event.
+    [[nodiscard]] CFlowEvent& FlowEvent() noexcept { return m_FlowEvent; }
+    [[nodiscard]] CFlowEvent& HaltEvent() noexcept { return m_HaltEvent; }
+
+private:
+    struct PendingRequest {
+        Microsoft::WRL::ComPtr<IMediaSample> sample;
+        DWORD_PTR user;
+    };
+    enum class Gate { Pass, AlreadyPassed };
+
+    void PassFlowGate() noexcept;
+    [[nodiscard]] HRESULT Fetch(IStream** stream) const noexcept;
+    [[nodiscard]] HRESULT FetchSource(IStream** stream) const noexcept;
+    [[nodiscard]] HRESULT FetchForRead(IStream** stream, const wchar_t* function) const;
+    [[nodiscard]] HRESULT CheckRequest(const IMediaSample* sample) const noexcept;
+    [[nodiscard]] HRESULT ReadSample(IMediaSample* sample, Gate gate);
+    [[nodiscard]] bool ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
+                                      ULONG length, ULONG* read);
+    void LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const;
+    void LogFailedRead(HRESULT hr, const wchar_t* function) const;
+    void EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason, const wchar_t* function);
+
+    CFlowEvent m_FlowEvent;
+    CFlowEvent m_HaltEvent;
+    CStreamCookie m_StreamCookie;  // guarded by m_StreamLock, except for the question whether there is a source
+    TKRuntimeLogger::CWatchedValue<bool> m_bAsyncReaderChecked;  // diagnostic only
+    TKRuntimeLogger::CWatchedValue<bool> m_bInfiniteStream;  // of unknown length: reads go on where the stream stands
+    std::list<PendingRequest> m_RequestQueue;                // guarded by m_QueueLock
+    bool m_bFlushing = false;                                // guarded by m_QueueLock
+    CAutoHandle m_hSampleReady;                              // auto-reset; the queue has grown
+    CAutoHandle m_hFlushing;                                 // manual-reset; as m_bFlushing, for waiting
+    mutable CCritSec m_QueueLock;
+    mutable CCritSec m_StreamLock;  // one call at a time reaches the source
+    COfferedTypes m_OfferedTypes;
+};

@@ -1,0 +1,33 @@
+// The metadata library, "TvMetadata.dll", for the time of one decision: loaded by the constructor, unloaded by the
+// destructor. It is looked for beside this DLL first, then where the platform's loader looks.
+//
+// Threads: one. Several objects may exist; the loader counts.
+#pragma once
+
+#include "diagnostics/CAutoDestructor.h"
+#include "sdk/TvMetadata.h"
+
+#include <string>
+#include <vector>
+
+class CMetadataLibrary final {
+public:
+    // Loads and logs what is missing: WARN no library, FATAL no export.
+    CMetadataLibrary();
+
+    [[nodiscard]] bool IsLoaded() const noexcept { return static_cast<bool>(m_library); }
+    [[nodiscard]] bool HasDictionary() const noexcept { return m_dictionary != nullptr; }
+
+    // The MIME types of the content, most certain first; items that the library leaves out are left out.
+    // Only with a dictionary.
+    [[nodiscard]] std::vector<std::wstring> Detect(IStream* content) const;
+
+    // Whether the dictionary takes both for the same type. False without a dictionary.
+    [[nodiscard]] bool Matches(const wchar_t* tableMime, const wchar_t* candidate) const noexcept {
+        return m_dictionary && m_dictionary->Matches(tableMime, candidate);
+    }
+
+private:
+    CAutoLibrary m_library;
+    IMimeTypeDictionary* m_dictionary = nullptr;  // the library's own
+};

@@ -1,0 +1,59 @@
+#include "filter/DataServiceMimeType.h"
+
+#include "diagnostics/CBstr.h"
+#include "diagnostics/ComBoundary.h"
+#include "filter/FilterLog.h"
+#include "framework/values/CTKCFPropertyValues.h"
+
+#include <TKDataServices.h>
+#include <wrl/client.h>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+HRESULT ReadMimeType(IStream* content, const CBstr& key, std::wstring* mime) {
+    ComPtr<ITKDSMetaDataReader> reader;
+    if (const HRESULT hr = ::CoCreateInstance(CLSID_TKDSMetaDataReader, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&reader));
+        FAILED(hr))
+        return hr;
+    ComPtr<ITKCFStringList> keys;
+    if (const HRESULT hr = ::CoCreateInstance(CLSID_TKCFStringList, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&keys));
+        FAILED(hr))
+        return hr;
+    ComPtr<ITKDSMetaDataExtractionOptions> options;
+    if (const HRESULT hr =
+            ::CoCreateInstance(CLSID_TKDSMetaDataExtractionOptions, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&options));
+        FAILED(hr))
+        return hr;
+
+    constexpr long kAppend = -1;
+    if (const HRESULT hr = keys->Insert(kAppend, key.Get()); FAILED(hr))
+        return hr;
+    ComPtr<ITKCFConstStringList> keySet;
+    if (const HRESULT hr = keys->GetConstAccessor(&keySet); FAILED(hr))
+        return hr;
+    ComPtr<ITKDSMetaData> metaData;
+    if (const HRESULT hr = options->CreateMetaData(&metaData); FAILED(hr))
+        return hr;
+    if (const HRESULT hr = reader->Extract(keySet.Get(), content, metaData.Get()); FAILED(hr))
+        return hr;
+    if (!metaData)
+        return E_POINTER;
+    ComPtr<ITKCFPropertySet> properties;
+    if (const HRESULT hr = metaData->GetGeneralMetaData(&properties); FAILED(hr))
+        return hr;
+    if (!properties)
+        return E_POINTER;
+    return CTKCFPropertyValues(properties.Get()).GetString(key.Get(), mime);
+}
+
+}  // namespace
+
+std::vector<std::wstring> MimeTypeFromDataServices(IStream* content) {
+    TK_PROFILE(kFilterLog, L"CCustomFileSourceFilter::SetSourceFileStream", L"Extracting MimeType via TKDataServices");
+    const CBstr key(mdMimeType);
+    std::wstring mime;
+    const HRESULT hr = ComBoundary([&] { return ReadMimeType(content, key, &mime); });
+    return hr == S_OK ? std::vector{mime} : std::vector<std::wstring>{};
+}

@@ -1,0 +1,40 @@
+#include "filter/MediaTypeDecision.h"
+
+#include "diagnostics/ComBoundary.h"
+#include "filter/CMetadataLibrary.h"
+#include "filter/DataServiceMimeType.h"
+#include "filter/MimeTypeTable.h"
+
+#include <uuids.h>
+
+#include <cwchar>
+
+namespace {
+
+// The data-service layer is asked only where a library is there that has no dictionary: without any library no MIME
+// type is looked for at all, so that a bare machine doesn't start foreign servers at every load.
+std::vector<std::wstring> FindMimeTypes(const CMetadataLibrary& library, IStream* content) {
+    if (library.HasDictionary())
+        return library.Detect(content);
+    if (library.IsLoaded())
+        return MimeTypeFromDataServices(content);
+    return {};
+}
+
+}  // namespace
+
+std::optional<GUID> OfferTypesOf(IStream* content, COfferedTypes& offered) {
+    const CMetadataLibrary library;
+    std::optional<GUID> lastMatch;
+    for (const std::wstring& candidate : FindMimeTypes(library, content)) {
+        if (candidate.empty())
+            continue;
+        for (const MimeTypeRow& row : MimeTypeTable()) {
+            if (::_wcsicmp(row.mime, candidate.c_str()) != 0 && !library.Matches(row.mime, candidate.c_str()))
+                continue;
+            offered.Append({MEDIATYPE_Stream, row.subtype});
+            lastMatch = row.subtype;
+        }
+    }
+    return lastMatch;
+}

@@ -1,0 +1,19 @@
+// Which media types a content is offered as.
+//
+// The MIME types of the content come from the metadata library; where the library has no dictionary, from the
+// data-service layer's metadata reader; where there is no library, from nowhere. Each MIME type is looked up in the
+// MIME table.
+#pragma once
+
+#include "filter/COfferedTypes.h"
+
+#include <objidl.h>
+
+#include <optional>
+
+// Appends to `offered` (MEDIATYPE_Stream, subtype) for every row of the MIME table that matches one of the content's
+// MIME types, and answers with the last one's subtype; with nothing, and `offered` as it was, when no row matches.
+//
+// `content` stands at its start and is left where the metadata library leaves it.
+// Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
+[[nodiscard]] std::optional<GUID> OfferTypesOf(IStream* content, COfferedTypes& offered);
