@@ -115,8 +115,14 @@ TEST(StreamModelTest, ABufferedStreamOverALocalFileBehavesAsAnArrayWithAPosition
 }
 
 // One short use of a buffered stream. Faults may spoil what the stream gives, but never what it says about it: bytes
-// that it counts are the right ones for where it says that it stands.
+// that it counts are the right ones for where it says that it stands. After a seek that failed nobody knows where the
+// source stands, so it is tried again.
 void UseWithFaults(IStream* stream, const std::string& contents) {
+    const auto seek = [&](LONGLONG move, DWORD origin) {
+        if (FAILED(stream->Seek(By(move), origin, nullptr))) {
+            EXPECT_EQ(S_OK, stream->Seek(By(move), origin, nullptr));
+        }
+    };
     const auto position = [&] {
         ULARGE_INTEGER here{};
         EXPECT_EQ(S_OK, stream->Seek(By(0), STREAM_SEEK_CUR, &here));
@@ -134,13 +140,13 @@ void UseWithFaults(IStream* stream, const std::string& contents) {
     };
     read(10);
     read(3);
-    stream->Seek(By(40), STREAM_SEEK_SET, nullptr);
+    seek(40, STREAM_SEEK_SET);
     read(9);
-    stream->Seek(By(-5), STREAM_SEEK_END, nullptr);
+    seek(-5, STREAM_SEEK_END);
     read(10);
     STATSTG stat{};
     stream->Stat(&stat, STATFLAG_NONAME);
-    stream->Seek(By(-30), STREAM_SEEK_CUR, nullptr);
+    seek(30, STREAM_SEEK_SET);
     read(20);
     ComPtr<IStream> clone;
     if (SUCCEEDED(stream->Clone(&clone)))
