@@ -3,6 +3,7 @@
 #include "diagnostics/LogSite.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <string>
 #include <vector>
@@ -56,6 +57,63 @@ std::string ToUtf8(const std::wstring& text) {
     return bytes;
 }
 
+// Opened for reading too, since only a readable or writable file can be locked; where that is refused, appending must
+// do.
+CAutoHandle OpenForAppend(const std::wstring& path) {
+    // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of the file as it is then, whoever else
+    // writes.
+    for (const DWORD access : {FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE, FILE_APPEND_DATA | SYNCHRONIZE}) {
+        CAutoHandle file(::CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                       nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (file)
+            return file;
+    }
+    return {};
+}
+
+// Keeps other writers, of this process or another, from appending at the same moment. Windows itself appends as one
+// step, but a network file system or an emulated one first looks for the end of the file and then writes there.
+//
+// The lock is one byte far behind any data. It is never waited for without end: its owner may be a thread that was
+// ended together with the process that is still unloading us. Once a wait was in vain, lines go out without it.
+class CAppendTurn final {
+public:
+    CAppendTurn(HANDLE file, std::atomic<bool>& usable) noexcept : m_file(file) {
+        if (!usable.load(std::memory_order_relaxed))
+            return;
+        const ULONGLONG startedMs = ::GetTickCount64();
+        while (!(m_locked =
+                     ::LockFileEx(m_file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &m_where))) {
+            const DWORD error = ::GetLastError();
+            if ((error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING) ||
+                ::GetTickCount64() - startedMs > kPatienceMs) {
+                usable.store(false, std::memory_order_relaxed);
+                return;
+            }
+            ::Sleep(0);
+        }
+    }
+    CAppendTurn(const CAppendTurn&) = delete;
+    CAppendTurn& operator=(const CAppendTurn&) = delete;
+    ~CAppendTurn() {
+        if (m_locked)
+            ::UnlockFileEx(m_file, 0, 1, 0, &m_where);
+    }
+
+private:
+    static constexpr ULONGLONG kPatienceMs = 2000;
+
+    static OVERLAPPED FarBehindTheData() noexcept {
+        OVERLAPPED where{};
+        where.OffsetHigh = 0x40000000;
+        return where;
+    }
+
+    const HANDLE m_file;
+    OVERLAPPED m_where = FarBehindTheData();
+    BOOL m_locked = FALSE;
+};
+
 const wchar_t* OrEmpty(const wchar_t* text) noexcept {
     return text ? text : L"";
 }
@@ -67,11 +125,7 @@ CLogToFile::CLogToFile() noexcept {
         const std::wstring path = ReadLogFilePath();
         if (path.empty())
             return;
-        // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of the file as it is then, whoever else
-        // writes to it.
-        m_file = CAutoHandle(::CreateFileW(OpenablePath(path).c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
-                                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
-                                           FILE_ATTRIBUTE_NORMAL, nullptr));
+        m_file = OpenForAppend(OpenablePath(path));
         m_enabled = static_cast<bool>(m_file);
     } catch (...) {
         // Out of memory: there is no log file.
@@ -102,6 +156,7 @@ CLogToFile::Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, B
             return S_OK;
         const std::string bytes = record + "\r\n";
         DWORD written = 0;
+        const CAppendTurn turn(m_file.Get(), m_turnsUsable);
         ::WriteFile(m_file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     } catch (...) {
         // Out of memory: the line is lost.

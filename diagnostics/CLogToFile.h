@@ -8,8 +8,9 @@
 // so that one record stays one line and nothing in a name can pass for another record; half of a surrogate pair becomes
 // U+FFFD.
 //
-// Threads: any, without a lock. Each line is a single append, which the system does as a whole, so that lines of
-// several threads and processes don't mix in one file. The file is never truncated or rotated.
+// Threads: any. Each line is a single append, and writers to one file, threads and processes, take turns at the file
+// itself for the length of that append, so that lines neither mix nor get lost. No lock is held besides. The file is
+// never truncated or rotated.
 //
 // Lifetime: one static instance per module, not reference counted. Errors: none reach the caller; a line that can't be
 // written is lost.
@@ -18,6 +19,8 @@
 #include "diagnostics/CAutoDestructor.h"
 
 #include <objbase.h>
+
+#include <atomic>
 
 #include "TKRuntimeLogger.h"
 
@@ -56,6 +59,7 @@ public:
 private:
     CAutoHandle m_file;
     bool m_enabled = false;
+    std::atomic<bool> m_turnsUsable{true};
 };
 
 }  // namespace TKRuntimeLogger
