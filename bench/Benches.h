@@ -1,0 +1,20 @@
+// The parts of the run. Each adds its rows and goals to the report, and throws std::runtime_error when something that
+// is to be measured fails. The calling thread is in the multithreaded apartment and has not logged.
+#pragma once
+
+#include "bench/CBenchFile.h"
+#include "bench/CFilterLibrary.h"
+#include "bench/CReport.h"
+
+// Sequential and random reads of all three contenders, after a check that they read the same bytes; seeks.
+void BenchReads(CReport& report, const CFilterLibrary& library, const CBenchFile& file);
+
+// Creating and loading filters, and what memory they take.
+void BenchLoads(CReport& report, const CFilterLibrary& library, const CBenchFile& file);
+
+// What the steps of a read cost, each by itself.
+void BenchSteps(CReport& report, const CFilterLibrary& library, const CBenchFile& file);
+
+// Log sites and timing scopes, without a logger and with one. No CFilterLibrary may be there: this loads its own, since
+// a DLL decides once for its lifetime which of its sites are timed.
+void BenchLogging(CReport& report, const CBenchFile& file);

@@ -1,0 +1,16 @@
+// ReadFile and nothing else: what a read costs at least. The file pointer is moved only when it doesn't stand there.
+#pragma once
+
+#include "bench/CContender.h"
+#include "diagnostics/CAutoDestructor.h"
+
+class CBareFile final : public CContender {
+public:
+    explicit CBareFile(const wchar_t* path);
+
+    void ReadAt(LONGLONG position, LONG bytes, BYTE* buffer) override;
+
+private:
+    CAutoHandle m_file;
+    LONGLONG m_position = 0;
+};

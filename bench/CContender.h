@@ -1,0 +1,15 @@
+// Something that reads bytes of the benchmark's file: our filter, the stock file source, or ReadFile.
+#pragma once
+
+#include <windows.h>
+
+class CContender {
+public:
+    CContender() = default;
+    CContender(const CContender&) = delete;
+    CContender& operator=(const CContender&) = delete;
+    virtual ~CContender() = default;
+
+    // Reads exactly `bytes` at `position`.  Throws std::runtime_error when it can't.
+    virtual void ReadAt(LONGLONG position, LONG bytes, BYTE* buffer) = 0;
+};

@@ -1,0 +1,75 @@
+#include "bench/CReport.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr double kMargin = 0.1;
+
+std::string Text(const char* format, double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+std::string TimeText(std::optional<double> time) {
+    return time ? Text("%.3f", *time) : "-";
+}
+
+std::string RatioText(double ours, std::optional<double> other) {
+    return other ? Text(*other / ours < 10 ? "%.2f" : "%.0f", *other / ours) : "-";
+}
+
+}  // namespace
+
+void CReport::BeginContenders() const {
+    std::printf("\nMicroseconds per call; ratios are our calls per second to the other's\n");
+    std::printf("%-42s %11s %11s %11s %11s %10s %10s\n", "", "ours", "stock", "ReadFile", "ours MiB/s", "to stock",
+                "to ReadFile");
+}
+
+void CReport::Add(const Row& row) const {
+    const std::string throughput = row.bytes ? Text("%.0f", *row.bytes / row.ours * 1e6 / (1 << 20)) : "-";
+    std::printf("%-42s %11.3f %11s %11s %11s %10s %10s\n", row.what.c_str(), row.ours, TimeText(row.stock).c_str(),
+                TimeText(row.readFile).c_str(), throughput.c_str(), RatioText(row.ours, row.stock).c_str(),
+                RatioText(row.ours, row.readFile).c_str());
+    std::fflush(stdout);
+}
+
+void CReport::BeginSteps(const std::string& title, double whole) {
+    m_whole = whole;
+    std::printf("\n%s\n%-62s %11s %8s\n", title.c_str(), "", "us", "share");
+}
+
+void CReport::AddStep(const std::string& what, double time) const {
+    std::printf("%-62s %11.3f %7.1f%%\n", what.c_str(), time, time / m_whole * 100);
+    std::fflush(stdout);
+}
+
+void CReport::BeginLogging() const {
+    std::printf("\nLogging, in microseconds\n%-42s %14s %14s\n", "", "without logger", "with a logger");
+}
+
+void CReport::AddLogging(const std::string& what, double without, double with) const {
+    std::printf("%-42s %14.4f %14.4f\n", what.c_str(), without, with);
+    std::fflush(stdout);
+}
+
+void CReport::AddGoal(const std::string& what, double figure, Goal kind, double limit, const std::string& unit) {
+    m_goals.push_back({what, figure, kind, limit, unit});
+}
+
+bool CReport::PrintGoals() const {
+    std::printf("\nGoals (missed by less than a tenth: narrowly, and no failure)\n");
+    bool good = true;
+    for (const GoalLine& goal : m_goals) {
+        const bool atLeast = goal.kind == Goal::AtLeast;
+        const auto meets = [&](double limit) { return atLeast ? goal.figure >= limit : goal.figure <= limit; };
+        const bool nearly = meets(goal.limit * (atLeast ? 1 - kMargin : 1 + kMargin));
+        const char* verdict = meets(goal.limit) ? "reached" : nearly ? "missed narrowly" : "MISSED";
+        std::printf("%-16s %-62s %9.2f %-7s (%s %g)\n", verdict, goal.what.c_str(), goal.figure, goal.unit.c_str(),
+                    atLeast ? "at least" : "at most", goal.limit);
+        good = good && nearly;
+    }
+    return good;
+}

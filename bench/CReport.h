@@ -1,0 +1,52 @@
+// What the run prints: the table while it is measured, then the goals.
+//
+// Times are microseconds.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+class CReport final {
+public:
+    struct Row {
+        std::string what;
+        double ours;
+        std::optional<double> stock = {};     // the stock file source
+        std::optional<double> readFile = {};  // bare ReadFile
+        std::optional<LONG> bytes = {};       // per call, for the throughput
+    };
+    enum class Goal { AtLeast, AtMost };
+
+    // Begins the table of contenders: ratios are calls per second, ours in terms of the other's.
+    void BeginContenders() const;
+    void Add(const Row& row) const;
+
+    // Begins a break-down of `whole`, a time; each step is shown with its share of it.
+    void BeginSteps(const std::string& title, double whole);
+    void AddStep(const std::string& what, double time) const;
+
+    // Begins the table of what logging costs, by whether the thread has a logger.
+    void BeginLogging() const;
+    void AddLogging(const std::string& what, double without, double with) const;
+
+    void AddGoal(const std::string& what, double figure, Goal kind, double limit, const std::string& unit);
+
+    // Prints which goals were reached. False: one was missed by more than a tenth. What is missed by less is said but
+    // doesn't count, since no two runs on a machine with other users agree better than that.
+    [[nodiscard]] bool PrintGoals() const;
+
+private:
+    struct GoalLine {
+        std::string what;
+        double figure;
+        Goal kind;
+        double limit;
+        std::string unit;
+    };
+
+    double m_whole = 0;
+    std::vector<GoalLine> m_goals;
+};

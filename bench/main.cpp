@@ -1,0 +1,28 @@
+// The benchmark program: no arguments; prints a table and the goals.
+//
+// Exit codes: 0 every goal was reached, or missed by less than a tenth; 1 one was missed; 2 the run broke off.
+#include "bench/Benches.h"
+#include "bench/CApartment.h"
+
+#include <cstdio>
+#include <exception>
+
+int wmain() {
+    try {
+        const CApartment apartment;
+        const CBenchFile file;
+        CReport report;
+        {
+            const CFilterLibrary library;
+            report.BeginContenders();
+            BenchReads(report, library, file);
+            BenchLoads(report, library, file);
+            BenchSteps(report, library, file);
+        }
+        BenchLogging(report, file);
+        return report.PrintGoals() ? 0 : 1;
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "tvbench: %s\n", exception.what());
+        return 2;
+    }
+}
