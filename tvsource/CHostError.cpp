@@ -21,6 +21,8 @@ std::wstring ResultText(HRESULT result) {
     std::wstring words(text, length);
     while (!words.empty() && (words.back() == L'\r' || words.back() == L'\n' || words.back() == L' '))
         words.pop_back();
+    if (words == Format(L"Error: 0x%x", static_cast<unsigned>(result)))
+        words.clear();
     const std::wstring code = Format(L"0x%08X", static_cast<unsigned>(result));
     return words.empty() ? code : code + L" (" + words + L")";
 }

@@ -88,49 +88,7 @@ std::wstring WayFrom(IPin* pin) {
     return way;
 }
 
-// The filters that are registered for byte streams of a type, by merit; the platform's answer to an unusual type.
-std::vector<ComPtr<IMoniker>> RegisteredParsers(const StreamType& type) {
-    std::vector<ComPtr<IMoniker>> found;
-    ComPtr<IFilterMapper2> mapper;
-    ComPtr<IEnumMoniker> monikers;
-    const GUID input[] = {type.major, type.subtype};
-    if (FAILED(::CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IFilterMapper2),
-                                  &mapper)) ||
-        mapper->EnumMatchingFilters(&monikers, 0, TRUE, MERIT_UNLIKELY, TRUE, 1, input, nullptr, nullptr, FALSE, TRUE,
-                                    0, nullptr, nullptr, nullptr) != S_OK)
-        return found;
-    ComPtr<IMoniker> moniker;
-    while (monikers->Next(1, &moniker, nullptr) == S_OK)
-        found.push_back(moniker);
-    return found;
-}
-
-std::wstring FriendlyName(IMoniker* moniker) {
-    ComPtr<IPropertyBag> properties;
-    VARIANT name;
-    ::VariantInit(&name);
-    if (FAILED(moniker->BindToStorage(nullptr, nullptr, __uuidof(IPropertyBag),
-                                      reinterpret_cast<void**>(properties.GetAddressOf()))) ||
-        FAILED(properties->Read(L"FriendlyName", &name, nullptr)) || name.vt != VT_BSTR)
-        return L"a filter without a name";
-    const std::wstring text(name.bstrVal, ::SysStringLen(name.bstrVal));
-    ::VariantClear(&name);
-    return text;
-}
-
 }  // namespace
-
-bool HasScreen() {
-    // A service's window station shows nothing. Where there is no display at all, a display device may still be listed
-    // (Wine's null driver does so), but its current mode has no size.
-    USEROBJECTFLAGS station{};
-    if (::GetUserObjectInformationW(::GetProcessWindowStation(), UOI_FLAGS, &station, sizeof station, nullptr) &&
-        !(station.dwFlags & WSF_VISIBLE))
-        return false;
-    DEVMODEW mode{};
-    mode.dmSize = sizeof mode;
-    return ::EnumDisplaySettingsW(nullptr, ENUM_CURRENT_SETTINGS, &mode) && mode.dmPelsWidth > 0;
-}
 
 CPlayGraph::CPlayGraph(CSourceFilter& source) : m_source(source) {
     Check(::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGraphBuilder), &m_graph),
@@ -143,76 +101,60 @@ CPlayGraph::~CPlayGraph() {
     ComPtr<IMediaControl> control;
     if (SUCCEEDED(m_graph.As(&control)))
         control->Stop();
-    try {
-        for (const Filter& filter : Filters())
-            m_graph->RemoveFilter(filter.Get());
-    } catch (const CHostError&) {
-        // The graph releases them by itself then.
-    }
+    RemoveAllButSource();
+    m_graph->RemoveFilter(m_source.Filter());
 }
 
-void CPlayGraph::ConnectParser() {
+void CPlayGraph::Build(bool null) {
+    const std::vector<ParserClass> parsers = ParsersFor(m_source.OfferedTypes());
     std::wstring refusals;
-    for (const StreamType& type : m_source.OfferedTypes()) {
-        for (const ParserClass& parser : ParsersFor(type.subtype)) {
-            Filter filter;
-            HRESULT hr =
-                ::CoCreateInstance(parser.classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IBaseFilter), &filter);
-            if (SUCCEEDED(hr))
-                hr = TryParser(filter.Get(), parser.name);
-            if (SUCCEEDED(hr))
-                return;
-            refusals += L"\n  " + std::wstring(parser.name) + L": " + ResultText(hr);
-        }
-        for (const ComPtr<IMoniker>& registered : RegisteredParsers(type)) {
-            Filter filter;
-            HRESULT hr = registered->BindToObject(nullptr, nullptr, __uuidof(IBaseFilter),
-                                                  reinterpret_cast<void**>(filter.GetAddressOf()));
-            const std::wstring name = FriendlyName(registered.Get());
-            if (SUCCEEDED(hr))
-                hr = TryParser(filter.Get(), name);
-            if (SUCCEEDED(hr))
-                return;
-            refusals += L"\n  " + name + L": " + ResultText(hr);
-        }
+    const ParserClass* second = nullptr;  // the first one of which at least something could be rendered
+    for (const ParserClass& parser : parsers) {
+        const HRESULT hr = ConnectParser(parser);
+        const size_t rendered = SUCCEEDED(hr) ? RenderStreams(null) : 0;
+        if (rendered > 0 && rendered == m_streams.size())
+            return;
+        if (rendered > 0 && !second)
+            second = &parser;
+        refusals += L"\n  " + parser.name + L": " + (FAILED(hr) ? ResultText(hr) : L"no stream could be rendered");
+        for (const std::wstring& stream : m_streams)
+            refusals += L"\n    " + stream;
+        RemoveAllButSource();
     }
-    throw CHostError(L"No parser takes the source" + refusals);
+    if (!second)
+        throw CHostError(L"No parser takes the source" + refusals);
+    Check(ConnectParser(*second), L"The parser takes the source no more");
+    RenderStreams(null);
 }
 
-HRESULT CPlayGraph::TryParser(IBaseFilter* parser, const std::wstring& name) {
-    HRESULT hr = m_graph->AddFilter(parser, name.c_str());
+HRESULT CPlayGraph::ConnectParser(const ParserClass& parser) {
+    Filter filter;
+    HRESULT hr = ::CoCreateInstance(parser.classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IBaseFilter), &filter);
     if (FAILED(hr))
         return hr;
-    const auto inputs = PinsOf(parser, PINDIR_INPUT);
-    hr = inputs.empty() ? E_UNEXPECTED : m_graph->ConnectDirect(m_counter.Get(), inputs.front().Get(), nullptr);
-    if (FAILED(hr)) {
-        m_graph->RemoveFilter(parser);
+    hr = m_graph->AddFilter(filter.Get(), parser.name.c_str());
+    if (FAILED(hr))
         return hr;
-    }
-    m_parserName = name;
-    return hr;
+    m_parser = filter;
+    m_parserName = parser.name;
+    const auto inputs = PinsOf(filter.Get(), PINDIR_INPUT);
+    return inputs.empty() ? E_UNEXPECTED : m_graph->ConnectDirect(m_counter.Get(), inputs.front().Get(), nullptr);
 }
 
-void CPlayGraph::RenderStreams(bool null) {
-    bool any = false;
-    for (const Pin& pin : PinsOf(ParserFilter().Get(), PINDIR_OUTPUT)) {
+size_t CPlayGraph::RenderStreams(bool null) {
+    size_t rendered = 0;
+    for (const Pin& pin : PinsOf(m_parser.Get(), PINDIR_OUTPUT)) {
         const std::wstring line = DescribeStream(pin.Get());
-        HRESULT hr = E_FAIL;
-        if (!null)
-            hr = m_graph->Render(pin.Get());
+        HRESULT hr = null ? E_FAIL : m_graph->Render(pin.Get());
         if (SUCCEEDED(hr))
             m_onlyNullRenderers = false;
         else
             hr = RenderToNull(pin.Get());
-        any = any || SUCCEEDED(hr);
+        if (SUCCEEDED(hr))
+            ++rendered;
         m_streams.push_back(line + (SUCCEEDED(hr) ? WayFrom(pin.Get()) : L" left out: " + ResultText(hr)));
     }
-    if (!any) {
-        std::wstring text = m_parserName + L" gives no stream that could be rendered";
-        for (const std::wstring& stream : m_streams)
-            text += L"\n  " + stream;
-        throw CHostError(text);
-    }
+    return rendered;
 }
 
 HRESULT CPlayGraph::RenderToNull(IPin* pin) {
@@ -287,17 +229,20 @@ StreamType CPlayGraph::ConnectedType() const {
     return {type.majortype, type.subtype};
 }
 
-CPlayGraph::Filter CPlayGraph::ParserFilter() const {
-    const Pin input = PeerOf(m_counter.Get());
-    return input ? FilterOf(input.Get()) : nullptr;
-}
-
-std::vector<CPlayGraph::Filter> CPlayGraph::Filters() const {
+void CPlayGraph::RemoveAllButSource() {
+    // First the list, then the removals: an enumerator is void once the graph changes.
     std::vector<Filter> filters;
     ComPtr<IEnumFilters> enumerator;
-    Check(m_graph->EnumFilters(&enumerator), L"Cannot ask the graph for its filters");
+    if (FAILED(m_graph->EnumFilters(&enumerator)))
+        return;
     Filter filter;
     while (enumerator->Next(1, &filter, nullptr) == S_OK)
         filters.push_back(filter);
-    return filters;
+    for (const Filter& each : filters) {
+        if (each.Get() != m_source.Filter())
+            m_graph->RemoveFilter(each.Get());
+    }
+    m_parser.Reset();
+    m_streams.clear();
+    m_onlyNullRenderers = true;
 }

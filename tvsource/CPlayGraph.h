@@ -18,12 +18,9 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/CAutoDestructor.h"
 #include "tvsource/CCountingPin.h"
 #include "tvsource/CSourceFilter.h"
-
-// Whether there is a screen that a video window could stand on.
-[[nodiscard]] bool HasScreen();
+#include "tvsource/Parsers.h"
 
 class CPlayGraph final {
 public:
@@ -48,13 +45,10 @@ public:
     CPlayGraph& operator=(const CPlayGraph&) = delete;
     ~CPlayGraph();
 
-    // Connects the first parser that takes the source, type by offered type: those that are known for the type, then
-    // those that are registered for it.  Throws with what each of them answered when none does.
-    void ConnectParser();
-
-    // Gives each stream of the parser a renderer, a null renderer if `null` or if the platform finds no other. Throws
-    // when no stream at all could be given one.
-    void RenderStreams(bool null);
+    // Connects a parser and gives each of its streams a renderer, a null renderer if `null` or if the platform finds no
+    // other. Parsers are tried until one takes the source with all of its streams, or with some where none does. Throws
+    // with what each of them answered when nothing could be rendered at all.
+    void Build(bool null);
 
     // Plays to the end, or until `interrupt` is signalled.
     [[nodiscard]] Result Run(HANDLE interrupt, const Progress& progress);
@@ -74,14 +68,15 @@ private:
     using Filter = Microsoft::WRL::ComPtr<IBaseFilter>;
     using Pin = Microsoft::WRL::ComPtr<IPin>;
 
-    HRESULT TryParser(IBaseFilter* parser, const std::wstring& name);
+    HRESULT ConnectParser(const ParserClass& parser);
+    size_t RenderStreams(bool null);  // returns how many of m_streams have a renderer
     HRESULT RenderToNull(IPin* pin);
-    [[nodiscard]] Filter ParserFilter() const;
-    [[nodiscard]] std::vector<Filter> Filters() const;
+    void RemoveAllButSource();
 
     CSourceFilter& m_source;
     Microsoft::WRL::ComPtr<IGraphBuilder> m_graph;
     Microsoft::WRL::ComPtr<CCountingPin> m_counter;
+    Filter m_parser;
     std::wstring m_parserName;
     std::vector<std::wstring> m_streams;
     bool m_onlyNullRenderers = true;

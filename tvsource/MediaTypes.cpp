@@ -60,26 +60,6 @@ const ExtensionSubtype kExtensions[] = {
     {L".ogv", kOggSubtype},
 };
 
-constexpr ParserClass kWaveParser = {L"WAVE Parser",
-                                     {0xD51BD5A1, 0x7548, 0x11CF, {0xA5, 0x20, 0x00, 0x80, 0xC7, 0x7E, 0xF5, 0x8A}}};
-constexpr ParserClass kAviSplitter = {L"AVI Splitter",
-                                      {0x1B544C20, 0xFD0B, 0x11CE, {0x8C, 0x63, 0x00, 0xAA, 0x00, 0x44, 0xB5, 0x1E}}};
-constexpr ParserClass kMpegSplitter = {L"MPEG-I Stream Splitter",
-                                       {0x336475D0, 0x942A, 0x11CE, {0xA8, 0x70, 0x00, 0xAA, 0x00, 0x2F, 0xEA, 0xB5}}};
-// Only Wine has this one. It takes any stream and finds out by itself what is in it.
-constexpr ParserClass kGenericParser = {L"generic parser",
-                                        {0xF9D8D64E, 0xA144, 0x47DC, {0x8E, 0xE0, 0xF5, 0x34, 0x98, 0x37, 0x2C, 0x29}}};
-
-const struct {
-    const GUID& subtype;
-    const ParserClass& parser;
-} kParsers[] = {
-    {MEDIASUBTYPE_WAVE, kWaveParser},          {MEDIASUBTYPE_AU, kWaveParser},
-    {MEDIASUBTYPE_AIFF, kWaveParser},          {MEDIASUBTYPE_Avi, kAviSplitter},
-    {MEDIASUBTYPE_MPEG1Audio, kMpegSplitter},  {MEDIASUBTYPE_MPEG1Video, kMpegSplitter},
-    {MEDIASUBTYPE_MPEG1System, kMpegSplitter}, {MEDIASUBTYPE_MPEG1VideoCD, kMpegSplitter},
-};
-
 std::wstring GuidText(const GUID& guid) {
     wchar_t text[39]{};
     ::StringFromGUID2(guid, text, 39);
@@ -140,14 +120,4 @@ std::wstring ExtensionOf(std::wstring_view name) {
     const std::wstring_view file = folder == name.npos ? name : name.substr(folder + 1);
     const size_t dot = file.rfind(L'.');
     return dot == file.npos ? std::wstring() : std::wstring(file.substr(dot));
-}
-
-std::vector<ParserClass> ParsersFor(const GUID& subtype) {
-    std::vector<ParserClass> parsers;
-    for (const auto& row : kParsers) {
-        if (row.subtype == subtype)
-            parsers.push_back(row.parser);
-    }
-    parsers.push_back(kGenericParser);
-    return parsers;
 }

@@ -1,5 +1,4 @@
-// Media types of byte streams, by name: what a source may offer, what a file name suggests, and which of the platform's
-// parsers reads what.
+// Media types of byte streams, by name: what a source may offer, and what a file name suggests.
 #pragma once
 
 #include <windows.h>
@@ -11,7 +10,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // A media type allocated by the platform, with its format block.
 struct CMediaTypeFreer {
@@ -43,11 +41,3 @@ struct StreamType {
 
 // The extension of a path or URI with its dot, or nothing.
 [[nodiscard]] std::wstring ExtensionOf(std::wstring_view name);
-
-struct ParserClass {
-    const wchar_t* name;
-    GUID classId;
-};
-
-// The platform's parsers to try for a subtype, the most particular one first. Not all of them exist on every system.
-[[nodiscard]] std::vector<ParserClass> ParsersFor(const GUID& subtype);

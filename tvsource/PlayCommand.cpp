@@ -5,6 +5,7 @@
 #include "tvsource/CPlayGraph.h"
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
+#include "tvsource/Screen.h"
 #include "tvsource/SourceName.h"
 #include "tvsource/Text.h"
 
@@ -64,8 +65,7 @@ int Play(const PlayOptions& options) {
     source.EnableDataFlow();
 
     CPlayGraph graph(source);
-    graph.ConnectParser();
-    graph.RenderStreams(options.null || !HasScreen());
+    graph.Build(options.null || !HasScreen());
 
     ::SetConsoleCtrlHandler(OnConsoleControl, TRUE);
     const auto begin = std::chrono::steady_clock::now();

@@ -1,0 +1,29 @@
+#include "tvsource/Screen.h"
+
+#include <windows.h>
+
+#include <d3d9.h>
+#include <wrl/client.h>
+
+#include "diagnostics/CAutoDestructor.h"
+
+using Microsoft::WRL::ComPtr;
+
+bool HasScreen() noexcept {
+    USEROBJECTFLAGS station{};
+    if (::GetUserObjectInformationW(::GetProcessWindowStation(), UOI_FLAGS, &station, sizeof station, nullptr) &&
+        !(station.dwFlags & WSF_VISIBLE))
+        return false;
+
+    // Loaded at run time: a system without Direct3D must still start the program.
+    const CAutoLibrary library(::LoadLibraryW(L"d3d9.dll"));
+    if (!library)
+        return false;
+    const auto create = reinterpret_cast<decltype(&::Direct3DCreate9)>(
+        reinterpret_cast<void*>(::GetProcAddress(library.Get(), "Direct3DCreate9")));
+    if (!create)
+        return false;
+    ComPtr<IDirect3D9> direct3D;  // gone before its library
+    direct3D.Attach(create(D3D_SDK_VERSION));
+    return direct3D && direct3D->GetAdapterCount() > 0;
+}
