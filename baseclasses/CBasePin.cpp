@@ -14,6 +14,12 @@ bool IsPlainRefusal(HRESULT hr) noexcept {
     return hr == E_FAIL || hr == E_INVALIDARG || hr == VFW_E_TYPE_NOT_ACCEPTED;
 }
 
+// The first attempt that failed for a reason of its own tells more than those after it.
+void NoteReason(HRESULT& reason, HRESULT hr) noexcept {
+    if (reason == VFW_E_NO_ACCEPTABLE_TYPES && !IsPlainRefusal(hr))
+        reason = hr;
+}
+
 }  // namespace
 
 CBasePin::CBasePin(const wchar_t* objectName, CBaseFilter* filter, CCritSec* lock, HRESULT* phr, const wchar_t* name,
@@ -109,8 +115,7 @@ HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* partial) {
         hr = TryMediaTypes(receiver, partial, types.Get());
         if (SUCCEEDED(hr))
             return S_OK;
-        if (!IsPlainRefusal(hr))
-            reason = hr;
+        NoteReason(reason, hr);
     }
     return reason;
 }
@@ -135,9 +140,7 @@ HRESULT CBasePin::TryMediaTypes(IPin* receiver, const CMediaType* partial, IEnum
         hr = MakeConnection(receiver, type, true);
         if (SUCCEEDED(hr))
             return S_OK;
-        // The first attempt that failed for a reason of its own tells more than those after it.
-        if (reason == VFW_E_NO_ACCEPTABLE_TYPES && !IsPlainRefusal(hr))
-            reason = hr;
+        NoteReason(reason, hr);
     }
     return reason;
 }

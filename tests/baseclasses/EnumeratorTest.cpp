@@ -1,0 +1,202 @@
+// The pin enumerator and the media type enumerator keep one contract, so one set of tests runs over both.
+#include "tests/baseclasses/CTestFilter.h"
+#include "tests/baseclasses/LeakCheck.h"
+
+#include <memory>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+struct Pins {
+    using Enumerator = IEnumPins;
+    using Item = IPin*;
+    static ComPtr<IEnumPins> Make(CTestFilter& filter) {
+        ComPtr<IEnumPins> enumerator;
+        EXPECT_EQ(S_OK, filter.EnumPins(&enumerator));
+        return enumerator;
+    }
+    static HRESULT MakeNowhere(CTestFilter& filter) { return filter.EnumPins(nullptr); }
+    static void Change(CTestFilter& filter) { filter.IncrementPinVersion(); }
+    static int Number(IPin* pin) {
+        PIN_INFO info{};
+        EXPECT_EQ(S_OK, pin->QueryPinInfo(&info));
+        info.pFilter->Release();
+        return info.achName[0] - L'0';
+    }
+    static void Shrink(CTestFilter& filter) { filter.RemovePins(); }
+    static void Free(IPin* pin) { pin->Release(); }
+};
+
+struct MediaTypes {
+    using Enumerator = IEnumMediaTypes;
+    using Item = AM_MEDIA_TYPE*;
+    static ComPtr<IEnumMediaTypes> Make(CTestFilter& filter) {
+        ComPtr<IEnumMediaTypes> enumerator;
+        EXPECT_EQ(S_OK, filter.Pin(0).EnumMediaTypes(&enumerator));
+        return enumerator;
+    }
+    static HRESULT MakeNowhere(CTestFilter& filter) { return filter.Pin(0).EnumMediaTypes(nullptr); }
+    static void Change(CTestFilter& filter) { filter.Pin(0).IncrementTypeVersion(); }
+    static int Number(AM_MEDIA_TYPE* type) { return NumberOf(*type); }
+    static void Shrink(CTestFilter& filter) { filter.Pin(0).offered = {1}; }
+    static void Free(AM_MEDIA_TYPE* type) { DeleteMediaType(type); }
+};
+
+// Three items, numbered from 1.
+template <class Kind>
+class EnumeratorTest : public LeakCheck {
+protected:
+    using Item = typename Kind::Item;
+
+    EnumeratorTest() {
+        for (const wchar_t* const name : {L"1", L"2", L"3"})
+            filter->AddPin(name, PINDIR_OUTPUT);
+        filter->Pin(0).offered = {1, 2, 3};
+        enumerator = Kind::Make(*filter.Get());
+    }
+
+    // The numbers of up to `count` next items, as digits of one number: 23 for items 2 and 3.
+    int Next(ULONG count, HRESULT expected = S_OK) {
+        Item items[8]{};
+        ULONG fetched = 99;
+        EXPECT_EQ(expected, enumerator->Next(count, items, &fetched));
+        EXPECT_LE(fetched, count);
+        int digits = 0;
+        for (ULONG i = 0; i < fetched && i < 8; ++i) {
+            digits = 10 * digits + Kind::Number(items[i]);
+            Kind::Free(items[i]);
+        }
+        return digits;
+    }
+
+    const ComPtr<CTestFilter> filter = new CTestFilter;
+    ComPtr<typename Kind::Enumerator> enumerator;
+};
+
+using Kinds = ::testing::Types<Pins, MediaTypes>;
+TYPED_TEST_SUITE(EnumeratorTest, Kinds);
+
+TYPED_TEST(EnumeratorTest, NextGivesItemsInOrderAndThenNone) {
+    EXPECT_EQ(1, this->Next(1));
+    EXPECT_EQ(23, this->Next(2));
+    EXPECT_EQ(0, this->Next(1, S_FALSE));
+    EXPECT_EQ(S_OK, this->enumerator->Reset());
+    EXPECT_EQ(123, this->Next(8, S_FALSE));
+}
+
+TYPED_TEST(EnumeratorTest, NextOfNothingSucceedsAndMovesNowhere) {
+    EXPECT_EQ(0, this->Next(0));
+    EXPECT_EQ(1, this->Next(1));
+}
+
+TYPED_TEST(EnumeratorTest, OnlyASingleItemNeedsNoCount) {
+    typename TypeParam::Item items[2]{};
+    EXPECT_EQ(E_INVALIDARG, this->enumerator->Next(2, items, nullptr));
+    EXPECT_EQ(E_INVALIDARG, this->enumerator->Next(0, items, nullptr));
+    ASSERT_EQ(S_OK, this->enumerator->Next(1, items, nullptr));
+    EXPECT_EQ(1, TypeParam::Number(items[0]));
+    TypeParam::Free(items[0]);
+}
+
+TYPED_TEST(EnumeratorTest, NullPointersAreRefused) {
+    ULONG fetched = 99;
+    EXPECT_EQ(E_POINTER, this->enumerator->Next(1, nullptr, &fetched));
+    EXPECT_EQ(0u, fetched);
+    EXPECT_EQ(E_POINTER, this->enumerator->Clone(nullptr));
+    EXPECT_EQ(E_POINTER, TypeParam::MakeNowhere(*this->filter.Get()));
+    EXPECT_EQ(E_POINTER, this->enumerator->QueryInterface(__uuidof(IUnknown), nullptr));
+}
+
+TYPED_TEST(EnumeratorTest, SkipStopsAtTheEnd) {
+    const struct {
+        ULONG count;
+        HRESULT result;
+        int next;
+    } cases[] = {
+        {0, S_OK, 1}, {1, S_OK, 2}, {2, S_OK, 3}, {3, S_OK, 0}, {4, S_FALSE, 0}, {0xFFFFFFFF, S_FALSE, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.count);
+        ASSERT_EQ(S_OK, this->enumerator->Reset());
+        EXPECT_EQ(c.result, this->enumerator->Skip(c.count));
+        EXPECT_EQ(c.next, this->Next(1, c.next != 0 ? S_OK : S_FALSE));
+    }
+}
+
+TYPED_TEST(EnumeratorTest, CloneStandsWhereItsOriginalDoesAndGoesItsOwnWay) {
+    ASSERT_EQ(1, this->Next(1));
+    ComPtr<typename TypeParam::Enumerator> clone;
+    ASSERT_EQ(S_OK, this->enumerator->Clone(&clone));
+    EXPECT_EQ(23, this->Next(2));
+    this->enumerator = clone;
+    EXPECT_EQ(23, this->Next(2));
+}
+
+TYPED_TEST(EnumeratorTest, ChangeOfTheListIsNoticedUntilReset) {
+    ASSERT_EQ(1, this->Next(1));
+    TypeParam::Change(*this->filter.Get());
+    EXPECT_EQ(0, this->Next(1, VFW_E_ENUM_OUT_OF_SYNC));
+    EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, this->enumerator->Skip(1));
+    ComPtr<typename TypeParam::Enumerator> clone;
+    EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, this->enumerator->Clone(&clone));
+    EXPECT_EQ(nullptr, clone.Get());
+    EXPECT_EQ(S_OK, this->enumerator->Reset());
+    EXPECT_EQ(123, this->Next(3));
+}
+
+TYPED_TEST(EnumeratorTest, ListThatShrinksUnnoticedJustEnds) {
+    ASSERT_EQ(12, this->Next(2));
+    TypeParam::Shrink(*this->filter.Get());
+    EXPECT_EQ(0, this->Next(1, S_FALSE));
+    EXPECT_EQ(S_FALSE, this->enumerator->Skip(1));
+}
+
+TYPED_TEST(EnumeratorTest, EnumeratorKeepsTheFilterAlive) {
+    EXPECT_EQ(2u, References(this->filter.Get()));
+    ASSERT_EQ(1, this->Next(1));
+    EXPECT_EQ(2u, References(this->filter.Get()));
+    this->enumerator.Reset();
+    EXPECT_EQ(1u, References(this->filter.Get()));
+}
+
+TYPED_TEST(EnumeratorTest, AnswersForItsOwnInterfaceOnly) {
+    ComPtr<typename TypeParam::Enumerator> same;
+    EXPECT_EQ(S_OK, this->enumerator.As(&same));
+    void* out = &out;
+    EXPECT_EQ(E_NOINTERFACE, this->enumerator->QueryInterface(__uuidof(IPersist), &out));
+    EXPECT_EQ(nullptr, out);
+}
+
+// Its list changes while it is read.
+class CRestlessPin final : public CBasePin {
+public:
+    CRestlessPin(CBaseFilter* filter, CCritSec* lock)
+        : CBasePin(L"restless pin", filter, lock, nullptr, L"Restless", PINDIR_OUTPUT) {}
+    HRESULT CheckMediaType(const CMediaType*) override { return S_FALSE; }
+    HRESULT GetMediaType(int position, CMediaType* type) override {
+        if (position == 1)
+            IncrementTypeVersion();
+        return type->Set(TestType(1));
+    }
+    STDMETHODIMP BeginFlush() override { return S_OK; }
+    STDMETHODIMP EndFlush() override { return S_OK; }
+};
+
+class MediaTypeEnumeratorTest : public LeakCheck {};
+
+TEST_F(MediaTypeEnumeratorTest, ChangeInTheMidstOfACallHandsNothingOut) {
+    const ComPtr<CTestFilter> filter = new CTestFilter;
+    CCritSec lock;
+    CRestlessPin pin(filter.Get(), &lock);
+    ComPtr<IEnumMediaTypes> enumerator;
+    ASSERT_EQ(S_OK, pin.EnumMediaTypes(&enumerator));
+    AM_MEDIA_TYPE* types[3]{};
+    ULONG fetched = 99;
+    EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, enumerator->Next(3, types, &fetched));
+    EXPECT_EQ(0u, fetched);
+    for (const AM_MEDIA_TYPE* const type : types)
+        EXPECT_EQ(nullptr, type);
+}
+
+}  // namespace
