@@ -39,7 +39,7 @@ private:
 
 }  // namespace
 
-CUnknown* CCustomFileSourceFilter::CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept {
+CUnknown* CALLBACK CCustomFileSourceFilter::CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept {
     CCustomFileSourceFilter* filter = nullptr;
     const HRESULT created = ComBoundary([&] {
         filter = new CCustomFileSourceFilter(outer, phr);

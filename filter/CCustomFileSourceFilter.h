@@ -37,7 +37,7 @@ public:
     // The class factory's creation function. Null when memory is out.
     // `*phr`, when given, becomes S_OK whenever there is an object, also when its constructor reported a failure: a
     // filter without its thread still takes open streams.
-    static CUnknown* CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept;
+    static CUnknown* CALLBACK CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept;
 
     CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr);
     ~CCustomFileSourceFilter() override;

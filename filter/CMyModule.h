@@ -39,6 +39,3 @@ private:
     LONG m_lockCount = 0;
     std::atomic<IGlobalInterfaceTable*> m_git{nullptr};
 };
-
-// The DLL's module object. While it exists, all that need the Global Interface Table take it from here.
-CMyModule& Module() noexcept;

@@ -12,19 +12,22 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
+// A class may claim success and give nothing.
+template <class Interface>
+HRESULT Create(REFCLSID clsid, ComPtr<Interface>& object) {
+    const HRESULT hr = ::CoCreateInstance(clsid, nullptr, CLSCTX_ALL, IID_PPV_ARGS(object.ReleaseAndGetAddressOf()));
+    return SUCCEEDED(hr) && !object ? E_POINTER : hr;
+}
+
 HRESULT ReadMimeType(IStream* content, const CBstr& key, std::wstring* mime) {
     ComPtr<ITKDSMetaDataReader> reader;
-    if (const HRESULT hr = ::CoCreateInstance(CLSID_TKDSMetaDataReader, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&reader));
-        FAILED(hr))
+    if (const HRESULT hr = Create(CLSID_TKDSMetaDataReader, reader); FAILED(hr))
         return hr;
     ComPtr<ITKCFStringList> keys;
-    if (const HRESULT hr = ::CoCreateInstance(CLSID_TKCFStringList, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&keys));
-        FAILED(hr))
+    if (const HRESULT hr = Create(CLSID_TKCFStringList, keys); FAILED(hr))
         return hr;
     ComPtr<ITKDSMetaDataExtractionOptions> options;
-    if (const HRESULT hr =
-            ::CoCreateInstance(CLSID_TKDSMetaDataExtractionOptions, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&options));
-        FAILED(hr))
+    if (const HRESULT hr = Create(CLSID_TKDSMetaDataExtractionOptions, options); FAILED(hr))
         return hr;
 
     constexpr long kAppend = -1;
