@@ -62,7 +62,8 @@ std::string ToUtf8(const std::wstring& text) {
 CAutoHandle OpenForAppend(const std::wstring& path) {
     // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of the file as it is then, whoever else
     // writes.
-    for (const DWORD access : {FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE, FILE_APPEND_DATA | SYNCHRONIZE}) {
+    constexpr DWORD kAppend = FILE_APPEND_DATA | SYNCHRONIZE;
+    for (const DWORD access : {kAppend | FILE_READ_DATA, kAppend}) {
         CAutoHandle file(::CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                        nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (file)

@@ -8,6 +8,8 @@ namespace TKRuntimeLogger {
 namespace {
 
 std::wstring FormatArguments(const wchar_t* format, va_list arguments) {
+    if (!format)
+        return {};
     va_list counted;
     va_copy(counted, arguments);
     const int length = ::_vscwprintf(format, counted);

@@ -244,8 +244,9 @@ TEST_F(LogFileTest, ThreadsAndProcessesAppendWholeLinesToOneFile) {
     constexpr int kChildren = 3, kThreads = 3, kRecords = 100;
     const CLogFileSetting setting(path);
     std::vector<CChild> children;
+    children.reserve(kChildren);
     for (int i = 0; i < kChildren; ++i)
-        children.emplace_back(std::to_wstring(kThreads) + L" " + std::to_wstring(kRecords));
+        children.emplace_back(L"write " + std::to_wstring(kThreads) + L" " + std::to_wstring(kRecords));
     std::set<std::string> expected;
     for (const CChild& child : children) {
         EXPECT_EQ(0u, child.Wait());
@@ -269,7 +270,7 @@ TEST_F(LogFileTest, ThreadsAndProcessesAppendWholeLinesToOneFile) {
 }
 
 TEST_F(LogFileTest, ProcessWithoutTheValueWritesNowhere) {
-    EXPECT_EQ(0u, CChild(L"1 3").Wait());
+    EXPECT_EQ(0u, CChild(L"write 1 3").Wait());
     EXPECT_TRUE(fs::is_empty(folder));
 }
 
@@ -343,6 +344,20 @@ TEST_F(LogFileTest, PublishedServiceIsPreferredToTheFile) {
     OnNewThread([] { CModule().Log(L"text"); });
     EXPECT_EQ(std::vector<std::wstring>{L"text"}, published->Messages());
     EXPECT_EQ("", ReadWhole(path));
+}
+
+TEST_F(LogFileTest, ServiceOfAnotherProcessWithoutProxiesIsPassedOverForTheFile) {
+    const CLogFileSetting setting(path);
+    const std::wstring suffix = std::to_wstring(::GetCurrentProcessId());
+    const CAutoHandle ready(::CreateEventW(nullptr, TRUE, FALSE, (L"diagnostics-ready-" + suffix).c_str()));
+    const CAutoHandle done(::CreateEventW(nullptr, TRUE, FALSE, (L"diagnostics-done-" + suffix).c_str()));
+    const CChild service(L"publish diagnostics-ready-" + suffix + L" diagnostics-done-" + suffix);
+    const HANDLE either[] = {ready.Get(), service.process.Get()};
+    ASSERT_EQ(WAIT_OBJECT_0, ::WaitForMultipleObjects(2, either, FALSE, INFINITE));
+    OnNewThread([] { CModule().Log(L"text"); });
+    ::SetEvent(done.Get());
+    EXPECT_EQ(0u, service.Wait());
+    EXPECT_EQ(1u, Lines(ReadWhole(path)).size());
 }
 
 }  // namespace

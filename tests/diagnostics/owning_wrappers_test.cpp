@@ -26,7 +26,7 @@ TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnceAndKeepsTheLastError) {
     {
         CAutoNumber first(1);
         CAutoNumber second(std::move(first));
-        EXPECT_FALSE(first);
+        EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): moving empties
         second.Reset(2);
         second.Reset(2);
         EXPECT_EQ(std::vector{1}, g_closed);
@@ -58,7 +58,7 @@ TEST(BstrTest, NullEmptyAndEmbeddedZerosAreKeptApart) {
 TEST(BstrTest, OwnershipMovesAndIsGivenUp) {
     CBstr first(L"first");
     CBstr second(std::move(first));
-    EXPECT_FALSE(first);
+    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): moving empties
     first = std::move(second);
     EXPECT_EQ(L"first", first.View());
     const CBstr detached(std::wstring_view(L"x"));

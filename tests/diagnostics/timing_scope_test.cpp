@@ -183,14 +183,14 @@ void ContestedSite() {
 TEST(TimingScopeTest, ThreadsThatArriveTogetherMakeOneProfile) {
     {
         CPublishedLogger published;
-        std::vector<std::future<void>> threads;
+        std::vector<std::future<void>> threads(8);
         std::promise<void> start;
         const std::shared_future<void> started = start.get_future().share();
-        for (int i = 0; i < 8; ++i) {
-            threads.push_back(std::async(std::launch::async, [=] {
+        for (auto& thread : threads) {
+            thread = std::async(std::launch::async, [=] {
                 started.wait();
                 OnNewThread([] { ContestedSite(); });
-            }));
+            });
         }
         start.set_value();
         for (auto& thread : threads)

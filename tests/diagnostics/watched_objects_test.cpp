@@ -45,10 +45,9 @@ TEST(WatchedValueTest, ValueIsStoredWithoutALogger) {
 TEST(WatchedValueTest, ThreadsThatSetItTogetherReportEachChangeOnce) {
     CPublishedLogger published;
     CWatchedValue<bool> flag{kSource, L"Output Pin", L"flag", false};
-    std::vector<std::future<void>> threads;
-    for (int i = 0; i < 6; ++i)
-        threads.push_back(
-            std::async(std::launch::async, [&] { OnNewThread([&] { flag.Set(true, L"Pin::Set", 1); }); }));
+    std::vector<std::future<void>> threads(6);
+    for (auto& thread : threads)
+        thread = std::async(std::launch::async, [&] { OnNewThread([&] { flag.Set(true, L"Pin::Set", 1); }); });
     for (auto& thread : threads)
         thread.get();
     EXPECT_EQ(std::vector<std::wstring>{L"Output Pin: flag = true"}, published->Messages());
