@@ -272,6 +272,19 @@ TEST_F(CBasePinTest, PinDescribesItself) {
     EXPECT_EQ(E_NOTIMPL, output.Notify(source.Get(), Quality{}));
 }
 
+TEST_F(CBasePinTest, SegmentAndQualitySinkAreRememberedForDerivedPins) {
+    EXPECT_EQ(S_OK, input.NewSegment(1, 2, 0.5));
+    EXPECT_EQ(1, input.m_tStart);
+    EXPECT_EQ(2, input.m_tStop);
+    EXPECT_EQ(0.5, input.m_dRate);
+    EXPECT_EQ(S_OK, input.EndOfStream());
+
+    EXPECT_EQ(S_OK, output.SetSink(&input));
+    EXPECT_EQ(&input, output.m_pQSink);
+    EXPECT_EQ(1u, References(sink.Get()));
+    EXPECT_EQ(S_OK, output.SetSink(nullptr));
+}
+
 TEST_F(CBasePinTest, LongPinNameIsCutOffInTheInfoOnly) {
     const std::wstring name(300, L'n');
     CTestPin& pin = source->AddPin(name.c_str(), PINDIR_OUTPUT);

@@ -34,6 +34,10 @@ public:
     STDMETHODIMP BeginFlush() override;
     STDMETHODIMP EndFlush() override;
 
+    using CBasePin::m_dRate;
+    using CBasePin::m_pQSink;
+    using CBasePin::m_tStart;
+    using CBasePin::m_tStop;
     void TryMyTypesFirst() { m_bTryMyTypesFirst = true; }
 
     // What is offered, in this order; and what is accepted.
