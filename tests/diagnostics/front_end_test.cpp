@@ -34,6 +34,12 @@ struct FrontEndTest : ::testing::Test {
         return {severity, L"cat", ::GetCurrentProcessId(), threadId, L"file", 12, L"func", message};
     }
 
+    // A question that was never asked before: answers are remembered for the life of the process.
+    static std::wstring NewQuestion(const wchar_t* text) {
+        static int asked = 0;
+        return text + std::to_wstring(++asked);
+    }
+
     DWORD threadId = 0;
 };
 
@@ -103,14 +109,16 @@ TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestion) {
         LONG line;
         const wchar_t *function, *question, *second;
     };
-    const Question base{1, L"cat", L"file", 1, L"func", L"remembered?", L"second"};
+    const std::wstring remembered = NewQuestion(L"remembered?");
+    const std::wstring another = NewQuestion(L"remembered too?");
+    const Question base{1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second"};
     std::vector<Question> questions(8, base);
     questions[1].severity = 2;
     questions[2].category = L"cat2";
     questions[3].file = L"file2";
     questions[4].line = 2;
     questions[5].function = L"func2";
-    questions[6].question = L"remembered too?";
+    questions[6].question = another.c_str();
     questions[7].second = nullptr;
 
     LONG nextAnswer = 100;
@@ -126,39 +134,43 @@ TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestion) {
             }
         }
         // Without the flag, the cache is neither read nor written.
-        EXPECT_EQ(108, api.AskQuestion(1, L"cat", L"file", 1, L"func", L"remembered?", L"second", -1, false));
-        EXPECT_EQ(100, api.AskQuestion(1, L"cat", L"file", 1, L"func", L"remembered?", L"second", -1, true));
+        EXPECT_EQ(108, api.AskQuestion(1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second", -1, false));
+        EXPECT_EQ(100, api.AskQuestion(1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second", -1, true));
     });
     // The cache is the process's, not the thread's.
-    WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(100, api.AskQuestion(1, L"cat", L"file", 1, L"func", L"remembered?", L"second", -1, true));
+    WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
+        EXPECT_EQ(100, api.AskQuestion(1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second", -1, true));
     });
 }
 
 TEST_F(FrontEndTest, FailedQuestionGivesTheDefaultAndIsAskedAgain) {
     logger->offersQuestion = true;
     logger->onAsk = [](const LoggedRecord&) { return 42; };
+    const std::wstring question = NewQuestion(L"failed at first?");
     bool fail = true;
     logger->onCall = [&]() -> HRESULT { return fail ? throw 1 : S_OK; };
     WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(3, api.AskQuestion(1, L"cat", L"file", 1, L"func", L"failed at first?", L"", 3, true));
+        EXPECT_EQ(3, api.AskQuestion(1, L"cat", L"file", 1, L"func", question.c_str(), L"", 3, true));
         fail = false;
-        EXPECT_EQ(42, api.AskQuestion(1, L"cat", L"file", 1, L"func", L"failed at first?", L"", 3, true));
+        EXPECT_EQ(42, api.AskQuestion(1, L"cat", L"file", 1, L"func", question.c_str(), L"", 3, true));
     });
 }
 
 TEST_F(FrontEndTest, CacheIsFreeForOtherThreadsWhileAPersonThinks) {
     logger->offersQuestion = true;
-    logger->onAsk = [](const LoggedRecord& record) -> LONG {
-        if (record.message == L"inner?")
+    const std::wstring innerQuestion = NewQuestion(L"inner?");
+    const std::wstring outerQuestion = NewQuestion(L"outer?");
+    logger->onAsk = [&](const LoggedRecord& record) -> LONG {
+        if (record.message == innerQuestion)
             return 7;
         LONG inner = 0;
-        OnNewThread(
-            [&] { inner = GetLoggerAPI()->AskQuestion(1, L"cat", L"file", 1, L"func", L"inner?", L"", -1, true); });
+        OnNewThread([&] {
+            inner = GetLoggerAPI()->AskQuestion(1, L"cat", L"file", 1, L"func", innerQuestion.c_str(), L"", -1, true);
+        });
         return inner + 1;
     };
-    WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(8, api.AskQuestion(1, L"cat", L"file", 1, L"func", L"outer?", L"", -1, true));
+    WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
+        EXPECT_EQ(8, api.AskQuestion(1, L"cat", L"file", 1, L"func", outerQuestion.c_str(), L"", -1, true));
     });
 }
 
