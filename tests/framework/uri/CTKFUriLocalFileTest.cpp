@@ -83,6 +83,7 @@ TEST(LocalFile, FileUrlsGiveThePathBehindThem) {
         {L"file:///C:/a b|c\u00e9", L"C:\\a b|c\u00e9"},
         {L"file:///dir/x", LR"(\dir\x)"},
         {L"file:/dir/x", LR"(\dir\x)"},
+        {L"file:///C|x/y", LR"(\C|x\y)"},  // no drive
         {L"file:clip.wav", L"clip.wav"},
     };
     for (const LocalName& row : table)
