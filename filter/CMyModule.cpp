@@ -6,7 +6,8 @@
 
 CMyModule::~CMyModule() {
     Microsoft::WRL::ComPtr<IGlobalInterfaceTable> last;
-    last.Attach(m_git.exchange(nullptr));
+    *last.GetAddressOf() =
+        m_git.exchange(nullptr);  // not Attach: some compilers' ComPtr takes a reference of its own there
 }
 
 LONG CMyModule::Lock() noexcept {
