@@ -1,6 +1,7 @@
 #include "framework/com/CStreamCookie.h"
 
 #include "framework/com/GlobalInterfaceTable.h"
+#include "framework/streams/CBufferedStream.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTestApartment.h"
 
@@ -77,6 +78,23 @@ TEST_F(CStreamCookieTest, GivesTheStreamToAnotherThread) {
         seen = Held();
     }).join();
     EXPECT_EQ(&first, seen);
+}
+
+TEST_F(CStreamCookieTest, GivesAFreeThreadedStreamToOtherApartmentsUnchangedAndLetsGoOfIt) {
+    ComPtr<IStream> freeThreaded;
+    ASSERT_EQ(S_OK, TKFCreateBufferedStream(&first, &freeThreaded, 4));
+    EXPECT_EQ(S_OK, cookie.Attach(freeThreaded.Get()));
+    const IStream* seen = nullptr;
+    std::thread([&] {
+        const CTestApartment sta(COINIT_APARTMENTTHREADED);
+        seen = Held();
+    }).join();
+    EXPECT_EQ(freeThreaded.Get(), seen);
+
+    EXPECT_EQ(S_OK, cookie.Attach(&second));  // what is held now has no marshaler
+    EXPECT_EQ(&second, Held());
+    freeThreaded.Reset();
+    EXPECT_EQ(0u, first.References());
 }
 
 TEST_F(CStreamCookieTest, ForwardsTheFailureOfATableItCannotGetAndKeepsWhatItHas) {

@@ -227,6 +227,7 @@ TEST_F(CLocalFileSystemStreamTest, StatTellsNameSizeAndTimesAsTheyAreNow) {
     STATSTG stat{};
     ASSERT_EQ(S_OK, stream->Stat(&stat, STATFLAG_DEFAULT));
     const CTaskMem<wchar_t> name(stat.pwcsName);
+    ASSERT_TRUE(name);
     EXPECT_EQ(file.Path(), name.Get());
     EXPECT_EQ(10u, stat.cbSize.QuadPart);
     EXPECT_EQ(modified.dwHighDateTime, stat.mtime.dwHighDateTime);
