@@ -93,8 +93,9 @@ int Cat(const CatOptions& options) {
     source.EnableDataFlow();
 
     const CSourceFilter::Length length = source.SourceLength();
-    const LONGLONG wanted = options.length.value_or(std::numeric_limits<LONGLONG>::max() - options.offset);
-    const LONGLONG end = std::min(length.total, options.offset + std::min(wanted, length.total));
+    constexpr LONGLONG kMost = std::numeric_limits<LONGLONG>::max();
+    const LONGLONG wanted = std::min(options.length.value_or(kMost), kMost - options.offset);
+    const LONGLONG end = std::min(length.total, options.offset + wanted);
 
     COutput output(options.output);
     CSampleReader reader(source.Reader());

@@ -47,7 +47,9 @@ std::wstring EndingText(const CPlayGraph::Result& result) {
         case CPlayGraph::Ending::kComplete:
             return L"complete";
         case CPlayGraph::Ending::kErrorAbort:
-            return L"stopped by an error, " + ResultText(result.error);
+            // The filter may give up without a code of its own: a success then.
+            return FAILED(result.error) ? L"stopped by an error, " + ResultText(result.error)
+                                        : L"stopped: the source could not be read on";
         case CPlayGraph::Ending::kUserAbort:
             return L"stopped: a window of the graph was closed";
         case CPlayGraph::Ending::kInterrupted:
@@ -62,6 +64,8 @@ int Play(const PlayOptions& options) {
     const std::wstring name = SourceName(options.common.name);
     CSourceFilter source(options.common.library);
     LoadWithType(source, name, options.common.subtype);
+    if (source.SourceLength().total == 0)
+        throw CHostError(name + L" is empty");
     source.EnableDataFlow();
 
     CPlayGraph graph(source);
