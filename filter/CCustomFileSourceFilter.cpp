@@ -218,7 +218,8 @@ CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) 
         return E_POINTER;
     return ComBoundary([&]() -> HRESULT {
         STATSTG stat{};
-        const HRESULT hr = stream->Stat(&stat, STATFLAG_DEFAULT);
+        // A stream that throws is one that has no name; as everywhere, its exception counts as its failure.
+        const HRESULT hr = ComBoundary([&] { return stream->Stat(&stat, STATFLAG_DEFAULT); });
         const CTaskMem<wchar_t> given(SUCCEEDED(hr) ? stat.pwcsName : nullptr);
         const wchar_t* name = given && *given.Get() ? given.Get() : L"IStream : <no filename>";
         SetCurrentName(name);
