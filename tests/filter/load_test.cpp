@@ -50,10 +50,11 @@ public:
         EXPECT_NE(0u, ::GetTempPathW(MAX_PATH, temp));
         m_folder = std::wstring(temp) + folder;
         m_path = m_folder + L"\\" + name;
-        EXPECT_TRUE(::CreateDirectoryW((LR"(\\?\)" + m_folder).c_str(), nullptr)) << ::GetLastError();
+        ::CreateDirectoryW((LR"(\\?\)" + m_folder).c_str(), nullptr);
         const CAutoHandle file(::CreateFileW((LR"(\\?\)" + m_path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                              FILE_ATTRIBUTE_NORMAL, nullptr));
         DWORD written = 0;
+        EXPECT_TRUE(file) << ::GetLastError();
         EXPECT_TRUE(::WriteFile(file.Get(), contents.data(), static_cast<DWORD>(contents.size()), &written, nullptr));
     }
     CNamedFile(const CNamedFile&) = delete;
