@@ -12,19 +12,12 @@ namespace {
 
 }  // namespace
 
-class CFakeDataService::CFactory final : public ITKDSUriAccessFactory {
+// The count of an object, and its part in the service's count.
+template <class... Interfaces>
+class CFakeDataService::CCounted : public Interfaces... {
 public:
-    explicit CFactory(CFakeDataService& service) : m_service(service) { ++m_service.m_liveObjects; }
+    explicit CCounted(CFakeDataService& service) : m_service(service) { ++m_service.m_liveObjects; }
 
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) noexcept override {
-        const bool isAnswered = iid == __uuidof(IUnknown) || iid == __uuidof(ITKDSUriAccessFactory);
-        *object = isAnswered ? this : nullptr;
-        if (!isAnswered)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
     STDMETHODIMP_(ULONG) AddRef() noexcept override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() noexcept override {
         const ULONG left = --m_references;
@@ -33,8 +26,29 @@ public:
         return left;
     }
 
-    STDMETHODIMP
-    OpenUriAs(BSTR uri, BSTR accessorId, VARIANT* accessor) override {
+protected:
+    virtual ~CCounted() { --m_service.m_liveObjects; }
+
+    CFakeDataService& m_service;
+
+private:
+    std::atomic<ULONG> m_references{1};
+};
+
+class CFakeDataService::CFactory final : public CCounted<ITKDSUriAccessFactory> {
+public:
+    using CCounted::CCounted;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override {
+        const bool isAnswered = iid == __uuidof(IUnknown) || iid == __uuidof(ITKDSUriAccessFactory);
+        *object = isAnswered ? this : nullptr;
+        if (!isAnswered)
+            return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+
+    STDMETHODIMP OpenUriAs(BSTR uri, BSTR accessorId, VARIANT* accessor) override {
         m_service.Record({L"OpenUriAs", TextOf(uri), TextOf(accessorId)});
         if (m_service.openUriAs)
             return m_service.openUriAs(accessor);
@@ -42,22 +56,13 @@ public:
         accessor->punkVal = m_service.Accessor(TextOf(uri)).Detach();
         return S_OK;
     }
-
-private:
-    ~CFactory() { --m_service.m_liveObjects; }
-
-    CFakeDataService& m_service;
-    std::atomic<ULONG> m_references{1};
 };
 
-class CFakeDataService::CAccessor final : public ITKDSCreateStream, public ITKDSCreateWritableStream {
+class CFakeDataService::CAccessor final : public CCounted<ITKDSCreateStream, ITKDSCreateWritableStream> {
 public:
-    CAccessor(CFakeDataService& service, std::wstring uri) : m_service(service), m_uri(std::move(uri)) {
-        ++m_service.m_liveObjects;
-    }
+    CAccessor(CFakeDataService& service, std::wstring uri) : CCounted(service), m_uri(std::move(uri)) {}
 
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) noexcept override {
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override {
         *object = nullptr;
         if (iid == __uuidof(IUnknown) || (iid == __uuidof(ITKDSCreateStream) && m_service.isReadable))
             *object = static_cast<ITKDSCreateStream*>(this);
@@ -68,43 +73,27 @@ public:
         AddRef();
         return S_OK;
     }
-    STDMETHODIMP_(ULONG) AddRef() noexcept override { return ++m_references; }
-    STDMETHODIMP_(ULONG) Release() noexcept override {
-        const ULONG left = --m_references;
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
-    // ITKDSCreateStream
-    STDMETHODIMP
-    CreateStreamEx2(TKDS_STREAM_CREATION, IStream** stream) override { return Give(L"CreateStreamEx2", 0, 0, stream); }
-    STDMETHODIMP
-    CreateStream(unsigned long access, unsigned long share, IStream** stream) override {
+    STDMETHODIMP CreateStreamEx2(TKDS_STREAM_CREATION, IStream** stream) override {
+        return Give(L"CreateStreamEx2", 0, 0, stream);
+    }
+    STDMETHODIMP CreateStream(unsigned long access, unsigned long share, IStream** stream) override {
         return Give(L"CreateStream", access, share, stream);
     }
-
-    // ITKDSCreateWritableStream
-    STDMETHODIMP
-    CreateWritableStreamEx2(TKDS_STREAM_CREATION, IStream** stream) override {
+    STDMETHODIMP CreateWritableStreamEx2(TKDS_STREAM_CREATION, IStream** stream) override {
         return Give(L"CreateWritableStreamEx2", 0, 0, stream);
     }
-    STDMETHODIMP
-    CreateWritableStream(unsigned long access, unsigned long share, IStream** stream) override {
+    STDMETHODIMP CreateWritableStream(unsigned long access, unsigned long share, IStream** stream) override {
         return Give(L"CreateWritableStream", access, share, stream);
     }
 
 private:
-    ~CAccessor() { --m_service.m_liveObjects; }
-
     HRESULT Give(const wchar_t* method, unsigned long access, unsigned long share, IStream** stream) {
         m_service.Record({method, m_uri, {}, access, share});
         return m_service.createStream ? m_service.createStream(m_uri, stream) : E_NOTIMPL;
     }
 
-    CFakeDataService& m_service;
     const std::wstring m_uri;
-    std::atomic<ULONG> m_references{1};
 };
 
 ComPtr<ITKDSUriAccessFactory> CFakeDataService::Factory() {

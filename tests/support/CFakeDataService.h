@@ -56,6 +56,8 @@ public:
     [[nodiscard]] long LiveObjects() const { return m_liveObjects; }
 
 private:
+    template <class... Interfaces>
+    class CCounted;
     class CFactory;
     class CAccessor;
 

@@ -41,14 +41,11 @@ private:
     public:
         explicit CFactory(Creator create) : m_create(std::move(create)) {}
 
-        STDMETHODIMP
-        QueryInterface(REFIID iid, void** object) noexcept override;
+        STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override;
         STDMETHODIMP_(ULONG) AddRef() noexcept override { return 2; }
         STDMETHODIMP_(ULONG) Release() noexcept override { return 1; }
-        STDMETHODIMP
-        CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept override;
-        STDMETHODIMP
-        LockServer(BOOL) noexcept override { return S_OK; }
+        STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept override;
+        STDMETHODIMP LockServer(BOOL) noexcept override { return S_OK; }
 
     private:
         const Creator m_create;

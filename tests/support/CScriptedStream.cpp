@@ -5,33 +5,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <numeric>
 #include <stdexcept>
-
-CScriptedStream::CScriptedStream(std::string_view contents) : m_contents(contents) {}
 
 void CScriptedStream::On(Kind kind, int nth, Step step) {
     const std::lock_guard lock(m_mutex);
     m_script[{kind, m_calls[kind] + nth}] = step;
-}
-
-void CScriptedStream::ForgetSteps() {
-    const std::lock_guard lock(m_mutex);
-    m_script.clear();
-}
-
-void CScriptedStream::LimitTransfers(ULONG bytes) {
-    const std::lock_guard lock(m_mutex);
-    m_limit = bytes;
-}
-
-void CScriptedStream::ReportSize(ULONGLONG bytes) {
-    const std::lock_guard lock(m_mutex);
-    m_reportedSize = bytes;
-}
-
-void CScriptedStream::SetContents(std::string_view contents) {
-    const std::lock_guard lock(m_mutex);
-    m_contents = contents;
 }
 
 bool CScriptedStream::WaitUntilHeld() {
@@ -45,47 +24,9 @@ void CScriptedStream::LetGo() {
     m_changed.notify_all();
 }
 
-int CScriptedStream::Calls(Kind kind) const {
-    const std::lock_guard lock(m_mutex);
-    return m_calls[kind];
-}
-
 int CScriptedStream::Calls() const {
-    const std::lock_guard lock(m_mutex);
-    int sum = 0;
-    for (const int calls : m_calls)
-        sum += calls;
-    return sum;
-}
-
-DWORD CScriptedStream::LastThread() const {
-    const std::lock_guard lock(m_mutex);
-    return m_lastThread;
-}
-
-ULONG CScriptedStream::LastReadSize() const {
-    const std::lock_guard lock(m_mutex);
-    return m_lastReadSize;
-}
-
-ULONG CScriptedStream::References() const {
-    const std::lock_guard lock(m_mutex);
-    return m_references;
-}
-
-ULONGLONG CScriptedStream::Position() const {
-    const std::lock_guard lock(m_mutex);
-    return m_position;
-}
-
-std::string CScriptedStream::Contents() const {
-    const std::lock_guard lock(m_mutex);
-    return m_contents;
-}
-
-CScriptedStream* CScriptedStream::LastClone() const {
-    const std::lock_guard lock(m_mutex);
-    return m_clones.empty() ? nullptr : m_clones.back().get();
+    const auto calls = Get(m_calls);
+    return std::accumulate(calls.begin(), calls.end(), 0);
 }
 
 CScriptedStream::Step CScriptedStream::Begin(Kind kind, std::unique_lock<std::mutex>& lock) {
@@ -109,12 +50,15 @@ HRESULT CScriptedStream::End(const Step& step, HRESULT usual) {
     return step.result == S_OK ? usual : step.result;
 }
 
+HRESULT CScriptedStream::Only(Kind kind, HRESULT usual) {
+    std::unique_lock lock(m_mutex);
+    return End(Begin(kind, lock), usual);
+}
+
 size_t CScriptedStream::Transfer(const Step& step, ULONG cb, size_t available) const {
     const ULONG asked = step.bytes ? *step.bytes : (step.throws || FAILED(step.result)) ? 0 : cb;
     return std::min<size_t>(available, std::min({asked, cb, m_limit}));
 }
-
-// IUnknown
 
 HRESULT CScriptedStream::QueryInterface(REFIID iid, void** object) {
     if (!object)
@@ -136,8 +80,6 @@ ULONG CScriptedStream::Release() {
     const std::lock_guard lock(m_mutex);
     return --m_references;
 }
-
-// ISequentialStream
 
 HRESULT CScriptedStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) {
     std::unique_lock lock(m_mutex);
@@ -168,8 +110,6 @@ HRESULT CScriptedStream::Write(const void* buffer, ULONG cb, ULONG* bytesWritten
     return End(step, S_OK);
 }
 
-// IStream
-
 HRESULT CScriptedStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) {
     std::unique_lock lock(m_mutex);
     const Step step = Begin(kSeek, lock);
@@ -193,31 +133,6 @@ HRESULT CScriptedStream::SetSize(ULARGE_INTEGER newSize) {
     if (SUCCEEDED(step.result))
         m_contents.resize(static_cast<size_t>(newSize.QuadPart));
     return End(step, S_OK);
-}
-
-HRESULT CScriptedStream::CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) {
-    std::unique_lock lock(m_mutex);
-    return End(Begin(kCopyTo, lock), E_NOTIMPL);
-}
-
-HRESULT CScriptedStream::Commit(DWORD) {
-    std::unique_lock lock(m_mutex);
-    return End(Begin(kCommit, lock), S_OK);
-}
-
-HRESULT CScriptedStream::Revert() {
-    std::unique_lock lock(m_mutex);
-    return End(Begin(kRevert, lock), S_OK);
-}
-
-HRESULT CScriptedStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) {
-    std::unique_lock lock(m_mutex);
-    return End(Begin(kLockRegion, lock), STG_E_INVALIDFUNCTION);
-}
-
-HRESULT CScriptedStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) {
-    std::unique_lock lock(m_mutex);
-    return End(Begin(kUnlockRegion, lock), STG_E_INVALIDFUNCTION);
 }
 
 HRESULT CScriptedStream::Stat(STATSTG* stat, DWORD flag) {
@@ -245,9 +160,9 @@ HRESULT CScriptedStream::Clone(IStream** clone) {
     if (step.throws || step.nothing || FAILED(step.result))
         return End(step, S_OK);
     m_clones.push_back(std::make_unique<CScriptedStream>(m_contents));
-    CScriptedStream* const made = m_clones.back().get();
-    made->m_position = m_position;
-    made->AddRef();
-    *clone = made;
+    m_lastClone = m_clones.back().get();
+    m_lastClone->m_position = m_position;
+    m_lastClone->AddRef();
+    *clone = m_lastClone;
     return End(step, S_OK);
 }

@@ -21,6 +21,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -51,71 +52,77 @@ public:
         bool nothing = false;             // Clone, Stat: success without a clone, or without a name
     };
 
-    explicit CScriptedStream(std::string_view contents = {});
+    explicit CScriptedStream(std::string_view contents = {}) : m_contents(contents) {}
     CScriptedStream(const CScriptedStream&) = delete;
     CScriptedStream& operator=(const CScriptedStream&) = delete;
 
     // The `nth` call of this kind from now on does `step`; 0 is the next one.
     void On(Kind kind, int nth, Step step);
     // Drops the steps that were not reached.
-    void ForgetSteps();
+    void ForgetSteps() { Set(m_script, {}); }
     // Every read and write moves at most this many bytes.
-    void LimitTransfers(ULONG bytes);
+    void LimitTransfers(ULONG bytes) { Set(m_limit, bytes); }
     // Stat's size; unsaid, it is the length of the contents.
-    void ReportSize(ULONGLONG bytes);
-    void SetContents(std::string_view contents);
+    void ReportSize(ULONGLONG bytes) { Set(m_reportedSize, bytes); }
+    void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
 
     // Waits until a call is held. False: none was within ten seconds.
     [[nodiscard]] bool WaitUntilHeld();
     // Lets the held call go on.
     void LetGo();
 
-    [[nodiscard]] int Calls(Kind kind) const;
-    [[nodiscard]] int Calls() const;           // of all kinds together
-    [[nodiscard]] DWORD LastThread() const;    // on which the last call came in
-    [[nodiscard]] ULONG LastReadSize() const;  // what the last read asked for
-    [[nodiscard]] ULONG References() const;    // to this stream alone
-    [[nodiscard]] ULONGLONG Position() const;
-    [[nodiscard]] std::string Contents() const;
-    [[nodiscard]] CScriptedStream* LastClone() const;
+    [[nodiscard]] int Calls(Kind kind) const { return Get(m_calls)[kind]; }
+    [[nodiscard]] int Calls() const;                                          // of all kinds together
+    [[nodiscard]] DWORD LastThread() const { return Get(m_lastThread); }      // on which the last call came in
+    [[nodiscard]] ULONG LastReadSize() const { return Get(m_lastReadSize); }  // what the last read asked for
+    [[nodiscard]] ULONG References() const { return Get(m_references); }      // to this stream alone
+    [[nodiscard]] ULONGLONG Position() const { return Get(m_position); }
+    [[nodiscard]] std::string Contents() const { return Get(m_contents); }
+    [[nodiscard]] CScriptedStream* LastClone() const { return Get(m_lastClone); }
 
     // IUnknown
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
     STDMETHODIMP_(ULONG) AddRef() override;
     STDMETHODIMP_(ULONG) Release() override;
 
     // ISequentialStream
-    STDMETHODIMP
-    Read(void* buffer, ULONG cb, ULONG* bytesRead) override;
-    STDMETHODIMP
-    Write(const void* buffer, ULONG cb, ULONG* bytesWritten) override;
+    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) override;
+    STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) override;
 
     // IStream
-    STDMETHODIMP
-    Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override;
-    STDMETHODIMP
-    SetSize(ULARGE_INTEGER newSize) override;
-    STDMETHODIMP
-    CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead, ULARGE_INTEGER* bytesWritten) override;
-    STDMETHODIMP
-    Commit(DWORD flags) override;
-    STDMETHODIMP
-    Revert() override;
-    STDMETHODIMP
-    LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) override;
-    STDMETHODIMP
-    UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) override;
-    STDMETHODIMP
-    Stat(STATSTG* stat, DWORD flag) override;
-    STDMETHODIMP
-    Clone(IStream** clone) override;
+    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override;
+    STDMETHODIMP SetSize(ULARGE_INTEGER newSize) override;
+    STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override {
+        return Only(kCopyTo, E_NOTIMPL);
+    }
+    STDMETHODIMP Commit(DWORD) override { return Only(kCommit, S_OK); }
+    STDMETHODIMP Revert() override { return Only(kRevert, S_OK); }
+    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override {
+        return Only(kLockRegion, STG_E_INVALIDFUNCTION);
+    }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override {
+        return Only(kUnlockRegion, STG_E_INVALIDFUNCTION);
+    }
+    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) override;
+    STDMETHODIMP Clone(IStream** clone) override;
 
 private:
+    template <class T>
+    T Get(const T& member) const {
+        const std::lock_guard lock(m_mutex);
+        return member;
+    }
+    template <class T>
+    void Set(T& member, std::type_identity_t<T> value) {
+        const std::lock_guard lock(m_mutex);
+        member = std::move(value);
+    }
     // Counts the call, waits if it is to be held, and gives its step.
     Step Begin(Kind kind, std::unique_lock<std::mutex>& lock);
     // The end of a call: throws or returns.
     static HRESULT End(const Step& step, HRESULT usual);
+    // A call that does nothing else.
+    HRESULT Only(Kind kind, HRESULT usual);
     // How many of `available` bytes go over in a call that wants `cb`.
     size_t Transfer(const Step& step, ULONG cb, size_t available) const;
 
@@ -126,6 +133,7 @@ private:
     std::map<std::pair<Kind, int>, Step> m_script;  // by kind and number of the call
     std::array<int, kKinds> m_calls{};
     std::vector<std::unique_ptr<CScriptedStream>> m_clones;
+    CScriptedStream* m_lastClone = nullptr;
     std::optional<ULONGLONG> m_reportedSize;
     ULONG m_limit = 0xFFFFFFFF;
     ULONG m_references = 0;

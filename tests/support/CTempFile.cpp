@@ -9,11 +9,9 @@ CTempFile::CTempFile(std::string_view contents) {
     wchar_t name[MAX_PATH]{};
     EXPECT_NE(0u, ::GetTempPathW(MAX_PATH, folder));
     EXPECT_NE(0u, ::GetTempFileNameW(folder, L"tvt", 0, name));
-    wchar_t full[MAX_PATH]{};
-    EXPECT_NE(0u, ::GetFullPathNameW(name, MAX_PATH, full, nullptr));
-    m_path = full;
+    m_path = name;
     const CAutoHandle file(
-        ::CreateFileW(full, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        ::CreateFileW(name, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     EXPECT_TRUE(::WriteFile(file.Get(), contents.data(), static_cast<DWORD>(contents.size()), &written, nullptr));
 }

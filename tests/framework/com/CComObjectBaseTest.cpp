@@ -2,6 +2,8 @@
 
 #include "tests/support/CTestApartment.h"
 
+#include <ocidl.h>
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -13,85 +15,65 @@ namespace {
 int g_alive = 0;
 
 // An object of two interfaces whose construction fails as told.
-class CThing final : public CComObjectBase<IPersistStream, IPersist> {
+class CThing final : public CComObjectBase<IProvideClassInfo2, IProvideClassInfo> {
 public:
-    enum Failure { kNone, kOutOfMemory, kResultCode, kOther, kFinal };
-
-    explicit CThing(Failure failure) : m_failure(failure) {
-        if (failure == kOutOfMemory)
-            throw std::bad_alloc();
-        if (failure == kResultCode)
-            throw CAtlException(STG_E_INUSE);
-        if (failure == kOther)
-            throw std::runtime_error("construction");
+    CThing(void (*construct)(), HRESULT finalResult) : m_finalResult(finalResult) {
+        construct();
         ++g_alive;
     }
     ~CThing() override { --g_alive; }
 
     HRESULT FinalConstruct() noexcept {
         const HRESULT hr = CComObjectBase::FinalConstruct();
-        return FAILED(hr) ? hr : m_failure == kFinal ? CO_E_WRONGOSFORAPP : S_OK;
+        return FAILED(hr) ? hr : m_finalResult;
     }
-
-    STDMETHODIMP
-    GetClassID(CLSID*) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP
-    IsDirty() noexcept override { return S_FALSE; }
-    STDMETHODIMP
-    Load(IStream*) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Save(IStream*, BOOL) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetSizeMax(ULARGE_INTEGER*) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP GetClassInfo(ITypeInfo**) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP GetGUID(DWORD, GUID*) noexcept override { return E_NOTIMPL; }
 
 private:
-    Failure m_failure;
+    HRESULT m_finalResult;
 };
 
-struct CComObjectBaseTest : ::testing::Test {
-    const CTestApartment apartment{COINIT_MULTITHREADED};
-};
-
-TEST_F(CComObjectBaseTest, AnswersItsInterfacesAndNoOthers) {
+TEST(CComObjectBaseTest, AnswersItsInterfacesAndLivesAsLongAsItsLastReference) {
+    const CTestApartment apartment(COINIT_MULTITHREADED);
     ComPtr<CThing> thing;
-    ASSERT_EQ(S_OK, MakeComObject<CThing>(&thing, CThing::kNone));
-    for (const IID& iid : {__uuidof(IUnknown), __uuidof(IPersist), __uuidof(IPersistStream), __uuidof(IMarshal)}) {
-        ComPtr<IUnknown> answer;
+    ASSERT_EQ(S_OK, MakeComObject<CThing>(
+                        &thing, [] {}, S_OK));
+    for (const IID& iid :
+         {__uuidof(IUnknown), __uuidof(IProvideClassInfo), __uuidof(IProvideClassInfo2), __uuidof(IMarshal)}) {
+        ComPtr<IUnknown> answer, identity;
         EXPECT_EQ(S_OK, thing->QueryInterface(iid, reinterpret_cast<void**>(answer.GetAddressOf())));
-        ComPtr<IUnknown> identity;
         ASSERT_EQ(S_OK, answer.As(&identity));
-        EXPECT_EQ(static_cast<IPersistStream*>(thing.Get()), identity.Get());
+        EXPECT_EQ(static_cast<IProvideClassInfo2*>(thing.Get()), identity.Get());
     }
     void* poisoned = &poisoned;
     EXPECT_EQ(E_NOINTERFACE, thing->QueryInterface(__uuidof(IStream), &poisoned));
     EXPECT_EQ(nullptr, poisoned);
     EXPECT_EQ(E_POINTER, thing->QueryInterface(__uuidof(IUnknown), nullptr));
-}
 
-TEST_F(CComObjectBaseTest, LivesAsLongAsItsLastReference) {
-    CThing* thing = nullptr;
-    ASSERT_EQ(S_OK, MakeComObject<CThing>(&thing, CThing::kNone));
     EXPECT_EQ(2u, thing->AddRef());
     EXPECT_EQ(1u, thing->Release());
     EXPECT_EQ(1, g_alive);
-    EXPECT_EQ(0u, thing->Release());
+    thing.Reset();
     EXPECT_EQ(0, g_alive);
 }
 
-TEST_F(CComObjectBaseTest, HandsOutNothingWhenCreationFails) {
-    struct {
-        CThing::Failure failure;
+TEST(CComObjectBaseTest, HandsOutNothingWhenCreationFails) {
+    const CTestApartment apartment(COINIT_MULTITHREADED);
+    const struct {
         HRESULT result;
-    } const rows[] = {
-        {CThing::kOutOfMemory, E_OUTOFMEMORY},
-        {CThing::kResultCode, STG_E_INUSE},
-        {CThing::kOther, E_UNEXPECTED},
-        {CThing::kFinal, CO_E_WRONGOSFORAPP},
+        void (*construct)();
+        HRESULT finalResult = S_OK;
+    } rows[] = {
+        {E_OUTOFMEMORY, [] { throw std::bad_alloc(); }},
+        {STG_E_INUSE, [] { throw CAtlException(STG_E_INUSE); }},
+        {E_UNEXPECTED, [] { throw std::runtime_error("construction"); }},
+        {CO_E_WRONGOSFORAPP, [] {}, CO_E_WRONGOSFORAPP},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.failure);
+        SCOPED_TRACE(row.result);
         CThing* thing = reinterpret_cast<CThing*>(&g_alive);
-        EXPECT_EQ(row.result, MakeComObject<CThing>(&thing, row.failure));
+        EXPECT_EQ(row.result, MakeComObject<CThing>(&thing, row.construct, row.finalResult));
         EXPECT_EQ(nullptr, thing);
         EXPECT_EQ(0, g_alive);
     }

@@ -14,13 +14,41 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
+// A table that fails as told. It lives as long as the program.
+struct CFailingTable final : IGlobalInterfaceTable {
+    STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
+    STDMETHODIMP_(ULONG) Release() override { return --m_references; }
+    STDMETHODIMP RegisterInterfaceInGlobal(IUnknown*, REFIID, DWORD* cookie) override {
+        ++m_registrations;
+        if (SUCCEEDED(m_register))
+            *cookie = 7;
+        return m_register;
+    }
+    STDMETHODIMP RevokeInterfaceFromGlobal(DWORD) override { return m_revoke; }
+    STDMETHODIMP GetInterfaceFromGlobal(DWORD, REFIID, void**) override { return E_NOTIMPL; }
+
+    ULONG m_references = 0;
+    int m_registrations = 0;
+    HRESULT m_register = S_OK;
+    HRESULT m_revoke = S_OK;
+} g_table;
+
 struct CStreamCookieTest : ::testing::Test {
     ~CStreamCookieTest() override { TKFSetGlobalInterfaceTableProvider(nullptr); }
 
-    // What the holder gives, without a reference.
+    // What the holder gives, without a reference, on a thread of another apartment or on this one.
     const IStream* Held() const {
         ComPtr<IStream> held;
         return SUCCEEDED(cookie.CopyTo(&held)) ? held.Get() : nullptr;
+    }
+    const IStream* HeldIn(DWORD otherApartment) const {
+        const IStream* seen = nullptr;
+        std::thread([&] {
+            const CTestApartment entered(otherApartment);
+            seen = Held();
+        }).join();
+        return seen;
     }
 
     const CTestApartment apartment{COINIT_MULTITHREADED};
@@ -28,71 +56,36 @@ struct CStreamCookieTest : ::testing::Test {
     CStreamCookie cookie;
 };
 
-TEST_F(CStreamCookieTest, HoldsTheStreamUntilRevoked) {
-    EXPECT_TRUE(cookie.IsEmpty());
-    EXPECT_EQ(S_OK, cookie.Attach(&first));
-    EXPECT_FALSE(cookie.IsEmpty());
-    EXPECT_NE(0u, cookie.Get());
-    EXPECT_EQ(&first, Held());
-    EXPECT_LT(0u, first.References());
-
-    EXPECT_EQ(S_OK, cookie.Revoke());
-    EXPECT_TRUE(cookie.IsEmpty());
-    EXPECT_EQ(0u, first.References());
-    EXPECT_EQ(S_OK, cookie.Revoke());
-}
-
-TEST_F(CStreamCookieTest, AttachReplacesWhatWasHeld) {
-    EXPECT_EQ(S_OK, cookie.Attach(&first));
-    EXPECT_EQ(S_OK, cookie.Attach(&second));
-    EXPECT_EQ(0u, first.References());
-    EXPECT_EQ(&second, Held());
-}
-
-TEST_F(CStreamCookieTest, AttachOfNullChangesNothing) {
-    EXPECT_EQ(S_OK, cookie.Attach(&first));
-    EXPECT_EQ(S_OK, cookie.Attach(nullptr));
-    EXPECT_EQ(&first, Held());
-}
-
-TEST_F(CStreamCookieTest, GivesNothingWhenEmpty) {
+TEST_F(CStreamCookieTest, HoldsTheLastStreamThatItWasGivenUntilRevokedOrGone) {
     IStream* poisoned = &first;
     EXPECT_HRESULT_FAILED(cookie.CopyTo(&poisoned));
     EXPECT_EQ(nullptr, poisoned);
     EXPECT_EQ(E_POINTER, cookie.CopyTo(nullptr));
-}
 
-TEST_F(CStreamCookieTest, LetsGoOfTheStreamWhenItGoes) {
-    {
-        CStreamCookie passing;
-        EXPECT_EQ(S_OK, passing.Attach(&first));
-    }
-    EXPECT_EQ(0u, first.References());
-}
-
-TEST_F(CStreamCookieTest, GivesTheStreamToAnotherThread) {
     EXPECT_EQ(S_OK, cookie.Attach(&first));
-    const IStream* seen = nullptr;
-    std::thread([&] {
-        const CTestApartment sameApartment(COINIT_MULTITHREADED);
-        seen = Held();
-    }).join();
-    EXPECT_EQ(&first, seen);
+    EXPECT_EQ(&first, Held());
+    EXPECT_EQ(S_OK, cookie.Attach(&second));
+    EXPECT_EQ(0u, first.References());
+    EXPECT_EQ(S_OK, cookie.Attach(nullptr));  // changes nothing
+    EXPECT_FALSE(cookie.IsEmpty());
+    EXPECT_EQ(&second, Held());
+    EXPECT_EQ(S_OK, cookie.Revoke());
+    EXPECT_TRUE(cookie.IsEmpty());
+    EXPECT_EQ(0u, second.References());
+    EXPECT_EQ(S_OK, cookie.Revoke());
+
+    EXPECT_EQ(S_OK, CStreamCookie().Attach(&first));
+    EXPECT_EQ(0u, first.References());
 }
 
 TEST_F(CStreamCookieTest, GivesAFreeThreadedStreamToOtherApartmentsUnchangedAndLetsGoOfIt) {
     ComPtr<IStream> freeThreaded;
     ASSERT_EQ(S_OK, TKFCreateBufferedStream(&first, &freeThreaded, 4));
     EXPECT_EQ(S_OK, cookie.Attach(freeThreaded.Get()));
-    const IStream* seen = nullptr;
-    std::thread([&] {
-        const CTestApartment sta(COINIT_APARTMENTTHREADED);
-        seen = Held();
-    }).join();
-    EXPECT_EQ(freeThreaded.Get(), seen);
+    EXPECT_EQ(freeThreaded.Get(), HeldIn(COINIT_APARTMENTTHREADED));
 
-    EXPECT_EQ(S_OK, cookie.Attach(&second));  // what is held now has no marshaler
-    EXPECT_EQ(&second, Held());
+    EXPECT_EQ(S_OK, cookie.Attach(&second));  // has no marshaler
+    EXPECT_EQ(&second, HeldIn(COINIT_MULTITHREADED));
     freeThreaded.Reset();
     EXPECT_EQ(0u, first.References());
 }
@@ -104,44 +97,16 @@ TEST_F(CStreamCookieTest, ForwardsTheFailureOfATableItCannotGetAndKeepsWhatItHas
     EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.CopyTo(&held));
     EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Revoke());
     EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Attach(&second));
-    EXPECT_EQ(0u, second.References());
-
     TKFSetGlobalInterfaceTableProvider(nullptr);
     EXPECT_EQ(&first, Held());
 }
 
-// A table that passes on to the platform's one, and fails as told.
-struct CFailingTable final : IGlobalInterfaceTable {
-    STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
-    STDMETHODIMP_(ULONG) Release() override { return --m_references; }
-    STDMETHODIMP RegisterInterfaceInGlobal(IUnknown*, REFIID, DWORD* cookie) override {
-        ++m_registrations;
-        if (SUCCEEDED(m_register))
-            *cookie = 7;
-        return m_register;
-    }
-    STDMETHODIMP RevokeInterfaceFromGlobal(DWORD cookie) override {
-        EXPECT_EQ(7u, cookie);
-        return m_revoke;
-    }
-    STDMETHODIMP GetInterfaceFromGlobal(DWORD, REFIID, void**) override { return E_NOTIMPL; }
-
-    ULONG m_references = 0;
-    int m_registrations = 0;
-    HRESULT m_register = S_OK;
-    HRESULT m_revoke = S_OK;
-} g_table;
-
-HRESULT ProvideFailingTable(IGlobalInterfaceTable** table) {
-    g_table.AddRef();
-    *table = &g_table;
-    return S_OK;
-}
-
 TEST_F(CStreamCookieTest, RegistersNothingNewWhenTheOldOneCannotBeRevoked) {
-    g_table = {};
-    TKFSetGlobalInterfaceTableProvider(ProvideFailingTable);
+    TKFSetGlobalInterfaceTableProvider([](IGlobalInterfaceTable** table) -> HRESULT {
+        g_table.AddRef();
+        *table = &g_table;
+        return S_OK;
+    });
     EXPECT_EQ(S_OK, cookie.Attach(&first));
     g_table.m_revoke = E_ACCESSDENIED;
     EXPECT_EQ(E_ACCESSDENIED, cookie.Attach(&second));

@@ -5,83 +5,52 @@
 #include <atomic>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
 using Utf8 = CStringManager<CP_UTF8>;
 
-// Sets the string in one form; each row of a table sets it in another.
-struct Setter {
-    const char* form;
-    void (*set)(Utf8&);
-};
-const Setter kSetters[] = {
-    {"wide", [](Utf8& string) { string.SetWide(L"na\u00EFve \U0001F3AC"); }},
-    {"narrow", [](Utf8& string) { string.SetNarrow("na\xC3\xAFve \xF0\x9F\x8E\xAC"); }},
-    {"BSTR", [](Utf8& string) { string.SetBstr(L"na\u00EFve \U0001F3AC"); }},
-};
+constexpr wchar_t kWide[] = L"na\u00EFve \U0001F3AC";
+constexpr char kNarrow[] = "na\xC3\xAFve \xF0\x9F\x8E\xAC";
 
-TEST(CStringManagerTest, GivesEveryFormWhicheverWasSet) {
-    for (const Setter& setter : kSetters) {
-        SCOPED_TRACE(setter.form);
-        for (int order = 0; order < 3; ++order) {  // which form is asked for first decides what is made from what
-            SCOPED_TRACE(order);
+TEST(CStringManagerTest, GivesEveryFormWhicheverWasSetAndWhicheverIsAskedForFirst) {
+    void (*const setters[])(Utf8&) = {
+        [](Utf8& string) { string.SetWide(kWide); },
+        [](Utf8& string) { string.SetNarrow(kNarrow); },
+        [](Utf8& string) { string.SetBstr(kWide); },
+    };
+    void (*const checks[])(Utf8&) = {
+        [](Utf8& string) { EXPECT_STREQ(kWide, string.GetWide()); },
+        [](Utf8& string) { EXPECT_STREQ(kNarrow, string.GetNarrow()); },
+        [](Utf8& string) {
+            EXPECT_STREQ(kWide, string.GetBstr());
+            EXPECT_EQ(8u, ::SysStringLen(string.GetBstr()));
+        },
+    };
+    for (size_t set = 0; set < 3; ++set)
+        for (size_t order = 0; order < 3; ++order) {
+            SCOPED_TRACE(::testing::Message() << "setter " << set << ", order " << order);
             Utf8 string;
-            setter.set(string);
-            for (int i = 0; i < 3; ++i) {
-                switch ((order + i) % 3) {
-                    case 0:
-                        EXPECT_STREQ(L"na\u00EFve \U0001F3AC", string.GetWide());
-                        break;
-                    case 1:
-                        EXPECT_STREQ("na\xC3\xAFve \xF0\x9F\x8E\xAC", string.GetNarrow());
-                        break;
-                    default:
-                        EXPECT_STREQ(L"na\u00EFve \U0001F3AC", string.GetBstr());
-                        EXPECT_EQ(8u, ::SysStringLen(string.GetBstr()));
-                }
-            }
+            string.SetWide(L"old");  // every form of it has to go
+            EXPECT_STREQ("old", string.GetNarrow());
+            EXPECT_STREQ(L"old", string.GetBstr());
+            setters[set](string);
+            for (size_t i = 0; i < 3; ++i)
+                checks[(order + i) % 3](string);
         }
-    }
-}
-
-TEST(CStringManagerTest, ReplacesEveryFormWhenOneIsSet) {
-    for (const Setter& setter : kSetters) {
-        SCOPED_TRACE(setter.form);
-        Utf8 string;
-        string.SetWide(L"old");
-        EXPECT_STREQ("old", string.GetNarrow());
-        EXPECT_STREQ(L"old", string.GetBstr());
-        setter.set(string);
-        EXPECT_STREQ(L"na\u00EFve \U0001F3AC", string.GetBstr());
-        EXPECT_STREQ("na\xC3\xAFve \xF0\x9F\x8E\xAC", string.GetNarrow());
-        EXPECT_STREQ(L"na\u00EFve \U0001F3AC", string.GetWide());
-    }
 }
 
 TEST(CStringManagerTest, TellsNoStringFromAnEmptyOne) {
     Utf8 string;
-    EXPECT_EQ(nullptr, string.GetWide());
-    EXPECT_EQ(nullptr, string.GetNarrow());
-    EXPECT_EQ(nullptr, string.GetBstr());
-
-    string.SetWide(L"");
-    EXPECT_STREQ("", string.GetNarrow());
-    EXPECT_STREQ(L"", string.GetBstr());
-
-    string.SetWide(nullptr);
-    EXPECT_EQ(nullptr, string.GetWide());
-    EXPECT_EQ(nullptr, string.GetNarrow());
-    EXPECT_EQ(nullptr, string.GetBstr());
-}
-
-TEST(CStringManagerTest, MakesAFormOnceAndKeepsIt) {
-    Utf8 string;
-    string.SetNarrow("clip");
-    const wchar_t* const wide = string.GetWide();
-    EXPECT_EQ(wide, string.GetWide());
-    EXPECT_EQ(string.GetBstr(), string.GetBstr());
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(nullptr, string.GetWide());
+        EXPECT_EQ(nullptr, string.GetNarrow());
+        EXPECT_EQ(nullptr, string.GetBstr());
+        string.SetWide(L"");
+        EXPECT_STREQ("", string.GetNarrow());
+        EXPECT_STREQ(L"", string.GetBstr());
+        string.SetWide(nullptr);
+    }
 }
 
 TEST(CStringManagerTest, CanBeSetToItsOwnString) {
@@ -92,16 +61,11 @@ TEST(CStringManagerTest, CanBeSetToItsOwnString) {
     EXPECT_STREQ("clip", string.GetNarrow());
 }
 
-TEST(CStringManagerTest, KeepsAWideNameThatTheAnsiCodePageCannotSpell) {
-    CStringManager<CP_ACP> string;
-    const std::wstring name = L"C:\\\u6620\u753B\\\u05D0\U0001F3AC.avi";
-    string.SetWide(name.c_str());
-    EXPECT_NE(nullptr, string.GetNarrow());
-    EXPECT_EQ(name, string.GetWide());
-    EXPECT_EQ(name, string.GetBstr());
-}
-
-TEST(CStringManagerTest, GivesASpellingEvenOfBrokenText) {
+TEST(CStringManagerTest, GivesASpellingEvenOfTextThatAFormCannotSay) {
+    CStringManager<CP_ACP> ansi;
+    ansi.SetWide(L"\u6620\u05D0\U0001F3AC.avi");
+    EXPECT_NE(nullptr, ansi.GetNarrow());
+    EXPECT_STREQ(L"\u6620\u05D0\U0001F3AC.avi", ansi.GetBstr());
     Utf8 string;
     string.SetWide(L"a\xD800z");
     EXPECT_STREQ("a\xEF\xBF\xBDz", string.GetNarrow());
@@ -111,29 +75,24 @@ TEST(CStringManagerTest, GivesASpellingEvenOfBrokenText) {
 }
 
 TEST(CStringManagerTest, GivesRacingReadersOneAndTheSameForm) {
-    constexpr int kThreads = 2;
     for (int round = 0; round < 200; ++round) {
         Utf8 string;
         string.SetNarrow("race");
         std::atomic<int> ready{0};
-        const wchar_t* wide[kThreads]{};
-        BSTR bstr[kThreads]{};
-        std::vector<std::thread> threads;
-        for (int i = 0; i < kThreads; ++i)
-            threads.emplace_back([&, i] {
-                ++ready;
-                while (ready < kThreads)
-                    std::this_thread::yield();
-                wide[i] = string.GetWide();
-                bstr[i] = string.GetBstr();
-            });
-        for (std::thread& thread : threads)
-            thread.join();
-        for (int i = 0; i < kThreads; ++i) {
-            ASSERT_EQ(string.GetWide(), wide[i]);
-            ASSERT_EQ(string.GetBstr(), bstr[i]);
-        }
-        ASSERT_STREQ(L"race", wide[0]);
+        const wchar_t* seen[2][2]{};
+        const auto read = [&](int reader) {
+            ++ready;
+            while (ready < 2)
+                std::this_thread::yield();
+            seen[reader][0] = string.GetWide();
+            seen[reader][1] = string.GetBstr();
+        };
+        std::thread other(read, 0);
+        read(1);
+        other.join();
+        ASSERT_EQ(seen[0][0], seen[1][0]);
+        ASSERT_EQ(seen[0][1], seen[1][1]);
+        ASSERT_STREQ(L"race", string.GetWide());
     }
 }
 

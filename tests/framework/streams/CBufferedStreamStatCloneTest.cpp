@@ -1,152 +1,130 @@
-// What a buffered stream tells of its source, and its clones.
-#include "framework/com/CTaskMem.h"
-#include "framework/streams/CBufferedStream.h"
+// What a buffered stream tells of its source, its clones and copies, and how it crosses apartments.
+#include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTestApartment.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-using Microsoft::WRL::ComPtr;
+#include <thread>
 
 namespace {
 
+using enum CScriptedStream::Kind;
 using Step = CScriptedStream::Step;
 
-struct CBufferedStreamStatCloneTest : ::testing::Test {
+struct CBufferedStreamStatCloneTest : StreamTest {
     void SetUp() override { ASSERT_EQ(S_OK, TKFCreateBufferedStream(&source, &stream, 4)); }
     ~CBufferedStreamStatCloneTest() override {
         stream.Reset();
         EXPECT_EQ(0u, source.References());
     }
-
-    // Asks into a poisoned record; `name` owns its name.
-    HRESULT Stat(DWORD flag) {
-        memset(&stat, 0xCC, sizeof(stat));
-        const HRESULT hr = stream->Stat(&stat, flag);
-        name.Reset(stat.pwcsName);
-        return hr;
-    }
-
-    static std::string Read(IStream* from, ULONG cb) {
-        std::string bytes(cb, '?');
-        ULONG count = 0;
-        EXPECT_HRESULT_SUCCEEDED(from->Read(bytes.data(), cb, &count));
-        bytes.resize(count);
-        return bytes;
-    }
-
-    const CTestApartment apartment{COINIT_MULTITHREADED};
+    const CTestApartment apartment{COINIT_APARTMENTTHREADED};
     CScriptedStream source{"0123456789abcdef"};
-    ComPtr<IStream> stream;
-    STATSTG stat{};
-    CTaskMem<wchar_t> name;
 };
 
 TEST_F(CBufferedStreamStatCloneTest, StatIsAskedOnceForEachNewFlag) {
-    EXPECT_EQ(S_OK, Stat(STATFLAG_DEFAULT));
-    ASSERT_TRUE(name);
-    EXPECT_STREQ(L"scripted", name.Get());
+    EXPECT_EQ(L"scripted", Name());
     EXPECT_EQ(16u, stat.cbSize.QuadPart);
     EXPECT_EQ(static_cast<DWORD>(STGTY_STREAM), stat.type);
-
-    // The record is the first call's, but each caller has a name of its own.
     source.ReportSize(99);
-    const CTaskMem<wchar_t> firstName = std::move(name);
-    EXPECT_EQ(S_OK, Stat(STATFLAG_DEFAULT));
-    EXPECT_EQ(16u, stat.cbSize.QuadPart);
-    EXPECT_STREQ(L"scripted", name.Get());
+    const CTaskMem<wchar_t> firstName = std::move(name);  // each caller has one of its own
+    EXPECT_EQ(L"scripted", Name());
     EXPECT_NE(firstName.Get(), name.Get());
-    EXPECT_EQ(1, source.Calls(CScriptedStream::kStat));
+    EXPECT_EQ(16u, stat.cbSize.QuadPart);
+    EXPECT_EQ(1, source.Calls(kStat));
 
     EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
     EXPECT_EQ(99u, stat.cbSize.QuadPart);
     EXPECT_FALSE(name);
-    EXPECT_EQ(2, source.Calls(CScriptedStream::kStat));
-
     source.ReportSize(100);
-    EXPECT_EQ(S_OK, Stat(STATFLAG_DEFAULT));
+    source.On(kStat, 0, {.nothing = true});  // success without a name
+    EXPECT_EQ(L"", Name());
     EXPECT_EQ(100u, stat.cbSize.QuadPart);
 }
 
 TEST_F(CBufferedStreamStatCloneTest, StatThatFailedIsNotAskedAgainWithTheSameFlag) {
-    struct {
-        Step step;
-        HRESULT result;
-    } const rows[] = {{{.result = STG_E_ACCESSDENIED}, STG_E_ACCESSDENIED}, {{.throws = true}, E_UNEXPECTED}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.result);
+    for (const auto& [step, result] : {std::pair<Step, HRESULT>{{.result = STG_E_ACCESSDENIED}, STG_E_ACCESSDENIED},
+                                       {{.throws = true}, E_UNEXPECTED}}) {
         EXPECT_EQ(S_OK, Stat(STATFLAG_DEFAULT));
-        source.On(CScriptedStream::kStat, 0, row.step);
-        EXPECT_EQ(row.result, Stat(STATFLAG_NONAME));
-        EXPECT_EQ(0u, stat.cbSize.QuadPart);
-        EXPECT_FALSE(name);
-
-        const int asked = source.Calls(CScriptedStream::kStat);
-        EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
-        EXPECT_EQ(0u, stat.cbSize.QuadPart);
-        EXPECT_EQ(asked, source.Calls(CScriptedStream::kStat));
+        source.On(kStat, 0, step);
+        const int asked = source.Calls(kStat);
+        for (const HRESULT expected : {result, S_OK}) {
+            EXPECT_EQ(expected, Stat(STATFLAG_NONAME));
+            EXPECT_EQ(0u, stat.cbSize.QuadPart);
+            EXPECT_FALSE(name);
+        }
+        EXPECT_EQ(asked + 1, source.Calls(kStat));
     }
 }
 
-TEST_F(CBufferedStreamStatCloneTest, StatTakesSuccessWithoutAName) {
-    source.On(CScriptedStream::kStat, 0, {.nothing = true});
-    EXPECT_EQ(S_OK, Stat(STATFLAG_DEFAULT));
-    EXPECT_FALSE(name);
-    EXPECT_EQ(16u, stat.cbSize.QuadPart);
-}
-
 TEST_F(CBufferedStreamStatCloneTest, ACloneGoesOnFromThePositionAndTheBufferedBytes) {
-    EXPECT_EQ("012345", Read(stream.Get(), 6));
+    EXPECT_EQ(Got(S_OK, "012345"), Read(6));
+    EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
     ComPtr<IStream> clone;
     ASSERT_EQ(S_OK, stream->Clone(&clone));
     CScriptedStream& clonedSource = *source.LastClone();
-
-    EXPECT_EQ("67", Read(clone.Get(), 2));
-    EXPECT_EQ(0, clonedSource.Calls(CScriptedStream::kRead));
-    EXPECT_EQ("89", Read(clone.Get(), 2));
+    EXPECT_EQ(Got(S_OK, "67"), Read(2, clone.Get()));
+    EXPECT_EQ(0, clonedSource.Calls(kRead));
+    EXPECT_EQ(Got(S_OK, "89"), Read(2, clone.Get()));
     EXPECT_EQ(4u, clonedSource.LastReadSize());
+    clonedSource.ReportSize(7);
+    EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME, clone.Get()));
+    EXPECT_EQ(7u, stat.cbSize.QuadPart);
 
-    // Each has a position and a buffer of its own.
-    EXPECT_EQ("678", Read(stream.Get(), 3));
-    EXPECT_EQ("ab", Read(clone.Get(), 2));
+    EXPECT_EQ(Got(S_OK, "678"), Read(3));  // position and buffer are its own
     stream.Reset();
-    EXPECT_EQ("cdef", Read(clone.Get(), 5));
+    EXPECT_EQ(Got(S_FALSE, "abcdef"), Read(7, clone.Get()));
     clone.Reset();
     EXPECT_EQ(0u, clonedSource.References());
 }
 
-TEST_F(CBufferedStreamStatCloneTest, ACloneAsksItsOwnSourceForTheStat) {
-    EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
-    ComPtr<IStream> clone;
-    ASSERT_EQ(S_OK, stream->Clone(&clone));
-    source.LastClone()->ReportSize(7);
-    STATSTG other{};
-    EXPECT_EQ(S_OK, clone->Stat(&other, STATFLAG_NONAME));
-    EXPECT_EQ(7u, other.cbSize.QuadPart);
-}
-
 TEST_F(CBufferedStreamStatCloneTest, ACloneThatFailsHandsOutNothing) {
-    struct {
-        Step step;
-        HRESULT result;
-    } const rows[] = {
-        {{.result = E_NOTIMPL}, E_NOTIMPL}, {{.throws = true}, E_UNEXPECTED}, {{.nothing = true}, E_UNEXPECTED}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.result);
-        source.On(CScriptedStream::kClone, 0, row.step);
+    for (const auto& [step, result] : {std::pair<Step, HRESULT>{{.result = E_NOTIMPL}, E_NOTIMPL},
+                                       {{.throws = true}, E_UNEXPECTED},
+                                       {{.nothing = true}, E_UNEXPECTED}}) {
+        source.On(kClone, 0, step);
         IStream* poisoned = &source;
-        EXPECT_EQ(row.result, stream->Clone(&poisoned));
+        EXPECT_EQ(result, stream->Clone(&poisoned));
         EXPECT_EQ(nullptr, poisoned);
     }
 }
 
-TEST_F(CBufferedStreamStatCloneTest, AnswersItsInterfaces) {
-    for (const IID& iid : {__uuidof(ISequentialStream), __uuidof(IStream), __uuidof(IMarshal), __uuidof(IUnknown)}) {
-        ComPtr<IUnknown> answer;
-        EXPECT_EQ(S_OK, stream->QueryInterface(iid, reinterpret_cast<void**>(answer.GetAddressOf())));
-    }
+TEST_F(CBufferedStreamStatCloneTest, CopiesFromWhereItStands) {
+    CScriptedStream target;
+    ULARGE_INTEGER read{}, written{};
+    EXPECT_EQ(Got(S_OK, "012"), Read(3));
+    EXPECT_EQ(S_OK, stream->CopyTo(&target, Bytes(5), &read, &written));
+    EXPECT_EQ("34567", target.Contents());
+    EXPECT_EQ(S_OK, stream->CopyTo(&target, Bytes(50), &read, &written));
+    EXPECT_EQ(8u, read.QuadPart);
+    EXPECT_EQ("3456789abcdef", target.Contents());
+}
+
+TEST_F(CBufferedStreamStatCloneTest, OtherApartmentsUseTheVeryPointerAndReachTheSourceInItsOwn) {
+    ComPtr<IStream> parcel;
+    ASSERT_EQ(S_OK, ::CoMarshalInterThreadInterfaceInStream(__uuidof(IStream), stream.Get(), &parcel));
+    const DWORD homeThread = ::GetCurrentThreadId();
+    HANDLE done = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const CAutoHandle closesDone(done);
+    std::thread other([&] {
+        {
+            const CTestApartment mta(COINIT_MULTITHREADED);
+            ComPtr<IStream> received;
+            EXPECT_EQ(S_OK, ::CoUnmarshalInterface(parcel.Get(), IID_PPV_ARGS(&received)));
+            EXPECT_EQ(stream, received);
+            EXPECT_EQ(Got(S_OK, "0123456789"), Read(10));
+            EXPECT_EQ(homeThread, source.LastThread());
+            EXPECT_EQ(At(S_OK, 13), Seek(-3, STREAM_SEEK_END));
+            EXPECT_EQ(Got(S_FALSE, "def"), Read(10));
+            EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
+        }
+        ::SetEvent(done);
+    });
+    // Serves the calls.
+    while (::MsgWaitForMultipleObjects(1, &done, FALSE, 30'000, QS_ALLINPUT) == WAIT_OBJECT_0 + 1)
+        for (MSG message; ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
+            ::DispatchMessageW(&message);
+    other.join();
+    EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_SET));
+    EXPECT_EQ(Got(S_OK, "0"), Read(1));
 }
 
 }  // namespace

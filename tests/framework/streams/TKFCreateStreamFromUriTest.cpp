@@ -1,15 +1,12 @@
-#include "framework/streams/TKFCreateStreamFromUri.h"
-
+// How a name is opened: as a local file, or by the data service.
+#include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CFakeDataService.h"
 #include "tests/support/CRegisteredComClass.h"
+#include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
-
-#include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <thread>
-
-using Microsoft::WRL::ComPtr;
 
 namespace {
 
@@ -25,33 +22,13 @@ constexpr DWORD READ_SHARED = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamS
     return stream;
 }
 
-[[nodiscard]] ULONG References(IUnknown& object) {
-    object.AddRef();
-    return object.Release();
-}
-
 struct CreateStreamFromUriTest : ::testing::Test {
     // Opens `uri` with the service's factory given; the out-pointers must always be written.
     HRESULT Open(const wchar_t* uri, DWORD mode) {
-        stream.Reset();
-        usedFactory.Reset();
-        IStream* rawStream = Poison();
-        IUnknown* rawFactory = Poison();
-        const HRESULT hr = TKFCreateStreamFromUri(uri, mode, &rawStream, factory.Get(), &rawFactory);
-        EXPECT_NE(Poison(), rawStream);
-        EXPECT_NE(Poison(), rawFactory);
-        *stream.GetAddressOf() = rawStream;
-        *usedFactory.GetAddressOf() = rawFactory;
-        return hr;
+        *stream.ReleaseAndGetAddressOf() = Poison();
+        *usedFactory.ReleaseAndGetAddressOf() = Poison();
+        return TKFCreateStreamFromUri(uri, mode, stream.GetAddressOf(), factory.Get(), usedFactory.GetAddressOf());
     }
-
-    CTestApartment apartment{COINIT_MULTITHREADED};
-    ComPtr<IStream> source = MakeStream();
-    CFakeDataService service;
-    ComPtr<ITKDSUriAccessFactory> factory = service.Factory();
-    ComPtr<IStream> stream;
-    ComPtr<IUnknown> usedFactory;
-
     void SetUp() override {
         service.createStream = [this](const std::wstring&, IStream** to) { return source.CopyTo(to); };
     }
@@ -60,60 +37,57 @@ struct CreateStreamFromUriTest : ::testing::Test {
         usedFactory.Reset();
         factory.Reset();
         EXPECT_EQ(0, service.LiveObjects());
-        EXPECT_EQ(1u, References(*source.Get()));
+        EXPECT_EQ(0u, source.Reset());
     }
+
+    CTestApartment apartment{COINIT_MULTITHREADED};
+    ComPtr<IStream> source = MakeStream();
+    CFakeDataService service;
+    ComPtr<ITKDSUriAccessFactory> factory = service.Factory();
+    ComPtr<IStream> stream;
+    ComPtr<IUnknown> usedFactory;
 };
 
 TEST_F(CreateStreamFromUriTest, RefusesWrongArgumentsBeforeAnythingIsOpened) {
     EXPECT_EQ(E_INVALIDARG, Open(nullptr, READ_SHARED));
     EXPECT_EQ(E_INVALIDARG, Open(L"", READ_SHARED));
-    EXPECT_EQ(E_INVALIDARG, Open(L"http://h/x", 0));
-    EXPECT_EQ(E_INVALIDARG, Open(L"http://h/x", static_cast<DWORD>(~(kTKFStreamRead | kTKFStreamWrite))));
+    EXPECT_EQ(E_INVALIDARG, Open(L"http://h/x", 0xFFFFFFFF & ~(kTKFStreamRead | kTKFStreamWrite)));
+    EXPECT_FALSE(stream || usedFactory);
     EXPECT_EQ(E_INVALIDARG, TKFCreateStreamFromUri(L"", READ_SHARED, nullptr, nullptr, nullptr));
 
-    IUnknown* used = Poison();
-    EXPECT_EQ(E_POINTER, TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, nullptr, factory.Get(), &used));
-    EXPECT_EQ(nullptr, used);
+    *usedFactory.GetAddressOf() = Poison();
+    EXPECT_EQ(E_POINTER,
+              TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, nullptr, factory.Get(), usedFactory.GetAddressOf()));
+    EXPECT_FALSE(usedFactory);
     EXPECT_TRUE(service.Calls().empty());
 }
 
 TEST_F(CreateStreamFromUriTest, OpensLocalFilesWithoutTheDataService) {
-    wchar_t folder[MAX_PATH];
-    wchar_t path[MAX_PATH];
-    ASSERT_NE(0u, ::GetTempPathW(MAX_PATH, folder));
-    ASSERT_NE(0u, ::GetTempFileNameW(folder, L"uri", 0, path));
-    std::wstring url = L"file:///" + std::wstring(path);
+    const CTempFile file;
+    std::wstring url = L"file:///" + file.Path();
     url.replace(url.rfind(L".tmp"), 1, L"%2E");
-    for (const std::wstring& name : {std::wstring(path), url}) {
-        SCOPED_TRACE(::testing::PrintToString(name));
+    for (const std::wstring& name : {file.Path(), url}) {
         EXPECT_EQ(S_OK, Open(name.c_str(), READ_SHARED));
-        EXPECT_TRUE(stream);
-        EXPECT_FALSE(usedFactory);
+        EXPECT_TRUE(stream && !usedFactory);
         EXPECT_EQ(S_OK, TKFCreateStreamFromUri(name.c_str(), READ_SHARED, &stream, nullptr, nullptr));
     }
-    stream.Reset();
-    EXPECT_TRUE(::DeleteFileW(path));
-
-    EXPECT_EQ(E_FAIL, Open(path, READ_SHARED));
+    EXPECT_EQ(E_FAIL, Open((url + L".missing").c_str(), READ_SHARED));
     EXPECT_FALSE(stream);
     EXPECT_TRUE(service.Calls().empty());
 }
 
 TEST_F(CreateStreamFromUriTest, LeavesEverythingElseToTheDataService) {
-    const wchar_t* const names[] = {
-        L"http://h/a b%20c?d#e", LR"(\\server\share\x)", L"file:", L"http://h:99999/does-not-parse", LR"(\\.\pipe\x)",
-    };
-    for (const wchar_t* name : names) {
+    for (const wchar_t* name :
+         {L"http://h/a b%20c?d#e", LR"(\\server\share\x)", L"file:", L"http://h:99999/", LR"(\\.\x)"}) {
         SCOPED_TRACE(::testing::PrintToString(std::wstring(name)));
-        const size_t before = service.Calls().size();
+        const auto before = static_cast<std::ptrdiff_t>(service.Calls().size());
         EXPECT_EQ(S_OK, Open(name, READ_SHARED));
         EXPECT_EQ(source, stream);
         EXPECT_EQ(factory.Get(), usedFactory.Get());
-
         const auto calls = service.Calls();
-        ASSERT_EQ(before + 2, calls.size());
-        EXPECT_EQ((CFakeDataService::Call{L"OpenUriAs", name, L"TKDS.Accessor.CreateStream", 0, 0}), calls[before]);
-        EXPECT_EQ((CFakeDataService::Call{L"CreateStream", name, L"", 1, 1}), calls[before + 1]);
+        const std::vector<CFakeDataService::Call> expected = {{L"OpenUriAs", name, L"TKDS.Accessor.CreateStream", 0, 0},
+                                                              {L"CreateStream", name, L"", 1, 1}};
+        EXPECT_EQ(expected, std::vector(calls.begin() + before, calls.end()));
     }
 }
 
@@ -150,67 +124,40 @@ TEST_F(CreateStreamFromUriTest, GivesTheLastCallsOwnSuccess) {
 // What a stranger does at one step, and what becomes of it. Each time nothing is handed out, nothing leaks, and the
 // next attempt succeeds.
 TEST_F(CreateStreamFromUriTest, SurvivesADataServiceThatMisbehaves) {
-    using Open_ = std::function<HRESULT(VARIANT*)>;
+    using OpenUriAs = std::function<HRESULT(VARIANT*)>;
     using Create = std::function<HRESULT(const std::wstring&, IStream**)>;
-    const auto gives = [this](VARTYPE type, bool null) -> Open_ {
-        return [this, type, null](VARIANT* accessor) {
+    const auto gives = [this](VARTYPE type, bool isFilled, HRESULT hr = S_OK) -> OpenUriAs {
+        return [=, this](VARIANT* accessor) {
             accessor->vt = type;
-            accessor->punkVal = null ? nullptr : service.Accessor(L"").Detach();
-            return S_OK;
+            accessor->llVal = 0;
+            if (isFilled && type == VT_BSTR)
+                accessor->bstrVal = ::SysAllocString(L"accessor");
+            else if (isFilled)
+                accessor->punkVal = service.Accessor(L"").Detach();
+            return hr;
         };
     };
-    IUnknown* accessorByReference = nullptr;
     const struct {
         const char* what;
         HRESULT result;
-        Open_ openUriAs;
-        Create createStream;
+        OpenUriAs openUriAs;
+        Create createStream = {};
     } table[] = {
-        {"factory fails", E_ACCESSDENIED, [](VARIANT*) { return E_ACCESSDENIED; }, {}},
-        {"factory fails but fills the VARIANT",
-         E_ACCESSDENIED,
-         [&](VARIANT* accessor) {
-             static_cast<void>(gives(VT_UNKNOWN, false)(accessor));
-             return E_ACCESSDENIED;
-         },
-         {}},
-        {"factory throws", E_UNEXPECTED, [](VARIANT*) -> HRESULT { throw std::runtime_error("scripted"); }, {}},
-        {"factory runs out of memory", E_OUTOFMEMORY, [](VARIANT*) -> HRESULT { throw std::bad_alloc(); }, {}},
-        {"no VARIANT", E_FAIL, [](VARIANT*) { return S_OK; }, {}},
-        {"null interface", E_FAIL, gives(VT_UNKNOWN, true), {}},
-        {"null dispatch interface", E_FAIL, gives(VT_DISPATCH, true), {}},
-        {"a string",
-         E_FAIL,
-         [](VARIANT* accessor) {
-             accessor->vt = VT_BSTR;
-             accessor->bstrVal = ::SysAllocString(L"accessor");
-             return S_OK;
-         },
-         {}},
-        {"an interface by reference",
-         E_FAIL,
-         [&](VARIANT* accessor) {
-             accessor->vt = VT_UNKNOWN | VT_BYREF;
-             accessor->ppunkVal = &accessorByReference;
-             return S_OK;
-         },
-         {}},
-        {"a VARIANT of no known type",
-         E_FAIL,
-         [](VARIANT* accessor) {
-             accessor->vt = 0x7777;
-             accessor->llVal = -1;
-             return S_OK;
-         },
-         {}},
+        {"factory fails", E_ACCESSDENIED, gives(VT_EMPTY, false, E_ACCESSDENIED)},
+        {"factory fails but fills the VARIANT", E_ACCESSDENIED, gives(VT_UNKNOWN, true, E_ACCESSDENIED)},
+        {"factory throws", E_UNEXPECTED, [](VARIANT*) -> HRESULT { throw std::runtime_error("scripted"); }},
+        {"factory runs out of memory", E_OUTOFMEMORY, [](VARIANT*) -> HRESULT { throw std::bad_alloc(); }},
+        {"no VARIANT", E_FAIL, [](VARIANT*) { return S_OK; }},
+        {"null interface", E_FAIL, gives(VT_UNKNOWN, false)},
+        {"null dispatch interface", E_FAIL, gives(VT_DISPATCH, false)},
+        {"a string", E_FAIL, gives(VT_BSTR, true)},
+        {"an interface by reference", E_FAIL, gives(VT_UNKNOWN | VT_BYREF, false)},
+        {"a VARIANT of no known type", E_FAIL, gives(0x7777, false)},
         {"accessor fails", STG_E_ACCESSDENIED, {}, [](auto&, IStream**) { return STG_E_ACCESSDENIED; }},
         {"accessor fails but writes a pointer",
          STG_E_ACCESSDENIED,
          {},
-         [](auto&, IStream** to) {
-             *to = Poison();
-             return STG_E_ACCESSDENIED;
-         }},
+         [](auto&, IStream** to) { return *to = Poison(), STG_E_ACCESSDENIED; }},
         {"accessor throws", E_UNEXPECTED, {}, [](auto&, IStream**) -> HRESULT { throw 1; }},
         {"accessor gives no stream", E_FAIL, {}, [](auto&, IStream**) { return S_OK; }},
     };
@@ -221,28 +168,19 @@ TEST_F(CreateStreamFromUriTest, SurvivesADataServiceThatMisbehaves) {
             service.openUriAs = row.openUriAs;
             service.createStream = row.createStream ? row.createStream : healthy;
             EXPECT_EQ(row.result, Open(L"http://h/x", mode));
-            EXPECT_FALSE(stream);
-            EXPECT_FALSE(usedFactory);
+            EXPECT_FALSE(stream || usedFactory);
             EXPECT_EQ(1, service.LiveObjects());
-
             service.openUriAs = {};
             service.createStream = healthy;
             EXPECT_EQ(S_OK, Open(L"http://h/x", mode));
         }
     }
-}
-
-TEST_F(CreateStreamFromUriTest, TakesAnAccessorInADispatchVariant) {
-    service.openUriAs = [this](VARIANT* accessor) {
-        accessor->vt = VT_DISPATCH;
-        accessor->punkVal = service.Accessor(L"").Detach();
-        return S_OK;
-    };
+    service.openUriAs = gives(VT_DISPATCH, true);
     EXPECT_EQ(S_OK, Open(L"http://h/x", READ_SHARED));
     EXPECT_TRUE(stream);
 }
 
-TEST_F(CreateStreamFromUriTest, FailsWhenAnObjectLacksTheInterfaceItNeeds) {
+TEST_F(CreateStreamFromUriTest, FailsWhenAnObjectOrItsInterfaceIsMissing) {
     service.isWritable = false;
     EXPECT_EQ(E_NOINTERFACE, Open(L"http://h/x", kTKFStreamRead | kTKFStreamWrite));
     EXPECT_EQ(S_OK, Open(L"http://h/x", kTKFStreamRead));
@@ -251,13 +189,9 @@ TEST_F(CreateStreamFromUriTest, FailsWhenAnObjectLacksTheInterfaceItNeeds) {
     EXPECT_EQ(E_NOINTERFACE, Open(L"http://h/x", kTKFStreamRead));
     EXPECT_EQ(S_OK, Open(L"http://h/x", kTKFStreamRead | kTKFStreamWrite));
 
-    IStream* opened = Poison();
-    EXPECT_EQ(E_NOINTERFACE, TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, &opened, source.Get(), nullptr));
-    EXPECT_EQ(nullptr, opened);
-}
-
-TEST_F(CreateStreamFromUriTest, SaysSoWhenNoDataServiceIsInstalled) {
-    factory.Reset();
+    EXPECT_EQ(E_NOINTERFACE, TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, &stream, source.Get(), nullptr));
+    EXPECT_FALSE(stream);
+    factory.Reset();  // and no class of one is registered
     EXPECT_EQ(REGDB_E_CLASSNOTREG, Open(L"http://h/x", READ_SHARED));
 }
 
@@ -286,19 +220,6 @@ TEST(CreateStreamFromUri, MakesItsOwnFactoryInAnyApartment) {
         EXPECT_EQ(0, service.LiveObjects());
         EXPECT_EQ(8u, service.Calls().size());
     }
-}
-
-TEST(RegisteredComClass, EndsWithTheObject) {
-    const CTestApartment entered(COINIT_APARTMENTTHREADED);
-    CFakeDataService service;
-    ComPtr<IUnknown> made;
-    {
-        const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
-        EXPECT_EQ(S_OK, ::CoCreateInstance(CLSID_TKDSUriAccessFactory, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&made)));
-        made.Reset();
-    }
-    EXPECT_EQ(REGDB_E_CLASSNOTREG,
-              ::CoCreateInstance(CLSID_TKDSUriAccessFactory, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&made)));
 }
 
 }  // namespace

@@ -7,112 +7,89 @@ namespace {
 
 using Segments = std::vector<std::wstring>;
 
-struct Components {
-    const wchar_t* text;
-    const wchar_t* scheme;
-    const wchar_t* userInfo;
-    const wchar_t* host;
-    TKFURI_HOSTNAME_TYPE hostType;
-    std::optional<unsigned> port;
-    const wchar_t* path;
-    const wchar_t* query;
-    const wchar_t* fragment;
-};
-
 constexpr auto NONE = TKFURI_HOSTNAME_NONE;
 constexpr auto NAME = TKFURI_HOSTNAME_REGISTERED_NAME;
 constexpr auto IPV4 = TKFURI_HOSTNAME_IPV4;
 constexpr auto IPV6 = TKFURI_HOSTNAME_IPV6;
 constexpr auto UNC = TKFURI_HOSTNAME_UNC_SERVER;
-constexpr std::nullopt_t NO_PORT = std::nullopt;
 
-void ExpectComponents(const Components& row) {
-    SCOPED_TRACE(::testing::PrintToString(std::wstring(row.text)));
-    const auto uri = CTKFUri::Parse(row.text);
-    ASSERT_TRUE(uri);
-    EXPECT_EQ(row.scheme, uri->GetScheme());
-    EXPECT_EQ(row.userInfo, uri->GetUserInfo());
-    EXPECT_EQ(row.host, uri->GetHost());
-    EXPECT_EQ(row.hostType, uri->GetHostType());
-    EXPECT_EQ(row.port, uri->GetPort());
-    EXPECT_EQ(row.path, uri->GetPath());
-    EXPECT_EQ(row.query, uri->GetQuery());
-    EXPECT_EQ(row.fragment, uri->GetFragment());
+[[nodiscard]] std::string Shown(const std::wstring& text) {
+    return ::testing::PrintToString(text);
 }
 
-TEST(UriComponents, OfTheExamplesOfRfc3986) {
-    const Components table[] = {
-        {L"ftp://ftp.is.co.za/rfc/rfc1808.txt", L"ftp", L"", L"ftp.is.co.za", NAME, NO_PORT, L"/rfc/rfc1808.txt", L"",
-         L""},
-        {L"http://www.ietf.org/rfc/rfc2396.txt", L"http", L"", L"www.ietf.org", NAME, NO_PORT, L"/rfc/rfc2396.txt", L"",
-         L""},
-        {L"ldap://[2001:db8::7]/c=GB?objectClass?one", L"ldap", L"", L"2001:db8::7", IPV6, NO_PORT, L"/c=GB",
-         L"objectClass?one", L""},
-        {L"mailto:John.Doe@example.com", L"mailto", L"", L"", NONE, NO_PORT, L"John.Doe@example.com", L"", L""},
-        {L"news:comp.infosystems.www.servers.unix", L"news", L"", L"", NONE, NO_PORT,
-         L"comp.infosystems.www.servers.unix", L"", L""},
-        {L"tel:+1-816-555-1212", L"tel", L"", L"", NONE, NO_PORT, L"+1-816-555-1212", L"", L""},
-        {L"telnet://192.0.2.16:80/", L"telnet", L"", L"192.0.2.16", IPV4, 80u, L"/", L"", L""},
-        {L"urn:oasis:names:specification:docbook:dtd:xml:4.1.2", L"urn", L"", L"", NONE, NO_PORT,
-         L"oasis:names:specification:docbook:dtd:xml:4.1.2", L"", L""},
-        {L"foo://example.com:8042/over/there?name=ferret#nose", L"foo", L"", L"example.com", NAME, 8042u,
-         L"/over/there", L"name=ferret", L"nose"},
-        {L"urn:example:animal:ferret:nose", L"urn", L"", L"", NONE, NO_PORT, L"example:animal:ferret:nose", L"", L""},
+TEST(UriComponents, OfUrisAndPaths) {
+    const struct {
+        const wchar_t* text;
+        const wchar_t* scheme;
+        const wchar_t* host;
+        TKFURI_HOSTNAME_TYPE hostType;
+        const wchar_t* path;
+        const wchar_t* query = L"";
+        const wchar_t* fragment = L"";
+        std::optional<unsigned> port = {};
+        const wchar_t* userInfo = L"";
+    } table[] = {
+        // RFC 3986
+        {L"ftp://ftp.is.co.za/rfc/rfc1808.txt", L"ftp", L"ftp.is.co.za", NAME, L"/rfc/rfc1808.txt"},
+        {L"ldap://[2001:db8::7]/c=GB?objectClass?one", L"ldap", L"2001:db8::7", IPV6, L"/c=GB", L"objectClass?one"},
+        {L"mailto:John.Doe@example.com", L"mailto", L"", NONE, L"John.Doe@example.com"},
+        {L"news:comp.infosystems.www.servers.unix", L"news", L"", NONE, L"comp.infosystems.www.servers.unix"},
+        {L"tel:+1-816-555-1212", L"tel", L"", NONE, L"+1-816-555-1212"},
+        {L"telnet://192.0.2.16:80/", L"telnet", L"192.0.2.16", IPV4, L"/", L"", L"", 80u},
+        {L"urn:oasis:names:specification:docbook:dtd:xml:4.1.2", L"urn", L"", NONE,
+         L"oasis:names:specification:docbook:dtd:xml:4.1.2"},
+        {L"foo://example.com:8042/over/there?name=ferret#nose", L"foo", L"example.com", NAME, L"/over/there",
+         L"name=ferret", L"nose", 8042u},
+        {L"urn:example:animal:ferret:nose", L"urn", L"", NONE, L"example:animal:ferret:nose"},
+        // the edges
+        {L"HTTP://Example.ORG", L"http", L"Example.ORG", NAME, L""},
+        {L"http://u%40x:p:w@h:1/p", L"http", L"h", NAME, L"/p", L"", L"", 1u, L"u%40x:p:w"},
+        {L"http://@h", L"http", L"h", NAME, L""},
+        {L"http://h:/p", L"http", L"h", NAME, L"/p"},
+        {L"http://h:00065535", L"http", L"h", NAME, L"", L"", L"", 65535u},
+        {L"http://h?q", L"http", L"h", NAME, L"", L"q"},
+        {L"http://h#f?not-a-query#more", L"http", L"h", NAME, L"", L"", L"f?not-a-query#more"},
+        {L"http://h/p?a@b:/c#d", L"http", L"h", NAME, L"/p", L"a@b:/c", L"d"},
+        {L"http:///p", L"http", L"", NONE, L"/p"},
+        {L"http://h//p", L"http", L"h", NAME, L"//p"},
+        {L"http://1.2.3.4.5/", L"http", L"1.2.3.4.5", NAME, L"/"},
+        {L"http://256.1.1.1/", L"http", L"256.1.1.1", NAME, L"/"},
+        {L"http://255.249.199.0?q", L"http", L"255.249.199.0", IPV4, L"", L"q"},
+        {L"http://[::ffff:192.0.2.1]:8080/p", L"http", L"::ffff:192.0.2.1", IPV6, L"/p", L"", L"", 8080u},
+        {L"http://b\u00fccher.example/a b|\"c\"", L"http", L"b\u00fccher.example", NAME, L"/a b|\"c\""},
+        {L"a1+.-:x", L"a1+.-", L"", NONE, L"x"},
+        {L"foo:", L"foo", L"", NONE, L""},
+        {L"data:,a%20b?c#d", L"data", L"", NONE, L",a%20b", L"c", L"d"},
+        // RFC 8089, with its appendices; then paths
+        {L"file:///path/to/file", L"file", L"", NONE, L"/path/to/file"},
+        {L"file:/path/to/file", L"file", L"", NONE, L"/path/to/file"},
+        {L"file://host.example.com/path/to/file", L"file", L"host.example.com", UNC, L"/path/to/file"},
+        {L"file:c:/path/to/file", L"file", L"", NONE, L"c:/path/to/file"},
+        {L"file:///c:/path/to/file", L"file", L"", NONE, L"/c:/path/to/file"},
+        {L"file:////host.example.com/path/to/file", L"file", L"host.example.com", UNC, L"/path/to/file"},
+        {L"file://///host.example.com/path/to/file", L"file", L"host.example.com", UNC, L"/path/to/file"},
+        {L"file://localhost/c%20d?q#f", L"file", L"localhost", NAME, L"/c%20d", L"q", L"f"},
+        {LR"(C:\a?b#c%20)", L"file", L"", NONE, LR"(C:\a?b#c%20)"},
+        {L"a/b#c", L"file", L"", NONE, L"a/b#c"},
+        {LR"(\\server\share\a#b)", L"file", L"server", UNC, LR"(\share\a#b)"},
+        {L"//192.0.2.1/share", L"file", L"192.0.2.1", UNC, L"/share"},
+        {LR"(\\server)", L"file", L"server", UNC, L""},
+        {LR"(\\?\UNC\server\share)", L"file", L"server", UNC, LR"(\share)"},
+        {LR"(\\?\C:\x)", L"file", L"", NONE, LR"(C:\x)"},
     };
-    for (const Components& row : table)
-        ExpectComponents(row);
-}
-
-TEST(UriComponents, OfUrisAtTheEdge) {
-    const Components table[] = {
-        {L"HTTP://Example.ORG", L"http", L"", L"Example.ORG", NAME, NO_PORT, L"", L"", L""},
-        {L"http://u%40x:p:w@h:1/p", L"http", L"u%40x:p:w", L"h", NAME, 1u, L"/p", L"", L""},
-        {L"http://@h", L"http", L"", L"h", NAME, NO_PORT, L"", L"", L""},
-        {L"http://h:/p", L"http", L"", L"h", NAME, NO_PORT, L"/p", L"", L""},
-        {L"http://h:00065535", L"http", L"", L"h", NAME, 65535u, L"", L"", L""},
-        {L"http://h?q", L"http", L"", L"h", NAME, NO_PORT, L"", L"q", L""},
-        {L"http://h#f?not-a-query#more", L"http", L"", L"h", NAME, NO_PORT, L"", L"", L"f?not-a-query#more"},
-        {L"http://h/p?a@b:/c#d", L"http", L"", L"h", NAME, NO_PORT, L"/p", L"a@b:/c", L"d"},
-        {L"http:///p", L"http", L"", L"", NONE, NO_PORT, L"/p", L"", L""},
-        {L"http://h//p", L"http", L"", L"h", NAME, NO_PORT, L"//p", L"", L""},
-        {L"http://1.2.3.4.5/", L"http", L"", L"1.2.3.4.5", NAME, NO_PORT, L"/", L"", L""},
-        {L"http://256.1.1.1/", L"http", L"", L"256.1.1.1", NAME, NO_PORT, L"/", L"", L""},
-        {L"http://255.249.199.0?q", L"http", L"", L"255.249.199.0", IPV4, NO_PORT, L"", L"q", L""},
-        {L"http://[::ffff:192.0.2.1]:8080/p", L"http", L"", L"::ffff:192.0.2.1", IPV6, 8080u, L"/p", L"", L""},
-        {L"http://b\u00fccher.example/a b|\"c\"", L"http", L"", L"b\u00fccher.example", NAME, NO_PORT, L"/a b|\"c\"",
-         L"", L""},
-        {L"a1+.-:x", L"a1+.-", L"", L"", NONE, NO_PORT, L"x", L"", L""},
-        {L"foo:", L"foo", L"", L"", NONE, NO_PORT, L"", L"", L""},
-        {L"data:,a%20b?c#d", L"data", L"", L"", NONE, NO_PORT, L",a%20b", L"c", L"d"},
-    };
-    for (const Components& row : table)
-        ExpectComponents(row);
-}
-
-TEST(UriComponents, OfFileUrlsAndPaths) {
-    const Components table[] = {
-        // RFC 8089, with its appendices
-        {L"file:///path/to/file", L"file", L"", L"", NONE, NO_PORT, L"/path/to/file", L"", L""},
-        {L"file:/path/to/file", L"file", L"", L"", NONE, NO_PORT, L"/path/to/file", L"", L""},
-        {L"file://host.example.com/path/to/file", L"file", L"", L"host.example.com", UNC, NO_PORT, L"/path/to/file",
-         L"", L""},
-        {L"file:c:/path/to/file", L"file", L"", L"", NONE, NO_PORT, L"c:/path/to/file", L"", L""},
-        {L"file:///c:/path/to/file", L"file", L"", L"", NONE, NO_PORT, L"/c:/path/to/file", L"", L""},
-        {L"file:////host.example.com/path/to/file", L"file", L"", L"host.example.com", UNC, NO_PORT, L"/path/to/file",
-         L"", L""},
-        {L"file://///host.example.com/path/to/file", L"file", L"", L"host.example.com", UNC, NO_PORT, L"/path/to/file",
-         L"", L""},
-        {L"file://localhost/c%20d?q#f", L"file", L"", L"localhost", NAME, NO_PORT, L"/c%20d", L"q", L"f"},
-        {LR"(C:\a?b#c%20)", L"file", L"", L"", NONE, NO_PORT, LR"(C:\a?b#c%20)", L"", L""},
-        {L"a/b#c", L"file", L"", L"", NONE, NO_PORT, L"a/b#c", L"", L""},
-        {LR"(\\server\share\a#b)", L"file", L"", L"server", UNC, NO_PORT, LR"(\share\a#b)", L"", L""},
-        {L"//192.0.2.1/share", L"file", L"", L"192.0.2.1", UNC, NO_PORT, L"/share", L"", L""},
-        {LR"(\\server)", L"file", L"", L"server", UNC, NO_PORT, L"", L"", L""},
-        {LR"(\\?\UNC\server\share)", L"file", L"", L"server", UNC, NO_PORT, LR"(\share)", L"", L""},
-        {LR"(\\?\C:\x)", L"file", L"", L"", NONE, NO_PORT, LR"(C:\x)", L"", L""},
-    };
-    for (const Components& row : table)
-        ExpectComponents(row);
+    for (const auto& row : table) {
+        SCOPED_TRACE(Shown(row.text));
+        const auto uri = CTKFUri::Parse(row.text);
+        ASSERT_TRUE(uri);
+        EXPECT_EQ(row.scheme, uri->GetScheme());
+        EXPECT_EQ(row.userInfo, uri->GetUserInfo());
+        EXPECT_EQ(row.host, uri->GetHost());
+        EXPECT_EQ(row.hostType, uri->GetHostType());
+        EXPECT_EQ(row.port, uri->GetPort());
+        EXPECT_EQ(row.path, uri->GetPath());
+        EXPECT_EQ(row.query, uri->GetQuery());
+        EXPECT_EQ(row.fragment, uri->GetFragment());
+    }
 }
 
 TEST(UriComponents, PathSegmentsAreWhatStandsBetweenTheSeparators) {
@@ -131,78 +108,32 @@ TEST(UriComponents, PathSegmentsAreWhatStandsBetweenTheSeparators) {
         {LR"(\\server\share\x)", {L"share", L"x"}},
         {L"a//b/", {L"a", L"", L"b", L""}},
     };
-    for (const auto& row : table) {
-        const auto uri = CTKFUri::Parse(row.text);
-        ASSERT_TRUE(uri) << ::testing::PrintToString(std::wstring(row.text));
-        EXPECT_EQ(row.segments, uri->GetPathSegments()) << ::testing::PrintToString(std::wstring(row.text));
-    }
+    for (const auto& row : table)
+        EXPECT_EQ(row.segments, CTKFUri::Parse(row.text)->GetPathSegments()) << Shown(row.text);
 }
 
 TEST(UriComponents, Ipv6AddressesInEveryForm) {
-    const wchar_t* const good[] = {
-        L"1:2:3:4:5:6:7:8",
-        L"1:2:3:4:5:6:192.0.2.1",
-        L"::",
-        L"::8",
-        L"::7:8",
-        L"::2:3:4:5:6:7:8",
-        L"1::",
-        L"1::8",
-        L"1::3:4:5:6:7:8",
-        L"1:2::4:5:6:7:8",
-        L"1:2:3::5:6:7:8",
-        L"1:2:3:4::6:7:8",
-        L"1:2:3:4:5::7:8",
-        L"1:2:3:4:5:6::8",
-        L"1:2:3:4:5:6:7::",
-        L"::192.0.2.1",
-        L"1:2:3:4:5::192.0.2.1",
-        L"FEDC:ba98::0:0001",
-    };
-    for (const wchar_t* address : good) {
-        const auto uri = CTKFUri::Parse((L"http://[" + std::wstring(address) + L"]:1/").c_str());
-        ASSERT_TRUE(uri) << ::testing::PrintToString(std::wstring(address));
+    for (const std::wstring address :
+         {L"1:2:3:4:5:6:7:8", L"1:2:3:4:5:6:192.0.2.1", L"::", L"::8", L"::7:8", L"::2:3:4:5:6:7:8", L"1::", L"1::8",
+          L"1::3:4:5:6:7:8", L"1:2::4:5:6:7:8", L"1:2:3::5:6:7:8", L"1:2:3:4::6:7:8", L"1:2:3:4:5::7:8",
+          L"1:2:3:4:5:6::8", L"1:2:3:4:5:6:7::", L"::192.0.2.1", L"1:2:3:4:5::192.0.2.1", L"FEDC:ba98::0:0001"}) {
+        const auto uri = CTKFUri::Parse((L"http://[" + address + L"]:1/").c_str());
+        ASSERT_TRUE(uri) << Shown(address);
         EXPECT_EQ(address, uri->GetHost());
         EXPECT_EQ(IPV6, uri->GetHostType());
     }
-    const wchar_t* const bad[] = {
-        L"",
-        L":",
-        L":::",
-        L"1",
-        L"1:2:3:4:5:6:7",
-        L"1:2:3:4:5:6:7:8:9",
-        L"1::2::3",
-        L"12345::",
-        L"g::",
-        L"1:2:3:4:5:6:7::8",
-        L"::1:2:3:4:5:6:7:8",
-        L"::256.0.0.1",
-        L"::1.2.3",
-        L"192.0.2.1",
-        L"::1%25eth0",
-        L"v7.fe::1",
-        L"::1 ",
-    };
-    for (const wchar_t* address : bad)
-        EXPECT_FALSE(CTKFUri::Parse((L"http://[" + std::wstring(address) + L"]/").c_str()))
-            << ::testing::PrintToString(std::wstring(address));
+    for (const std::wstring address : {L"", L":", L":::", L"1", L"1:2:3:4:5:6:7", L"1:2:3:4:5:6:7:8:9", L"1::2::3",
+                                       L"12345::", L"g::", L"1:2:3:4:5:6:7::8", L"::1:2:3:4:5:6:7:8", L"::256.0.0.1",
+                                       L"::1.2.3", L"192.0.2.1", L"::1%25eth0", L"v7.fe::1", L"::1 "})
+        EXPECT_FALSE(CTKFUri::Parse((L"http://[" + address + L"]/").c_str())) << Shown(address);
 }
 
 TEST(UriComponents, AMalformedAuthorityIsNoUri) {
-    const wchar_t* const table[] = {
-        L"http://h:65536/", L"http://h:99999999999999999999/",
-        L"http://h:-1/",    L"http://h:80x/",
-        L"http://h:80:80/", L"http://a b/",
-        L"http://h\\p",     L"http://a<b>/",
-        L"http://[::1/",    L"http://[::1]x/",
-        L"http://::1]/",    L"http://u@v@h/",
-        L"http://%zz/",     L"file://h:65536/x",
-        L"http://h/\x01",   L"foo:a\x7f",
-        L"http://h/?\r\n",
-    };
-    for (const wchar_t* text : table)
-        EXPECT_FALSE(CTKFUri::Parse(text)) << ::testing::PrintToString(std::wstring(text));
+    for (const wchar_t* text :
+         {L"http://h:65536/", L"http://h:99999999999999999999/", L"http://h:-1/", L"http://h:80x/", L"http://h:80:80/",
+          L"http://a b/", L"http://h\\p", L"http://a<b>/", L"http://[::1/", L"http://[::1]x/", L"http://::1]/",
+          L"http://u@v@h/", L"http://%zz/", L"file://h:65536/x", L"http://h/\x01", L"foo:a\x7f", L"http://h/?\r\n"})
+        EXPECT_FALSE(CTKFUri::Parse(text)) << Shown(text);
 }
 
 }  // namespace

@@ -13,88 +13,62 @@ using Microsoft::WRL::ComPtr;
 namespace {
 
 // A property set whose one method is the test's.
-class CFakePropertySet final : public CComObjectBase<ITKCFPropertySet> {
-public:
-    std::function<HRESULT(const std::wstring& key, VARIANT* value)> getValue;
+struct CFakePropertySet final : CComObjectBase<ITKCFPropertySet> {
+    std::function<HRESULT(VARIANT* value)> getValue;
+    std::wstring key;  // the last one asked for
 
     STDMETHODIMP GetCount(long*) override { return E_NOTIMPL; }
     STDMETHODIMP GetKey(long, BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP GetValue(BSTR key, VARIANT* value) override { return getValue({key, ::SysStringLen(key)}, value); }
+    STDMETHODIMP GetValue(BSTR asked, VARIANT* value) override {
+        key.assign(asked, ::SysStringLen(asked));
+        return getValue(value);
+    }
 };
 
-[[nodiscard]] HRESULT Give(VARIANT* value, const wchar_t* text, HRESULT result = S_OK) {
-    value->vt = VT_BSTR;
-    value->bstrVal = ::SysAllocString(text);
-    return result;
-}
-
-struct PropertyValuesTest : ::testing::Test {
-    void SetUp() override { ASSERT_EQ(S_OK, MakeComObject<CFakePropertySet>(&propertySet)); }
-
-    ComPtr<CFakePropertySet> propertySet;
-    std::wstring text = L"poisoned";
-};
-
-TEST_F(PropertyValuesTest, GivesTheStringFormOfTheValueUnderTheKey) {
-    propertySet->getValue = [](const std::wstring& key, VARIANT* value) {
-        if (key == mdMimeType)
-            return Give(value, L"video/mpeg");
-        value->vt = VT_I4;
+// Gives a VARIANT of this type; a string is "x", a number 42.
+auto Give(VARTYPE type, HRESULT result = S_OK) {
+    return [=](VARIANT* value) {
+        value->vt = type;
         value->lVal = 42;
-        return S_OK;
+        if (type == VT_BSTR)
+            value->bstrVal = ::SysAllocString(L"x");
+        return result;
     };
-    const CTKCFPropertyValues values(propertySet.Get());
-    EXPECT_EQ(S_OK, values.GetString(mdMimeType, &text));
-    EXPECT_EQ(L"video/mpeg", text);
-    EXPECT_EQ(S_OK, values.GetString(L"TKDS.MetaData.Other", &text));
-    EXPECT_EQ(L"42", text);
-
-    std::optional<CTKCFPropertyValue> value;
-    EXPECT_EQ(S_OK, values.Get(L"TKDS.MetaData.Other", &value));
-    ASSERT_TRUE(value);
-    EXPECT_STREQ(L"TKCF.PVT.Long", value->GetKind());
 }
 
-TEST_F(PropertyValuesTest, GivesNothingUnlessThereIsAValueOfAKnownKind) {
+TEST(PropertyValues, GiveAStringFormOnlyWhereThereIsAValueOfAKnownKind) {
     const struct {
         const char* what;
         HRESULT result;
-        std::function<HRESULT(const std::wstring&, VARIANT*)> getValue;
+        std::function<HRESULT(VARIANT*)> getValue;
+        const wchar_t* text = L"";
     } table[] = {
-        {"no such key", S_FALSE, [](auto&, VARIANT*) { return S_FALSE; }},
-        {"no such key, and a value", S_FALSE, [](auto&, VARIANT* value) { return Give(value, L"x", S_FALSE); }},
-        {"success without a value", S_FALSE, [](auto&, VARIANT*) { return S_OK; }},
-        {"null", S_FALSE,
-         [](auto&, VARIANT* value) {
-             value->vt = VT_NULL;
-             return S_OK;
-         }},
-        {"a kind that is not known", DISP_E_TYPEMISMATCH,
-         [](auto&, VARIANT* value) {
-             value->vt = VT_ERROR;
-             return S_OK;
-         }},
-        {"failure", E_ACCESSDENIED, [](auto&, VARIANT*) { return E_ACCESSDENIED; }},
-        {"failure, and a value", E_ACCESSDENIED,
-         [](auto&, VARIANT* value) { return Give(value, L"x", E_ACCESSDENIED); }},
-        {"out of memory", E_OUTOFMEMORY, [](auto&, VARIANT*) -> HRESULT { throw std::bad_alloc(); }},
-        {"exception", E_UNEXPECTED, [](auto&, VARIANT*) -> HRESULT { throw std::runtime_error("scripted"); }},
+        {"a string", S_OK, Give(VT_BSTR), L"x"},
+        {"a number", S_OK, Give(VT_I4), L"42"},
+        {"no such key", S_FALSE, [](VARIANT*) { return S_FALSE; }},
+        {"no such key, and a value", S_FALSE, Give(VT_BSTR, S_FALSE)},
+        {"success without a value", S_FALSE, [](VARIANT*) { return S_OK; }},
+        {"null", S_FALSE, Give(VT_NULL)},
+        {"a kind that is not known", DISP_E_TYPEMISMATCH, Give(VT_ERROR)},
+        {"failure, and a value", E_ACCESSDENIED, Give(VT_BSTR, E_ACCESSDENIED)},
+        {"out of memory", E_OUTOFMEMORY, [](VARIANT*) -> HRESULT { throw std::bad_alloc(); }},
+        {"exception", E_UNEXPECTED, [](VARIANT*) -> HRESULT { throw std::runtime_error("scripted"); }},
     };
+    ComPtr<CFakePropertySet> propertySet;
+    ASSERT_EQ(S_OK, MakeComObject<CFakePropertySet>(&propertySet));
     const CTKCFPropertyValues values(propertySet.Get());
+    std::wstring text;
     for (const auto& row : table) {
         SCOPED_TRACE(row.what);
         propertySet->getValue = row.getValue;
         text = L"poisoned";
         EXPECT_EQ(row.result, values.GetString(mdMimeType, &text));
-        EXPECT_EQ(L"", text);
+        EXPECT_EQ(row.text, text);
+        EXPECT_EQ(mdMimeType, propertySet->key);
     }
-}
-
-TEST_F(PropertyValuesTest, RefusesNullPointers) {
     EXPECT_EQ(E_POINTER, CTKCFPropertyValues(nullptr).GetString(mdMimeType, &text));
-    EXPECT_EQ(L"", text);
-    EXPECT_EQ(E_POINTER, CTKCFPropertyValues(propertySet.Get()).GetString(nullptr, &text));
-    EXPECT_EQ(E_POINTER, CTKCFPropertyValues(propertySet.Get()).GetString(mdMimeType, nullptr));
+    EXPECT_EQ(E_POINTER, values.GetString(nullptr, &text));
+    EXPECT_EQ(E_POINTER, values.GetString(mdMimeType, nullptr));
 }
 
 }  // namespace
