@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <thread>
 
 using namespace TKRuntimeLogger;
 using Microsoft::WRL::ComPtr;
@@ -16,68 +15,45 @@ namespace {
 
 struct FrontEndTest : ::testing::Test {
     ComPtr<CRecordingLogger> logger = CRecordingLogger::Create();
+    const DWORD process = ::GetCurrentProcessId();
+    DWORD threadId = 0;
 
     // Publishes the logger and runs `body` with the front end of a new thread.
-    template <class Body>
-    void WithFrontEnd(Body&& body) {
+    void WithFrontEnd(const std::function<void(ITKRuntimeLoggerAPI&)>& body) {
         CPublishedLogger published(logger);
-        ASSERT_TRUE(published.IsPublished());
         OnNewThread([&] {
-            ITKRuntimeLoggerAPI* const frontEnd = GetLoggerAPI();
-            ASSERT_NE(nullptr, frontEnd);
+            ASSERT_NE(nullptr, GetLoggerAPI());
             threadId = ::GetCurrentThreadId();
-            body(*frontEnd);
+            body(*GetLoggerAPI());
         });
     }
-
     LoggedRecord Record(LONG severity, const wchar_t* message) const {
-        return {severity, L"cat", ::GetCurrentProcessId(), threadId, L"file", 12, L"func", message};
+        return {severity, L"cat", process, threadId, L"file", 12, L"func", message};
     }
-
-    // A question that was never asked before: answers are remembered for the life of the process.
+    static LONG Ask(const std::wstring& question, bool remember) {
+        return GetLoggerAPI()->AskQuestion(2, L"cat", L"file", 12, L"func", question.c_str(), L"100% %s", 3, remember);
+    }
+    // One that was never asked before: answers are remembered for the life of the process.
     static std::wstring NewQuestion(const wchar_t* text) {
         static int asked = 0;
         return text + std::to_wstring(++asked);
     }
-
-    DWORD threadId = 0;
 };
 
-TEST_F(FrontEndTest, PassesSeveritiesOnAsTheyAreAndNullTextsAsNull) {
+TEST_F(FrontEndTest, RecordsGoOutAsTheyAreAndNullTextsAsNull) {
     WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
         api.Log(7, nullptr, nullptr, -1, nullptr, nullptr);
         api.Log(-7, L"", L"", 1, L"", L"");
+        api.LogProfile(0, L"PROFILE", L"file", 5, L"func", nullptr, 0x100000002ull, 0.5, 1.5, 2.5);
+        for (const BYTE flag : std::initializer_list<BYTE>{0, 1, 0x80})  // any other than zero is true
+            api.LogExplicit(2, L"cat", 0xFFFFFFFF, 11, L"file", 12, 13, L"func", L"text", flag);
     });
-    const DWORD process = ::GetCurrentProcessId();
     EXPECT_EQ((std::vector<LoggedRecord>{{7, kNullText, process, threadId, kNullText, -1, kNullText, kNullText},
                                          {-7, L"", process, threadId, L"", 1, L"", L""}}),
               logger->Records());
-}
-
-TEST_F(FrontEndTest, ProfileGoesOutWithTheProcess) {
-    WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
-        api.LogProfile(0, L"PROFILE", L"file", 5, L"func", nullptr, 0x100000002ull, 0.5, 1.5, 2.5);
-    });
-    ASSERT_EQ(1u, logger->Profiles().size());
-    const LoggedProfile profile = logger->Profiles()[0];
-    EXPECT_EQ(0, profile.severity);
-    EXPECT_EQ(L"PROFILE", profile.category);
-    EXPECT_EQ(::GetCurrentProcessId(), profile.processId);
-    EXPECT_EQ(L"file", profile.file);
-    EXPECT_EQ(5, profile.line);
-    EXPECT_EQ(L"func", profile.function);
-    EXPECT_EQ(kNullText, profile.message);
-    EXPECT_EQ(0x100000002ull, profile.count);
-    EXPECT_EQ(0.5, profile.firstDuration);
-    EXPECT_EQ(1.5, profile.maximumDuration);
-    EXPECT_EQ(2.5, profile.totalDuration);
-}
-
-TEST_F(FrontEndTest, ExplicitRecordKeepsItsNumbersAndAnyNonZeroFlagIsTrue) {
-    WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
-        for (const BYTE flag : std::initializer_list<BYTE>{0, 1, 0x80})
-            api.LogExplicit(2, L"cat", 0xFFFFFFFF, 11, L"file", 12, 13, L"func", L"text", flag);
-    });
+    EXPECT_EQ((std::vector<LoggedProfile>{
+                  {0, L"PROFILE", process, L"file", 5, L"func", kNullText, 0x100000002ull, 0.5, 1.5, 2.5}}),
+              logger->Profiles());
     std::vector<LoggedExplicit> expected;
     for (const VARIANT_BOOL flag : {VARIANT_FALSE, VARIANT_TRUE, VARIANT_TRUE})
         expected.push_back({2, L"cat", 0xFFFFFFFF, 11, L"file", 12, 13, L"func", L"text", flag});
@@ -86,152 +62,75 @@ TEST_F(FrontEndTest, ExplicitRecordKeepsItsNumbersAndAnyNonZeroFlagIsTrue) {
 
 TEST_F(FrontEndTest, QuestionThatNobodyCanAnswerIsLoggedAndDefaultAnswered) {
     WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(3, api.AskQuestion(2, L"cat", L"file", 12, L"func", L"Go on?", L"second", 3, true));
+        EXPECT_EQ(3, Ask(L"Go on?", true));
         EXPECT_EQ(4, api.AskQuestion(2, L"cat", L"file", 12, L"func", nullptr, nullptr, 4, false));
     });
     EXPECT_EQ((std::vector{Record(2, L"Cannot ask question: Go on?"), Record(2, L"Cannot ask question: <null>")}),
               logger->Records());
 }
 
-TEST_F(FrontEndTest, QuestionReachesTheServiceWhole) {
+TEST_F(FrontEndTest, QuestionReachesTheServiceWholeAndAFailedOneIsAskedAgain) {
+    const std::wstring question = NewQuestion(L"Go on?");
+    bool fail = true;
     logger->offersQuestion = true;
     logger->onAsk = [](const LoggedRecord&) { return 42; };
-    WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(42, api.AskQuestion(2, L"cat", L"file", 12, L"func", L"Go on?", L"100% %s", 3, false));
+    logger->onCall = [&]() -> HRESULT { return fail ? throw 1 : S_OK; };
+    WithFrontEnd([&](ITKRuntimeLoggerAPI&) {
+        EXPECT_EQ(3, Ask(question, true));
+        fail = false;
+        EXPECT_EQ(42, Ask(question, true));
     });
-    EXPECT_EQ((std::vector{std::pair{Record(2, L"Go on?"), std::wstring(L"100% %s")}}), logger->Questions());
+    const std::pair expected{Record(2, question.c_str()), std::wstring(L"100% %s")};
+    EXPECT_EQ((std::vector{expected, expected}), logger->Questions());
 }
 
-TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestion) {
-    struct Question {
-        LONG severity;
-        const wchar_t *category, *file;
-        LONG line;
-        const wchar_t *function, *question, *second;
+TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestionInTheProcess) {
+    const std::wstring question = NewQuestion(L"remembered?"), another = NewQuestion(L"remembered too?");
+    // Asks the base question, or one that differs in one thing.
+    const auto ask = [&](int change, bool remember = true) {
+        return GetLoggerAPI()->AskQuestion(change == 1 ? 2 : 1, change == 2 ? L"cat2" : L"cat",
+                                           change == 3 ? L"file2" : L"file", change == 4 ? 2 : 1,
+                                           change == 5 ? L"func2" : L"func", (change == 6 ? another : question).c_str(),
+                                           change == 7 ? nullptr : L"second", -1, remember);
     };
-    const std::wstring remembered = NewQuestion(L"remembered?");
-    const std::wstring another = NewQuestion(L"remembered too?");
-    const Question base{1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second"};
-    std::vector<Question> questions(8, base);
-    questions[1].severity = 2;
-    questions[2].category = L"cat2";
-    questions[3].file = L"file2";
-    questions[4].line = 2;
-    questions[5].function = L"func2";
-    questions[6].question = another.c_str();
-    questions[7].second = nullptr;
-
     LONG nextAnswer = 100;
     logger->offersQuestion = true;
     logger->onAsk = [&](const LoggedRecord&) { return nextAnswer++; };
-    WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
-        for (int round = 0; round < 2; ++round) {
-            for (std::size_t i = 0; i < questions.size(); ++i) {
-                const Question& q = questions[i];
-                EXPECT_EQ(100 + static_cast<LONG>(i), api.AskQuestion(q.severity, q.category, q.file, q.line,
-                                                                      q.function, q.question, q.second, -1, true))
-                    << "question " << i << " in round " << round;
-            }
-        }
-        // Without the flag, the cache is neither read nor written.
-        EXPECT_EQ(108, api.AskQuestion(1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second", -1, false));
-        EXPECT_EQ(100, api.AskQuestion(1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second", -1, true));
-    });
-    // The cache is the process's, not the thread's.
-    WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(100, api.AskQuestion(1, L"cat", L"file", 1, L"func", remembered.c_str(), L"second", -1, true));
-    });
-}
-
-TEST_F(FrontEndTest, FailedQuestionGivesTheDefaultAndIsAskedAgain) {
-    logger->offersQuestion = true;
-    logger->onAsk = [](const LoggedRecord&) { return 42; };
-    const std::wstring question = NewQuestion(L"failed at first?");
-    bool fail = true;
-    logger->onCall = [&]() -> HRESULT { return fail ? throw 1 : S_OK; };
-    WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(3, api.AskQuestion(1, L"cat", L"file", 1, L"func", question.c_str(), L"", 3, true));
-        fail = false;
-        EXPECT_EQ(42, api.AskQuestion(1, L"cat", L"file", 1, L"func", question.c_str(), L"", 3, true));
-    });
-}
-
-TEST_F(FrontEndTest, CacheIsFreeForOtherThreadsWhileAPersonThinks) {
-    logger->offersQuestion = true;
-    const std::wstring innerQuestion = NewQuestion(L"inner?");
-    const std::wstring outerQuestion = NewQuestion(L"outer?");
-    logger->onAsk = [&](const LoggedRecord& record) -> LONG {
-        if (record.message == innerQuestion)
-            return 7;
-        LONG inner = 0;
-        OnNewThread([&] {
-            inner = GetLoggerAPI()->AskQuestion(1, L"cat", L"file", 1, L"func", innerQuestion.c_str(), L"", -1, true);
+    for (int thread = 0; thread < 2; ++thread) {
+        WithFrontEnd([&](ITKRuntimeLoggerAPI&) {
+            for (int change = 0; change < 8; ++change)
+                EXPECT_EQ(100 + change, ask(change)) << thread;
+            EXPECT_EQ(108 + thread, ask(0, false)) << "memory is neither read nor written";
+            EXPECT_EQ(100, ask(0));
         });
-        return inner + 1;
+    }
+}
+
+TEST_F(FrontEndTest, OtherThreadsMayAskWhileAPersonThinks) {
+    const std::wstring inner = NewQuestion(L"inner?"), outer = NewQuestion(L"outer?");
+    logger->offersQuestion = true;
+    logger->onAsk = [&](const LoggedRecord& record) -> LONG {
+        if (record.message == outer)
+            OnNewThread([&] { EXPECT_EQ(7, Ask(inner, true)); });
+        return 7;
     };
-    WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
-        EXPECT_EQ(8, api.AskQuestion(1, L"cat", L"file", 1, L"func", outerQuestion.c_str(), L"", -1, true));
-    });
+    WithFrontEnd([&](ITKRuntimeLoggerAPI&) { EXPECT_EQ(7, Ask(outer, true)); });
 }
 
 TEST_F(FrontEndTest, DumpTakesTheMessageAndItsAbsenceIsSaid) {
-    const auto log = [](ITKRuntimeLoggerAPI& api) {
-        api.LogWithDump(4, L"cat", L"file", 12, L"func", L"crashed 100%");
-    };
-    WithFrontEnd(log);
-    const LoggedRecord withoutDump = Record(4, L"crashed 100% <a dump could not be created>");
-    EXPECT_EQ(std::vector{withoutDump}, logger->Records());
-
-    logger = CRecordingLogger::Create();
-    logger->offersDump = true;
-    WithFrontEnd(log);
-    EXPECT_EQ(std::vector{Record(4, L"crashed 100%")}, logger->Dumps());
-    EXPECT_TRUE(logger->Records().empty()) << "the service has logged it with the dump";
-
-    logger = CRecordingLogger::Create();
-    logger->offersDump = true;
-    logger->onCall = [] { return E_FAIL; };
-    WithFrontEnd(log);
-    EXPECT_EQ(std::vector{Record(4, L"crashed 100% <a dump could not be created>")}, logger->Records());
-}
-
-TEST_F(FrontEndTest, ClockIsThePerformanceCounter) {
-    WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
-        LARGE_INTEGER frequency{}, before{}, after{};
-        ::QueryPerformanceFrequency(&frequency);
-        ::QueryPerformanceCounter(&before);
-        const LONGLONG now = api.GetTimestamp();
-        ::QueryPerformanceCounter(&after);
-        EXPECT_EQ(frequency.QuadPart, api.GetFrequency());
-        EXPECT_LE(before.QuadPart, now);
-        EXPECT_GE(after.QuadPart, now);
-    });
-}
-
-// Takes address space away until no block of `bytes` is left; gives it back when destroyed.
-class CScarceMemory final {
-public:
-    explicit CScarceMemory(std::size_t bytes) {
-        m_blocks.reserve(4096);
-        for (std::size_t size = std::size_t{1} << 30; size >= bytes / 2; size /= 2) {
-            while (m_blocks.size() < m_blocks.capacity()) {
-                void* const block = ::VirtualAlloc(nullptr, size, MEM_RESERVE, PAGE_NOACCESS);
-                if (!block)
-                    break;
-                m_blocks.push_back(block);
-            }
-        }
+    for (const auto& [offersDump, result] : {std::pair{false, S_OK}, {true, S_OK}, {true, E_FAIL}}) {
+        logger = CRecordingLogger::Create();
+        logger->offersDump = offersDump;
+        logger->onCall = [hr = result] { return hr; };
+        WithFrontEnd(
+            [](ITKRuntimeLoggerAPI& api) { api.LogWithDump(4, L"cat", L"file", 12, L"func", L"crashed 100%"); });
+        using Expected = std::vector<LoggedRecord>;
+        EXPECT_EQ(offersDump ? Expected{Record(4, L"crashed 100%")} : Expected{}, logger->Dumps());
+        EXPECT_EQ(offersDump && result == S_OK ? Expected{}
+                                               : Expected{Record(4, L"crashed 100% <a dump could not be created>")},
+                  logger->Records());
     }
-    CScarceMemory(const CScarceMemory&) = delete;
-    CScarceMemory& operator=(const CScarceMemory&) = delete;
-    ~CScarceMemory() {
-        for (void* const block : m_blocks)
-            ::VirtualFree(block, 0, MEM_RELEASE);
-    }
-
-private:
-    std::vector<void*> m_blocks;
-};
+}
 
 TEST_F(FrontEndTest, OutOfMemoryReachesTheLogSiteButNotWhatEndsAFunction) {
     if (sizeof(void*) > 4)
@@ -241,7 +140,13 @@ TEST_F(FrontEndTest, OutOfMemoryReachesTheLogSiteButNotWhatEndsAFunction) {
         const std::wstring large(std::size_t{16} << 20, L'x');
         HRESULT thrown = S_OK;
         {
-            const CScarceMemory scarce(large.size() * sizeof(wchar_t));
+            const auto free = [](void* block) { ::VirtualFree(block, 0, MEM_RELEASE); };
+            std::vector<std::unique_ptr<void, decltype(free)>> addressSpace;
+            addressSpace.reserve(4096);
+            for (std::size_t size = std::size_t{1} << 30; size >= large.size(); size /= 2) {
+                while (void* const block = ::VirtualAlloc(nullptr, size, MEM_RESERVE, PAGE_NOACCESS))
+                    addressSpace.emplace_back(block, free);
+            }
             try {
                 api.Log(1, L"cat", L"file", 1, L"func", large.c_str());
             } catch (const CAtlException& exception) {

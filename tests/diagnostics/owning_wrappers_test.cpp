@@ -13,10 +13,7 @@ std::vector<int> g_closed;
 struct CNumberCloser {
     static int Invalid() noexcept { return 0; }
     static bool IsValid(int number) noexcept { return number != 0; }
-    static void Close(int number) noexcept {
-        g_closed.push_back(number);
-        ::SetLastError(ERROR_GEN_FAILURE);
-    }
+    static void Close(int number) noexcept { g_closed.push_back(number), ::SetLastError(ERROR_GEN_FAILURE); }
 };
 using CAutoNumber = CAutoDestructor<int, CNumberCloser>;
 
@@ -26,7 +23,6 @@ TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnceAndKeepsTheLastError) {
     {
         CAutoNumber first(1);
         CAutoNumber second(std::move(first));
-        EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): moving empties
         second.Reset(2);
         second.Reset(2);
         EXPECT_EQ(std::vector{1}, g_closed);
@@ -38,32 +34,17 @@ TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnceAndKeepsTheLastError) {
     }
     EXPECT_EQ((std::vector{1, 2, 3, 4}), g_closed);
     EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError());
-}
-
-TEST(AutoDestructorTest, BothInvalidHandlesAreNone) {
     EXPECT_FALSE(CAutoHandle(nullptr));
     EXPECT_FALSE(CAutoHandle(INVALID_HANDLE_VALUE));
 }
 
-TEST(BstrTest, NullEmptyAndEmbeddedZerosAreKeptApart) {
-    EXPECT_EQ(nullptr, CBstr(static_cast<const wchar_t*>(nullptr)).Get());
-    const CBstr empty(L"");
-    ASSERT_NE(nullptr, empty.Get());
-    EXPECT_EQ(0u, empty.Length());
+TEST(BstrTest, NullEmptyAndEmbeddedZerosAreKeptApartAndOwnershipMoves) {
+    EXPECT_FALSE(CBstr(static_cast<const wchar_t*>(nullptr)));
+    EXPECT_TRUE(CBstr(L""));
     const std::wstring_view text(L"a\0b", 3);
-    EXPECT_EQ(text, CBstr(text).View());
-    EXPECT_EQ(std::wstring_view(), CBstr().View());
-}
-
-TEST(BstrTest, OwnershipMovesAndIsGivenUp) {
-    CBstr first(L"first");
-    CBstr second(std::move(first));
-    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): moving empties
-    first = std::move(second);
-    EXPECT_EQ(L"first", first.View());
-    const CBstr detached(std::wstring_view(L"x"));
-    ::SysFreeString(first.Detach());
-    EXPECT_FALSE(first);
+    CBstr first(text), second(std::move(first));
+    EXPECT_EQ(text, second.View());
+    ::SysFreeString(second.Detach());
     *first.Put() = ::SysAllocString(L"put");
     EXPECT_EQ(L"put", first.View());
 }
@@ -73,7 +54,6 @@ TEST(ComBoundaryTest, ExceptionsBecomeResultCodes) {
     EXPECT_EQ(E_ABORT, ComBoundary([]() -> HRESULT { throw CAtlException(E_ABORT); }));
     EXPECT_EQ(E_OUTOFMEMORY, ComBoundary([]() -> HRESULT { throw std::bad_alloc(); }));
     EXPECT_EQ(E_OUTOFMEMORY, ComBoundary([]() -> HRESULT { throw std::length_error("too long"); }));
-    EXPECT_EQ(E_UNEXPECTED, ComBoundary([]() -> HRESULT { throw std::runtime_error("other"); }));
     EXPECT_EQ(E_UNEXPECTED, ComBoundary([]() -> HRESULT { throw 42; }));
 }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <memory>
 #include <stdexcept>
 
@@ -14,36 +15,24 @@ namespace {
 
 constexpr LogSource kSource{L"TestModule", L"timing_scope_test"};
 
-struct Figures {
-    ULONGLONG count;
-    double first, maximum, total;
-    bool operator==(const Figures&) const = default;
-};
+using Figures = std::array<double, 4>;  // count, first, maximum and total duration
 
-// A front end with a clock of its own.
-class CFakeFrontEnd final : public ITKRuntimeLoggerAPI {
-public:
-    explicit CFakeFrontEnd(LONGLONG frequency) : m_frequency(frequency) {}
-
+// A front end with a clock of its own, for timing records only.
+struct CFakeFrontEnd final : ITKRuntimeLoggerAPI {
+    using Text = const wchar_t*;
+    LONGLONG frequency = 0;
     std::vector<Figures> reported;
 
-    void Log(LONG, const wchar_t*, const wchar_t*, LONG, const wchar_t*, const wchar_t*) override {}
-    void LogProfile(LONG, const wchar_t*, const wchar_t*, LONG, const wchar_t*, const wchar_t*, ULONGLONG count,
-                    double first, double maximum, double total) override {
-        reported.push_back({count, first, maximum, total});
+    void Log(LONG, Text, Text, LONG, Text, Text) override {}
+    void LogProfile(LONG, Text, Text, LONG, Text, Text, ULONGLONG count, double first, double maximum,
+                    double total) override {
+        reported.push_back({static_cast<double>(count), first, maximum, total});
     }
-    void LogExplicit(LONG, const wchar_t*, ULONG, ULONG, const wchar_t*, LONG, ULONG, const wchar_t*, const wchar_t*,
-                     BYTE) override {}
-    LONG AskQuestion(LONG, const wchar_t*, const wchar_t*, LONG, const wchar_t*, const wchar_t*, const wchar_t*, LONG,
-                     bool) override {
-        return 0;
-    }
-    void LogWithDump(LONG, const wchar_t*, const wchar_t*, LONG, const wchar_t*, const wchar_t*) override {}
-    LONGLONG GetFrequency() const noexcept override { return m_frequency; }
+    void LogExplicit(LONG, Text, ULONG, ULONG, Text, LONG, ULONG, Text, Text, BYTE) override {}
+    LONG AskQuestion(LONG, Text, Text, LONG, Text, Text, Text, LONG, bool) override { return 0; }
+    void LogWithDump(LONG, Text, Text, LONG, Text, Text) override {}
+    LONGLONG GetFrequency() const noexcept override { return frequency; }
     LONGLONG GetTimestamp() const noexcept override { return 0; }
-
-private:
-    const LONGLONG m_frequency;
 };
 
 // Everything that the process-wide collector knows of the sites of `function`.
@@ -56,30 +45,31 @@ std::vector<LoggedProfile> ReportOf(const std::wstring& function) {
 }
 
 TEST(ProfileTest, DurationsAreSecondsAndTheFirstIsAlwaysZero) {
-    const std::pair<LONGLONG, Figures> cases[] = {{10, {3, 0.0, 3.0, 6.0}}, {0, {3, 0.0, 30.0, 60.0}}};
-    for (const auto& [frequency, expected] : cases) {
+    struct Case {
+        LONGLONG frequency;
+        std::vector<LONGLONG> ticks;
+        Figures expected;
+    };
+    const Case cases[] = {{10, {10, 30, 20}, {3, 0.0, 3.0, 6.0}},
+                          {0, {10, 30, 20}, {3, 0.0, 30.0, 60.0}},
+                          {1, {0x100000000, -5}, {2, 0.0, 4294967296.0, 4294967291.0}}};
+    for (const Case& c : cases) {
         CProfile profile;
-        for (const LONGLONG ticks : {10, 30, 20})
+        for (const LONGLONG ticks : c.ticks)
             RecordElapsed(profile, ticks);
-        CFakeFrontEnd frontEnd(frequency);
+        CFakeFrontEnd frontEnd;
+        frontEnd.frequency = c.frequency;
         ReportProfile(profile, frontEnd);
         ReportProfile(profile, frontEnd);
-        EXPECT_EQ((std::vector{expected, expected}), frontEnd.reported) << "figures stay after a report";
+        EXPECT_EQ((std::vector{c.expected, c.expected}), frontEnd.reported) << "figures stay after a report";
     }
 }
 
-TEST(ProfileTest, LongRunsDoNotWrapAndBackwardClocksDoNotRaiseTheMaximum) {
-    CProfile profile;
-    RecordElapsed(profile, 0x100000000);
-    RecordElapsed(profile, -5);
-    CFakeFrontEnd frontEnd(1);
-    ReportProfile(profile, frontEnd);
-    EXPECT_EQ((std::vector<Figures>{{2, 0.0, 4294967296.0, 4294967291.0}}), frontEnd.reported);
-}
-
-TEST(CollectorTest, ReportsFallAfterEverGrowingIntervals) {
+TEST(CollectorTest, ReportsFallAfterEverGrowingIntervalsAndOnlyWithALogger) {
+    CTKRuntimeLoggerProfilesCollector silent, collector;
+    silent.AddProfile(new CProfile);
+    OnNewThread([&] { silent.ReportAll(); });
     CPublishedLogger published;
-    CTKRuntimeLoggerProfilesCollector collector;
     collector.AddProfile(new CProfile);
     std::vector<int> reports;
     OnNewThread([&] {
@@ -97,32 +87,17 @@ TEST(CollectorTest, ReportsEveryProfileInOrderOfAddressButNotARemovedOne) {
     CPublishedLogger published;
     CTKRuntimeLoggerProfilesCollector collector;
     std::set<CProfile*> kept;
-    for (LONG line = 1; line <= 20; ++line) {
-        auto* const profile = new CProfile;
-        profile->line = line;
-        collector.AddProfile(profile);
-        kept.insert(profile);
-    }
-    const std::unique_ptr<CProfile> removed(*std::next(kept.begin(), 7));
-    kept.erase(removed.get());
+    for (int i = 0; i < 20; ++i)
+        collector.AddProfile(*kept.insert(new CProfile).first);
+    const std::unique_ptr<CProfile> removed(kept.extract(std::next(kept.begin(), 7)).value());
     collector.RemoveProfile(removed.get());
-
-    OnNewThread([&] { collector.ReportAll(); });
     std::vector<LONG> expected, reported;
-    for (const CProfile* const profile : kept)
-        expected.push_back(profile->line);
+    for (CProfile* const profile : kept)
+        expected.push_back(profile->line = static_cast<LONG>(expected.size()));
+    OnNewThread([&] { collector.ReportAll(); });
     for (const LoggedProfile& profile : published->Profiles())
         reported.push_back(profile.line);
     EXPECT_EQ(expected, reported);
-}
-
-TEST(CollectorTest, ReportingWithoutALoggerDoesNothing) {
-    CTKRuntimeLoggerProfilesCollector collector;
-    collector.AddProfile(new CProfile);
-    OnNewThread([&] {
-        collector.Tick();
-        collector.ReportAll();
-    });
 }
 
 void TwoSites(bool leaveByException) {
@@ -143,97 +118,56 @@ TEST(TimingScopeTest, EachSiteCountsItsOwnScopesHoweverTheyAreLeft) {
         });
         OnNewThread([] { TwoSites(false); });
     }
-
     auto profiles = ReportOf(L"TwoSites");
     ASSERT_EQ(2u, profiles.size());
     if (profiles[0].line > profiles[1].line)
         std::swap(profiles[0], profiles[1]);
-    EXPECT_EQ(profiles[0].line + 1, profiles[1].line);
-    EXPECT_EQ(L"", profiles[0].message);
-    EXPECT_EQ(L"inner", profiles[1].message);
-    for (const LoggedProfile& profile : profiles) {
-        EXPECT_EQ(0, profile.severity);
-        EXPECT_EQ(L"PROFILE", profile.category);
-        EXPECT_EQ(L"timing_scope_test", profile.file);
-        EXPECT_EQ(expectedCount, profile.count);
-        EXPECT_EQ(0.0, profile.firstDuration);
-        EXPECT_LE(profile.maximumDuration, profile.totalDuration);
-    }
     EXPECT_GE(profiles[0].totalDuration, profiles[1].totalDuration) << "the outer scope holds the inner one";
-}
-
-void DisabledSite() {
-    TK_PROFILE(kSource, L"DisabledSite", L"");
-}
-
-TEST(TimingScopeTest, SiteWhoseFirstCallerHadNoLoggerIsNeverTimed) {
-    OnNewThread([] { DisabledSite(); });
-    {
-        CPublishedLogger published;
-        OnNewThread([] {
-            EXPECT_NE(nullptr, GetLoggerAPI());
-            DisabledSite();
-        });
+    const LONG line = profiles[0].line;
+    for (const LoggedProfile& p : profiles) {
+        EXPECT_EQ((LoggedProfile{0, L"PROFILE", ::GetCurrentProcessId(), L"timing_scope_test",
+                                 p.message.empty() ? line : line + 1, L"TwoSites", p.line == line ? L"" : L"inner",
+                                 expectedCount, 0.0, p.maximumDuration, p.totalDuration}),
+                  p);
+        EXPECT_LE(p.maximumDuration, p.totalDuration);
     }
-    EXPECT_TRUE(ReportOf(L"DisabledSite").empty());
 }
 
-void ContestedSite() {
-    TK_PROFILE(kSource, L"ContestedSite", L"");
-}
-
-TEST(TimingScopeTest, ThreadsThatArriveTogetherMakeOneProfile) {
+TEST(TimingScopeTest, ThreadsThatArriveTogetherMakeOneProfileAndNoneIfTheFirstHadNoLogger) {
+    const auto contested = [] { TK_PROFILE(kSource, L"ContestedSite", L""); };
+    const auto disabled = [] { TK_PROFILE(kSource, L"DisabledSite", L""); };
+    OnNewThread(disabled);
     {
         CPublishedLogger published;
+        OnNewThread(disabled);
         std::vector<std::future<void>> threads(8);
-        std::promise<void> start;
-        const std::shared_future<void> started = start.get_future().share();
-        for (auto& thread : threads) {
-            thread = std::async(std::launch::async, [=] {
-                started.wait();
-                OnNewThread([] { ContestedSite(); });
-            });
-        }
-        start.set_value();
+        for (auto& thread : threads)
+            thread = std::async(std::launch::async, [&] { OnNewThread(contested); });
         for (auto& thread : threads)
             thread.get();
     }
     EXPECT_EQ(1u, ReportOf(L"ContestedSite").size());
+    EXPECT_TRUE(ReportOf(L"DisabledSite").empty());
 }
 
-void NestedInLogger() {
-    TK_PROFILE(kSource, L"NestedInLogger", L"");
-}
-
-TEST(TimingScopeTest, LoggerMayItselfBeTimed) {
+TEST(TimingScopeTest, LoggerMayItselfBeTimedAndFailWithoutCostingTheLastError) {
+    const auto site = [] { TK_PROFILE(kSource, L"NestedSite", L""); };
     const auto logger = CRecordingLogger::Create();
-    logger->onCall = [] { return NestedInLogger(), S_OK; };
-    CPublishedLogger published(logger);
-    OnNewThread([] {
-        NestedInLogger();
-        GetProfilesCollector()->ReportAll();
-    });
-    EXPECT_FALSE(logger->Profiles().empty());
-}
-
-void FailingSite() {
-    TK_PROFILE(kSource, L"FailingSite", L"");
-}
-
-TEST(TimingScopeTest, LastErrorSurvivesAScope) {
-    const auto logger = CRecordingLogger::Create();
-    logger->onCall = []() -> HRESULT {
+    logger->onCall = [&]() -> HRESULT {
+        site();
         ::SetLastError(ERROR_GEN_FAILURE);
         throw 42;
     };
     CPublishedLogger published(logger);
-    OnNewThread([] {
+    OnNewThread([&] {
         for (int i = 0; i < 50; ++i) {
             ::SetLastError(ERROR_DISK_FULL);
-            FailingSite();
+            site();
             EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError());
         }
+        GetProfilesCollector()->ReportAll();
     });
+    EXPECT_FALSE(logger->Profiles().empty());
 }
 
 }  // namespace

@@ -17,9 +17,10 @@
 #include <atomic>
 #include <functional>
 #include <future>
-#include <iosfwd>
 #include <mutex>
+#include <ostream>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -31,12 +32,10 @@ inline constexpr wchar_t kNullText[] = L"<null>";
 struct LoggedRecord {
     LONG severity = -1;
     std::wstring category;
-    ULONG processId = 0;
-    ULONG threadId = 0;
+    ULONG processId = 0, threadId = 0;
     std::wstring file;
     LONG line = 0;
-    std::wstring function;
-    std::wstring message;
+    std::wstring function, message;
 
     bool operator==(const LoggedRecord&) const = default;
 };
@@ -48,24 +47,21 @@ struct LoggedProfile {
     ULONG processId = 0;
     std::wstring file;
     LONG line = 0;
-    std::wstring function;
-    std::wstring message;
+    std::wstring function, message;
     ULONGLONG count = 0;
-    double firstDuration = -1;
-    double maximumDuration = -1;
-    double totalDuration = -1;
+    double firstDuration = -1, maximumDuration = -1, totalDuration = -1;
+
+    bool operator==(const LoggedProfile&) const = default;
 };
 
 struct LoggedExplicit {
     LONG severity = -1;
     std::wstring category;
-    ULONG value1 = 0;
-    ULONG value2 = 0;
+    ULONG value1 = 0, value2 = 0;
     std::wstring file;
     LONG line = 0;
     ULONG value3 = 0;
-    std::wstring function;
-    std::wstring message;
+    std::wstring function, message;
     VARIANT_BOOL flag = 1;
 
     bool operator==(const LoggedExplicit&) const = default;
@@ -84,49 +80,53 @@ public:
     std::function<HRESULT()> onCall;                 // runs inside each call; its failure is the call's
     std::function<LONG(const LoggedRecord&)> onAsk;  // gives the answer; the record's message is the question
 
-    [[nodiscard]] std::vector<LoggedRecord> Records() const;
-    [[nodiscard]] std::vector<LoggedRecord> Dumps() const;
-    [[nodiscard]] std::vector<std::pair<LoggedRecord, std::wstring>> Questions() const;  // with the second text
-    [[nodiscard]] std::vector<LoggedProfile> Profiles() const;
-    [[nodiscard]] std::vector<LoggedExplicit> Explicits() const;
-
-    // The records' messages, in order.
-    [[nodiscard]] std::vector<std::wstring> Messages() const;
+    [[nodiscard]] std::vector<LoggedRecord> Records() const { return Copy(m_records); }
+    [[nodiscard]] std::vector<LoggedRecord> Dumps() const { return Copy(m_dumps); }
+    // With the second text.
+    [[nodiscard]] std::vector<std::pair<LoggedRecord, std::wstring>> Questions() const { return Copy(m_questions); }
+    [[nodiscard]] std::vector<LoggedProfile> Profiles() const { return Copy(m_profiles); }
+    [[nodiscard]] std::vector<LoggedExplicit> Explicits() const { return Copy(m_explicits); }
+    [[nodiscard]] std::vector<std::wstring> Messages() const;  // of the records
 
     // IUnknown
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
     STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() override;
 
     // ITKRuntimeLogger
-    STDMETHODIMP
-    Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
-        BSTR message) override;
-    STDMETHODIMP
-    LogProfile(LONG severity, BSTR category, ULONG processId, BSTR file, LONG line, BSTR function, BSTR message,
-               MIDL_uhyper count, double firstDuration, double maximumDuration, double totalDuration) override;
-    STDMETHODIMP
-    LogExplicit(LONG severity, BSTR category, ULONG value1, ULONG value2, BSTR file, LONG line, ULONG value3,
-                BSTR function, BSTR message, VARIANT_BOOL flag) override;
+    STDMETHODIMP Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
+                     BSTR message) override;
+    STDMETHODIMP LogProfile(LONG severity, BSTR category, ULONG processId, BSTR file, LONG line, BSTR function,
+                            BSTR message, MIDL_uhyper count, double firstDuration, double maximumDuration,
+                            double totalDuration) override;
+    STDMETHODIMP LogExplicit(LONG severity, BSTR category, ULONG value1, ULONG value2, BSTR file, LONG line,
+                             ULONG value3, BSTR function, BSTR message, VARIANT_BOOL flag) override;
 
     // ITKRuntimeLoggerQuestion
-    STDMETHODIMP
-    AskQuestion(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
-                BSTR question, BSTR secondText, LONG defaultAnswer, LONG* answer) override;
+    STDMETHODIMP AskQuestion(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
+                             BSTR function, BSTR question, BSTR secondText, LONG defaultAnswer, LONG* answer) override;
 
     // ITKRuntimeLoggerDump
-    STDMETHODIMP
-    LogWithDump(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
-                BSTR message) override;
+    STDMETHODIMP LogWithDump(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
+                             BSTR function, BSTR message) override;
 
 private:
     CRecordingLogger() = default;
 
+    template <class Entry>
+    void Keep(std::vector<Entry>& list, std::type_identity_t<Entry> entry) {
+        const std::lock_guard lock(m_lock);
+        list.push_back(std::move(entry));
+    }
+    template <class Entry>
+    std::vector<Entry> Copy(const std::vector<Entry>& list) const {
+        const std::lock_guard lock(m_lock);
+        return list;
+    }
+
     std::atomic<ULONG> m_references{1};
     mutable std::mutex m_lock;  // guards what follows
-    std::vector<LoggedRecord> m_records;
-    std::vector<LoggedRecord> m_dumps;
+    std::vector<LoggedRecord> m_records, m_dumps;
     std::vector<std::pair<LoggedRecord, std::wstring>> m_questions;
     std::vector<LoggedProfile> m_profiles;
     std::vector<LoggedExplicit> m_explicits;
