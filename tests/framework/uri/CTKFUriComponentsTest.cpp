@@ -27,14 +27,17 @@ TEST(UriComponents, OfUrisAndPaths) {
     } table[] = {
         // RFC 3986
         {L"ftp://ftp.is.co.za/rfc/rfc1808.txt", L"ftp", L"ftp.is.co.za", NAME, L"/rfc/rfc1808.txt"},
+        {L"http://www.ietf.org/rfc/rfc2396.txt", L"http", L"www.ietf.org", NAME, L"/rfc/rfc2396.txt"},
         {L"ldap://[2001:db8::7]/c=GB?objectClass?one", L"ldap", L"2001:db8::7", IPV6, L"/c=GB", L"objectClass?one"},
         {L"mailto:John.Doe@example.com", L"mailto", L"", NONE, L"John.Doe@example.com"},
+        {L"news:comp.infosystems.www.servers.unix", L"news", L"", NONE, L"comp.infosystems.www.servers.unix"},
         {L"tel:+1-816-555-1212", L"tel", L"", NONE, L"+1-816-555-1212"},
         {L"telnet://192.0.2.16:80/", L"telnet", L"192.0.2.16", IPV4, L"/", L"", L"", 80u},
         {L"urn:oasis:names:specification:docbook:dtd:xml:4.1.2", L"urn", L"", NONE,
          L"oasis:names:specification:docbook:dtd:xml:4.1.2"},
         {L"foo://example.com:8042/over/there?name=ferret#nose", L"foo", L"example.com", NAME, L"/over/there",
          L"name=ferret", L"nose", 8042u},
+        {L"urn:example:animal:ferret:nose", L"urn", L"", NONE, L"example:animal:ferret:nose"},
         // the edges
         {L"HTTP://Example.ORG", L"http", L"Example.ORG", NAME, L""},
         {L"http://u%40x:p:w@h:1/p", L"http", L"h", NAME, L"/p", L"", L"", 1u, L"u%40x:p:w"},
@@ -53,6 +56,7 @@ TEST(UriComponents, OfUrisAndPaths) {
         {L"data:,a%20b?c#d", L"data", L"", NONE, L",a%20b", L"c", L"d"},
         // RFC 8089, with its appendices; then paths
         {L"file:///path/to/file", L"file", L"", NONE, L"/path/to/file"},
+        {L"file:/path/to/file", L"file", L"", NONE, L"/path/to/file"},
         {L"file://host.example.com/path/to/file", L"file", L"host.example.com", UNC, L"/path/to/file"},
         {L"file:c:/path/to/file", L"file", L"", NONE, L"c:/path/to/file"},
         {L"file:///c:/path/to/file", L"file", L"", NONE, L"/c:/path/to/file"},
