@@ -128,7 +128,7 @@ TEST(FilterObject, HasOnePinCalledOutput) {
     ASSERT_EQ(1u, count);
     ComPtr<IPin> pin;
     *pin.GetAddressOf() = found[0];
-    EXPECT_EQ(host.Pin(), pin);
+    EXPECT_EQ(host.Pin().Get(), pin.Get());
 
     PIN_INFO info{};
     ASSERT_EQ(S_OK, pin->QueryPinInfo(&info));
