@@ -4,76 +4,75 @@
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CBasePin.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 using Journal = std::vector<std::string>;
 
-// {7E570000-0000-0000-0000-000000000000}
 inline constexpr CLSID CLSID_TestFilter{0x7E570000, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
 
 // A complete media type; types of different numbers differ in their subtypes only.
 CMediaType TestType(unsigned char number);
-// The number of a TestType.
-unsigned char NumberOf(const AM_MEDIA_TYPE& type);
+inline unsigned char NumberOf(const AM_MEDIA_TYPE& type) {
+    return type.subtype.Data4[7];
+}
 
 class CTestPin final : public CBasePin {
 public:
-    CTestPin(CBaseFilter* filter, CCritSec* lock, const wchar_t* name, PIN_DIRECTION direction, Journal& journal);
+    CTestPin(CBaseFilter* filter, CCritSec* lock, const wchar_t* name, PIN_DIRECTION direction, Journal& journal)
+        : CBasePin(L"test pin", filter, lock, nullptr, name, direction), m_journal(journal) {}
 
-    HRESULT CheckConnect(IPin* pin) override;
-    HRESULT BreakConnect() override;
-    HRESULT CompleteConnect(IPin* receiver) override;
+    HRESULT CheckConnect(IPin* pin) override {
+        ++heldConnections;
+        return checkConnectResult == S_OK ? CBasePin::CheckConnect(pin) : checkConnectResult;
+    }
+    HRESULT BreakConnect() override { return --heldConnections, S_OK; }
+    HRESULT CompleteConnect(IPin*) override { return onComplete(), completeConnectResult; }
+    HRESULT SetMediaType(const CMediaType* type) override {
+        return FAILED(setMediaTypeResult) ? setMediaTypeResult : CBasePin::SetMediaType(type);
+    }
     HRESULT CheckMediaType(const CMediaType* type) override;
-    HRESULT SetMediaType(const CMediaType* type) override;
     HRESULT GetMediaType(int position, CMediaType* type) override;
-    HRESULT Active() override;
-    HRESULT Inactive() override;
-    HRESULT Run(REFERENCE_TIME start) override;
-    STDMETHODIMP BeginFlush() override;
-    STDMETHODIMP EndFlush() override;
+    HRESULT Active() override { return Note("active", activeResult); }
+    HRESULT Inactive() override { return Note("inactive", inactiveResult); }
+    HRESULT Run(REFERENCE_TIME start) override { return Note("run " + std::to_string(start), runResult); }
+    STDMETHODIMP BeginFlush() override { return S_OK; }
+    STDMETHODIMP EndFlush() override { return S_OK; }
 
-    using CBasePin::m_dRate;
-    using CBasePin::m_pQSink;
-    using CBasePin::m_tStart;
-    using CBasePin::m_tStop;
-    void TryMyTypesFirst() { m_bTryMyTypesFirst = true; }
+    void TryMyTypesFirst(bool mine) { m_bTryMyTypesFirst = mine; }
 
-    // What is offered, in this order; and what is accepted.
-    std::vector<unsigned char> offered;
-    std::vector<unsigned char> accepted;
+    std::vector<unsigned char> offered, accepted;
     // The answer to a type that is not accepted.
     HRESULT refusal = S_FALSE;
     // Any other code than S_OK is the answer of that method.
-    HRESULT checkConnectResult = S_OK;
-    HRESULT setMediaTypeResult = S_OK;
-    HRESULT completeConnectResult = S_OK;
-    HRESULT activeResult = S_OK;
-    HRESULT inactiveResult = S_OK;
-    HRESULT runResult = S_OK;
-
+    HRESULT checkConnectResult = S_OK, setMediaTypeResult = S_OK, completeConnectResult = S_OK;
+    HRESULT activeResult = S_OK, inactiveResult = S_OK, runResult = S_OK;
+    // Called while a connection is completed, and for each type that is asked for.
+    std::function<void()> onComplete = [] {};
+    std::function<void(int position)> onGetMediaType = [](int) {};
     // Calls of CheckConnect less those of BreakConnect.
     int heldConnections = 0;
 
 private:
-    HRESULT Note(const char* what, HRESULT result);
+    HRESULT Note(const std::string& what, HRESULT result) { return m_journal.push_back(what), result; }
 
     Journal& m_journal;
 };
 
 class CTestFilter final : public CBaseFilter {
 public:
-    explicit CTestFilter(IUnknown* outer = nullptr, HRESULT* phr = nullptr);
+    explicit CTestFilter(IUnknown* outer = nullptr, HRESULT* phr = nullptr)
+        : CBaseFilter(L"test filter", outer, &m_lock, CLSID_TestFilter, phr) {}
 
     CTestPin& AddPin(const wchar_t* name, PIN_DIRECTION direction);
     void RemovePins() { m_pins.clear(); }
-
-    [[nodiscard]] int GetPinCount() override;
-    [[nodiscard]] CBasePin* GetPin(int n) override;
-    [[nodiscard]] const AMOVIESETUP_FILTER* GetSetupData() override { return setupData; }
-
     CTestPin& Pin(int n) { return *m_pins.at(static_cast<size_t>(n)); }
+
+    [[nodiscard]] int GetPinCount() override { return static_cast<int>(m_pins.size()); }
+    [[nodiscard]] CBasePin* GetPin(int n) override { return n >= 0 && n < GetPinCount() ? &Pin(n) : nullptr; }
+    [[nodiscard]] const AMOVIESETUP_FILTER* GetSetupData() override { return setupData; }
 
     Journal journal;
     const AMOVIESETUP_FILTER* setupData = nullptr;
