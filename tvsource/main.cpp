@@ -70,6 +70,7 @@ public:
 int Run(std::vector<std::string> words) {
     CLI::App app(kDescription, "tvsource");
     app.require_subcommand(1);
+    app.allow_windows_style_options(false);  // "/folder/file" is a name here
     Arguments arguments;
 
     CLI::App* play = AddCommand(app, arguments, "play",

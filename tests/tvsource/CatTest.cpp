@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace {
@@ -36,6 +37,18 @@ std::vector<std::wstring> With(std::vector<std::wstring> options, const std::wst
     return options;
 }
 
+// The folder that relative names start from, until this object goes.
+class CCurrentFolder final {
+public:
+    explicit CCurrentFolder(const std::filesystem::path& folder) { std::filesystem::current_path(folder); }
+    CCurrentFolder(const CCurrentFolder&) = delete;
+    CCurrentFolder& operator=(const CCurrentFolder&) = delete;
+    ~CCurrentFolder() { std::filesystem::current_path(m_before); }
+
+private:
+    const std::filesystem::path m_before = std::filesystem::current_path();
+};
+
 }  // namespace
 
 TEST(Cat, EveryMediaFileComesOutByteByByte) {
@@ -65,6 +78,28 @@ TEST(Cat, RangesComeOutAsTheyStandInTheFile) {
         EXPECT_EQ(0u, fromUnknown.exitCode);
         EXPECT_TRUE(expected == fromUnknown.out) << fromUnknown.out.size();
     }
+}
+
+TEST(Cat, NamesMayBeWrittenInAnyOfWindowsWays) {
+    CScratchFolder folder;
+    const std::wstring full = folder.Write(L"-name.bin", "found");
+    std::wstring slashes = full;
+    std::replace(slashes.begin(), slashes.end(), L'\\', L'/');
+    const std::vector<std::wstring> kNames[] = {
+        {full},
+        {slashes},
+        {L"--", full},
+        {L"file:///" + slashes},
+    };
+    const CCurrentFolder current(folder.Path());
+    for (const auto& name : kNames) {
+        const HostRun run = RunWithFilter(L"cat", name);
+        EXPECT_EQ("found", run.out) << run.err.c_str();
+    }
+    EXPECT_EQ("found", RunWithFilter(L"cat", {L"--", L"-name.bin"}).out);
+    // As the build names it: a path that begins with a slash, and yet no option.
+    const std::wstring media = std::filesystem::path(TV_TEST_MEDIA "/tone.mp3").wstring();
+    EXPECT_EQ(BytesOf(media), RunWithFilter(L"cat", {media}).out);
 }
 
 TEST(Cat, AnOffsetAtOrBehindTheEndGivesNothing) {
