@@ -38,7 +38,7 @@ void CReport::Add(const Row& row) const {
 
 void CReport::BeginSteps(const std::string& title, double whole) {
     m_whole = whole;
-    std::printf("\n%s\n%-62s %11s %8s\n", title.c_str(), "", "us", "share");
+    std::printf("\n%s\n%-62s %11s %8s\n", title.c_str(), "(steps overlap; they need not add up)", "us", "share");
 }
 
 void CReport::AddStep(const std::string& what, double time) const {

@@ -2,14 +2,16 @@
 #include "bench/Benches.h"
 #include "bench/CBareFile.h"
 #include "bench/CFilterSource.h"
+#include "bench/CPageBuffer.h"
+#include "bench/Positions.h"
 #include "bench/Timing.h"
 #include "framework/streams/TKFStreams.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 using Microsoft::WRL::ComPtr;
 
@@ -26,44 +28,6 @@ struct Contenders {
     CBareFile readFile;
 };
 
-// Reads on and on, and from the start again where the file ends.
-class CSequentialReads final {
-public:
-    CSequentialReads(CContender& contender, LONG bytes, BYTE* buffer) noexcept
-        : m_contender(contender), m_bytes(bytes), m_buffer(buffer) {}
-
-    void operator()() {
-        if (m_position + m_bytes > kBenchFileBytes)
-            m_position = 0;
-        m_contender.ReadAt(m_position, m_bytes, m_buffer);
-        m_position += m_bytes;
-    }
-
-private:
-    CContender& m_contender;
-    const LONG m_bytes;
-    BYTE* const m_buffer;
-    LONGLONG m_position = 0;
-};
-
-// The same positions in the same order for every contender.
-class CRandomReads final {
-public:
-    CRandomReads(CContender& contender, BYTE* buffer) noexcept : m_contender(contender), m_buffer(buffer) {}
-
-    void operator()() { m_contender.ReadAt(NextPosition(), kRandomReadBytes, m_buffer); }
-
-    LONGLONG NextPosition() noexcept {
-        constexpr ULONGLONG kPlaces = kBenchFileBytes / kRandomReadBytes;
-        return static_cast<LONGLONG>(Scrambled(m_index++) % kPlaces) * kRandomReadBytes;
-    }
-
-private:
-    CContender& m_contender;
-    BYTE* const m_buffer;
-    ULONGLONG m_index = 0;
-};
-
 std::string SizeText(LONG bytes) {
     if (bytes % kMiB == 0)
         return std::to_string(bytes / kMiB) + " MiB";
@@ -73,26 +37,35 @@ std::string SizeText(LONG bytes) {
 // A fast contender that reads the wrong bytes is no contender. The whole file has been read afterwards, so that the
 // measurements find it in memory.
 void CheckContents(CContender& contender, const char* name) {
-    std::vector<BYTE> buffer(kMiB);
+    const CPageBuffer buffer(kMiB);
     const auto check = [&](LONGLONG position, LONG bytes) {
-        contender.ReadAt(position, bytes, buffer.data());
-        if (!CBenchFile::Matches(position, {buffer.data(), static_cast<std::size_t>(bytes)}))
+        contender.ReadAt(position, bytes, buffer.Get());
+        if (!CBenchFile::Matches(position, {buffer.Get(), static_cast<std::size_t>(bytes)}))
             throw std::runtime_error(std::string(name) + " reads wrong bytes at " + std::to_string(position));
     };
-    CRandomReads random(contender, buffer.data());
+    CRandomPositions random(0, kRandomReadBytes);
     for (int i = 0; i < 100; ++i)
-        check(random.NextPosition(), kRandomReadBytes);
+        check(random.Next(), kRandomReadBytes);
     for (LONGLONG position = 0; position < kBenchFileBytes; position += kMiB)
         check(position, kMiB);
+}
+
+// The best times of our filter, the stock source and ReadFile, each reading at positions of its own.
+template <class Positions>
+std::array<double, 3> BestReadTimes(Contenders& contenders, LONG bytes, BYTE* buffer) {
+    const auto reads = [&](CContender& contender, int lane) {
+        return [&contender, positions = Positions(lane, bytes), bytes, buffer]() mutable {
+            contender.ReadAt(positions.Next(), bytes, buffer);
+        };
+    };
+    return BestTimes(reads(contenders.ours, 0), reads(contenders.stock, 1), reads(contenders.readFile, 2));
 }
 
 void BenchSequentialReads(CReport& report, Contenders& contenders, BYTE* buffer) {
     double worstToStock = std::numeric_limits<double>::infinity();
     double worstToReadFile = std::numeric_limits<double>::infinity();
     for (const LONG bytes : {64L, kPacketBytes, kKiB, 4 * kKiB, 32 * kKiB, 128 * kKiB, kMiB, 4 * kMiB}) {
-        const auto [ours, stock, readFile] = BestTimes(CSequentialReads(contenders.ours, bytes, buffer),
-                                                       CSequentialReads(contenders.stock, bytes, buffer),
-                                                       CSequentialReads(contenders.readFile, bytes, buffer));
+        const auto [ours, stock, readFile] = BestReadTimes<CSequentialPositions>(contenders, bytes, buffer);
         report.Add({"sequential read, " + SizeText(bytes), ours, stock, readFile, bytes});
         if (bytes <= 4 * kKiB)
             worstToStock = std::min(worstToStock, stock / ours);
@@ -154,11 +127,9 @@ void BenchReads(CReport& report, const CFilterLibrary& library, const CBenchFile
     CheckContents(contenders.stock, "the stock file source");
     CheckContents(contenders.ours, "our filter");
 
-    std::vector<BYTE> buffer(4 * kMiB);
-    BenchSequentialReads(report, contenders, buffer.data());
-    const auto [ours, stock, readFile] =
-        BestTimes(CRandomReads(contenders.ours, buffer.data()), CRandomReads(contenders.stock, buffer.data()),
-                  CRandomReads(contenders.readFile, buffer.data()));
+    const CPageBuffer buffer(4 * kMiB);
+    BenchSequentialReads(report, contenders, buffer.Get());
+    const auto [ours, stock, readFile] = BestReadTimes<CRandomPositions>(contenders, kRandomReadBytes, buffer.Get());
     report.Add({"random read, 4 KiB over 256 MiB", ours, stock, readFile, kRandomReadBytes});
     BenchSeeks(report, contenders.ours, file);
 }

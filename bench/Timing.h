@@ -36,11 +36,13 @@ private:
     LONGLONG m_start;
 };
 
-// The time of one call, from as many calls as fill some 20 milliseconds. The clock is read after 1, 2, 4, ... further
-// calls, so that it doesn't weigh on operations of a few nanoseconds.
+// The time of one call, from as many calls as fill some two milliseconds: less than the system gives to one process
+// before it turns to the next, so that there are rounds which nobody disturbs. The clock is read after 1, 2, 4, ...
+// further calls, so that it doesn't weigh on operations of a few nanoseconds.
 template <class Operation>
 [[nodiscard]] double TimePerCall(Operation& operation) {
-    constexpr double kEnough = 20'000;
+    constexpr double kEnough = 2'000;
+    ::Sleep(1);  // begins with a fresh share of the processor, whatever the contender before has used up
     long long calls = 0;
     double elapsed = 0;
     const CStopwatch watch;
@@ -56,7 +58,7 @@ template <class Operation>
 // The best time of one call of each operation, in the order of the arguments.
 template <class... Operations>
 [[nodiscard]] auto BestTimes(Operations&&... operations) {
-    constexpr int kRounds = 9;
+    constexpr int kRounds = 80;
     std::array<double, sizeof...(operations)> best;
     best.fill(std::numeric_limits<double>::infinity());
     for (int round = 0; round < kRounds; ++round) {
