@@ -24,8 +24,6 @@ echo 'Building ...'
   { cat "$log" >&2; exit 1; }
 
 wine=build/win64/wine.sh
-# Wine speaks of a missing sound card at length; without a sound driver it does not look for one.
-"$wine" reg add 'HKCU\Software\Wine\Drivers' /v Audio /d '' /f >/dev/null 2>&1
 echo 'Registering the filter ...'
 "$wine" regsvr32 /s build/win64/bin/TvFileSourceAsync.dll || { echo 'demo: regsvr32 failed' >&2; exit 1; }
 
