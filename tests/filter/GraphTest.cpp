@@ -134,6 +134,10 @@ std::vector<std::string> Deliver(IBaseFilter* source, REFCLSID parserClass) {
 
 TEST(GraphTest, ParsersGiveTheSameStreamsAsFromTheStockSource) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
+    ComPtr<IBaseFilter> parser;
+    if (FAILED(::CoCreateInstance(kGenericParser, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&parser))))
+        GTEST_SKIP() << "no parsers: the platform's media library lacks programs of this bitness";
+    parser.Reset();
     struct Row {
         const char* file;
         CLSID parser;
