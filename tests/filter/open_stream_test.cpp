@@ -2,7 +2,9 @@
 #include "diagnostics/CDiagnosticRegistration.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "filter/CCustomFileSourcePin.h"
+#include "framework/com/CTaskMem.h"
 #include "tests/filter/CFilterHost.h"
+#include "tests/filter/CInnerFilter.h"
 #include "tests/filter/LoggedLines.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CScriptedStream.h"
@@ -44,7 +46,7 @@ TEST(OpenStream, ReportsTheStreamsOwnNameAndLogsIt) {
     } const cases[] = {{"a name", {}, L"scripted"},
                        {"no name", {.nothing = true}, kNoName},
                        {"no answer", {.result = E_ACCESSDENIED}, kNoName},
-                       {"an exception", {.throws = true}, kNoName}};
+                       {"not implemented", {.result = E_NOTIMPL}, kNoName}};
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         const CPublishedLogger logger;
@@ -65,6 +67,8 @@ TEST(OpenStream, ReportsTheStreamsOwnNameAndLogsIt) {
     }
 }
 
+// In one module with the stream: an exception of another module's on x86 meets no handler in this one, whatever it
+// does.
 TEST(OpenStream, SurvivesAnyFailureOfTheStreamAndTakesTheNextOne) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
     struct {
@@ -73,26 +77,35 @@ TEST(OpenStream, SurvivesAnyFailureOfTheStreamAndTakesTheNextOne) {
         int nth;
         CScriptedStream::Step step;
         HRESULT result;
+        const wchar_t* name;
     } const cases[] = {
-        {"the name throws", CScriptedStream::kStat, 0, {.throws = true}, S_OK},
-        {"the position can't be told", CScriptedStream::kSeek, 0, {.result = STG_E_SEEKERROR}, S_OK},
-        {"the position throws", CScriptedStream::kSeek, 0, {.throws = true}, S_OK},
-        {"the size can't be told", CScriptedStream::kStat, 1, {.result = STG_E_ACCESSDENIED}, STG_E_ACCESSDENIED},
+        {"the name throws", CScriptedStream::kStat, 0, {.throws = true}, S_OK, kNoName},
+        {"the position can't be told", CScriptedStream::kSeek, 0, {.result = STG_E_SEEKERROR}, S_OK, L"scripted"},
+        {"the position throws", CScriptedStream::kSeek, 0, {.throws = true}, S_OK, L"scripted"},
+        {"the size can't be told",
+         CScriptedStream::kStat,
+         1,
+         {.result = STG_E_ACCESSDENIED},
+         STG_E_ACCESSDENIED,
+         L"scripted"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         CScriptedStream source("0123456789");
         source.On(row.kind, row.nth, row.step);
         const AM_MEDIA_TYPE type = WaveType();
-        CFilterHost host;
-        ASSERT_EQ(S_OK, host.Create());
-        ASSERT_EQ(S_OK, host.As<IDataFlowControl>()->EnableDataFlow());
-        EXPECT_EQ(row.result, host.As<ITavelIStreamFileSource>()->OpenStream(&source, &type));
-        EXPECT_EQ(S_OK, host.As<ITavelIStreamFileSource>()->OpenStream(&source, &type));
-        BYTE bytes[5]{};
-        EXPECT_EQ(S_OK, host.Reader()->SyncRead(3, 4, bytes));
-        EXPECT_STREQ("3456", reinterpret_cast<char*>(bytes));
-        EXPECT_EQ(0u, host.Release());
+        {
+            CInnerFilter filter;
+            ASSERT_EQ(S_OK, filter->EnableDataFlow());
+            EXPECT_EQ(row.result, filter->OpenStream(&source, &type));
+            CTaskMem<wchar_t> name;
+            EXPECT_EQ(S_OK, filter->GetCurFile(name.Put(), nullptr));
+            EXPECT_STREQ(row.name, name.Get());
+            EXPECT_EQ(S_OK, filter->OpenStream(&source, &type));
+            BYTE bytes[5]{};
+            EXPECT_EQ(S_OK, filter.Pin().SyncRead(3, 4, bytes));
+            EXPECT_STREQ("3456", reinterpret_cast<char*>(bytes));
+        }
         EXPECT_EQ(0u, source.References());
     }
 }

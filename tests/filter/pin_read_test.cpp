@@ -1,6 +1,5 @@
 // The pin's synchronous reads: every way in which a source or a sample can fail one, what the caller, the log and the
 // graph get to know of it, and that the next read is none the worse.
-#include "tests/filter/CFilterHost.h"
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/LoggedLines.h"
 #include "tests/support/CScriptedStream.h"
@@ -367,22 +366,18 @@ TEST(PinSyncRead, NeverFailsAParserWhateverTheSourceDoes) {
         for (const bool throws : {false, true}) {
             SCOPED_TRACE(throws ? "throws" : "fails");
             Stream source(std::string(300'000, 'x') + "abcd");  // more than the buffer takes
-            CFakeGraph graph;
-            CFilterHost host;
-            ASSERT_EQ(S_OK, host.Create());
-            ASSERT_EQ(S_OK, host.As<IBaseFilter>()->JoinFilterGraph(&graph, L"source"));
-            ASSERT_EQ(S_OK, host.As<IDataFlowControl>()->EnableDataFlow());
+            CInnerFilter filter;
+            ASSERT_EQ(S_OK, filter->EnableDataFlow());
             AM_MEDIA_TYPE type{};
-            ASSERT_EQ(S_OK, host.As<ITavelIStreamFileSource>()->OpenStream(&source, &type));
+            ASSERT_EQ(S_OK, filter->OpenStream(&source, &type));
             source.On(kind, 0, {.result = STG_E_READFAULT, .throws = throws});
             BYTE bytes[5]{};
-            EXPECT_EQ(S_FALSE, host.Reader()->SyncRead(300'000, 4, bytes));
-            EXPECT_EQ(std::vector{Abort(S_OK)}, graph.TakeEvents());
-            EXPECT_EQ(S_OK, host.Reader()->SyncRead(300'000, 4, bytes));
+            EXPECT_EQ(S_FALSE, filter.Pin().SyncRead(300'000, 4, bytes));
+            EXPECT_EQ(std::vector{Abort(S_OK)}, filter.graph.TakeEvents());
+            EXPECT_EQ(S_OK, filter.Pin().SyncRead(300'000, 4, bytes));
             EXPECT_STREQ("abcd", reinterpret_cast<char*>(bytes));
-            EXPECT_EQ(S_FALSE, host.Reader()->SyncRead(0, 4, nullptr));
-            EXPECT_EQ(S_OK, host.Reader()->SyncRead(0, 4, bytes));
-            EXPECT_EQ(S_OK, host.As<IBaseFilter>()->JoinFilterGraph(nullptr, nullptr));
+            EXPECT_EQ(S_FALSE, filter.Pin().SyncRead(0, 4, nullptr));
+            EXPECT_EQ(S_OK, filter.Pin().SyncRead(0, 4, bytes));
         }
     }
 }
