@@ -2,6 +2,7 @@
 
 #include "baseclasses/CBasePin.h"
 #include "baseclasses/CEnumPins.h"
+#include "baseclasses/NoThrow.h"
 
 #include <evcode.h>
 
@@ -13,8 +14,7 @@ using Microsoft::WRL::ComPtr;
 CBaseFilter::CBaseFilter(const wchar_t* name, IUnknown* outer, CCritSec* lock, REFCLSID clsid, HRESULT*) noexcept
     : CUnknown(name, outer), m_pLock(lock), m_clsid(clsid) {}
 
-STDMETHODIMP
-CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+STDMETHODIMP CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
     if (riid == __uuidof(IBaseFilter) || riid == __uuidof(IMediaFilter) || riid == __uuidof(IPersist))
         return GetInterface(static_cast<IBaseFilter*>(this), ppv);
     if (riid == __uuidof(IAMovieSetup))
@@ -22,8 +22,7 @@ CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
 }
 
-STDMETHODIMP
-CBaseFilter::GetClassID(CLSID* clsid) {
+STDMETHODIMP CBaseFilter::GetClassID(CLSID* clsid) {
     if (!clsid)
         return E_POINTER;
     *clsid = m_clsid;
@@ -47,8 +46,7 @@ HRESULT CBaseFilter::TellConnectedPins(bool stopAtFailure, Tell tell) {
     return result;
 }
 
-STDMETHODIMP
-CBaseFilter::Stop() {
+STDMETHODIMP CBaseFilter::Stop() {
     const CAutoLock lock(m_pLock);
     HRESULT hr = S_OK;
     if (!IsStopped())
@@ -57,8 +55,7 @@ CBaseFilter::Stop() {
     return hr;
 }
 
-STDMETHODIMP
-CBaseFilter::Pause() {
+STDMETHODIMP CBaseFilter::Pause() {
     const CAutoLock lock(m_pLock);
     if (IsStopped()) {
         int activated = 0;
@@ -77,8 +74,7 @@ CBaseFilter::Pause() {
     return S_OK;
 }
 
-STDMETHODIMP
-CBaseFilter::Run(REFERENCE_TIME start) {
+STDMETHODIMP CBaseFilter::Run(REFERENCE_TIME start) {
     const CAutoLock lock(m_pLock);
     if (IsStopped()) {
         const HRESULT hr = Pause();
@@ -94,16 +90,14 @@ CBaseFilter::Run(REFERENCE_TIME start) {
     return S_OK;
 }
 
-STDMETHODIMP
-CBaseFilter::GetState(DWORD, FILTER_STATE* state) {
+STDMETHODIMP CBaseFilter::GetState(DWORD, FILTER_STATE* state) {
     if (!state)
         return E_POINTER;
     *state = m_state;
     return S_OK;
 }
 
-STDMETHODIMP
-CBaseFilter::SetSyncSource(IReferenceClock* clock) {
+STDMETHODIMP CBaseFilter::SetSyncSource(IReferenceClock* clock) {
     ComPtr<IReferenceClock> previous = clock;
     // The old clock is released after the lock: its last release may do anything.
     const CAutoLock lock(m_pLock);
@@ -111,24 +105,21 @@ CBaseFilter::SetSyncSource(IReferenceClock* clock) {
     return S_OK;
 }
 
-STDMETHODIMP
-CBaseFilter::GetSyncSource(IReferenceClock** clock) {
+STDMETHODIMP CBaseFilter::GetSyncSource(IReferenceClock** clock) {
     if (!clock)
         return E_POINTER;
     const CAutoLock lock(m_pLock);
     return m_clock.CopyTo(clock);
 }
 
-STDMETHODIMP
-CBaseFilter::EnumPins(IEnumPins** enumerator) {
+STDMETHODIMP CBaseFilter::EnumPins(IEnumPins** enumerator) {
     if (!enumerator)
         return E_POINTER;
     *enumerator = new (std::nothrow) CEnumPins(this);
     return *enumerator ? S_OK : E_OUTOFMEMORY;
 }
 
-STDMETHODIMP
-CBaseFilter::FindPin(LPCWSTR id, IPin** pin) {
+STDMETHODIMP CBaseFilter::FindPin(LPCWSTR id, IPin** pin) {
     if (!pin)
         return E_POINTER;
     *pin = nullptr;
@@ -147,8 +138,7 @@ CBaseFilter::FindPin(LPCWSTR id, IPin** pin) {
     return VFW_E_NOT_FOUND;
 }
 
-STDMETHODIMP
-CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
+STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
     if (!info)
         return E_POINTER;
     const CAutoLock lock(m_pLock);
@@ -159,33 +149,28 @@ CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
     return S_OK;
 }
 
-STDMETHODIMP
-CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
+STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
     const CAutoLock lock(m_pLock);
     ComPtr<IMediaEventSink> sink;
-    if (graph)
-        graph->QueryInterface(__uuidof(IMediaEventSink), &sink);
+    (void)NoThrow([&] { return graph ? graph->QueryInterface(__uuidof(IMediaEventSink), &sink) : S_OK; });
     m_graph = graph;
     m_sink = sink.Get();
     ::lstrcpynW(m_name, name ? name : L"", MAX_FILTER_NAME);
     return S_OK;
 }
 
-STDMETHODIMP
-CBaseFilter::QueryVendorInfo(LPWSTR* vendorInfo) {
+STDMETHODIMP CBaseFilter::QueryVendorInfo(LPWSTR* vendorInfo) {
     if (vendorInfo)
         *vendorInfo = nullptr;
     return E_NOTIMPL;
 }
 
-STDMETHODIMP
-CBaseFilter::Register() {
+STDMETHODIMP CBaseFilter::Register() {
     const AMOVIESETUP_FILTER* const setup = GetSetupData();
     return setup ? AMovieSetupFilter(*setup, TRUE) : S_FALSE;
 }
 
-STDMETHODIMP
-CBaseFilter::Unregister() {
+STDMETHODIMP CBaseFilter::Unregister() {
     const AMOVIESETUP_FILTER* const setup = GetSetupData();
     return setup ? AMovieSetupFilter(*setup, FALSE) : S_FALSE;
 }

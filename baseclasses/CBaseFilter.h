@@ -25,53 +25,38 @@ public:
     CBaseFilter(const wchar_t* name, IUnknown* outer, CCritSec* lock, REFCLSID clsid, HRESULT* phr = nullptr) noexcept;
 
     DECLARE_IUNKNOWN
-    STDMETHODIMP
-    NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
     // IPersist
-    STDMETHODIMP
-    GetClassID(CLSID* clsid) override;
+    STDMETHODIMP GetClassID(CLSID* clsid) override;
 
     // IMediaFilter
     // Each tells every connected pin. The first failure of a pin is the result; Stop goes on to the other pins and
     // stops the filter all the same, Pause takes back what it began, and Run stays where it is.
-    STDMETHODIMP
-    Stop() override;
-    STDMETHODIMP
-    Pause() override;
+    STDMETHODIMP Stop() override;
+    STDMETHODIMP Pause() override;
     // A stopped filter is paused first. `start`: stream time 0 on the clock, in 100 ns.
-    STDMETHODIMP
-    Run(REFERENCE_TIME start) override;
+    STDMETHODIMP Run(REFERENCE_TIME start) override;
     // Changes of state are complete when they return, so this never waits.
-    STDMETHODIMP
-    GetState(DWORD timeoutMs, FILTER_STATE* state) override;
-    STDMETHODIMP
-    SetSyncSource(IReferenceClock* clock) override;
+    STDMETHODIMP GetState(DWORD timeoutMs, FILTER_STATE* state) override;
+    STDMETHODIMP SetSyncSource(IReferenceClock* clock) override;
     // Without a clock the result is S_OK and null.
-    STDMETHODIMP
-    GetSyncSource(IReferenceClock** clock) override;
+    STDMETHODIMP GetSyncSource(IReferenceClock** clock) override;
 
     // IBaseFilter
-    STDMETHODIMP
-    EnumPins(IEnumPins** enumerator) override;
+    STDMETHODIMP EnumPins(IEnumPins** enumerator) override;
     // VFW_E_NOT_FOUND: no pin has this name.
-    STDMETHODIMP
-    FindPin(LPCWSTR id, IPin** pin) override;
+    STDMETHODIMP FindPin(LPCWSTR id, IPin** pin) override;
     // A name that is longer than FILTER_INFO has room for is cut off.
-    STDMETHODIMP
-    QueryFilterInfo(FILTER_INFO* info) override;
+    STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override;
     // A null `graph` means that the filter leaves its graph.
-    STDMETHODIMP
-    JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
-    STDMETHODIMP
-    QueryVendorInfo(LPWSTR* vendorInfo) override;
+    STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
+    STDMETHODIMP QueryVendorInfo(LPWSTR* vendorInfo) override;
 
     // IAMovieSetup
     // S_FALSE: the filter has no setup record.
-    STDMETHODIMP
-    Register() override;
-    STDMETHODIMP
-    Unregister() override;
+    STDMETHODIMP Register() override;
+    STDMETHODIMP Unregister() override;
 
     [[nodiscard]] virtual int GetPinCount() = 0;
     // No reference is added. Null: there is no pin `n`, counted from 0.

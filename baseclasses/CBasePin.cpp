@@ -2,6 +2,7 @@
 
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CEnumMediaTypes.h"
+#include "baseclasses/NoThrow.h"
 
 #include <new>
 
@@ -33,8 +34,7 @@ CBasePin::CBasePin(const wchar_t* objectName, CBaseFilter* filter, CCritSec* loc
         *phr = E_OUTOFMEMORY;
 }
 
-STDMETHODIMP
-CBasePin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+STDMETHODIMP CBasePin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
     if (riid == __uuidof(IPin))
         return GetInterface(static_cast<IPin*>(this), ppv);
     if (riid == __uuidof(IQualityControl))
@@ -50,8 +50,7 @@ STDMETHODIMP_(ULONG) CBasePin::NonDelegatingRelease() {
     return m_pFilter->Release();
 }
 
-STDMETHODIMP
-CBasePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
+STDMETHODIMP CBasePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
     if (!receiver)
         return E_POINTER;
     CMediaType requested;
@@ -66,11 +65,10 @@ CBasePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
         return hr;
     if (type && !requested.IsPartiallySpecified())
         return MakeConnection(receiver, requested, true);
-    return AgreeMediaType(receiver, type ? &requested : nullptr);
+    return NoThrow([&] { return AgreeMediaType(receiver, type ? &requested : nullptr); });
 }
 
-STDMETHODIMP
-CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
+STDMETHODIMP CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
     if (!connector || !type)
         return E_POINTER;
     CMediaType proposed;
@@ -82,8 +80,7 @@ CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
     return FAILED(hr) ? hr : MakeConnection(connector, proposed, false);
 }
 
-STDMETHODIMP
-CBasePin::Disconnect() {
+STDMETHODIMP CBasePin::Disconnect() {
     // The last release of the peer, which may end its whole filter, comes after the lock.
     ComPtr<IPin> peer;
     const CAutoLock lock(m_pLock);
@@ -91,7 +88,7 @@ CBasePin::Disconnect() {
         return VFW_E_NOT_STOPPED;
     if (!m_connected)
         return S_FALSE;
-    const HRESULT hr = BreakConnect();
+    const HRESULT hr = NoThrow([&] { return BreakConnect(); });
     if (FAILED(hr))
         return hr;
     peer = m_connected;
@@ -153,26 +150,26 @@ HRESULT CBasePin::AcceptMediaType(const CMediaType& type) {
 }
 
 HRESULT CBasePin::MakeConnection(IPin* peer, const CMediaType& type, bool initiator) {
-    HRESULT hr = CheckConnect(peer);
-    if (SUCCEEDED(hr))
-        hr = AcceptMediaType(type);
-    if (SUCCEEDED(hr)) {
+    bool received = false;
+    const HRESULT hr = NoThrow([&] {
+        HRESULT result = CheckConnect(peer);
+        if (SUCCEEDED(result))
+            result = AcceptMediaType(type);
+        if (FAILED(result))
+            return result;
         // Before the peer is asked, which may want to know to whom it is being connected.
         SetConnection(peer);
-        hr = SetMediaType(&type);
-    }
-    bool received = false;
-    if (SUCCEEDED(hr) && initiator) {
-        hr = peer->ReceiveConnection(this, &type);
-        received = SUCCEEDED(hr);
-    }
-    if (SUCCEEDED(hr))
-        hr = CompleteConnect(peer);
+        result = SetMediaType(&type);
+        if (SUCCEEDED(result) && initiator) {
+            result = peer->ReceiveConnection(this, &type);
+            received = SUCCEEDED(result);
+        }
+        return SUCCEEDED(result) ? CompleteConnect(peer) : result;
+    });
     if (SUCCEEDED(hr))
         return S_OK;
-    if (received)
-        peer->Disconnect();
-    BreakConnect();
+    (void)NoThrow([&] { return received ? peer->Disconnect() : S_OK; });
+    (void)NoThrow([&] { return BreakConnect(); });
     SetConnection(nullptr);
     return hr;
 }
@@ -196,8 +193,7 @@ bool CBasePin::IsStopped() const noexcept {
     return m_pFilter->IsStopped();
 }
 
-STDMETHODIMP
-CBasePin::ConnectedTo(IPin** pin) {
+STDMETHODIMP CBasePin::ConnectedTo(IPin** pin) {
     if (!pin)
         return E_POINTER;
     const CAutoLock lock(&m_connectionLock);
@@ -205,8 +201,7 @@ CBasePin::ConnectedTo(IPin** pin) {
     return *pin ? S_OK : VFW_E_NOT_CONNECTED;
 }
 
-STDMETHODIMP
-CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
+STDMETHODIMP CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
     if (!type)
         return E_POINTER;
     const CAutoLock lock(&m_connectionLock);
@@ -216,8 +211,7 @@ CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
     return VFW_E_NOT_CONNECTED;
 }
 
-STDMETHODIMP
-CBasePin::QueryPinInfo(PIN_INFO* info) {
+STDMETHODIMP CBasePin::QueryPinInfo(PIN_INFO* info) {
     if (!info)
         return E_POINTER;
     info->pFilter = m_pFilter;
@@ -227,24 +221,21 @@ CBasePin::QueryPinInfo(PIN_INFO* info) {
     return S_OK;
 }
 
-STDMETHODIMP
-CBasePin::QueryDirection(PIN_DIRECTION* direction) {
+STDMETHODIMP CBasePin::QueryDirection(PIN_DIRECTION* direction) {
     if (!direction)
         return E_POINTER;
     *direction = m_direction;
     return S_OK;
 }
 
-STDMETHODIMP
-CBasePin::QueryId(LPWSTR* id) {
+STDMETHODIMP CBasePin::QueryId(LPWSTR* id) {
     if (!id)
         return E_POINTER;
     *id = CopyTaskText(Name()).release();
     return *id ? S_OK : E_OUTOFMEMORY;
 }
 
-STDMETHODIMP
-CBasePin::QueryAccept(const AM_MEDIA_TYPE* type) {
+STDMETHODIMP CBasePin::QueryAccept(const AM_MEDIA_TYPE* type) {
     if (!type)
         return E_POINTER;
     CMediaType proposed;
@@ -254,39 +245,33 @@ CBasePin::QueryAccept(const AM_MEDIA_TYPE* type) {
     return CheckMediaType(&proposed) == S_OK ? S_OK : S_FALSE;
 }
 
-STDMETHODIMP
-CBasePin::EnumMediaTypes(IEnumMediaTypes** enumerator) {
+STDMETHODIMP CBasePin::EnumMediaTypes(IEnumMediaTypes** enumerator) {
     if (!enumerator)
         return E_POINTER;
     *enumerator = new (std::nothrow) CEnumMediaTypes(this);
     return *enumerator ? S_OK : E_OUTOFMEMORY;
 }
 
-STDMETHODIMP
-CBasePin::QueryInternalConnections(IPin**, ULONG*) {
+STDMETHODIMP CBasePin::QueryInternalConnections(IPin**, ULONG*) {
     return E_NOTIMPL;
 }
 
-STDMETHODIMP
-CBasePin::EndOfStream() {
+STDMETHODIMP CBasePin::EndOfStream() {
     return S_OK;
 }
 
-STDMETHODIMP
-CBasePin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
+STDMETHODIMP CBasePin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
     m_tStart = start;
     m_tStop = stop;
     m_dRate = rate;
     return S_OK;
 }
 
-STDMETHODIMP
-CBasePin::Notify(IBaseFilter*, Quality) {
+STDMETHODIMP CBasePin::Notify(IBaseFilter*, Quality) {
     return E_NOTIMPL;
 }
 
-STDMETHODIMP
-CBasePin::SetSink(IQualityControl* sink) {
+STDMETHODIMP CBasePin::SetSink(IQualityControl* sink) {
     const CAutoLock lock(m_pLock);
     m_pQSink = sink;
     return S_OK;

@@ -30,8 +30,7 @@ public:
              PIN_DIRECTION direction) noexcept;
 
     DECLARE_IUNKNOWN
-    STDMETHODIMP
-    NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
     STDMETHODIMP_(ULONG) NonDelegatingAddRef() override;
     STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
 
@@ -42,52 +41,35 @@ public:
     // VFW_E_NO_ACCEPTABLE_TYPES: no type of the lists would do, and no attempt gave a more telling reason.
     // VFW_E_TYPE_NOT_ACCEPTED: this pin refuses the one type that was to be tried.
     // After any failure the pin is as it was before.
-    STDMETHODIMP
-    Connect(IPin* receiver, const AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP Connect(IPin* receiver, const AM_MEDIA_TYPE* type) override;
     // Failures as for Connect.
-    STDMETHODIMP
-    ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
     // S_FALSE: there was no connection.  VFW_E_NOT_STOPPED.
-    STDMETHODIMP
-    Disconnect() override;
+    STDMETHODIMP Disconnect() override;
     // VFW_E_NOT_CONNECTED, and null.
-    STDMETHODIMP
-    ConnectedTo(IPin** pin) override;
+    STDMETHODIMP ConnectedTo(IPin** pin) override;
     // VFW_E_NOT_CONNECTED, and a type that is empty.
-    STDMETHODIMP
-    ConnectionMediaType(AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* type) override;
     // A name that is longer than PIN_INFO has room for is cut off.
-    STDMETHODIMP
-    QueryPinInfo(PIN_INFO* info) override;
-    STDMETHODIMP
-    QueryDirection(PIN_DIRECTION* direction) override;
-    STDMETHODIMP
-    QueryId(LPWSTR* id) override;
+    STDMETHODIMP QueryPinInfo(PIN_INFO* info) override;
+    STDMETHODIMP QueryDirection(PIN_DIRECTION* direction) override;
+    STDMETHODIMP QueryId(LPWSTR* id) override;
     // S_FALSE: the type is refused, for whatever reason.
-    STDMETHODIMP
-    QueryAccept(const AM_MEDIA_TYPE* type) override;
-    STDMETHODIMP
-    EnumMediaTypes(IEnumMediaTypes** enumerator) override;
+    STDMETHODIMP QueryAccept(const AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** enumerator) override;
     // E_NOTIMPL: every input leads to every output.
-    STDMETHODIMP
-    QueryInternalConnections(IPin** pins, ULONG* count) override;
-    STDMETHODIMP
-    EndOfStream() override;
-    STDMETHODIMP
-    BeginFlush() override = 0;
-    STDMETHODIMP
-    EndFlush() override = 0;
+    STDMETHODIMP QueryInternalConnections(IPin** pins, ULONG* count) override;
+    STDMETHODIMP EndOfStream() override;
+    STDMETHODIMP BeginFlush() override = 0;
+    STDMETHODIMP EndFlush() override = 0;
     // Times in 100 ns.
-    STDMETHODIMP
-    NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
+    STDMETHODIMP NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
 
     // IQualityControl
     // E_NOTIMPL: a pin that can adapt its quality overrides this.
-    STDMETHODIMP
-    Notify(IBaseFilter* self, Quality quality) override;
+    STDMETHODIMP Notify(IBaseFilter* self, Quality quality) override;
     // The sink is not counted.
-    STDMETHODIMP
-    SetSink(IQualityControl* sink) override;
+    STDMETHODIMP SetSink(IQualityControl* sink) override;
 
     // May this pin be connected to `pin`? VFW_E_INVALID_DIRECTION: both point the same way. What an override acquires
     // here it gives back in BreakConnect().

@@ -1,5 +1,7 @@
 #include "baseclasses/CClassFactory.h"
 
+#include "baseclasses/NoThrow.h"
+
 #include <memory>
 #include <new>
 
@@ -10,8 +12,7 @@ constinit std::atomic<LONG> locks{0};
 CClassFactory::CClassFactory(const CFactoryTemplate& factoryTemplate) noexcept
     : CBaseObject(L"Class factory"), m_template(factoryTemplate) {}
 
-STDMETHODIMP
-CClassFactory::QueryInterface(REFIID riid, void** ppv) noexcept {
+STDMETHODIMP CClassFactory::QueryInterface(REFIID riid, void** ppv) noexcept {
     if (!ppv)
         return E_POINTER;
     *ppv = nullptr;
@@ -31,14 +32,13 @@ STDMETHODIMP_(ULONG) CClassFactory::Release() noexcept {
     return left;
 }
 
-STDMETHODIMP
-CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** ppv) noexcept {
+STDMETHODIMP CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** ppv) noexcept {
     if (!ppv)
         return E_POINTER;
     *ppv = nullptr;
     if (outer && riid != __uuidof(IUnknown))
         return E_NOINTERFACE;
-    try {
+    return NoThrow([&]() -> HRESULT {
         HRESULT hr = S_OK;
         std::unique_ptr<CUnknown> object{m_template.m_lpfnNew(outer, &hr)};
         if (FAILED(hr))
@@ -51,15 +51,10 @@ CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** ppv) noexcept
         hr = counted->NonDelegatingQueryInterface(riid, ppv);
         counted->NonDelegatingRelease();
         return hr;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
+    });
 }
 
-STDMETHODIMP
-CClassFactory::LockServer(BOOL lock) noexcept {
+STDMETHODIMP CClassFactory::LockServer(BOOL lock) noexcept {
     locks += lock ? 1 : -1;
     return S_OK;
 }

@@ -15,18 +15,15 @@ public:
     virtual ~CClassFactory() = default;
 
     // IUnknown
-    STDMETHODIMP
-    QueryInterface(REFIID riid, void** ppv) noexcept override;
+    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) noexcept override;
     STDMETHODIMP_(ULONG) AddRef() noexcept override;
     STDMETHODIMP_(ULONG) Release() noexcept override;
 
     // IClassFactory
     // E_NOINTERFACE: not an interface of the object, or one other than IUnknown for an aggregated object.
     // E_OUTOFMEMORY: there was no object. Otherwise the failure that the object's constructor reported.
-    STDMETHODIMP
-    CreateInstance(IUnknown* outer, REFIID riid, void** ppv) noexcept override;
-    STDMETHODIMP
-    LockServer(BOOL lock) noexcept override;
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID riid, void** ppv) noexcept override;
+    STDMETHODIMP LockServer(BOOL lock) noexcept override;
 
     // Whether any factory of the module is locked.
     [[nodiscard]] static bool IsLocked() noexcept;

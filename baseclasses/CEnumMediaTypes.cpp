@@ -10,8 +10,7 @@ CEnumMediaTypes::CEnumMediaTypes(CBasePin* pin, const CEnumMediaTypes* other) no
       m_position(other ? other->m_position : 0),
       m_version(other ? other->m_version : pin->GetMediaTypeVersion()) {}
 
-STDMETHODIMP
-CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched) noexcept {
+STDMETHODIMP CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched) noexcept {
     if (fetched)
         *fetched = 0;
     if (!types)
@@ -48,8 +47,7 @@ CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched) noexce
     return done == count ? S_OK : S_FALSE;
 }
 
-STDMETHODIMP
-CEnumMediaTypes::Skip(ULONG count) noexcept {
+STDMETHODIMP CEnumMediaTypes::Skip(ULONG count) noexcept {
     if (IsOutOfSync())
         return VFW_E_ENUM_OUT_OF_SYNC;
     for (ULONG skipped = 0; skipped < count; ++skipped) {
@@ -61,15 +59,13 @@ CEnumMediaTypes::Skip(ULONG count) noexcept {
     return S_OK;
 }
 
-STDMETHODIMP
-CEnumMediaTypes::Reset() noexcept {
+STDMETHODIMP CEnumMediaTypes::Reset() noexcept {
     m_position = 0;
     m_version = m_pin->GetMediaTypeVersion();
     return S_OK;
 }
 
-STDMETHODIMP
-CEnumMediaTypes::Clone(IEnumMediaTypes** enumerator) noexcept {
+STDMETHODIMP CEnumMediaTypes::Clone(IEnumMediaTypes** enumerator) noexcept {
     if (!enumerator)
         return E_POINTER;
     *enumerator = nullptr;

@@ -20,16 +20,12 @@ public:
     // Hands out deep copies, which the caller frees with DeleteMediaType.
     // S_FALSE: there were fewer types than asked for.  E_POINTER: `types` is null.
     // E_INVALIDARG: `fetched` is null and `count` is not 1.  E_OUTOFMEMORY: nothing is handed out.
-    STDMETHODIMP
-    Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched) noexcept override;
+    STDMETHODIMP Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched) noexcept override;
     // S_FALSE: there were fewer types than that; the enumerator is at the end.
-    STDMETHODIMP
-    Skip(ULONG count) noexcept override;
+    STDMETHODIMP Skip(ULONG count) noexcept override;
     // Back to the first type, and in step with the pin again.
-    STDMETHODIMP
-    Reset() noexcept override;
-    STDMETHODIMP
-    Clone(IEnumMediaTypes** enumerator) noexcept override;
+    STDMETHODIMP Reset() noexcept override;
+    STDMETHODIMP Clone(IEnumMediaTypes** enumerator) noexcept override;
 
 private:
     [[nodiscard]] bool IsOutOfSync() const noexcept;

@@ -4,14 +4,14 @@
 #include "baseclasses/CBasePin.h"
 
 #include <new>
+#include <utility>
 
 CEnumPins::CEnumPins(CBaseFilter* filter, const CEnumPins* other) noexcept
     : m_filter(filter),
       m_position(other ? other->m_position : 0),
       m_version(other ? other->m_version : filter->GetPinVersion()) {}
 
-STDMETHODIMP
-CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched) noexcept {
+STDMETHODIMP CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched) noexcept {
     if (fetched)
         *fetched = 0;
     if (!pins)
@@ -28,7 +28,7 @@ CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched) noexcept {
         if (!pin) {
             // The filter lost a pin since it was counted.
             while (done > 0)
-                pins[--done]->Release();
+                std::exchange(pins[--done], nullptr)->Release();
             return VFW_E_ENUM_OUT_OF_SYNC;
         }
         pin->AddRef();
@@ -40,8 +40,7 @@ CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched) noexcept {
     return done == count ? S_OK : S_FALSE;
 }
 
-STDMETHODIMP
-CEnumPins::Skip(ULONG count) noexcept {
+STDMETHODIMP CEnumPins::Skip(ULONG count) noexcept {
     if (IsOutOfSync())
         return VFW_E_ENUM_OUT_OF_SYNC;
     const int left = m_filter->GetPinCount() - m_position;
@@ -53,15 +52,13 @@ CEnumPins::Skip(ULONG count) noexcept {
     return S_OK;
 }
 
-STDMETHODIMP
-CEnumPins::Reset() noexcept {
+STDMETHODIMP CEnumPins::Reset() noexcept {
     m_position = 0;
     m_version = m_filter->GetPinVersion();
     return S_OK;
 }
 
-STDMETHODIMP
-CEnumPins::Clone(IEnumPins** enumerator) noexcept {
+STDMETHODIMP CEnumPins::Clone(IEnumPins** enumerator) noexcept {
     if (!enumerator)
         return E_POINTER;
     *enumerator = nullptr;

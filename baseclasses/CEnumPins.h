@@ -18,16 +18,12 @@ public:
     // IEnumPins
     // S_FALSE: there were fewer pins than asked for.  E_POINTER: `pins` is null.
     // E_INVALIDARG: `fetched` is null and `count` is not 1.
-    STDMETHODIMP
-    Next(ULONG count, IPin** pins, ULONG* fetched) noexcept override;
+    STDMETHODIMP Next(ULONG count, IPin** pins, ULONG* fetched) noexcept override;
     // S_FALSE: there were fewer pins than that; the enumerator is at the end.
-    STDMETHODIMP
-    Skip(ULONG count) noexcept override;
+    STDMETHODIMP Skip(ULONG count) noexcept override;
     // Back to the first pin, and in step with the filter again.
-    STDMETHODIMP
-    Reset() noexcept override;
-    STDMETHODIMP
-    Clone(IEnumPins** enumerator) noexcept override;
+    STDMETHODIMP Reset() noexcept override;
+    STDMETHODIMP Clone(IEnumPins** enumerator) noexcept override;
 
 private:
     [[nodiscard]] bool IsOutOfSync() const noexcept;

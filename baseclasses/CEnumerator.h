@@ -12,8 +12,7 @@ public:
     CEnumerator(const CEnumerator&) = delete;
     CEnumerator& operator=(const CEnumerator&) = delete;
 
-    STDMETHODIMP
-    QueryInterface(REFIID riid, void** ppv) noexcept final {
+    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) noexcept final {
         if (!ppv)
             return E_POINTER;
         *ppv = nullptr;

@@ -3,8 +3,7 @@
 CUnknown::CUnknown(const wchar_t* name, IUnknown* outer) noexcept
     : CBaseObject(name), m_owner(outer ? outer : &m_self) {}
 
-STDMETHODIMP
-CUnknown::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+STDMETHODIMP CUnknown::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
     if (!ppv)
         return E_POINTER;
     *ppv = nullptr;
@@ -25,8 +24,7 @@ STDMETHODIMP_(ULONG) CUnknown::NonDelegatingRelease() {
     return left;
 }
 
-STDMETHODIMP
-CUnknown::COwnUnknown::QueryInterface(REFIID riid, void** ppv) {
+STDMETHODIMP CUnknown::COwnUnknown::QueryInterface(REFIID riid, void** ppv) {
     return m_object.NonDelegatingQueryInterface(riid, ppv);
 }
 

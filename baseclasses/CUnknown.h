@@ -29,8 +29,7 @@ public:
 
     // IID_IUnknown gives the object's own unknown, which does not delegate.
     // E_POINTER: `ppv` is null.  E_NOINTERFACE: any other interface, and `*ppv` is null.
-    STDMETHODIMP
-    NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
     STDMETHODIMP_(ULONG) NonDelegatingAddRef() override;
     STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
 
@@ -39,8 +38,7 @@ private:
     class COwnUnknown final : public IUnknown {
     public:
         explicit COwnUnknown(CUnknown& object) noexcept : m_object(object) {}
-        STDMETHODIMP
-        QueryInterface(REFIID riid, void** ppv) override;
+        STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
         STDMETHODIMP_(ULONG) AddRef() override;
         STDMETHODIMP_(ULONG) Release() override;
 

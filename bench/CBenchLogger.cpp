@@ -17,20 +17,18 @@ CBenchLogger::~CBenchLogger() {
     m_table->Revoke(m_registration);
 }
 
-STDMETHODIMP
-CBenchLogger::CService::Log(LONG, BSTR, ULONG, ULONG, BSTR, LONG, BSTR, BSTR) noexcept {
+STDMETHODIMP CBenchLogger::CService::Log(LONG, BSTR, ULONG, ULONG, BSTR, LONG, BSTR, BSTR) noexcept {
     ++records;
     return S_OK;
 }
 
-STDMETHODIMP
-CBenchLogger::CService::LogProfile(LONG, BSTR, ULONG, BSTR, LONG, BSTR, BSTR, ULONGLONG, double, double,
-                                   double) noexcept {
+STDMETHODIMP CBenchLogger::CService::LogProfile(LONG, BSTR, ULONG, BSTR, LONG, BSTR, BSTR, ULONGLONG, double, double,
+                                                double) noexcept {
     ++profileRecords;
     return S_OK;
 }
 
-STDMETHODIMP
-CBenchLogger::CService::LogExplicit(LONG, BSTR, ULONG, ULONG, BSTR, LONG, ULONG, BSTR, BSTR, VARIANT_BOOL) noexcept {
+STDMETHODIMP CBenchLogger::CService::LogExplicit(LONG, BSTR, ULONG, ULONG, BSTR, LONG, ULONG, BSTR, BSTR,
+                                                 VARIANT_BOOL) noexcept {
     return S_OK;
 }

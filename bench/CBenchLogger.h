@@ -25,16 +25,13 @@ public:
 private:
     class CService final : public CComObjectBase<ITKRuntimeLogger> {
     public:
-        STDMETHODIMP
-        Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
-            BSTR message) noexcept override;
-        STDMETHODIMP
-        LogProfile(LONG severity, BSTR category, ULONG processId, BSTR file, LONG line, BSTR function, BSTR message,
-                   ULONGLONG count, double firstDuration, double maximumDuration,
-                   double totalDuration) noexcept override;
-        STDMETHODIMP
-        LogExplicit(LONG severity, BSTR category, ULONG value1, ULONG value2, BSTR file, LONG line, ULONG value3,
-                    BSTR function, BSTR message, VARIANT_BOOL flag) noexcept override;
+        STDMETHODIMP Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
+                         BSTR function, BSTR message) noexcept override;
+        STDMETHODIMP LogProfile(LONG severity, BSTR category, ULONG processId, BSTR file, LONG line, BSTR function,
+                                BSTR message, ULONGLONG count, double firstDuration, double maximumDuration,
+                                double totalDuration) noexcept override;
+        STDMETHODIMP LogExplicit(LONG severity, BSTR category, ULONG value1, ULONG value2, BSTR file, LONG line,
+                                 ULONG value3, BSTR function, BSTR message, VARIANT_BOOL flag) noexcept override;
 
         std::atomic<long long> records{0};
         std::atomic<long long> profileRecords{0};

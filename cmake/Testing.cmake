@@ -15,6 +15,8 @@ function(tv_add_test name)
   cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE tv_options test_support ${ARG_LIBS} GTest::gtest)
+  # Tests are compiled far more often than they are run.
+  target_compile_options(${name} PRIVATE -O1)
   target_compile_definitions(${name} PRIVATE TV_TEST_MEDIA="${PROJECT_SOURCE_DIR}/tests/media" TV_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 300 RESOURCE_LOCK wine_prefix LABELS ${name})

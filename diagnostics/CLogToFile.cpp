@@ -1,6 +1,7 @@
 #include "diagnostics/CLogToFile.h"
 
 #include "diagnostics/LogSite.h"
+#include "diagnostics/LongPath.h"
 
 #include <algorithm>
 #include <atomic>
@@ -32,19 +33,6 @@ std::wstring ReadLogFilePath() {
         type != REG_SZ)
         return {};
     return path.data();
-}
-
-// The path in the form that Windows opens at any length.
-std::wstring OpenablePath(const std::wstring& path) {
-    if (path.size() < MAX_PATH || path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\"))
-        return path;
-    const DWORD needed = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
-    std::wstring full(needed, L'\0');
-    const DWORD length = ::GetFullPathNameW(path.c_str(), needed, full.data(), nullptr);
-    if (length == 0 || length >= needed)
-        return path;
-    full.resize(length);
-    return full.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
 }
 
 std::string ToUtf8(const std::wstring& text) {
@@ -126,24 +114,22 @@ CLogToFile::CLogToFile() noexcept {
         const std::wstring path = ReadLogFilePath();
         if (path.empty())
             return;
-        m_file = OpenForAppend(OpenablePath(path));
+        m_file = OpenForAppend(OpenablePath(FullPathOf(path)));
         m_enabled = static_cast<bool>(m_file);
     } catch (...) {
         // Out of memory: there is no log file.
     }
 }
 
-STDMETHODIMP
-CLogToFile::QueryInterface(REFIID, void** object) noexcept {
+STDMETHODIMP CLogToFile::QueryInterface(REFIID, void** object) noexcept {
     if (!object)
         return E_POINTER;
     *object = nullptr;
     return E_NOINTERFACE;
 }
 
-STDMETHODIMP
-CLogToFile::Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
-                BSTR message) noexcept {
+STDMETHODIMP CLogToFile::Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
+                             BSTR function, BSTR message) noexcept {
     if (!m_enabled)
         return S_OK;
     try {

@@ -37,22 +37,19 @@ public:
 
     // IUnknown
     // E_NOINTERFACE for every id, its own and IUnknown's included: the instance is handed out by its address only.
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) noexcept override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override;
     STDMETHODIMP_(ULONG) AddRef() noexcept override { return 2; }
     STDMETHODIMP_(ULONG) Release() noexcept override { return 2; }
 
     // ITKRuntimeLogger
-    STDMETHODIMP
-    Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
-        BSTR message) noexcept override;
+    STDMETHODIMP Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
+                     BSTR message) noexcept override;
     // Timing and explicit records reach only an external logging service.
-    STDMETHODIMP
-    LogProfile(LONG, BSTR, ULONG, BSTR, LONG, BSTR, BSTR, MIDL_uhyper, double, double, double) noexcept override {
+    STDMETHODIMP LogProfile(LONG, BSTR, ULONG, BSTR, LONG, BSTR, BSTR, MIDL_uhyper, double, double,
+                            double) noexcept override {
         return S_OK;
     }
-    STDMETHODIMP
-    LogExplicit(LONG, BSTR, ULONG, ULONG, BSTR, LONG, ULONG, BSTR, BSTR, VARIANT_BOOL) noexcept override {
+    STDMETHODIMP LogExplicit(LONG, BSTR, ULONG, ULONG, BSTR, LONG, ULONG, BSTR, BSTR, VARIANT_BOOL) noexcept override {
         return S_OK;
     }
 

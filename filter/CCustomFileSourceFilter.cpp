@@ -4,6 +4,7 @@
 #include "diagnostics/ComBoundary.h"
 #include "filter/CCustomFileSourcePin.h"
 #include "filter/FilterLog.h"
+#include "filter/FilterSetup.h"
 #include "filter/MediaTypeDecision.h"
 #include "framework/com/CTaskMem.h"
 #include "framework/streams/TKFStreams.h"
@@ -25,6 +26,15 @@ constexpr LONG kReadBufferBytes = 0x20000;
 constexpr DWORD kSourceMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareDelete;
 
 constexpr wchar_t kThreadFunction[] = L"CCustomFileSourceFilter::CreateStreamThread";
+
+// All else is zero, also the two fields that a type as the base classes make it has set for samples of one byte.
+CMediaType StreamType(const GUID& subtype) {
+    CMediaType type;
+    static_cast<AM_MEDIA_TYPE&>(type) = {};
+    type.SetType(&MEDIATYPE_Stream);
+    type.SetSubtype(&subtype);
+    return type;
+}
 
 class CSetEventAtExit final {
 public:
@@ -59,7 +69,7 @@ CCustomFileSourceFilter::CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr)
       m_DiagnosticRegistration(kFilterLog.category, this, L"TvFileSourceAsync filter") {
     m_CreationThread.Init(&m_CreationRunnable, kCreationThreadName, 0);
     m_pPin.reset(new (std::nothrow) CCustomFileSourcePin(phr, &m_FilterLock, this));
-    m_mt.SetType(&MEDIATYPE_Stream);
+    m_mt = StreamType(GUID_NULL);
     (void)m_CreationThread.Start();  // without the thread every Load fails, and OpenStream works
 }
 
@@ -69,8 +79,7 @@ CCustomFileSourceFilter::~CCustomFileSourceFilter() {
     m_CreationThread.Join(INFINITE);
 }
 
-STDMETHODIMP
-CCustomFileSourceFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+STDMETHODIMP CCustomFileSourceFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
     if (!ppv)
         return E_POINTER;
     *ppv = nullptr;
@@ -89,10 +98,13 @@ CBasePin* CCustomFileSourceFilter::GetPin(int n) {
     return n == 0 ? m_pPin.get() : nullptr;
 }
 
+const AMOVIESETUP_FILTER* CCustomFileSourceFilter::GetSetupData() {
+    return &g_FilterSetup;
+}
+
 // ---- The source by name
 
-STDMETHODIMP
-CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) {
+STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) {
     return ComBoundary([&]() -> HRESULT {
         constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
         TK_PROFILE(kFilterLog, kFunction, L"");
@@ -106,19 +118,26 @@ CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) {
         }
         CAutoLock loadLock(&m_LoadLock);
         m_PendingName = pszFileName;
-        const HRESULT hr = ComBoundary([&] { return LoadPendingName(pmt); });
-        SetCurrentName(m_PendingName.c_str());
+        ComPtr<IStream> stream;
+        HRESULT hr = FetchPendingStream(&stream);
+        if (SUCCEEDED(hr))
+            hr = ComBoundary([&] { return SetSourceFileStream(stream.Get(), pmt); });
+        // Not the pending name: a stream that calls back into this thread may have loaded another one meanwhile.
+        SetCurrentName(pszFileName);
         return hr;
     });
 }
 
-HRESULT CCustomFileSourceFilter::LoadPendingName(const AM_MEDIA_TYPE* pmt) {
+// Has the creation thread open the pending name. Fails when there is no stream.
+HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
     ::SetEvent(m_hCreateRequest.Get());
-    AwaitCreation();
-    ComPtr<IStream> stream;
-    const HRESULT hr = m_CreatedStream.CopyTo(&stream);
+    (void)ComBoundary([&] {
+        AwaitCreation();  // throws when memory is out for its log line; the stream is taken all the same
+        return S_OK;
+    });
+    const HRESULT hr = m_CreatedStream.CopyTo(stream);
     (void)m_CreatedStream.Revoke();
-    return FAILED(hr) ? hr : SetSourceFileStream(stream.Get(), pmt);
+    return hr;
 }
 
 bool CCustomFileSourceFilter::IsCreationThreadRunning() const noexcept {
@@ -183,8 +202,7 @@ void CCustomFileSourceFilter::ServeCreateRequest() {
            SUCCEEDED(hr) ? L"succeeded" : L"failed", m_PendingName.c_str());
 }
 
-STDMETHODIMP
-CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) {
+STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) {
     if (!ppszFileName)
         return E_POINTER;
     *ppszFileName = nullptr;
@@ -212,8 +230,7 @@ void CCustomFileSourceFilter::SetCurrentName(const wchar_t* name) {
 
 // ---- The source as a stream
 
-STDMETHODIMP
-CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) {
+STDMETHODIMP CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) {
     if (!stream)
         return E_POINTER;
     return ComBoundary([&]() -> HRESULT {
@@ -237,20 +254,20 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
         return E_UNEXPECTED;
     ComPtr<IStream> buffered;
     if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr)) {
-        TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
-                                       TKRuntimeLogger::HresultDescriptions().Describe(hr).c_str(),
-                                       L"TKFCreateBufferedStream(pStream, &pBufferedStream)");
+        (void)ComBoundary([&] {  // out of memory for the description must not hide what failed
+            TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
+                                           TKRuntimeLogger::HresultDescriptions().Describe(hr).c_str(),
+                                           L"TKFCreateBufferedStream(pStream, &pBufferedStream)");
+            return S_OK;
+        });
         return hr;
     }
     (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
-    COfferedTypes& offered = m_pPin->OfferedTypes();
-    offered.Clear();
-    if (pmt) {
-        if (const HRESULT hr = OfferType(*pmt); FAILED(hr))
-            return hr;
-    } else {
-        OfferTypesOfContent(buffered.Get());
-    }
+    m_pPin->OfferedTypes().Clear();
+    const HRESULT offered = ComBoundary([&] { return pmt ? OfferType(*pmt) : OfferTypesOfContent(buffered.Get()); });
+    m_pPin->IncrementTypeVersion();  // who enumerates the former types is told that they have changed
+    if (FAILED(offered))
+        return offered;
     return m_pPin->SetSourceFileStream(buffered.Get(), 0);
 }
 
@@ -261,30 +278,36 @@ HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
     TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::SetSourceFileStream",
            L"Using MediaType set from outside. Subtype is %s", subtype);
     m_pPin->OfferedTypes().Append({MEDIATYPE_Stream, type.subtype});
-    CAutoLock currentLock(&m_CurrentLock);
-    return m_mt.Set(type);
+    CMediaType copy;
+    if (const HRESULT hr = copy.Set(type); FAILED(hr))
+        return hr;
+    SetCurrentType(copy);
+    return S_OK;
 }
 
 // Content of no known type offers one pair of nulls and leaves m_mt as the source before it set it: GetCurFile then
 // still reports that older type. Hosts rely on both.
-void CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
+HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
     COfferedTypes& offered = m_pPin->OfferedTypes();
     const std::optional<GUID> lastMatch = OfferTypesOf(content, offered);
     if (lastMatch) {
-        CMediaType type;
-        type.SetType(&MEDIATYPE_Stream);
-        type.SetSubtype(&*lastMatch);
-        CAutoLock currentLock(&m_CurrentLock);
-        m_mt = type;
+        CMediaType type = StreamType(*lastMatch);
+        SetCurrentType(type);
     }
     if (offered.IsEmpty())
         offered.Append({GUID_NULL, GUID_NULL});
+    return S_OK;
+}
+
+// Leaves the former type in `type`, for the caller to free where no lock is held.
+void CCustomFileSourceFilter::SetCurrentType(CMediaType& type) {
+    CAutoLock currentLock(&m_CurrentLock);
+    m_mt.Swap(type);
 }
 
 // ---- IDataFlowControl
 
-STDMETHODIMP
-CCustomFileSourceFilter::EnableDataFlow() {
+STDMETHODIMP CCustomFileSourceFilter::EnableDataFlow() {
     if (!m_pPin)
         return E_UNEXPECTED;
     m_pPin->HaltEvent().Reset();
@@ -292,8 +315,7 @@ CCustomFileSourceFilter::EnableDataFlow() {
     return S_OK;
 }
 
-STDMETHODIMP
-CCustomFileSourceFilter::DisableDataFlow() {
+STDMETHODIMP CCustomFileSourceFilter::DisableDataFlow() {
     if (!m_pPin)
         return E_UNEXPECTED;
     m_pPin->FlowEvent().Reset();

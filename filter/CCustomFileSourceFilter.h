@@ -43,38 +43,33 @@ public:
     ~CCustomFileSourceFilter() override;
 
     DECLARE_IUNKNOWN
-    STDMETHODIMP
-    NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
     // CBaseFilter
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int n) override;
+    const AMOVIESETUP_FILTER* GetSetupData() override;
 
     // IFileSourceFilter
 
     // S_OK, or VFW_S_ESTIMATED when the source doesn't know its length.  E_POINTER: no name.  E_UNEXPECTED: the
     // creation thread is gone.  A name that can't be opened gives the failure to fetch a stream that isn't there; the
     // log has the name. The name is what GetCurFile reports from then on, opened or not.
-    STDMETHODIMP
-    Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) override;
+    STDMETHODIMP Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) override;
 
     // The last name and the media type found for the last content of a known type.  E_FAIL: nothing has been loaded.
     // The caller frees the name (CoTaskMemFree) and the type's format block.
-    STDMETHODIMP
-    GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) override;
+    STDMETHODIMP GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) override;
 
     // IAMFilterMiscFlags
     STDMETHODIMP_(ULONG) GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_SOURCE; }
 
     // ITavelIStreamFileSource
-    STDMETHODIMP
-    OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) override;
 
     // IDataFlowControl
-    STDMETHODIMP
-    EnableDataFlow() override;
-    STDMETHODIMP
-    DisableDataFlow() override;
+    STDMETHODIMP EnableDataFlow() override;
+    STDMETHODIMP DisableDataFlow() override;
 
     // Buffers `stream`, decides which media types the pin offers, and gives it to the pin. May throw what ComBoundary
     // turns into a result; the pin then keeps its source.
@@ -85,9 +80,10 @@ private:
     void ServeCreateRequest();
     [[nodiscard]] bool IsCreationThreadRunning() const noexcept;
     void AwaitCreation();
-    HRESULT LoadPendingName(const AM_MEDIA_TYPE* pmt);
+    [[nodiscard]] HRESULT FetchPendingStream(IStream** stream);
     HRESULT OfferType(const AM_MEDIA_TYPE& type);
-    void OfferTypesOfContent(IStream* content);
+    HRESULT OfferTypesOfContent(IStream* content);
+    void SetCurrentType(CMediaType& type);
     void SetCurrentName(const wchar_t* name);
 
     // In the order of construction; the destructor's members go in reverse.

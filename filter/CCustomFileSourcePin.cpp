@@ -63,8 +63,7 @@ CCustomFileSourcePin::~CCustomFileSourcePin() {
     (void)m_StreamCookie.Revoke();  // the source goes first, then what was queued from it
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+STDMETHODIMP CCustomFileSourcePin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
     if (!ppv)
         return E_POINTER;
     *ppv = nullptr;
@@ -139,8 +138,7 @@ void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std
 
 // ---- IAsyncReader
 
-STDMETHODIMP
-CCustomFileSourcePin::SyncReadAligned(IMediaSample* pSample) {
+STDMETHODIMP CCustomFileSourcePin::SyncReadAligned(IMediaSample* pSample) {
     return ComBoundary([&] { return ReadSample(pSample, Gate::Pass); });
 }
 
@@ -201,8 +199,7 @@ bool CCustomFileSourcePin::ReadIntoSample(IStream* stream, IMediaSample* sample,
     return SUCCEEDED(hr);
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) {
+STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) {
     return ComBoundary([&]() -> HRESULT {
         constexpr auto kFunction = L"CCustomFileSourcePin::SyncRead";
         TK_PROFILE(kFilterLog, kFunction, L"");
@@ -253,8 +250,7 @@ HRESULT CCustomFileSourcePin::CheckRequest(const IMediaSample* sample) const noe
 // looks at the queue must still be so when its sample joins it. Two threads must not stop each other by that, so
 // nothing is waited for with the queue lock held: it is given back first, and what it guards is looked at again
 // afterwards.
-STDMETHODIMP
-CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUser) {
+STDMETHODIMP CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUser) {
     return ComBoundary([&]() -> HRESULT {
         {
             CAutoLock queueLock(&m_QueueLock);
@@ -276,8 +272,7 @@ CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUser) {
     });
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWORD_PTR* pdwUser) {
+STDMETHODIMP CCustomFileSourcePin::WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWORD_PTR* pdwUser) {
     if (ppSample)
         *ppSample = nullptr;
     if (pdwUser)
@@ -317,25 +312,22 @@ CCustomFileSourcePin::WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWOR
     }
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::BeginFlush() {
+STDMETHODIMP CCustomFileSourcePin::BeginFlush() {
     CAutoLock queueLock(&m_QueueLock);
     m_bFlushing = true;
     ::SetEvent(m_hFlushing.Get());
     return S_OK;
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::EndFlush() {
+STDMETHODIMP CCustomFileSourcePin::EndFlush() {
     CAutoLock queueLock(&m_QueueLock);
     ::ResetEvent(m_hFlushing.Get());
     m_bFlushing = false;
     return S_OK;
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps,
-                                       IMemAllocator** ppActual) {
+STDMETHODIMP CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps,
+                                                    IMemAllocator** ppActual) {
     if (!ppActual)
         return S_OK;
     *ppActual = nullptr;
@@ -365,8 +357,7 @@ CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROP
     });
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable) {
+STDMETHODIMP CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable) {
     return ComBoundary([&]() -> HRESULT {
         TK_PROFILE(kFilterLog, L"CCustomFileSourcePin::Length", L"");
         CAutoLock streamLock(&m_StreamLock);
@@ -394,8 +385,7 @@ CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable) {
 
 // ---- The source as a stream
 
-STDMETHODIMP
-CCustomFileSourcePin::Read(void* pv, ULONG cb, ULONG* pcbRead) {
+STDMETHODIMP CCustomFileSourcePin::Read(void* pv, ULONG cb, ULONG* pcbRead) {
     return ComBoundary([&]() -> HRESULT {
         PassFlowGate();
         CAutoLock streamLock(&m_StreamLock);
@@ -407,14 +397,12 @@ CCustomFileSourcePin::Read(void* pv, ULONG cb, ULONG* pcbRead) {
     });
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::Write(const void*, ULONG, ULONG*) {
+STDMETHODIMP CCustomFileSourcePin::Write(const void*, ULONG, ULONG*) {
     CAutoLock streamLock(&m_StreamLock);  // returns only between reads, so that a writer can't overtake one
     return E_NOTIMPL;
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) {
+STDMETHODIMP CCustomFileSourcePin::Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) {
     return ComBoundary([&]() -> HRESULT {
         CAutoLock streamLock(&m_StreamLock);
         if (!plibNewPosition)
@@ -425,14 +413,19 @@ CCustomFileSourcePin::Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGE
     });
 }
 
-STDMETHODIMP
-CCustomFileSourcePin::Stat(STATSTG* pstatstg, DWORD grfStatFlag) {
+STDMETHODIMP CCustomFileSourcePin::Stat(STATSTG* pstatstg, DWORD grfStatFlag) {
     return ComBoundary([&]() -> HRESULT {
         CAutoLock streamLock(&m_StreamLock);
         ComPtr<IStream> stream;
         const HRESULT hr = FetchSource(&stream);
         return FAILED(hr) ? hr : stream->Stat(pstatstg, grfStatFlag);
     });
+}
+
+STDMETHODIMP CCustomFileSourcePin::Clone(IStream** ppstm) {
+    if (ppstm)
+        *ppstm = nullptr;
+    return E_NOTIMPL;
 }
 
 // ---- Media types

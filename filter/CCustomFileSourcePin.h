@@ -38,69 +38,50 @@ public:
     ~CCustomFileSourcePin() override;
 
     DECLARE_IUNKNOWN
-    STDMETHODIMP
-    NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
     // IAsyncReader
 
     // S_OK and nothing done when `ppActual` is null: parsers ask so whether the pin reads at all.
     // The buffer count, size and prefix are the caller's; the alignment becomes 1.
-    STDMETHODIMP
-    RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps, IMemAllocator** ppActual) override;
+    STDMETHODIMP RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps,
+                                  IMemAllocator** ppActual) override;
 
     // Reads the sample's range at once and queues the sample for WaitForNext.
     // HRESULT 0x80070026 (end of file): nothing was read; nothing is queued.  VFW_E_WRONG_STATE: flushing.
-    STDMETHODIMP
-    Request(IMediaSample* pSample, DWORD_PTR dwUser) override;
+    STDMETHODIMP Request(IMediaSample* pSample, DWORD_PTR dwUser) override;
 
     // The next queued sample, first in, first out, with a reference.
     // VFW_E_TIMEOUT: none came within `dwTimeout` milliseconds.  VFW_E_WRONG_STATE: flushing, and the queue is empty.
-    STDMETHODIMP
-    WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWORD_PTR* pdwUser) override;
+    STDMETHODIMP WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWORD_PTR* pdwUser) override;
 
     // S_FALSE: fewer bytes than the sample's range; its actual length has the count.
     // E_FAIL: the range is negative or larger than the sample's buffer.
-    STDMETHODIMP
-    SyncReadAligned(IMediaSample* pSample) override;
+    STDMETHODIMP SyncReadAligned(IMediaSample* pSample) override;
 
     // S_FALSE: fewer than `lLength` bytes; how many isn't told.
-    STDMETHODIMP
-    SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) override;
+    STDMETHODIMP SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) override;
 
     // VFW_S_ESTIMATED: the source doesn't know its length; the total is then the largest there is.
-    STDMETHODIMP
-    Length(LONGLONG* pTotal, LONGLONG* pAvailable) override;
+    STDMETHODIMP Length(LONGLONG* pTotal, LONGLONG* pAvailable) override;
 
     // IAsyncReader and IPin
-    STDMETHODIMP
-    BeginFlush() override;
-    STDMETHODIMP
-    EndFlush() override;
+    STDMETHODIMP BeginFlush() override;
+    STDMETHODIMP EndFlush() override;
 
     // IStream: the source itself. E_NOTIMPL for what isn't named here.
-    STDMETHODIMP
-    Read(void* pv, ULONG cb, ULONG* pcbRead) override;
-    STDMETHODIMP
-    Write(const void* pv, ULONG cb, ULONG* pcbWritten) override;
+    STDMETHODIMP Read(void* pv, ULONG cb, ULONG* pcbRead) override;
+    STDMETHODIMP Write(const void* pv, ULONG cb, ULONG* pcbWritten) override;
     // E_POINTER: `plibNewPosition` is null, which other streams allow.
-    STDMETHODIMP
-    Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) override;
-    STDMETHODIMP
-    SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Commit(DWORD) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Revert() override { return E_NOTIMPL; }
-    STDMETHODIMP
-    LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Stat(STATSTG* pstatstg, DWORD grfStatFlag) override;
-    STDMETHODIMP
-    Clone(IStream**) override { return E_NOTIMPL; }
+    STDMETHODIMP Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) override;
+    STDMETHODIMP SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+    STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+    STDMETHODIMP Commit(DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP Revert() override { return E_NOTIMPL; }
+    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP Stat(STATSTG* pstatstg, DWORD grfStatFlag) override;
+    STDMETHODIMP Clone(IStream** ppstm) override;
 
     // CBasePin
     // S_FALSE, not a failure code: the type isn't offered.

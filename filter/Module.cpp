@@ -2,31 +2,10 @@
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "filter/CMyModule.h"
+#include "filter/FilterSetup.h"
 #include "framework/com/GlobalInterfaceTable.h"
 
-#include <uuids.h>
-
 namespace {
-
-const AMOVIESETUP_MEDIATYPE kOutputType = {&MEDIATYPE_Stream, &MEDIASUBTYPE_NULL};
-
-wchar_t g_outputName[] = L"Output";
-
-const AMOVIESETUP_PIN kOutputPin = {
-    g_outputName,
-    FALSE,  // rendered
-    TRUE,   // output
-    FALSE,  // zero instances allowed
-    FALSE,  // many instances
-    &CLSID_NULL,
-    nullptr,  // connects to pin
-    1,
-    &kOutputType,
-};
-
-const AMOVIESETUP_FILTER kFilterSetup = {
-    &CLSID_TvFileSourceAsync, L"Tavel File Source (Async.)", MERIT_UNLIKELY, 1, &kOutputPin,
-};
 
 CMyModule g_module;
 
@@ -38,7 +17,7 @@ HRESULT SharedGlobalInterfaceTable(IGlobalInterfaceTable** table) {
 
 CFactoryTemplate g_Templates[] = {
     {L"Tavel File Source (Async.)", &CLSID_TvFileSourceAsync, &CCustomFileSourceFilter::CreateInstance, nullptr,
-     &kFilterSetup},
+     &g_FilterSetup},
 };
 int g_cTemplates = 1;
 
@@ -50,9 +29,13 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* reserved)
     return DllEntryPoint(instance, reason, reserved);
 }
 
-STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) { return AMovieDllGetClassObject(rclsid, riid, ppv); }
+STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
+    return AMovieDllGetClassObject(rclsid, riid, ppv);
+}
 
-STDAPI DllCanUnloadNow() { return AMovieDllCanUnloadNow(); }
+STDAPI DllCanUnloadNow() {
+    return AMovieDllCanUnloadNow();
+}
 
 STDAPI DllRegisterServer() {
     return AMovieDllRegisterServer2(TRUE);

@@ -12,7 +12,8 @@ constexpr DWORD kThreadNameException = 0x406D1388;
 thread_local bool t_announcing = false;
 
 LONG CALLBACK IgnoreThreadNameException(EXCEPTION_POINTERS* exception) noexcept {
-    return t_announcing && exception->ExceptionRecord->ExceptionCode == kThreadNameException
+    // The code first: a thread whose stack or heap has failed must not be sent to thread-local storage here.
+    return exception->ExceptionRecord->ExceptionCode == kThreadNameException && t_announcing
                ? EXCEPTION_CONTINUE_EXECUTION
                : EXCEPTION_CONTINUE_SEARCH;
 }

@@ -45,7 +45,7 @@ STDMETHODIMP CCountingPin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) no
     if (!receiver)
         return E_POINTER;
     ComPtr<IPin> standIn;
-    standIn.Attach(new (std::nothrow) CReceiverStandIn(receiver, this));
+    *standIn.GetAddressOf() = new (std::nothrow) CReceiverStandIn(receiver, this);
     return standIn ? Pin()->Connect(standIn.Get(), type) : E_OUTOFMEMORY;
 }
 

@@ -33,7 +33,7 @@ ComPtr<IBaseFilter> FilterOf(IPin* pin) {
     PIN_INFO info{};
     ComPtr<IBaseFilter> filter;
     if (SUCCEEDED(pin->QueryPinInfo(&info)))
-        filter.Attach(info.pFilter);
+        *filter.GetAddressOf() = info.pFilter;  // not Attach: some compilers' ComPtr takes a reference of its own there
     return filter;
 }
 
@@ -94,7 +94,7 @@ CPlayGraph::CPlayGraph(CSourceFilter& source) : m_source(source) {
     Check(::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGraphBuilder), &m_graph),
           L"Cannot create a filter graph");
     Check(m_graph->AddFilter(source.Filter(), L"Source"), L"Cannot add the source filter to the graph");
-    m_counter.Attach(new CCountingPin(source.OutputPin(), source.Reader()));
+    *m_counter.ReleaseAndGetAddressOf() = new CCountingPin(source.OutputPin(), source.Reader());
 }
 
 CPlayGraph::~CPlayGraph() {
@@ -197,7 +197,10 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress) {
     Check(control->Run(), L"The graph does not run");
 
     for (;;) {
-        if (::WaitForMultipleObjects(2, handles, FALSE, kProgressIntervalMs) == WAIT_OBJECT_0 + 1)
+        const DWORD woken = ::WaitForMultipleObjects(2, handles, FALSE, kProgressIntervalMs);
+        if (woken == WAIT_FAILED)
+            throw CHostError(L"Cannot wait for the graph", HRESULT_FROM_WIN32(::GetLastError()));
+        if (woken == WAIT_OBJECT_0 + 1)
             return {Ending::kInterrupted, S_OK};
         long code = 0;
         LONG_PTR first = 0;
@@ -226,6 +229,8 @@ StreamType CPlayGraph::ConnectedType() const {
     AM_MEDIA_TYPE type{};
     Check(m_counter->ConnectionMediaType(&type), L"Cannot ask for the media type of the connection");
     ::CoTaskMemFree(type.pbFormat);
+    if (type.pUnk)
+        type.pUnk->Release();
     return {type.majortype, type.subtype};
 }
 

@@ -4,6 +4,7 @@
 #include <vfwmsgs.h>
 
 #include "TvFileSourceAsync.h"
+#include "diagnostics/LongPath.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
 
@@ -26,7 +27,7 @@ ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
 
 CSourceFilter::CSourceFilter(const std::wstring& library) {
     if (!library.empty()) {
-        CreateFrom(FullPath(library));
+        CreateFrom(FullPathOf(library));
     } else {
         const HRESULT hr = ::CoCreateInstance(CLSID_TvFileSourceAsync, nullptr, CLSCTX_INPROC_SERVER,
                                               __uuidof(IBaseFilter), &m_filter);

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "diagnostics/CAutoDestructor.h"
+#include "diagnostics/LongPath.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CSourceFilter.h"
@@ -65,7 +66,7 @@ public:
     explicit COutput(const std::wstring& path) {
         if (path.empty())
             return;
-        m_file.Reset(::CreateFileW(FullPath(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+        m_file.Reset(::CreateFileW(OpenablePath(FullPathOf(path)).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                    FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!m_file)
             throw CHostError(L"Cannot write " + path, HRESULT_FROM_WIN32(::GetLastError()));

@@ -116,6 +116,8 @@ GUID SubtypeFromExtension(std::wstring_view extension) {
 }
 
 std::wstring ExtensionOf(std::wstring_view name) {
+    if (name.find(L"://") != name.npos)
+        name = name.substr(0, name.find_first_of(L"?#"));
     const size_t folder = name.find_last_of(L"/\\:");
     const std::wstring_view file = folder == name.npos ? name : name.substr(folder + 1);
     const size_t dot = file.rfind(L'.');

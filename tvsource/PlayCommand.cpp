@@ -11,15 +11,19 @@
 
 namespace {
 
-// Signalled by Ctrl+C and by closing the console window, so that the graph is taken down in order. Lives until the
-// process ends, because the system calls the handler on a thread of its own.
+// Signalled by Ctrl+C, so that the graph is taken down in order. Lives until the process ends, because the system calls
+// the handler on a thread of its own.
 HANDLE InterruptEvent() {
     static const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     return event;
 }
 
-BOOL WINAPI OnConsoleControl(DWORD) {
-    return ::SetEvent(InterruptEvent());
+BOOL WINAPI OnConsoleControl(DWORD event) {
+    ::SetEvent(InterruptEvent());
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+        ::Sleep(
+            INFINITE);  // the window is closed: the system ends the process once this returns, or some seconds later
+    return TRUE;
 }
 
 // Loads the source so that a parser can connect. Where the filter knows no type from the content, its offer (no type at

@@ -24,6 +24,6 @@ bool HasScreen() noexcept {
     if (!create)
         return false;
     ComPtr<IDirect3D9> direct3D;  // gone before its library
-    direct3D.Attach(create(D3D_SDK_VERSION));
+    *direct3D.GetAddressOf() = create(D3D_SDK_VERSION);
     return direct3D && direct3D->GetAdapterCount() > 0;
 }

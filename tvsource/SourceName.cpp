@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "diagnostics/LongPath.h"
 #include "tvsource/CHostError.h"
 
 namespace {
@@ -23,22 +24,11 @@ bool IsUri(const std::wstring& name) {
 
 }  // namespace
 
-std::wstring FullPath(const std::wstring& path) {
-    std::wstring full;
-    DWORD needed = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
-    while (needed > full.size()) {
-        full.resize(needed);
-        needed = ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-    }
-    full.resize(needed);
-    return full.empty() ? path : full;
-}
-
 std::wstring SourceName(const std::wstring& typed) {
     if (IsUri(typed))
         return typed;
-    const std::wstring path = FullPath(typed);
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    const std::wstring path = FullPathOf(typed);
+    const DWORD attributes = ::GetFileAttributesW(OpenablePath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         throw CHostError(L"Cannot find " + path, HRESULT_FROM_WIN32(::GetLastError()));
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)

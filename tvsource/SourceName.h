@@ -6,6 +6,3 @@
 // A URI ("scheme:...", where the scheme has more than one letter) stays as it is. A path becomes a full path, of any
 // length.  Throws CHostError: the path names nothing, or a folder. The filter would only say that it could not open it.
 [[nodiscard]] std::wstring SourceName(const std::wstring& typed);
-
-// The full path, whether or not anything is there.
-[[nodiscard]] std::wstring FullPath(const std::wstring& path);

@@ -39,8 +39,7 @@ public:
     }
 
     // IUnknown
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) noexcept override {
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override {
         if (!object)
             return E_POINTER;
         *object = nullptr;

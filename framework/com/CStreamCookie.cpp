@@ -1,5 +1,6 @@
 #include "framework/com/CStreamCookie.h"
 
+#include "diagnostics/ComBoundary.h"
 #include "framework/com/GlobalInterfaceTable.h"
 
 #include <wrl/client.h>
@@ -12,7 +13,7 @@ namespace {
 // compiler's headers call CLSID_InProcFreeMarshaler is another one.)
 constexpr CLSID kInProcFreeMarshaler = {0x0000033A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
-bool IsFreeThreaded(IStream* stream) noexcept {
+bool IsFreeThreaded(IStream* stream) {
     ComPtr<IMarshal> marshal;
     CLSID unmarshaler{};
     return SUCCEEDED(stream->QueryInterface(__uuidof(IMarshal), reinterpret_cast<void**>(marshal.GetAddressOf()))) &&
@@ -33,19 +34,27 @@ HRESULT CStreamCookie::Attach(IStream* stream) noexcept {
     HRESULT hr = Revoke();
     if (FAILED(hr))
         return hr;
-
     ComPtr<IGlobalInterfaceTable> table;
     hr = TKFGetGlobalInterfaceTable(&table);
     if (FAILED(hr))
         return hr;
-    DWORD cookie = 0;
-    hr = table->RegisterInterfaceInGlobal(stream, __uuidof(IStream), &cookie);
-    if (FAILED(hr))
-        return hr;
-    if (IsFreeThreaded(stream))
-        m_freeThreaded = stream;
-    m_cookie = cookie;
-    return hr;
+    // The stream is foreign: it is asked for its interfaces here, and may throw.
+    return ComBoundary([&] {
+        // By our own call first, so that what it throws has no frames of the platform to cross.
+        ComPtr<IStream> checked;
+        if (const HRESULT asked =
+                stream->QueryInterface(__uuidof(IStream), reinterpret_cast<void**>(checked.GetAddressOf()));
+            FAILED(asked))
+            return asked;
+        DWORD cookie = 0;
+        const HRESULT registered = table->RegisterInterfaceInGlobal(stream, __uuidof(IStream), &cookie);
+        if (FAILED(registered))
+            return registered;
+        m_cookie = cookie;
+        if (IsFreeThreaded(stream))
+            m_freeThreaded = stream;
+        return registered;
+    });
 }
 
 HRESULT CStreamCookie::CopyTo(IStream** stream) const noexcept {

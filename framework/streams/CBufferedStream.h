@@ -31,41 +31,31 @@ public:
 
     // S_FALSE: the source ended, or failed after the first bytes, before `cb` bytes; `*bytesRead` has the count.
     // A failure is returned only where not one byte could be given. A read of 0 bytes is S_OK and asks nobody.
-    STDMETHODIMP
-    Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
-    STDMETHODIMP
-    Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;  // E_NOTIMPL
+    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
+    STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;  // E_NOTIMPL
 
     // IStream
 
     // `*newPosition` receives the position whatever happens. A failed seek of the wrapped stream leaves this one at the
     // position that it reported, 0 if it reported none. An unknown origin is S_OK and moves nothing.
-    STDMETHODIMP
-    Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
-    STDMETHODIMP
-    SetSize(ULARGE_INTEGER newSize) noexcept override;  // E_NOTIMPL
+    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
+    STDMETHODIMP SetSize(ULARGE_INTEGER newSize) noexcept override;  // E_NOTIMPL
     // See CopyInBlocks.
-    STDMETHODIMP
-    CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-           ULARGE_INTEGER* bytesWritten) noexcept override;
-    STDMETHODIMP
-    Commit(DWORD flags) noexcept override;  // E_NOTIMPL
-    STDMETHODIMP
-    Revert() noexcept override;  // E_NOTIMPL
-    STDMETHODIMP
-    LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
-    STDMETHODIMP
-    UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb,
-                 DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
+    STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+                        ULARGE_INTEGER* bytesWritten) noexcept override;
+    STDMETHODIMP Commit(DWORD flags) noexcept override;  // E_NOTIMPL
+    STDMETHODIMP Revert() noexcept override;             // E_NOTIMPL
+    STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb,
+                            DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb,
+                              DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
     // The wrapped stream's answer to the last new value of `flag`, and never refreshed while that value stays: the size
     // is the one at the first call. After a failure the same call gives S_OK and a record of zeros.
     // E_OUTOFMEMORY: the record is there, but without its name.
-    STDMETHODIMP
-    Stat(STATSTG* stat, DWORD flag) noexcept override;
+    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     // A buffered stream over a clone of the wrapped one, with the same position and buffered bytes.
     // E_UNEXPECTED: the wrapped stream reported success and gave no clone.
-    STDMETHODIMP
-    Clone(IStream** clone) noexcept override;
+    STDMETHODIMP Clone(IStream** clone) noexcept override;
 
 private:
     [[nodiscard]] HRESULT Refill(Microsoft::WRL::ComPtr<IStream>& source) noexcept;

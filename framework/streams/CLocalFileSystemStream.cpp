@@ -1,10 +1,10 @@
 #include "framework/streams/CLocalFileSystemStream.h"
 
+#include "diagnostics/LongPath.h"
 #include "framework/com/CTaskMem.h"
 #include "framework/streams/CopyInBlocks.h"
 
 #include <span>
-#include <string_view>
 
 using Microsoft::WRL::ComPtr;
 
@@ -45,35 +45,6 @@ HRESULT ResultOf(DWORD error, std::span<const ErrorResult> table, HRESULT otherw
     return otherwise;
 }
 
-constexpr std::wstring_view kLiteralPrefix = LR"(\\?\)";
-
-// A path that begins with the prefix is full by definition, and means what it says: resolving would take dots away that
-// belong to it.
-std::wstring FullPath(const wchar_t* path) {
-    if (std::wstring_view(path).starts_with(kLiteralPrefix))
-        return path;
-    std::wstring full(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD size = static_cast<DWORD>(full.size());
-        const DWORD length = ::GetFullPathNameW(path, size, full.data(), nullptr);
-        if (length == 0)
-            return path;
-        full.resize(length);
-        if (length < size)
-            return full;
-    }
-}
-
-// What CreateFileW takes for the path: it refuses long paths that don't carry the prefix.
-std::wstring PathForOpen(const std::wstring& path) {
-    const std::wstring_view view = path;
-    if (path.size() < MAX_PATH || view.starts_with(kLiteralPrefix) || view.starts_with(LR"(\\.\)"))
-        return path;
-    if (view.starts_with(LR"(\\)"))
-        return LR"(\\?\UNC\)" + path.substr(2);
-    return std::wstring(kLiteralPrefix) + path;
-}
-
 DWORD Bits(DWORD mode, DWORD bit, DWORD bits, DWORD otherwise = 0) noexcept {
     return (mode & bit) ? bits : otherwise;
 }
@@ -102,10 +73,10 @@ HRESULT CLocalFileSystemStream::Open(const wchar_t* path, DWORD mode) noexcept {
     if (!IsOpenable(path, mode))
         return E_INVALIDARG;
     return ComBoundary([&] {
-        m_path = FullPath(path);
+        m_path = FullPathOf(path);
         m_mode = mode;
-        const std::wstring pathForOpen = PathForOpen(m_path);
-        m_file.Reset(OpenFile(pathForOpen, mode));
+        const std::wstring openable = OpenablePath(m_path);
+        m_file.Reset(OpenFile(openable, mode));
         return m_file ? S_OK : ResultOf(::GetLastError(), kOpenErrors, E_FAIL);
     });
 }

@@ -23,43 +23,32 @@ public:
     // ISequentialStream
 
     // S_FALSE: fewer than `cb` bytes.  STG_E_INVALIDPOINTER: `buffer` is null.
-    STDMETHODIMP
-    Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
-    STDMETHODIMP
-    Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;
+    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
+    STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;
 
     // IStream
 
     // STG_E_INVALIDFUNCTION: unknown origin, or the file can't be positioned there. `*newPosition` is then 0.
-    STDMETHODIMP
-    Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
+    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Leaves the file pointer where it was.
     // STG_E_MEDIUMFULL: no file can have that size.  STG_E_INVALIDFUNCTION: this file can't be given it.
     // E_FAIL, E_UNEXPECTED: the file pointer couldn't be read, or put back.
-    STDMETHODIMP
-    SetSize(ULARGE_INTEGER newSize) noexcept override;
+    STDMETHODIMP SetSize(ULARGE_INTEGER newSize) noexcept override;
     // See CopyInBlocks.
-    STDMETHODIMP
-    CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-           ULARGE_INTEGER* bytesWritten) noexcept override;
-    STDMETHODIMP
-    Commit(DWORD flags) noexcept override;  // E_NOTIMPL
-    STDMETHODIMP
-    Revert() noexcept override;  // E_NOTIMPL
+    STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+                        ULARGE_INTEGER* bytesWritten) noexcept override;
+    STDMETHODIMP Commit(DWORD flags) noexcept override;  // E_NOTIMPL
+    STDMETHODIMP Revert() noexcept override;             // E_NOTIMPL
     // STG_E_INVALIDFUNCTION
-    STDMETHODIMP
-    LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
-    STDMETHODIMP
-    UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
+    STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
     // The name is the full path. `grfMode` shows access, sharing and create, not the other bits of the mode.
     // STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory for the name; size and times are 0.
     // STG_E_ACCESSDENIED: the file doesn't tell its size or times. No name is handed out on failure.
-    STDMETHODIMP
-    Stat(STATSTG* stat, DWORD flag) noexcept override;
+    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     // Opens the file again with the same mode, at the same position. On purpose that goes for the create bit too: the
     // clone of a stream that made its file empties it again.
-    STDMETHODIMP
-    Clone(IStream** clone) noexcept override;
+    STDMETHODIMP Clone(IStream** clone) noexcept override;
 
 private:
     [[nodiscard]] bool GetSizeAndTimes(STATSTG& stat) const noexcept;

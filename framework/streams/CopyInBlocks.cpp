@@ -27,7 +27,7 @@ HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARG
 
             // Also with nothing to write: the target sees the end of the copy as a write of no bytes.
             ULONG written = 0;
-            static_cast<void>(target->Write(block.data(), got, &written));
+            static_cast<void>(ComBoundary([&] { return target->Write(block.data(), got, &written); }));
             totalWritten.QuadPart += written;
 
             if (got != chunk)

@@ -7,7 +7,8 @@
 //  - "C:..." with any single letter is a path on a drive, never a scheme: C:\a, c:/a, C:a (relative to the drive's own
 //    current folder).
 //  - \\?\C:\..., \\?\Volume{...}\... are paths too; \\?\UNC\server\... is a UNC path. Other names that begin with
-//    \\?\, \??\ or \\.\ are devices. They do not parse, so that no device is opened in place of a file.
+//    \\?\, \??\ or \\.\ are devices. They do not parse, so that no device is opened by its path. (CON, NUL and their
+//    like are names that the platform itself takes for devices in any folder.)
 //  - \\server\share\... is a UNC path.
 //  - "scheme:..." is a URI if the scheme has two or more characters.
 //  - Everything else is a path: clip.wav, ..\x, sub/clip.wav, \dir\x.

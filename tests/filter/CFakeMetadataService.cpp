@@ -22,8 +22,7 @@ public:
         ++m_service.m_liveObjects;
     }
 
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) override {
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
         const bool isAnswered = iid == __uuidof(IUnknown) || iid == __uuidof(Interface);
         *object = isAnswered ? this : nullptr;
         if (!isAnswered)
@@ -57,12 +56,9 @@ class CFakeMetadataService::CProperties final : public CObject<ITKCFPropertySet>
 public:
     explicit CProperties(CFakeMetadataService& service) : CObject(service, L"properties") {}
 
-    STDMETHODIMP
-    GetCount(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetKey(long, BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetValue(BSTR key, VARIANT* value) override {
+    STDMETHODIMP GetCount(long*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetKey(long, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetValue(BSTR key, VARIANT* value) override {
         const HRESULT hr = m_service.Step(L"GetValue", key);
         return FAILED(hr) ? hr : m_service.getValue(value);
     }
@@ -72,8 +68,7 @@ class CFakeMetadataService::CMetaData final : public CObject<ITKDSMetaData> {
 public:
     explicit CMetaData(CFakeMetadataService& service) : CObject(service, L"metadata") {}
 
-    STDMETHODIMP
-    GetGeneralMetaData(ITKCFPropertySet** propertySet) override {
+    STDMETHODIMP GetGeneralMetaData(ITKCFPropertySet** propertySet) override {
         return m_service.Give<CProperties>(L"GetGeneralMetaData", propertySet);
     }
 };
@@ -82,36 +77,25 @@ class CFakeMetadataService::CKeySet final : public CObject<ITKCFConstStringList>
 public:
     explicit CKeySet(CFakeMetadataService& service) : CObject(service, L"key set") {}
 
-    STDMETHODIMP
-    GetCount(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetItem(long, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetCount(long*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetItem(long, BSTR*) override { return E_NOTIMPL; }
 };
 
 class CFakeMetadataService::CKeys final : public CObject<ITKCFStringList> {
 public:
     explicit CKeys(CFakeMetadataService& service) : CObject(service, L"keys") {}
 
-    STDMETHODIMP
-    GetCount(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetItem(long, BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    IndexOf(BSTR, long*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Add(BSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Insert(long position, BSTR item) override {
+    STDMETHODIMP GetCount(long*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetItem(long, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP IndexOf(BSTR, long*) override { return E_NOTIMPL; }
+    STDMETHODIMP Add(BSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP Insert(long position, BSTR item) override {
         return m_service.Step(L"Insert", std::to_wstring(position) + L" " + item);
     }
-    STDMETHODIMP
-    Remove(long) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Clear() override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Clone(ITKCFStringList**) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetConstAccessor(ITKCFConstStringList** list) override {
+    STDMETHODIMP Remove(long) override { return E_NOTIMPL; }
+    STDMETHODIMP Clear() override { return E_NOTIMPL; }
+    STDMETHODIMP Clone(ITKCFStringList**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetConstAccessor(ITKCFConstStringList** list) override {
         return m_service.Give<CKeySet>(L"GetConstAccessor", list);
     }
 };
@@ -120,24 +104,20 @@ class CFakeMetadataService::COptions final : public CObject<ITKDSMetaDataExtract
 public:
     explicit COptions(CFakeMetadataService& service) : CObject(service, L"options") {}
 
-    STDMETHODIMP
-    CreateMetaData(ITKDSMetaData** metaData) override { return m_service.Give<CMetaData>(L"CreateMetaData", metaData); }
+    STDMETHODIMP CreateMetaData(ITKDSMetaData** metaData) override {
+        return m_service.Give<CMetaData>(L"CreateMetaData", metaData);
+    }
 };
 
 class CFakeMetadataService::CReader final : public CObject<ITKDSMetaDataReader> {
 public:
     explicit CReader(CFakeMetadataService& service) : CObject(service, L"reader") {}
 
-    STDMETHODIMP
-    GetReaderName(BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetSupportedKeys(ITKCFConstStringList**) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetSupportedMimeTypes(ITKCFConstStringList**) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    CanExtract(IStream*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Extract(ITKCFConstStringList* keys, IStream* stream, ITKDSMetaData* metaData) override {
+    STDMETHODIMP GetReaderName(BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetSupportedKeys(ITKCFConstStringList**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetSupportedMimeTypes(ITKCFConstStringList**) override { return E_NOTIMPL; }
+    STDMETHODIMP CanExtract(IStream*) override { return E_NOTIMPL; }
+    STDMETHODIMP Extract(ITKCFConstStringList* keys, IStream* stream, ITKDSMetaData* metaData) override {
         m_service.m_extracted = stream;
         const auto is = [](const void* object) { return object ? L"+" : L"-"; };
         return m_service.Step(L"Extract", std::wstring(is(keys)) + is(stream) + is(metaData));

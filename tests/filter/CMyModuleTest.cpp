@@ -20,19 +20,16 @@ public:
     bool throws = false;
     std::vector<std::wstring> calls;
 
-    STDMETHODIMP
-    QueryInterface(REFIID, void**) override { return E_NOTIMPL; }
+    STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOTIMPL; }
     STDMETHODIMP_(ULONG) AddRef() override { return 1; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP
-    AddReplacement(LPCOLESTR key, LPCOLESTR item) override {
+    STDMETHODIMP AddReplacement(LPCOLESTR key, LPCOLESTR item) override {
         calls.push_back(std::wstring(key) + L"=" + item);
         if (throws)
             throw std::bad_alloc();
         return result;
     }
-    STDMETHODIMP
-    ClearReplacements() override { return E_NOTIMPL; }
+    STDMETHODIMP ClearReplacements() override { return E_NOTIMPL; }
 };
 
 TEST(CMyModuleTest, LockCountGoesUpAndDownAndReportsItself) {

@@ -65,17 +65,14 @@ public:
     std::string data;
 
     virtual ~CKeeper() = default;
-    STDMETHODIMP
-    QueryInterface(REFIID, void** object) override {
+    STDMETHODIMP QueryInterface(REFIID, void** object) override {
         *object = this;
         return S_OK;
     }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP
-    SampleCB(double, IMediaSample*) override { return S_OK; }
-    STDMETHODIMP
-    BufferCB(double, BYTE* buffer, long length) override {
+    STDMETHODIMP SampleCB(double, IMediaSample*) override { return S_OK; }
+    STDMETHODIMP BufferCB(double, BYTE* buffer, long length) override {
         data.append(reinterpret_cast<const char*>(buffer), static_cast<size_t>(length));
         return S_OK;
     }

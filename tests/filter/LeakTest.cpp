@@ -71,7 +71,7 @@ TEST(LeakTest, HundredsOfFiltersLeaveNothingBehind) {
     const int handles = Handles();
     const LONGLONG bytes = PrivateBytes();
     EXPECT_LT(0, handles);
-    useFilters(400);
+    useFilters(1000);
     // The platform may keep a handle or a page of its own; a leak shows hundreds of times.
     EXPECT_GE(handles + 10, Handles());
     EXPECT_GE(bytes + 128 * kKiB, PrivateBytes());

@@ -22,35 +22,23 @@ const wchar_t kFunction[] = L"CCustomFileSourceFilter::SetSourceFileStream";
 // A stream that no apartment can be told of, and so none that can be buffered.
 class CStreamWithoutInterfaces final : public IStream {
 public:
-    STDMETHODIMP
-    QueryInterface(REFIID, void** object) override {
+    STDMETHODIMP QueryInterface(REFIID, void** object) override {
         *object = nullptr;
         return E_NOINTERFACE;
     }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP
-    Read(void*, ULONG, ULONG*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Write(const void*, ULONG, ULONG*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Commit(DWORD) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Revert() override { return E_NOTIMPL; }
-    STDMETHODIMP
-    LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Clone(IStream**) override { return E_NOTIMPL; }
+    STDMETHODIMP Read(void*, ULONG, ULONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP Write(const void*, ULONG, ULONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+    STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+    STDMETHODIMP Commit(DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP Revert() override { return E_NOTIMPL; }
+    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP Clone(IStream**) override { return E_NOTIMPL; }
 };
 
 struct MediaTypeLogTest : ::testing::Test {

@@ -26,8 +26,7 @@ public:
     ComPtr<IUnknown> inner;
 
     virtual ~COuter() = default;
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) override {
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
         *object = nullptr;
         if (iid != __uuidof(IUnknown))
             return inner->QueryInterface(iid, object);

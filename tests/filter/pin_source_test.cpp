@@ -170,16 +170,12 @@ const std::vector<std::wstring> kLostLines = {Line(3, L"CCustomFileSourcePin::Sy
 class CEmptyTable final : public IGlobalInterfaceTable {
 public:
     virtual ~CEmptyTable() = default;
-    STDMETHODIMP
-    QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP
-    RegisterInterfaceInGlobal(IUnknown*, REFIID, DWORD*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    RevokeInterfaceFromGlobal(DWORD) override { return E_ACCESSDENIED; }
-    STDMETHODIMP
-    GetInterfaceFromGlobal(DWORD, REFIID, void** object) override {
+    STDMETHODIMP RegisterInterfaceInGlobal(IUnknown*, REFIID, DWORD*) override { return E_NOTIMPL; }
+    STDMETHODIMP RevokeInterfaceFromGlobal(DWORD) override { return E_ACCESSDENIED; }
+    STDMETHODIMP GetInterfaceFromGlobal(DWORD, REFIID, void** object) override {
         *object = nullptr;
         return S_OK;
     }

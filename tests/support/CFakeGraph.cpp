@@ -12,8 +12,7 @@ std::vector<GraphEvent> CFakeGraph::TakeEvents() {
     return std::exchange(m_events, {});
 }
 
-STDMETHODIMP
-CFakeGraph::QueryInterface(REFIID iid, void** object) {
+STDMETHODIMP CFakeGraph::QueryInterface(REFIID iid, void** object) {
     *object = nullptr;
     if (iid == __uuidof(IUnknown) || iid == __uuidof(IFilterGraph))
         *object = static_cast<IFilterGraph*>(this);
@@ -22,8 +21,7 @@ CFakeGraph::QueryInterface(REFIID iid, void** object) {
     return *object ? S_OK : E_NOINTERFACE;
 }
 
-STDMETHODIMP
-CFakeGraph::Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) {
+STDMETHODIMP CFakeGraph::Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) {
     const std::lock_guard lock(m_mutex);
     m_events.push_back({code, parameter1, parameter2});
     return S_OK;

@@ -37,32 +37,22 @@ public:
     [[nodiscard]] std::vector<GraphEvent> TakeEvents();
 
     // IUnknown
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
 
     // IMediaEventSink
-    STDMETHODIMP
-    Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) override;
+    STDMETHODIMP Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) override;
 
     // IFilterGraph
-    STDMETHODIMP
-    AddFilter(IBaseFilter*, LPCWSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    RemoveFilter(IBaseFilter*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    EnumFilters(IEnumFilters**) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    FindFilterByName(LPCWSTR, IBaseFilter**) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    ConnectDirect(IPin*, IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Reconnect(IPin*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    Disconnect(IPin*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    SetDefaultSyncSource() override { return E_NOTIMPL; }
+    STDMETHODIMP AddFilter(IBaseFilter*, LPCWSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP RemoveFilter(IBaseFilter*) override { return E_NOTIMPL; }
+    STDMETHODIMP EnumFilters(IEnumFilters**) override { return E_NOTIMPL; }
+    STDMETHODIMP FindFilterByName(LPCWSTR, IBaseFilter**) override { return E_NOTIMPL; }
+    STDMETHODIMP ConnectDirect(IPin*, IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+    STDMETHODIMP Reconnect(IPin*) override { return E_NOTIMPL; }
+    STDMETHODIMP Disconnect(IPin*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetDefaultSyncSource() override { return E_NOTIMPL; }
 
 private:
     std::mutex m_mutex;

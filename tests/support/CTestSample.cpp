@@ -6,8 +6,7 @@ std::string CTestSample::Data() const {
     return {m_buffer.begin(), m_buffer.begin() + actualLength};
 }
 
-STDMETHODIMP
-CTestSample::QueryInterface(REFIID iid, void** object) {
+STDMETHODIMP CTestSample::QueryInterface(REFIID iid, void** object) {
     *object = nullptr;
     if (iid != __uuidof(IUnknown) && iid != __uuidof(IMediaSample))
         return E_NOINTERFACE;
@@ -16,21 +15,18 @@ CTestSample::QueryInterface(REFIID iid, void** object) {
     return S_OK;
 }
 
-STDMETHODIMP
-CTestSample::GetPointer(BYTE** buffer) {
+STDMETHODIMP CTestSample::GetPointer(BYTE** buffer) {
     *buffer = m_buffer.data();
     return getPointer;
 }
 
-STDMETHODIMP
-CTestSample::GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) {
+STDMETHODIMP CTestSample::GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) {
     *from = start;
     *to = stop;
     return getTime;
 }
 
-STDMETHODIMP
-CTestSample::SetActualDataLength(long length) {
+STDMETHODIMP CTestSample::SetActualDataLength(long length) {
     const auto scripted = setLength.find(m_lengthCalls++);
     if (scripted != setLength.end() && FAILED(scripted->second))
         return scripted->second;

@@ -44,43 +44,28 @@ public:
     [[nodiscard]] ULONG References() const { return m_references; }
 
     // IUnknown
-    STDMETHODIMP
-    QueryInterface(REFIID iid, void** object) override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
     STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() override { return --m_references; }
 
     // IMediaSample
-    STDMETHODIMP
-    GetPointer(BYTE** buffer) override;
+    STDMETHODIMP GetPointer(BYTE** buffer) override;
     STDMETHODIMP_(long) GetSize() override { return claimedSize; }
-    STDMETHODIMP
-    GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) override;
-    STDMETHODIMP
-    SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    IsSyncPoint() override { return S_FALSE; }
-    STDMETHODIMP
-    SetSyncPoint(BOOL) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    IsPreroll() override { return S_FALSE; }
-    STDMETHODIMP
-    SetPreroll(BOOL) override { return E_NOTIMPL; }
+    STDMETHODIMP GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) override;
+    STDMETHODIMP SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return E_NOTIMPL; }
+    STDMETHODIMP IsSyncPoint() override { return S_FALSE; }
+    STDMETHODIMP SetSyncPoint(BOOL) override { return E_NOTIMPL; }
+    STDMETHODIMP IsPreroll() override { return S_FALSE; }
+    STDMETHODIMP SetPreroll(BOOL) override { return E_NOTIMPL; }
     STDMETHODIMP_(long) GetActualDataLength() override { return actualLength; }
     // VFW_E_BUFFER_OVERFLOW: longer than the buffer.
-    STDMETHODIMP
-    SetActualDataLength(long length) override;
-    STDMETHODIMP
-    GetMediaType(AM_MEDIA_TYPE**) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    SetMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    IsDiscontinuity() override { return S_FALSE; }
-    STDMETHODIMP
-    SetDiscontinuity(BOOL) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    GetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-    STDMETHODIMP
-    SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetActualDataLength(long length) override;
+    STDMETHODIMP GetMediaType(AM_MEDIA_TYPE**) override { return E_NOTIMPL; }
+    STDMETHODIMP SetMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+    STDMETHODIMP IsDiscontinuity() override { return S_FALSE; }
+    STDMETHODIMP SetDiscontinuity(BOOL) override { return E_NOTIMPL; }
+    STDMETHODIMP GetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
 
 private:
     std::vector<BYTE> m_buffer;

@@ -1,7 +1,8 @@
 #include "threading/CRunnableThread.h"
 
+#include "diagnostics/CAutoDestructor.h"
+
 #include <gtest/gtest.h>
-#include <semaphore>
 #include <string>
 
 namespace {
@@ -26,11 +27,13 @@ struct CWaitingRunnable final : IThreadRunnable {
         for (size_t i = 0; i < sizeof frame; i += 4096)
             frame[i] = 1;
         threadId = ::GetCurrentThreadId();
-        begun.release();
-        end.acquire();
+        ::SetEvent(begun.Get());
+        ::WaitForSingleObject(end.Get(), INFINITE);
         return E_UNEXPECTED;
     }
-    std::binary_semaphore begun{0}, end{0};
+    // Events of the platform: the standard library's semaphores lose wake-ups with this compiler under Wine.
+    CAutoHandle begun{::CreateEventW(nullptr, FALSE, FALSE, nullptr)},
+        end{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     DWORD threadId = 0;
 };
 
@@ -43,7 +46,7 @@ TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnother) {
     for (const int round : {1, 2}) {
         SCOPED_TRACE(round);
         ASSERT_TRUE(thread.Start());
-        runnable.begun.acquire();
+        ::WaitForSingleObject(runnable.begun.Get(), INFINITE);
         const HANDLE handle = thread.GetHandle();
         EXPECT_EQ(runnable.threadId, ::GetThreadId(handle));
         EXPECT_EQ(runnable.threadId, g_namedThread);
@@ -54,7 +57,7 @@ TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnother) {
         EXPECT_FALSE(thread.Join(0));
         EXPECT_FALSE(thread.GetExitCode(&exitCode));
         EXPECT_EQ(handle, thread.GetHandle());
-        runnable.end.release();
+        ::SetEvent(runnable.end.Get());
         EXPECT_TRUE(thread.Join(INFINITE));
         EXPECT_FALSE(thread.IsRunning());
         EXPECT_TRUE(thread.GetExitCode(&exitCode));

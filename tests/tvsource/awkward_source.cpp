@@ -89,7 +89,7 @@ public:
     STDMETHODIMP_(ULONG) Release() override { return 1; }
     STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** object) override {
         ComPtr<CAwkwardSource> source;
-        source.Attach(new CAwkwardSource);
+        *source.GetAddressOf() = new CAwkwardSource;
         return source->QueryInterface(iid, object);
     }
     STDMETHODIMP LockServer(BOOL) override { return S_OK; }

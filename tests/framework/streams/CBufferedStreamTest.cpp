@@ -58,7 +58,7 @@ TEST_F(CBufferedStreamTest, StartsWhereTheSourceStandsOrAtZeroIfItCannotTell) {
 }
 
 TEST_F(CBufferedStreamTest, AsksForTheWholeBufferOnceAndServesFromItHoweverSmall) {
-    std::string contents(4 << 20, '\0');
+    std::string contents(16 << 20, '\0');
     for (size_t i = 0; i < contents.size(); ++i)
         contents[i] = static_cast<char>(i * 2654435761u >> 24);
     source.SetContents(contents);
@@ -68,7 +68,7 @@ TEST_F(CBufferedStreamTest, AsksForTheWholeBufferOnceAndServesFromItHoweverSmall
     EXPECT_EQ(1, source.Calls(kRead));
     EXPECT_EQ(0x20000u, source.LastReadSize());
     Make(1);
-    EXPECT_TRUE(Got(S_OK, contents) == Read(4 << 20));
+    EXPECT_TRUE(Got(S_OK, contents) == Read(16 << 20));
 }
 
 TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {

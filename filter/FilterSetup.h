@@ -1,0 +1,6 @@
+// What the platform's filter mapper is told about the filter: name, merit, its one pin.
+#pragma once
+
+#include "baseclasses/AMovieSetup.h"
+
+extern const AMOVIESETUP_FILTER g_FilterSetup;
