@@ -73,7 +73,7 @@ TEST_F(CClassFactoryTest, ClassesAreToldOfLoadingAndUnloading) {
     const HINSTANCE before = g_hInst;
     const HINSTANCE self = ::GetModuleHandleW(nullptr);
     initCalls.clear();
-    for (const DWORD reason : {DLL_PROCESS_ATTACH, DLL_THREAD_ATTACH, DLL_PROCESS_DETACH})
+    for (const DWORD reason : {DWORD{DLL_PROCESS_ATTACH}, DWORD{DLL_THREAD_ATTACH}, DWORD{DLL_PROCESS_DETACH}})
         EXPECT_TRUE(DllEntryPoint(self, reason, nullptr));
     EXPECT_EQ(self, g_hInst);
     EXPECT_EQ((std::vector<BOOL>{TRUE, FALSE}), initCalls);
