@@ -117,13 +117,15 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
             return E_UNEXPECTED;
         }
         CAutoLock loadLock(&m_LoadLock);
+        CName name;  // now: when memory is out for it, nothing has changed yet
+        name.SetWide(pszFileName);
         m_PendingName = pszFileName;
         ComPtr<IStream> stream;
         HRESULT hr = FetchPendingStream(&stream);
         if (SUCCEEDED(hr))
             hr = ComBoundary([&] { return SetSourceFileStream(stream.Get(), pmt); });
         // Not the pending name: a stream that calls back into this thread may have loaded another one meanwhile.
-        SetCurrentName(pszFileName);
+        SetCurrentName(name);
         return hr;
     });
 }
@@ -223,9 +225,10 @@ STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDI
     });
 }
 
-void CCustomFileSourceFilter::SetCurrentName(const wchar_t* name) {
+// Leaves the former name in `name`.
+void CCustomFileSourceFilter::SetCurrentName(CName& name) noexcept {
     CAutoLock currentLock(&m_CurrentLock);
-    m_CurrentName.SetWide(name);
+    m_CurrentName.Swap(name);
 }
 
 // ---- The source as a stream
@@ -239,7 +242,9 @@ STDMETHODIMP CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA
         const HRESULT hr = ComBoundary([&] { return stream->Stat(&stat, STATFLAG_DEFAULT); });
         const CTaskMem<wchar_t> given(SUCCEEDED(hr) ? stat.pwcsName : nullptr);
         const wchar_t* name = given && *given.Get() ? given.Get() : L"IStream : <no filename>";
-        SetCurrentName(name);
+        CName current;
+        current.SetWide(name);
+        SetCurrentName(current);
         TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::OpenStream", L"Loading file : %s", name);
         return SetSourceFileStream(stream, type);
     });
@@ -300,7 +305,7 @@ HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
 }
 
 // Leaves the former type in `type`, for the caller to free where no lock is held.
-void CCustomFileSourceFilter::SetCurrentType(CMediaType& type) {
+void CCustomFileSourceFilter::SetCurrentType(CMediaType& type) noexcept {
     CAutoLock currentLock(&m_CurrentLock);
     m_mt.Swap(type);
 }

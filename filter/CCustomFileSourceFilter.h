@@ -83,14 +83,15 @@ private:
     [[nodiscard]] HRESULT FetchPendingStream(IStream** stream);
     HRESULT OfferType(const AM_MEDIA_TYPE& type);
     HRESULT OfferTypesOfContent(IStream* content);
-    void SetCurrentType(CMediaType& type);
-    void SetCurrentName(const wchar_t* name);
+    using CName = CStringManager<CP_ACP>;
+    void SetCurrentType(CMediaType& type) noexcept;
+    void SetCurrentName(CName& name) noexcept;
 
     // In the order of construction; the destructor's members go in reverse.
     std::unique_ptr<CCustomFileSourcePin> m_pPin;
-    CCritSec m_FilterLock;                 // the state lock of filter and pin
-    CStringManager<CP_ACP> m_CurrentName;  // guarded by m_CurrentLock
-    CMediaType m_mt;                       // what GetCurFile reports; guarded by m_CurrentLock
+    CCritSec m_FilterLock;  // the state lock of filter and pin
+    CName m_CurrentName;    // guarded by m_CurrentLock
+    CMediaType m_mt;        // what GetCurFile reports; guarded by m_CurrentLock
     CRunnableThread m_CreationThread;
     CComThreadRunnableAdapter<CCustomFileSourceFilter> m_CreationRunnable;
     CAutoHandle m_hStop;            // manual-reset: the creation thread is to end

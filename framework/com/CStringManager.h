@@ -37,6 +37,13 @@ public:
     void SetNarrow(const char* text) { Replace(m_narrow, Copy(text, text ? std::strlen(text) : 0)); }
     void SetBstr(const wchar_t* text) { Replace(m_bstr, CBstr(text)); }
 
+    // Exchanges the strings, with the forms they have. As setting: one thread.
+    void Swap(CStringManager& other) noexcept {
+        SwapForms(m_wide, other.m_wide);
+        SwapForms(m_narrow, other.m_narrow);
+        SwapForms(m_bstr, other.m_bstr);
+    }
+
     // Null when there is no string.
     [[nodiscard]] const wchar_t* GetWide() const {
         if (!m_wide.load()) {
@@ -117,6 +124,11 @@ private:
         wchar_t* expected = nullptr;
         if (form.compare_exchange_strong(expected, made.Get()))
             static_cast<void>(made.Detach());
+    }
+
+    template <class Form>
+    static void SwapForms(Form& a, Form& b) noexcept {
+        a.store(b.exchange(a.load()));
     }
 
     template <class Form, class Made>

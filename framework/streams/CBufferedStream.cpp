@@ -16,7 +16,8 @@ HRESULT CBufferedStream::Initialize(IStream* stream, LONG bufferBytes) noexcept 
     HRESULT hr = m_source.Attach(stream);
     if (SUCCEEDED(hr))
         hr = ComBoundary([&] {
-            m_buffer.resize(static_cast<size_t>(bufferBytes));
+            m_lines.resize((static_cast<size_t>(bufferBytes) + sizeof(CacheLine) - 1) / sizeof(CacheLine));
+            m_capacity = bufferBytes;
             return S_OK;
         });
     if (FAILED(hr))
@@ -60,7 +61,7 @@ HRESULT CBufferedStream::Write(const void*, ULONG, ULONG*) noexcept {
 ULONG CBufferedStream::Serve(BYTE* target, ULONG cb) noexcept {
     const ULONG count = std::min(static_cast<ULONG>(m_fill - m_offset), cb);
     if (count > 0)
-        std::memcpy(target, m_buffer.data() + m_offset, count);
+        std::memcpy(target, Bytes() + m_offset, count);
     m_offset += static_cast<LONG>(count);
     m_position += count;
     return count;
@@ -76,9 +77,9 @@ HRESULT CBufferedStream::Refill(ComPtr<IStream>& source) noexcept {
         if (FAILED(hr))
             return hr;
     }
-    const ULONG wanted = static_cast<ULONG>(m_buffer.size());
+    const ULONG wanted = static_cast<ULONG>(m_capacity);
     ULONG got = 0;
-    const HRESULT hr = ComBoundary([&] { return source->Read(m_buffer.data(), wanted, &got); });
+    const HRESULT hr = ComBoundary([&] { return source->Read(Bytes(), wanted, &got); });
     got = std::min(got, wanted);  // a stream may claim more than it was asked for
     m_underlyingPosition += got;
     m_fill = static_cast<LONG>(got);
@@ -213,7 +214,8 @@ HRESULT CBufferedStream::Clone(IStream** clone) noexcept {
             hr = copy->m_source.Attach(sourceClone.Get());
         if (FAILED(hr))
             return hr;
-        copy->m_buffer = m_buffer;
+        copy->m_lines = m_lines;
+        copy->m_capacity = m_capacity;
         copy->m_underlyingPosition = m_underlyingPosition;
         copy->m_position = m_position;
         copy->m_offset = m_offset;
