@@ -1,0 +1,61 @@
+// A stream whose contents are one growable block of memory.
+//
+// The size that the stream reports and the bytes that exist are two things: SetSize sets the size alone, and bytes that
+// don't exist read as zeros. So a size of any number of bytes costs nothing until somebody writes there.
+//
+// Units: positions and sizes are bytes.
+// Threads: any thread of the process, in any apartment and without marshalling, but one call at a time: no method takes
+// a lock.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+
+#include <vector>
+
+class CMemoryStream final : public CComObjectBase<IStream, ISequentialStream> {
+public:
+    CMemoryStream() noexcept = default;
+
+    // To be called once, before any other method. Arguments and results are those of TKFCreateMemoryStream.
+    [[nodiscard]] HRESULT Initialize(const void* data, LONGLONG size) noexcept;
+
+    // ISequentialStream
+
+    // S_FALSE: the stream ended before `cb` bytes; `*bytesRead` has the count.  STG_E_INVALIDPOINTER: `buffer` is null.
+    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
+    // Makes the bytes up to its end exist, with zeros in a gap before them; so does a write of 0 bytes. The size
+    // becomes the end of the write when bytes had to be made, and only then: a write that ends beyond the size but
+    // among bytes that exist leaves the size where SetSize put it. STG_E_INVALIDPOINTER: `buffer` is null.
+    // E_OUTOFMEMORY: no memory, or the end is beyond 32 bits. After either nothing has changed.
+    STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;
+
+    // IStream
+
+    // `*newPosition` is written on success only. Positions beyond the size are allowed, up to 64 bits.
+    // STG_E_INVALIDPOINTER: the position would be before the start or beyond 64 bits.  STG_E_INVALIDFUNCTION: unknown
+    // origin. After a failure the position is the old one.
+    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
+    // Neither makes bytes nor drops them: what a smaller size hides, a larger one shows again.
+    STDMETHODIMP SetSize(ULARGE_INTEGER newSize) noexcept override;
+    // Unlike the other streams' it stops at the first short write and tells the totals on success only.
+    // S_OK: `cb` bytes, or all that are left, were copied.  E_POINTER: `target` is null.  STG_E_MEDIUMFULL: `target`
+    // took less, or claims to have taken more, than it was given.  E_FAIL: the stream was cut short while it was
+    // copied. E_OUTOFMEMORY
+    STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+                        ULARGE_INTEGER* bytesWritten) noexcept override;
+    STDMETHODIMP Commit(DWORD flags) noexcept override;  // S_OK
+    STDMETHODIMP Revert() noexcept override;             // E_NOTIMPL
+    // S_OK, and nothing is locked.
+    STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
+    // Type and size; there is no name, whatever `flag` says.  E_POINTER: `stat` is null.
+    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
+    STDMETHODIMP Clone(IStream** clone) noexcept override;  // E_NOTIMPL
+
+private:
+    [[nodiscard]] ULONGLONG Available() const noexcept { return m_size > m_position ? m_size - m_position : 0; }
+
+    std::vector<BYTE> m_storage;  // the bytes that exist; their number and m_size don't depend on each other
+    ULONGLONG m_size = 0;
+    ULONGLONG m_position = 0;
+};
