@@ -32,12 +32,13 @@ fi
 declare -A runs
 keepers=()
 for preset in "${presets[@]}"; do
-  # While any program runs in the prefix, its services stay up and each test starts in a tenth of the time. It has no
-  # part in the test's output: what it starts would hold the output open.
+  # While any program runs in the prefix, its services stay up and each test starts in a tenth of the time. The services
+  # keep the output of whoever starts them open for good, so they must be up before CTest, which waits for the end of
+  # its programs' output, starts the first one.
   timeout 3000 "build/$preset/wine.sh" explorer.exe </dev/null >/dev/null 2>&1 &
   keepers+=($!)
+  "build/$preset/wine.sh" cmd.exe /c exit </dev/null >/dev/null 2>&1
 done
-sleep 3
 for preset in "${presets[@]}"; do
   ctest --preset "$preset" --no-tests=error --repeat until-pass:2 >"build/$preset.test.log" 2>&1 &
   runs[$preset]=$!
