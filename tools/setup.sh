@@ -17,10 +17,11 @@ packages=(
   libboost-dev libcli11-dev googletest
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good libgstreamer-plugins-base1.0-0
 )
-[ "${1:-}" != --lint ] || packages+=(clang clang-format clang-tidy)
+[ "${1:-}" != --lint ] || packages+=(git clang clang-format clang-tidy)
 
-if [ "$(id -u)" -eq 0 ]; then as_root=(); else as_root=(sudo); fi
-export DEBIAN_FRONTEND=noninteractive
+# No package may ask questions: its output isn't shown.
+as_root=(env DEBIAN_FRONTEND=noninteractive)
+[ "$(id -u)" -eq 0 ] || as_root=(sudo "${as_root[@]}")
 
 missing=()
 for package in "${packages[@]}"; do

@@ -31,6 +31,7 @@ fi
 # it is printed below and is worth a look.
 declare -A runs
 keepers=()
+trap 'kill "${keepers[@]}" 2>/dev/null || true' EXIT
 for preset in "${presets[@]}"; do
   # While any program runs in the prefix, its services stay up and each test starts in a tenth of the time. The services
   # keep the output of whoever starts them open for good, so they must be up before CTest, which waits for the end of
@@ -59,7 +60,6 @@ for preset in "${presets[@]}"; do
   sed -nE 's/.*Test +#[0-9]+: ([^ ]+) .*\*\*\*(Failed|Timeout|Exception).*/   not passed at once: \1/p' "$log" | sort -u
   [ "$bad" -eq 0 ] || cat "$log"
 done
-kill "${keepers[@]}" 2>/dev/null || true
 if [ -n "$why_skipped" ]; then
   others=$passed
   skipped=$((skipped + others))

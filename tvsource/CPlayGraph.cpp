@@ -4,6 +4,7 @@
 #include <uuids.h>
 #include <vfwmsgs.h>
 
+#include "baseclasses/MediaTypeCopies.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Text.h"
 
@@ -228,9 +229,7 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress) {
 StreamType CPlayGraph::ConnectedType() const {
     AM_MEDIA_TYPE type{};
     Check(m_counter->ConnectionMediaType(&type), L"Cannot ask for the media type of the connection");
-    ::CoTaskMemFree(type.pbFormat);
-    if (type.pUnk)
-        type.pUnk->Release();
+    FreeMediaType(type);
     return {type.majortype, type.subtype};
 }
 

@@ -4,6 +4,7 @@
 #include <vfwmsgs.h>
 
 #include "TvFileSourceAsync.h"
+#include "baseclasses/MediaTypeCopies.h"
 #include "diagnostics/LongPath.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
@@ -109,8 +110,6 @@ CSourceFilter::CurrentFile CSourceFilter::Current() const {
           L"Cannot ask the filter for its current file");
     CurrentFile current{name, {type.majortype, type.subtype}};
     ::CoTaskMemFree(name);
-    ::CoTaskMemFree(type.pbFormat);
-    if (type.pUnk)
-        type.pUnk->Release();
+    FreeMediaType(type);
     return current;
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "baseclasses/MediaTypeCopies.h"
+
 namespace {
 
 struct NamedSubtype {
@@ -69,10 +71,7 @@ std::wstring GuidText(const GUID& guid) {
 }  // namespace
 
 void CMediaTypeFreer::operator()(AM_MEDIA_TYPE* type) const noexcept {
-    ::CoTaskMemFree(type->pbFormat);
-    if (type->pUnk)
-        type->pUnk->Release();
-    ::CoTaskMemFree(type);
+    DeleteMediaType(type);
 }
 
 bool StreamType::IsUnknown() const noexcept {

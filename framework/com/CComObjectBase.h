@@ -11,9 +11,11 @@
 //
 // Threads: the count may be changed from any thread, and so may the interface pointer be passed to any thread of the
 // process without marshalling. Whether two threads may call at once is the derived class's matter.
-// Lifetime: on the heap only, and only by MakeComObject. The count starts at one, which the maker owns.
+// Lifetime: on the heap only, and only by MakeComObject. The count starts at one, which the maker owns. The module
+// counts as in use while the object lives, so that a stream that a stranger still holds keeps its code.
 #pragma once
 
+#include "baseclasses/CBaseObject.h"
 #include "diagnostics/ComBoundary.h"
 
 #include <windows.h>
@@ -27,7 +29,7 @@
 #include <utility>
 
 template <class Primary, class... Also>
-class CComObjectBase : public Primary {
+class CComObjectBase : public Primary, private CBaseObject {
 public:
     CComObjectBase(const CComObjectBase&) = delete;
     CComObjectBase& operator=(const CComObjectBase&) = delete;
@@ -61,7 +63,7 @@ public:
     }
 
 protected:
-    CComObjectBase() noexcept = default;
+    CComObjectBase() noexcept : CBaseObject(L"COM object of the framework") {}
     virtual ~CComObjectBase() = default;
 
 private:
