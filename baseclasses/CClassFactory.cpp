@@ -60,5 +60,5 @@ STDMETHODIMP CClassFactory::LockServer(BOOL lock) noexcept {
 }
 
 bool CClassFactory::IsLocked() noexcept {
-    return locks != 0;
+    return locks > 0;  // a host that unlocks once too often must not keep the module for good
 }

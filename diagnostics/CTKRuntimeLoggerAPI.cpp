@@ -2,24 +2,16 @@
 
 #include "diagnostics/CAnswerCache.h"
 #include "diagnostics/CBstr.h"
+#include "diagnostics/ComBoundary.h"
 
 #include <string>
 #include <utility>
 
 using Microsoft::WRL::ComPtr;
 
+// The logger is foreign code: whatever it throws is dropped, since logging fails no operation.
 namespace TKRuntimeLogger {
 namespace {
-
-// The logger is foreign code: whatever it throws stays here.
-template <class Call>
-void CallForeign(Call&& call) noexcept {
-    try {
-        std::forward<Call>(call)();
-    } catch (...) {
-        // Logging fails no operation.
-    }
-}
 
 const wchar_t* OrEmpty(const wchar_t* text) noexcept {
     return text ? text : L"";
@@ -32,7 +24,7 @@ CTKRuntimeLoggerAPI::CTKRuntimeLoggerAPI(ITKRuntimeLogger* fallback) noexcept
     LARGE_INTEGER frequency{};
     ::QueryPerformanceFrequency(&frequency);
     m_frequency = frequency.QuadPart;
-    CallForeign([&] { FindService(); });
+    RunQuietly([&] { FindService(); });
     if (!m_logger)
         m_logger = fallback;
 }
@@ -61,7 +53,7 @@ void CTKRuntimeLoggerAPI::Log(LONG severity, const wchar_t* category, const wcha
     if (!m_logger)
         return;
     const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    CallForeign([&] {
+    RunQuietly([&] {
         m_logger->Log(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line, functionText.Get(),
                       messageText.Get());
     });
@@ -73,7 +65,7 @@ void CTKRuntimeLoggerAPI::LogProfile(LONG severity, const wchar_t* category, con
     if (!m_logger)
         return;
     const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    CallForeign([&] {
+    RunQuietly([&] {
         m_logger->LogProfile(severity, categoryText.Get(), m_processId, fileText.Get(), line, functionText.Get(),
                              messageText.Get(), count, firstDuration, maximumDuration, totalDuration);
     });
@@ -85,7 +77,7 @@ void CTKRuntimeLoggerAPI::LogExplicit(LONG severity, const wchar_t* category, UL
     if (!m_logger)
         return;
     const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    CallForeign([&] {
+    RunQuietly([&] {
         m_logger->LogExplicit(severity, categoryText.Get(), value1, value2, fileText.Get(), line, value3,
                               functionText.Get(), messageText.Get(), flag ? VARIANT_TRUE : VARIANT_FALSE);
     });
@@ -110,7 +102,7 @@ LONG CTKRuntimeLoggerAPI::AskQuestion(LONG severity, const wchar_t* category, co
         secondTextText(secondText);
     LONG answer = defaultAnswer;
     HRESULT hr = E_FAIL;
-    CallForeign([&] {
+    RunQuietly([&] {
         hr = m_questioner->AskQuestion(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
                                        functionText.Get(), questionText.Get(), secondTextText.Get(), defaultAnswer,
                                        &answer);
@@ -127,7 +119,7 @@ void CTKRuntimeLoggerAPI::LogWithDump(LONG severity, const wchar_t* category, co
     if (m_dumpWriter) {
         const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
         HRESULT hr = E_FAIL;
-        CallForeign([&] {
+        RunQuietly([&] {
             hr = m_dumpWriter->LogWithDump(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
                                            functionText.Get(), messageText.Get());
         });

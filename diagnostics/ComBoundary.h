@@ -8,6 +8,8 @@
 //       });
 //   }
 //
+// What must neither fail nor end its caller, a log record in the midst of a clean-up say, goes through RunQuietly.
+//
 // An exception that crossed into a host built by another compiler would end the host.
 #pragma once
 
@@ -41,5 +43,14 @@ template <class Body>
         return std::forward<Body>(body)();
     } catch (...) {
         return ResultOfCaughtException();
+    }
+}
+
+// Runs `body`; what it throws is dropped.
+template <class Body>
+void RunQuietly(Body&& body) noexcept {
+    try {
+        std::forward<Body>(body)();
+    } catch (...) {
     }
 }

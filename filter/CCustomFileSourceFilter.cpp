@@ -133,10 +133,7 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
 // Has the creation thread open the pending name. Fails when there is no stream.
 HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
     ::SetEvent(m_hCreateRequest.Get());
-    (void)ComBoundary([&] {
-        AwaitCreation();  // throws when memory is out for its log line; the stream is taken all the same
-        return S_OK;
-    });
+    RunQuietly([&] { AwaitCreation(); });  // memory that is out for its log line; the stream is taken all the same
     const HRESULT hr = m_CreatedStream.CopyTo(stream);
     (void)m_CreatedStream.Revoke();
     return hr;
@@ -172,7 +169,7 @@ HRESULT CCustomFileSourceFilter::CreateStreamThread() noexcept {
     for (;;) {
         const DWORD woken = ::WaitForMultipleObjects(2, events, FALSE, INFINITE);
         // What is thrown in here is the log's, out of memory; it must not end the thread.
-        (void)ComBoundary([&] {
+        RunQuietly([&] {
             switch (woken) {
                 case WAIT_OBJECT_0:
                     TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
@@ -186,7 +183,6 @@ HRESULT CCustomFileSourceFilter::CreateStreamThread() noexcept {
                            L"Error in WaitForMultipleObjects in create stream thread");
                     break;
             }
-            return S_OK;
         });
         if (woken != WAIT_OBJECT_0 + 1)
             return S_OK;
@@ -259,11 +255,10 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
         return E_UNEXPECTED;
     ComPtr<IStream> buffered;
     if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr)) {
-        (void)ComBoundary([&] {  // out of memory for the description must not hide what failed
+        RunQuietly([&] {  // out of memory for the description must not hide what failed
             TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
                                            TKRuntimeLogger::HresultDescriptions().Describe(hr).c_str(),
                                            L"TKFCreateBufferedStream(pStream, &pBufferedStream)");
-            return S_OK;
         });
         return hr;
     }

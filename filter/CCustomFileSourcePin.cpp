@@ -107,33 +107,41 @@ HRESULT CCustomFileSourcePin::FetchForRead(IStream** stream, const wchar_t* func
     return hr;
 }
 
-void CCustomFileSourcePin::LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const {
-    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
-           L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
+// The way to a short read throws nothing: neither a record that memory is out for nor a graph that throws may turn it
+// into a failure.
+void CCustomFileSourcePin::LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept {
+    RunQuietly([&] {
+        TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+               L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
+    });
 }
 
-void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) const {
-    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function, L"Error while reading the source file: hr=%08x", hr);
+void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept {
+    RunQuietly([&] {
+        TK_LOG(kFilterLog, TKRuntimeLogger::kError, function, L"Error while reading the source file: hr=%08x", hr);
+    });
 }
 
 // Aborts the graph when the failure happened inside the data. The message says "outside" although the position is
 // inside: log readers search for this text. `abortReason` is what the graph is told; without one it is the result of
 // asking for the size.
 void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,
-                                         const wchar_t* function) {
+                                         const wchar_t* function) noexcept {
     if (m_pFilter && stream) {
         STATSTG stat{};
         const HRESULT hr = stream->Stat(&stat, STATFLAG_NONAME);
         // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
         // negative position is inside none that does.
         if (static_cast<ULONGLONG>(position) < stat.cbSize.QuadPart) {
-            TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
-                   L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
-                   static_cast<LONGLONG>(stat.cbSize.QuadPart));
-            m_pFilter->NotifyEvent(EC_ERRORABORT, abortReason.value_or(hr), 0);
+            RunQuietly([&] {
+                TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+                       L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
+                       static_cast<LONGLONG>(stat.cbSize.QuadPart));
+            });
+            RunQuietly([&] { m_pFilter->NotifyEvent(EC_ERRORABORT, abortReason.value_or(hr), 0); });
         }
     }
-    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, function, L"End of stream");
+    RunQuietly([&] { TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, function, L"End of stream"); });
 }
 
 // ---- IAsyncReader

@@ -115,9 +115,10 @@ private:
     [[nodiscard]] HRESULT ReadSample(IMediaSample* sample, Gate gate);
     [[nodiscard]] bool ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
                                       ULONG length, ULONG* read);
-    void LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const;
-    void LogFailedRead(HRESULT hr, const wchar_t* function) const;
-    void EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason, const wchar_t* function);
+    void LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept;
+    void LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept;
+    void EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,
+                       const wchar_t* function) noexcept;
 
     CFlowEvent m_FlowEvent;
     CFlowEvent m_HaltEvent;

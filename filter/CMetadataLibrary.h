@@ -23,7 +23,7 @@ public:
     [[nodiscard]] std::vector<std::wstring> Detect(IStream* content) const;
 
     // Whether the dictionary takes both for the same type. False without a dictionary.
-    [[nodiscard]] bool Matches(const wchar_t* tableMime, const wchar_t* candidate) const noexcept {
+    [[nodiscard]] bool Matches(const wchar_t* tableMime, const wchar_t* candidate) const {
         return m_dictionary && m_dictionary->Matches(tableMime, candidate);
     }
 

@@ -5,48 +5,49 @@
 // lists are given back by an explicit operation, so library and caller may come from different compilers and run-time
 // libraries.
 //
-// Threads: a dictionary may be used by several threads at once, a list by one.  Errors: no operation throws.
+// Threads: a dictionary may be used by several threads at once, a list by one.  Errors: no operation may throw. (It
+// isn't declared so: a caller that survives an exception of its own compiler is to have the chance.)
 #pragma once
 
 #include <objidl.h>
 
 // An ordered list of MIME types, owned by whoever asked for it.
 struct IMimeTypeList {
-    virtual long STDMETHODCALLTYPE GetCount() noexcept = 0;
+    virtual long STDMETHODCALLTYPE GetCount() = 0;
 
     // The zero-terminated MIME type at `index`, or null; valid until Destroy.
-    virtual const wchar_t* STDMETHODCALLTYPE Item(long index) noexcept = 0;
+    virtual const wchar_t* STDMETHODCALLTYPE Item(long index) = 0;
 
     // Ends the list. Nothing of it may be used afterwards.
-    virtual void STDMETHODCALLTYPE Destroy() noexcept = 0;
+    virtual void STDMETHODCALLTYPE Destroy() = 0;
 };
 
 // The one dictionary of a library. It lives until the library is unloaded.
 struct IMimeTypeDictionary {
     // The MIME types of the content of `stream`, most certain first, or null when it is of no known type. Leaves the
     // seek pointer where it found it.
-    virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) noexcept = 0;
+    virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) = 0;
 
     // The MIME types of a file name extension, written with or without its dot, or null.
-    virtual IMimeTypeList* STDMETHODCALLTYPE FromExtension(const wchar_t* extension) noexcept = 0;
+    virtual IMimeTypeList* STDMETHODCALLTYPE FromExtension(const wchar_t* extension) = 0;
 
     // The usual file name extension of a MIME type, with its dot, or null; lives as long as the dictionary.
-    virtual const wchar_t* STDMETHODCALLTYPE PreferredExtension(const wchar_t* mime) noexcept = 0;
+    virtual const wchar_t* STDMETHODCALLTYPE PreferredExtension(const wchar_t* mime) = 0;
 
     // All names of a type, the preferred one first, or null.
-    virtual IMimeTypeList* STDMETHODCALLTYPE Aliases(const wchar_t* mime) noexcept = 0;
+    virtual IMimeTypeList* STDMETHODCALLTYPE Aliases(const wchar_t* mime) = 0;
 
     // The preferred name of a type, or null; lives as long as the dictionary.
-    virtual const wchar_t* STDMETHODCALLTYPE CanonicalName(const wchar_t* mime) noexcept = 0;
+    virtual const wchar_t* STDMETHODCALLTYPE CanonicalName(const wchar_t* mime) = 0;
 
     // All types known, by their preferred names.
-    virtual IMimeTypeList* STDMETHODCALLTYPE KnownTypes() noexcept = 0;
+    virtual IMimeTypeList* STDMETHODCALLTYPE KnownTypes() = 0;
 
     // Whether the type is audio, video or a container of them.
-    virtual bool STDMETHODCALLTYPE IsMedia(const wchar_t* mime) noexcept = 0;
+    virtual bool STDMETHODCALLTYPE IsMedia(const wchar_t* mime) = 0;
 
     // Whether two MIME types denote the same type. Neither may be null.
-    virtual bool STDMETHODCALLTYPE Matches(const wchar_t* tableMime, const wchar_t* candidate) noexcept = 0;
+    virtual bool STDMETHODCALLTYPE Matches(const wchar_t* tableMime, const wchar_t* candidate) = 0;
 };
 
 inline constexpr wchar_t kTvMetadataLibrary[] = L"TvMetadata.dll";

@@ -27,8 +27,8 @@ else
 fi
 
 # The two bitnesses have a Wine prefix each, so they run side by side; within one, tests run one at a time.
-# Under load Wine now and then loses a process or a wake-up, so a test that failed is run once more; which ones needed
-# it is printed below and is worth a look.
+# Under load Wine now and then loses a process, so a test that failed is run once more; which ones needed it is printed
+# below and is worth a look. A test that hung has failed, whatever its second run says.
 declare -A runs
 keepers=()
 trap 'kill "${keepers[@]}" 2>/dev/null || true' EXIT
@@ -53,11 +53,15 @@ for preset in "${presets[@]}"; do
   read -r bad all < <(sed -nE 's/.*tests passed, ([0-9]+) tests? failed out of ([0-9]+)/\1 \2/p' "$log") || { bad=1 all=1; }
   # A run that broke off has shown no failure of its own.
   [ "$ended" -eq 0 ] || [ "$bad" -gt 0 ] || bad=1 all=$((all + 1))
+  hung=$(grep -cE '\*\*\*Timeout' "$log" || true)
+  [ "$hung" -eq 0 ] || [ "$bad" -ge "$hung" ] || bad=$hung
   skip=$(grep -cE '^[[:space:]]+[0-9]+ - .*\(Skipped\)' "$log" || true)
   ok=$((all - bad - skip))
   passed=$((passed + ok)) failed=$((failed + bad)) skipped=$((skipped + skip))
   printf '== %s: %d passed, %d failed, %d skipped\n' "$preset" "$ok" "$bad" "$skip"
   sed -nE 's/.*Test +#[0-9]+: ([^ ]+) .*\*\*\*(Failed|Timeout|Exception).*/   not passed at once: \1/p' "$log" | sort -u
+  [ "$skip" -eq 0 ] || { tr -d '\r' <"build/$preset/Testing/Temporary/LastTest.log" |
+    awk '/: Skipped$/ { getline; count[$0]++ } END { for (why in count) printf "   %d skipped: %s\n", count[why], why }'; }
   [ "$bad" -eq 0 ] || cat "$log"
 done
 if [ -n "$why_skipped" ]; then

@@ -92,6 +92,8 @@ int Play(const PlayOptions& options) {
     const CCountingPin::Counts reads = graph.Reads();
     std::wstring text = L"File     " + source.Current().name + L"\nLength   ";
     text += length.estimated ? L"not known" : Format(L"%I64d bytes", length.total);
+    for (const StreamType& type : source.OfferedTypes())
+        text += L"\nOffered  " + TypeText(type);
     text += L"\nType     " + TypeText(graph.ConnectedType()) + L"\nParser   " + graph.ParserName() + L"\n";
     for (const std::wstring& stream : graph.Streams())
         text += L"Stream   " + stream + L"\n";

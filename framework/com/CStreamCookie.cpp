@@ -13,13 +13,19 @@ namespace {
 // compiler's headers call CLSID_InProcFreeMarshaler is another one.)
 constexpr CLSID kInProcFreeMarshaler = {0x0000033A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
-bool IsFreeThreaded(IStream* stream) {
-    ComPtr<IMarshal> marshal;
-    CLSID unmarshaler{};
-    return SUCCEEDED(stream->QueryInterface(__uuidof(IMarshal), reinterpret_cast<void**>(marshal.GetAddressOf()))) &&
-           SUCCEEDED(marshal->GetUnmarshalClass(__uuidof(IStream), stream, MSHCTX_INPROC, nullptr,
-                                                MSHLFLAGS_TABLESTRONG, &unmarshaler)) &&
-           unmarshaler == kInProcFreeMarshaler;
+bool IsFreeThreaded(IStream* stream) noexcept {
+    const HRESULT hr = ComBoundary([&]() -> HRESULT {
+        ComPtr<IMarshal> marshal;
+        CLSID unmarshaler{};
+        return SUCCEEDED(
+                   stream->QueryInterface(__uuidof(IMarshal), reinterpret_cast<void**>(marshal.GetAddressOf()))) &&
+                       SUCCEEDED(marshal->GetUnmarshalClass(__uuidof(IStream), stream, MSHCTX_INPROC, nullptr,
+                                                            MSHLFLAGS_TABLESTRONG, &unmarshaler)) &&
+                       unmarshaler == kInProcFreeMarshaler
+                   ? S_OK
+                   : S_FALSE;
+    });
+    return hr == S_OK;
 }
 
 }  // namespace
