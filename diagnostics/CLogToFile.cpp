@@ -114,7 +114,8 @@ CLogToFile::CLogToFile() noexcept {
         const std::wstring path = ReadLogFilePath();
         if (path.empty())
             return;
-        m_file = OpenForAppend(OpenablePath(FullPathOf(path)));
+        m_path = FullPathOf(path);
+        m_file = OpenForAppend(OpenablePath(m_path));
         m_enabled = static_cast<bool>(m_file);
     } catch (...) {
         // Out of memory: there is no log file.

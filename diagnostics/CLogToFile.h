@@ -21,6 +21,7 @@
 #include <objbase.h>
 
 #include <atomic>
+#include <string>
 
 #include "TKRuntimeLogger.h"
 
@@ -34,6 +35,9 @@ public:
     CLogToFile& operator=(const CLogToFile&) = delete;
 
     [[nodiscard]] bool IsEnabled() const noexcept { return m_enabled; }
+
+    // The file's full path; empty if the registry names none.
+    [[nodiscard]] const std::wstring& Path() const noexcept { return m_path; }
 
     // IUnknown
     // E_NOINTERFACE for every id, its own and IUnknown's included: the instance is handed out by its address only.
@@ -54,6 +58,7 @@ public:
     }
 
 private:
+    std::wstring m_path;
     CAutoHandle m_file;
     bool m_enabled = false;
     std::atomic<bool> m_turnsUsable{true};

@@ -19,6 +19,7 @@ public:
     CTKRuntimeLoggerAPI& operator=(const CTKRuntimeLoggerAPI&) = delete;
 
     [[nodiscard]] bool HasLogger() const noexcept { return m_logger != nullptr; }
+    [[nodiscard]] bool LogsTo(const ITKRuntimeLogger* logger) const noexcept { return m_logger.Get() == logger; }
 
     // Gives up the interface pointers without releasing them.
     void AbandonReferences() noexcept;

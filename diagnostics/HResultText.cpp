@@ -14,18 +14,23 @@ struct CLocalMemoryCloser {
 
 }  // namespace
 
-std::wstring HResultText(HRESULT hr) {
-    constexpr DWORD kFlags =
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+std::wstring SystemText(HRESULT hr, DWORD flags) {
     CAutoDestructor<wchar_t*, CLocalMemoryCloser> text;
     // With ALLOCATE_BUFFER, the buffer argument is where the address of the text goes.
-    const DWORD length =
-        ::FormatMessageW(kFlags, nullptr, static_cast<DWORD>(hr), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                         reinterpret_cast<wchar_t*>(text.Put()), 0, nullptr);
-    if (length == 0 || !text)
+    const DWORD length = ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | flags, nullptr,
+                                          static_cast<DWORD>(hr), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
+                                          reinterpret_cast<wchar_t*>(text.Put()), 0, nullptr);
+    return text ? std::wstring(text.Get(), length) : std::wstring{};
+}
+
+std::wstring HResultText(HRESULT hr) {
+    std::wstring text = SystemText(hr, FORMAT_MESSAGE_IGNORE_INSERTS);
+    if (text.empty())
         return FormatLogString(L"%08X <no error message>", static_cast<unsigned>(hr));
     // The system's texts end in CR LF. The last two characters go without a look at them, as they always have.
-    return {text.Get(), length > 2 ? length - 2 : length};
+    if (text.size() > 2)
+        text.resize(text.size() - 2);
+    return text;
 }
 
 }  // namespace TKRuntimeLogger

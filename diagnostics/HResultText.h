@@ -1,3 +1,6 @@
+// The system's texts for result codes, in the user's language.
+//
+// Threads: any.  Errors: std::bad_alloc.
 #pragma once
 
 #include <windows.h>
@@ -6,9 +9,13 @@
 
 namespace TKRuntimeLogger {
 
-// The system's text for a result code, in the user's language, without the line break that the system appends; for a
-// code that the system has no text for, its eight hexadecimal digits and " <no error message>".
-// Threads: any.  Throws std::bad_alloc.
+// The text without the line break that the system appends; for a code that the system has no text for, its eight
+// hexadecimal digits and " <no error message>".
 [[nodiscard]] std::wstring HResultText(HRESULT hr);
+
+// The text as the system gives it, with its line break as a rule; empty if there is none. `flags` are further ones of
+// FormatMessageW: with FORMAT_MESSAGE_IGNORE_INSERTS placeholders stay as they are, without it a text that has some
+// counts as none.
+[[nodiscard]] std::wstring SystemText(HRESULT hr, DWORD flags);
 
 }  // namespace TKRuntimeLogger

@@ -1,6 +1,7 @@
 // What exists from the load of the module to its unload: the log file and the two thread-local slots.
 #include "diagnostics/CLogToFile.h"
 #include "diagnostics/CRuntimeLoggerTLSManager.h"
+#include "diagnostics/LogDestination.h"
 #include "diagnostics/LogSite.h"
 
 namespace TKRuntimeLogger {
@@ -19,6 +20,15 @@ ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept {
         return nullptr;
     const CLastErrorKeeper lastError;
     return g_tlsManager.FrontEnd();
+}
+
+LogDestination ThreadLogDestination() {
+    const auto* const frontEnd = static_cast<const CTKRuntimeLoggerAPI*>(ThreadLogger());
+    if (!frontEnd)
+        return {};
+    if (frontEnd->LogsTo(&g_logToFile))
+        return {LogDestination::Kind::File, g_logToFile.Path()};
+    return {LogDestination::Kind::Service, {}};
 }
 
 }  // namespace TKRuntimeLogger

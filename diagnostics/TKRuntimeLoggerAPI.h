@@ -7,8 +7,10 @@
 //   CDescriptions.h            codes and their names
 //   CWatchedValue.h            values whose changes are logged
 //   CDiagnosticRegistration.h  which objects are alive
+//   EnvironmentReport.h        the process, its system and its modules, for support
+//   LogDestination.h           where records go
 //
-// A public function opens with its timing scope, then the guard, then the pointer checks:
+// A function that reports all of that opens with its timing scope, then the guard, then the pointer checks:
 //
 //   HRESULT hr = S_OK;
 //   TK_PROFILE(kSource, L"CThing::Open", L"");
@@ -23,8 +25,10 @@
 #include "diagnostics/CTimingScope.h"
 #include "diagnostics/CWatchedValue.h"
 #include "diagnostics/CheckedCall.h"
+#include "diagnostics/EnvironmentReport.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/ITKRuntimeLoggerAPI.h"
 #include "diagnostics/ITKRuntimeLoggerProfilesCollector.h"
+#include "diagnostics/LogDestination.h"
 #include "diagnostics/LogSite.h"
 #include "diagnostics/LogTypes.h"

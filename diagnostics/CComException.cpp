@@ -1,0 +1,96 @@
+#include "diagnostics/CComException.h"
+
+#include "diagnostics/CBstr.h"
+#include "diagnostics/ComBoundary.h"
+#include "diagnostics/HResultText.h"
+#include "diagnostics/LogSite.h"
+
+#include <oleauto.h>
+
+namespace {
+
+std::wstring OrEmpty(const wchar_t* text) {
+    return text ? text : L"";
+}
+
+// The system's text counts only if it ends in a line break, which is taken off; a text without one is discarded on
+// purpose, as it always was.
+std::wstring SystemMessageOf(HRESULT hr) {
+    std::wstring text = TKRuntimeLogger::SystemText(hr, 0);
+    if (text.size() < 2 || text.back() != L'\n')
+        return TKRuntimeLogger::FormatLogString(L"Unknown error 0x%0lX", static_cast<unsigned long>(hr));
+    text.pop_back();
+    if (text.back() == L'\r')
+        text.pop_back();
+    return text;
+}
+
+// In the thread's ANSI code page. No text of the system's is near the length at which a size stops being an int.
+std::string Narrow(const std::wstring& text) {
+    const int length = static_cast<int>(text.size());
+    const int bytes = ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string narrow(bytes > 0 ? static_cast<std::size_t>(bytes) : 0, '\0');
+    ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, narrow.data(), bytes, nullptr, nullptr);
+    return narrow;
+}
+
+// False: the call fails, throws or gives null; `text` is as it was.
+template <class Call>
+bool ReadText(Call&& call, std::wstring& text) {
+    CBstr read;
+    if (FAILED(ComBoundary([&] { return call(read.Put()); })) || !read)
+        return false;
+    text = read.View();
+    return true;
+}
+
+}  // namespace
+
+CComException::CComException(HRESULT hr, IErrorInfo* errorInfo) : m_result(hr), m_errorInfo(errorInfo) {}
+
+CComException::CComException(HRESULT hr, const wchar_t* description, DWORD helpContext, const wchar_t* helpFile,
+                             const wchar_t* source)
+    : m_result(hr),
+      m_description(OrEmpty(description)),
+      m_helpContext(helpContext),
+      m_helpFile(OrEmpty(helpFile)),
+      m_source(OrEmpty(source)) {}
+
+const char* CComException::what() const noexcept {
+    try {
+        return Filled().m_what.c_str();
+    } catch (...) {
+        return "Out of memory while an error was being described";
+    }
+}
+
+HRESULT CComException::RestoreErrorInfo() const noexcept {
+    return m_errorInfo ? ::SetErrorInfo(0, m_errorInfo.Get()) : E_FAIL;
+}
+
+const CComException& CComException::Filled() const {
+    if (m_filled)
+        return *this;
+    m_systemMessage = SystemMessageOf(m_result);
+    m_what = Narrow(m_systemMessage);
+    const bool described = m_errorInfo && ReadErrorInfo();
+    if (!described && m_description.empty())
+        m_description = m_systemMessage;
+    m_filled = true;
+    return *this;
+}
+
+// True: the error info object gave a description, an empty one perhaps.
+bool CComException::ReadErrorInfo() const {
+    IErrorInfo& info = *m_errorInfo.Get();
+    const bool described = ReadText([&](BSTR* text) { return info.GetDescription(text); }, m_description);
+    ReadText([&](BSTR* text) { return info.GetHelpFile(text); }, m_helpFile);
+    ReadText([&](BSTR* text) { return info.GetSource(text); }, m_source);
+    DWORD helpContext = 0;
+    if (SUCCEEDED(ComBoundary([&] { return info.GetHelpContext(&helpContext); })))
+        m_helpContext = helpContext;
+    GUID interfaceId{};
+    if (SUCCEEDED(ComBoundary([&] { return info.GetGUID(&interfaceId); })))
+        m_interfaceId = interfaceId;
+    return described;
+}

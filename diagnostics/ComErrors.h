@@ -1,0 +1,25 @@
+// Reporting a failure code together with its text. Texts come from the framework's table, and are empty for codes that
+// are not in it.
+//
+//   return ReportComError(hr, __uuidof(ITKCFPropertySet));    // at a COM boundary
+//   ThrowComError(hr);                                        // inside
+//
+// Threads: any; an error info object is installed for the calling thread.
+// Errors: out of memory is std::bad_alloc.
+#pragma once
+
+#include <windows.h>
+
+// Throws CComException with the text, and neither help nor source.
+[[noreturn]] void ThrowComError(HRESULT hr);
+
+// Installs an error info object with the text for the caller of interface `iid` to fetch. Returns `hr`.
+HRESULT ReportComError(HRESULT hr, REFIID iid);
+
+// The same for IDispatch.
+HRESULT ReportComError(HRESULT hr);
+
+// Installs an error info object that says all this; texts may be null. Returns `hr`, installed or not: the caller has a
+// failure of its own to report, and that one is not replaced.
+HRESULT SetComErrorInfo(HRESULT hr, REFIID iid, const wchar_t* description, DWORD helpContext, const wchar_t* helpFile,
+                        const wchar_t* source) noexcept;

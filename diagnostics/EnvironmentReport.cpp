@@ -1,0 +1,192 @@
+#include "diagnostics/EnvironmentReport.h"
+
+#include "diagnostics/CAutoDestructor.h"
+#include "diagnostics/LogSite.h"
+#include "diagnostics/LongPath.h"
+#include "diagnostics/OperatingSystemName.h"
+
+#include <psapi.h>
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace TKRuntimeLogger {
+namespace {
+
+LogSource SourceOf(const wchar_t* category) noexcept {
+    return {category, L"TKRuntimeLoggerAPI"};
+}
+
+// A path from a call that takes a buffer and its size in characters and returns a length. Whether a call that ran out
+// of room returns the size, one less or what it needs differs: a buffer that is full to the last character is too
+// small. Empty: the call failed.
+template <class Ask>
+std::wstring AskForPath(Ask&& ask) {
+    constexpr DWORD kLongestPath = 32768;
+    for (DWORD size = MAX_PATH; size <= 2 * kLongestPath; size *= 2) {
+        std::wstring path(size, L'\0');
+        const DWORD length = ask(path.data(), size);
+        if (length + 1 < size) {
+            path.resize(length);
+            return path;
+        }
+    }
+    return {};
+}
+
+std::wstring PathOf(HMODULE module) {
+    return AskForPath([&](wchar_t* buffer, DWORD size) {
+        return ::GetModuleFileNameExW(::GetCurrentProcess(), module, buffer, size);
+    });
+}
+
+template <class Function>
+Function* Find(const CAutoLibrary& library, const char* name) noexcept {
+    // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(library.Get(), name)));
+}
+
+struct Machine {
+    SYSTEM_INFO info{};  // all zero reads as x86
+    bool isWow64 = false;
+};
+
+// Looked up by name, as systems that lack these functions are in the report too.
+Machine AskForMachine() noexcept {
+    Machine machine;
+    const CAutoLibrary kernel(::LoadLibraryW(L"Kernel32.dll"));
+    if (!kernel)
+        return machine;
+    BOOL isWow64 = FALSE;
+    if (auto* const isWow64Process = Find<BOOL WINAPI(HANDLE, PBOOL)>(kernel, "IsWow64Process"))
+        isWow64Process(::GetCurrentProcess(), &isWow64);
+    machine.isWow64 = isWow64 != FALSE;
+    if (auto* const getNativeSystemInfo = Find<void WINAPI(LPSYSTEM_INFO)>(kernel, "GetNativeSystemInfo"))
+        getNativeSystemInfo(&machine.info);
+    else
+        ::GetSystemInfo(&machine.info);
+    return machine;
+}
+
+std::optional<VS_FIXEDFILEINFO> VersionOf(const std::wstring& path) {
+    const std::wstring openable = OpenablePath(path);
+    DWORD ignored = 0;
+    const DWORD size = ::GetFileVersionInfoSizeW(openable.c_str(), &ignored);
+    if (size == 0)
+        return std::nullopt;
+    std::vector<BYTE> block(size);
+    void* fixed = nullptr;
+    UINT fixedSize = 0;
+    if (!::GetFileVersionInfoW(openable.c_str(), 0, size, block.data()) ||
+        !::VerQueryValueW(block.data(), L"\\", &fixed, &fixedSize) || !fixed || fixedSize < sizeof(VS_FIXEDFILEINFO))
+        return std::nullopt;
+    return *static_cast<const VS_FIXEDFILEINFO*>(fixed);
+}
+
+// The modules of the process; nothing when they can't be listed. Of those that come or go between the two questions,
+// some may be missing.
+std::optional<std::vector<HMODULE>> AskForModules() {
+    DWORD bytes = 0;
+    if (!::EnumProcessModules(::GetCurrentProcess(), nullptr, 0, &bytes))
+        return std::nullopt;
+    std::vector<HMODULE> modules(bytes / sizeof(HMODULE));
+    if (modules.empty() || !::EnumProcessModules(::GetCurrentProcess(), modules.data(),
+                                                 static_cast<DWORD>(modules.size() * sizeof(HMODULE)), &bytes))
+        return std::vector<HMODULE>{};
+    modules.resize(std::min(modules.size(), std::size_t{bytes / sizeof(HMODULE)}));
+    return modules;
+}
+
+std::wstring ApplicationDirectory() {
+    std::wstring path = PathOf(::GetModuleHandleW(nullptr));
+    path.resize(static_cast<std::size_t>(::PathFindFileNameW(path.c_str()) - path.c_str()));
+    return path;
+}
+
+// Runs `body` on a thread that has a logger. Logging fails no operation, reporting doesn't either.
+template <class Body>
+void Report(Body&& body) noexcept {
+    const CLastErrorKeeper lastError;
+    if (!ThreadLogger())
+        return;
+    try {
+        body();
+    } catch (...) {
+        // Out of memory: the rest of the report is lost.
+    }
+}
+
+}  // namespace
+
+void LogProcessEnvironment(const wchar_t* category) noexcept {
+    Report([&] {
+        constexpr auto kFunction = L"TKRuntimeLogger::LogProcessEnvironment";
+        const LogSource source = SourceOf(category);
+        const std::wstring executable =
+            AskForPath([](wchar_t* buffer, DWORD size) { return ::GetModuleFileNameW(nullptr, buffer, size); });
+        TK_LOG(source, kInfo, kFunction, L"Current Module FileName:\t  %s", executable.c_str());
+        const std::wstring folder =
+            AskForPath([](wchar_t* buffer, DWORD size) { return ::GetCurrentDirectoryW(size, buffer); });
+        TK_LOG(source, kInfo, kFunction, L"Current Working Directory: %s", folder.c_str());
+        TK_LOG(source, kInfo, kFunction, L"Current Commandline:\t\t  %s", ::GetCommandLineW());
+
+        const Machine machine = AskForMachine();
+        OSVERSIONINFOEXW version{};
+        version.dwOSVersionInfoSize = sizeof version;
+        if (!::GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version))) {
+            TK_LOG(source, kError, kFunction, L"GetVersioEx failed");  // spelt so: it is searched for
+            return;
+        }
+        const SystemNames names = NamesOf({version.dwMajorVersion, version.dwMinorVersion, version.wProductType,
+                                           version.wSuiteMask, machine.info.wProcessorArchitecture},
+                                          [](int index) { return ::GetSystemMetrics(index); });
+        TK_LOG(source, kInfo, kFunction, L"Current OS:                %s", names.system.c_str());
+        TK_LOG(source, kInfo, kFunction, L"Current OS Architecture:   %s", names.architecture.c_str());
+        TK_LOG(source, kInfo, kFunction, L"Current OS Service Pack:   %s",
+               *version.szCSDVersion ? version.szCSDVersion : L"none");
+        TK_LOG(source, kInfo, kFunction, L"Is Wow64 process:          %s", machine.isWow64 ? L"Yes" : L"No");
+    });
+}
+
+void LogLoadedModule(HMODULE module, const wchar_t* category) noexcept {
+    Report([&] {
+        if (!module)
+            return;
+        const std::wstring path = PathOf(module);
+        const auto version = VersionOf(path);
+        if (!version)
+            return;
+        const LogSource source = SourceOf(category);
+        TK_LOG(source, kInfo, L"TKRuntimeLogger::LogLoadedModule",
+               L"Module: %s  (FileVersion: %d.%d.%d.%d  ProductVersion: %d.%d.%d.%d)", path.c_str(),
+               HIWORD(version->dwFileVersionMS), LOWORD(version->dwFileVersionMS), HIWORD(version->dwFileVersionLS),
+               LOWORD(version->dwFileVersionLS), HIWORD(version->dwProductVersionMS),
+               LOWORD(version->dwProductVersionMS), HIWORD(version->dwProductVersionLS),
+               LOWORD(version->dwProductVersionLS));
+    });
+}
+
+void LogLoadedModules(const wchar_t* pattern, const wchar_t* category, BYTE onlyApplicationDirectory) noexcept {
+    Report([&] {
+        const auto modules = AskForModules();
+        if (!modules) {
+            const LogSource source = SourceOf(category);
+            TK_LOG(source, kWarn, L"TKRuntimeLogger::LogLoadedModules", L"Could not log current modules.");
+            return;
+        }
+        const std::wstring folder = onlyApplicationDirectory ? ApplicationDirectory() : std::wstring{};
+        for (const HMODULE module : *modules) {
+            const std::wstring path = PathOf(module);
+            if (::_wcsnicmp(folder.c_str(), path.c_str(), folder.size()) != 0)
+                continue;
+            if (!pattern || ::PathMatchSpecW(::PathFindFileNameW(path.c_str()), pattern))
+                LogLoadedModule(module, category);
+        }
+    });
+}
+
+}  // namespace TKRuntimeLogger

@@ -1,0 +1,28 @@
+// A snapshot of the process in the log, for support: where it runs from, on which system, and what it has loaded.
+//
+//   LogProcessEnvironment(L"MyPlayer");
+//   LogLoadedModules(L"*.dll;*.ax", L"MyPlayer", true);
+//
+// Nothing calls these by itself; the host does, with the category that its lines shall carry. On a thread without a
+// logger the system isn't even asked. Lines have the severity kInfo, but for the two failures named below.
+//
+// Threads: any.  Errors: none; what can't be found out is left out. The last-error value stays as it is.
+#pragma once
+
+#include <windows.h>
+
+namespace TKRuntimeLogger {
+
+// Executable, current folder, command line, and the system's name, architecture, service pack and whether it runs this
+// process by emulation. The last four need the system's version: without it, one line of severity kError says so.
+void LogProcessEnvironment(const wchar_t* category) noexcept;
+
+// The path and the versions of one module of this process; nothing for a module that has no version resource.
+void LogLoadedModule(HMODULE module, const wchar_t* category) noexcept;
+
+// The same for all modules of the process in the order of loading, without those whose file names don't match `pattern`
+// (null: every name does) and, if asked, without those outside the executable's folder and its subfolders. One line of
+// severity kWarn when the modules can't be listed.
+void LogLoadedModules(const wchar_t* pattern, const wchar_t* category, BYTE onlyApplicationDirectory) noexcept;
+
+}  // namespace TKRuntimeLogger
