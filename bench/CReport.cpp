@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr double kMargin = 0.1;
-
 std::string Text(const char* format, double value) {
     char text[64];
     std::snprintf(text, sizeof text, format, value);
@@ -60,16 +58,14 @@ void CReport::AddGoal(const std::string& what, double figure, Goal kind, double 
 }
 
 bool CReport::PrintGoals() const {
-    std::printf("\nGoals (missed by less than a tenth: narrowly, and no failure)\n");
+    std::printf("\nGoals\n");
     bool good = true;
     for (const GoalLine& goal : m_goals) {
         const bool atLeast = goal.kind == Goal::AtLeast;
-        const auto meets = [&](double limit) { return atLeast ? goal.figure >= limit : goal.figure <= limit; };
-        const bool nearly = meets(goal.limit * (atLeast ? 1 - kMargin : 1 + kMargin));
-        const char* verdict = meets(goal.limit) ? "reached" : nearly ? "missed narrowly" : "MISSED";
-        std::printf("%-16s %-62s %9.2f %-7s (%s %g)\n", verdict, goal.what.c_str(), goal.figure, goal.unit.c_str(),
-                    atLeast ? "at least" : "at most", goal.limit);
-        good = good && nearly;
+        const bool reached = atLeast ? goal.figure >= goal.limit : goal.figure <= goal.limit;
+        std::printf("%-8s %-62s %9.2f %-7s (%s %g)\n", reached ? "reached" : "MISSED", goal.what.c_str(), goal.figure,
+                    goal.unit.c_str(), atLeast ? "at least" : "at most", goal.limit);
+        good = good && reached;
     }
     return good;
 }

@@ -34,8 +34,7 @@ public:
 
     void AddGoal(const std::string& what, double figure, Goal kind, double limit, const std::string& unit);
 
-    // Prints which goals were reached. False: one was missed by more than a tenth. What is missed by less is said but
-    // doesn't count, since no two runs on a machine with other users agree better than that.
+    // Prints which goals were reached. False: one was missed.
     [[nodiscard]] bool PrintGoals() const;
 
 private:

@@ -1,6 +1,6 @@
 // The benchmark program: no arguments; prints a table and the goals.
 //
-// Exit codes: 0 every goal was reached, or missed by less than a tenth; 1 one was missed; 2 the run broke off.
+// Exit codes: 0 every goal was reached; 1 one was missed; 2 the run broke off.
 #include "bench/Benches.h"
 #include "bench/CApartment.h"
 

@@ -2,7 +2,7 @@
 # Times the filter against the platform's stock file source and bare ReadFile, and prints a table and which goals were
 # reached. Takes about half a minute, and 256 MiB of the temporary folder while it runs.
 #
-# Fails when a goal was missed by more than a tenth. Figures mean most on a machine that does nothing else.
+# Fails when a goal was missed. Figures mean most on a machine that does nothing else.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/setup.sh
