@@ -1,4 +1,4 @@
-// Letter case as URIs mean it: of the letters A to Z alone, whatever the user's language.
+// Letters, digits and letter case as URIs mean them: those of ASCII alone, whatever the user's language.
 #pragma once
 
 #include <algorithm>
@@ -10,6 +10,10 @@
 
 [[nodiscard]] constexpr bool IsAsciiLetter(wchar_t character) noexcept {
     return AsciiLower(character) >= L'a' && AsciiLower(character) <= L'z';
+}
+
+[[nodiscard]] constexpr bool IsAsciiLetterOrDigit(wchar_t character) noexcept {
+    return IsAsciiLetter(character) || (character >= L'0' && character <= L'9');
 }
 
 [[nodiscard]] constexpr bool EqualsIgnoringAsciiCase(std::wstring_view a, std::wstring_view b) noexcept {

@@ -1,28 +1,94 @@
 #include "framework/uri/CTKFUri.h"
 
+#include "framework/uri/AsciiText.h"
 #include "framework/uri/CTKFUriGrammar.h"
 #include "framework/uri/FileUrlPath.h"
+#include "framework/uri/UriEscapes.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace {
 
-[[nodiscard]] std::wstring LocalPathOf(const CTKFUriParts& parts) {
-    if (parts.scheme != L"file" || parts.hostType == TKFURI_HOSTNAME_UNC_SERVER || parts.port)
-        return {};
-    if (parts.notation == CTKFUriParts::Notation::Uri)
-        return LocalPathOfFileUrlPath(parts.path);
-    std::wstring path = parts.path;
+using Notation = CTKFUriParts::Notation;
+
+// Of a name that is a path.
+[[nodiscard]] std::wstring PathOf(const CTKFUriParts& parts) {
+    const bool hasServer = parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
+    std::wstring path = parts.notation == Notation::VerbatimPath ? (hasServer ? LR"(\\?\UNC\)" : LR"(\\?\)")
+                                                                 : (hasServer ? LR"(\\)" : L"");
+    path += parts.host + parts.path;
     std::replace(path.begin(), path.end(), L'/', L'\\');
-    return parts.notation == CTKFUriParts::Notation::VerbatimPath ? LR"(\\?\)" + path : path;
+    return path;
+}
+
+[[nodiscard]] std::string ComparableHost(const std::wstring& host) {
+    std::string text = ComparableUriText(host);
+    for (char& character : text)
+        if (IsAsciiLetter(static_cast<unsigned char>(character)))
+            character = static_cast<char>(AsciiLower(static_cast<unsigned char>(character)));
+    return text;
+}
+
+// The path with its server or drive in lower case.
+[[nodiscard]] std::wstring ComparablePath(std::wstring path) {
+    auto end = path.begin() + (path.size() >= 2 && path[1] == L':' ? 2 : 0);
+    for (const std::wstring_view prefix : {LR"(\\?\UNC\)", LR"(\\?\)", LR"(\\)"})
+        if (path.starts_with(prefix)) {
+            end = std::find(path.begin() + static_cast<std::ptrdiff_t>(prefix.size()), path.end(), L'\\');
+            break;
+        }
+    std::transform(path.begin(), end, path.begin(), AsciiLower);
+    return path;
 }
 
 }  // namespace
 
-CTKFUri::CTKFUri(CTKFUriParts parts) : m_parts(std::move(parts)), m_localPath(LocalPathOf(m_parts)) {}
+CTKFUri::CTKFUri(CTKFUriParts parts, std::wstring text) : m_parts(std::move(parts)), m_text(std::move(text)) {
+    if (!IsFileUrl() || m_parts.port)
+        return;
+    const bool hasServer = m_parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
+    if (m_parts.notation != Notation::Uri) {
+        (hasServer ? m_uncPath : m_localPath) = PathOf(m_parts);
+    } else if (!hasServer) {
+        m_localPath = LocalPathOfFileUrlPath(m_parts.path);
+    } else {
+        // With its escapes resolved the host may be none that a path can have, or lead to a device.
+        const auto path = CTKFUriGrammar::Parse(NetworkPathOfFileUrl(m_parts.host, m_parts.path));
+        if (path && path->notation != Notation::Uri)
+            (path->hostType == TKFURI_HOSTNAME_UNC_SERVER ? m_uncPath : m_localPath) = PathOf(*path);
+    }
+}
 
 boost::shared_ptr<CTKFUri> CTKFUri::Parse(const wchar_t* text) {
     auto parts = text ? CTKFUriGrammar::Parse(text) : std::nullopt;
-    return boost::shared_ptr<CTKFUri>(parts ? new CTKFUri(std::move(*parts)) : nullptr);
+    return boost::shared_ptr<CTKFUri>(parts ? new CTKFUri(std::move(*parts), text) : nullptr);
+}
+
+boost::shared_ptr<CTKFUri> CTKFUri::FromFilePath(const wchar_t* path) {
+    auto uri = Parse(path);
+    if (uri && uri->m_parts.notation == Notation::Uri)
+        uri.reset();
+    return uri;
+}
+
+std::wstring CTKFUri::ToString() const {
+    return m_parts.notation == Notation::Uri ? m_text : FileUrlOfPath(GetFilePath());
+}
+
+std::wstring CTKFUri::NormalizeUriEscapes() const {
+    return NormalizeUriEscapesOf(ToString().c_str());
+}
+
+bool operator==(const CTKFUri& a, const CTKFUri& b) {
+    const auto key = [](const CTKFUri& uri) {
+        const bool hasPath = !uri.GetFilePath().empty();  // which then stands for all that leads to it
+        return std::tuple(uri.GetScheme(), ComparablePath(uri.GetFilePath()),
+                          hasPath ? std::string() : ComparableUriText(uri.GetUserInfo()),
+                          hasPath ? std::string() : ComparableHost(uri.GetHost()), uri.GetPort(),
+                          hasPath ? std::string() : ComparableUriText(uri.GetPath()), ComparableUriText(uri.GetQuery()),
+                          ComparableUriText(uri.GetFragment()));
+    };
+    return key(a) == key(b);
 }

@@ -15,7 +15,14 @@
 // In all paths '/' and '\' are both separators, and every other character stands for itself: '#', '%', '?' and blanks
 // have no meaning there.
 //
-// A path counts as the file URL of the same file: its scheme is "file".
+// A path counts as the file URL of the same file: its scheme is "file". Conversions lead from either to the other and
+// back without a loss:
+//
+//   CTKFUri::FromFilePath(L"C:\\a b#1.wav")->ToString()                // file:///C:/a%20b%231.wav
+//   CTKFUri::Parse(L"file://server/share/x%20y")->GetFilePath()        // \\server\share\x y
+//
+// A path with the prefix \\?\ means another name than the one without it ("\\?\C:\x." has a dot at its end), so its URL
+// keeps the prefix, as a host that no server can have: file://%3F/C:/x.
 //
 // Threads: an object never changes and may be shared.  Errors: memory that runs out is std::bad_alloc.
 #pragma once
@@ -35,11 +42,14 @@ public:
     // blanks and non-ASCII letters say, outside the host. Takes time in proportion to the length.
     [[nodiscard]] static boost::shared_ptr<CTKFUri> Parse(const wchar_t* text);
 
+    // Null: `path` is no path, or one that reads as a URI; "./ab:c" is a path where "ab:c" isn't.
+    [[nodiscard]] static boost::shared_ptr<CTKFUri> FromFilePath(const wchar_t* path);
+
     // The scheme is "file": true of every path, local or not.
     [[nodiscard]] bool IsFileUrl() const { return m_parts.scheme == L"file"; }
 
     // A file on a drive of this machine, mapped drives included: a path that is no UNC path, or a file URL with such a
-    // path and with no host or the host "localhost".
+    // path and with no host or the host "localhost", or "%3F" for the prefix \\?\.
     [[nodiscard]] bool IsLocalFile() const { return !m_localPath.empty(); }
 
     // The path to open, with '\' as its only separator; empty if this is not a local file. It is as relative as it was
@@ -47,6 +57,26 @@ public:
     // whose bytes are not UTF-8, or which stand for a separator or for the character 0. None of these can be part of a
     // name, and resolving them would lead to another file than the one the URL seems to name.
     [[nodiscard]] const std::wstring& GetLocalPath() const { return m_localPath; }
+
+    // The local path or the UNC path, in the same way; empty if there is neither: the URI is no file URL, has a port,
+    // or its host can't be the server of a path (an IPv6 address, for one).
+    [[nodiscard]] const std::wstring& GetFilePath() const { return IsLocalFile() ? m_localPath : m_uncPath; }
+
+    // A URI as it was written; of a path its file URL, made as FileUrlOfPath says, which also says of which paths there
+    // is none and this is empty.
+    [[nodiscard]] std::wstring ToString() const;
+
+    // ToString with every escape resolved as UTF-8 but those of '#', '/', '?' and '%', which stay as they are written.
+    // Escapes whose bytes are not UTF-8 become U+FFFD. For display and comparison: what other delimiters separated, as
+    // '@' and '&' do, may be lost.
+    [[nodiscard]] std::wstring NormalizeUriEscapes() const;
+
+    // True for names of the same thing as far as the names tell. Not told apart are: a path and its file URL; the case
+    // of scheme, host and drive; an escape that NormalizeUriEscapes resolves and its character; the case of escapes; an
+    // empty component and none. Told apart are the case of all else, also in paths on drives that ignore it, "." and
+    // ".." and what they lead to, and a port that is written and none, even if it is the scheme's default port. User
+    // info and host of a file URL that has a path count only as far as they are in the path.
+    friend bool operator==(const CTKFUri& a, const CTKFUri& b);
 
     // The components, as they are written, with their escapes; empty where there is none.
     [[nodiscard]] const std::wstring& GetScheme() const { return m_parts.scheme; }  // in lower case
@@ -62,8 +92,10 @@ public:
     [[nodiscard]] const std::wstring& GetFragment() const { return m_parts.fragment; }  // without '#'
 
 private:
-    explicit CTKFUri(CTKFUriParts parts);
+    CTKFUri(CTKFUriParts parts, std::wstring text);
 
     CTKFUriParts m_parts;
+    std::wstring m_text;
     std::wstring m_localPath;
+    std::wstring m_uncPath;
 };

@@ -1,26 +1,15 @@
 #include "framework/uri/FileUrlPath.h"
 
-#include "framework/uri/AsciiText.h"
+#include "framework/uri/EscapedByte.h"
+#include "framework/uri/Utf8Text.h"
 
 #include <windows.h>
 
 namespace {
 
-constexpr std::size_t ESCAPE_LENGTH = 3;  // "%20"
-
-[[nodiscard]] int HexDigit(wchar_t character) noexcept {
-    if (character >= L'0' && character <= L'9')
-        return character - L'0';
-    const wchar_t lower = AsciiLower(character);
-    return lower >= L'a' && lower <= L'f' ? lower - L'a' + 10 : -1;
-}
-
-// The byte of the escape that `text` begins with; -1 if it does not begin with one.
-[[nodiscard]] int EscapedByte(std::wstring_view text) noexcept {
-    if (text.size() < ESCAPE_LENGTH || text[0] != L'%' || HexDigit(text[1]) < 0 || HexDigit(text[2]) < 0)
-        return -1;
-    return HexDigit(text[1]) * 16 + HexDigit(text[2]);
-}
+// What RFC 3986 allows in hosts and in paths, besides letters and digits.
+constexpr std::string_view KEPT_IN_HOSTS = "-._~!$&'()*+,;=";
+constexpr std::string_view KEPT_IN_PATHS = "-._~!$&'()*+,;=:@/";
 
 [[nodiscard]] std::size_t Utf8SequenceLength(int leadByte) noexcept {
     return leadByte < 0x80 ? 1 : leadByte < 0xE0 ? 2 : leadByte < 0xF0 ? 3 : 4;
@@ -29,14 +18,13 @@ constexpr std::size_t ESCAPE_LENGTH = 3;  // "%20"
 // Appends the character whose escapes `text` begins with and gives the length of what was read. 0: there is none, or it
 // has to stay escaped.
 std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result) {
-    const int lead = EscapedByte(text);
+    const int lead = EscapedByteAt(text, 0);
     if (lead < 0)
         return 0;
     const std::size_t length = Utf8SequenceLength(lead);
     char bytes[4];
     for (std::size_t i = 0; i < length; ++i) {
-        const std::size_t at = i * ESCAPE_LENGTH;
-        const int byte = at < text.size() ? EscapedByte(text.substr(at)) : -1;
+        const int byte = EscapedByteAt(text, i * URI_ESCAPE_LENGTH);
         if (byte < 0)
             return 0;
         bytes[i] = static_cast<char>(byte);
@@ -47,7 +35,7 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
     if (count <= 0 || units[0] == L'\0' || units[0] == L'/' || units[0] == L'\\')
         return 0;
     result.append(units, static_cast<std::size_t>(count));
-    return length * ESCAPE_LENGTH;
+    return length * URI_ESCAPE_LENGTH;
 }
 
 [[nodiscard]] std::wstring Unescape(std::wstring_view text) {
@@ -64,12 +52,47 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
     return result;
 }
 
+[[nodiscard]] std::wstring PathText(std::wstring_view path) {
+    std::wstring text = Unescape(path);
+    std::replace(text.begin(), text.end(), L'/', L'\\');
+    return text;
+}
+
+// The units of the character at `index`; 0 if it is half of a surrogate pair.
+[[nodiscard]] std::size_t CharacterLength(std::wstring_view text, std::size_t index) noexcept {
+    if (IS_HIGH_SURROGATE(text[index]))
+        return index + 1 < text.size() && IS_LOW_SURROGATE(text[index + 1]) ? 2 : 0;
+    return IS_LOW_SURROGATE(text[index]) ? 0 : 1;
+}
+
+[[nodiscard]] std::wstring Escape(std::wstring_view text, std::string_view kept) {
+    std::wstring escaped;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = CharacterLength(text, i);
+        if (length == 0)
+            escaped += text[i];
+        else
+            for (const char byte : Utf8OfWide(text.substr(i, length)))
+                AppendEscapedUnlessKept(escaped, byte, kept);
+        i += std::max<std::size_t>(length, 1);
+    }
+    return escaped;
+}
+
+[[nodiscard]] std::wstring EscapePath(std::wstring_view path) {
+    std::wstring slashes(path);
+    std::replace(slashes.begin(), slashes.end(), L'\\', L'/');
+    return Escape(slashes, KEPT_IN_PATHS);
+}
+
+[[nodiscard]] bool BeginsWithDrive(std::wstring_view path) noexcept {
+    return path.size() >= 2 && IsAsciiLetter(path[0]) && path[1] == L':';
+}
+
 }  // namespace
 
 std::wstring LocalPathOfFileUrlPath(std::wstring_view path) {
-    std::wstring local = Unescape(path);
-    std::replace(local.begin(), local.end(), L'/', L'\\');
-
+    std::wstring local = PathText(path);
     const std::size_t name = local.find_first_not_of(L'\\');
     if (name != std::wstring::npos && IsAsciiLetter(local[name]) && name + 1 < local.size()) {
         const bool endsAfterMark = name + 2 == local.size() || local[name + 2] == L'\\';
@@ -81,4 +104,22 @@ std::wstring LocalPathOfFileUrlPath(std::wstring_view path) {
     if (local.starts_with(L"\\\\") || local.starts_with(L"\\??\\"))
         return {};
     return local;
+}
+
+std::wstring NetworkPathOfFileUrl(std::wstring_view host, std::wstring_view path) {
+    return LR"(\\)" + Unescape(host) + PathText(path);
+}
+
+std::wstring FileUrlOfPath(std::wstring_view path) {
+    if (path.starts_with(LR"(\\)")) {
+        path.remove_prefix(2);
+        const std::wstring_view server = path.substr(0, path.find(L'\\'));
+        // Behind two slashes "localhost" is no server, but this machine itself.
+        const wchar_t* const start = EqualsIgnoringAsciiCase(server, L"localhost") ? L"file:////" : L"file://";
+        return start + Escape(server, KEPT_IN_HOSTS) + EscapePath(path.substr(server.size()));
+    }
+    const std::wstring urlPath = (BeginsWithDrive(path) ? L"/" : L"") + EscapePath(path);
+    if (LocalPathOfFileUrlPath(urlPath) != path)
+        return {};
+    return (urlPath.starts_with(L'/') ? L"file://" : L"file:") + urlPath;
 }

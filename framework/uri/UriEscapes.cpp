@@ -1,0 +1,68 @@
+#include "framework/uri/UriEscapes.h"
+
+#include "framework/uri/EscapedByte.h"
+#include "framework/uri/Utf8Text.h"
+
+namespace {
+
+constexpr std::string_view KEPT_IN_COMPONENTS = "$-_.+!*'(),";
+constexpr std::string_view KEPT_IN_URIS = "$-_.+!*'(),/:@;?&=|#";
+constexpr std::string_view DELIMITERS = "#/?%";
+
+[[nodiscard]] std::wstring_view ViewOf(const wchar_t* text) noexcept {
+    return text ? text : std::wstring_view{};
+}
+
+[[nodiscard]] std::wstring Escape(std::wstring_view text, std::string_view kept, bool keepValidEscapes) {
+    const std::string bytes = Utf8OfWide(text);
+    std::wstring escaped;
+    escaped.reserve(bytes.size() * URI_ESCAPE_LENGTH);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (keepValidEscapes && EscapedByteAt<char>(bytes, i) >= 0)
+            escaped += L'%';
+        else
+            AppendEscapedUnlessKept(escaped, bytes[i], kept);
+    }
+    return escaped;
+}
+
+// Resolves the escapes but for those of the bytes in `kept`.
+[[nodiscard]] std::string Resolve(std::string_view bytes, std::string_view kept) {
+    std::string resolved;
+    resolved.reserve(bytes.size());
+    for (std::size_t i = 0; i < bytes.size();) {
+        const int escaped = EscapedByteAt(bytes, i);
+        const bool resolves = escaped >= 0 && kept.find(static_cast<char>(escaped)) == kept.npos;
+        resolved += resolves ? static_cast<char>(escaped) : bytes[i];
+        i += resolves ? URI_ESCAPE_LENGTH : 1;
+    }
+    return resolved;
+}
+
+}  // namespace
+
+std::wstring EscapeUri(const wchar_t* text, bool keepValidEscapes) {
+    return Escape(ViewOf(text), KEPT_IN_URIS, keepValidEscapes);
+}
+
+std::wstring EscapeUriComponent(const wchar_t* text) {
+    return Escape(ViewOf(text), KEPT_IN_COMPONENTS, false);
+}
+
+std::wstring UnescapeUri(const wchar_t* text) {
+    return WideOfUtf8(Resolve(Utf8OfWide(ViewOf(text)), {}));
+}
+
+std::wstring NormalizeUriEscapesOf(const wchar_t* text) {
+    return WideOfUtf8(Resolve(Utf8OfWide(ViewOf(text)), DELIMITERS));
+}
+
+std::string ComparableUriText(std::wstring_view text) {
+    std::string comparable = Resolve(Utf8OfWide(text), DELIMITERS);
+    for (std::size_t i = 0; i < comparable.size(); ++i)
+        if (EscapedByteAt<char>(comparable, i) >= 0)
+            for (std::size_t digit = i + 1; digit < i + URI_ESCAPE_LENGTH; ++digit)
+                if (comparable[digit] >= 'a')
+                    comparable[digit] = static_cast<char>(comparable[digit] - 'a' + 'A');
+    return comparable;
+}

@@ -1,0 +1,203 @@
+// The memory stream's own rules; StreamModelTest has its long use.
+#include "framework/streams/CMemoryStream.h"
+
+#include "tests/framework/streams/StreamTest.h"
+#include "tests/support/CScriptedStream.h"
+
+namespace {
+
+constexpr ULONGLONG k2To63 = 1ull << 63;
+constexpr LONGLONG kMax = 0x7FFFFFFFFFFFFFFF;
+constexpr LONGLONG kMin = -kMax - 1;
+
+struct MemoryStreamTest : StreamTest {
+    HRESULT Create(const char* data, LONGLONG size) {
+        stream.Reset();
+        return ::TKFCreateMemoryStream(data, size, &stream);
+    }
+    ULONGLONG Size() {
+        EXPECT_EQ(S_OK, Stat(STATFLAG_DEFAULT));
+        EXPECT_FALSE(name);
+        EXPECT_EQ(static_cast<DWORD>(STGTY_STREAM), stat.type);
+        return stat.cbSize.QuadPart;
+    }
+    Got ReadAt(LONGLONG position, ULONG cb) {
+        EXPECT_EQ(S_OK, Seek(position, STREAM_SEEK_SET).first);
+        return Read(cb);
+    }
+};
+
+TEST_F(MemoryStreamTest, CreationCopiesTheDataOrKeepsRoomForIt) {
+    EXPECT_EQ(E_POINTER, ::TKFCreateMemoryStream("x", 1, nullptr));
+    const struct {
+        const char* data;
+        LONGLONG size;
+        HRESULT result;
+        ULONGLONG reported;
+        const char* contents;
+    } table[] = {
+        {"0123456789", 10, S_OK, 10, "0123456789"},
+        {"", 0, S_OK, 0, ""},
+        {nullptr, 1000, S_OK, 0, ""},
+        {nullptr, 0, S_OK, 0, ""},
+        {nullptr, 5'000'000'000'000'000'000 & ~0xFFFFFFFFll, S_OK, 0, ""},
+        {"01234", 0x100000005, S_OK, 0x100000005, "01234"},  // the low 32 bits are copied
+        {"", -1, E_INVALIDARG, 0, ""},
+        {"01234", kMin + 5, E_INVALIDARG, 0, ""},
+        {nullptr, -1, E_INVALIDARG, 0, ""},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.size);
+        ASSERT_EQ(row.result, Create(row.data, row.size));
+        ASSERT_EQ(row.result == S_OK, stream != nullptr);
+        if (!stream)
+            continue;
+        EXPECT_EQ(row.reported, Size());
+        EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_CUR));
+        const auto length = static_cast<ULONG>(strlen(row.contents));
+        EXPECT_EQ(Got(S_OK, row.contents), Read(length));
+        EXPECT_EQ(row.reported > length ? Got(S_OK, std::string(1, '\0')) : Got(S_FALSE, ""), Read(1));
+    }
+}
+
+TEST_F(MemoryStreamTest, SizeAndBytesAreTwoThings) {
+    ASSERT_EQ(S_OK, Create(nullptr, 1000));
+    EXPECT_EQ(At(S_OK, 10), Seek(10, STREAM_SEEK_SET));
+    EXPECT_EQ(At(S_OK, 5), Write("abcde"));
+    EXPECT_EQ(15u, Size());
+    EXPECT_EQ(Got(S_FALSE, std::string(10, '\0') + "abcde"), ReadAt(0, 99));
+
+    // a write that finds its bytes there leaves the size where it was put
+    ASSERT_EQ(S_OK, stream->SetSize(Bytes(3)));
+    EXPECT_EQ(At(S_OK, 12), Seek(12, STREAM_SEEK_SET));
+    EXPECT_EQ(At(S_OK, 3), Write("xyz"));
+    EXPECT_EQ(3u, Size());
+    EXPECT_EQ(Got(S_FALSE, ""), ReadAt(12, 1));
+    ASSERT_EQ(S_OK, stream->SetSize(Bytes(k2To63)));
+    EXPECT_EQ(Got(S_OK, std::string("xyz\0\0", 5)), ReadAt(12, 5));
+    EXPECT_EQ(Got(S_FALSE, std::string(2, '\0')), ReadAt(kMax - 1, 9));  // far beyond all bytes
+
+    // one that makes bytes sets it, lower too, and so does one of no bytes
+    EXPECT_EQ(At(S_OK, 20), Seek(20, STREAM_SEEK_SET));
+    EXPECT_EQ(At(S_OK, 0), Write(""));
+    EXPECT_EQ(20u, Size());
+}
+
+TEST_F(MemoryStreamTest, AWriteBeyond32BitsChangesNothing) {
+    ASSERT_EQ(S_OK, Create("0123", 4));
+    for (const LONGLONG position : {0xFFFFFFFFll, 0xFFFFFFFEll, 0x100000000ll, kMax, kMin, -1ll}) {
+        SCOPED_TRACE(position);
+        const At here = Seek(position, STREAM_SEEK_SET);
+        EXPECT_EQ(At(E_OUTOFMEMORY, 0), Write("ab"));
+        EXPECT_EQ(here, Seek(0, STREAM_SEEK_CUR));
+        EXPECT_EQ(4u, Size());
+    }
+    EXPECT_EQ(Got(S_FALSE, "0123"), ReadAt(0, 9));
+}
+
+TEST_F(MemoryStreamTest, SeeksStayWithin64Bits) {
+    const struct {
+        ULONGLONG size, start;
+        LONGLONG move;
+        DWORD origin;
+        HRESULT result;
+        ULONGLONG reached;
+    } table[] = {
+        {4, 2, 9, STREAM_SEEK_SET, S_OK, 9},
+        {4, 2, -1, STREAM_SEEK_SET, S_OK, ~0ull},
+        {4, 0, -1, STREAM_SEEK_CUR, STG_E_INVALIDPOINTER, 0},
+        {4, 2, -2, STREAM_SEEK_CUR, S_OK, 0},
+        {4, 2, 7, STREAM_SEEK_CUR, S_OK, 9},
+        {4, k2To63, kMin, STREAM_SEEK_CUR, S_OK, 0},
+        {4, k2To63 - 1, kMin, STREAM_SEEK_CUR, STG_E_INVALIDPOINTER, 0},
+        {4, k2To63, kMax, STREAM_SEEK_CUR, S_OK, ~0ull},
+        {4, k2To63 + 1, kMax, STREAM_SEEK_CUR, STG_E_INVALIDPOINTER, 0},
+        {4, 2, 0, STREAM_SEEK_END, S_OK, 4},
+        {4, 2, 3, STREAM_SEEK_END, S_OK, 7},
+        {4, 2, -4, STREAM_SEEK_END, S_OK, 0},
+        {4, 2, -5, STREAM_SEEK_END, STG_E_INVALIDPOINTER, 0},
+        {~0ull, 2, 1, STREAM_SEEK_END, STG_E_INVALIDPOINTER, 0},
+        {4, 2, 0, 3, STG_E_INVALIDFUNCTION, 0},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(::testing::Message() << "origin " << row.origin << ", move " << row.move);
+        ASSERT_EQ(S_OK, Create("0123", 4));
+        ASSERT_EQ(S_OK, stream->SetSize(Bytes(row.size)));
+        Seek(static_cast<LONGLONG>(row.start), STREAM_SEEK_SET);
+        const bool succeeds = row.result == S_OK;
+        EXPECT_EQ(At(row.result, succeeds ? row.reached : 0xDEAD), Seek(row.move, row.origin));
+        EXPECT_EQ(At(S_OK, succeeds ? row.reached : row.start), Seek(0, STREAM_SEEK_CUR));
+        EXPECT_EQ(row.result, stream->Seek(By(0), row.origin, nullptr) == S_OK ? row.result : STG_E_INVALIDFUNCTION);
+    }
+}
+
+TEST_F(MemoryStreamTest, CopiesStopAtTheFirstShortWriteAndTellTheirTotalsOnSuccessOnly) {
+    using enum CScriptedStream::Kind;
+    constexpr ULONGLONG kSize = 40'000;  // two blocks and a part of one
+    std::string contents(kSize + 7, '\0');
+    for (size_t i = 0; i < contents.size(); ++i)
+        contents[i] = static_cast<char>(i % 251);
+    const struct {
+        const char* what;
+        ULONGLONG cb;
+        int nth;
+        CScriptedStream::Step step;
+        HRESULT result;
+        ULONGLONG copied;
+        int writes;
+    } table[] = {
+        {"nothing", 0, 0, {}, S_OK, 0, 0},
+        {"one byte more than a block", 16'385, 9, {}, S_OK, 16'385, 2},
+        {"more than is left", ~0ull, 9, {}, S_OK, kSize, 3},
+        {"short write", ~0ull, 1, {.bytes = 5}, STG_E_MEDIUMFULL, 0, 2},
+        {"failed write", ~0ull, 0, {.result = E_FAIL}, STG_E_MEDIUMFULL, 0, 1},
+        {"write that takes all and fails", ~0ull, 0, {.result = E_FAIL, .bytes = 16'384}, S_OK, kSize, 3},
+        {"write that claims more", ~0ull, 2, {.claim = 7'233}, STG_E_MEDIUMFULL, 0, 3},
+        {"write that throws", 5, 0, {.bytes = 0, .throws = true}, STG_E_MEDIUMFULL, 0, 1},
+    };
+    ASSERT_EQ(S_OK, Create(contents.data(), static_cast<LONGLONG>(contents.size())));
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.what);
+        CScriptedStream target;
+        target.On(kWrite, row.nth, row.step);
+        ULARGE_INTEGER read = Bytes(0xDEAD), written = Bytes(0xDEAD);
+        Seek(7, STREAM_SEEK_SET);
+        EXPECT_EQ(row.result, stream->CopyTo(&target, Bytes(row.cb), &read, &written));
+        EXPECT_EQ(row.result == S_OK ? row.copied : 0xDEAD, read.QuadPart);
+        EXPECT_EQ(read.QuadPart, written.QuadPart);
+        EXPECT_EQ(row.writes, target.Calls(kWrite));
+        EXPECT_TRUE(row.result != S_OK || target.Contents() == contents.substr(7, static_cast<size_t>(row.copied)));
+    }
+    // into itself, where it overwrites what it has copied already
+    ASSERT_EQ(S_OK, Create("0123456789", 10));
+    EXPECT_EQ(S_OK, stream->CopyTo(stream.Get(), Bytes(4), nullptr, nullptr));
+    EXPECT_EQ(Got(S_FALSE, "0123012389"), ReadAt(0, 99));
+    EXPECT_EQ(E_POINTER, stream->CopyTo(nullptr, Bytes(1), nullptr, nullptr));
+}
+
+TEST_F(MemoryStreamTest, OtherMethodsAreAsDescribed) {
+    ASSERT_EQ(S_OK, Create("0123", 4));
+    ULONG count = 0xDEAD;
+    EXPECT_EQ(STG_E_INVALIDPOINTER, stream->Read(nullptr, 0, &count));
+    EXPECT_EQ(0u, std::exchange(count, 0xDEAD));
+    EXPECT_EQ(STG_E_INVALIDPOINTER, stream->Write(nullptr, 0, &count));
+    EXPECT_EQ(0u, count);
+    EXPECT_EQ(S_OK, stream->Write("x", 1, nullptr));
+    EXPECT_EQ(S_OK, stream->Read(&count, 1, nullptr));
+    EXPECT_EQ(At(S_OK, 2), Seek(0, STREAM_SEEK_CUR));
+
+    EXPECT_EQ(E_POINTER, stream->Stat(nullptr, STATFLAG_NONAME));
+    EXPECT_EQ(S_OK, stream->Commit(STGC_DEFAULT));
+    EXPECT_EQ(E_NOTIMPL, stream->Revert());
+    EXPECT_EQ(S_OK, stream->LockRegion(Bytes(0), Bytes(1), LOCK_WRITE));
+    EXPECT_EQ(S_OK, stream->UnlockRegion(Bytes(9), Bytes(1), LOCK_WRITE));
+    ComPtr<IStream> clone = stream;
+    EXPECT_EQ(E_NOTIMPL, stream->Clone(clone.ReleaseAndGetAddressOf()));
+    EXPECT_FALSE(clone);
+    for (const IID& iid : {__uuidof(IUnknown), __uuidof(ISequentialStream), __uuidof(IStream), __uuidof(IMarshal)}) {
+        ComPtr<IUnknown> face;
+        EXPECT_EQ(S_OK, stream->QueryInterface(iid, reinterpret_cast<void**>(face.GetAddressOf())));
+    }
+}
+
+}  // namespace
