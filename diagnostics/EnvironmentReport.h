@@ -20,9 +20,9 @@ void LogProcessEnvironment(const wchar_t* category) noexcept;
 // The path and the versions of one module of this process; nothing for a module that has no version resource.
 void LogLoadedModule(HMODULE module, const wchar_t* category) noexcept;
 
-// The same for all modules of the process in the order of loading, without those whose file names don't match `pattern`
-// (null: every name does) and, if asked, without those outside the executable's folder and its subfolders. One line of
-// severity kWarn when the modules can't be listed.
+// The same for all modules of the process as the system lists them, without those whose file names don't match
+// `pattern` (null: every name does; several are separated by semicolons) and, if asked, without those outside the
+// executable's folder and its subfolders. One line of severity kWarn when the modules can't be listed.
 void LogLoadedModules(const wchar_t* pattern, const wchar_t* category, BYTE onlyApplicationDirectory) noexcept;
 
 }  // namespace TKRuntimeLogger

@@ -9,7 +9,7 @@ struct LogDestination {
     enum class Kind { Nowhere, Service, File };
 
     Kind kind = Kind::Nowhere;
-    std::wstring path;  // of the file, in full
+    std::wstring path;  // of the file, in full; with Nowhere, of one that could not be opened
 };
 
 // The calling thread's; it looks for a logger if it hasn't yet.  Throws std::bad_alloc.

@@ -25,7 +25,7 @@ ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept {
 LogDestination ThreadLogDestination() {
     const auto* const frontEnd = static_cast<const CTKRuntimeLoggerAPI*>(ThreadLogger());
     if (!frontEnd)
-        return {};
+        return {LogDestination::Kind::Nowhere, g_logToFile.Path()};
     if (frontEnd->LogsTo(&g_logToFile))
         return {LogDestination::Kind::File, g_logToFile.Path()};
     return {LogDestination::Kind::Service, {}};

@@ -19,6 +19,11 @@ struct PlayOptions {
     bool null = false;  // show nothing, play nothing aloud, go as fast as it goes
 };
 
+struct InfoOptions {
+    CommonOptions common;      // the name may be empty if the environment is asked for
+    bool environment = false;  // report the process, its system and its modules to the log
+};
+
 struct CatOptions {
     CommonOptions common;
     LONGLONG offset = 0;             // in bytes
@@ -29,8 +34,12 @@ struct CatOptions {
 // Plays the source through a filter graph and reports how that went.
 [[nodiscard]] int Play(const PlayOptions& options);
 
-// Prints what the filter says about the source.
-[[nodiscard]] int Info(const CommonOptions& options);
+// Prints what the filter says about the source; with the environment, that comes first, and where it can be read is
+// printed. 1 when it can be read nowhere.
+[[nodiscard]] int Info(const InfoOptions& options);
 
 // Copies the source's bytes, as a parser would read them.
 [[nodiscard]] int Cat(const CatOptions& options);
+
+// Prints how the filter takes a name apart, and what it would open. Nothing is opened.
+[[nodiscard]] int Uri(const std::wstring& text);

@@ -1,12 +1,40 @@
+#include "diagnostics/EnvironmentReport.h"
+#include "diagnostics/LogDestination.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
 #include "tvsource/Text.h"
 
-int Info(const CommonOptions& options) {
+namespace {
+
+using TKRuntimeLogger::LogDestination;
+
+// Says where the report can be read. False: nowhere.
+bool LogEnvironment() {
+    constexpr auto kCategory = L"tvsource";
+    TKRuntimeLogger::LogProcessEnvironment(kCategory);
+    TKRuntimeLogger::LogLoadedModules(nullptr, kCategory, FALSE);
+
+    const LogDestination log = TKRuntimeLogger::ThreadLogDestination();
+    if (log.kind == LogDestination::Kind::Service)
+        Print(L"The environment is in the log of the logging service\n");
+    else if (log.kind == LogDestination::Kind::File)
+        Print(L"The environment is in the log file " + log.path + L"\n");
+    else if (!log.path.empty())
+        Complain(L"tvsource: the environment is not reported: the log file " + log.path + L" can't be opened\n");
+    else
+        Complain(
+            L"tvsource: the environment is not reported: no log is on. The registry value LogFile (REG_SZ) of "
+            L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Tavel\\TKRuntimeLogger names a log file\n");
+    return log.kind != LogDestination::Kind::Nowhere;
+}
+
+// With the filter loaded, so that it is among the modules, and before the source is opened: that may fail.
+int InfoOf(const CommonOptions& options, bool environment) {
     const std::wstring name = SourceName(options.name);
     CSourceFilter source(options.library);
+    const int code = !environment || LogEnvironment() ? 0 : 1;
     source.Load(name, options.subtype ? &*options.subtype : nullptr);
 
     const CSourceFilter::CurrentFile current = source.Current();
@@ -17,5 +45,13 @@ int Info(const CommonOptions& options) {
     for (const StreamType& type : source.OfferedTypes())
         text += L"Offers   " + TypeText(type) + L"\n";
     Print(text);
-    return 0;
+    return code;
+}
+
+}  // namespace
+
+int Info(const InfoOptions& options) {
+    if (options.environment && options.common.name.empty())
+        return LogEnvironment() ? 0 : 1;
+    return InfoOf(options.common, options.environment);
 }

@@ -1,4 +1,4 @@
-// tvsource: plays, describes and copies a media source through the filter TvFileSourceAsync.
+// tvsource: plays, describes and copies a media source through the filter TvFileSourceAsync, and explains names.
 #include <windows.h>
 
 #include <objbase.h>
@@ -19,7 +19,7 @@ constexpr int kWrongUsage = 2;
 
 constexpr char kDescription[] =
     "Plays, describes and copies a media source through the source filter TvFileSourceAsync.\n"
-    "FILE is a path or a URI.\n"
+    "FILE is a path or a URI; uri shows how one is understood.\n"
     "\n"
     "The filter holds every reader back until its data flow is enabled for the first time\n"
     "(IDataFlowControl::EnableDataFlow), and parsers read while they connect. play and cat\n"
@@ -34,6 +34,7 @@ struct Arguments {
     long long offset = 0;
     long long length = -1;
     bool null = false;
+    bool environment = false;
 };
 
 CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, const char* description) {
@@ -80,14 +81,23 @@ int Run(std::vector<std::string> words) {
                    "Show nothing and go as fast as it goes; so it is anyway where there is no screen");
     CLI::App* info =
         AddCommand(app, arguments, "info", "Prints the length of the source and the types that it offers.");
+    info->get_option("FILE")->required(false);  // the environment can be had without one
+    info->add_flag("--environment", arguments.environment,
+                   "Also write to the log where this program runs, on which system, and the versions of what it has "
+                   "loaded; FILE may be left out");
     CLI::App* cat = AddCommand(app, arguments, "cat", "Copies the bytes of the source, as a parser would read them.");
     cat->add_option("--offset", arguments.offset, "The first byte to be copied")->check(CLI::NonNegativeNumber);
     cat->add_option("--length", arguments.length, "How many bytes; all to the end when left out")
         ->check(CLI::NonNegativeNumber);
     cat->add_option("-o", arguments.output, "The file to be written instead of standard output")->type_name("OUT");
 
+    CLI::App* uri = app.add_subcommand("uri", "Shows how a name is taken apart and what would be opened.");
+    uri->add_option("TEXT", arguments.name, "A path or a URI; nothing is opened")->required()->type_name("");
+
     try {
         app.parse(std::move(words));
+        if (info->parsed() && info->count("FILE") == 0 && !arguments.environment)
+            throw CLI::RequiredError("FILE");
     } catch (const CLI::ParseError& error) {
         std::ostringstream out;
         std::ostringstream err;
@@ -101,7 +111,9 @@ int Run(std::vector<std::string> words) {
     if (play->parsed())
         return Play({Common(arguments), arguments.null});
     if (info->parsed())
-        return Info(Common(arguments));
+        return Info({Common(arguments), arguments.environment});
+    if (uri->parsed())
+        return Uri(FromUtf8(arguments.name));
     CatOptions options{Common(arguments), arguments.offset, std::nullopt, FromUtf8(arguments.output)};
     if (arguments.length >= 0)
         options.length = arguments.length;

@@ -1,0 +1,53 @@
+#include "framework/uri/CTKFUri.h"
+#include "tvsource/CConsole.h"
+#include "tvsource/CHostError.h"
+#include "tvsource/Commands.h"
+
+namespace {
+
+const wchar_t* InWords(TKFURI_HOSTNAME_TYPE type) {
+    switch (type) {
+        case TKFURI_HOSTNAME_REGISTERED_NAME:
+            return L"registered name";
+        case TKFURI_HOSTNAME_IPV4:
+            return L"IPv4 address";
+        case TKFURI_HOSTNAME_IPV6:
+            return L"IPv6 address";
+        case TKFURI_HOSTNAME_UNC_SERVER:
+            return L"UNC server";
+        default:
+            return L"none";
+    }
+}
+
+// What is not there is a label alone.
+std::wstring Line(std::wstring label, const std::wstring& value) {
+    constexpr size_t kValueColumn = 12;
+    if (!value.empty())
+        label.resize(kValueColumn, L' ');
+    return label + value + L"\n";
+}
+
+}  // namespace
+
+int Uri(const std::wstring& text) {
+    const auto uri = CTKFUri::Parse(text.c_str());
+    if (!uri)
+        throw CHostError(L"'" + text +
+                         L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
+                         L"malformed host, a port above 65535 or control characters");
+    std::wstring lines = Line(L"Scheme", uri->GetScheme());
+    lines += Line(L"User info", uri->GetUserInfo());
+    lines += Line(L"Host", uri->GetHost());
+    lines += Line(L"Host type", InWords(uri->GetHostType()));
+    lines += Line(L"Port", uri->GetPort() ? std::to_wstring(*uri->GetPort()) : std::wstring());
+    lines += Line(L"Path", uri->GetPath());
+    for (const std::wstring& segment : uri->GetPathSegments())
+        lines += Line(L"Segment", segment);
+    lines += Line(L"Query", uri->GetQuery());
+    lines += Line(L"Fragment", uri->GetFragment());
+    lines += Line(L"Local file", uri->IsLocalFile() ? L"yes" : L"no");
+    lines += Line(L"Opens", uri->IsLocalFile() ? uri->GetLocalPath() : L"through the data-service layer");
+    Print(lines);
+    return 0;
+}
