@@ -1,7 +1,4 @@
-#include "baseclasses/CMediaType.h"
-
 #include "tests/baseclasses/CTestFilter.h"
-#include "tests/baseclasses/LeakCheck.h"
 
 #include <cstring>
 
@@ -42,24 +39,18 @@ TEST_F(CMediaTypeTest, CopiesOwnTheirFormatBlockAndCountTheirUnknown) {
 }
 
 TEST_F(CMediaTypeTest, StrangersFormatBlockThatIsMissingOrEmptyCountsAsNone) {
-    const struct {
-        ULONG length;
-        BYTE* block;
-    } cases[] = {{0xFFFFFFFF, nullptr}, {0, reinterpret_cast<BYTE*>(1)}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.length);
+    for (const auto& [length, block] :
+         {std::pair<ULONG, BYTE*>{0xFFFFFFFF, nullptr}, {0, reinterpret_cast<BYTE*>(1)}}) {
         AM_MEDIA_TYPE liar{};
-        liar.cbFormat = c.length;
-        liar.pbFormat = c.block;
+        liar.cbFormat = length;
+        liar.pbFormat = block;
         CMediaType type;
         ASSERT_EQ(S_OK, type.Set(liar));
         AM_MEDIA_TYPE* const created = CreateMediaType(&liar);
         ASSERT_NE(nullptr, created);
         FreeMediaType(liar);
-        for (const AM_MEDIA_TYPE& seen : {AM_MEDIA_TYPE(type), *created, liar}) {
-            EXPECT_EQ(0u, seen.cbFormat);
-            EXPECT_EQ(nullptr, seen.pbFormat);
-        }
+        for (const AM_MEDIA_TYPE& seen : {AM_MEDIA_TYPE(type), *created, liar})
+            EXPECT_TRUE(seen.cbFormat == 0 && seen.pbFormat == nullptr);
         DeleteMediaType(created);
     }
 }
@@ -76,12 +67,7 @@ TEST_F(CMediaTypeTest, FormatBlockCanBeReplacedByAPartOfItselfAndStaysWhenItCann
 }
 
 TEST_F(CMediaTypeTest, TypesAreComparedByWhatTheyHoldAndMatchWhatIsLeftOpen) {
-    const auto subtype = [](const GUID* guid) {
-        CMediaType type;
-        type.SetSubtype(guid);
-        return type;
-    };
-    const auto otherwise = [](CMediaType type, GUID AM_MEDIA_TYPE::*field, const GUID& guid) {
+    const auto with = [](CMediaType type, GUID AM_MEDIA_TYPE::*field, const GUID& guid) {
         type.*field = guid;
         return type;
     };
@@ -95,16 +81,16 @@ TEST_F(CMediaTypeTest, TypesAreComparedByWhatTheyHoldAndMatchWhatIsLeftOpen) {
         {"everything open", CMediaType(), true, true, false},
         {"major type", CMediaType(&MEDIATYPE_Stream), true, true, false},
         {"another major type", CMediaType(&MEDIATYPE_Video), false, true, false},
-        {"subtype", subtype(full.Subtype()), true, true, false},
-        {"another subtype", subtype(&MEDIASUBTYPE_Avi), false, true, false},
+        {"subtype", with({}, &CMediaType::subtype, full.subtype), true, true, false},
+        {"another subtype", with({}, &CMediaType::subtype, MEDIASUBTYPE_Avi), false, true, false},
         {"the type itself", full, true, false, true},
         {"another sample size", otherSampleSize, true, false, true},
-        {"only the major type differs", otherwise(full, &CMediaType::majortype, MEDIATYPE_Video), false, false, false},
-        {"only the subtype differs", otherwise(full, &CMediaType::subtype, MEDIASUBTYPE_Avi), false, false, false},
-        {"another format type", otherwise(full, &CMediaType::formattype, FORMAT_WaveFormatEx), false, false, false},
+        {"only the major type differs", with(full, &CMediaType::majortype, MEDIATYPE_Video), false, false, false},
+        {"only the subtype differs", with(full, &CMediaType::subtype, MEDIASUBTYPE_Avi), false, false, false},
+        {"another format type", with(full, &CMediaType::formattype, FORMAT_WaveFormatEx), false, false, false},
         {"block of another length", WithBlock({1, 2, 3}), false, false, false},
         {"block of other bytes", WithBlock({1, 2, 3, 5}), false, false, false},
-        {"format open", otherwise(WithBlock({1}), &CMediaType::formattype, GUID_NULL), true, true, false},
+        {"format open", with(WithBlock({1}), &CMediaType::formattype, GUID_NULL), true, true, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

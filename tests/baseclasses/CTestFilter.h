@@ -4,6 +4,8 @@
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CBasePin.h"
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -43,7 +45,7 @@ public:
 
     void TryMyTypesFirst(bool mine) { m_bTryMyTypesFirst = mine; }
 
-    std::vector<unsigned char> offered, accepted;
+    std::vector<unsigned char> offered{1}, accepted{1};
     // The answer to a type that is not accepted.
     HRESULT refusal = S_FALSE;
     // Any other code than S_OK is the answer of that method.
@@ -63,8 +65,7 @@ private:
 
 class CTestFilter final : public CBaseFilter {
 public:
-    explicit CTestFilter(IUnknown* outer = nullptr, HRESULT* phr = nullptr)
-        : CBaseFilter(L"test filter", outer, &m_lock, CLSID_TestFilter, phr) {}
+    CTestFilter() : CBaseFilter(L"test filter", nullptr, &m_lock, CLSID_TestFilter) {}
 
     CTestPin& AddPin(const wchar_t* name, PIN_DIRECTION direction);
     void RemovePins() { m_pins.clear(); }
@@ -81,3 +82,19 @@ private:
     CCritSec m_lock;
     std::vector<std::unique_ptr<CTestPin>> m_pins;
 };
+
+// A fixture whose tests must leave no object of the base classes alive.
+class LeakCheck : public ::testing::Test {
+protected:
+    ~LeakCheck() override { EXPECT_EQ(m_before, CBaseObject::ObjectsActive()) << "objects alive after the test"; }
+
+private:
+    const LONG m_before = CBaseObject::ObjectsActive();
+};
+
+// What a COM object's count is now.
+template <class T>
+ULONG References(T* object) {
+    object->AddRef();
+    return object->Release();
+}

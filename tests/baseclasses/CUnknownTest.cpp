@@ -1,7 +1,4 @@
-#include "baseclasses/CUnknown.h"
-
 #include "tests/baseclasses/CTestFilter.h"
-#include "tests/baseclasses/LeakCheck.h"
 
 using Microsoft::WRL::ComPtr;
 
@@ -24,26 +21,6 @@ private:
     int& m_destroyed;
 };
 
-// Aggregates a test filter and shows the filter's interfaces as its own.
-class COuter final : public IUnknown {
-public:
-    COuter() {
-        auto* const filter = new CTestFilter(this);
-        filter->AddPin(L"Output", PINDIR_OUTPUT);
-        filter->NonDelegatingAddRef();
-        EXPECT_EQ(S_OK, filter->NonDelegatingQueryInterface(__uuidof(IUnknown), &inner));
-        filter->NonDelegatingRelease();
-    }
-    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
-        return riid == __uuidof(IUnknown) ? GetInterface(this, ppv) : inner->QueryInterface(riid, ppv);
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
-    STDMETHODIMP_(ULONG) Release() override { return --references; }
-
-    ComPtr<IUnknown> inner;
-    ULONG references = 1;
-};
-
 TEST_F(CUnknownTest, ReferencesTakenDuringDestructionDestroyNothingTwice) {
     int destroyed = 0;
     ComPtr<IPersist>(new CClingingObject(destroyed)).Reset();
@@ -60,26 +37,7 @@ TEST_F(CUnknownTest, EveryInterfaceLeadsToTheSameUnknown) {
         ASSERT_EQ(S_OK, face.As(&unknown));
         EXPECT_EQ(expected.Get(), unknown.Get());
     }
-    void* out = &out;
-    EXPECT_EQ(E_NOINTERFACE, filter->QueryInterface(__uuidof(IMediaSeeking), &out));
-    EXPECT_EQ(nullptr, out);
     EXPECT_EQ(E_POINTER, filter->QueryInterface(__uuidof(IBaseFilter), nullptr));
-}
-
-TEST_F(CUnknownTest, AggregatedFilterCountsOnTheOuterObject) {
-    COuter outer;
-    {
-        ComPtr<IBaseFilter> filter;
-        ASSERT_EQ(S_OK, outer.QueryInterface(__uuidof(IBaseFilter), &filter));
-        EXPECT_EQ(2u, outer.references);
-        ComPtr<IUnknown> unknown;
-        ASSERT_EQ(S_OK, filter.As(&unknown));
-        EXPECT_EQ(&outer, unknown.Get());
-        ComPtr<IPin> pin;
-        ASSERT_EQ(S_OK, filter->FindPin(L"Output", &pin));
-        EXPECT_EQ(4u, outer.references);
-    }
-    EXPECT_EQ(1u, outer.references);
 }
 
 }  // namespace

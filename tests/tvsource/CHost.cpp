@@ -3,8 +3,6 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "tests/support/CTempFile.h"
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -15,19 +13,6 @@ namespace {
 
 constexpr DWORD kTimeoutMs = 60'000;
 
-// As the run-time library takes a command line apart: a quoted word, where backslashes before a quote are doubled.
-std::wstring Quote(const std::wstring& word) {
-    std::wstring quoted = L"\"";
-    size_t backslashes = 0;
-    for (const wchar_t c : word + L'"') {
-        if (c == L'"')
-            quoted.append(backslashes, L'\\');
-        backslashes = c == L'\\' ? backslashes + 1 : 0;
-        quoted += c;
-    }
-    return quoted;
-}
-
 CAutoHandle InheritedFile(const std::wstring& path) {
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     return CAutoHandle(::CreateFileW(path.c_str(), GENERIC_WRITE,
@@ -35,11 +20,8 @@ CAutoHandle InheritedFile(const std::wstring& path) {
                                      nullptr));
 }
 
-std::wstring Wide(const std::string& utf8) {
-    std::wstring wide(utf8.size(), L'\0');
-    wide.resize(static_cast<size_t>(::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()),
-                                                          wide.data(), static_cast<int>(wide.size()))));
-    return wide;
+std::wstring FileIn(const char* folder, const std::wstring& name) {
+    return std::filesystem::absolute(std::filesystem::path(folder) / name).make_preferred().wstring();
 }
 
 HostRun RunWithDll(const std::wstring& dll, const wchar_t* command, std::vector<std::wstring> arguments) {
@@ -49,52 +31,33 @@ HostRun RunWithDll(const std::wstring& dll, const wchar_t* command, std::vector<
 
 }  // namespace
 
-HostRun RunHostAt(const std::wstring& program, const std::vector<std::wstring>& arguments) {
-    std::wstring line = Quote(program);
+HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& program) {
+    std::wstring line = L'"' + program + L'"';
     for (const std::wstring& argument : arguments)
-        line += L" " + Quote(argument);
-
+        line += L" \"" + argument + L'"';  // none has a quote in it or a backslash at its end
     // Files, not pipes: nobody need read while the program runs.
-    const CTempFile out;
-    const CTempFile err;
-    HostRun run{~0u, {}, {}};
-    {
-        const CAutoHandle outHandle = InheritedFile(out.Path());
-        const CAutoHandle errHandle = InheritedFile(err.Path());
-        STARTUPINFOW startup{};
-        startup.cb = sizeof startup;
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdOutput = outHandle.Get();
-        startup.hStdError = errHandle.Get();
-        PROCESS_INFORMATION info{};
-        // On a busy machine Wine now and then loses a process before its first instruction (ERROR_INTERNAL_ERROR).
-        BOOL created = FALSE;
-        for (int attempt = 0; attempt < 3 && !created; ++attempt) {
-            created = ::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                       &startup, &info);
-        }
-        EXPECT_TRUE(created) << ::GetLastError();
-        const CAutoHandle process(info.hProcess);
-        const CAutoHandle thread(info.hThread);
-        if (!process)
-            return run;
-        const DWORD waited = ::WaitForSingleObject(process.Get(), kTimeoutMs);
-        EXPECT_EQ(WAIT_OBJECT_0, waited) << "the program did not end";
-        if (waited != WAIT_OBJECT_0) {
-            ::TerminateProcess(process.Get(), 99);
-            ::WaitForSingleObject(process.Get(), kTimeoutMs);
-        }
-        DWORD code = 0;
-        ::GetExitCodeProcess(process.Get(), &code);
-        run.exitCode = code;
+    const CTempFile out, err;
+    const CAutoHandle outHandle = InheritedFile(out.Path()), errHandle = InheritedFile(err.Path());
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = outHandle.Get();
+    startup.hStdError = errHandle.Get();
+    PROCESS_INFORMATION info{};
+    // On a busy machine Wine now and then loses a process before its first instruction (ERROR_INTERNAL_ERROR).
+    BOOL created = FALSE;
+    for (int attempt = 0; attempt < 3 && !created; ++attempt)
+        created = ::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                                   &info);
+    EXPECT_TRUE(created) << ::GetLastError();
+    const CAutoHandle process(info.hProcess), thread(info.hThread);
+    DWORD exitCode = ~0u;
+    if (created && ::WaitForSingleObject(process.Get(), kTimeoutMs) != WAIT_OBJECT_0) {
+        ADD_FAILURE() << "the program did not end";
+        ::TerminateProcess(process.Get(), 99);
     }
-    run.out = out.Contents();
-    run.err = Wide(err.Contents());
-    return run;
-}
-
-HostRun RunHost(const std::vector<std::wstring>& arguments) {
-    return RunHostAt(BuiltFile(L"tvsource.exe"), arguments);
+    ::GetExitCodeProcess(process.Get(), &exitCode);
+    return {exitCode, out.Contents(), err.Contents()};
 }
 
 HostRun RunWithFilter(const wchar_t* command, std::vector<std::wstring> arguments) {
@@ -105,16 +68,28 @@ HostRun RunAwkward(const wchar_t* command, std::vector<std::wstring> arguments) 
     return RunWithDll(L"awkward_source.dll", command, std::move(arguments));
 }
 
+void ExpectRun(const HostRun& run, unsigned exitCode, std::initializer_list<std::string> texts) {
+    EXPECT_EQ(exitCode, run.exitCode) << run.err;
+    const std::string& output = exitCode == 0 ? run.out : run.err;
+    for (const std::string& text : texts)
+        EXPECT_NE(std::string::npos, output.find(text)) << text << "\nis not in\n" << output;
+}
+
 std::wstring BuiltFile(const std::wstring& name) {
-    return std::filesystem::absolute(std::filesystem::path(TV_BIN_DIR) / name).make_preferred().wstring();
+    return FileIn(TV_BIN_DIR, name);
 }
 
 std::wstring MediaFile(const std::wstring& name) {
-    return std::filesystem::absolute(std::filesystem::path(TV_TEST_MEDIA) / name).make_preferred().wstring();
+    return FileIn(TV_TEST_MEDIA, name);
 }
 
 std::string BytesOf(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     EXPECT_TRUE(file.is_open()) << std::filesystem::path(path);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string Utf8(const std::wstring& text) {
+    const std::u8string utf8 = std::filesystem::path(text).u8string();
+    return {utf8.begin(), utf8.end()};
 }

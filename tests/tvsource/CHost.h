@@ -1,19 +1,26 @@
 // Runs tvsource.exe as a child process, and says where the files are that it works on.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 struct HostRun {
-    unsigned exitCode;
-    std::string out;  // as written, byte by byte
-    std::wstring err;
+    unsigned exitCode = ~0u;
+    std::string out, err;  // as written, byte by byte
 };
 
-// Runs the program of the build with these arguments to its end. A program that is not done after a minute is ended,
-// and the test fails.
-[[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments);
-[[nodiscard]] HostRun RunHostAt(const std::wstring& program, const std::vector<std::wstring>& arguments);
+// A file of the build's bin folder, and one of the media folder, as Windows names them.
+[[nodiscard]] std::wstring BuiltFile(const std::wstring& name);
+[[nodiscard]] std::wstring MediaFile(const std::wstring& name);
+
+[[nodiscard]] std::string BytesOf(const std::wstring& path);
+[[nodiscard]] std::string Utf8(const std::wstring& text);
+
+// Runs the program with these arguments to its end. A program that is not done after a minute is ended, and the test
+// fails.
+[[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments,
+                              const std::wstring& program = BuiltFile(L"tvsource.exe"));
 
 // The same command with the filter DLL of the build, which need not be registered.
 [[nodiscard]] HostRun RunWithFilter(const wchar_t* command, std::vector<std::wstring> arguments);
@@ -21,8 +28,5 @@ struct HostRun {
 // The same with the DLL whose sources misbehave.
 [[nodiscard]] HostRun RunAwkward(const wchar_t* command, std::vector<std::wstring> arguments);
 
-// A file of the build's bin folder, and one of the media folder, as Windows names them.
-[[nodiscard]] std::wstring BuiltFile(const std::wstring& name);
-[[nodiscard]] std::wstring MediaFile(const std::wstring& name);
-
-[[nodiscard]] std::string BytesOf(const std::wstring& path);
+// What is expected of a run: its exit code, and the texts that are in its output (of an error: in its error output).
+void ExpectRun(const HostRun& run, unsigned exitCode, std::initializer_list<std::string> texts);

@@ -1,10 +1,13 @@
 #include "diagnostics/CAutoDestructor.h"
-#include "diagnostics/CBstr.h"
+#include "diagnostics/CDiagnosticRegistration.h"
 #include "diagnostics/ComBoundary.h"
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <vector>
+
+using TKRuntimeLogger::CDiagnosticRegistration;
 
 namespace {
 
@@ -21,32 +24,17 @@ TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnceAndKeepsTheLastError) {
     g_closed.clear();
     ::SetLastError(ERROR_DISK_FULL);
     {
-        CAutoNumber first(1);
-        CAutoNumber second(std::move(first));
+        CAutoNumber first(1), second(std::move(first)), given(5);
         second.Reset(2);
         second.Reset(2);
         EXPECT_EQ(std::vector{1}, g_closed);
         second = CAutoNumber(3);
         *second.Put() = 4;
-        CAutoNumber given(5);
         EXPECT_EQ(5, given.Detach());
-        const CAutoNumber nothing;
     }
     EXPECT_EQ((std::vector{1, 2, 3, 4}), g_closed);
     EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError());
-    EXPECT_FALSE(CAutoHandle(nullptr));
-    EXPECT_FALSE(CAutoHandle(INVALID_HANDLE_VALUE));
-}
-
-TEST(BstrTest, NullEmptyAndEmbeddedZerosAreKeptApartAndOwnershipMoves) {
-    EXPECT_FALSE(CBstr(static_cast<const wchar_t*>(nullptr)));
-    EXPECT_TRUE(CBstr(L""));
-    const std::wstring_view text(L"a\0b", 3);
-    CBstr first(text), second(std::move(first));
-    EXPECT_EQ(text, second.View());
-    ::SysFreeString(second.Detach());
-    *first.Put() = ::SysAllocString(L"put");
-    EXPECT_EQ(L"put", first.View());
+    EXPECT_FALSE(CAutoHandle(nullptr) || CAutoHandle(INVALID_HANDLE_VALUE));
 }
 
 TEST(ComBoundaryTest, ExceptionsBecomeResultCodes) {
@@ -55,6 +43,23 @@ TEST(ComBoundaryTest, ExceptionsBecomeResultCodes) {
     EXPECT_EQ(E_OUTOFMEMORY, ComBoundary([]() -> HRESULT { throw std::bad_alloc(); }));
     EXPECT_EQ(E_OUTOFMEMORY, ComBoundary([]() -> HRESULT { throw std::length_error("too long"); }));
     EXPECT_EQ(E_UNEXPECTED, ComBoundary([]() -> HRESULT { throw 42; }));
+}
+
+TEST(DiagnosticRegistrationTest, ListsExactlyTheLiveObjectsTheNewestFirst) {
+    int objects[3];
+    std::optional<CDiagnosticRegistration> entries[3];
+    for (std::size_t i = 0; i < 3; ++i)
+        entries[i].emplace(L"TestModule", &objects[i], L"a filter");
+    std::vector<const void*> expected{&objects[2], &objects[1], &objects[0]}, found;
+    for (const std::size_t gone : {1u, 2u, 0u}) {  // from the middle, from the front, and the last
+        found.clear();
+        for (const auto& entry : CDiagnosticRegistration::Snapshot())
+            found.push_back(entry.address);
+        EXPECT_EQ(expected, found);
+        EXPECT_EQ(expected.size(), CDiagnosticRegistration::LiveCount());
+        entries[gone].reset();
+        std::erase(expected, &objects[gone]);
+    }
 }
 
 }  // namespace

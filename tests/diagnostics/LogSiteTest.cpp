@@ -1,0 +1,218 @@
+// What stands in code that logs: log sites, checked calls, descriptions of codes, watched values.
+#include "diagnostics/TKRuntimeLoggerAPI.h"
+#include "tests/support/CRecordingLogger.h"
+
+#include <gtest/gtest.h>
+
+using namespace TKRuntimeLogger;
+
+namespace {
+
+using Texts = std::vector<std::wstring>;
+
+constexpr LogSource kSource{L"TestModule", L"LogSiteTest"};
+constexpr HRESULT kUnknownCode = static_cast<HRESULT>(0xA0BCDEF1);  // a code of no facility that the system knows
+constexpr HRESULT kReachedItsEnd = 7;
+
+HRESULT Answer(HRESULT hr, int = 0) {
+    return hr;
+}
+
+// Of its four checks the one that is numbered so, from 0, meets `result`; the first two can only meet null pointers.
+HRESULT Checked(int check, HRESULT result) {
+    const void *const ppStream = check == 0 ? nullptr : &check, *const pStream = check == 1 ? nullptr : &check;
+    const HRESULT first = check == 2 ? result : S_OK, second = check == 3 ? result : S_OK;
+    HRESULT hr = S_OK;
+    TK_EXIT_SCOPE_GUARD(kSource, L"Checked", hr);
+    TK_CHECK_RETVAL(kSource, L"Checked", hr, ppStream);
+    TK_CHECK_POINTER(kSource, L"Checked", hr, pStream);
+    // clang-format off
+    TK_CHECK_CALL(kSource, L"Checked", hr, Answer(first,1));
+    // clang-format on
+    TK_CHECK_CALL_AS(kSource, L"Checked", hr, Answer(second), L"pThing->Do(&x,100%)");
+    return kReachedItsEnd;
+}
+
+// The code and its text, as records have them.
+std::wstring Described(const wchar_t* code, HRESULT hr) {
+    return code + (L" (\"" + HResultText(hr) + L"\")");
+}
+
+struct CNumberDescriptions final : CLongDescriptions {
+    CNumberDescriptions(const wchar_t* typeName, bool rawOnly) : CLongDescriptions(typeName, {{1, L"one"}}, rawOnly) {}
+};
+
+TEST(FormatLogStringTest, FormatsAsTheWindowsWidePrintfDoesWithoutALengthLimit) {
+    const std::wstring longName(1000000, L'\u6587');
+    EXPECT_EQ(L"", FormatLogString(L""));
+    EXPECT_EQ(L"wide narrow -7 0x0000ABCD 100%",
+              FormatLogString(L"%s %S %d 0x%08X 100%%", L"wide", "narrow", -7, 0xABCDu));
+    EXPECT_EQ(L"9223372036854775807", FormatLogString(L"%I64d", INT64_MAX));
+    EXPECT_EQ(L"<" + longName + L">", FormatLogString(L"<%s>", longName.c_str()));
+}
+
+TEST(LogSiteTest, ThreadThatFoundNoLoggerEvaluatesNothingAndNeverLooksAgain) {
+    OnNewThread([] {
+        EXPECT_EQ(nullptr, GetLoggerAPI());
+        CPublishedLogger publishedTooLate;
+        int evaluated = 0;
+        TK_LOG(kSource, kFatal, L"Site", L"%d", ++evaluated);
+        EXPECT_EQ(0, evaluated);
+        EXPECT_TRUE(publishedTooLate->Records().empty());
+    });
+}
+
+TEST(LogSiteTest, ThreadKeepsTheLoggerThatItFoundFirstAndSharesItsFrontEndWithNoOther) {
+    const auto first = CRecordingLogger::Create();
+    OnNewThread([&] {
+        {
+            CPublishedLogger published(first);
+            OnNewThread([frontEnd = GetLoggerAPI()] { EXPECT_NE(frontEnd, GetLoggerAPI()); });
+        }
+        CPublishedLogger second;
+        TK_LOG(kSource, kInfo, L"Site", L"again");
+    });
+    EXPECT_EQ(Texts{L"again"}, first->Messages());
+}
+
+TEST(LogSiteTest, LoggerThatLogsWhileItIsLookedUpFindsNoLoggerAndOneWithoutTheSinkInterfaceIsNone) {
+    for (const bool offersLog : {true, false}) {
+        const auto logger = CRecordingLogger::Create();
+        logger->offersLog = offersLog;
+        logger->offersQuestion = logger->offersDump = true;
+        logger->onQueryInterface = [] { TK_LOG(kSource, kInfo, L"Logger", L"from inside the search"); };
+        CPublishedLogger published(logger);
+        OnNewThread([&] {
+            TK_LOG(kSource, kInfo, L"Site", L"from outside");
+            EXPECT_EQ(offersLog, GetLoggerAPI() != nullptr);
+        });
+        EXPECT_EQ(Texts(offersLog, L"from outside"), logger->Messages());
+    }
+}
+
+TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
+    for (const bool throws : {false, true}) {
+        const auto logger = CRecordingLogger::Create();
+        logger->onCall = [&] { return ::SetLastError(ERROR_GEN_FAILURE), throws ? throw 42 : E_FAIL; };
+        CPublishedLogger published(logger);
+        OnNewThread([] {
+            for (const wchar_t* message : {L"first", L"later"}) {
+                ::SetLastError(ERROR_DISK_FULL);
+                EXPECT_NO_THROW(TK_LOG(kSource, kInfo, L"Site", L"%s", message));
+                EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError()) << message;
+            }
+        });
+        EXPECT_EQ((Texts{L"first", L"later"}), logger->Messages());
+    }
+}
+
+TEST(HResultTextTest, IsTheSystemsTextWithoutItsLastTwoCharacters) {
+    wchar_t text[1024];
+    const DWORD length =
+        ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                         static_cast<DWORD>(E_FAIL), 0x400, text, static_cast<DWORD>(std::size(text)), nullptr);
+    ASSERT_LT(2u, length);
+    EXPECT_EQ(std::wstring(text, length - 2), HResultText(E_FAIL));
+    EXPECT_EQ(L"A0BCDEF1 <no error message>", HResultText(kUnknownCode));
+}
+
+TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunctionWhichIsLoggedToo) {
+    const std::wstring fail = Described(L"0x80004005", E_FAIL), pointer = Described(L"0x80004003", E_POINTER);
+    const struct {
+        int check;
+        HRESULT result;
+        std::wstring message, exit;  // the call's code is in upper case, the exit's in lower case
+    } cases[] = {
+        {0, E_POINTER, L"retval pointer ppStream is null", pointer},
+        {1, E_POINTER, L"pointer pStream is null", pointer},
+        {2, E_FAIL, L"hr=" + fail + L", from call Answer(first,1)", fail},
+        {2, kUnknownCode, L"hr=" + Described(L"0xA0BCDEF1", kUnknownCode) + L", from call Answer(first,1)",
+         Described(L"0xa0bcdef1", kUnknownCode)},
+        {3, E_FAIL, L"hr=" + fail + L", from call pThing->Do(&x,100%)", fail},
+    };
+    Texts expected;
+    CPublishedLogger published;
+    OnNewThread([&] {
+        ::SetLastError(ERROR_DISK_FULL);
+        EXPECT_EQ(kReachedItsEnd, Checked(2, S_FALSE));
+        for (const auto& c : cases) {
+            EXPECT_EQ(c.result, Checked(c.check, c.result));
+            EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError()) << "asking for a text may fail by itself";
+            expected.push_back(L"ERROR: " + c.message);
+            expected.push_back(L"Checked failed on exit scope: HRESULT " + c.exit);
+        }
+    });
+    EXPECT_EQ(expected, published->Messages());
+}
+
+TEST(CheckedCallTest, GuardNamesItsDetailUnlessDismissedAndACallMayBringItsDescription) {
+    CPublishedLogger published;
+    OnNewThread([] {
+        const HRESULT hr = E_FAIL;
+        for (const wchar_t* detail : {L"", L"50%"}) {
+            const CExitScopeGuard guard(kFatal, kSource, 17, L"Open", detail, &hr);
+            CExitScopeGuard(kFatal, kSource, 18, L"Open", detail, &hr).Dismiss();
+        }
+        LogFailedCall(kSource, 1, L"Open", hr, L"described", L"Do()");
+    });
+    const std::wstring fail = Described(L"0x80004005", E_FAIL);
+    EXPECT_EQ((Texts{L"Open failed on exit scope: HRESULT " + fail, L"Open failed on exit scope (50%): HRESULT " + fail,
+                     L"ERROR: hr=0x80004005 (\"described\"), from call Do()"}),
+              published->Messages());
+}
+
+TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAboutAtEveryLookup) {
+    CPublishedLogger published;
+    OnNewThread([] {
+        const CNumberDescriptions raw(L"number", true), nameless(L"", false);
+        const CDShowEventDescriptions& events = DShowEventDescriptions();
+        const CHresultEventDescriptions& results = HresultDescriptions();
+        const std::pair<std::wstring, const wchar_t*> cases[] = {
+            {events(1), L"0x00000001 / 1 (EC_COMPLETE)"},
+            {events(33034), L"0x0000810A / 33034 (EC_FILE_SCRAMBLED)"},
+            {results(E_FAIL), L"0x80004005 / -2147467259 (E_FAIL (Generic error))"},
+            {results(static_cast<HRESULT>(0x8876017C)),
+             L"0x8876017C / -2005532292 (D3DERR_OUTOFVIDEOMEMORY (Out of video memory))"},
+            {raw(1), L"0x00000001 / 1"},
+            {nameless(2), L"0x00000002 / 2"},
+            {results(S_OK), L"0x00000000 / 0"},  // from here on with a complaint
+            {results(S_OK), L"0x00000000 / 0"},
+            {events(0x8100), L"0x00008100 / 33024"},
+            {GuidDescriptions()(IID_IUnknown), L"{00000000-0000-0000-C000-000000000046}"},
+        };
+        for (const auto& [text, expected] : cases)
+            EXPECT_EQ(expected, text);
+    });
+    const std::wstring success = L"Missing Description for HRESULT: 0x00000000 / 0";
+    EXPECT_EQ((Texts{success, success, L"Missing Description for DirectShowEventCode: 0x00008100 / 33024",
+                     L"Missing Description for GUID: {00000000-0000-0000-C000-000000000046}"}),
+              published->Messages());
+    const auto records = published->Records();
+    EXPECT_EQ(L"LOGGER_DESCRIPTIONS", records.back().category);
+    EXPECT_EQ(L"CDescriptions<struct _GUID,struct GUIDLess>::operator ()", records.back().function);
+    EXPECT_EQ(L"CDescriptions<long,struct std::less<long> >::operator ()", records.front().function);
+}
+
+TEST(WatchedValueTest, EachChangeIsReportedOnceAndByNameAndStoredWithoutALogger) {
+    CWatchedValue<bool> flag{kSource, L"Output Pin", L"m_bInfiniteStream", true};
+    OnNewThread([&] { flag.Set(false, L"Pin::Set", 1); });
+    CPublishedLogger published;
+    CWatchedValue<LONG> number{kSource, L"Output Pin", L"", 5};
+    DWORD threadId = 0;
+    OnNewThread([&] {
+        threadId = ::GetCurrentThreadId();
+        flag.Set(false, L"Pin::Set", 1);
+        flag.Set(true, L"Pin::Set", 2);
+        flag.Set(true, L"Pin::Set", 3);
+        number.Set(-6, L"Pin::Set", 4);
+    });
+    const auto record = [&](LONG line, const wchar_t* message) {
+        return LoggedRecord{kDebug,      L"TestModule", ::GetCurrentProcessId(), threadId, L"LogSiteTest", line,
+                            L"Pin::Set", message};
+    };
+    EXPECT_EQ((std::vector{record(2, L"Output Pin: m_bInfiniteStream = true"), record(4, L"Output Pin = -6")}),
+              published->Records());
+    EXPECT_TRUE(flag && number == -6);
+}
+
+}  // namespace

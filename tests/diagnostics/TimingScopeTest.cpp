@@ -1,0 +1,137 @@
+#include "diagnostics/CTKRuntimeLoggerProfilesCollector.h"
+#include "diagnostics/CTimingScope.h"
+#include "diagnostics/LogSite.h"
+#include "tests/support/CRecordingLogger.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+using namespace TKRuntimeLogger;
+
+namespace {
+
+constexpr LogSource kSource{L"TestModule", L"TimingScopeTest"};
+
+// Everything that the process-wide collector knows of the sites of `function`.
+std::vector<LoggedProfile> ReportOf(const std::wstring& function) {
+    CPublishedLogger published;
+    OnNewThread([] { GetProfilesCollector()->ReportAll(); });
+    std::vector<LoggedProfile> profiles = published->Profiles();
+    std::erase_if(profiles, [&](const LoggedProfile& profile) { return profile.function != function; });
+    return profiles;
+}
+
+TEST(ProfileTest, DurationsAreSecondsAndTheFirstIsAlwaysZero) {
+    CPublishedLogger published;
+    OnNewThread([] {
+        CProfile profile;
+        for (const LONGLONG seconds : {1'000'000, 3, -1, 2})  // clocks may step back
+            RecordElapsed(profile, seconds * ThreadLogger()->GetFrequency());
+        ReportProfile(profile);
+        ReportProfile(profile);
+    });
+    const auto profiles = published->Profiles();
+    ASSERT_EQ(2u, profiles.size());
+    EXPECT_EQ(profiles[0], profiles[1]) << "figures stay after a report";
+    EXPECT_EQ(4u, profiles[0].count);
+    EXPECT_EQ(0.0, profiles[0].firstDuration);
+    EXPECT_EQ(1'000'000.0, profiles[0].maximumDuration);
+    EXPECT_EQ(1'000'004.0, profiles[0].totalDuration);
+}
+
+TEST(CollectorTest, ReportsEveryProfileButARemovedOneInOrderOfAddressAfterEverGrowingIntervals) {
+    CTKRuntimeLoggerProfilesCollector collector;
+    std::set<CProfile*> kept;
+    for (int i = 0; i < 20; ++i)
+        collector.AddProfile(*kept.insert(new CProfile).first);
+    const std::unique_ptr<CProfile> removed(kept.extract(std::next(kept.begin(), 7)).value());
+    collector.RemoveProfile(removed.get());
+    std::vector<LONG> inOrder, reported;
+    for (CProfile* const profile : kept)
+        inOrder.push_back(profile->line = static_cast<LONG>(inOrder.size()));
+    OnNewThread([&] { collector.ReportAll(); });  // without a logger
+
+    CPublishedLogger published;
+    std::vector<int> reports;
+    OnNewThread([&] {
+        for (int exit = 1; exit <= 22; ++exit) {
+            const std::size_t before = published->Profiles().size();
+            collector.Tick();
+            if (published->Profiles().size() != before)
+                reports.push_back(exit);
+        }
+    });
+    EXPECT_EQ((std::vector{1, 2, 4, 7, 11, 16, 22}), reports);
+    for (const LoggedProfile& profile : published->Profiles())
+        reported.push_back(profile.line);
+    reported.resize(inOrder.size());
+    EXPECT_EQ(inOrder, reported);
+}
+
+void TwoSites(bool leaveByException) {
+    TK_PROFILE(kSource, L"TwoSites", L"");
+    TK_PROFILE(kSource, L"TwoSites", L"inner");
+    if (leaveByException)
+        throw std::runtime_error("left");
+}
+
+TEST(TimingScopeTest, EachSiteCountsItsOwnScopesHoweverTheyAreLeft) {
+    static ULONGLONG expectedCount = 0;  // figures are those of the process, and the test may be repeated
+    expectedCount += 2;
+    {
+        CPublishedLogger published;
+        OnNewThread([] { EXPECT_THROW(TwoSites(true), std::runtime_error); });
+        OnNewThread([] { TwoSites(false); });
+    }
+    auto profiles = ReportOf(L"TwoSites");
+    ASSERT_EQ(2u, profiles.size());
+    std::ranges::sort(profiles, {}, &LoggedProfile::line);
+    const LoggedProfile &outer = profiles[0], &inner = profiles[1];
+    EXPECT_EQ((LoggedProfile{kDebug, L"PROFILE", ::GetCurrentProcessId(), L"TimingScopeTest", outer.line + 1,
+                             L"TwoSites", L"inner", expectedCount, 0.0, inner.maximumDuration, inner.totalDuration}),
+              inner);
+    EXPECT_EQ(L"", outer.message);
+    EXPECT_GE(outer.totalDuration, inner.totalDuration);
+}
+
+TEST(TimingScopeTest, ThreadsThatArriveTogetherMakeOneProfileAndNoneIfTheFirstHadNoLogger) {
+    const auto contested = [] { TK_PROFILE(kSource, L"ContestedSite", L""); };
+    const auto disabled = [] { TK_PROFILE(kSource, L"DisabledSite", L""); };
+    OnNewThread(disabled);
+    {
+        CPublishedLogger published;
+        OnNewThread(disabled);
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 8; ++i)
+            threads.emplace_back([&] { OnNewThread(contested); });
+        threads.clear();
+    }
+    EXPECT_EQ(1u, ReportOf(L"ContestedSite").size());
+    EXPECT_TRUE(ReportOf(L"DisabledSite").empty());
+}
+
+TEST(TimingScopeTest, LoggerMayItselfBeTimedAndFailWithoutCostingTheLastError) {
+    const auto site = [] { TK_PROFILE(kSource, L"NestedSite", L""); };
+    const auto logger = CRecordingLogger::Create();
+    logger->onCall = [&]() -> HRESULT {
+        site();
+        ::SetLastError(ERROR_GEN_FAILURE);
+        throw 42;
+    };
+    CPublishedLogger published(logger);
+    OnNewThread([&] {
+        for (int i = 0; i < 50; ++i) {
+            ::SetLastError(ERROR_DISK_FULL);
+            site();
+            EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError());
+        }
+        GetProfilesCollector()->ReportAll();
+    });
+    EXPECT_FALSE(logger->Profiles().empty());
+}
+
+}  // namespace

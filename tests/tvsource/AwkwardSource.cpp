@@ -1,0 +1,68 @@
+// The filter with sources that misbehave. The real filter is aggregated into an object that opens names by itself: it
+// reads the file into memory and gives the filter a stream over it, by the file's extension
+//
+//   .live     that does not know its length
+//   .broken   whose second read and all later ones fail
+#include "baseclasses/DllSetup.h"
+#include "filter/CCustomFileSourceFilter.h"
+#include "tests/support/CScriptedStream.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+class CAwkwardSource final : public CUnknown, public IFileSourceFilter {
+public:
+    static CUnknown* CALLBACK CreateInstance(IUnknown* outer, HRESULT* phr) { return new CAwkwardSource(outer, phr); }
+
+    CAwkwardSource(IUnknown* outer, HRESULT* phr)
+        : CUnknown(L"awkward source", outer), m_inner(CCustomFileSourceFilter::CreateInstance(GetOwner(), phr)) {
+        m_inner->NonDelegatingAddRef();
+    }
+    ~CAwkwardSource() override { m_inner->NonDelegatingRelease(); }
+
+    DECLARE_IUNKNOWN
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID iid, void** object) override {
+        if (iid == __uuidof(IFileSourceFilter))
+            return GetInterface(static_cast<IFileSourceFilter*>(this), object);
+        return iid == __uuidof(IUnknown) ? CUnknown::NonDelegatingQueryInterface(iid, object)
+                                         : m_inner->NonDelegatingQueryInterface(iid, object);
+    }
+
+    STDMETHODIMP Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override {
+        const std::filesystem::path path(name);
+        std::ifstream file(path, std::ios::binary);
+        m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
+        if (path.extension() == L".live")
+            m_stream.ReportSize(0x8000000000000000u);
+        for (int read = 1; read < 1000 && path.extension() == L".broken"; ++read)
+            m_stream.On(CScriptedStream::kRead, read, {.result = STG_E_READFAULT});
+        ComPtr<ITavelIStreamFileSource> source;
+        const HRESULT hr = QueryInterface(IID_PPV_ARGS(&source));
+        return FAILED(hr) ? hr : source->OpenStream(&m_stream, type);
+    }
+    STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override {
+        ComPtr<IFileSourceFilter> source;
+        void** const object = reinterpret_cast<void**>(source.GetAddressOf());
+        const HRESULT hr = m_inner->NonDelegatingQueryInterface(__uuidof(IFileSourceFilter), object);
+        return FAILED(hr) ? hr : source->GetCurFile(name, type);
+    }
+
+private:
+    CScriptedStream m_stream;
+    CUnknown* const m_inner;
+};
+
+}  // namespace
+
+CFactoryTemplate g_Templates[] = {
+    {L"Awkward source", &CLSID_TvFileSourceAsync, CAwkwardSource::CreateInstance, nullptr, nullptr}};
+int g_cTemplates = 1;
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
+    return AMovieDllGetClassObject(clsid, iid, object);
+}
