@@ -9,15 +9,28 @@ set(INSTALL_GTEST OFF)
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
 
-# tv_add_test(name SOURCES... [LIBS ...]): a GoogleTest program and its cases. Cases of one build tree share a Wine prefix
-# (registry, Running Object Table), so they run one at a time.
+# tv_add_checked_copy(library): `library`_checked, the same sources with the standard library's checks of indices and
+# iterators, for the tests of a library that works on raw bytes. To be called when `library` has all its sources.
+function(tv_add_checked_copy library)
+  get_target_property(sources ${library} SOURCES)
+  get_target_property(libraries ${library} LINK_LIBRARIES)
+  tv_add_library(${library}_checked ${sources} LIBS ${libraries})
+  target_compile_options(${library}_checked PRIVATE -O1)
+  target_compile_definitions(${library}_checked PRIVATE _GLIBCXX_ASSERTIONS)
+endfunction()
+
+# tv_add_test(name SOURCES... [LIBS ...] [ENVIRONMENT NAME=VALUE]): a GoogleTest program and its cases. Cases of one build
+# tree share a Wine prefix (registry, Running Object Table), so they run one at a time.
 function(tv_add_test name)
-  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "LIBS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE tv_options test_support ${ARG_LIBS} GTest::gtest)
   # Tests are compiled far more often than they are run.
   target_compile_options(${name} PRIVATE -O1)
-  target_compile_definitions(${name} PRIVATE TV_TEST_MEDIA="${PROJECT_SOURCE_DIR}/tests/media" TV_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
+  target_compile_definitions(${name} PRIVATE _GLIBCXX_ASSERTIONS TV_TEST_MEDIA="${PROJECT_SOURCE_DIR}/tests/media" TV_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
+  if(ARG_ENVIRONMENT)
+    list(PREPEND ARG_ENVIRONMENT ENVIRONMENT)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-    PROPERTIES TIMEOUT 300 RESOURCE_LOCK wine_prefix LABELS ${name})
+    PROPERTIES TIMEOUT 300 RESOURCE_LOCK wine_prefix LABELS ${name} ${ARG_ENVIRONMENT})
 endfunction()

@@ -115,11 +115,13 @@ TEST(UriConversions, EqualityLooksThroughTheWayOfWritingOnly) {
         {L"file://[::1]/share"},
         {L"file://server:1/share"},
     };
-    for (size_t i = 0; i < rows.size(); ++i)
-        for (size_t j = 0; j < rows.size(); ++j)
-            for (const wchar_t* a : rows[i])
-                for (const wchar_t* b : rows[j])
-                    EXPECT_EQ(i == j, *CTKFUri::Parse(a) == *CTKFUri::Parse(b)) << Shown(a) << " and " << Shown(b);
+    std::vector<std::pair<size_t, boost::shared_ptr<CTKFUri>>> uris;
+    for (size_t row = 0; row < rows.size(); ++row)
+        for (const wchar_t* name : rows[row])
+            uris.emplace_back(row, CTKFUri::Parse(name));
+    for (const auto& [rowA, a] : uris)
+        for (const auto& [rowB, b] : uris)
+            EXPECT_EQ(rowA == rowB, *a == *b) << Shown(a->ToString()) << " and " << Shown(b->ToString());
 }
 
 }  // namespace
