@@ -84,7 +84,13 @@ TEST_F(CBaseFilterTest, ClockIsCountedWhileItIsSet) {
     EXPECT_EQ(1u, References(clock.Get()));
 }
 
-TEST_F(CBaseFilterTest, LongNameIsCutOff) {
+TEST_F(CBaseFilterTest, PinsAreFoundByTheirWholeNameAndALongFilterNameIsCutOff) {
+    IPin* pin = nullptr;
+    for (const wchar_t* const id : {L"", L"idle", L"Idle "}) {
+        pin = &filter->Pin(1);
+        EXPECT_EQ(VFW_E_NOT_FOUND, filter->FindPin(id, &pin));
+        EXPECT_EQ(nullptr, pin);
+    }
     const std::wstring name(300, L'n');
     EXPECT_EQ(S_OK, filter->JoinFilterGraph(nullptr, name.c_str()));
     FILTER_INFO info{};

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,7 +17,12 @@ using Journal = std::vector<std::string>;
 inline constexpr CLSID CLSID_TestFilter{0x7E570000, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
 
 // A complete media type; types of different numbers differ in their subtypes only.
-CMediaType TestType(unsigned char number);
+inline CMediaType TestType(unsigned char number) {
+    CMediaType type(&MEDIATYPE_Stream);
+    type.subtype.Data4[7] = number;
+    type.SetFormatType(&FORMAT_VideoInfo);
+    return type;
+}
 inline unsigned char NumberOf(const AM_MEDIA_TYPE& type) {
     return type.subtype.Data4[7];
 }
@@ -35,8 +41,15 @@ public:
     HRESULT SetMediaType(const CMediaType* type) override {
         return FAILED(setMediaTypeResult) ? setMediaTypeResult : CBasePin::SetMediaType(type);
     }
-    HRESULT CheckMediaType(const CMediaType* type) override;
-    HRESULT GetMediaType(int position, CMediaType* type) override;
+    HRESULT CheckMediaType(const CMediaType* type) override {
+        const unsigned char number = NumberOf(*type);
+        return Note("check " + std::to_string(number), std::ranges::count(accepted, number) != 0 ? S_OK : refusal);
+    }
+    HRESULT GetMediaType(int position, CMediaType* type) override {
+        onGetMediaType(position);
+        const bool isThere = position >= 0 && static_cast<size_t>(position) < offered.size();
+        return isThere ? type->Set(TestType(offered[static_cast<size_t>(position)])) : VFW_S_NO_MORE_ITEMS;
+    }
     HRESULT Active() override { return Note("active", activeResult); }
     HRESULT Inactive() override { return Note("inactive", inactiveResult); }
     HRESULT Run(REFERENCE_TIME start) override { return Note("run " + std::to_string(start), runResult); }
@@ -65,9 +78,12 @@ private:
 
 class CTestFilter final : public CBaseFilter {
 public:
-    CTestFilter() : CBaseFilter(L"test filter", nullptr, &m_lock, CLSID_TestFilter) {}
+    explicit CTestFilter(IUnknown* outer = nullptr) : CBaseFilter(L"test filter", outer, &m_lock, CLSID_TestFilter) {}
 
-    CTestPin& AddPin(const wchar_t* name, PIN_DIRECTION direction);
+    CTestPin& AddPin(const wchar_t* name, PIN_DIRECTION direction) {
+        m_pins.push_back(std::make_unique<CTestPin>(this, &m_lock, name, direction, journal));
+        return *m_pins.back();
+    }
     void RemovePins() { m_pins.clear(); }
     CTestPin& Pin(int n) { return *m_pins.at(static_cast<size_t>(n)); }
 

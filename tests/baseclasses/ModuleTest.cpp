@@ -2,11 +2,14 @@
 #include "baseclasses/CClassFactory.h"
 #include "baseclasses/DllSetup.h"
 #include "tests/baseclasses/CTestFilter.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CTestApartment.h"
 
+#include <algorithm>
 #include <new>
 #include <optional>
 #include <thread>
+#include <utility>
 
 using Microsoft::WRL::ComPtr;
 
@@ -21,10 +24,16 @@ const AMOVIESETUP_FILTER setup{&CLSID_TestFilter, L"Base class test filter", MER
 std::vector<BOOL> initCalls;
 
 // How the module's one class is made.
-std::function<CUnknown*(HRESULT*)> create;
+std::function<CUnknown*(IUnknown* outer, HRESULT* phr)> create;
 
-CUnknown* CALLBACK Create(IUnknown*, HRESULT* phr) {
-    return create(phr);
+CUnknown* CALLBACK Create(IUnknown* outer, HRESULT* phr) {
+    return create(outer, phr);
+}
+
+CUnknown* MakeFilter(IUnknown* outer, HRESULT*) {
+    auto* const filter = new CTestFilter(outer);
+    filter->AddPin(L"Output", PINDIR_OUTPUT);
+    return filter;
 }
 
 void CALLBACK NoteInit(BOOL loading, const CLSID*) {
@@ -40,27 +49,62 @@ namespace {
 
 using ModuleTest = LeakCheck;
 
-TEST_F(ModuleTest, ObjectThatCannotBeMadeLeavesNothingBehind) {
+ComPtr<IClassFactory> Factory() {
+    ComPtr<IClassFactory> factory;
+    EXPECT_EQ(S_OK, AMovieDllGetClassObject(CLSID_TestFilter, IID_PPV_ARGS(&factory)));
+    return factory;
+}
+
+// A module's path is of any length.
+const std::wstring deepPath = L"C:\\" + std::wstring(600, L'd') + L"\\module.dll";
+DWORD WINAPI DeepModuleName(HMODULE, wchar_t* name, DWORD size) {
+    name[deepPath.copy(name, size - 1)] = L'\0';
+    return std::min(size, static_cast<DWORD>(deepPath.size()));
+}
+
+TEST_F(ModuleTest, WhatCannotBeMadeLeavesNothingBehind) {
     const struct {
-        std::function<CUnknown*(HRESULT*)> create;
+        std::function<CUnknown*(IUnknown*, HRESULT*)> create;
         IID iid;
         HRESULT expected;
     } cases[] = {
-        {[](HRESULT*) { return new CTestFilter; }, __uuidof(IMediaSeeking), E_NOINTERFACE},
-        {[](HRESULT* phr) { return *phr = VFW_E_NOT_FOUND, new CTestFilter; }, __uuidof(IUnknown), VFW_E_NOT_FOUND},
-        {[](HRESULT*) { return nullptr; }, __uuidof(IUnknown), E_OUTOFMEMORY},
-        {[](HRESULT*) -> CUnknown* { throw std::bad_alloc(); }, __uuidof(IUnknown), E_OUTOFMEMORY},
+        {MakeFilter, __uuidof(IMediaSeeking), E_NOINTERFACE},
+        {[](IUnknown*, HRESULT* phr) { return *phr = VFW_E_NOT_FOUND, new CTestFilter; }, __uuidof(IUnknown),
+         VFW_E_NOT_FOUND},
+        {[](IUnknown*, HRESULT*) { return nullptr; }, __uuidof(IUnknown), E_OUTOFMEMORY},
+        {[](IUnknown*, HRESULT*) -> CUnknown* { throw std::bad_alloc(); }, __uuidof(IUnknown), E_OUTOFMEMORY},
     };
+    void* out = &out;
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
         create = c.create;
-        ComPtr<IClassFactory> factory;
-        ASSERT_EQ(S_OK, AMovieDllGetClassObject(CLSID_TestFilter, IID_PPV_ARGS(&factory)));
-        void* out = &out;
-        EXPECT_EQ(c.expected, factory->CreateInstance(nullptr, c.iid, &out));
-        EXPECT_EQ(nullptr, out);
+        EXPECT_EQ(c.expected, Factory()->CreateInstance(nullptr, c.iid, &out));
+        EXPECT_EQ(nullptr, std::exchange(out, &out));
     }
+    EXPECT_EQ(E_NOINTERFACE, AMovieDllGetClassObject(CLSID_TestFilter, __uuidof(IBaseFilter), &out));
+    EXPECT_EQ(nullptr, std::exchange(out, &out));
+    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, AMovieDllGetClassObject(CLSID_FilterGraph, __uuidof(IUnknown), &out));
+    EXPECT_EQ(nullptr, out);
+    EXPECT_EQ(E_POINTER, AMovieDllGetClassObject(CLSID_TestFilter, __uuidof(IUnknown), nullptr));
+    EXPECT_EQ(E_POINTER, Factory()->CreateInstance(nullptr, __uuidof(IUnknown), nullptr));
     EXPECT_EQ(S_OK, AMovieDllCanUnloadNow());
+}
+
+TEST_F(ModuleTest, AggregatedFilterIsMadeByItsUnknownOnlyAndCountsOnTheOuterObject) {
+    create = MakeFilter;
+    const ComPtr<CTestFilter> outer = new CTestFilter;
+    ComPtr<IUnknown> inner;
+    EXPECT_EQ(E_NOINTERFACE, Factory()->CreateInstance(outer->GetOwner(), __uuidof(IBaseFilter), &inner));
+    ASSERT_EQ(S_OK, Factory()->CreateInstance(outer->GetOwner(), __uuidof(IUnknown), &inner));
+    EXPECT_EQ(1u, References(outer.Get()));
+    ComPtr<IBaseFilter> filter;
+    ComPtr<IUnknown> identity;
+    ComPtr<IPin> output;
+    ASSERT_EQ(S_OK, inner.As(&filter));
+    ASSERT_EQ(S_OK, filter.As(&identity));
+    EXPECT_EQ(outer->GetOwner(), identity.Get());
+    ASSERT_EQ(S_OK, filter->FindPin(L"Output", &output));
+    EXPECT_EQ(4u, References(outer.Get()));
 }
 
 TEST_F(ModuleTest, ClassesAreToldOfLoadingAndUnloading) {
@@ -115,6 +159,18 @@ TEST_F(ModuleTest, EveryWayOfRegisteringAFilterCanBeTakenBack) {
             EXPECT_EQ(install, found);
         }
     }
+}
+
+TEST_F(ModuleTest, LongPathIsRegisteredWhole) {
+    const CImportHook hook("GetModuleFileNameW", &DeepModuleName);
+    ASSERT_TRUE(hook.IsSet());
+    EXPECT_EQ(S_OK, AMovieDllRegisterServer2(TRUE));
+    wchar_t text[1000]{};
+    DWORD bytes = sizeof text;
+    ::RegGetValueW(HKEY_CLASSES_ROOT, L"CLSID\\{7E570000-0000-0000-0000-000000000000}\\InprocServer32", nullptr,
+                   RRF_RT_REG_SZ, nullptr, text, &bytes);
+    EXPECT_EQ(deepPath, text);
+    EXPECT_EQ(S_OK, AMovieDllRegisterServer2(FALSE));
 }
 
 }  // namespace
