@@ -29,58 +29,18 @@ struct MemoryStreamTest : StreamTest {
 
 TEST_F(MemoryStreamTest, CreationCopiesTheDataOrKeepsRoomForIt) {
     EXPECT_EQ(E_POINTER, ::TKFCreateMemoryStream("x", 1, nullptr));
-    const struct {
-        const char* data;
-        LONGLONG size;
-        HRESULT result;
-        ULONGLONG reported;
-        const char* contents;
-    } table[] = {
-        {"0123456789", 10, S_OK, 10, "0123456789"},
-        {"", 0, S_OK, 0, ""},
-        {nullptr, 1000, S_OK, 0, ""},
-        {nullptr, 0, S_OK, 0, ""},
-        {nullptr, 5'000'000'000'000'000'000 & ~0xFFFFFFFFll, S_OK, 0, ""},
-        {"01234", 0x100000005, S_OK, 0x100000005, "01234"},  // the low 32 bits are copied
-        {"", -1, E_INVALIDARG, 0, ""},
-        {"01234", kMin + 5, E_INVALIDARG, 0, ""},
-        {nullptr, -1, E_INVALIDARG, 0, ""},
-    };
-    for (const auto& row : table) {
-        SCOPED_TRACE(row.size);
-        ASSERT_EQ(row.result, Create(row.data, row.size));
-        ASSERT_EQ(row.result == S_OK, stream != nullptr);
-        if (!stream)
-            continue;
-        EXPECT_EQ(row.reported, Size());
-        EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_CUR));
-        const auto length = static_cast<ULONG>(strlen(row.contents));
-        EXPECT_EQ(Got(S_OK, row.contents), Read(length));
-        EXPECT_EQ(row.reported > length ? Got(S_OK, std::string(1, '\0')) : Got(S_FALSE, ""), Read(1));
+    for (const auto& [data, size] : {std::pair("", -1ll), {"01234", kMin + 5}, {nullptr, -1ll}}) {
+        EXPECT_EQ(E_INVALIDARG, Create(data, size));
+        EXPECT_FALSE(stream);
     }
-}
-
-TEST_F(MemoryStreamTest, SizeAndBytesAreTwoThings) {
-    ASSERT_EQ(S_OK, Create(nullptr, 1000));
-    EXPECT_EQ(At(S_OK, 10), Seek(10, STREAM_SEEK_SET));
-    EXPECT_EQ(At(S_OK, 5), Write("abcde"));
-    EXPECT_EQ(15u, Size());
-    EXPECT_EQ(Got(S_FALSE, std::string(10, '\0') + "abcde"), ReadAt(0, 99));
-
-    // a write that finds its bytes there leaves the size where it was put
-    ASSERT_EQ(S_OK, stream->SetSize(Bytes(3)));
-    EXPECT_EQ(At(S_OK, 12), Seek(12, STREAM_SEEK_SET));
-    EXPECT_EQ(At(S_OK, 3), Write("xyz"));
-    EXPECT_EQ(3u, Size());
-    EXPECT_EQ(Got(S_FALSE, ""), ReadAt(12, 1));
-    ASSERT_EQ(S_OK, stream->SetSize(Bytes(k2To63)));
-    EXPECT_EQ(Got(S_OK, std::string("xyz\0\0", 5)), ReadAt(12, 5));
-    EXPECT_EQ(Got(S_FALSE, std::string(2, '\0')), ReadAt(kMax - 1, 9));  // far beyond all bytes
-
-    // one that makes bytes sets it, lower too, and so does one of no bytes
-    EXPECT_EQ(At(S_OK, 20), Seek(20, STREAM_SEEK_SET));
-    EXPECT_EQ(At(S_OK, 0), Write(""));
-    EXPECT_EQ(20u, Size());
+    for (const LONGLONG room : {0ll, 1000ll, 0x7FFFFFFF00000000ll}) {
+        ASSERT_EQ(S_OK, Create(nullptr, room));
+        EXPECT_EQ(0u, Size());
+        EXPECT_EQ(Got(S_FALSE, ""), Read(1));
+    }
+    ASSERT_EQ(S_OK, Create("01234", 0x100000005));  // the low 32 bits are copied
+    EXPECT_EQ(0x100000005u, Size());
+    EXPECT_EQ(Got(S_OK, std::string("01234\0\0", 7)), Read(7));
 }
 
 TEST_F(MemoryStreamTest, AWriteBeyond32BitsChangesNothing) {
@@ -103,17 +63,12 @@ TEST_F(MemoryStreamTest, SeeksStayWithin64Bits) {
         HRESULT result;
         ULONGLONG reached;
     } table[] = {
-        {4, 2, 9, STREAM_SEEK_SET, S_OK, 9},
         {4, 2, -1, STREAM_SEEK_SET, S_OK, ~0ull},
         {4, 0, -1, STREAM_SEEK_CUR, STG_E_INVALIDPOINTER, 0},
-        {4, 2, -2, STREAM_SEEK_CUR, S_OK, 0},
-        {4, 2, 7, STREAM_SEEK_CUR, S_OK, 9},
         {4, k2To63, kMin, STREAM_SEEK_CUR, S_OK, 0},
         {4, k2To63 - 1, kMin, STREAM_SEEK_CUR, STG_E_INVALIDPOINTER, 0},
         {4, k2To63, kMax, STREAM_SEEK_CUR, S_OK, ~0ull},
         {4, k2To63 + 1, kMax, STREAM_SEEK_CUR, STG_E_INVALIDPOINTER, 0},
-        {4, 2, 0, STREAM_SEEK_END, S_OK, 4},
-        {4, 2, 3, STREAM_SEEK_END, S_OK, 7},
         {4, 2, -4, STREAM_SEEK_END, S_OK, 0},
         {4, 2, -5, STREAM_SEEK_END, STG_E_INVALIDPOINTER, 0},
         {~0ull, 2, 1, STREAM_SEEK_END, STG_E_INVALIDPOINTER, 0},
@@ -127,7 +82,6 @@ TEST_F(MemoryStreamTest, SeeksStayWithin64Bits) {
         const bool succeeds = row.result == S_OK;
         EXPECT_EQ(At(row.result, succeeds ? row.reached : 0xDEAD), Seek(row.move, row.origin));
         EXPECT_EQ(At(S_OK, succeeds ? row.reached : row.start), Seek(0, STREAM_SEEK_CUR));
-        EXPECT_EQ(row.result, stream->Seek(By(0), row.origin, nullptr) == S_OK ? row.result : STG_E_INVALIDFUNCTION);
     }
 }
 
