@@ -4,7 +4,7 @@
 #include "diagnostics/ComBoundary.h"
 #include "framework/streams/CLocalFileSystemStream.h"
 #include "framework/uri/CTKFUri.h"
-#include "framework/values/CVariant.h"
+#include "framework/values/CopyVariantToComPointer.h"
 
 #include <objbase.h>
 #include <oleauto.h>
@@ -20,16 +20,9 @@ namespace {
     return (mode & (kTKFStreamRead | kTKFStreamWrite)) != 0;
 }
 
-// A stranger may report success and give nothing.
-template <class Interface>
-[[nodiscard]] HRESULT Query(IUnknown& object, ComPtr<Interface>& result) {
-    const HRESULT hr = object.QueryInterface(IID_PPV_ARGS(&result));
-    return SUCCEEDED(hr) && !result ? E_NOINTERFACE : hr;
-}
-
 [[nodiscard]] HRESULT GetAccessFactory(IUnknown* given, ComPtr<ITKDSUriAccessFactory>& factory) {
     if (given)
-        return Query(*given, factory);
+        return QueryFor(*given, factory.GetAddressOf());
     const HRESULT hr = ::CoCreateInstance(CLSID_TKDSUriAccessFactory, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&factory));
     return SUCCEEDED(hr) && !factory ? E_NOINTERFACE : hr;
 }
@@ -37,17 +30,14 @@ template <class Interface>
 [[nodiscard]] HRESULT OpenAccessor(ITKDSUriAccessFactory& factory, const wchar_t* uri, CVariant& accessor) {
     const CBstr uriText(uri);
     const CBstr accessorId(TKDS_ACCESSOR_CREATESTREAM);
-    const HRESULT hr = factory.OpenUriAs(uriText.Get(), accessorId.Get(), accessor.Put());
-    if (SUCCEEDED(hr) && !accessor.Interface())
-        return E_FAIL;
-    return hr;
+    return factory.OpenUriAs(uriText.Get(), accessorId.Get(), accessor.Put());
 }
 
 [[nodiscard]] constexpr unsigned long BitIf(DWORD condition, unsigned long bit) noexcept {
     return condition ? bit : 0;
 }
 
-[[nodiscard]] HRESULT CreateStream(IUnknown& accessor, DWORD mode, ComPtr<IStream>& stream) {
+[[nodiscard]] HRESULT CreateStream(const CVariant& accessor, DWORD mode, ComPtr<IStream>& stream) {
     const unsigned long share =
         BitIf(mode & kTKFStreamShareRead, TKDS_SHARE_READ) | BitIf(mode & kTKFStreamShareWrite, TKDS_SHARE_WRITE);
     // What a failed call leaves behind is not a stream to be released.
@@ -56,12 +46,12 @@ template <class Interface>
     if (mode & kTKFStreamWrite) {
         const unsigned long access = TKDS_ACCESS_WRITE | BitIf(mode & kTKFStreamRead, TKDS_ACCESS_READ);
         ComPtr<ITKDSCreateWritableStream> writable;
-        hr = Query(accessor, writable);
+        hr = CopyVariantToComPointer(accessor, writable.GetAddressOf());
         if (SUCCEEDED(hr))
             hr = writable->CreateWritableStream(access, share, &made);
     } else {
         ComPtr<ITKDSCreateStream> readable;
-        hr = Query(accessor, readable);
+        hr = CopyVariantToComPointer(accessor, readable.GetAddressOf());
         if (SUCCEEDED(hr))
             hr = readable->CreateStream(TKDS_ACCESS_READ, share, &made);
     }
@@ -84,7 +74,7 @@ template <class Interface>
         return hr;
 
     ComPtr<IStream> opened;
-    hr = CreateStream(*accessor.Interface(), mode, opened);
+    hr = CreateStream(accessor, mode, opened);
     if (FAILED(hr))
         return hr;
 

@@ -1,0 +1,83 @@
+// One entry of the data-service layer: a directory and the id of the entry in it. It answers what a source wants to
+// know of the entry, and opens it.
+//
+//   ComPtr<FileAccess::CDirEntryWrapper> entry;
+//   HRESULT hr = FileAccess::CDirEntryWrapper::CreateFromURI(uri, entry.GetAddressOf());
+//
+// An entry without a directory is reached through its id as a URI.
+//
+// Threads: any thread that is in the apartment of the directory; several at once. Each call goes to the layer on the
+// calling thread.  Lifetime: counted; an object never changes, and holds its directory to its end.
+// Errors: HRESULT, never an exception; out of memory is E_OUTOFMEMORY, what the layer throws E_UNEXPECTED, success of
+// the layer without a result E_FAIL. Out-pointers are cleared first, and on failure nothing is handed out. A failing
+// call is logged where it fails, and each function that fails once more at its end, with one exception named below.
+#pragma once
+
+#include "framework/com/CStringManager.h"
+
+#include <windows.h>
+
+#include <objidl.h>
+#include <oleauto.h>
+#include <wrl/client.h>
+
+#include <atomic>
+
+#include "TKDataServices.h"
+
+namespace FileAccess {
+
+class CDirEntryWrapper final {
+public:
+    // Finds the entry for a URI or a path, whether or not anything is there:
+    //  - If the layer knows the parent directory of the object, in that directory. This settles it: if the entry's id
+    //    can't be had, that failure is the result.
+    //  - Otherwise a file is looked for in the directory that its path names, by its file name.
+    //  - Any other URI becomes the only entry of a virtual directory of its own, with the URI as its id.
+    //
+    // E_POINTER: `wszUri` is no URI, or `ppObj` is null.  Otherwise a failure of the layer or of creating it
+    // (REGDB_E_CLASSNOTREG: none is installed).
+    [[nodiscard]] static HRESULT CreateFromURI(const wchar_t* wszUri, CDirEntryWrapper** ppObj) noexcept;
+
+    // `pDirectory` may be null, and so may `wszEntryId`, which then counts as empty.
+    // E_FAIL: there is neither a directory nor an id.  E_POINTER: `ppObj` is null.
+    [[nodiscard]] static HRESULT CreateFromEntry(ITKDSDirectory* pDirectory, const wchar_t* wszEntryId,
+                                                 CDirEntryWrapper** ppObj) noexcept;
+
+    CDirEntryWrapper(const CDirEntryWrapper&) = delete;
+    CDirEntryWrapper& operator=(const CDirEntryWrapper&) = delete;
+
+    ULONG AddRef() noexcept { return ++m_references; }
+    ULONG Release() noexcept;
+
+    // An accessor of the entry; `wszAccessorId` is one of TKDS_ACCESSOR_*. `pAccessor` need not be initialised; it is
+    // for the caller to clear, and VT_EMPTY on failure. E_POINTER: `pAccessor` is null.  Otherwise the result of the
+    // layer. What a directory answers is not logged: whether the lack of an accessor matters is for the caller to say.
+    [[nodiscard]] HRESULT GetAccessor(const wchar_t* wszAccessorId, VARIANT* pAccessor) const noexcept;
+
+    // The entry's URI. The caller frees the string, which may be null for an empty one.
+    // E_POINTER: there is no directory, or `pbstrUri` is null.
+    [[nodiscard]] HRESULT GetUri(BSTR* pbstrUri) const noexcept;
+
+    // A URI to compare entries by: the one that the metadata names as the original, else the entry's own. As GetUri; a
+    // failure on the way to the metadata is a failure, and only metadata without an original URI leads to the other
+    // one. E_POINTER: there is no metadata, or as for GetUri.
+    [[nodiscard]] HRESULT GetCompatibleUri(BSTR* pbstrUri) const noexcept;
+
+    // The entry's data, for reading.  E_POINTER: `ppStream` is null.
+    [[nodiscard]] HRESULT CreateStream(IStream** ppStream) const noexcept;
+
+private:
+    CDirEntryWrapper(ITKDSDirectory* pDirectory, const wchar_t* wszEntryId);
+    ~CDirEntryWrapper() = default;
+
+    [[nodiscard]] bool IsValid() const;
+
+    std::atomic<ULONG> m_references{0};  // the first reference is taken by who makes the object
+    const Microsoft::WRL::ComPtr<ITKDSDirectory> m_pDirectory;
+    // These two keep the system strings that they are passed on as, made once.
+    CStringManager<CP_ACP> m_strEntryId;
+    CStringManager<CP_ACP> m_strUri;  // used only if there is no directory
+};
+
+}  // namespace FileAccess

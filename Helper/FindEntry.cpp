@@ -1,0 +1,109 @@
+#include "Helper/FindEntry.h"
+
+#include "Helper/DataServiceCalls.h"
+#include "Helper/FileAccessLog.h"
+#include "framework/uri/CTKFUri.h"
+#include "framework/values/CopyVariantToComPointer.h"
+
+#include <shlwapi.h>
+
+#include <string>
+
+using Microsoft::WRL::ComPtr;
+
+namespace FileAccess {
+
+namespace {
+
+constexpr wchar_t kFunction[] = L"FileAccess::CDirEntryWrapper::CreateFromURI";
+
+// `parent` is null unless the layer knows the directory that the object is in.
+HRESULT FindParent(ITKDSUriAccessFactory& factory, const wchar_t* uri, ComPtr<ITKDSGetParentInfoForUri>& parentInfo,
+                   ComPtr<ITKDSDirectory>& parent) {
+    HRESULT hr = S_OK;
+    CVariant variant;
+    // Most objects of most layers have no parent: that is not worth a record.
+    hr = OpenUriAs(factory, uri, TKDS_ACCESSOR_GETPARENTINFOFORURI, variant.Put());
+    if (FAILED(hr))
+        return hr;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, CopyVariantToComPointer(variant, parentInfo.GetAddressOf()),
+                     L"CopyVariantToComPointer(variant, &pGetParentInfoForUri)");
+    TK_CHECK_CALL_AS(kLog, kFunction, hr,
+                     ReceiveAny(parent, parentInfo.Get(), &ITKDSGetParentInfoForUri::GetParentDirectory),
+                     L"pGetParentInfoForUri->GetParentDirectory(&pDirectory)");
+    return hr;
+}
+
+HRESULT EntryOfParent(ITKDSGetParentInfoForUri& parentInfo, ITKDSDirectory* parent, CDirEntryWrapper** ppObj) {
+    HRESULT hr = S_OK;
+    CBstr entryId;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, ReceiveAny(entryId, &parentInfo, &ITKDSGetParentInfoForUri::GetEntryId),
+                     L"pGetParentInfoForUri->GetEntryId(&bstrEntryId)");
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, CDirEntryWrapper::CreateFromEntry(parent, entryId.Get(), ppObj),
+                     L"CreateFromEntry(pDirectory, bstrEntryId, ppObj)");
+    return hr;
+}
+
+// A file, on this machine or on a server of shares: its directory is named by the path as the platform writes it.
+HRESULT EntryOfDirectory(ITKDSUriAccessFactory& factory, const std::wstring& path, CDirEntryWrapper** ppObj) {
+    HRESULT hr = S_OK;
+    const wchar_t* const fileName = ::PathFindFileNameW(path.c_str());
+    const std::wstring directoryPath(path.c_str(), fileName);
+    CVariant variant;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr,
+                     OpenUriAs(factory, directoryPath.c_str(), TKDS_ACCESSOR_DIRECTORY, variant.Put()),
+                     L"pUriAccessFactory->OpenUriAs(CComBSTR(wszDir), CComBSTR(TKDS_ACCESSOR_DIRECTORY), &variant)");
+    ComPtr<ITKDSDirectory> directory;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, CopyVariantToComPointer(variant, directory.GetAddressOf()),
+                     L"CopyVariantToComPointer(variant,&pDirectory)");
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, CDirEntryWrapper::CreateFromEntry(directory.Get(), fileName, ppObj),
+                     L"CreateFromEntry(pDirectory, wszFileName, ppObj)");
+    return hr;
+}
+
+HRESULT EntryOfVirtualDirectory(const wchar_t* uri, CDirEntryWrapper** ppObj) {
+    HRESULT hr = S_OK;
+    ComPtr<ITKDSVirtualDirectoryFactory> factory;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, Create(CLSID_TKDSVirtualDirectoryFactory, factory),
+                     L"pVDFactory.CoCreateInstance(__uuidof(TKDSVirtualDirectoryFactory))");
+    ComPtr<ITKDSVirtualDirectory> virtualDirectory;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr,
+                     Receive(virtualDirectory, factory.Get(), &ITKDSVirtualDirectoryFactory::CreateVirtualDirectory),
+                     L"pVDFactory->CreateVirtualDirectory(&pVirtualDirectory)");
+    const CBstr uriText(uri);
+    ComPtr<ITKDSVirtualDirectoryItem> item;
+    TK_CHECK_CALL_AS(
+        kLog, kFunction, hr,
+        Receive(item, factory.Get(), &ITKDSVirtualDirectoryFactory::CreateVirtualDirectoryItemFromUri, uriText.Get()),
+        L"pVDFactory->CreateVirtualDirectoryItemFromUri(CComBSTR(wszUri), &pVirtualDirectoryItem)");
+    TK_CHECK_CALL_AS(
+        kLog, kFunction, hr, virtualDirectory->AppendChildWithId(item.Get(), uriText.Get(), uriText.Get()),
+        L"pVirtualDirectory->AppendChildWithId(pVirtualDirectoryItem, CComBSTR(wszUri), CComBSTR(wszUri))");
+    ComPtr<ITKDSDirectory> directory;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, QueryFor(*virtualDirectory.Get(), directory.GetAddressOf()),
+                     L"pVirtualDirectory.QueryInterface(&pDirectory)");
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, CDirEntryWrapper::CreateFromEntry(directory.Get(), uri, ppObj),
+                     L"CreateFromEntry(pDirectory, wszUri, ppObj)");
+    return hr;
+}
+
+}  // namespace
+
+HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj) {
+    HRESULT hr = S_OK;
+    ComPtr<ITKDSUriAccessFactory> factory;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, Create(CLSID_TKDSUriAccessFactory, factory),
+                     L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))");
+
+    ComPtr<ITKDSGetParentInfoForUri> parentInfo;
+    ComPtr<ITKDSDirectory> parent;
+    if (SUCCEEDED(FindParent(*factory.Get(), wszUri, parentInfo, parent)) && parent)
+        return EntryOfParent(*parentInfo.Get(), parent.Get(), ppObj);
+
+    const auto pUri = CTKFUri::Parse(wszUri);
+    TK_CHECK_POINTER(kLog, kFunction, hr, pUri);
+    return pUri->IsFileUrl() ? EntryOfDirectory(*factory.Get(), pUri->GetFilePath(), ppObj)
+                             : EntryOfVirtualDirectory(wszUri, ppObj);
+}
+
+}  // namespace FileAccess

@@ -1,0 +1,12 @@
+// The ways from a URI to an entry of the data-service layer.
+#pragma once
+
+#include "Helper/CDirEntryWrapper.h"
+
+namespace FileAccess {
+
+// The body of CDirEntryWrapper::CreateFromURI, which has the results. Logs under its name.
+// Throws what the layer throws, and CAtlException and std::bad_alloc when memory is out.
+[[nodiscard]] HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj);
+
+}  // namespace FileAccess
