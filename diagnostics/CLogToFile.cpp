@@ -64,22 +64,27 @@ CAutoHandle OpenForAppend(const std::wstring& path) {
 // step, but a network file system or an emulated one first looks for the end of the file and then writes there.
 //
 // The lock is one byte far behind any data. It is never waited for without end: its owner may be a thread that was
-// ended together with the process that is still unloading us. Once a wait was in vain, lines go out without it.
+// ended together with the process that is still unloading us, or a process that stands in a debugger. After a wait in
+// vain, lines go out without it for a while, so that not each of them waits; where there are no locks at all, for good.
 class CAppendTurn final {
 public:
-    CAppendTurn(HANDLE file, std::atomic<bool>& usable) noexcept : m_file(file) {
-        if (!usable.load(std::memory_order_relaxed))
-            return;
+    CAppendTurn(HANDLE file, std::atomic<ULONGLONG>& suspendedUntilMs) noexcept : m_file(file) {
         const ULONGLONG startedMs = ::GetTickCount64();
+        if (startedMs < suspendedUntilMs.load(std::memory_order_relaxed))
+            return;
         while (!(m_locked =
                      ::LockFileEx(m_file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &m_where))) {
             const DWORD error = ::GetLastError();
-            if ((error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING) ||
-                ::GetTickCount64() - startedMs > kPatienceMs) {
-                usable.store(false, std::memory_order_relaxed);
-                return;
+            const ULONGLONG nowMs = ::GetTickCount64();
+            if (error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING)
+                suspendedUntilMs.store(std::numeric_limits<ULONGLONG>::max(), std::memory_order_relaxed);
+            else if (nowMs - startedMs > kPatienceMs)
+                suspendedUntilMs.store(nowMs + kPauseMs, std::memory_order_relaxed);
+            else {
+                ::Sleep(0);
+                continue;
             }
-            ::Sleep(0);
+            return;
         }
     }
     CAppendTurn(const CAppendTurn&) = delete;
@@ -91,6 +96,7 @@ public:
 
 private:
     static constexpr ULONGLONG kPatienceMs = 2000;
+    static constexpr ULONGLONG kPauseMs = 30'000;
 
     static OVERLAPPED FarBehindTheData() noexcept {
         OVERLAPPED where{};
@@ -144,7 +150,7 @@ STDMETHODIMP CLogToFile::Log(LONG severity, BSTR category, ULONG processId, ULON
             return S_OK;
         const std::string bytes = record + "\r\n";
         DWORD written = 0;
-        const CAppendTurn turn(m_file.Get(), m_turnsUsable);
+        const CAppendTurn turn(m_file.Get(), m_turnsSuspendedUntilMs);
         ::WriteFile(m_file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     } catch (...) {
         // Out of memory: the line is lost.

@@ -9,7 +9,8 @@
 // U+FFFD.
 //
 // Threads: any. Each line is a single append, and writers to one file, threads and processes, take turns at the file
-// itself for the length of that append, so that lines neither mix nor get lost. No lock is held besides. The file is
+// itself for the length of that append, so that lines neither mix nor get lost (unless one of them keeps its turn for
+// seconds, stopped in a debugger say). No lock is held besides. The file is
 // never truncated or rotated.
 //
 // Lifetime: one static instance per module, not reference counted. Errors: none reach the caller; a line that can't be
@@ -61,7 +62,7 @@ private:
     std::wstring m_path;
     CAutoHandle m_file;
     bool m_enabled = false;
-    std::atomic<bool> m_turnsUsable{true};
+    std::atomic<ULONGLONG> m_turnsSuspendedUntilMs{0};  // see CAppendTurn; in the tick count of the system
 };
 
 }  // namespace TKRuntimeLogger

@@ -3,7 +3,9 @@
 #include "diagnostics/CAnswerCache.h"
 #include "diagnostics/CBstr.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/LogSite.h"
 
+#include <cstdarg>
 #include <string>
 #include <utility>
 
@@ -115,9 +117,13 @@ LONG CTKRuntimeLoggerAPI::AskQuestion(LONG severity, const wchar_t* category, co
 }
 
 void CTKRuntimeLoggerAPI::LogWithDump(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
-                                      const wchar_t* function, const wchar_t* message) {
+                                      const wchar_t* function, const wchar_t* message, ...) {
+    va_list arguments;
+    va_start(arguments, message);
+    const std::wstring formatted = FormatLogStringV(message, arguments);
+    va_end(arguments);
     if (m_dumpWriter) {
-        const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
+        const CBstr categoryText(category), fileText(file), functionText(function), messageText(formatted.c_str());
         HRESULT hr = E_FAIL;
         RunQuietly([&] {
             hr = m_dumpWriter->LogWithDump(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
@@ -126,8 +132,7 @@ void CTKRuntimeLoggerAPI::LogWithDump(LONG severity, const wchar_t* category, co
         if (SUCCEEDED(hr))
             return;
     }
-    const std::wstring text = std::wstring(OrEmpty(message)) + L" <a dump could not be created>";
-    Log(severity, category, file, line, function, text.c_str());
+    Log(severity, category, file, line, function, (formatted + L" <a dump could not be created>").c_str());
 }
 
 LONGLONG CTKRuntimeLoggerAPI::GetTimestamp() const noexcept {

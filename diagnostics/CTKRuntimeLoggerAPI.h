@@ -35,7 +35,7 @@ public:
                                    const wchar_t* function, const wchar_t* question, const wchar_t* secondText,
                                    LONG defaultAnswer, bool remember) override;
     void LogWithDump(LONG severity, const wchar_t* category, const wchar_t* file, LONG line, const wchar_t* function,
-                     const wchar_t* message) override;
+                     const wchar_t* message, ...) override;
     [[nodiscard]] LONGLONG GetFrequency() const noexcept override { return m_frequency; }
     [[nodiscard]] LONGLONG GetTimestamp() const noexcept override;
 

@@ -33,10 +33,10 @@ struct ITKRuntimeLoggerAPI {
                                            const wchar_t* function, const wchar_t* question, const wchar_t* secondText,
                                            LONG defaultAnswer, bool remember) = 0;
 
-    // Has the logging service write a dump of this process and log the (finished) message with it. Without a dump, the
-    // message is logged with " <a dump could not be created>" appended.
+    // Has the logging service write a dump of this process and log the message with it, which is formatted as
+    // FormatLogString does. Without a dump, the message is logged with " <a dump could not be created>" appended.
     virtual void LogWithDump(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
-                             const wchar_t* function, const wchar_t* message) = 0;
+                             const wchar_t* function, const wchar_t* message, ...) = 0;
 
     // Ticks per second of GetTimestamp.
     [[nodiscard]] virtual LONGLONG GetFrequency() const noexcept = 0;

@@ -1,13 +1,16 @@
 #include "diagnostics/LogSite.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cwchar>
 
 namespace TKRuntimeLogger {
-namespace {
 
-std::wstring FormatArguments(const wchar_t* format, va_list arguments) {
+const wchar_t* SeverityName(LONG severity) noexcept {
+    static constexpr const wchar_t* kNames[] = {L"DEBUG", L"INFO", L"WARN", L"ERROR", L"FATAL"};
+    return severity >= kDebug && severity <= kFatal ? kNames[severity] : L"";
+}
+
+std::wstring FormatLogStringV(const wchar_t* format, va_list arguments) {
     if (!format)
         return {};
     va_list counted;
@@ -22,18 +25,11 @@ std::wstring FormatArguments(const wchar_t* format, va_list arguments) {
     return text;
 }
 
-}  // namespace
-
-const wchar_t* SeverityName(LONG severity) noexcept {
-    static constexpr const wchar_t* kNames[] = {L"DEBUG", L"INFO", L"WARN", L"ERROR", L"FATAL"};
-    return severity >= kDebug && severity <= kFatal ? kNames[severity] : L"";
-}
-
 std::wstring FormatLogString(const wchar_t* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     // va_end is a formality on our platforms, so an exception may skip it.
-    std::wstring text = FormatArguments(format, arguments);
+    std::wstring text = FormatLogStringV(format, arguments);
     va_end(arguments);
     return text;
 }
@@ -43,7 +39,7 @@ void LogFormatted(ITKRuntimeLoggerAPI& logger, const LogSource& source, LONG sev
     const CLastErrorKeeper lastError;
     va_list arguments;
     va_start(arguments, format);
-    const std::wstring message = FormatArguments(format, arguments);
+    const std::wstring message = FormatLogStringV(format, arguments);
     va_end(arguments);
     logger.Log(severity, source.category, source.file, line, function, message.c_str());
 }

@@ -15,6 +15,7 @@
 #include "diagnostics/ITKRuntimeLoggerAPI.h"
 #include "diagnostics/LogTypes.h"
 
+#include <cstdarg>
 #include <string>
 
 namespace TKRuntimeLogger {
@@ -43,6 +44,7 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
 // Formats as the wide printf family of Windows does (%s is a wide string), to any length.
 // A format that the runtime library refuses gives an empty text.  Throws std::bad_alloc.
 [[nodiscard]] std::wstring FormatLogString(const wchar_t* format, ...);
+[[nodiscard]] std::wstring FormatLogStringV(const wchar_t* format, va_list arguments);
 
 // The building blocks of TK_LOG and its relatives, for a front end that is there.
 void LogFormatted(ITKRuntimeLoggerAPI& logger, const LogSource& source, LONG severity, LONG line,

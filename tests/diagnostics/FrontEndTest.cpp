@@ -116,7 +116,7 @@ TEST_F(FrontEndTest, DumpTakesTheMessageAndItsAbsenceIsSaid) {
         logger->offersDump = offersDump;
         logger->onCall = [hr = result] { return hr; };
         WithFrontEnd(
-            [](ITKRuntimeLoggerAPI& api) { api.LogWithDump(4, L"cat", L"file", 12, L"func", L"crashed 100%"); });
+            [](ITKRuntimeLoggerAPI& api) { api.LogWithDump(4, L"cat", L"file", 12, L"func", L"crashed %d%%", 100); });
         const Expected absence(!offersDump || FAILED(result), Record(4, L"crashed 100% <a dump could not be created>"));
         EXPECT_EQ(Expected(offersDump, Record(4, L"crashed 100%")), logger->Dumps());
         EXPECT_EQ(absence, logger->Records());
