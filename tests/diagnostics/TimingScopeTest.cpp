@@ -16,25 +16,31 @@ namespace {
 
 constexpr LogSource kSource{L"TestModule", L"TimingScopeTest"};
 
+// What was reported of the sites of `function`; any finished scope may be the moment to report all others as well.
+std::vector<LoggedProfile> Reported(const CPublishedLogger& published, const std::wstring& function) {
+    std::vector<LoggedProfile> profiles = published->Profiles();
+    std::erase_if(profiles, [&](const LoggedProfile& profile) { return profile.function != function; });
+    return profiles;
+}
+
 // Everything that the process-wide collector knows of the sites of `function`.
 std::vector<LoggedProfile> ReportOf(const std::wstring& function) {
     CPublishedLogger published;
     OnNewThread([] { GetProfilesCollector()->ReportAll(); });
-    std::vector<LoggedProfile> profiles = published->Profiles();
-    std::erase_if(profiles, [&](const LoggedProfile& profile) { return profile.function != function; });
-    return profiles;
+    return Reported(published, function);
 }
 
 TEST(ProfileTest, DurationsAreSecondsAndTheFirstIsAlwaysZero) {
     CPublishedLogger published;
     OnNewThread([] {
         CProfile profile;
+        profile.function = L"Durations";
         for (const LONGLONG seconds : {1'000'000, 3, -1, 2})  // clocks may step back
             RecordElapsed(profile, seconds * ThreadLogger()->GetFrequency());
         ReportProfile(profile);
         ReportProfile(profile);
     });
-    const auto profiles = published->Profiles();
+    const auto profiles = Reported(published, L"Durations");
     ASSERT_EQ(2u, profiles.size());
     EXPECT_EQ(profiles[0], profiles[1]) << "figures stay after a report";
     EXPECT_EQ(4u, profiles[0].count);
