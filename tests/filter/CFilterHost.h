@@ -1,12 +1,6 @@
 // The filter as a foreign host has it: the DLL, its exports, and from there COM interfaces alone.
 //
-//   const CTestApartment apartment(COINIT_MULTITHREADED);
-//   CFilterHost host;
-//   ASSERT_EQ(S_OK, host.Create());
-//   EXPECT_EQ(S_OK, host.As<IFileSourceFilter>()->Load(file.Path().c_str(), nullptr));
-//   EXPECT_EQ(S_OK, host.Reader()->SyncRead(0, 4, buffer));
-//
-// Threads: as the interfaces allow; Create and Release on the thread of the test, which is in an apartment.
+// Threads: as the interfaces allow.
 // Lifetime: the destructor releases the filter and unloads the DLL, so pointers taken from here must be gone by then.
 #pragma once
 
@@ -31,42 +25,41 @@ public:
     CFilterHost& operator=(const CFilterHost&) = delete;
     ~CFilterHost();
 
-    // The DLL's exports. Null and E_HANDLE when the DLL couldn't be loaded.
-    [[nodiscard]] HMODULE Module() const noexcept { return m_module; }
-    [[nodiscard]] HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** object) const;
-    [[nodiscard]] HRESULT CanUnloadNow() const;
-    [[nodiscard]] Microsoft::WRL::ComPtr<IClassFactory> Factory() const;
+    // One of the DLL's exports that take no argument.
+    [[nodiscard]] HRESULT Call(const char* name) const;
 
-    // Makes the filter in place of the one before.
-    [[nodiscard]] HRESULT Create(IUnknown* outer = nullptr);
+    // Makes the filter in place of the one before, and lets the data flow.
+    void Create();
     // Lets go of the filter. The result is the count of references that others still have.
     ULONG Release();
 
-    // The object's own IUnknown: the inner one when it is aggregated.
-    [[nodiscard]] IUnknown* Unknown() const noexcept { return m_filter.Get(); }
+    [[nodiscard]] HRESULT Load(const std::wstring& name, const AM_MEDIA_TYPE* type = nullptr) const {
+        return As<IFileSourceFilter>()->Load(name.c_str(), type);
+    }
+    [[nodiscard]] HRESULT Open(IStream* stream, const AM_MEDIA_TYPE* type = nullptr) const {
+        return As<ITavelIStreamFileSource>()->OpenStream(stream, type);
+    }
+    // What GetCurFile tells: the name, or nothing when it fails; the type as a letter of Offers.
+    [[nodiscard]] std::wstring CurrentName() const;
+    [[nodiscard]] char CurrentType() const;
+    // What the pin offers, in order: a letter for each subtype of MEDIATYPE_Stream (see the source), '!' for the pair
+    // of nulls, '?' for everything else.
+    [[nodiscard]] std::string Offers() const;
 
     // An interface of the filter; a failed test and null when there is none.
     template <class Interface>
     [[nodiscard]] Microsoft::WRL::ComPtr<Interface> As() const {
         return Query<Interface>(m_filter.Get());
     }
-
-    // The pin "Output", by FindPin, and its faces.
+    // The pin "Output".
     [[nodiscard]] Microsoft::WRL::ComPtr<IPin> Pin() const;
     [[nodiscard]] Microsoft::WRL::ComPtr<IAsyncReader> Reader() const { return Query<IAsyncReader>(Pin().Get()); }
-    [[nodiscard]] Microsoft::WRL::ComPtr<IStream> PinStream() const { return Query<IStream>(Pin().Get()); }
-
-    // What GetCurFile tells: the name, or nothing when it fails.
-    [[nodiscard]] std::wstring CurrentName() const;
 
 private:
     template <class Interface>
     static Microsoft::WRL::ComPtr<Interface> Query(IUnknown* object) {
         Microsoft::WRL::ComPtr<Interface> found;
-        if (object) {
-            EXPECT_EQ(S_OK, object->QueryInterface(IID_PPV_ARGS(&found)));
-        }
-        EXPECT_TRUE(found);
+        EXPECT_TRUE(object && object->QueryInterface(IID_PPV_ARGS(&found)) == S_OK);
         return found;
     }
 

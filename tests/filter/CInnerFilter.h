@@ -1,8 +1,7 @@
 // A filter made from the library, for tests of its pin: sources come to the pin as they are, without the read buffer
-// that the filter puts in front of them, and the pin's own operations are in reach.
+// that the filter puts in front of them, and the pin's own operations are in reach. The data flows.
 //
-// Its graph writes down the events that it raises. Data flow is as a new filter has it: readers wait.
-// Threads: one that is in an apartment.
+// Its graph writes down the events that it raises.  Threads: one that is in an apartment.
 #pragma once
 
 #include "filter/CCustomFileSourceFilter.h"
@@ -15,12 +14,10 @@
 
 class CInnerFilter final {
 public:
-    CInnerFilter()
-        : m_filter(static_cast<CCustomFileSourceFilter*>(CCustomFileSourceFilter::CreateInstance(nullptr, nullptr))) {
+    CInnerFilter() {
         EXPECT_EQ(S_OK, m_filter->JoinFilterGraph(&graph, L"source"));
+        EXPECT_EQ(S_OK, m_filter->EnableDataFlow());
     }
-    CInnerFilter(const CInnerFilter&) = delete;
-    CInnerFilter& operator=(const CInnerFilter&) = delete;
     ~CInnerFilter() { EXPECT_EQ(S_OK, m_filter->JoinFilterGraph(nullptr, nullptr)); }
 
     CCustomFileSourceFilter* operator->() const { return m_filter.Get(); }
@@ -29,5 +26,6 @@ public:
     CFakeGraph graph;
 
 private:
-    const Microsoft::WRL::ComPtr<CCustomFileSourceFilter> m_filter;
+    const Microsoft::WRL::ComPtr<CCustomFileSourceFilter> m_filter =
+        static_cast<CCustomFileSourceFilter*>(CCustomFileSourceFilter::CreateInstance(nullptr, nullptr));
 };

@@ -1,16 +1,15 @@
 // The MIME dictionary of a test, reached through the test's metadata library: "filter_test_metadata.dll", copied beside
-// the filter as "TvMetadata.dll".
+// the filter as "TvMetadata.dll". While the object lives, the library gives it out as its dictionary; when there is
+// none, the library has none either.
 //
-//   CScriptedDictionary dictionary;
-//   dictionary.types = {L"video/mpeg", std::nullopt};
-//
-// While the object lives, the library gives it out as its dictionary; when there is none, the library has none either.
-// One at a time. Threads: the script is set before the filter uses it.
+// One at a time; it is its own list.  Threads: the script is set before the filter uses it.
 #pragma once
 
 #include "sdk/TvMetadata.h"
 
-#include <atomic>
+#include <gtest/gtest.h>
+
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -21,38 +20,50 @@
 // can't be told before.
 inline constexpr wchar_t kDictionaryAddressVariable[] = L"TV_TEST_DICTIONARY";
 
-class CScriptedDictionary final : public IMimeTypeDictionary {
+class CScriptedDictionary final : public IMimeTypeDictionary, private IMimeTypeList {
 public:
     using Types = std::vector<std::optional<std::wstring>>;  // nothing: a null item
 
-    std::optional<Types> types = Types{};    // of every content; nothing: a null list
-    std::function<void(IStream*)> onDetect;  // sees the content
-    std::pair<std::wstring, std::wstring>
-        alias;  // (row of the table, candidate) that Matches says yes to; "*": any row
+    std::optional<Types> types = Types{};         // of every content; nothing: a null list
+    std::function<void(IStream*)> onDetect;       // sees the content
+    std::pair<std::wstring, std::wstring> alias;  // row of the table ("*": any), candidate that Matches says yes to
+    int detections = 0;
 
-    CScriptedDictionary();
-    CScriptedDictionary(const CScriptedDictionary&) = delete;
-    CScriptedDictionary& operator=(const CScriptedDictionary&) = delete;
-    ~CScriptedDictionary();
-
-    [[nodiscard]] int Detections() const { return m_detections; }
-    [[nodiscard]] int LiveLists() const { return m_liveLists; }
-
-    // IMimeTypeDictionary
-    IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) noexcept override;
-    IMimeTypeList* STDMETHODCALLTYPE FromExtension(const wchar_t*) noexcept override { return Unexpected(); }
-    const wchar_t* STDMETHODCALLTYPE PreferredExtension(const wchar_t*) noexcept override { return Unexpected(); }
-    IMimeTypeList* STDMETHODCALLTYPE Aliases(const wchar_t*) noexcept override { return Unexpected(); }
-    const wchar_t* STDMETHODCALLTYPE CanonicalName(const wchar_t*) noexcept override { return Unexpected(); }
-    IMimeTypeList* STDMETHODCALLTYPE KnownTypes() noexcept override { return Unexpected(); }
-    bool STDMETHODCALLTYPE IsMedia(const wchar_t*) noexcept override { return Unexpected() != nullptr; }
-    bool STDMETHODCALLTYPE Matches(const wchar_t* tableMime, const wchar_t* candidate) noexcept override;
+    CScriptedDictionary() {
+        const auto address = reinterpret_cast<std::uintptr_t>(static_cast<IMimeTypeDictionary*>(this));
+        ::SetEnvironmentVariableW(kDictionaryAddressVariable, std::to_wstring(address).c_str());
+    }
+    ~CScriptedDictionary() {
+        ::SetEnvironmentVariableW(kDictionaryAddressVariable, nullptr);
+        EXPECT_EQ(0, m_liveLists) << "every list is given back";
+    }
 
 private:
-    class CList;
+    // IMimeTypeDictionary; the filter calls nothing but Detect and Matches
+    IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) noexcept override {
+        ++detections;
+        if (onDetect)
+            onDetect(stream);
+        m_liveLists += types.has_value();
+        return types ? this : nullptr;
+    }
+    IMimeTypeList* STDMETHODCALLTYPE FromExtension(const wchar_t*) noexcept override { return nullptr; }
+    const wchar_t* STDMETHODCALLTYPE PreferredExtension(const wchar_t*) noexcept override { return nullptr; }
+    IMimeTypeList* STDMETHODCALLTYPE Aliases(const wchar_t*) noexcept override { return nullptr; }
+    const wchar_t* STDMETHODCALLTYPE CanonicalName(const wchar_t*) noexcept override { return nullptr; }
+    IMimeTypeList* STDMETHODCALLTYPE KnownTypes() noexcept override { return nullptr; }
+    bool STDMETHODCALLTYPE IsMedia(const wchar_t*) noexcept override { return false; }
+    bool STDMETHODCALLTYPE Matches(const wchar_t* tableMime, const wchar_t* candidate) noexcept override {
+        return candidate == alias.second && (alias.first == L"*" || alias.first == tableMime);
+    }
 
-    static std::nullptr_t Unexpected();
+    // IMimeTypeList
+    long STDMETHODCALLTYPE GetCount() noexcept override { return static_cast<long>(types->size()); }
+    const wchar_t* STDMETHODCALLTYPE Item(long index) noexcept override {
+        const auto& item = types->at(static_cast<size_t>(index));
+        return item ? item->c_str() : nullptr;
+    }
+    void STDMETHODCALLTYPE Destroy() noexcept override { --m_liveLists; }
 
-    std::atomic<int> m_detections{0};
-    std::atomic<int> m_liveLists{0};
+    int m_liveLists = 0;
 };

@@ -1,317 +1,152 @@
 // Which media types the pin offers for a content, with every kind of metadata library beside the filter.
+#include "baseclasses/CMediaType.h"
 #include "framework/com/CTaskMem.h"
 #include "sdk/TvMetadata.h"
 #include "tests/filter/CFakeMetadataService.h"
 #include "tests/filter/CFilterWithLibrary.h"
 #include "tests/filter/CScriptedDictionary.h"
-#include "tests/support/CScriptedStream.h"
-#include "tests/support/CTestApartment.h"
+#include "tests/filter/FilterTest.h"
 
-#include <uuids.h>
-
-#include <cstring>
+#include <iterator>
 #include <sstream>
-#include <thread>
-#include <tuple>
-
-using Microsoft::WRL::ComPtr;
-using Types = CScriptedDictionary::Types;
 
 namespace {
 
+using Types = CScriptedDictionary::Types;
+
+constexpr wchar_t kFunction[] = L"CCustomFileSourceFilter::SetSourceFileStream";
 constexpr char kNothingKnown[] = "!";
 
 struct MediaTypeDecisionTest : ::testing::Test {
-    ~MediaTypeDecisionTest() override { EXPECT_EQ(0, dictionary.LiveLists()) << "every list is given back"; }
-
     const CTestApartment apartment{COINIT_MULTITHREADED};
-    CScriptedStream content{"0123456789"};
+    Stream content{"0123456789"};
     CScriptedDictionary dictionary;
 };
 
-TEST_F(MediaTypeDecisionTest, EachTypeOfficiallyNamedOffersItsSubtypesInTableOrder) {
-    const struct {
-        const char* offers;
-        const char* mimeTypes;
-    } cases[] = {
-        {"M", "audio/mp1 audio/mp2 audio/mpeg audio/x-aac"},
-        {"C", "audio/x-ac3"},
-        {"O", "audio/ogg video/x-ogg video/ogg application/x-ogg application/ogg"},
-        {"OO", "audio/x-ogg"},
-        {"W", "audio/wav"},
-        {"I", "audio/aiff"},
-        {"D", "audio/midi"},
-        {"A", "audio/avi video/avi"},
-        {"S", "video/mp1s"},
-        {"SV0", "video/mpeg"},
-        {"PT", "video/mpeg2"},
-        {"T", "video/mp2t"},
-        {"P", "video/mp2p"},
-        {"00", "audio/x-atrac3 audio/x-dts"},
-        {"0",
-         "audio/mp4 audio/quicktime audio/x-quicktime audio/x-pn-realaudio audio/x-ms-wma audio/basic audio/lpcm "
-         "audio/l16 audio/x-matroska video/mp4v-es video/mp4 video/x-pn-realmedia video/x-ms-wmv video/x-ms-asf "
-         "video/x-ms-dvr video/x-dv video/x-motion-jpeg video/quicktime video/x-quicktime video/x-matroska"},
-    };
-    const CFilterWithLibrary filter(Library::WithExport);
-    size_t rows = 0;
-    for (const auto& c : cases) {
-        std::istringstream mimeTypes(c.mimeTypes);
-        for (std::string mime; mimeTypes >> mime;) {
-            SCOPED_TRACE(mime);
-            dictionary.types = Types{std::wstring(mime.begin(), mime.end())};
-            EXPECT_EQ(S_OK, filter.Open(&content));
-            EXPECT_EQ(c.offers, filter.Offers());
-            EXPECT_EQ(std::string(c.offers).back(), filter.CurrentType()) << "the last match";
-            rows += std::string(c.offers).size();
-        }
-    }
-    EXPECT_EQ(49u, rows) << "the table has no others";
+// Every MIME type of the table, once.
+std::optional<Types> AllNames() {
+    std::wistringstream names(
+        L"audio/mp1 audio/mp2 audio/mpeg audio/x-aac audio/x-ac3 audio/x-ogg audio/wav audio/aiff audio/midi audio/avi "
+        L"audio/mp4 audio/x-atrac3 audio/x-dts audio/quicktime audio/x-quicktime audio/x-pn-realaudio audio/x-ms-wma "
+        L"audio/basic audio/lpcm audio/l16 audio/ogg audio/x-matroska video/avi video/mp1s video/mpeg video/mpeg2 "
+        L"video/mp2t video/mp2p video/mp4v-es video/mp4 video/x-pn-realmedia video/x-ms-wmv video/x-ms-asf "
+        L"video/x-ms-dvr video/x-dv video/x-motion-jpeg video/quicktime video/x-quicktime video/x-ogg video/ogg "
+        L"video/x-matroska application/x-ogg application/ogg");
+    return Types(std::istream_iterator<std::wstring, wchar_t>(names), {});
 }
 
-TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyContain) {
+TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAliasesContain) {
     const struct {
         const char* name;
         std::optional<Types> types;
         const char* offers;
+        std::pair<std::wstring, std::wstring> alias = {};
     } cases[] = {
+        {"all", AllNames(), "MMMMCOOWIDA000000000000O0ASSV0PTTP0000000000OO0OO"},
         {"several", Types{L"video/mpeg", L"audio/wav", L"audio/x-ogg"}, "SV0WOO"},
         {"the same twice", Types{L"audio/wav", L"audio/wav"}, "WW"},
         {"capitals", Types{L"VIDEO/Mpeg"}, "SV0"},
         {"null and empty items", Types{std::nullopt, L"", L"audio/wav", std::nullopt, L"", L"video/avi"}, "WA"},
-        {"unknown ones between known ones", Types{L"text/plain", L"audio/wav", L"x"}, "W"},
         {"parameters, blanks and beginnings", Types{L"audio/wav;x=1", L" audio/wav", L"audio/wa"}, kNothingKnown},
         {"text of any length", Types{std::wstring(100'000, L'a'), L"audio/wav"}, "W"},
-        {"only unknown ones", Types{L"text/plain"}, kNothingKnown},
-        {"only null and empty items", Types{std::nullopt, L""}, kNothingKnown},
         {"an empty list", Types{}, kNothingKnown},
         {"no list", std::nullopt, kNothingKnown},
+        {"another name", Types{L"x"}, "SV0", {L"video/mpeg", L"x"}},
+        {"an alias beside the name itself", Types{L"video/avi"}, "WA", {L"audio/wav", L"video/avi"}},
+        {"name and alias of one row", Types{L"audio/wav"}, "W", {L"audio/wav", L"audio/wav"}},
+        {"an empty candidate isn't asked about", Types{L""}, kNothingKnown, {L"*", L""}},
+        {"every row", Types{L"x"}, "MMMMCOWIDA000000000000OO0ASSV0PTTP0000000000OO0OO", {L"*", L"x"}},
     };
     const CFilterWithLibrary filter(Library::WithExport);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        dictionary.types = c.types;
-        EXPECT_EQ(S_OK, filter.Open(&content));
-        EXPECT_EQ(c.offers, filter.Offers()) << "nothing of the content before is left";
-    }
-    EXPECT_EQ(static_cast<int>(std::size(cases)), dictionary.Detections()) << "each content is asked for once";
-}
-
-TEST_F(MediaTypeDecisionTest, AliasesOfTheDictionaryMatchRowsToo) {
-    const struct {
-        const char* name;
-        Types types;
-        std::pair<std::wstring, std::wstring> alias;
-        const char* offers;
-    } cases[] = {
-        {"another name", {L"audio/x-wav"}, {L"audio/wav", L"audio/x-wav"}, "W"},
-        {"another name of a type with several rows", {L"video/x-mpeg"}, {L"video/mpeg", L"video/x-mpeg"}, "SV0"},
-        {"an alias beside the name itself, in table order", {L"video/avi"}, {L"audio/wav", L"video/avi"}, "WA"},
-        {"a row that both name and alias match", {L"audio/wav"}, {L"audio/wav", L"audio/wav"}, "W"},
-        {"the wrong way round", {L"audio/wav"}, {L"x", L"y"}, "W"},
-        {"an empty candidate isn't asked about", {L""}, {L"*", L""}, kNothingKnown},
-        {"every row",
-         {L"any"},
-         {L"*", L"any"},
-         "MMMMCOWIDA"
-         "000000000000"
-         "OO0ASSV0PTTP"
-         "0000000000"
-         "OO0OO"},
-    };
-    const CFilterWithLibrary filter(Library::WithExport);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        dictionary.types = c.types;
-        dictionary.alias = c.alias;
-        EXPECT_EQ(S_OK, filter.Open(&content));
-        EXPECT_EQ(c.offers, filter.Offers());
-    }
-}
-
-TEST_F(MediaTypeDecisionTest, DictionaryReadsTheContentFromItsStartThroughTheBuffer) {
-    const CFilterWithLibrary filter(Library::WithExport);
-    ASSERT_EQ(S_OK, content.Seek({.QuadPart = 7}, STREAM_SEEK_SET, nullptr));
-    std::string seen;
-    dictionary.types = Types{L"audio/wav"};
     dictionary.onDetect = [&](IStream* stream) {
-        EXPECT_NE(&content, stream);
-        char bytes[4]{};
-        ULONG read = 0;
-        EXPECT_EQ(S_OK, stream->Read(bytes, sizeof bytes, &read));
-        seen.assign(bytes, read);
+        char bytes[5]{};
+        EXPECT_EQ(S_OK, stream->Read(bytes, 4, nullptr));
+        EXPECT_STREQ("0123", bytes);
+        EXPECT_EQ(0x20000u, content.LastReadSize()) << "it is read through the buffer";
     };
-    EXPECT_EQ(S_OK, filter.Open(&content));
-    EXPECT_EQ("0123", seen);
-    EXPECT_EQ(0x20000u, content.LastReadSize());
-    EXPECT_EQ(1, content.Calls(CScriptedStream::kRead));
-}
-
-TEST_F(MediaTypeDecisionTest, WithoutAnyLibraryNothingIsAskedAndNothingIsKnown) {
-    const CLoaderSearchesOnly systemOnly;
-    CFakeMetadataService service;
-    for (const Library library : {Library::None, Library::Damaged}) {
-        SCOPED_TRACE(static_cast<int>(library));
-        const CFilterWithLibrary filter(library);
-        EXPECT_EQ(S_OK, filter.Open(&content));
-        EXPECT_EQ(kNothingKnown, filter.Offers());
-        EXPECT_EQ('0', filter.CurrentType()) << "a new filter's";
-    }
-    EXPECT_EQ(std::vector<std::wstring>{}, service.Events());
-    EXPECT_EQ(0, dictionary.Detections());
-}
-
-TEST(MediaTypeDecisionWithoutDictionaryTest, DataServiceIsAskedWhereTheLibraryHasNone) {
-    const CTestApartment apartment(COINIT_MULTITHREADED);
-    CScriptedStream content("0123456789");
-    CFakeMetadataService service;
-    const struct {
-        const wchar_t* mime;
-        const char* offers;
-    } cases[] = {
-        {L"VIDEO/MPEG", "SV0"}, {L"audio/x-ogg", "OO"},         {L"audio/mp4", "0"},
-        {L"", kNothingKnown},   {L"text/plain", kNothingKnown},
-    };
-    for (const Library library : {Library::WithExport, Library::Foreign}) {
-        const CFilterWithLibrary filter(library);
-        for (const auto& c : cases) {
-            SCOPED_TRACE(testing::PrintToString(c.mime));
-            service.getValue = CFakeMetadataService::TextValue(c.mime);
-            EXPECT_EQ(S_OK, filter.Open(&content));
-            EXPECT_EQ(c.offers, filter.Offers());
-            EXPECT_NE(nullptr, service.Extracted());
-            EXPECT_NE(&content, service.Extracted()) << "the buffered stream is read";
+    for (const auto& row : cases) {
+        EXPECT_EQ(S_OK, content.Seek({.QuadPart = 7}, STREAM_SEEK_SET, nullptr));
+        dictionary.types = row.types;
+        dictionary.alias = row.alias;
+        EXPECT_EQ(row.offers, filter.Offers(&content)) << row.name;
+        if (*row.offers != '!') {
+            EXPECT_EQ(std::string(row.offers).back(), filter.host.CurrentType()) << "the last match";
         }
-        service.fault = {{L"Extract", CFakeMetadataService::Fault::Fail}};
-        EXPECT_EQ(S_OK, filter.Open(&content)) << "what the service fails at is no failure of the load";
-        EXPECT_EQ(kNothingKnown, filter.Offers());
-        service.fault.reset();
-        EXPECT_EQ(0, service.LiveObjects());
+    }
+    EXPECT_EQ(static_cast<int>(std::size(cases)), dictionary.detections) << "each content is asked for once";
+}
+
+TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALibraryNobody) {
+    const CTempFolder empty;
+    const CLoaderSearchesOnly searches(empty.Path());
+    const struct {
+        Library library;
+        bool hasDictionary;
+        std::string offers;
+        Log lines;
+    } cases[] = {
+        {Library::None, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
+        {Library::Damaged, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
+        {Library::Foreign, false, "SV0", {Line(4, kFunction, L"Cannot get function pointer to GetMimeTypeDictionary")}},
+        {Library::WithExport, false, "SV0", {}},
+        {Library::WithExport, true, kNothingKnown, {}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(static_cast<int>(row.library));
+        const Log lines = LinesOf([&] {
+            Stream content("0123456789");
+            CFakeMetadataService service;
+            std::optional<CScriptedDictionary> dictionary;
+            if (row.hasDictionary)
+                dictionary.emplace();
+            const CFilterWithLibrary filter(row.library);
+            EXPECT_EQ(row.offers, filter.Offers(&content));
+            EXPECT_EQ(row.offers == "SV0", service.extracted != nullptr);
+            EXPECT_NE(&content, service.extracted) << "the buffered stream is read";
+        });
+        Log expected = {Line(1, L"CCustomFileSourceFilter::OpenStream", L"Loading file : scripted")};
+        expected.insert(expected.end(), row.lines.begin(), row.lines.end());
+        expected.push_back(kStopped);
+        EXPECT_EQ(expected, lines);
     }
 }
 
-TEST_F(MediaTypeDecisionTest, DictionaryIsAskedInsteadOfTheDataService) {
-    CFakeMetadataService service;
+TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchangedUntilAnotherIsKnown) {
     const CFilterWithLibrary filter(Library::WithExport);
-    EXPECT_EQ(S_OK, filter.Open(&content));
-    EXPECT_EQ(kNothingKnown, filter.Offers()) << "also when the dictionary knows nothing";
-    EXPECT_EQ(std::vector<std::wstring>{}, service.Events());
-}
-
-TEST_F(MediaTypeDecisionTest, CallersTypeIsOfferedAsAStreamAndReportedUnchanged) {
-    const CFilterWithLibrary filter(Library::WithExport);
-    dictionary.types = Types{L"audio/wav"};
+    dictionary.types = std::nullopt;
     BYTE format[]{1, 2, 3, 4, 5};
-    AM_MEDIA_TYPE type{};
-    type.majortype = MEDIATYPE_Video;
-    type.subtype = MEDIASUBTYPE_Avi;
-    type.bFixedSizeSamples = TRUE;
-    type.bTemporalCompression = TRUE;
-    type.lSampleSize = 188;
-    type.formattype = FORMAT_WaveFormatEx;
-    type.cbFormat = sizeof format;
-    type.pbFormat = format;
-    EXPECT_EQ(S_OK, filter.Open(&content, &type));
-    EXPECT_EQ("A", filter.Offers());
-    EXPECT_EQ(0, dictionary.Detections()) << "nothing is looked for";
-
+    AM_MEDIA_TYPE type{MEDIATYPE_Video,     MEDIASUBTYPE_Avi, TRUE,          TRUE,  188,
+                       FORMAT_WaveFormatEx, nullptr,          sizeof format, format};
+    EXPECT_EQ("A", filter.Offers(&content, &type));
+    EXPECT_EQ(0, dictionary.detections) << "nothing is looked for";
     for (int i = 0; i < 2; ++i) {
-        AM_MEDIA_TYPE current{};
+        CMediaType current;
         CTaskMem<wchar_t> name;
         ASSERT_EQ(S_OK, filter.host.As<IFileSourceFilter>()->GetCurFile(name.Put(), &current));
-        const CTaskMem<BYTE> ownFormat(current.pbFormat);
-        ASSERT_NE(nullptr, ownFormat.Get());
-        EXPECT_NE(format, ownFormat.Get());
-        EXPECT_EQ(0, std::memcmp(format, ownFormat.Get(), sizeof format));
-        const auto rest = [](const AM_MEDIA_TYPE& of) {
-            return std::tie(of.majortype, of.subtype, of.bFixedSizeSamples, of.bTemporalCompression, of.lSampleSize,
-                            of.formattype, of.pUnk, of.cbFormat);
-        };
-        EXPECT_TRUE(rest(type) == rest(current));
-        // Content of no known type keeps it, and only the offers change.
-        dictionary.types = std::nullopt;
-        EXPECT_EQ(S_OK, filter.Open(&content));
-        EXPECT_EQ(kNothingKnown, filter.Offers());
+        EXPECT_TRUE(CMediaType(type) == current);
+        EXPECT_EQ(188u, current.lSampleSize);
+        current.pbFormat[0] = 9;  // a copy of the caller's own
+        EXPECT_EQ(kNothingKnown, filter.Offers(&content)) << "of no known type: only the offers change";
     }
     type.majortype = MEDIATYPE_Stream;
     type.subtype = GUID_NULL;
-    EXPECT_EQ(S_OK, filter.Open(&content, &type));
-    EXPECT_EQ("0", filter.Offers()) << "no fallback for a type of the caller's";
-}
-
-TEST_F(MediaTypeDecisionTest, ContentOfNoKnownTypeKeepsTheTypeOfTheOneBefore) {
-    const CFilterWithLibrary filter(Library::WithExport);
+    EXPECT_EQ("0", filter.Offers(&content, &type)) << "no fallback for a type of the caller's";
     dictionary.types = Types{L"audio/wav"};
-    EXPECT_EQ(S_OK, filter.Open(&content));
-    EXPECT_EQ('W', filter.CurrentType());
-    dictionary.types = Types{L"text/plain"};
-    EXPECT_EQ(S_OK, filter.Open(&content));
-    EXPECT_EQ('W', filter.CurrentType());
-    EXPECT_EQ(kNothingKnown, filter.Offers());
+    EXPECT_EQ("W", filter.Offers(&content));
+    EXPECT_EQ('W', filter.host.CurrentType());
 }
 
-TEST_F(MediaTypeDecisionTest, LibraryBesideTheFilterComesBeforeTheLoadersOwn) {
+TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeTheLoadersOwnInAnyFolder) {
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
     PutLibrary(elsewhere, Library::WithExport);
     const CLoaderSearchesOnly searches(elsewhere.Path());
-    const struct {
-        const char* name;
-        Library beside;
-        const char* offers;
-    } cases[] = {
-        {"beside", Library::WithExport, "W"},
-        {"beside, though another would know more", Library::Foreign, kNothingKnown},
-        {"only where the loader looks", Library::None, "W"},
-        {"damaged beside, sound where the loader looks", Library::Damaged, "W"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const CFilterWithLibrary filter(c.beside);
-        EXPECT_EQ(S_OK, filter.Open(&content));
-        EXPECT_EQ(c.offers, filter.Offers());
-    }
-}
-
-TEST_F(MediaTypeDecisionTest, LibraryIsFoundBesideAFilterInAnyFolder) {
-    const CLoaderSearchesOnly systemOnly;
-    dictionary.types = Types{L"audio/wav"};
+    for (const Library beside : {Library::WithExport, Library::None, Library::Damaged})
+        EXPECT_EQ("W", CFilterWithLibrary(beside).Offers(&content)) << static_cast<int>(beside);
     const std::wstring name(120, L'n');
-    for (const std::wstring& folder :
-         {std::wstring(L"with blanks, and dots.dll"), std::wstring(L"\u00E4\u03A9\u4E2D\U0001F600"),
-          name + L"\\" + name + L"\\" + name + L"\\" + name + L"\\" + name}) {
-        SCOPED_TRACE(testing::PrintToString(folder));
-        const CFilterWithLibrary filter(Library::WithExport, folder);
-        EXPECT_EQ(S_OK, filter.Open(&content));
-        EXPECT_EQ("W", filter.Offers());
-    }
-}
-
-TEST_F(MediaTypeDecisionTest, FiltersThatDecideAtOnceDontDisturbEachOther) {
-    dictionary.types = Types{L"video/mpeg", L"audio/wav"};
-    const CFilterWithLibrary filter(Library::WithExport);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            const CTestApartment own(COINIT_MULTITHREADED);
-            CScriptedStream ownContent("own");
-            ComPtr<IBaseFilter> other;
-            ASSERT_EQ(S_OK, filter.host.Factory()->CreateInstance(nullptr, IID_PPV_ARGS(&other)));
-            ComPtr<ITavelIStreamFileSource> source;
-            ASSERT_EQ(S_OK, other.As(&source));
-            for (int n = 0; n < 10; ++n) {
-                EXPECT_EQ(S_OK, source->OpenStream(&ownContent, nullptr));
-                ComPtr<IPin> pin;
-                ASSERT_EQ(S_OK, other->FindPin(L"Output", &pin));
-                ComPtr<IEnumMediaTypes> types;
-                ASSERT_EQ(S_OK, pin->EnumMediaTypes(&types));
-                EXPECT_EQ(S_OK, types->Skip(4));
-                EXPECT_EQ(S_FALSE, types->Skip(1));
-            }
-        });
-    }
-    threads.clear();
-    EXPECT_EQ(nullptr, ::GetModuleHandleW(kTvMetadataLibrary));
+    const std::vector<std::wstring> folders[] = {{L"blanks, dots.dll \u00E4\u4E2D\U0001F600"}, {name, name, name}};
+    for (const auto& inner : folders)
+        EXPECT_EQ(kNothingKnown, CFilterWithLibrary(Library::Foreign, inner).Offers(&content));
 }
 
 }  // namespace

@@ -1,0 +1,69 @@
+// The filter object and its DLL as a foreign host sees them: interfaces, pin, life.
+#include "tests/filter/FilterTest.h"
+
+namespace {
+
+using Interfaces = std::vector<IID>;
+
+void ExpectAnswers(HRESULT answer, IUnknown* object, const Interfaces& interfaces) {
+    for (const IID& iid : interfaces) {
+        ComPtr<IUnknown> face = object;
+        EXPECT_EQ(answer, object->QueryInterface(iid, reinterpret_cast<void**>(face.ReleaseAndGetAddressOf())));
+        EXPECT_EQ(answer == S_OK, face != nullptr);
+    }
+    EXPECT_EQ(E_POINTER, object->QueryInterface(__uuidof(IUnknown), nullptr));
+}
+
+TEST(FilterObjectTest, ANewFilterSaysWhatItIsAndOffersNothing) {
+    const CTestApartment apartment(COINIT_APARTMENTTHREADED);
+    CFilterHost host;
+    host.Create();
+    const auto filter = host.As<IBaseFilter>();
+    const auto source = host.As<IFileSourceFilter>();
+    CLSID clsid{};
+    EXPECT_EQ(S_OK, filter->GetClassID(&clsid));
+    EXPECT_EQ(CLSID_TvFileSourceAsync, clsid);
+    EXPECT_EQ(2u, host.As<IAMFilterMiscFlags>()->GetMiscFlags()) << "a source";
+    EXPECT_EQ("", host.Offers());
+    wchar_t poison = 0;
+    wchar_t* name = &poison;
+    EXPECT_EQ(E_FAIL, source->GetCurFile(&name, nullptr));
+    EXPECT_EQ(nullptr, name);
+    EXPECT_EQ(E_POINTER, source->GetCurFile(nullptr, nullptr));
+
+    ComPtr<IEnumPins> pins;
+    ASSERT_EQ(S_OK, filter->EnumPins(&pins));
+    ComPtr<IPin> pin, none;
+    EXPECT_EQ(S_OK, pins->Next(1, &pin, nullptr));
+    EXPECT_EQ(S_FALSE, pins->Next(1, &none, nullptr));
+    EXPECT_EQ(host.Pin().Get(), pin.Get()) << "the one called \"Output\"";
+
+    const Interfaces ofFilter = {__uuidof(IBaseFilter), __uuidof(IFileSourceFilter), __uuidof(IAMFilterMiscFlags),
+                                 __uuidof(ITavelIStreamFileSource), __uuidof(IDataFlowControl)};
+    const Interfaces ofPin = {__uuidof(IPin), __uuidof(IQualityControl), __uuidof(IAsyncReader), __uuidof(IStream),
+                              __uuidof(ISequentialStream)};
+    ExpectAnswers(S_OK, filter.Get(), ofFilter);
+    ExpectAnswers(E_NOINTERFACE, filter.Get(), ofPin);
+    ExpectAnswers(S_OK, pin.Get(), ofPin);
+    ExpectAnswers(E_NOINTERFACE, pin.Get(), ofFilter);
+}
+
+TEST(ModuleTest, TheModuleStaysWhileAFilterOrAPinIsAliveAndExportsItsFiveEntryPoints) {
+    const CTestApartment apartment(COINIT_MULTITHREADED);
+    for (int round = 0; round < 3; ++round) {
+        CFilterHost host;
+        const HMODULE module = ::GetModuleHandleW(FilterDllPath().c_str());
+        for (const char* name : {"DllMain", "DllGetClassObject", "DllRegisterServer", "DllUnregisterServer"})
+            EXPECT_NE(nullptr, ::GetProcAddress(module, name)) << name;
+        EXPECT_EQ(S_OK, host.Call("DllCanUnloadNow"));
+        host.Create();
+        ComPtr<IPin> pin = host.Pin();
+        EXPECT_EQ(1u, host.Release());
+        EXPECT_EQ(S_FALSE, host.Call("DllCanUnloadNow"));
+        pin.Reset();
+        EXPECT_EQ(S_OK, host.Call("DllCanUnloadNow"));
+    }
+    EXPECT_EQ(nullptr, ::GetModuleHandleW(FilterDllPath().c_str()));
+}
+
+}  // namespace

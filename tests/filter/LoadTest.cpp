@@ -1,0 +1,130 @@
+// Loading a source by its name: what is opened, what is refused, what is kept, and what the log says of it.
+#include "diagnostics/CAutoDestructor.h"
+#include "tests/filter/CTempFolder.h"
+#include "tests/filter/FilterTest.h"
+#include "tests/support/CFakeDataService.h"
+#include "tests/support/CRegisteredComClass.h"
+
+namespace {
+
+constexpr wchar_t kLoad[] = L"CCustomFileSourceFilter::Load";
+constexpr wchar_t kThread[] = L"CCustomFileSourceFilter::CreateStreamThread";
+
+// What the platform answers where there is no stream to fetch.
+HRESULT NothingCreated() {
+    ComPtr<IGlobalInterfaceTable> table;
+    EXPECT_EQ(S_OK, ::CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&table)));
+    ComPtr<IStream> none;
+    return table->GetInterfaceFromGlobal(0, IID_PPV_ARGS(&none));
+}
+
+HANDLE Open(const std::wstring& path, DWORD access, DWORD share) {
+    return ::CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+struct LoadTest : ::testing::Test {
+    const CTestApartment apartment{COINIT_MULTITHREADED};
+    CFilterHost host;
+
+    void SetUp() override { host.Create(); }
+    void ExpectSource(const std::wstring& name, const std::string& contents) {
+        EXPECT_EQ(name, host.CurrentName());
+        EXPECT_EQ('W', host.CurrentType());
+        const Got got = SyncRead(*host.Reader().Get(), 0, static_cast<LONG>(contents.size()) + 4);
+        EXPECT_EQ(Got(S_FALSE, contents + "...."), got);
+    }
+};
+
+TEST_F(LoadTest, EveryNameThatWindowsOpensIsOpened) {
+    const std::wstring longName(150, L'n');
+    for (const std::wstring& name : {std::wstring(L"a file.bin"), std::wstring(L"100%25 %20#&1.bin"),
+                                     std::wstring(L"t\u00F6ne \u65E5\u672C\u8A9E.bin"), longName}) {
+        SCOPED_TRACE(::testing::PrintToString(name));
+        CTempFolder folder({name, name});
+        const std::wstring path = folder.Write("contents", name.c_str());
+        ASSERT_EQ(S_OK, host.Load(path, &kWave));
+        ExpectSource(path, "contents");
+        const CTempFile empty;
+        ASSERT_EQ(S_OK, host.Load(empty.Path(), &kWave));  // lets go of the file before
+        ExpectSource(empty.Path(), "");
+    }
+}
+
+TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
+    const CTempFile good("good"), locked("locked");
+    const CAutoHandle lock(Open(locked.Path(), GENERIC_READ, 0));
+    ASSERT_EQ(S_OK, host.Load(good.Path(), &kWave));
+    const std::wstring folder = good.Path().substr(0, good.Path().rfind(L'\\'));
+    const AM_MEDIA_TYPE other{};
+    for (const std::wstring& name :
+         {good.Path() + L".missing", folder, folder + L"\\no such folder\\x.avi", folder + L"\\what?.avi",
+          locked.Path(), L"C:\\" + std::wstring(32'000, L'x'), std::wstring(32'000, L'y'),
+          std::wstring(L"tvtest://nowhere/clip.avi"), std::wstring(LR"(\\tvtest-no-such-server\share\clip.avi)"),
+          std::wstring(L"::"), std::wstring(L" "), std::wstring(L"http://")}) {
+        SCOPED_TRACE(::testing::PrintToString(name.substr(0, 80)));
+        EXPECT_EQ(NothingCreated(), host.Load(name, &other));
+        ExpectSource(name, "good");
+    }
+    EXPECT_EQ(NothingCreated(), host.Load(L"", &other));
+    EXPECT_EQ(L"", host.CurrentName()) << "an empty name is none";
+    EXPECT_EQ(S_OK, host.Load(good.Path(), &kWave)) << "the creation thread is none the worse";
+    ExpectSource(good.Path(), "good");
+}
+
+TEST_F(LoadTest, TheFileIsSharedWithReadersAndDeletersNotWithWritersUntilTheNextLoad) {
+    const CTempFile first("first"), second("second");
+    constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    ASSERT_EQ(S_OK, host.Load(first.Path(), &kWave));
+    EXPECT_TRUE(CAutoHandle(Open(first.Path(), GENERIC_READ, kAll)));
+    EXPECT_FALSE(CAutoHandle(Open(first.Path(), GENERIC_WRITE, kAll)));
+    ASSERT_EQ(S_OK, host.Load(second.Path(), &kWave));
+    EXPECT_TRUE(CAutoHandle(Open(first.Path(), GENERIC_WRITE, 0))) << "the first file is still open";
+    EXPECT_TRUE(::DeleteFileW(second.Path().c_str()));
+    ExpectSource(second.Path(), "second");
+}
+
+TEST(LoadLogTest, EachLoadIsToldOf) {
+    const CTempFile file("0123456789");
+    const std::wstring missing = L"C:\\tvt missing\\" + std::wstring(32'000, L'm');
+    const Log lines = LinesOf([&] {
+        CFilterHost host;
+        host.Create();
+        EXPECT_EQ(E_POINTER, host.As<IFileSourceFilter>()->Load(nullptr, &kWave));
+        EXPECT_EQ(L"", host.CurrentName());
+        EXPECT_EQ(S_OK, host.Load(file.Path(), &kWave));
+        EXPECT_EQ(NothingCreated(), host.Load(missing, &kWave));
+    });
+    EXPECT_EQ((Log{Line(1, kLoad, L"Loading: <invalid filename>"), Line(1, kLoad, L"Loading: " + file.Path()),
+                   Line(1, kThread, L"Create stream thread: Creating stream succeeded for " + file.Path()), kWaveLine,
+                   Line(1, kLoad, L"Loading: " + missing),
+                   Line(1, kThread, L"Create stream thread: Creating stream failed for " + missing), kStopped}),
+              lines);
+}
+
+// A foreign stream may do anything on the thread that opens it. What ends the thread must leave neither the load that
+// waits nor later ones hanging, and open streams need no such thread.
+TEST(LoadLogTest, ACreationThreadThatIsGoneIsToldOf) {
+    const Log lines = LinesOf([] {
+        CFakeDataService service;
+        service.createStream = [](const std::wstring&, IStream**) -> HRESULT {
+            ::ExitThread(0);
+            return E_FAIL;
+        };
+        const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
+        Stream source("0123456789");
+        CFilterHost host;
+        host.Create();
+        EXPECT_EQ(NothingCreated(), host.Load(L"tvtest:end", &kWave));
+        EXPECT_EQ(E_UNEXPECTED, host.Load(L"tvtest:next", &kWave));
+        EXPECT_EQ(L"tvtest:end", host.CurrentName());
+        EXPECT_EQ(S_OK, host.Open(&source, &kWave));
+    });
+    EXPECT_EQ(
+        (Log{Line(1, kLoad, L"Loading: tvtest:end"),
+             Line(4, kLoad, L"A fatal error ocurred while trying to open the stream"),
+             Line(1, kLoad, L"Loading: tvtest:next"), Line(4, kLoad, L"The stream creation thread is not running!"),
+             Line(1, L"CCustomFileSourceFilter::OpenStream", L"Loading file : scripted"), kWaveLine}),
+        lines);
+}
+
+}  // namespace
