@@ -6,43 +6,42 @@
 //   EXPECT_EQ(graph.TakeEvents(), ...);
 //   filter->JoinFilterGraph(nullptr, nullptr);
 //
-// Threads: any.  Lifetime: the test's, not the reference count's.
+// Threads: any.  Lifetime: the test's.
 #pragma once
 
-#include <windows.h>
+#include "tests/support/CTestObject.h"
 
 #include <strmif.h>
 
-#include <iosfwd>
 #include <mutex>
+#include <ostream>
+#include <utility>
 #include <vector>
 
 struct GraphEvent {
     long code = 0;
-    LONG_PTR parameter1 = 0;
-    LONG_PTR parameter2 = 0;
+    LONG_PTR parameter1 = 0, parameter2 = 0;
 
     bool operator==(const GraphEvent&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const GraphEvent& event) {
+        return out << "event " << event.code << " (" << event.parameter1 << ", " << event.parameter2 << ")";
+    }
 };
-std::ostream& operator<<(std::ostream& out, const GraphEvent& event);
 
-class CFakeGraph final : public IFilterGraph, public IMediaEventSink {
+class CFakeGraph final : public CTestObject<IFilterGraph, IMediaEventSink> {
 public:
-    CFakeGraph() = default;
-    CFakeGraph(const CFakeGraph&) = delete;
-    CFakeGraph& operator=(const CFakeGraph&) = delete;
-    virtual ~CFakeGraph() = default;
-
     // The events since the last call.
-    [[nodiscard]] std::vector<GraphEvent> TakeEvents();
-
-    // IUnknown
-    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    [[nodiscard]] std::vector<GraphEvent> TakeEvents() {
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_events, {});
+    }
 
     // IMediaEventSink
-    STDMETHODIMP Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) override;
+    STDMETHODIMP Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) override {
+        const std::lock_guard lock(m_mutex);
+        m_events.push_back({code, parameter1, parameter2});
+        return S_OK;
+    }
 
     // IFilterGraph
     STDMETHODIMP AddFilter(IBaseFilter*, LPCWSTR) override { return E_NOTIMPL; }

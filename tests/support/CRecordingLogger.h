@@ -9,12 +9,11 @@
 // single-threaded one would need a proxy, which the service doesn't bring.
 #pragma once
 
-#include <windows.h>
+#include "tests/support/CTestApartment.h"
+#include "tests/support/CTestObject.h"
 
-#include <objbase.h>
 #include <wrl/client.h>
 
-#include <atomic>
 #include <functional>
 #include <future>
 #include <mutex>
@@ -38,8 +37,14 @@ struct LoggedRecord {
     std::wstring function, message;
 
     bool operator==(const LoggedRecord&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const LoggedRecord& record) {
+        using ::testing::PrintToString;
+        return out << "severity " << record.severity << ", category " << PrintToString(record.category) << ", process "
+                   << record.processId << ", thread " << record.threadId << ", file " << PrintToString(record.file)
+                   << ", line " << record.line << ", function " << PrintToString(record.function) << ", message "
+                   << PrintToString(record.message);
+    }
 };
-std::ostream& operator<<(std::ostream& out, const LoggedRecord& record);
 
 struct LoggedProfile {
     LONG severity = -1;
@@ -67,10 +72,10 @@ struct LoggedExplicit {
     bool operator==(const LoggedExplicit&) const = default;
 };
 
-// Threads: any. Calls may throw where a script says so.
-class CRecordingLogger final : public ITKRuntimeLogger, public ITKRuntimeLoggerQuestion, public ITKRuntimeLoggerDump {
+// Threads: any. Calls may throw where a script says so.  Lifetime: that of its references.
+class CRecordingLogger final : public CTestObject<ITKRuntimeLogger, ITKRuntimeLoggerQuestion, ITKRuntimeLoggerDump> {
 public:
-    [[nodiscard]] static Microsoft::WRL::ComPtr<CRecordingLogger> Create();
+    [[nodiscard]] static Microsoft::WRL::ComPtr<CRecordingLogger> Create() { return {new CRecordingLogger}; }
 
     // Scripts; set them before the logger is published.
     bool offersLog = true;
@@ -86,37 +91,78 @@ public:
     [[nodiscard]] std::vector<std::pair<LoggedRecord, std::wstring>> Questions() const { return Copy(m_questions); }
     [[nodiscard]] std::vector<LoggedProfile> Profiles() const { return Copy(m_profiles); }
     [[nodiscard]] std::vector<LoggedExplicit> Explicits() const { return Copy(m_explicits); }
-    [[nodiscard]] std::vector<std::wstring> Messages() const;  // of the records
+    // Of the records.
+    [[nodiscard]] std::vector<std::wstring> Messages() const {
+        std::vector<std::wstring> messages;
+        for (const LoggedRecord& record : Records())
+            messages.push_back(record.message);
+        return messages;
+    }
 
     // IUnknown
-    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
-    STDMETHODIMP_(ULONG) Release() override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+        if (onQueryInterface)
+            onQueryInterface();
+        *object = nullptr;
+        if ((iid == __uuidof(ITKRuntimeLogger) && !offersLog) ||
+            (iid == __uuidof(ITKRuntimeLoggerQuestion) && !offersQuestion) ||
+            (iid == __uuidof(ITKRuntimeLoggerDump) && !offersDump))
+            return E_NOINTERFACE;
+        return CTestObject::QueryInterface(iid, object);
+    }
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = CTestObject::Release();
+        if (left == 0)
+            delete this;
+        return left;
+    }
 
     // ITKRuntimeLogger
     STDMETHODIMP Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
-                     BSTR message) override;
+                     BSTR message) override {
+        return Keep(m_records,
+                    {severity, Text(category), processId, threadId, Text(file), line, Text(function), Text(message)});
+    }
     STDMETHODIMP LogProfile(LONG severity, BSTR category, ULONG processId, BSTR file, LONG line, BSTR function,
-                            BSTR message, MIDL_uhyper count, double firstDuration, double maximumDuration,
-                            double totalDuration) override;
+                            BSTR message, MIDL_uhyper count, double first, double maximum, double total) override {
+        return Keep(m_profiles, {severity, Text(category), processId, Text(file), line, Text(function), Text(message),
+                                 count, first, maximum, total});
+    }
     STDMETHODIMP LogExplicit(LONG severity, BSTR category, ULONG value1, ULONG value2, BSTR file, LONG line,
-                             ULONG value3, BSTR function, BSTR message, VARIANT_BOOL flag) override;
+                             ULONG value3, BSTR function, BSTR message, VARIANT_BOOL flag) override {
+        return Keep(m_explicits, {severity, Text(category), value1, value2, Text(file), line, value3, Text(function),
+                                  Text(message), flag});
+    }
 
     // ITKRuntimeLoggerQuestion
     STDMETHODIMP AskQuestion(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
-                             BSTR function, BSTR question, BSTR secondText, LONG defaultAnswer, LONG* answer) override;
+                             BSTR function, BSTR question, BSTR secondText, LONG defaultAnswer, LONG* answer) override {
+        const LoggedRecord record{severity,   Text(category), processId,      threadId,
+                                  Text(file), line,           Text(function), Text(question)};
+        *answer = onAsk ? onAsk(record) : defaultAnswer;
+        return Keep(m_questions, {record, Text(secondText)});
+    }
 
     // ITKRuntimeLoggerDump
     STDMETHODIMP LogWithDump(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
-                             BSTR function, BSTR message) override;
+                             BSTR function, BSTR message) override {
+        return Keep(m_dumps,
+                    {severity, Text(category), processId, threadId, Text(file), line, Text(function), Text(message)});
+    }
 
 private:
     CRecordingLogger() = default;
 
+    static std::wstring Text(BSTR text) { return text ? std::wstring(text, ::SysStringLen(text)) : kNullText; }
+
+    // Writes the call down and gives its result.
     template <class Entry>
-    void Keep(std::vector<Entry>& list, std::type_identity_t<Entry> entry) {
-        const std::lock_guard lock(m_lock);
-        list.push_back(std::move(entry));
+    HRESULT Keep(std::vector<Entry>& list, std::type_identity_t<Entry> entry) {
+        {
+            const std::lock_guard lock(m_lock);
+            list.push_back(std::move(entry));
+        }
+        return onCall ? onCall() : S_OK;
     }
     template <class Entry>
     std::vector<Entry> Copy(const std::vector<Entry>& list) const {
@@ -124,7 +170,6 @@ private:
         return list;
     }
 
-    std::atomic<ULONG> m_references{1};
     mutable std::mutex m_lock;  // guards what follows
     std::vector<LoggedRecord> m_records, m_dumps;
     std::vector<std::pair<LoggedRecord, std::wstring>> m_questions;
@@ -135,16 +180,28 @@ private:
 // Publishes a logger for as long as it lives. Enters the multithreaded apartment on its thread for that time.
 class CPublishedLogger final {
 public:
-    explicit CPublishedLogger(Microsoft::WRL::ComPtr<CRecordingLogger> logger = CRecordingLogger::Create());
+    explicit CPublishedLogger(Microsoft::WRL::ComPtr<CRecordingLogger> logger = CRecordingLogger::Create())
+        : m_logger(std::move(logger)) {
+        Microsoft::WRL::ComPtr<IMoniker> moniker;
+        if (SUCCEEDED(::GetRunningObjectTable(0, &m_table)) &&
+            SUCCEEDED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker)))
+            m_table->Register(ROTFLAGS_REGISTRATIONKEEPSALIVE, static_cast<ITKRuntimeLogger*>(m_logger.Get()),
+                              moniker.Get(), &m_registration);
+    }
     CPublishedLogger(const CPublishedLogger&) = delete;
     CPublishedLogger& operator=(const CPublishedLogger&) = delete;
-    ~CPublishedLogger();
+    ~CPublishedLogger() {
+        if (m_registration != 0)
+            m_table->Revoke(m_registration);
+    }
 
     [[nodiscard]] bool IsPublished() const { return m_registration != 0; }
     CRecordingLogger* operator->() const { return m_logger.Get(); }
 
 private:
+    const CTestApartment m_apartment{COINIT_MULTITHREADED};
     const Microsoft::WRL::ComPtr<CRecordingLogger> m_logger;
+    Microsoft::WRL::ComPtr<IRunningObjectTable> m_table;
     DWORD m_registration = 0;
 };
 
@@ -152,14 +209,7 @@ private:
 template <class Body>
 void OnNewThread(Body&& body) {
     std::async(std::launch::async, [&] {
-        const HRESULT entered = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        struct Leave {
-            bool entered;
-            ~Leave() {
-                if (entered)
-                    ::CoUninitialize();
-            }
-        } const leave{SUCCEEDED(entered)};
+        const CTestApartment apartment(COINIT_MULTITHREADED);
         body();
     }).get();
 }

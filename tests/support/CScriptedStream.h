@@ -4,43 +4,33 @@
 //   source.On(CScriptedStream::kRead, 1, {.result = STG_E_READFAULT, .bytes = 3});  // the read after the next one
 //
 // Threads: any thread; a held call holds no lock.
-// Lifetime: the test's, not the reference count's: AddRef and Release only count, and References() tells how many
-// references the code under test still has. Clones live as long as the stream they came from.
-// It has no marshaler: used from another apartment, its calls arrive through a proxy on its own thread.
+// Lifetime: the test's; clones live as long as the stream they came from.
 #pragma once
 
-#include <windows.h>
+#include "tests/support/CTestObject.h"
 
-#include <objidl.h>
+#include <objbase.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-class CScriptedStream final : public IStream {
+class CScriptedStream final : public CTestObject<IStream> {
 public:
-    enum Kind {
-        kRead,
-        kWrite,
-        kSeek,
-        kSetSize,
-        kCopyTo,
-        kCommit,
-        kRevert,
-        kLockRegion,
-        kUnlockRegion,
-        kStat,
-        kClone,
-        kKinds
-    };
+    enum Kind { kRead, kWrite, kSeek, kStat, kClone, kOther, kKinds };
 
     // What one call does. The plain one works as a well-behaved stream's does.
     struct Step {
@@ -53,11 +43,12 @@ public:
     };
 
     explicit CScriptedStream(std::string_view contents = {}) : m_contents(contents) {}
-    CScriptedStream(const CScriptedStream&) = delete;
-    CScriptedStream& operator=(const CScriptedStream&) = delete;
 
     // The `nth` call of this kind from now on does `step`; 0 is the next one.
-    void On(Kind kind, int nth, Step step);
+    void On(Kind kind, int nth, Step step) {
+        const std::lock_guard lock(m_mutex);
+        m_script[{kind, m_calls[kind] + nth}] = step;
+    }
     // Drops the steps that were not reached.
     void ForgetSteps() { Set(m_script, {}); }
     // Every read and write moves at most this many bytes.
@@ -67,44 +58,110 @@ public:
     void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
 
     // Waits until a call is held. False: none was within ten seconds.
-    [[nodiscard]] bool WaitUntilHeld();
+    [[nodiscard]] bool WaitUntilHeld() {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::seconds(10), [this] { return m_held; });
+    }
     // Lets the held call go on.
-    void LetGo();
+    void LetGo() {
+        const std::lock_guard lock(m_mutex);
+        m_held = false;
+        m_changed.notify_all();
+    }
 
     [[nodiscard]] int Calls(Kind kind) const { return Get(m_calls)[kind]; }
-    [[nodiscard]] int Calls() const;                                          // of all kinds together
+    [[nodiscard]] int Calls() const {  // of all kinds together
+        const auto calls = Get(m_calls);
+        return std::accumulate(calls.begin(), calls.end(), 0);
+    }
     [[nodiscard]] DWORD LastThread() const { return Get(m_lastThread); }      // on which the last call came in
     [[nodiscard]] ULONG LastReadSize() const { return Get(m_lastReadSize); }  // what the last read asked for
-    [[nodiscard]] ULONG References() const { return Get(m_references); }      // to this stream alone
-    [[nodiscard]] ULONGLONG Position() const { return Get(m_position); }
     [[nodiscard]] std::string Contents() const { return Get(m_contents); }
-    [[nodiscard]] CScriptedStream* LastClone() const { return Get(m_lastClone); }
+    [[nodiscard]] CScriptedStream* LastClone() const { return Get(m_clones).back().get(); }
 
     // IUnknown
-    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-    STDMETHODIMP_(ULONG) AddRef() override;
-    STDMETHODIMP_(ULONG) Release() override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+        return CTestObject::QueryInterface(iid == __uuidof(ISequentialStream) ? __uuidof(IStream) : iid, object);
+    }
 
     // ISequentialStream
-    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) override;
-    STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) override;
+    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) override {
+        std::unique_lock lock(m_mutex);
+        m_lastReadSize = cb;
+        const Step step = Begin(kRead, lock);
+        const size_t start = static_cast<size_t>(std::min<ULONGLONG>(m_position, m_contents.size()));
+        const size_t count = Transfer(step, cb, m_contents.size() - start);
+        if (count > 0)
+            std::memcpy(buffer, m_contents.data() + start, count);
+        m_position += count;
+        if (bytesRead)
+            *bytesRead = step.claim.value_or(static_cast<ULONG>(count));
+        return End(step, count == cb ? S_OK : S_FALSE);
+    }
+    STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) override {
+        std::unique_lock lock(m_mutex);
+        const Step step = Begin(kWrite, lock);
+        const size_t count = Transfer(step, cb, cb);
+        const size_t start = static_cast<size_t>(m_position);
+        if (count > 0) {
+            m_contents.resize(std::max(m_contents.size(), start + count));
+            std::memcpy(m_contents.data() + start, buffer, count);
+        }
+        m_position += count;
+        if (bytesWritten)
+            *bytesWritten = step.claim.value_or(static_cast<ULONG>(count));
+        return End(step);
+    }
 
     // IStream
-    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override;
-    STDMETHODIMP SetSize(ULARGE_INTEGER newSize) override;
-    STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override {
-        return Only(kCopyTo, E_NOTIMPL);
+    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override {
+        std::unique_lock lock(m_mutex);
+        const Step step = Begin(kSeek, lock);
+        if (step.claim && newPosition)
+            newPosition->QuadPart = *step.claim;
+        if (step.throws || FAILED(step.result))
+            return End(step);
+        const ULONGLONG bases[] = {0, m_position, m_contents.size()};
+        const ULONGLONG target = bases[origin % 3] + static_cast<ULONGLONG>(move.QuadPart);
+        if (origin > STREAM_SEEK_END || static_cast<LONGLONG>(target) < 0)
+            return STG_E_INVALIDFUNCTION;
+        m_position = target;
+        if (!step.claim && newPosition)
+            newPosition->QuadPart = target;
+        return End(step);
     }
-    STDMETHODIMP Commit(DWORD) override { return Only(kCommit, S_OK); }
-    STDMETHODIMP Revert() override { return Only(kRevert, S_OK); }
-    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override {
-        return Only(kLockRegion, STG_E_INVALIDFUNCTION);
+    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) override {
+        std::unique_lock lock(m_mutex);
+        const Step step = Begin(kStat, lock);
+        if (step.throws || FAILED(step.result))
+            return End(step);
+        *stat = {};
+        stat->type = STGTY_STREAM;
+        stat->cbSize.QuadPart = m_reportedSize.value_or(m_contents.size());
+        if (!(flag & STATFLAG_NONAME) && !step.nothing) {
+            constexpr wchar_t kName[] = L"scripted";
+            stat->pwcsName = static_cast<wchar_t*>(std::memcpy(::CoTaskMemAlloc(sizeof(kName)), kName, sizeof(kName)));
+        }
+        return End(step);
     }
-    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override {
-        return Only(kUnlockRegion, STG_E_INVALIDFUNCTION);
+    STDMETHODIMP Clone(IStream** clone) override {
+        std::unique_lock lock(m_mutex);
+        const Step step = Begin(kClone, lock);
+        *clone = nullptr;
+        if (step.throws || step.nothing || FAILED(step.result))
+            return End(step);
+        CScriptedStream& made = *m_clones.emplace_back(std::make_shared<CScriptedStream>(m_contents));
+        made.m_position = m_position;
+        made.AddRef();
+        *clone = &made;
+        return End(step);
     }
-    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) override;
-    STDMETHODIMP Clone(IStream** clone) override;
+    STDMETHODIMP SetSize(ULARGE_INTEGER) override { return Other(); }
+    STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return Other(); }
+    STDMETHODIMP Commit(DWORD) override { return Other(); }
+    STDMETHODIMP Revert() override { return Other(); }
+    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return Other(); }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return Other(); }
 
 private:
     template <class T>
@@ -118,13 +175,37 @@ private:
         member = std::move(value);
     }
     // Counts the call, waits if it is to be held, and gives its step.
-    Step Begin(Kind kind, std::unique_lock<std::mutex>& lock);
+    Step Begin(Kind kind, std::unique_lock<std::mutex>& lock) {
+        m_lastThread = ::GetCurrentThreadId();
+        const auto scripted = m_script.find({kind, m_calls[kind]++});
+        if (scripted == m_script.end())
+            return {};
+        const Step step = scripted->second;
+        m_script.erase(scripted);
+        if (step.holds) {
+            m_held = true;
+            m_changed.notify_all();
+            m_changed.wait(lock, [this] { return !m_held; });
+        }
+        return step;
+    }
     // The end of a call: throws or returns.
-    static HRESULT End(const Step& step, HRESULT usual);
-    // A call that does nothing else.
-    HRESULT Only(Kind kind, HRESULT usual);
+    static HRESULT End(const Step& step, HRESULT usual = S_OK) {
+        if (step.throws)
+            throw std::runtime_error("scripted");
+        return step.result == S_OK ? usual : step.result;
+    }
+    // A call of a kind that is only counted.
+    HRESULT Other() {
+        const std::lock_guard lock(m_mutex);
+        ++m_calls[kOther];
+        return E_NOTIMPL;
+    }
     // How many of `available` bytes go over in a call that wants `cb`.
-    size_t Transfer(const Step& step, ULONG cb, size_t available) const;
+    size_t Transfer(const Step& step, ULONG cb, size_t available) const {
+        const ULONG asked = step.bytes ? *step.bytes : (step.throws || FAILED(step.result)) ? 0 : cb;
+        return std::min<size_t>(available, std::min({asked, cb, m_limit}));
+    }
 
     mutable std::mutex m_mutex;  // guards everything below
     std::condition_variable m_changed;
@@ -132,11 +213,9 @@ private:
     ULONGLONG m_position = 0;
     std::map<std::pair<Kind, int>, Step> m_script;  // by kind and number of the call
     std::array<int, kKinds> m_calls{};
-    std::vector<std::unique_ptr<CScriptedStream>> m_clones;
-    CScriptedStream* m_lastClone = nullptr;
+    std::vector<std::shared_ptr<CScriptedStream>> m_clones;
     std::optional<ULONGLONG> m_reportedSize;
     ULONG m_limit = 0xFFFFFFFF;
-    ULONG m_references = 0;
     ULONG m_lastReadSize = 0;
     DWORD m_lastThread = 0;
     bool m_held = false;

@@ -5,34 +5,28 @@
 //   EXPECT_EQ(S_OK, reader->SyncReadAligned(&sample));
 //   EXPECT_EQ("2345", sample.Data());
 //
-// Threads: one call at a time; the count from any.  Lifetime: the test's, not the reference count's; References() tells
-// how many references the code under test still has.
+// Threads: one call at a time; the count from any.  Lifetime: the test's.
 #pragma once
 
-#include <windows.h>
+#include "tests/support/CTestObject.h"
 
 #include <strmif.h>
+#include <vfwmsgs.h>
 
-#include <atomic>
 #include <map>
 #include <string>
-#include <vector>
 
-class CTestSample final : public IMediaSample {
+class CTestSample final : public CTestObject<IMediaSample> {
 public:
-    explicit CTestSample(LONG size) : claimedSize(size), m_buffer(static_cast<std::size_t>(size), BYTE{'.'}) {}
-    CTestSample(const CTestSample&) = delete;
-    CTestSample& operator=(const CTestSample&) = delete;
-    virtual ~CTestSample() = default;
+    explicit CTestSample(LONG size) : claimedSize(size), m_buffer(static_cast<std::size_t>(size), '.') {}
 
     // What the calls give. Times in the sample's own unit, 100 ns; failing calls write what they have all the same.
     HRESULT getPointer = S_OK;
     HRESULT getTime = S_OK;
     LONG claimedSize;
-    REFERENCE_TIME start = 0;
-    REFERENCE_TIME stop = 0;
+    REFERENCE_TIME start = 0, stop = 0;
     LONG actualLength = 0;
-    std::map<int, HRESULT> setLength;  // by number of the call: 0 is the first SetActualDataLength
+    std::map<int, HRESULT> setLength;  // failures, by number of the call: 0 is the first SetActualDataLength
 
     // Positions in bytes, as an asynchronous reader takes them from the times.
     void SetRange(LONGLONG first, LONGLONG end) {
@@ -40,26 +34,33 @@ public:
         stop = end * 10'000'000;
     }
     // The bytes that the actual length covers.
-    [[nodiscard]] std::string Data() const;
-    [[nodiscard]] ULONG References() const { return m_references; }
-
-    // IUnknown
-    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
-    STDMETHODIMP_(ULONG) Release() override { return --m_references; }
+    [[nodiscard]] std::string Data() const { return m_buffer.substr(0, static_cast<std::size_t>(actualLength)); }
 
     // IMediaSample
-    STDMETHODIMP GetPointer(BYTE** buffer) override;
+    STDMETHODIMP GetPointer(BYTE** buffer) override {
+        *buffer = reinterpret_cast<BYTE*>(m_buffer.data());
+        return getPointer;
+    }
     STDMETHODIMP_(long) GetSize() override { return claimedSize; }
-    STDMETHODIMP GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) override;
+    STDMETHODIMP GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) override {
+        *from = start;
+        *to = stop;
+        return getTime;
+    }
+    STDMETHODIMP_(long) GetActualDataLength() override { return actualLength; }
+    STDMETHODIMP SetActualDataLength(long length) override {
+        if (const auto scripted = setLength.find(m_lengthCalls++); scripted != setLength.end())
+            return scripted->second;
+        if (length < 0 || static_cast<std::size_t>(length) > m_buffer.size())
+            return VFW_E_BUFFER_OVERFLOW;
+        actualLength = length;
+        return S_OK;
+    }
     STDMETHODIMP SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return E_NOTIMPL; }
     STDMETHODIMP IsSyncPoint() override { return S_FALSE; }
     STDMETHODIMP SetSyncPoint(BOOL) override { return E_NOTIMPL; }
     STDMETHODIMP IsPreroll() override { return S_FALSE; }
     STDMETHODIMP SetPreroll(BOOL) override { return E_NOTIMPL; }
-    STDMETHODIMP_(long) GetActualDataLength() override { return actualLength; }
-    // VFW_E_BUFFER_OVERFLOW: longer than the buffer.
-    STDMETHODIMP SetActualDataLength(long length) override;
     STDMETHODIMP GetMediaType(AM_MEDIA_TYPE**) override { return E_NOTIMPL; }
     STDMETHODIMP SetMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
     STDMETHODIMP IsDiscontinuity() override { return S_FALSE; }
@@ -68,7 +69,6 @@ public:
     STDMETHODIMP SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
 
 private:
-    std::vector<BYTE> m_buffer;
-    std::atomic<ULONG> m_references{0};
+    std::string m_buffer;
     int m_lengthCalls = 0;
 };

@@ -11,17 +11,13 @@ namespace {
 int Apartment() {
     APTTYPE type{};
     APTTYPEQUALIFIER qualifier{};
-    const HRESULT hr = ::CoGetApartmentType(&type, &qualifier);
-    if (FAILED(hr) || qualifier == APTTYPEQUALIFIER_IMPLICIT_MTA)
+    if (FAILED(::CoGetApartmentType(&type, &qualifier)) || qualifier == APTTYPEQUALIFIER_IMPLICIT_MTA)
         return -1;
     return type == APTTYPE_MAINSTA ? APTTYPE_STA : type;
 }
 
 struct CBody {
-    HRESULT Work() {
-        apartment = Apartment();
-        return S_FALSE;
-    }
+    HRESULT Work() { return apartment = Apartment(), S_FALSE; }
     HRESULT Throw() { throw std::runtime_error("body"); }
 
     int apartment = -2;
@@ -29,8 +25,8 @@ struct CBody {
 using Adapter = CComThreadRunnableAdapter<CBody>;
 
 TEST(CComThreadRunnableAdapterTest, BodyRunsInTheApartmentThatWasAskedForAndTheThreadIsLeftAsItWas) {
-    for (const DWORD flags : {COINIT_MULTITHREADED, COINIT_APARTMENTTHREADED}) {
-        const int kind = flags == COINIT_MULTITHREADED ? APTTYPE_MTA : APTTYPE_STA;
+    for (const auto& [flags, kind] :
+         {std::pair<DWORD, int>{COINIT_MULTITHREADED, APTTYPE_MTA}, {COINIT_APARTMENTTHREADED, APTTYPE_STA}}) {
         CBody body;
         EXPECT_EQ(S_FALSE, Adapter(&body, &CBody::Work, flags).Run());
         EXPECT_EQ(kind, body.apartment);

@@ -27,13 +27,11 @@ struct CWaitingRunnable final : IThreadRunnable {
         for (size_t i = 0; i < sizeof frame; i += 4096)
             frame[i] = 1;
         threadId = ::GetCurrentThreadId();
-        ::SetEvent(begun.Get());
-        ::WaitForSingleObject(end.Get(), INFINITE);
+        ::SignalObjectAndWait(begun.Get(), end.Get(), INFINITE, FALSE);
         return E_UNEXPECTED;
     }
-    // Events of the platform: the standard library's semaphores lose wake-ups with this compiler under Wine.
-    CAutoHandle begun{::CreateEventW(nullptr, FALSE, FALSE, nullptr)},
-        end{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    CAutoHandle begun{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    CAutoHandle end{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     DWORD threadId = 0;
 };
 
@@ -51,11 +49,8 @@ TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnother) {
         EXPECT_EQ(runnable.threadId, ::GetThreadId(handle));
         EXPECT_EQ(runnable.threadId, g_namedThread);
         EXPECT_EQ("MTA worker", g_name);
-
         DWORD exitCode = 99;
-        EXPECT_FALSE(thread.Start());
-        EXPECT_FALSE(thread.Join(0));
-        EXPECT_FALSE(thread.GetExitCode(&exitCode));
+        EXPECT_FALSE(thread.Start() || thread.Join(0) || thread.GetExitCode(&exitCode));
         EXPECT_EQ(handle, thread.GetHandle());
         ::SetEvent(runnable.end.Get());
         EXPECT_TRUE(thread.Join(INFINITE));

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <string>
 #include <thread>
 
 namespace {
@@ -14,58 +13,45 @@ constexpr wchar_t kWide[] = L"na\u00EFve \U0001F3AC";
 constexpr char kNarrow[] = "na\xC3\xAFve \xF0\x9F\x8E\xAC";
 
 TEST(CStringManagerTest, GivesEveryFormWhicheverWasSetAndWhicheverIsAskedForFirst) {
-    void (*const setters[])(Utf8&) = {
-        [](Utf8& string) { string.SetWide(kWide); },
-        [](Utf8& string) { string.SetNarrow(kNarrow); },
-        [](Utf8& string) { string.SetBstr(kWide); },
-    };
-    void (*const checks[])(Utf8&) = {
-        [](Utf8& string) { EXPECT_STREQ(kWide, string.GetWide()); },
-        [](Utf8& string) { EXPECT_STREQ(kNarrow, string.GetNarrow()); },
-        [](Utf8& string) {
-            EXPECT_STREQ(kWide, string.GetBstr());
-            EXPECT_EQ(8u, ::SysStringLen(string.GetBstr()));
-        },
-    };
-    for (size_t set = 0; set < 3; ++set)
-        for (size_t order = 0; order < 3; ++order) {
-            SCOPED_TRACE(::testing::Message() << "setter " << set << ", order " << order);
+    for (int setter = 0; setter < 3; ++setter)
+        for (int order = 0; order < 3; ++order) {
+            SCOPED_TRACE(::testing::Message() << "setter " << setter << ", order " << order);
             Utf8 string;
             string.SetWide(L"old");  // every form of it has to go
             EXPECT_STREQ("old", string.GetNarrow());
             EXPECT_STREQ(L"old", string.GetBstr());
-            setters[set](string);
-            for (size_t i = 0; i < 3; ++i)
-                checks[(order + i) % 3](string);
+            setter == 0 ? string.SetWide(kWide) : setter == 1 ? string.SetNarrow(kNarrow) : string.SetBstr(kWide);
+            for (int form = order; form < order + 3; ++form) {
+                if (form % 3 == 0)
+                    EXPECT_STREQ(kWide, string.GetWide());
+                else if (form % 3 == 1)
+                    EXPECT_STREQ(kNarrow, string.GetNarrow());
+                else
+                    EXPECT_EQ(8u, ::SysStringLen(string.GetBstr()));
+            }
             string.SetWide(string.GetWide());  // to its own string
-            checks[1](string);
+            EXPECT_STREQ(kNarrow, string.GetNarrow());
         }
 }
 
-TEST(CStringManagerTest, TellsNoStringFromAnEmptyOne) {
+TEST(CStringManagerTest, TellsNoStringFromAnEmptyOneAndSpellsEvenWhatAFormCannotSay) {
     Utf8 string;
     for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(nullptr, string.GetWide());
-        EXPECT_EQ(nullptr, string.GetNarrow());
-        EXPECT_EQ(nullptr, string.GetBstr());
+        EXPECT_FALSE(string.GetWide() || string.GetNarrow() || string.GetBstr());
         string.SetWide(L"");
         EXPECT_STREQ("", string.GetNarrow());
         EXPECT_STREQ(L"", string.GetBstr());
         string.SetWide(nullptr);
     }
-}
-
-TEST(CStringManagerTest, GivesASpellingEvenOfTextThatAFormCannotSay) {
-    CStringManager<CP_ACP> ansi;
-    ansi.SetWide(L"\u6620\u05D0\U0001F3AC.avi");
-    EXPECT_NE(nullptr, ansi.GetNarrow());
-    EXPECT_STREQ(L"\u6620\u05D0\U0001F3AC.avi", ansi.GetBstr());
-    Utf8 string;
     string.SetWide(L"a\xD800z");
     EXPECT_STREQ("a\xEF\xBF\xBDz", string.GetNarrow());
     EXPECT_STREQ(L"a\xD800z", string.GetWide());
     string.SetNarrow("a\xFFz");
     EXPECT_STREQ(L"a\xFFFDz", string.GetWide());
+    CStringManager<CP_ACP> ansi;
+    ansi.SetWide(L"\u6620\u05D0\U0001F3AC.avi");
+    EXPECT_NE(nullptr, ansi.GetNarrow());
+    EXPECT_STREQ(L"\u6620\u05D0\U0001F3AC.avi", ansi.GetBstr());
 }
 
 TEST(CStringManagerTest, GivesRacingReadersOneAndTheSameForm) {
@@ -73,20 +59,17 @@ TEST(CStringManagerTest, GivesRacingReadersOneAndTheSameForm) {
         Utf8 string;
         string.SetNarrow("race");
         std::atomic<int> ready{0};
-        const wchar_t* seen[2][2]{};
-        const auto read = [&](int reader) {
-            ++ready;
-            while (ready < 2)
+        const auto read = [&](std::pair<const wchar_t*, BSTR>& seen) {
+            for (++ready; ready < 2;)
                 std::this_thread::yield();
-            seen[reader][0] = string.GetWide();
-            seen[reader][1] = string.GetBstr();
+            seen = {string.GetWide(), string.GetBstr()};
         };
-        std::thread other(read, 0);
-        read(1);
+        std::pair<const wchar_t*, BSTR> here, there;
+        std::thread other([&] { read(there); });
+        read(here);
         other.join();
-        ASSERT_EQ(seen[0][0], seen[1][0]);
-        ASSERT_EQ(seen[0][1], seen[1][1]);
-        ASSERT_STREQ(L"race", string.GetWide());
+        ASSERT_EQ(here, there);
+        ASSERT_STREQ(L"race", here.first);
     }
 }
 

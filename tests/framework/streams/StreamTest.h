@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <wrl/client.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -30,6 +29,11 @@ inline ULARGE_INTEGER Bytes(ULONGLONG bytes) {
 
 inline bool Exists(const std::wstring& path) {
     return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+// A pointer that a call must overwrite.
+inline IStream* Poison() {
+    return reinterpret_cast<IStream*>(1);
 }
 
 struct StreamTest : ::testing::Test {
@@ -58,6 +62,26 @@ struct StreamTest : ::testing::Test {
         return hr;
     }
     std::wstring Name() { return SUCCEEDED(Stat(STATFLAG_DEFAULT)) && name ? name.Get() : L""; }
+    // The result of a clone that hands out nothing.
+    HRESULT FailedClone() {
+        IStream* clone = Poison();
+        const HRESULT hr = stream->Clone(&clone);
+        EXPECT_EQ(nullptr, clone);
+        return hr;
+    }
+    // Every stream of the framework refuses these.
+    void ExpectRefusals(HRESULT nullPointer) {
+        ULONG count = 0xDEAD;
+        EXPECT_EQ(nullPointer, stream->Read(nullptr, 1, &count));
+        EXPECT_EQ(0u, count);
+        EXPECT_EQ(nullPointer, stream->Stat(nullptr, STATFLAG_NONAME));
+        EXPECT_EQ(E_POINTER, stream->Clone(nullptr));
+        EXPECT_EQ(E_POINTER, stream->CopyTo(nullptr, Bytes(1), nullptr, nullptr));
+        EXPECT_EQ(E_NOTIMPL, stream->Commit(STGC_DEFAULT));
+        EXPECT_EQ(E_NOTIMPL, stream->Revert());
+        EXPECT_EQ(STG_E_INVALIDFUNCTION, stream->LockRegion(Bytes(0), Bytes(1), LOCK_WRITE));
+        EXPECT_EQ(STG_E_INVALIDFUNCTION, stream->UnlockRegion(Bytes(0), Bytes(1), LOCK_WRITE));
+    }
 
     ComPtr<IStream> stream;
     STATSTG stat{};

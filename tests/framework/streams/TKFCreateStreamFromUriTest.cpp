@@ -2,6 +2,7 @@
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CFakeDataService.h"
 #include "tests/support/CRegisteredComClass.h"
+#include "tests/support/CScriptedStream.h"
 #include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
 
@@ -10,207 +11,167 @@
 
 namespace {
 
-constexpr DWORD READ_SHARED = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareDelete;
+using Call = CFakeDataService::Call;
+using OpenUriAs = std::function<HRESULT(VARIANT*)>;
+using CreateStream = std::function<HRESULT(const std::wstring&, IStream**)>;
 
-[[nodiscard]] IStream* Poison() {
-    return reinterpret_cast<IStream*>(1);
-}
+constexpr DWORD kRead = kTKFStreamRead, kWrite = kTKFStreamWrite;
 
-[[nodiscard]] ComPtr<IStream> MakeStream() {
-    ComPtr<IStream> stream;
-    EXPECT_EQ(S_OK, ::CreateStreamOnHGlobal(nullptr, TRUE, &stream));
-    return stream;
-}
-
-struct CreateStreamFromUriTest : ::testing::Test {
-    // Opens `uri` with the service's factory given; the out-pointers must always be written.
-    HRESULT Open(const wchar_t* uri, DWORD mode) {
-        *stream.ReleaseAndGetAddressOf() = Poison();
-        *usedFactory.ReleaseAndGetAddressOf() = Poison();
-        return TKFCreateStreamFromUri(uri, mode, stream.GetAddressOf(), factory.Get(), usedFactory.GetAddressOf());
-    }
-    void SetUp() override {
-        service.createStream = [this](const std::wstring&, IStream** to) { return source.CopyTo(to); };
-    }
+struct TKFCreateStreamFromUriTest : ::testing::Test {
+    void SetUp() override { service.createStream = healthy; }
     void TearDown() override {
         stream.Reset();
         usedFactory.Reset();
         factory.Reset();
         EXPECT_EQ(0, service.LiveObjects());
-        EXPECT_EQ(0u, source.Reset());
+        EXPECT_EQ(0u, source.References());
+    }
+    // Opens `uri` with the service's factory given; the out-pointers must always be written.
+    HRESULT Open(const wchar_t* uri, DWORD mode) {
+        *stream.ReleaseAndGetAddressOf() = Poison();
+        *usedFactory.ReleaseAndGetAddressOf() = Poison();
+        const HRESULT hr =
+            TKFCreateStreamFromUri(uri, mode, stream.GetAddressOf(), factory.Get(), usedFactory.GetAddressOf());
+        EXPECT_TRUE(SUCCEEDED(hr) || !(stream || usedFactory));
+        return hr;
     }
 
-    CTestApartment apartment{COINIT_MULTITHREADED};
-    ComPtr<IStream> source = MakeStream();
+    const CTestApartment apartment{COINIT_MULTITHREADED};
+    CScriptedStream source;
     CFakeDataService service;
+    const CreateStream healthy = [this](auto&, IStream** to) { return source.QueryInterface(IID_PPV_ARGS(to)); };
     ComPtr<ITKDSUriAccessFactory> factory = service.Factory();
     ComPtr<IStream> stream;
     ComPtr<IUnknown> usedFactory;
 };
 
-TEST_F(CreateStreamFromUriTest, RefusesWrongArgumentsBeforeAnythingIsOpened) {
-    EXPECT_EQ(E_INVALIDARG, Open(nullptr, READ_SHARED));
-    EXPECT_EQ(E_INVALIDARG, Open(L"", READ_SHARED));
-    EXPECT_EQ(E_INVALIDARG, Open(L"http://h/x", 0xFFFFFFFF & ~(kTKFStreamRead | kTKFStreamWrite)));
-    EXPECT_FALSE(stream || usedFactory);
-    EXPECT_EQ(E_INVALIDARG, TKFCreateStreamFromUri(L"", READ_SHARED, nullptr, nullptr, nullptr));
-
+TEST_F(TKFCreateStreamFromUriTest, RefusesWrongArgumentsBeforeAnythingIsOpened) {
+    EXPECT_EQ(E_INVALIDARG, Open(nullptr, kRead));
+    EXPECT_EQ(E_INVALIDARG, Open(L"", kRead));
+    EXPECT_EQ(E_INVALIDARG, Open(L"http://h/x", ~(kRead | kWrite)));
+    EXPECT_EQ(E_INVALIDARG, TKFCreateStreamFromUri(L"", kRead, nullptr, nullptr, nullptr));
     *usedFactory.GetAddressOf() = Poison();
     EXPECT_EQ(E_POINTER,
-              TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, nullptr, factory.Get(), usedFactory.GetAddressOf()));
+              TKFCreateStreamFromUri(L"http://h/x", kRead, nullptr, factory.Get(), usedFactory.GetAddressOf()));
     EXPECT_FALSE(usedFactory);
     EXPECT_TRUE(service.Calls().empty());
 }
 
-TEST_F(CreateStreamFromUriTest, OpensLocalFilesWithoutTheDataService) {
+TEST_F(TKFCreateStreamFromUriTest, OpensLocalFilesWithoutTheDataService) {
     const CTempFile file;
     std::wstring url = L"file:///" + file.Path();
     url.replace(url.rfind(L".tmp"), 1, L"%2E");
     for (const std::wstring& name : {file.Path(), url}) {
-        EXPECT_EQ(S_OK, Open(name.c_str(), READ_SHARED));
+        EXPECT_EQ(S_OK, Open(name.c_str(), kRead | kShareAll));
         EXPECT_TRUE(stream && !usedFactory);
-        EXPECT_EQ(S_OK, TKFCreateStreamFromUri(name.c_str(), READ_SHARED, &stream, nullptr, nullptr));
     }
-    EXPECT_EQ(E_FAIL, Open((url + L".missing").c_str(), READ_SHARED));
-    EXPECT_FALSE(stream);
+    EXPECT_EQ(E_FAIL, Open((url + L".missing").c_str(), kRead));
     EXPECT_TRUE(service.Calls().empty());
 }
 
-TEST_F(CreateStreamFromUriTest, LeavesEverythingElseToTheDataService) {
-    for (const wchar_t* name :
-         {L"http://h/a b%20c?d#e", LR"(\\server\share\x)", L"file:", L"http://h:99999/", LR"(\\.\x)"}) {
-        SCOPED_TRACE(::testing::PrintToString(std::wstring(name)));
-        const auto before = static_cast<std::ptrdiff_t>(service.Calls().size());
-        EXPECT_EQ(S_OK, Open(name, READ_SHARED));
-        EXPECT_EQ(source, stream);
-        EXPECT_EQ(factory.Get(), usedFactory.Get());
-        const auto calls = service.Calls();
-        const std::vector<CFakeDataService::Call> expected = {{L"OpenUriAs", name, L"TKDS.Accessor.CreateStream", 0, 0},
-                                                              {L"CreateStream", name, L"", 1, 1}};
-        EXPECT_EQ(expected, std::vector(calls.begin() + before, calls.end()));
-    }
-}
-
-TEST_F(CreateStreamFromUriTest, TellsTheDataServiceWhoMayReadAndWrite) {
+TEST_F(TKFCreateStreamFromUriTest, LeavesEverythingElseToTheDataServiceAndTellsItWhoMayReadAndWrite) {
     const struct {
         DWORD mode;
         const wchar_t* method;
         unsigned long access, share;
+        const wchar_t* name = L"http://h/x";
     } table[] = {
-        {0x001, L"CreateStream", 1, 0},         {0x7FD & ~0x018u, L"CreateStream", 1, 0},
-        {0x019, L"CreateStream", 1, 3},         {0x011, L"CreateStream", 1, 2},
-        {0x002, L"CreateWritableStream", 2, 0}, {0x00A, L"CreateWritableStream", 2, 1},
-        {0x013, L"CreateWritableStream", 3, 2}, {0x01B, L"CreateWritableStream", 3, 3},
+        {0x001, L"CreateStream", 1, 0, L"http://h/a b%20c?d#e"},
+        {0x7FD & ~0x018u, L"CreateStream", 1, 0, LR"(\\server\share\x)"},
+        {0x019, L"CreateStream", 1, 3, L"file:"},
+        {0x011, L"CreateStream", 1, 2, L"http://h:99999/"},
+        {0x002, L"CreateWritableStream", 2, 0, LR"(\\.\x)"},
+        {0x00A, L"CreateWritableStream", 2, 1},
+        {0x013, L"CreateWritableStream", 3, 2},
     };
+    std::vector<Call> calls;
     for (const auto& row : table) {
-        SCOPED_TRACE(row.mode);
-        EXPECT_EQ(S_OK, Open(L"http://h/x", row.mode));
-        EXPECT_EQ((CFakeDataService::Call{row.method, L"http://h/x", L"", row.access, row.share}),
-                  service.Calls().back());
+        EXPECT_EQ(S_OK, Open(row.name, row.mode)) << row.mode;
+        EXPECT_EQ(&source, stream.Get());
+        EXPECT_EQ(factory.Get(), usedFactory.Get());
+        calls.push_back({L"OpenUriAs", row.name, L"TKDS.Accessor.CreateStream"});
+        calls.push_back({row.method, row.name, {}, row.access, row.share});
+        EXPECT_EQ(calls, service.Calls()) << row.mode;
     }
 }
 
 // What a stranger does at one step, and what becomes of it. Each time nothing is handed out, nothing leaks, and the
 // next attempt succeeds.
-TEST_F(CreateStreamFromUriTest, SurvivesADataServiceThatMisbehaves) {
-    using OpenUriAs = std::function<HRESULT(VARIANT*)>;
-    using Create = std::function<HRESULT(const std::wstring&, IStream**)>;
-    const auto gives = [this](VARTYPE type, bool isFilled, HRESULT hr = S_OK) -> OpenUriAs {
-        return [=, this](VARIANT* accessor) {
+TEST_F(TKFCreateStreamFromUriTest, SurvivesADataServiceThatMisbehaves) {
+    const auto gives = [this](VARTYPE type, IUnknown* object = nullptr, HRESULT hr = S_OK) -> OpenUriAs {
+        return [=](VARIANT* accessor) {
             accessor->vt = type;
-            accessor->llVal = 0;
-            if (isFilled && type == VT_BSTR)
-                accessor->bstrVal = ::SysAllocString(L"accessor");
-            else if (isFilled)
-                accessor->punkVal = service.Accessor(L"").Detach();
+            accessor->punkVal = object;
+            if (object)
+                object->AddRef();
             return hr;
         };
     };
+    const ComPtr<IUnknown> accessor = service.Accessor(L"");
     const struct {
         const char* what;
         HRESULT result;
         OpenUriAs openUriAs;
-        Create createStream = {};
+        CreateStream createStream = {};
     } table[] = {
-        {"factory fails", E_ACCESSDENIED, gives(VT_EMPTY, false, E_ACCESSDENIED)},
-        {"factory fails but fills the VARIANT", E_ACCESSDENIED, gives(VT_UNKNOWN, true, E_ACCESSDENIED)},
+        {"factory fails but fills the VARIANT", E_ACCESSDENIED, gives(VT_UNKNOWN, accessor.Get(), E_ACCESSDENIED)},
         {"factory throws", E_UNEXPECTED, [](VARIANT*) -> HRESULT { throw std::runtime_error("scripted"); }},
         {"factory runs out of memory", E_OUTOFMEMORY, [](VARIANT*) -> HRESULT { throw std::bad_alloc(); }},
         {"no VARIANT", E_FAIL, [](VARIANT*) { return S_OK; }},
-        {"null interface", E_FAIL, gives(VT_UNKNOWN, false)},
-        {"null dispatch interface", E_FAIL, gives(VT_DISPATCH, false)},
-        {"a string", E_FAIL, gives(VT_BSTR, true)},
-        {"an interface by reference", E_FAIL, gives(VT_UNKNOWN | VT_BYREF, false)},
-        {"a VARIANT of no known type", E_FAIL, gives(0x7777, false)},
-        {"accessor fails", STG_E_ACCESSDENIED, {}, [](auto&, IStream**) { return STG_E_ACCESSDENIED; }},
-        {"accessor fails but writes a pointer",
-         STG_E_ACCESSDENIED,
-         {},
-         [](auto&, IStream** to) { return *to = Poison(), STG_E_ACCESSDENIED; }},
+        {"null interface", E_FAIL, gives(VT_UNKNOWN)},
+        {"null dispatch interface", E_FAIL, gives(VT_DISPATCH)},
+        {"a string", E_FAIL, [](VARIANT* to) { return to->vt = VT_BSTR, to->bstrVal = ::SysAllocString(L"x"), S_OK; }},
+        {"an interface by reference", E_FAIL, gives(VT_UNKNOWN | VT_BYREF)},
+        {"a VARIANT of no known type", E_FAIL, gives(0x7777)},
+        {"accessor fails", E_ABORT, {}, [](auto&, IStream** to) { return *to = Poison(), E_ABORT; }},
         {"accessor throws", E_UNEXPECTED, {}, [](auto&, IStream**) -> HRESULT { throw 1; }},
         {"accessor gives no stream", E_FAIL, {}, [](auto&, IStream**) { return S_OK; }},
     };
-    const Create healthy = service.createStream;
-    for (const auto& row : table) {
-        for (const DWORD mode : {kTKFStreamRead, kTKFStreamWrite}) {
+    for (const auto& row : table)
+        for (const DWORD mode : {kRead, kWrite}) {
             SCOPED_TRACE(row.what);
             service.openUriAs = row.openUriAs;
             service.createStream = row.createStream ? row.createStream : healthy;
             EXPECT_EQ(row.result, Open(L"http://h/x", mode));
-            EXPECT_FALSE(stream || usedFactory);
-            EXPECT_EQ(1, service.LiveObjects());
+            EXPECT_EQ(2, service.LiveObjects());  // the factory and `accessor`
             service.openUriAs = {};
             service.createStream = healthy;
             EXPECT_EQ(S_OK, Open(L"http://h/x", mode));
         }
-    }
     // Rare ways of success: a dispatch VARIANT, and a code of the last call's own.
-    service.openUriAs = gives(VT_DISPATCH, true);
+    service.openUriAs = gives(VT_DISPATCH, accessor.Get());
     service.createStream = [&](auto& uri, IStream** to) { return FAILED(healthy(uri, to)) ? E_FAIL : S_FALSE; };
-    EXPECT_EQ(S_FALSE, TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, &stream, factory.Get(), nullptr));
+    EXPECT_EQ(S_FALSE, TKFCreateStreamFromUri(L"http://h/x", kRead, &stream, factory.Get(), nullptr));
     EXPECT_TRUE(stream);
-    EXPECT_EQ(S_OK, Open(L"http://h/x", READ_SHARED));  // here the last call handed the factory back
+    EXPECT_EQ(S_OK, Open(L"http://h/x", kRead));  // here the last call handed the factory back
 }
 
-TEST_F(CreateStreamFromUriTest, FailsWhenAnObjectOrItsInterfaceIsMissing) {
-    service.isWritable = false;
-    EXPECT_EQ(E_NOINTERFACE, Open(L"http://h/x", kTKFStreamRead | kTKFStreamWrite));
-    EXPECT_EQ(S_OK, Open(L"http://h/x", kTKFStreamRead));
-    service.isWritable = true;
-    service.isReadable = false;
-    EXPECT_EQ(E_NOINTERFACE, Open(L"http://h/x", kTKFStreamRead));
-    EXPECT_EQ(S_OK, Open(L"http://h/x", kTKFStreamRead | kTKFStreamWrite));
-
-    EXPECT_EQ(E_NOINTERFACE, TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, &stream, source.Get(), nullptr));
+TEST_F(TKFCreateStreamFromUriTest, FailsWhenAnObjectOrItsInterfaceIsMissing) {
+    for (const auto& [missing, other] : {std::pair{kRead, kRead | kWrite}, {kRead | kWrite, kRead}}) {
+        service.isReadable = missing != kRead;
+        service.isWritable = missing == kRead;
+        EXPECT_EQ(E_NOINTERFACE, Open(L"http://h/x", missing));
+        EXPECT_EQ(S_OK, Open(L"http://h/x", other));
+    }
+    EXPECT_EQ(E_NOINTERFACE, TKFCreateStreamFromUri(L"http://h/x", kRead, &stream, &source, nullptr));
     EXPECT_FALSE(stream);
     factory.Reset();  // and no class of one is registered
-    EXPECT_EQ(REGDB_E_CLASSNOTREG, Open(L"http://h/x", READ_SHARED));
+    EXPECT_EQ(REGDB_E_CLASSNOTREG, Open(L"http://h/x", kRead));
 }
 
-TEST(CreateStreamFromUri, MakesItsOwnFactoryInAnyApartment) {
-    for (const DWORD apartment : {COINIT_MULTITHREADED, COINIT_APARTMENTTHREADED}) {
-        SCOPED_TRACE(apartment);
-        const CTestApartment entered(apartment);
-        CFakeDataService service;
-        service.createStream = [](const std::wstring&, IStream** to) { return MakeStream().CopyTo(to); };
-        const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
-        ASSERT_EQ(S_OK, registered.Result());
-
-        const auto open = [] {
-            ComPtr<IStream> stream, again;
-            ComPtr<IUnknown> used;
-            EXPECT_EQ(S_OK, TKFCreateStreamFromUri(L"http://h/x", READ_SHARED, &stream, nullptr, &used));
-            EXPECT_TRUE(stream);
-            EXPECT_EQ(S_OK, TKFCreateStreamFromUri(L"http://h/y", READ_SHARED, &again, used.Get(), nullptr));
-        };
-        open();
+TEST_F(TKFCreateStreamFromUriTest, MakesItsOwnFactoryInAnyApartment) {
+    for (const DWORD flags : {COINIT_MULTITHREADED, COINIT_APARTMENTTHREADED})
         std::thread([&] {
-            const CTestApartment worker(COINIT_MULTITHREADED);
-            open();
+            const CTestApartment entered(flags);
+            const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
+            ASSERT_EQ(S_OK, registered.Result());
+            ComPtr<IStream> made, again;
+            ComPtr<IUnknown> used;
+            EXPECT_EQ(S_OK, TKFCreateStreamFromUri(L"http://h/x", kRead, &made, nullptr, &used));
+            EXPECT_EQ(S_OK, TKFCreateStreamFromUri(L"http://h/y", kRead, &again, used.Get(), nullptr));
+            EXPECT_TRUE(made && again);
         }).join();
-        EXPECT_EQ(0, service.LiveObjects());
-        EXPECT_EQ(8u, service.Calls().size());
-    }
+    EXPECT_EQ(8u, service.Calls().size());
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "framework/values/CTKCFPropertyValues.h"
-
-#include "framework/com/CComObjectBase.h"
+#include "framework/values/CVariant.h"
+#include "tests/support/CTestObject.h"
 
 #include <gtest/gtest.h>
 
@@ -8,25 +8,103 @@
 #include <new>
 #include <stdexcept>
 
-using Microsoft::WRL::ComPtr;
-
 namespace {
 
-// A property set whose one method is the test's.
-struct CFakePropertySet final : CComObjectBase<ITKCFPropertySet> {
-    std::function<HRESULT(VARIANT* value)> getValue;
-    std::wstring key;  // the last one asked for
+using Fill = std::function<void(VARIANT&)>;
 
+[[nodiscard]] SAFEARRAY* MakeArray(VARTYPE type, LONG firstIndex, std::initializer_list<LONG> elements) {
+    SAFEARRAYBOUND bound{static_cast<ULONG>(elements.size()), firstIndex};
+    SAFEARRAY* array = ::SafeArrayCreate(type, 1, &bound);
+    LONG index = firstIndex;
+    for (LONG element : elements) {
+        EXPECT_EQ(S_OK, ::SafeArrayPutElement(array, &index, &element));  // little-endian, so that UI1 works too
+        ++index;
+    }
+    return array;
+}
+
+// A VARIANT of type `type` whose member `member` is `value`.
+#define OF(type, member, value) [](VARIANT& variant) { variant.vt = (type), variant.member = (value); }
+
+TEST(CTKCFPropertyValueTest, HasAKindAndAStringFormForEachVariantThatItTakes) {
+    const struct {
+        Fill fill;
+        const wchar_t* kind;
+        std::wstring text;
+    } table[] = {
+        {OF(VT_I1, cVal, static_cast<CHAR>(-128)), L"Long", L"-128"},
+        {OF(VT_UI1, bVal, 255), L"Long", L"255"},
+        {OF(VT_I2, iVal, -32768), L"Long", L"-32768"},
+        {OF(VT_UI2, uiVal, 65535), L"Long", L"65535"},
+        {OF(VT_I4, lVal, -2147483647 - 1), L"Long", L"-2147483648"},
+        {OF(VT_UI4, ulVal, 0xFFFFFFFF), L"Int64", L"4294967295"},
+        {OF(VT_UINT, uintVal, 0xFFFFFFFF), L"Int64", L"4294967295"},
+        {OF(VT_I8, llVal, -5000000000), L"Int64", L"-5000000000"},
+        {OF(VT_UI8, ullVal, 0x7FFFFFFFFFFFFFFF), L"Int64", L"9223372036854775807"},
+        {OF(VT_BSTR, bstrVal, ::SysAllocStringLen(L"a\0b", 3)), L"String", std::wstring(L"a\0b", 3)},
+        {OF(VT_BSTR, bstrVal, nullptr), L"String", L""},
+        {OF(VT_BOOL, boolVal, VARIANT_TRUE), L"Boolean", L"true"},
+        {OF(VT_BOOL, boolVal, VARIANT_FALSE), L"Boolean", L"false"},
+        {OF(VT_R4, fltVal, 0.5f), L"Double", L"0.5"},
+        {OF(VT_R8, dblVal, 0.1), L"Double", L"0.1"},
+        {OF(VT_R8, dblVal, -1e300), L"Double", L"-1e+300"},
+        {OF(VT_DATE, date, 0.0), L"DateTime", L"1899-12-30T00:00:00"},
+        {OF(VT_DATE, date, 45322.75), L"DateTime", L"2024-01-31T18:00:00"},
+        {OF(VT_ARRAY | VT_I4, parray, MakeArray(VT_I4, -5, {1920, 1080})), L"Dimension", L"1920x1080"},
+        {OF(VT_ARRAY | VT_UI1, parray, MakeArray(VT_UI1, 1, {0, 0x1A, 0xFF})), L"Bytes", L"00-1A-FF"},
+        {OF(VT_ARRAY | VT_UI1, parray, MakeArray(VT_UI1, 0, {})), L"Bytes", L""},
+    };
+    for (const auto& row : table) {
+        CVariant variant;
+        row.fill(*variant.Put());
+        SCOPED_TRACE(variant.Type());
+        const auto value = CTKCFPropertyValue::FromVariant(variant.Get());
+        ASSERT_TRUE(value);
+        EXPECT_EQ(std::wstring(L"TKCF.PVT.") + row.kind, value->GetKind());
+        EXPECT_EQ(row.text, value->ToString());
+    }
+}
+
+TEST(CTKCFPropertyValueTest, IsNothingForOtherVariantsAndDamagedOnes) {
+    static LONG referred = 5;
+    static SAFEARRAYBOUND square[2] = {{2, 0}, {2, 0}};
+    const Fill table[] = {
+        OF(VT_EMPTY, llVal, 0),
+        OF(VT_UI8, ullVal, 0x8000000000000000),
+        OF(VT_I4 | VT_BYREF, plVal, &referred),
+        OF(VT_ERROR, scode, E_FAIL),
+        OF(0x7777, llVal, -1),
+        OF(VT_DATE, date, 1e300),
+        OF(VT_ARRAY | VT_UI1, parray, nullptr),
+        OF(VT_ARRAY | VT_I4, parray, nullptr),
+        OF(VT_ARRAY | VT_I4, parray, MakeArray(VT_I4, 0, {1})),
+        OF(VT_ARRAY | VT_I4, parray, MakeArray(VT_I4, 0, {1, 2, 3})),
+        OF(VT_ARRAY | VT_I4, parray, MakeArray(VT_UI1, 0, {1, 2})),  // the array is not what the VARIANT says
+        OF(VT_ARRAY | VT_BSTR, parray, MakeArray(VT_BSTR, 0, {})),
+        OF(VT_ARRAY | VT_UI1, parray, ::SafeArrayCreate(VT_UI1, 2, square)),
+    };
+    for (const Fill& fill : table) {
+        CVariant variant;
+        fill(*variant.Put());
+        EXPECT_FALSE(CTKCFPropertyValue::FromVariant(variant.Get())) << variant.Type();
+    }
+}
+
+using GetValueCall = std::function<HRESULT(VARIANT* value)>;
+
+struct CFakePropertySet final : CTestObject<ITKCFPropertySet> {
     STDMETHODIMP GetCount(long*) override { return E_NOTIMPL; }
     STDMETHODIMP GetKey(long, BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP GetValue(BSTR asked, VARIANT* value) override {
-        key.assign(asked, ::SysStringLen(asked));
+    STDMETHODIMP GetValue(BSTR key, VARIANT* value) override {
+        EXPECT_STREQ(mdMimeType, key);
         return getValue(value);
     }
+
+    GetValueCall getValue;
 };
 
 // Gives a VARIANT of this type; a string is "x", a number 42.
-auto Give(VARTYPE type, HRESULT result = S_OK) {
+GetValueCall Give(VARTYPE type, HRESULT result = S_OK) {
     return [=](VARIANT* value) {
         value->vt = type;
         value->lVal = 42;
@@ -36,16 +114,15 @@ auto Give(VARTYPE type, HRESULT result = S_OK) {
     };
 }
 
-TEST(PropertyValues, GiveAStringFormOnlyWhereThereIsAValueOfAKnownKind) {
+TEST(CTKCFPropertyValuesTest, GiveAStringFormOnlyWhereThereIsAValueOfAKnownKind) {
     const struct {
         const char* what;
         HRESULT result;
-        std::function<HRESULT(VARIANT*)> getValue;
+        GetValueCall getValue;
         const wchar_t* text = L"";
     } table[] = {
         {"a string", S_OK, Give(VT_BSTR), L"x"},
         {"a number", S_OK, Give(VT_I4), L"42"},
-        {"no such key", S_FALSE, [](VARIANT*) { return S_FALSE; }},
         {"no such key, and a value", S_FALSE, Give(VT_BSTR, S_FALSE)},
         {"success without a value", S_FALSE, [](VARIANT*) { return S_OK; }},
         {"null", S_FALSE, Give(VT_NULL)},
@@ -54,17 +131,15 @@ TEST(PropertyValues, GiveAStringFormOnlyWhereThereIsAValueOfAKnownKind) {
         {"out of memory", E_OUTOFMEMORY, [](VARIANT*) -> HRESULT { throw std::bad_alloc(); }},
         {"exception", E_UNEXPECTED, [](VARIANT*) -> HRESULT { throw std::runtime_error("scripted"); }},
     };
-    ComPtr<CFakePropertySet> propertySet;
-    ASSERT_EQ(S_OK, MakeComObject<CFakePropertySet>(&propertySet));
-    const CTKCFPropertyValues values(propertySet.Get());
+    CFakePropertySet propertySet;
+    const CTKCFPropertyValues values(&propertySet);
     std::wstring text;
     for (const auto& row : table) {
         SCOPED_TRACE(row.what);
-        propertySet->getValue = row.getValue;
+        propertySet.getValue = row.getValue;
         text = L"poisoned";
         EXPECT_EQ(row.result, values.GetString(mdMimeType, &text));
         EXPECT_EQ(row.text, text);
-        EXPECT_EQ(mdMimeType, propertySet->key);
     }
     EXPECT_EQ(E_POINTER, CTKCFPropertyValues(nullptr).GetString(mdMimeType, &text));
     EXPECT_EQ(E_POINTER, values.GetString(nullptr, &text));
