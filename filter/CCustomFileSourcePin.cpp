@@ -129,7 +129,7 @@ void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std
                                          const wchar_t* function) noexcept {
     if (m_pFilter && stream) {
         STATSTG stat{};
-        const HRESULT hr = stream->Stat(&stat, STATFLAG_NONAME);
+        const HRESULT hr = ComBoundary([&] { return stream->Stat(&stat, STATFLAG_NONAME); });
         // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
         // negative position is inside none that does.
         if (static_cast<ULONGLONG>(position) < stat.cbSize.QuadPart) {
