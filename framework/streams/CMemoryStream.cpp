@@ -5,7 +5,7 @@
 #include <limits>
 
 HRESULT CMemoryStream::Initialize(const void* data, LONGLONG size) noexcept {
-    if (size < 0)
+    if (data && size < 0)  // it would be copied from far beyond the end of any data
         return E_INVALIDARG;
     return ComBoundary([&] {
         const ULONG low32Bits = static_cast<ULONG>(size);

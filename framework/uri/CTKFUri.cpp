@@ -83,12 +83,16 @@ std::wstring CTKFUri::NormalizeUriEscapes() const {
 
 bool operator==(const CTKFUri& a, const CTKFUri& b) {
     const auto key = [](const CTKFUri& uri) {
+        const std::wstring_view text = uri.m_text;
+        const bool isUri = uri.m_parts.notation == Notation::Uri;
+        const size_t tail = isUri ? std::min(text.find_first_of(L"?#"), text.size()) : text.size();
         const bool hasPath = !uri.GetFilePath().empty();  // which then stands for all that leads to it
+        const bool hasAuthority = !hasPath && text.substr(uri.GetScheme().size()).starts_with(L"://");
         return std::tuple(uri.GetScheme(), ComparablePath(uri.GetFilePath()),
-                          hasPath ? std::string() : ComparableUriText(uri.GetUserInfo()),
+                          hasPath ? std::string() : ComparableUriText(uri.GetUserInfo()), hasAuthority,
                           hasPath ? std::string() : ComparableHost(uri.GetHost()), uri.GetPort(),
-                          hasPath ? std::string() : ComparableUriText(uri.GetPath()), ComparableUriText(uri.GetQuery()),
-                          ComparableUriText(uri.GetFragment()));
+                          hasPath ? std::string() : ComparableUriText(uri.GetPath()),
+                          ComparableUriText(text.substr(tail)));
     };
     return key(a) == key(b);
 }

@@ -37,9 +37,10 @@
 
 class CTKFUri final {
 public:
-    // Null: `text` is null, empty, names a device, is a UNC path without a server, or is a URI with a malformed host,
-    // with a port above 65535 or with control characters. URIs may have characters that should have been escaped,
-    // blanks and non-ASCII letters say, outside the host. Takes time in proportion to the length.
+    // Null: `text` is null, empty, names a device, is a UNC path without a server, or is a URI with malformed user info
+    // or host, with a port above 65535 or with control characters. Characters that should have been escaped are taken
+    // as they are: non-ASCII ones in all components, blanks, quotation marks and the like only behind the host and
+    // port. Takes time in proportion to the length.
     [[nodiscard]] static boost::shared_ptr<CTKFUri> Parse(const wchar_t* text);
 
     // Null: `path` is no path, or one that reads as a URI; "./ab:c" is a path where "ab:c" isn't.
@@ -67,15 +68,16 @@ public:
     [[nodiscard]] std::wstring ToString() const;
 
     // ToString with every escape resolved as UTF-8 but those of '#', '/', '?' and '%', which stay as they are written.
-    // Escapes whose bytes are not UTF-8 become U+FFFD. For display and comparison: what other delimiters separated, as
-    // '@' and '&' do, may be lost.
+    // Escapes whose bytes are not UTF-8 become U+FFFD. For display: what other delimiters separated, as '@' and '&' do,
+    // may be lost.
     [[nodiscard]] std::wstring NormalizeUriEscapes() const;
 
     // True for names of the same thing as far as the names tell. Not told apart are: a path and its file URL; the case
-    // of scheme, host and drive; an escape that NormalizeUriEscapes resolves and its character; the case of escapes; an
-    // empty component and none. Told apart are the case of all else, also in paths on drives that ignore it, "." and
-    // ".." and what they lead to, and a port that is written and none, even if it is the scheme's default port. User
-    // info and host of a file URL that has a path count only as far as they are in the path.
+    // of scheme, host and drive; the case of escapes; an escape and its character, unless that is '%' or one that may
+    // delimit something (RFC 3986, 2.2); empty user info or an empty port and none. Told apart are the case of all
+    // else, also in paths on drives that ignore it, "." and ".." and what they lead to, a port that is written and
+    // none, even if it is the scheme's default port, and an empty query, fragment or authority and none. User info and
+    // host of a file URL that has a path count only as far as they are in the path.
     friend bool operator==(const CTKFUri& a, const CTKFUri& b);
 
     // The components, as they are written, with their escapes; empty where there is none.

@@ -1,9 +1,9 @@
 #include "framework/uri/CTKFUriGrammar.h"
 
 #include "framework/uri/AsciiText.h"
+#include "framework/uri/EscapedByte.h"
 
 #include <boost/spirit/include/classic_assign_actor.hpp>
-#include <boost/spirit/include/classic_chset.hpp>
 #include <boost/spirit/include/classic_core.hpp>
 #include <boost/spirit/include/classic_loops.hpp>
 #include <boost/spirit/include/classic_push_back_actor.hpp>
@@ -13,7 +13,6 @@ namespace {
 using namespace boost::spirit::classic;
 
 using Rule = rule<scanner<const wchar_t*>>;
-using CharacterSet = chset<wchar_t>;
 using Notation = CTKFUriParts::Notation;
 
 // Stores a fixed value once the parser that it hangs on has matched.
@@ -28,6 +27,38 @@ private:
     T m_value;
 };
 
+// A character of which a function says yes. The library's own sets live on the heap and are copied with every parser
+// that they become part of, which took more time than all the parsing.
+class CIs final : public char_parser<CIs> {
+public:
+    using Function = bool (*)(wchar_t) noexcept;
+    explicit CIs(Function function) noexcept : m_function(function) {}
+    [[nodiscard]] bool test(wchar_t character) const noexcept { return m_function(character); }
+
+private:
+    Function m_function;
+};
+
+[[nodiscard]] constexpr bool IsOneOf(wchar_t character, std::wstring_view characters) noexcept {
+    return characters.find(character) != characters.npos;
+}
+
+[[nodiscard]] constexpr bool IsControl(wchar_t character) noexcept {
+    return character < L' ' || character == L'\x7f';
+}
+
+[[nodiscard]] constexpr bool IsHostCharacter(wchar_t character) noexcept {
+    return IsAsciiLetterOrDigit(character) || character >= L'\x80' || IsOneOf(character, L"._~!$&'()*+,;=-");
+}
+
+[[nodiscard]] constexpr bool IsServerCharacter(wchar_t character) noexcept {
+    return !IsControl(character) && !IsOneOf(character, L"/\\?#*:|\"<>");
+}
+
+[[nodiscard]] constexpr bool IsUriCharacter(wchar_t character) noexcept {
+    return !IsControl(character) && !IsOneOf(character, L"?#");
+}
+
 // Plain rules instead of the library's grammar template: that one keeps its definitions in static tables without a
 // lock, and names are parsed on many threads.
 //
@@ -36,14 +67,7 @@ private:
 // that fails after it makes the whole name fail.
 class CRules final {
 public:
-    explicit CRules(CTKFUriParts& parts)
-        : m_letter(L"a-zA-Z"),
-          m_digit(L"0-9"),
-          m_hexDigit(L"0-9a-fA-F"),
-          m_separator(L"/\\"),
-          m_hostCharacter(CharacterSet(L"a-zA-Z0-9._~!$&'()*+,;=-") | CharacterSet(range<wchar_t>(L'\x80', L'\xffff'))),
-          m_serverCharacter(~CharacterSet(L"\x01-\x1f\x7f/\\?#*:|\"<>")),
-          m_uriCharacter(~CharacterSet(L"\x01-\x1f\x7f?#")) {
+    explicit CRules(CTKFUriParts& parts) {
         m_scheme = m_letter >> +(m_letter | m_digit | L'+' | L'-' | L'.');
         m_escape = ch_p(L'%') >> m_hexDigit >> m_hexDigit;
         DefineAddresses();
@@ -81,13 +105,15 @@ private:
         const auto hostIs = [&parts](TKFURI_HOSTNAME_TYPE type) { return CSet(parts.hostType, type); };
 
         m_userInfo = *(m_hostCharacter | L':' | m_escape) >> eps_p(ch_p(L'@'));
-        m_host =
-            (ch_p(L'[') >> m_ipv6[assign_a(parts.host)][hostIs(TKFURI_HOSTNAME_IPV6)] >> L']') |
-            (m_ipv4 >> eps_p(CharacterSet(L":/\\?#") | end_p))[assign_a(parts.host)][hostIs(TKFURI_HOSTNAME_IPV4)] |
-            (+(m_hostCharacter | m_escape))[assign_a(parts.host)][hostIs(TKFURI_HOSTNAME_REGISTERED_NAME)] | eps_p;
+        const auto futureAddress =
+            ch_p(L'[') >> (ch_p(L'v') | L'V') >> +m_hexDigit >> L'.' >> +(m_hostCharacter | L':') >> L']';
+        m_name = futureAddress | +(m_hostCharacter | m_escape);
+        m_host = (ch_p(L'[') >> m_ipv6[assign_a(parts.host)][hostIs(TKFURI_HOSTNAME_IPV6)] >> L']') |
+                 (m_ipv4 >> eps_p(m_hostEnd | end_p))[assign_a(parts.host)][hostIs(TKFURI_HOSTNAME_IPV4)] |
+                 m_name[assign_a(parts.host)][hostIs(TKFURI_HOSTNAME_REGISTERED_NAME)] | eps_p;
         m_port = ch_p(L':') >> !limit_d(0u, 65535u)[uint_p[assign_a(parts.port)]];
-        m_authority = !(m_userInfo[assign_a(parts.userInfo)] >> L'@') >> m_host >> !m_port >>
-                      eps_p(CharacterSet(L"/\\?#") | end_p);
+        m_authority =
+            !(m_userInfo[assign_a(parts.userInfo)] >> L'@') >> m_host >> !m_port >> eps_p(m_authorityEnd | end_p);
     }
 
     void DefinePath(CTKFUriParts& parts) {
@@ -115,7 +141,7 @@ private:
                           !(ch_p(L'#') >> (*(m_uriCharacter | L'?' | L'#'))[assign_a(parts.fragment)]);
         const auto segment = (*(m_uriCharacter - L'/'))[push_back_a(parts.segments)];
         m_uriPath = (!ch_p(L'/') >> segment >> *(ch_p(L'/') >> segment))[assign_a(parts.path)];
-        const auto pathBehindAuthority = end_p | eps_p(CharacterSet(L"?#")) | (eps_p(ch_p(L'/')) >> m_uriPath);
+        const auto pathBehindAuthority = end_p | eps_p(m_pathEnd) | (eps_p(ch_p(L'/')) >> m_uriPath);
 
         const auto fileScheme = as_lower_d[str_p(L"file")] >> L':';
         m_uri = ~eps_p(fileScheme) >> m_scheme[assign_a(parts.scheme)] >> L':' >>
@@ -126,7 +152,7 @@ private:
         const auto fileSegment = (*(m_uriCharacter - m_separator))[push_back_a(parts.segments)];
         m_filePath = (!m_separator >> fileSegment >> *(m_separator >> fileSegment))[assign_a(parts.path)];
         const auto twoSeparators = m_separator >> m_separator;
-        const auto drive = m_letter >> (ch_p(L':') | L'|') >> (CharacterSet(L"/\\?#") | end_p);
+        const auto drive = m_letter >> (ch_p(L':') | L'|') >> (m_authorityEnd | end_p);
         const auto serverPath = m_server >> !(eps_p(m_separator) >> m_filePath);
         m_fileUrl = fileScheme >>
                     ((twoSeparators >> eps_p(drive) >> m_filePath) |
@@ -136,10 +162,19 @@ private:
                     tail;
     }
 
-    const CharacterSet m_letter, m_digit, m_hexDigit, m_separator, m_hostCharacter, m_serverCharacter, m_uriCharacter;
+    const CIs m_letter{&IsAsciiLetter};
+    const CIs m_digit{[](wchar_t character) noexcept { return character >= L'0' && character <= L'9'; }};
+    const CIs m_hexDigit{[](wchar_t character) noexcept { return HexDigitValue(character) >= 0; }};
+    const CIs m_separator{[](wchar_t character) noexcept { return IsOneOf(character, L"/\\"); }};
+    const CIs m_hostCharacter{&IsHostCharacter};
+    const CIs m_serverCharacter{&IsServerCharacter};
+    const CIs m_uriCharacter{&IsUriCharacter};
+    const CIs m_pathEnd{[](wchar_t character) noexcept { return IsOneOf(character, L"?#"); }};
+    const CIs m_authorityEnd{[](wchar_t character) noexcept { return IsOneOf(character, L"/\\?#"); }};
+    const CIs m_hostEnd{[](wchar_t character) noexcept { return IsOneOf(character, L":/\\?#"); }};
     Rule m_scheme, m_escape;
     Rule m_octet, m_ipv4, m_group, m_last32Bits, m_ipv6;
-    Rule m_userInfo, m_host, m_port, m_authority;
+    Rule m_userInfo, m_name, m_host, m_port, m_authority;
     Rule m_pathText, m_server, m_verbatimPath, m_path;
     Rule m_uriPath, m_filePath, m_uri, m_fileUrl;
 };

@@ -8,6 +8,7 @@ namespace {
 constexpr std::string_view KEPT_IN_COMPONENTS = "$-_.+!*'(),";
 constexpr std::string_view KEPT_IN_URIS = "$-_.+!*'(),/:@;?&=|#";
 constexpr std::string_view DELIMITERS = "#/?%";
+constexpr std::string_view RESERVED = ":/?#[]@!$&'()*+,;=%";
 
 [[nodiscard]] std::wstring_view ViewOf(const wchar_t* text) noexcept {
     return text ? text : std::wstring_view{};
@@ -58,7 +59,7 @@ std::wstring NormalizeUriEscapesOf(const wchar_t* text) {
 }
 
 std::string ComparableUriText(std::wstring_view text) {
-    std::string comparable = Resolve(Utf8OfWide(text), DELIMITERS);
+    std::string comparable = Resolve(Utf8OfWide(text), RESERVED);
     for (std::size_t i = 0; i < comparable.size(); ++i)
         if (EscapedByteAt<char>(comparable, i) >= 0)
             for (std::size_t digit = i + 1; digit < i + URI_ESCAPE_LENGTH; ++digit)

@@ -27,6 +27,7 @@
 // else, as they are written. What CTKFUri::NormalizeUriEscapes does to a URI's string.
 [[nodiscard]] std::wstring NormalizeUriEscapesOf(const wchar_t* text);
 
-// The same for the UTF-8 form, with the escapes that are left in upper case: a form in which texts can be compared,
-// since it keeps bytes that are not UTF-8 apart.
+// The UTF-8 form with every escape resolved once but those of '%' and of the characters that may delimit something:
+// :/?#[]@!$&'()*+,;= (RFC 3986, 2.2). The escapes that are left are in upper case. Texts whose forms are equal mean the
+// same; bytes that are not UTF-8 are kept apart.
 [[nodiscard]] std::string ComparableUriText(std::wstring_view text);

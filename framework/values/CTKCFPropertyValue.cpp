@@ -18,6 +18,15 @@ template <class Number>
     return {std::begin(text), end};
 }
 
+// The double with the float's fewest digits: 0.1f was meant as 0.1, not as 0.10000000149011612.
+[[nodiscard]] double DoubleOf(float number) noexcept {
+    char text[64];
+    const auto end = std::to_chars(std::begin(text), std::end(text), number).ptr;
+    double result = number;
+    std::from_chars(text, end, result);
+    return result;
+}
+
 [[nodiscard]] std::wstring DateTimeText(const SYSTEMTIME& time) {
     wchar_t text[64];
     const int length = ::swprintf_s(text, ARRAYSIZE(text), L"%04u-%02u-%02uT%02u:%02u:%02u", time.wYear, time.wMonth,
@@ -82,7 +91,7 @@ std::optional<CTKCFPropertyValue::Value> CTKCFPropertyValue::Read(const VARIANT&
         case VT_BOOL:
             return variant.boolVal != VARIANT_FALSE;
         case VT_R4:
-            return double{variant.fltVal};
+            return DoubleOf(variant.fltVal);
         case VT_R8:
             return variant.dblVal;
         case VT_DATE:

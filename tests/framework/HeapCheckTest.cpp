@@ -5,14 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
 
 namespace {
 
 [[nodiscard]] bool HeapsAreIntact() {
-    std::vector<HANDLE> heaps(64);
-    heaps.resize(std::min<DWORD>(::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()), 64));
-    return std::all_of(heaps.begin(), heaps.end(), [](HANDLE heap) { return ::HeapValidate(heap, 0, nullptr); });
+    HANDLE heaps[64];
+    const DWORD count = std::min<DWORD>(::GetProcessHeaps(ARRAYSIZE(heaps), heaps), ARRAYSIZE(heaps));
+    return std::all_of(heaps, heaps + count, [](HANDLE heap) { return ::HeapValidate(heap, 0, nullptr); });
 }
 
 class CHeapCheck final : public ::testing::EmptyTestEventListener {

@@ -1,4 +1,4 @@
-// Random texts, paths and URIs against rules that hold for all of them. Each text ends where its memory ends, so that a
+// Random texts and names against rules that hold for all of them. Each text ends where its memory ends, so that a
 // read beyond it is a fault.
 #include "framework/uri/CTKFUri.h"
 #include "framework/uri/UriEscapes.h"
@@ -51,9 +51,8 @@ private:
 };
 
 TEST_F(RandomUriTest, WhatIsEscapedComesBackAndNothingIsEscapedTwice) {
-    for (int step = 0; step < 20'000; ++step) {
+    for (int step = 0; step < 200'000; ++step) {
         const std::wstring text = AnyText();
-        SCOPED_TRACE(::testing::PrintToString(step));
         const wchar_t* const edge = AtTheEdge(text);
         const std::wstring plain = WideOfUtf8(Utf8OfWide(text));  // without halves of surrogate pairs
         const std::wstring component = EscapeUriComponent(edge);
@@ -68,10 +67,9 @@ TEST_F(RandomUriTest, WhatIsEscapedComesBackAndNothingIsEscapedTwice) {
 
 TEST_F(RandomUriTest, APathThatAnyNameLeadsToComesBackFromItsUrl) {
     int paths = 0;
-    for (int step = 0; step < 2'000; ++step) {
+    for (int step = 0; step < 20'000; ++step) {
         const std::wstring text =
             OneOf({L"", L"C:\\", L"\\\\s", L"\\\\?\\C:\\", L"file:", L"file://", L"file:///"}) + AnyText();
-        SCOPED_TRACE(::testing::PrintToString(text));
         const auto uri = CTKFUri::Parse(AtTheEdge(text));
         if (!uri || uri->GetFilePath().empty())
             continue;
@@ -87,37 +85,7 @@ TEST_F(RandomUriTest, APathThatAnyNameLeadsToComesBackFromItsUrl) {
         ASSERT_EQ(path->GetFilePath(), url->GetFilePath());
         ASSERT_TRUE(*path == *url);
     }
-    EXPECT_GT(paths, 300);
-}
-
-TEST_F(RandomUriTest, AUriThatFollowsTheGrammarIsTakenApartWhereItWasPutTogether) {
-    for (int step = 0; step < 2'000; ++step) {
-        const auto name = [&] { return SomeOf(4, {L"a", L"Z9", L"-._~", L"%2F", L"!$&'()*+,;="}); };
-        const auto text = [&] { return name() + SomeOf(2, {L":", L"@", L"%41"}) + name(); };
-        const std::wstring scheme = OneOf({L"ab", L"http", L"x+y.z-1"}), user = name() + SomeOf(1, {L":"}) + name();
-        const auto [host, type] = Below(3) == 0 ? std::pair(L"h" + name(), TKFURI_HOSTNAME_REGISTERED_NAME)
-                                  : Below(2)    ? std::pair(OneOf({L"0.10.199.255"}), TKFURI_HOSTNAME_IPV4)
-                                                : std::pair(OneOf({L"::1", L"1:2::192.0.2.1"}), TKFURI_HOSTNAME_IPV6);
-        const unsigned port = static_cast<unsigned>(Below(65536));
-        std::wstring path;
-        const size_t segments = Below(4);
-        for (size_t i = 0; i < segments; ++i)
-            path += L"/" + text();
-        const std::wstring query = text() + SomeOf(2, {L"/", L"?"}), fragment = text() + SomeOf(2, {L"/", L"?"});
-        const std::wstring whole = scheme + L"://" + user + L"@" +
-                                   (type == TKFURI_HOSTNAME_IPV6 ? L"[" + host + L"]" : host) + L":" +
-                                   std::to_wstring(port) + path + L"?" + query + L"#" + fragment;
-        SCOPED_TRACE(::testing::PrintToString(whole));
-        const auto uri = CTKFUri::Parse(AtTheEdge(whole));
-        ASSERT_TRUE(uri);
-        ASSERT_EQ(std::tie(scheme, user, host, path, query, fragment),
-                  std::tie(uri->GetScheme(), uri->GetUserInfo(), uri->GetHost(), uri->GetPath(), uri->GetQuery(),
-                           uri->GetFragment()));
-        ASSERT_EQ(type, uri->GetHostType());
-        ASSERT_EQ(port, uri->GetPort());
-        ASSERT_EQ(segments, uri->GetPathSegments().size());
-        ASSERT_EQ(whole, uri->ToString());
-    }
+    EXPECT_GT(paths, 3'000);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ TEST(CTKCFPropertyValueTest, HasAKindAndAStringFormForEachVariantThatItTakes) {
         {OF(VT_BSTR, bstrVal, nullptr), L"String", L""},
         {OF(VT_BOOL, boolVal, VARIANT_TRUE), L"Boolean", L"true"},
         {OF(VT_BOOL, boolVal, VARIANT_FALSE), L"Boolean", L"false"},
-        {OF(VT_R4, fltVal, 0.5f), L"Double", L"0.5"},
+        {OF(VT_R4, fltVal, 0.1f), L"Double", L"0.1"},
         {OF(VT_R8, dblVal, 0.1), L"Double", L"0.1"},
         {OF(VT_R8, dblVal, -1e300), L"Double", L"-1e+300"},
         {OF(VT_DATE, date, 0.0), L"DateTime", L"1899-12-30T00:00:00"},
