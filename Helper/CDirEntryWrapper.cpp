@@ -1,9 +1,9 @@
 #include "Helper/CDirEntryWrapper.h"
 
-#include "Helper/DataServiceCalls.h"
 #include "Helper/FileAccessLog.h"
 #include "Helper/FindEntry.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/ForeignCalls.h"
 #include "framework/values/CTKCFPropertyValues.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
@@ -33,7 +33,7 @@ template <class Interface>
 HRESULT OpenAccessor(BSTR uri, const wchar_t* accessorId, VARIANT* pAccessor) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSUriAccessFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kGetAccessor, hr, Create(CLSID_TKDSUriAccessFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kGetAccessor, hr, CreateInstance(CLSID_TKDSUriAccessFactory, factory),
                      L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))");
     TK_CHECK_CALL_AS(kLog, kGetAccessor, hr, factory->OpenUriAs(uri, CBstr(accessorId).Get(), pAccessor),
                      L"pUriAccessFactory->OpenUriAs(m_strUri.ToBSTR(),CComBSTR(wszAccessorId),pAccessor)");
@@ -60,7 +60,7 @@ HRESULT ReadProperties(const CDirEntryWrapper& entry, ComPtr<ITKCFPropertySet>& 
                      L"GetAccessor(TKDS_ACCESSOR_GETOBJECTMETADATA,&pGetObjectMetaData)");
 
     ComPtr<ITKCFStringList> requestList;
-    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, Create(CLSID_TKCFStringList, requestList),
+    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, CreateInstance(CLSID_TKCFStringList, requestList),
                      L"pRequestList.CoCreateInstance(__uuidof(TKCFStringList))");
     TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, requestList->Add(CBstr(mdOriginalUri).Get()),
                      L"pRequestList->Add(CComBSTR(mdOriginalUri))");
@@ -87,7 +87,7 @@ HRESULT ReadCompatibleUri(const CDirEntryWrapper& entry, BSTR* pbstrUri) {
     if (FAILED(hr))
         return hr;
     std::wstring original;
-    if (CTKCFPropertyValues(properties.Get()).GetString(mdOriginalUri, &original) != S_OK)
+    if (CTKCFPropertyValues(properties.Get()).GetString(mdOriginalUri, &original) != S_OK || original.empty())
         return entry.GetUri(pbstrUri);
     *pbstrUri = CBstr(std::wstring_view(original)).Detach();
     return S_OK;

@@ -10,7 +10,8 @@
 // calling thread.  Lifetime: counted; an object never changes, and holds its directory to its end.
 // Errors: HRESULT, never an exception; out of memory is E_OUTOFMEMORY, what the layer throws E_UNEXPECTED, success of
 // the layer without a result E_FAIL. Out-pointers are cleared first, and on failure nothing is handed out. A failing
-// call is logged where it fails, and each function that fails once more at its end, with one exception named below.
+// call, one that throws included, is logged where it fails, and each function that fails once more at its end, with
+// one exception named below.
 #pragma once
 
 #include "framework/com/CStringManager.h"
@@ -33,7 +34,8 @@ public:
     //  - If the layer knows the parent directory of the object, in that directory. This settles it: if the entry's id
     //    can't be had, that failure is the result.
     //  - Otherwise a file is looked for in the directory that its path names, by its file name.
-    //  - Any other URI becomes the only entry of a virtual directory of its own, with the URI as its id.
+    //  - Any other URI, also a file URL that no path can be made of, becomes the only entry of a virtual directory of
+    //    its own, with the URI as its id.
     //
     // E_POINTER: `wszUri` is no URI, or `ppObj` is null.  Otherwise a failure of the layer or of creating it
     // (REGDB_E_CLASSNOTREG: none is installed).
@@ -60,8 +62,8 @@ public:
     [[nodiscard]] HRESULT GetUri(BSTR* pbstrUri) const noexcept;
 
     // A URI to compare entries by: the one that the metadata names as the original, else the entry's own. As GetUri; a
-    // failure on the way to the metadata is a failure, and only metadata without an original URI leads to the other
-    // one. E_POINTER: there is no metadata, or as for GetUri.
+    // failure on the way to the metadata is a failure, and only metadata whose original URI is missing or empty leads
+    // to the other one. E_POINTER: there is no metadata, or as for GetUri.
     [[nodiscard]] HRESULT GetCompatibleUri(BSTR* pbstrUri) const noexcept;
 
     // The entry's data, for reading.  E_POINTER: `ppStream` is null.

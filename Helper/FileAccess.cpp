@@ -3,6 +3,7 @@
 #include "Helper/DataServiceCalls.h"
 #include "Helper/FileAccessLog.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/ForeignCalls.h"
 #include "framework/streams/TKFCreateMemoryStream.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
@@ -69,7 +70,7 @@ HRESULT CopySmallStream(IStream& source, ULONGLONG maximumSize, IStream** ppStre
 HRESULT FetchMetaData(const wchar_t* wszUri, DWORD dwFlags, ITKDSMetaData** ppMetaData) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSUriAccessFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kGetMetaData, hr, Create(CLSID_TKDSUriAccessFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kGetMetaData, hr, CreateInstance(CLSID_TKDSUriAccessFactory, factory),
                      L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))");
     CVariant variant;
     TK_CHECK_CALL_AS(

@@ -8,8 +8,8 @@
 //
 // Units: sizes and counts are bytes.  Threads: any thread; one that is in a COM apartment where the data-service layer
 // is called. Streams are used by one thread at a time.
-// Errors: HRESULT, never an exception. Every failing call is logged where it fails, and once more when the function
-// ends. What the layer or a stream throws is E_UNEXPECTED.
+// Errors: HRESULT, never an exception; what the layer or a stream throws is E_UNEXPECTED. Every call that fails or
+// throws is logged where it does, and a function that fails once more when it ends.
 #pragma once
 
 #include "Helper/CDirEntryWrapper.h"

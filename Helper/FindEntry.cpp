@@ -2,6 +2,7 @@
 
 #include "Helper/DataServiceCalls.h"
 #include "Helper/FileAccessLog.h"
+#include "diagnostics/ForeignCalls.h"
 #include "framework/uri/CTKFUri.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
@@ -64,7 +65,7 @@ HRESULT EntryOfDirectory(ITKDSUriAccessFactory& factory, const std::wstring& pat
 HRESULT EntryOfVirtualDirectory(const wchar_t* uri, CDirEntryWrapper** ppObj) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSVirtualDirectoryFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kFunction, hr, Create(CLSID_TKDSVirtualDirectoryFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, CreateInstance(CLSID_TKDSVirtualDirectoryFactory, factory),
                      L"pVDFactory.CoCreateInstance(__uuidof(TKDSVirtualDirectoryFactory))");
     ComPtr<ITKDSVirtualDirectory> virtualDirectory;
     TK_CHECK_CALL_AS(kLog, kFunction, hr,
@@ -92,7 +93,7 @@ HRESULT EntryOfVirtualDirectory(const wchar_t* uri, CDirEntryWrapper** ppObj) {
 HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSUriAccessFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kFunction, hr, Create(CLSID_TKDSUriAccessFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, CreateInstance(CLSID_TKDSUriAccessFactory, factory),
                      L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))");
 
     ComPtr<ITKDSGetParentInfoForUri> parentInfo;
@@ -102,8 +103,10 @@ HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj) {
 
     const auto pUri = CTKFUri::Parse(wszUri);
     TK_CHECK_POINTER(kLog, kFunction, hr, pUri);
-    return pUri->IsFileUrl() ? EntryOfDirectory(*factory.Get(), pUri->GetFilePath(), ppObj)
-                             : EntryOfVirtualDirectory(wszUri, ppObj);
+    // A file URL need not lead to a path (it has a port, say, or only its scheme). Taken for the path "", it would open
+    // the current folder, and an entry without a name there.
+    const std::wstring& path = pUri->GetFilePath();
+    return path.empty() ? EntryOfVirtualDirectory(wszUri, ppObj) : EntryOfDirectory(*factory.Get(), path, ppObj);
 }
 
 }  // namespace FileAccess

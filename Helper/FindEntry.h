@@ -6,7 +6,7 @@
 namespace FileAccess {
 
 // The body of CDirEntryWrapper::CreateFromURI, which has the results. Logs under its name.
-// Throws what the layer throws, and CAtlException and std::bad_alloc when memory is out.
+// Throws CAtlException and std::bad_alloc when memory is out.
 [[nodiscard]] HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj);
 
 }  // namespace FileAccess

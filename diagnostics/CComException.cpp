@@ -2,6 +2,7 @@
 
 #include "diagnostics/CBstr.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/ForeignCalls.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogSite.h"
 
@@ -35,10 +36,10 @@ std::string Narrow(const std::wstring& text) {
 }
 
 // False: the call fails, throws or gives null; `text` is as it was.
-template <class Call>
-bool ReadText(Call&& call, std::wstring& text) {
+template <class Method>
+bool ReadText(IErrorInfo& info, Method method, std::wstring& text) {
     CBstr read;
-    if (FAILED(ComBoundary([&] { return call(read.Put()); })) || !read)
+    if (FAILED(ComBoundary([&] { return Receive(read, &info, method); })))
         return false;
     text = read.View();
     return true;
@@ -83,9 +84,9 @@ const CComException& CComException::Filled() const {
 // True: the error info object gave a description, an empty one perhaps.
 bool CComException::ReadErrorInfo() const {
     IErrorInfo& info = *m_errorInfo.Get();
-    const bool described = ReadText([&](BSTR* text) { return info.GetDescription(text); }, m_description);
-    ReadText([&](BSTR* text) { return info.GetHelpFile(text); }, m_helpFile);
-    ReadText([&](BSTR* text) { return info.GetSource(text); }, m_source);
+    const bool described = ReadText(info, &IErrorInfo::GetDescription, m_description);
+    ReadText(info, &IErrorInfo::GetHelpFile, m_helpFile);
+    ReadText(info, &IErrorInfo::GetSource, m_source);
     DWORD helpContext = 0;
     if (SUCCEEDED(ComBoundary([&] { return info.GetHelpContext(&helpContext); })))
         m_helpContext = helpContext;

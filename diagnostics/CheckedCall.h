@@ -4,10 +4,13 @@
 //   TK_CHECK_RETVAL(kSource, L"CThing::Open", hr, ppStream);
 //   TK_CHECK_CALL(kSource, L"CThing::Open", hr, pStream->Stat(&statstg,STATFLAG_NONAME));
 //
+// A call that throws fails with the result of its exception (ComBoundary) and is logged like any other.
+//
 // `hr` is the function's HRESULT variable; it is also what an exit-scope guard watches. The macros use `return hr`.
 // Out of memory loses the record and nothing else: the caller gets the result of the call in every case.
 #pragma once
 
+#include "diagnostics/ComBoundary.h"
 #include "diagnostics/LogTypes.h"
 
 namespace TKRuntimeLogger {
@@ -28,7 +31,7 @@ void LogError(const LogSource& source, LONG line, const wchar_t* function, const
 // The same with the text given: code formatters re-space source text, and the log's texts are looked for by people.
 #define TK_CHECK_CALL_AS(source, function, hr, call, text)                                     \
     do {                                                                                       \
-        (hr) = (call);                                                                         \
+        (hr) = ComBoundary([&]() -> HRESULT { return (call); });                               \
         if (FAILED(hr)) {                                                                      \
             ::TKRuntimeLogger::LogFailedCall(source, __LINE__, function, (hr), nullptr, text); \
             return (hr);                                                                       \

@@ -2,6 +2,7 @@
 
 #include "diagnostics/CBstr.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/ForeignCalls.h"
 #include "filter/FilterLog.h"
 #include "framework/values/CTKCFPropertyValues.h"
 
@@ -12,42 +13,35 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-// A class may claim success and give nothing.
-template <class Interface>
-HRESULT Create(REFCLSID clsid, ComPtr<Interface>& object) {
-    const HRESULT hr = ::CoCreateInstance(clsid, nullptr, CLSCTX_ALL, IID_PPV_ARGS(object.ReleaseAndGetAddressOf()));
-    return SUCCEEDED(hr) && !object ? E_POINTER : hr;
-}
-
 HRESULT ReadMimeType(IStream* content, const CBstr& key, std::wstring* mime) {
     ComPtr<ITKDSMetaDataReader> reader;
-    if (const HRESULT hr = Create(CLSID_TKDSMetaDataReader, reader); FAILED(hr))
+    if (const HRESULT hr = CreateInstance(CLSID_TKDSMetaDataReader, reader); FAILED(hr))
         return hr;
     ComPtr<ITKCFStringList> keys;
-    if (const HRESULT hr = Create(CLSID_TKCFStringList, keys); FAILED(hr))
+    if (const HRESULT hr = CreateInstance(CLSID_TKCFStringList, keys); FAILED(hr))
         return hr;
     ComPtr<ITKDSMetaDataExtractionOptions> options;
-    if (const HRESULT hr = Create(CLSID_TKDSMetaDataExtractionOptions, options); FAILED(hr))
+    if (const HRESULT hr = CreateInstance(CLSID_TKDSMetaDataExtractionOptions, options); FAILED(hr))
         return hr;
 
     constexpr long kAppend = -1;
     if (const HRESULT hr = keys->Insert(kAppend, key.Get()); FAILED(hr))
         return hr;
     ComPtr<ITKCFConstStringList> keySet;
-    if (const HRESULT hr = keys->GetConstAccessor(&keySet); FAILED(hr))
+    if (const HRESULT hr = Receive(keySet, keys.Get(), &ITKCFStringList::GetConstAccessor); FAILED(hr))
         return hr;
     ComPtr<ITKDSMetaData> metaData;
-    if (const HRESULT hr = options->CreateMetaData(&metaData); FAILED(hr))
+    if (const HRESULT hr = ReceiveAny(metaData, options.Get(), &ITKDSMetaDataExtractionOptions::CreateMetaData);
+        FAILED(hr))
         return hr;
     if (const HRESULT hr = reader->Extract(keySet.Get(), content, metaData.Get()); FAILED(hr))
         return hr;
+    // Not looked at before, on purpose: the reader's own answer to a missing object comes first.
     if (!metaData)
         return E_POINTER;
     ComPtr<ITKCFPropertySet> properties;
-    if (const HRESULT hr = metaData->GetGeneralMetaData(&properties); FAILED(hr))
+    if (const HRESULT hr = Receive(properties, metaData.Get(), &ITKDSMetaData::GetGeneralMetaData); FAILED(hr))
         return hr;
-    if (!properties)
-        return E_POINTER;
     return CTKCFPropertyValues(properties.Get()).GetString(key.Get(), mime);
 }
 

@@ -2,11 +2,11 @@
 
 #include "diagnostics/CBstr.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/ForeignCalls.h"
 #include "framework/streams/CLocalFileSystemStream.h"
 #include "framework/uri/CTKFUri.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
-#include <objbase.h>
 #include <oleauto.h>
 #include <wrl/client.h>
 
@@ -21,10 +21,7 @@ namespace {
 }
 
 [[nodiscard]] HRESULT GetAccessFactory(IUnknown* given, ComPtr<ITKDSUriAccessFactory>& factory) {
-    if (given)
-        return QueryFor(*given, factory.GetAddressOf());
-    const HRESULT hr = ::CoCreateInstance(CLSID_TKDSUriAccessFactory, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&factory));
-    return SUCCEEDED(hr) && !factory ? E_NOINTERFACE : hr;
+    return given ? QueryFor(*given, factory.GetAddressOf()) : CreateInstance(CLSID_TKDSUriAccessFactory, factory);
 }
 
 [[nodiscard]] HRESULT OpenAccessor(ITKDSUriAccessFactory& factory, const wchar_t* uri, CVariant& accessor) {
@@ -40,25 +37,17 @@ namespace {
 [[nodiscard]] HRESULT CreateStream(const CVariant& accessor, DWORD mode, ComPtr<IStream>& stream) {
     const unsigned long share =
         BitIf(mode & kTKFStreamShareRead, TKDS_SHARE_READ) | BitIf(mode & kTKFStreamShareWrite, TKDS_SHARE_WRITE);
-    // What a failed call leaves behind is not a stream to be released.
-    IStream* made = nullptr;
-    HRESULT hr;
     if (mode & kTKFStreamWrite) {
         const unsigned long access = TKDS_ACCESS_WRITE | BitIf(mode & kTKFStreamRead, TKDS_ACCESS_READ);
         ComPtr<ITKDSCreateWritableStream> writable;
-        hr = CopyVariantToComPointer(accessor, writable.GetAddressOf());
-        if (SUCCEEDED(hr))
-            hr = writable->CreateWritableStream(access, share, &made);
-    } else {
-        ComPtr<ITKDSCreateStream> readable;
-        hr = CopyVariantToComPointer(accessor, readable.GetAddressOf());
-        if (SUCCEEDED(hr))
-            hr = readable->CreateStream(TKDS_ACCESS_READ, share, &made);
+        const HRESULT hr = CopyVariantToComPointer(accessor, writable.GetAddressOf());
+        return FAILED(hr)
+                   ? hr
+                   : Receive(stream, writable.Get(), &ITKDSCreateWritableStream::CreateWritableStream, access, share);
     }
-    if (FAILED(hr))
-        return hr;
-    *stream.GetAddressOf() = made;  // not Attach: some compilers' ComPtr takes a reference of its own there
-    return made ? hr : E_FAIL;
+    ComPtr<ITKDSCreateStream> readable;
+    const HRESULT hr = CopyVariantToComPointer(accessor, readable.GetAddressOf());
+    return FAILED(hr) ? hr : Receive(stream, readable.Get(), &ITKDSCreateStream::CreateStream, TKDS_ACCESS_READ, share);
 }
 
 [[nodiscard]] HRESULT OpenThroughDataService(const wchar_t* uri, DWORD mode, IStream** stream, IUnknown* accessFactory,
@@ -79,7 +68,7 @@ namespace {
         return hr;
 
     if (usedAccessFactory) {
-        hr = factory->QueryInterface(IID_PPV_ARGS(usedAccessFactory));
+        hr = QueryFor(*factory.Get(), usedAccessFactory);
         if (FAILED(hr))
             return hr;
     }

@@ -4,25 +4,37 @@
 #include "Helper/FileAccess.h"
 #include "diagnostics/CBstr.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
-#include "tests/Helper/CFakeDirectories.h"
+#include "tests/support/CFakeDataLayer.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CRecordingLogger.h"
+#include "tests/support/CScriptedStream.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <span>
 
 using Microsoft::WRL::ComPtr;
 using Texts = std::vector<std::wstring>;
-using Fault = CFakeDirectories::Fault;
+using Fault = CFakeDataLayer::Fault;
+inline constexpr HRESULT kFault = CFakeDataLayer::kFault;
 
-// A function of the library at work, logged under `function`.
 struct FileAccessTest : ::testing::Test {
+    // What a function puts into `*to` must be null or its own in any case.
+    template <class Object>
+    static HRESULT Open(const std::function<HRESULT(Object** to)>& call) {
+        ComPtr<Object> object;
+        *object.GetAddressOf() = reinterpret_cast<Object*>(1);
+        const HRESULT hr = call(object.GetAddressOf());
+        EXPECT_EQ(SUCCEEDED(hr), object != nullptr);
+        return hr;
+    }
     // Runs `body` on a thread that logs. Afterwards nothing of the layer is alive.
     HRESULT Run(const std::function<HRESULT()>& body) {
         HRESULT hr = E_PENDING;
         OnNewThread([&] { hr = body(); });
         EXPECT_EQ(0u, layer.References());
-        EXPECT_EQ(0, layer.service.LiveObjects());
+        EXPECT_EQ(0u, stream.References());
         return hr;
     }
 
@@ -30,14 +42,28 @@ struct FileAccessTest : ::testing::Test {
     Texts TakeLog() {
         Texts lines;
         const auto records = logger->Records();
-        for (; m_taken < records.size(); ++m_taken) {
-            const LoggedRecord& record = records[m_taken];
+        for (const LoggedRecord& record : std::span(records).subspan(std::exchange(m_taken, records.size()))) {
             EXPECT_EQ(TKRuntimeLogger::kError, record.severity);
-            EXPECT_EQ(L"TvFileSourceAsync", record.category);
-            EXPECT_EQ(LR"(..\..\Helper\FileAccess)", record.file);
+            EXPECT_EQ(LR"(TvFileSourceAsync ..\..\Helper\FileAccess)", record.category + L" " + record.file);
             lines.push_back(record.function + L": " + record.message);
         }
         return lines;
+    }
+    // Since the last look, the function logged the failing call, if there was one, and its own end with a failure.
+    void ExpectLog(const std::wstring& function, const wchar_t* call, HRESULT failure, HRESULT result) {
+        Texts log;
+        if (call && FAILED(failure))
+            log.push_back(Failed(function, failure, call));
+        if (FAILED(result))
+            log.push_back(Ended(function, result));
+        EXPECT_EQ(log, TakeLog());
+    }
+    bool WasTimed(const std::wstring& function, const wchar_t* part = L"") const {
+        OnNewThread([] { TKRuntimeLogger::GetProfilesCollector()->ReportAll(); });
+        return std::ranges::any_of(logger->Profiles(), [&](const LoggedProfile& profile) {
+            return profile.category == L"PROFILE" && profile.file == L"FileAccess" &&
+                   profile.function == L"FileAccess::" + function && profile.message == part;
+        });
     }
 
     // The records of a checked call, of a checked pointer and of an exit-scope guard.
@@ -53,7 +79,8 @@ struct FileAccessTest : ::testing::Test {
     }
 
     CPublishedLogger logger;
-    CFakeDirectories layer;
+    CFakeDataLayer layer;
+    CScriptedStream stream;
 
 private:
     static std::wstring Describe(const wchar_t* format, HRESULT hr) {

@@ -43,9 +43,12 @@ struct CScriptedErrorInfo final : IErrorInfo {
             throw std::runtime_error("a stranger's");
         return answer == Answer::Failure ? E_UNEXPECTED : S_OK;
     }
-    // A failing call leaves a text behind all the same.
+    // A failing call leaves behind what is no string.
     HRESULT Give(const wchar_t* text, BSTR* out) {
+        *out = reinterpret_cast<BSTR>(1);
         const HRESULT hr = Result();
+        if (FAILED(hr))
+            return hr;
         *out = answer == Answer::Null ? nullptr : CBstr(answer == Answer::Empty ? L"" : text).Detach();
         return hr;
     }
