@@ -69,9 +69,9 @@ void BenchLifeTimes(CReport& report, IClassFactory& ours, const CBenchFile& file
 
 void MeasureMemoryOfLoads(CReport& report, IClassFactory& factory, const CBenchFile& file) {
     constexpr int kFilters = 50;
-    std::vector<std::unique_ptr<CFilterSource>> filters;
-    for (int i = 0; i < kFilters; ++i)
-        filters.push_back(std::make_unique<CFilterSource>(factory));
+    std::vector<std::unique_ptr<CFilterSource>> filters(kFilters);
+    for (auto& filter : filters)
+        filter = std::make_unique<CFilterSource>(factory);
     const double idle = PrivateKiB();
     BYTE byte = 0;
     for (const auto& filter : filters) {

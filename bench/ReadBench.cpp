@@ -127,7 +127,7 @@ void BenchReads(CReport& report, const CFilterLibrary& library, const CBenchFile
     CheckContents(contenders.stock, "the stock file source");
     CheckContents(contenders.ours, "our filter");
 
-    const CPageBuffer buffer(4 * kMiB);
+    const CPageBuffer buffer(SIZE_T{4} * kMiB);
     BenchSequentialReads(report, contenders, buffer.Get());
     const auto [ours, stock, readFile] = BestReadTimes<CRandomPositions>(contenders, kRandomReadBytes, buffer.Get());
     report.Add({"random read, 4 KiB over 256 MiB", ours, stock, readFile, kRandomReadBytes});

@@ -204,11 +204,11 @@ TEST_F(CDirEntryWrapperTest, EachStepThatFailsEndsTheFunctionWithItsFailure) {
 TEST_F(CDirEntryWrapperTest, TheCompatibleUriIsTheOriginalOneWhereThereIsOne) {
     const std::wstring own = L"own uri";
     for (const wchar_t* const original : std::initializer_list<const wchar_t*>{L"original", L"", nullptr}) {
-        layer.originalUri = original;
+        layer.value = original;
         EXPECT_EQ(S_OK, Run(getCompatible));
         EXPECT_EQ(original && *original ? original : own, result);
     }
-    layer.originalUri = L"original";
+    layer.value = L"original";
     layer.faults = {{L"GetValue TKDS.MetaData.OriginalURI", Fault::Fail}};
     EXPECT_EQ(S_OK, Run(getCompatible));
     EXPECT_EQ(own, result);

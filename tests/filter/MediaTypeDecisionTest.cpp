@@ -2,10 +2,10 @@
 #include "baseclasses/CMediaType.h"
 #include "framework/com/CTaskMem.h"
 #include "sdk/TvMetadata.h"
-#include "tests/filter/CFakeMetadataService.h"
 #include "tests/filter/CFilterWithLibrary.h"
 #include "tests/filter/CScriptedDictionary.h"
 #include "tests/filter/FilterTest.h"
+#include "tests/support/CFakeDataLayer.h"
 
 #include <iterator>
 #include <sstream>
@@ -95,14 +95,15 @@ TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALib
         SCOPED_TRACE(static_cast<int>(row.library));
         const Log lines = LinesOf([&] {
             Stream content("0123456789");
-            CFakeMetadataService service;
+            CFakeDataLayer layer;
+            layer.value = L"video/mpeg";
             std::optional<CScriptedDictionary> dictionary;
             if (row.hasDictionary)
                 dictionary.emplace();
             const CFilterWithLibrary filter(row.library);
             EXPECT_EQ(row.offers, filter.Offers(&content));
-            EXPECT_EQ(row.offers == "SV0", service.extracted != nullptr);
-            EXPECT_NE(&content, service.extracted) << "the buffered stream is read";
+            EXPECT_EQ(row.offers == "SV0", layer.extracted != nullptr);
+            EXPECT_NE(&content, layer.extracted) << "the buffered stream is read";
         });
         Log expected = {Line(1, L"CCustomFileSourceFilter::OpenStream", L"Loading file : scripted")};
         expected.insert(expected.end(), row.lines.begin(), row.lines.end());

@@ -115,9 +115,9 @@ TEST_F(PinRequestTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
     g_mayWait.Reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     const CImportHook hook("WaitForMultipleObjects", &CountThenWait);
     ASSERT_TRUE(hook.IsSet());
-    std::vector<std::future<HRESULT>> waiters;
-    for (int i = 0; i < 3; ++i)
-        waiters.push_back(std::async(std::launch::async, [this] { return WaitForNext(10'000).result; }));
+    std::future<HRESULT> waiters[3];
+    for (auto& waiter : waiters)
+        waiter = std::async(std::launch::async, [this] { return WaitForNext(10'000).result; });
     while (g_waiters < 3)
         std::this_thread::yield();
     CTestSample samples[] = {CTestSample(4), CTestSample(4)};

@@ -23,7 +23,7 @@ class CFakeDataLayer final
     : public CTestObject<ITKDSUriAccessFactory, ITKDSDirectory, ITKDSGetParentInfoForUri, ITKDSSourceInfo,
                          ITKDSCreateStream, ITKDSGetObjectMetaData, ITKDSMetaData, ITKCFPropertySet, ITKCFStringList,
                          ITKCFConstStringList, ITKDSVirtualDirectoryFactory, ITKDSVirtualDirectory,
-                         ITKDSVirtualDirectoryItem> {
+                         ITKDSVirtualDirectoryItem, ITKDSMetaDataReader, ITKDSMetaDataExtractionOptions> {
 public:
     // Fail: with kFault, and with a result that must not be used. GiveNull: success without a result.
     enum class Fault { None, Fail, Throw, GiveNull };
@@ -32,8 +32,9 @@ public:
     // What the steps do instead whose text begins so. A step's text is the name of the method, or "create" and that of
     // the class, with the arguments behind it; of OpenUriAs and OpenEntryAs the accessor id comes first.
     std::map<std::wstring, Fault> faults;
-    const wchar_t* originalUri = nullptr;  // the only metadata; null: there is none
-    IStream* stream = nullptr;             // what CreateStreamEx2 gives
+    const wchar_t* value = nullptr;  // of every key of the metadata; null: there is no such key
+    IStream* stream = nullptr;       // what CreateStreamEx2 gives
+    IStream* extracted = nullptr;    // the stream of the last extraction
 
     // The steps since the last call of this function.
     std::vector<std::wstring> TakeSteps() { return std::exchange(m_steps, {}); }
@@ -67,14 +68,22 @@ public:
     STDMETHODIMP GetGeneralMetaData(ITKCFPropertySet** to) override { return Give(L"GetGeneralMetaData", to); }
     STDMETHODIMP GetValue(BSTR key, VARIANT* to) override {
         const HRESULT hr = Do(std::wstring(L"GetValue ") + key);
-        if (FAILED(hr) || !originalUri)
+        if (FAILED(hr) || !value)
             return FAILED(hr) ? hr : S_FALSE;
         to->vt = VT_BSTR;
-        to->bstrVal = ::SysAllocString(originalUri);
+        to->bstrVal = ::SysAllocString(value);
         return S_OK;
     }
     STDMETHODIMP Add(BSTR item) override { return Do(std::wstring(L"Add ") + item); }
+    STDMETHODIMP Insert(long position, BSTR item) override {
+        return Do(L"Insert " + std::to_wstring(position) + L" " + item);
+    }
     STDMETHODIMP GetConstAccessor(ITKCFConstStringList** to) override { return Give(L"GetConstAccessor", to); }
+    STDMETHODIMP CreateMetaData(ITKDSMetaData** to) override { return Give(L"CreateMetaData", to); }
+    STDMETHODIMP Extract(ITKCFConstStringList* keys, IStream* content, ITKDSMetaData* data) override {
+        extracted = content;
+        return Do(std::wstring(L"Extract") + (keys ? L" keys" : L"") + (data ? L" metadata" : L""));
+    }
     STDMETHODIMP CreateVirtualDirectory(ITKDSVirtualDirectory** to) override {
         return Give(L"CreateVirtualDirectory", to);
     }
@@ -95,10 +104,13 @@ public:
     STDMETHODIMP GetCount(long*) override { return E_NOTIMPL; }
     STDMETHODIMP GetItem(long, BSTR*) override { return E_NOTIMPL; }
     STDMETHODIMP IndexOf(BSTR, long*) override { return E_NOTIMPL; }
-    STDMETHODIMP Insert(long, BSTR) override { return E_NOTIMPL; }
     STDMETHODIMP Remove(long) override { return E_NOTIMPL; }
     STDMETHODIMP Clear() override { return E_NOTIMPL; }
     STDMETHODIMP Clone(ITKCFStringList**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetReaderName(BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetSupportedKeys(ITKCFConstStringList**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetSupportedMimeTypes(ITKCFConstStringList**) override { return E_NOTIMPL; }
+    STDMETHODIMP CanExtract(IStream*) override { return E_NOTIMPL; }
 
 private:
     // Writes the step down; what it does instead of its work. Throws if it is to.
@@ -144,4 +156,7 @@ private:
     const CRegisteredComClass m_directoryFactories{CLSID_TKDSVirtualDirectoryFactory,
                                                    Creator(L"create TKDSVirtualDirectoryFactory")};
     const CRegisteredComClass m_stringLists{CLSID_TKCFStringList, Creator(L"create TKCFStringList")};
+    const CRegisteredComClass m_readers{CLSID_TKDSMetaDataReader, Creator(L"create TKDSMetaDataReader")};
+    const CRegisteredComClass m_options{CLSID_TKDSMetaDataExtractionOptions,
+                                        Creator(L"create TKDSMetaDataExtractionOptions")};
 };
