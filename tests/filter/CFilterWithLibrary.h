@@ -5,7 +5,7 @@
 
 #include "sdk/TvMetadata.h"
 #include "tests/filter/CFilterHost.h"
-#include "tests/filter/CTempFolder.h"
+#include "tests/support/CTempFolder.h"
 
 #include <string>
 #include <vector>

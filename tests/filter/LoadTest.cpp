@@ -1,9 +1,9 @@
 // Loading a source by its name: what is opened, what is refused, what is kept, and what the log says of it.
 #include "diagnostics/CAutoDestructor.h"
-#include "tests/filter/CTempFolder.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataService.h"
 #include "tests/support/CRegisteredComClass.h"
+#include "tests/support/CTempFolder.h"
 
 namespace {
 

@@ -17,16 +17,16 @@ struct HostRun {
 [[nodiscard]] std::string BytesOf(const std::wstring& path);
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
-// Runs the program with these arguments to its end. A program that is not done after a minute is ended, and the test
-// fails.
+// Runs the program with these arguments to its end. One that is not done after a minute is ended, with exit code 99.
 [[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments,
                               const std::wstring& program = BuiltFile(L"tvsource.exe"));
 
-// The same command with the filter DLL of the build, which need not be registered.
-[[nodiscard]] HostRun RunWithFilter(const wchar_t* command, std::vector<std::wstring> arguments);
+// The same command with a filter DLL of the build, which need not be registered.
+[[nodiscard]] HostRun RunWithFilter(const wchar_t* command, std::vector<std::wstring> arguments,
+                                    const wchar_t* dll = L"TvFileSourceAsync.dll");
 
-// The same with the DLL whose sources misbehave.
-[[nodiscard]] HostRun RunAwkward(const wchar_t* command, std::vector<std::wstring> arguments);
+// The DLL whose sources misbehave.
+inline constexpr wchar_t kAwkward[] = L"awkward_source.dll";
 
 // What is expected of a run: its exit code, and the texts that are in its output (of an error: in its error output).
 void ExpectRun(const HostRun& run, unsigned exitCode, std::initializer_list<std::string> texts);

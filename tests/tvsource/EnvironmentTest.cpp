@@ -1,59 +1,33 @@
 // What `info --environment` writes to the log, and what it says of the place where that is.
+#include "tests/support/CLogFileSetting.h"
+#include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
-#include "tests/tvsource/CScratchFolder.h"
-
-#include <gtest/gtest.h>
-
-namespace {
-
-// The registry value that names the log file, for as long as the object lives.
-struct CLogFile {
-    explicit CLogFile(const std::wstring& path) {
-        EXPECT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"LogFile", REG_SZ, path.c_str(),
-                                                   static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))));
-    }
-    CLogFile(const CLogFile&) = delete;
-    CLogFile& operator=(const CLogFile&) = delete;
-    ~CLogFile() { ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey); }
-    static constexpr wchar_t kKey[] = L"SOFTWARE\\Tavel\\TKRuntimeLogger";
-};
-
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != text.npos;
-}
-
-}  // namespace
 
 TEST(Environment, IsInTheLogFileThatTheScreenNames) {
-    CScratchFolder folder;
-    const std::string process = "CAT: tvsource, ", system = "MSG: Current OS:                ";
-    const std::string program = "tvsource.exe  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)\r\n";
-    const std::string filter = "TvFileSourceAsync.dll  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)\r\n";
+    CTempFolder folder;
+    const CLogFileSetting setting;
     for (const bool withSource : {false, true}) {
-        const std::wstring path = folder.Write(withSource ? L"with \u97F3.log" : L"without.log", "");
-        const CLogFile setting(path);
+        const std::wstring path = folder.Write("", withSource ? L"with \u97F3.log" : L"without.log");
+        setting.Set(path);
         const HostRun run = withSource ? RunWithFilter(L"info", {L"--environment", MediaFile(L"tone.wav")})
                                        : RunHost({L"info", L"--environment"});
-        EXPECT_EQ(0u, run.exitCode) << run.err;
-        EXPECT_TRUE(Has(run.out, Utf8(path) + "\n")) << run.out;
-        EXPECT_EQ(withSource, Has(run.out, "Length   16044 bytes\n")) << run.out;
+        ExpectRun(run, 0, {Utf8(path) + "\n", withSource ? "Length   16044 bytes\n" : ""});
         const std::string log = BytesOf(path);
-        for (const std::string& text : {process, system, program})
-            EXPECT_TRUE(Has(log, text)) << text;
-        EXPECT_EQ(withSource, Has(log, filter));
+        const std::string versions = "  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)\r\n";
+        for (const std::string& text : {std::string("CAT: tvsource, "), std::string("MSG: Current OS:                "),
+                                        "tvsource.exe" + versions})
+            EXPECT_NE(log.npos, log.find(text)) << text;
+        EXPECT_EQ(withSource, log.find("TvFileSourceAsync.dll" + versions) != log.npos);
     }
 }
 
 TEST(Environment, WithoutALogTheLackIsExplained) {
-    CScratchFolder folder;
-    HostRun run = RunHost({L"info", L"--environment"});
-    EXPECT_EQ(1u, run.exitCode);
-    EXPECT_TRUE(Has(run.err, "no log is on")) << run.err;
-
+    ExpectRun(RunHost({L"info", L"--environment"}), 1, {"no log is on"});
+    const CTempFolder folder;
     const std::wstring nowhere = folder.PathOf(L"no\\folder.log");
-    const CLogFile setting(nowhere);
-    run = RunWithFilter(L"info", {L"--environment", MediaFile(L"tone.wav")});
-    EXPECT_EQ(1u, run.exitCode);
-    EXPECT_TRUE(Has(run.err, Utf8(nowhere) + " can't be opened")) << run.err;
-    EXPECT_TRUE(Has(run.out, "Length   16044 bytes\n")) << run.out;
+    const CLogFileSetting setting;
+    setting.Set(nowhere);
+    const HostRun run = RunWithFilter(L"info", {L"--environment", MediaFile(L"tone.wav")});
+    ExpectRun(run, 1, {Utf8(nowhere) + " can't be opened"});
+    EXPECT_NE(run.out.npos, run.out.find("Length   16044 bytes\n")) << run.out;
 }

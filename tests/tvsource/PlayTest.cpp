@@ -1,9 +1,8 @@
+#include "tests/support/CTempFolder.h"
 #include "tests/support/CTestApartment.h"
-#include "tests/tvsource/CScratchFolder.h"
+#include "tests/tvsource/CHost.h"
 
 #include <wrl/client.h>
-
-#include <sstream>
 
 namespace {
 
@@ -16,17 +15,7 @@ size_t Count(const std::string& text, const std::string& part) {
 
 void ExpectPlayed(const HostRun& run, const std::string& parser, size_t streams) {
     ExpectRun(run, 0, {"Parser   " + parser + "\n", "Ended    complete\n"});
-    EXPECT_EQ(streams, Count(run.out, "Stream   ")) << run.out;
     EXPECT_EQ(streams, Count(run.out, "-> Null Renderer")) << run.out;
-}
-
-// The bytes that the parser asked for, as the report has them.
-unsigned long long BytesRead(const std::string& report) {
-    std::istringstream numbers(report.substr(report.find("Reads    ")));
-    std::string label, between;
-    unsigned long long reads = 0, bytes = 0;
-    EXPECT_TRUE(numbers >> label >> reads >> between >> between >> bytes) << report;
-    return bytes;
 }
 
 // Sound of half a minute's silence: longer than the filter's read buffer, so that a fault in a later read is met on the
@@ -44,11 +33,10 @@ struct Play : ::testing::Test {
         constexpr GUID kWaveParser = {0xD51BD5A1, 0x7548, 0x11CF, {0xA5, 0x20, 0x00, 0x80, 0xC7, 0x7E, 0xF5, 0x8A}};
         const CTestApartment apartment(COINIT_MULTITHREADED);
         Microsoft::WRL::ComPtr<IUnknown> parser;
-        const HRESULT hr = ::CoCreateInstance(kWaveParser, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IUnknown), &parser);
-        if (FAILED(hr))
-            GTEST_SKIP() << "the platform has no parsers for programs of this bitness: " << std::hex << hr;
+        if (FAILED(::CoCreateInstance(kWaveParser, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&parser))))
+            GTEST_SKIP() << "the platform has no parsers for programs of this bitness";
     }
-    CScratchFolder folder;
+    CTempFolder folder;
 };
 
 TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserForItsKind) {
@@ -56,45 +44,27 @@ TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserForItsKind) {
         const wchar_t* name;
         const char* parser;
         size_t streams;
-    } files[] = {
-        {L"tone.wav", "WAVE Parser", 1},
-        {L"tone.mp3", "MPEG-I Stream Splitter", 1},
-        {L"tone.au", "generic parser", 1},
-        {L"tone.flac", "generic parser", 1},
-        {L"tone.ogg", "generic parser", 1},
-        {L"clip.mkv", "generic parser", 2},
-        {L"clip.mp4", "generic parser", 2},
-        // The AVI splitter's video goes nowhere without a screen, so the next parser is taken.
-        {L"clip.avi", "generic parser", 2},
-    };
-    for (const auto& file : files) {
-        SCOPED_TRACE(file.name);
-        const HostRun run = RunWithFilter(L"play", {L"--null", MediaFile(file.name)});
-        ExpectPlayed(run, file.parser, file.streams);
-        EXPECT_LE(BytesOf(MediaFile(file.name)).size() / 2, BytesRead(run.out)) << run.out;
-    }
-}
-
-TEST_F(Play, WithoutAScreenNullRenderersAreTakenUnasked) {
-    ExpectPlayed(RunWithFilter(L"play", {MediaFile(L"clip.mkv")}), "generic parser", 2);
-}
-
-TEST_F(Play, AWaveIsReadWholeAndHardlyMore) {
-    const HostRun run = RunWithFilter(L"play", {L"--null", folder.Write(L"long.wav", LongWave())});
-    ExpectPlayed(run, "WAVE Parser", 1);
-    EXPECT_LE(240'000u, BytesRead(run.out));
-    EXPECT_GE(300'000u, BytesRead(run.out));
+    } files[] = {{L"tone.wav", "WAVE Parser", 1},
+                 {L"tone.mp3", "MPEG-I Stream Splitter", 1},
+                 {L"tone.au", "generic parser", 1},
+                 {L"tone.flac", "generic parser", 1},
+                 {L"tone.ogg", "generic parser", 1},
+                 {L"clip.mkv", "generic parser", 2},
+                 {L"clip.mp4", "generic parser", 2},
+                 // The AVI splitter's video goes nowhere without a screen, so the next parser is taken.
+                 {L"clip.avi", "generic parser", 2}};
+    for (const auto& file : files)
+        ExpectPlayed(RunWithFilter(L"play", {L"--null", MediaFile(file.name)}), file.parser, file.streams);
+    ExpectPlayed(RunWithFilter(L"play", {MediaFile(L"clip.mkv")}), "generic parser", 2);  // renderers taken unasked
 }
 
 TEST_F(Play, AnyNameThatWindowsTakesIsPlayed) {
     const std::wstring part = std::wstring(60, L'n') + L"\\";
     for (const std::wstring& name :
-         {std::wstring(L"T\u00F6ne \u97F3\u697D \U0001F3B5.wav"), std::wstring(L"with spaces & 100%.wav"),
-          std::wstring(L"no extension"), std::wstring(L"wrong extension.mp3"),
-          part + part + part + part + L"beyond 260 characters.wav"}) {
-        const std::wstring file = folder.Copy(MediaFile(L"tone.wav"), name);
-        ExpectRun(RunWithFilter(L"play", {L"--null", file}), 0, {"Ended    complete\n"});
-    }
+         {std::wstring(L"T\u00F6ne & \u97F3\u697D 100% \U0001F3B5.wav"), std::wstring(L"no extension"),
+          std::wstring(L"wrong extension.mp3"), part + part + part + part + L"beyond 260 characters.wav"})
+        ExpectRun(RunWithFilter(L"play", {L"--null", folder.Copy(MediaFile(L"tone.wav"), name)}), 0,
+                  {"Ended    complete\n"});
 }
 
 TEST_F(Play, ATypeThatTheFilterDoesNotKnowIsGuessedFromTheNameAndSaidSo) {
@@ -102,8 +72,7 @@ TEST_F(Play, ATypeThatTheFilterDoesNotKnowIsGuessedFromTheNameAndSaidSo) {
     const std::wstring program = folder.Copy(BuiltFile(L"tvsource.exe"), L"tvsource.exe");
     const std::wstring library = folder.Copy(BuiltFile(L"TvFileSourceAsync.dll"), L"TvFileSourceAsync.dll");
     const std::pair<const wchar_t*, const char*> names[] = {
-        {L"a.MP3", "trying .MP3: Stream / MPEG1Audio"},
-        {L"a.b.mp2", "trying .mp2: Stream / MPEG1Audio"},
+        {L"a.b.MP2", "trying .MP2: Stream / MPEG1Audio"},
         {L"a.xyz", "trying .xyz: Stream / any"},
         {L"a.dot\\a", "trying a name without extension: Stream / any"},
     };
@@ -114,18 +83,19 @@ TEST_F(Play, ATypeThatTheFilterDoesNotKnowIsGuessedFromTheNameAndSaidSo) {
         EXPECT_EQ(1u, Count(guessed.err, message)) << guessed.err;
         const HostRun told = RunHost({L"play", L"--null", L"--dll", library, L"--type", L"MPEG1Audio", file}, program);
         ExpectPlayed(told, "MPEG-I Stream Splitter", 1);
-        EXPECT_EQ(0u, Count(told.err, "trying")) << told.err;
+        EXPECT_EQ("", told.err);
     }
 }
 
 TEST_F(Play, WhatNoParserTakesIsAnErrorThatNamesThemAll) {
-    ExpectRun(RunWithFilter(L"play", {L"--null", folder.Write(L"text.wav", "no sound in here at all")}), 1,
+    ExpectRun(RunWithFilter(L"play", {L"--null", folder.Write("no sound in here at all", L"text.wav")}), 1,
               {"No parser takes the source\n  WAVE Parser: 0x8", "\n  generic parser: 0x8"});
-    ExpectRun(RunWithFilter(L"play", {L"--null", folder.Write(L"empty.wav", "")}), 1, {"empty.wav is empty"});
+    ExpectRun(RunWithFilter(L"play", {L"--null", folder.Write("", L"empty.wav")}), 1, {"empty.wav is empty"});
 }
 
 TEST_F(Play, ASourceThatBreaksOnTheWayEndsTheRunWithAnError) {
-    const HostRun run = RunAwkward(L"play", {L"--null", L"--type", L"WAVE", folder.Write(L"long.broken", LongWave())});
+    const HostRun run =
+        RunWithFilter(L"play", {L"--null", L"--type", L"WAVE", folder.Write(LongWave(), L"long.broken")}, kAwkward);
     ExpectRun(run, 1, {});
     EXPECT_EQ(1u, Count(run.out, "Ended    stopped")) << run.out;
 }
