@@ -24,7 +24,7 @@ constexpr wchar_t kGetMetaData[] = L"FileAccess::GetObjectMetaDataFromUri";
 // Copies up to `size` bytes from where `source` stands to where `target` stands.
 HRESULT CopyBytes(IStream& source, IStream& target, LONGLONG size) {
     HRESULT hr = S_OK;
-    std::array<BYTE, 32 * 1024> block;
+    std::array<BYTE, 0x8000> block;
     // An empty stream is read once, too: it may fail.
     do {
         const ULONG wanted = static_cast<ULONG>(std::min<LONGLONG>(block.size(), size));

@@ -27,7 +27,7 @@ bool IsUri(const std::wstring& name) {
 std::wstring SourceName(const std::wstring& typed) {
     if (IsUri(typed))
         return typed;
-    const std::wstring path = FullPathOf(typed);
+    std::wstring path = FullPathOf(typed);
     const DWORD attributes = ::GetFileAttributesW(OpenablePath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         throw CHostError(L"Cannot find " + path, HRESULT_FROM_WIN32(::GetLastError()));
