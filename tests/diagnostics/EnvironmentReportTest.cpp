@@ -1,17 +1,24 @@
-// What the environment report writes.
+// What the environment report writes, and that it asks nothing when nobody reads it.
 #include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/EnvironmentReport.h"
+#include "diagnostics/LogDestination.h"
 #include "diagnostics/OperatingSystemName.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CRecordingLogger.h"
-#include "tests/support/CTempFolder.h"
+
+#include <gtest/gtest.h>
+#include <psapi.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <set>
 
 using namespace TKRuntimeLogger;
+namespace fs = std::filesystem;
 
 namespace {
+
+using Texts = std::vector<std::wstring>;
 
 // The records of `body` on a thread that has a logger.
 template <class Body>
@@ -21,8 +28,43 @@ std::vector<LoggedRecord> RecordsOf(Body&& body) {
     return published->Records();
 }
 
-bool AnyHas(const std::vector<LoggedRecord>& records, const std::wstring& part) {
-    return std::ranges::any_of(records, [&](const auto& record) { return record.message.find(part) != part.npos; });
+Texts MessagesOf(const std::vector<LoggedRecord>& records) {
+    Texts messages;
+    for (const LoggedRecord& record : records)
+        messages.push_back(record.message);
+    return messages;
+}
+
+bool AnyContains(const Texts& texts, const std::wstring& part) {
+    return std::any_of(texts.begin(), texts.end(), [&](const auto& text) { return text.find(part) != text.npos; });
+}
+
+// In the place of a function: counts the call and says that it failed.
+int g_calls = 0;
+template <class Function>
+struct Failing;
+template <class Result, class... Arguments>
+struct Failing<Result WINAPI(Arguments...)> {
+    static Result WINAPI Call(Arguments...) {
+        ++g_calls;
+        return Result{};
+    }
+};
+
+OSVERSIONINFOEXW g_version;
+BOOL WINAPI ScriptedGetVersionEx(LPOSVERSIONINFOW version) {
+    EXPECT_EQ(sizeof g_version, version->dwOSVersionInfoSize);
+    *reinterpret_cast<OSVERSIONINFOEXW*>(version) = g_version;
+    return TRUE;
+}
+
+VS_FIXEDFILEINFO g_fixed{};
+UINT g_fixedSize = sizeof g_fixed;
+BOOL WINAPI ScriptedVerQueryValue(LPCVOID, LPCWSTR block, LPVOID* value, PUINT size) {
+    EXPECT_STREQ(L"\\", block);
+    *value = &g_fixed;
+    *size = g_fixedSize;
+    return TRUE;
 }
 
 std::wstring PathOf(HMODULE module) {
@@ -31,11 +73,13 @@ std::wstring PathOf(HMODULE module) {
     return path;
 }
 
-const std::wstring kVersions = L"  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)";
+const std::wstring kModuleVersions = L"  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)";
 
 struct EnvironmentReportTest : ::testing::Test {
     const CAutoLibrary module{::LoadLibraryW(L"diagnostics_module.dll")};
 };
+
+}  // namespace
 
 TEST(OperatingSystemName, FollowsFromVersionEditionAndArchitecture) {
     constexpr BYTE kWork = VER_NT_WORKSTATION, kServer = VER_NT_SERVER, kController = VER_NT_DOMAIN_CONTROLLER;
@@ -47,8 +91,11 @@ TEST(OperatingSystemName, FollowsFromVersionEditionAndArchitecture) {
         const wchar_t *system, *architecture;
     } kSystems[] = {
         {{5, 0, kServer, 0, kX86}, {kR2, kStarter}, L"Windows 2000 (32bit)", L"x86"},
+        {{5, 1, kWork, 0, kX86}, {kR2}, L"Windows XP (32bit)", L"x86"},
+        {{5, 1, kWork, 0, kX86}, {kStarter}, L"Windows XP Starter Edition (32bit)", L"x86"},
         {{5, 1, kWork, 0, kX64}, {kMediaCenter, kTablet}, L"Windows XP MCE Tablet PC Edition (64bit)", L"x64"},
         {{5, 2, kWork, 0, kX64}, {kR2}, L"Windows XP Professional x64 Edition (64bit)", L"x64"},
+        {{5, 2, kWork, 0, kX86}, {}, L"Windows Server 2003 (32bit)", L"x86"},
         {{5, 2, kServer, 0x8000, kX86}, {}, L"Windows Server 2003 (32bit)", L"x86"},
         {{5, 2, kServer, 0x8000, kX86}, {kR2}, L"Windows Home Server (32bit)", L"x86"},
         {{5, 2, kServer, 0x8010, kIa64}, {kR2}, L"Windows Server 2003 R2 (32bit)", L"IA64"},
@@ -58,65 +105,148 @@ TEST(OperatingSystemName, FollowsFromVersionEditionAndArchitecture) {
         {{6, 1, kServer, 0, kX64}, {kR2}, L"Windows Server 2008 R2 (64bit)", L"x64"},
         {{6, 2, kWork, 0, kX86}, {}, L" (32bit)", L"x86"},
         {{6, 2, kWork, 0, kArm}, {}, L"Unknown (6.6)", L""},
+        {{5, 3, kWork, 0, 0xFFFF}, {}, L"Unknown (5.5)", L""},
     };
-    for (const auto& [version, metrics, system, architecture] : kSystems) {
+    for (const auto& row : kSystems) {
+        SCOPED_TRACE(&row - kSystems);
         const SystemNames names =
-            NamesOf(version, [&metrics = metrics](int metric) { return static_cast<int>(metrics.count(metric)); });
-        EXPECT_EQ(system, names.system);
-        EXPECT_EQ(architecture, names.architecture) << names.system;
+            NamesOf(row.version, [&](int metric) { return static_cast<int>(row.metrics.count(metric)); });
+        EXPECT_EQ(row.system, names.system);
+        EXPECT_EQ(row.architecture, names.architecture);
     }
+    // The metric is asked a second time for the last row of its version.
+    int asked = 0;
+    EXPECT_EQ(L" (32bit)", NamesOf({5, 2, kServer, 0, kX86}, [&](int) { return asked++ == 0 ? 1 : 0; }).system);
+    EXPECT_EQ(2, asked);
 }
 
 TEST_F(EnvironmentReportTest, ProcessAndSystemAreSevenLines) {
+    g_version.dwMajorVersion = 6;
+    g_version.dwMinorVersion = 1;
+    g_version.wProductType = VER_NT_WORKSTATION;
     BOOL emulated = FALSE;
     ::IsWow64Process(::GetCurrentProcess(), &emulated);
-    const std::wstring beginnings[] = {
-        L"Current Module FileName:\t  " + PathOf(nullptr),
-        L"Current Working Directory: " + std::filesystem::current_path().wstring(),
-        L"Current Commandline:\t\t  " + std::wstring(::GetCommandLineW()),
-        L"Current OS:                Windows ",
-        L"Current OS Architecture:   x",
-        L"Current OS Service Pack:   ",
-        L"Is Wow64 process:          " + std::wstring(emulated ? L"Yes" : L"No"),
-    };
-    const auto records = RecordsOf([] { LogProcessEnvironment(L"host"); });
-    EXPECT_TRUE(std::ranges::equal(beginnings, records, [](const auto& beginning, const auto& record) {
-        return record.message.starts_with(beginning) && record.category == L"host";
-    })) << ::testing::PrintToString(records);
+    SYSTEM_INFO machine{};
+    ::GetNativeSystemInfo(&machine);
+    const struct {
+        bool kernel, version;  // that can be asked
+        const wchar_t* servicePack;
+    } kSystems[] = {{true, true, L""}, {false, true, L"Service Pack 1"}, {true, false, L""}};
+    for (const auto& row : kSystems) {
+        SCOPED_TRACE(&row - kSystems);
+        ::wcscpy_s(g_version.szCSDVersion, row.servicePack);
+        const CImportHook version("GetVersionExW",
+                                  row.version ? &ScriptedGetVersionEx : &Failing<decltype(::GetVersionExW)>::Call);
+        const CImportHook library("LoadLibraryW",
+                                  row.kernel ? &::LoadLibraryW : &Failing<decltype(::LoadLibraryW)>::Call);
+        ASSERT_TRUE(version.IsSet() && library.IsSet());
+        const bool x64 = row.kernel && machine.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64;
+        Texts expected = {L"Current Module FileName:\t  " + PathOf(nullptr),
+                          L"Current Working Directory: " + fs::current_path().wstring(),
+                          std::wstring(L"Current Commandline:\t\t  ") + ::GetCommandLineW(), L"GetVersioEx failed"};
+        if (row.version) {
+            expected.back() = std::wstring(L"Current OS:                Windows 7 ") + (x64 ? L"(64bit)" : L"(32bit)");
+            expected.push_back(std::wstring(L"Current OS Architecture:   ") + (x64 ? L"x64" : L"x86"));
+            expected.push_back(std::wstring(L"Current OS Service Pack:   ") +
+                               (*row.servicePack ? row.servicePack : L"none"));
+            expected.push_back(std::wstring(L"Is Wow64 process:          ") +
+                               (row.kernel && emulated ? L"Yes" : L"No"));
+        }
+        const auto records = RecordsOf([] { LogProcessEnvironment(L"host"); });
+        EXPECT_EQ(expected, MessagesOf(records));
+        for (const LoggedRecord& record : records) {
+            EXPECT_EQ(!row.version && &record == &records.back() ? 3 : 1, record.severity);
+            EXPECT_EQ(L"host TKRuntimeLoggerAPI TKRuntimeLogger::LogProcessEnvironment",
+                      record.category + L" " + record.file + L" " + record.function);
+        }
+    }
 }
 
-TEST_F(EnvironmentReportTest, AModuleAtALongPathIsReportedInFullAndOneWithoutVersionsNotAtAll) {
-    CTempFolder folder({std::wstring(250, L'x')});
-    const std::wstring path = folder.Copy(PathOf(module.Get()), L"module.dll");
-    const auto records = RecordsOf([&] {
-        LogLoadedModule(CAutoLibrary(::LoadLibraryW(path.c_str())).Get(), L"host");
-        LogLoadedModule(::GetModuleHandleW(nullptr), L"host");
-        LogLoadedModule(nullptr, L"host");
+TEST_F(EnvironmentReportTest, NothingIsAskedOnAThreadWithoutALogger) {
+#define TV_FAILING(function) CImportHook(#function, &Failing<decltype(::function)>::Call)
+    const CImportHook hooks[] = {TV_FAILING(GetModuleFileNameW),     TV_FAILING(GetCurrentDirectoryW),
+                                 TV_FAILING(GetCommandLineW),        TV_FAILING(LoadLibraryW),
+                                 TV_FAILING(GetVersionExW),          TV_FAILING(K32EnumProcessModules),
+                                 TV_FAILING(K32GetModuleFileNameExW)};
+    const auto report = [&] {
+        LogProcessEnvironment(L"host");
+        LogLoadedModule(module.Get(), L"host");
+        LogLoadedModules(nullptr, L"host", TRUE);
+    };
+    for (const CImportHook& hook : hooks)
+        EXPECT_TRUE(hook.IsSet());
+    g_calls = 0;
+    OnNewThread([&] {
+        report();
+        EXPECT_EQ(LogDestination::Kind::Nowhere, ThreadLogDestination().kind);
     });
-    ASSERT_EQ(1u, records.size());
-    EXPECT_TRUE(AnyHas(records, path.substr(4) + kVersions)) << records[0];
-    EXPECT_EQ(L"TKRuntimeLogger::LogLoadedModule", records[0].function);
+    EXPECT_EQ(0, g_calls);
+
+    // The same calls are made, and fail without harm, where there is one.
+    const auto records = RecordsOf([&] {
+        ::SetLastError(1234);
+        report();
+        EXPECT_EQ(1234u, ::GetLastError());
+        EXPECT_EQ(LogDestination::Kind::Service, ThreadLogDestination().kind);
+    });
+    EXPECT_GT(g_calls, 5);
+    ASSERT_EQ(5u, records.size());
+    EXPECT_EQ(L"Could not log current modules.", records.back().message);
+    EXPECT_EQ(L"TKRuntimeLogger::LogLoadedModules", records.back().function);
+    EXPECT_EQ(2, records.back().severity);
+}
+
+TEST_F(EnvironmentReportTest, AModuleIsOneLineWithTheFourNumbersOfBothVersionsOrNone) {
+    const auto report = [&] { LogLoadedModule(module.Get(), L"host"); };
+    g_fixed.dwFileVersionMS = 0x0001FFFF;
+    g_fixed.dwFileVersionLS = 0x00030004;
+    g_fixed.dwProductVersionMS = 0x00050006;
+    g_fixed.dwProductVersionLS = 0x80000008;
+    const std::wstring line =
+        L"Module: " + PathOf(module.Get()) + L"  (FileVersion: 1.65535.3.4  ProductVersion: 5.6.32768.8)";
+    for (const UINT size : {static_cast<UINT>(sizeof g_fixed), 0u}) {
+        g_fixedSize = size;
+        const CImportHook hook("VerQueryValueW", &ScriptedVerQueryValue);
+        EXPECT_EQ(size ? Texts{line} : Texts{}, MessagesOf(RecordsOf(report)));
+        const CImportHook unread("GetFileVersionInfoW", &Failing<decltype(::GetFileVersionInfoW)>::Call);
+        EXPECT_TRUE(RecordsOf(report).empty());
+    }
+    EXPECT_EQ(L"TKRuntimeLogger::LogLoadedModule", RecordsOf(report).at(0).function);
+    const auto withoutResource = [] {
+        LogLoadedModule(nullptr, L"host");
+        LogLoadedModule(::GetModuleHandleW(nullptr), L"host");
+    };
+    EXPECT_TRUE(RecordsOf(withoutResource).empty());
+}
+
+TEST_F(EnvironmentReportTest, AModuleAtALongPathIsReportedInFull) {
+    const std::wstring prefix = L"\\\\?\\", folder = fs::temp_directory_path().wstring() + std::wstring(250, L'x');
+    const std::wstring path = folder + L"\\" + std::to_wstring(::GetCurrentProcessId()) + L".dll";
+    ::CreateDirectoryW((prefix + folder).c_str(), nullptr);
+    ASSERT_TRUE(::CopyFileW(PathOf(module.Get()).c_str(), (prefix + path).c_str(), FALSE)) << ::GetLastError();
+    CAutoLibrary copy(::LoadLibraryW((prefix + path).c_str()));
+    const Texts messages = MessagesOf(RecordsOf([&] { LogLoadedModule(copy.Get(), L"host"); }));
+    EXPECT_TRUE(AnyContains(messages, path + kModuleVersions));
+    copy.Reset();
+    EXPECT_TRUE(::DeleteFileW((prefix + path).c_str()) && ::RemoveDirectoryW((prefix + folder).c_str()));
 }
 
 TEST_F(EnvironmentReportTest, ModulesAreChosenByPatternAndByFolder) {
+    ASSERT_TRUE(module);
     const struct {
         const wchar_t* pattern;
         BYTE onlyApplicationDirectory;
         bool ours, systems;
-    } kChoices[] = {
-        {nullptr, 0, true, true},
-        {nullptr, 1, true, false},
-        {L"", 0, false, false},
-        {L"kernel32.dll", 0, false, true},
-        {L"kernel32.dll", 0xFF, false, false},
-        {L"*.exe;DIAG*.dll", 0, true, false},
-    };
+    } kChoices[] = {{nullptr, 0, true, true},           {nullptr, 1, true, false},
+                    {L"*.dll", 0xFF, true, false},      {L"", 0, false, false},
+                    {L"DIAGNOSTICS_*", 0, true, false}, {L"kernel32.dll", 0, false, true},
+                    {L"kernel32.dll", 1, false, false}, {L"*.exe;diag*.dll", 0, true, false},
+                    {L"bin\\*", 0, false, false}};
     for (const auto& row : kChoices) {
         SCOPED_TRACE(&row - kChoices);
-        const auto records = RecordsOf([&] { LogLoadedModules(row.pattern, L"host", row.onlyApplicationDirectory); });
-        EXPECT_EQ(row.ours, AnyHas(records, PathOf(module.Get()) + kVersions));
-        EXPECT_EQ(row.systems, AnyHas(records, L"\\kernel32.dll  (FileVersion: "));
+        const Texts messages =
+            MessagesOf(RecordsOf([&] { LogLoadedModules(row.pattern, L"host", row.onlyApplicationDirectory); }));
+        EXPECT_EQ(row.ours, AnyContains(messages, PathOf(module.Get()) + kModuleVersions));
+        EXPECT_EQ(row.systems, AnyContains(messages, L"\\kernel32.dll  (FileVersion: "));
     }
 }
-
-}  // namespace
