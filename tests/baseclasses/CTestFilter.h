@@ -46,7 +46,6 @@ public:
         return Note("check " + std::to_string(number), std::ranges::count(accepted, number) != 0 ? S_OK : refusal);
     }
     HRESULT GetMediaType(int position, CMediaType* type) override {
-        onGetMediaType(position);
         const bool isThere = position >= 0 && static_cast<size_t>(position) < offered.size();
         return isThere ? type->Set(TestType(offered[static_cast<size_t>(position)])) : VFW_S_NO_MORE_ITEMS;
     }
@@ -64,9 +63,8 @@ public:
     // Any other code than S_OK is the answer of that method.
     HRESULT checkConnectResult = S_OK, setMediaTypeResult = S_OK, completeConnectResult = S_OK;
     HRESULT activeResult = S_OK, inactiveResult = S_OK, runResult = S_OK;
-    // Called while a connection is completed, and for each type that is asked for.
+    // Called while a connection is completed.
     std::function<void()> onComplete = [] {};
-    std::function<void(int position)> onGetMediaType = [](int) {};
     // Calls of CheckConnect less those of BreakConnect.
     int heldConnections = 0;
 
@@ -89,10 +87,8 @@ public:
 
     [[nodiscard]] int GetPinCount() override { return static_cast<int>(m_pins.size()); }
     [[nodiscard]] CBasePin* GetPin(int n) override { return n >= 0 && n < GetPinCount() ? &Pin(n) : nullptr; }
-    [[nodiscard]] const AMOVIESETUP_FILTER* GetSetupData() override { return setupData; }
 
     Journal journal;
-    const AMOVIESETUP_FILTER* setupData = nullptr;
 
 private:
     CCritSec m_lock;

@@ -27,17 +27,4 @@ TEST_F(CUnknownTest, ReferencesTakenDuringDestructionDestroyNothingTwice) {
     EXPECT_EQ(1, destroyed);
 }
 
-TEST_F(CUnknownTest, EveryInterfaceLeadsToTheSameUnknown) {
-    const ComPtr<IBaseFilter> filter = new CTestFilter;
-    ComPtr<IUnknown> expected;
-    ASSERT_EQ(S_OK, filter.As(&expected));
-    for (const IID& iid : {__uuidof(IPersist), __uuidof(IMediaFilter), __uuidof(IBaseFilter), __uuidof(IAMovieSetup)}) {
-        ComPtr<IUnknown> face, unknown;
-        ASSERT_EQ(S_OK, filter->QueryInterface(iid, &face));
-        ASSERT_EQ(S_OK, face.As(&unknown));
-        EXPECT_EQ(expected.Get(), unknown.Get());
-    }
-    EXPECT_EQ(E_POINTER, filter->QueryInterface(__uuidof(IBaseFilter), nullptr));
-}
-
 }  // namespace

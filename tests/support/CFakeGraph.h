@@ -1,11 +1,5 @@
 // A filter graph that does nothing but write down the events that its filters raise.
 //
-//   CFakeGraph graph;
-//   filter->JoinFilterGraph(&graph, L"source");
-//   ...
-//   EXPECT_EQ(graph.TakeEvents(), ...);
-//   filter->JoinFilterGraph(nullptr, nullptr);
-//
 // Threads: any.  Lifetime: the test's.
 #pragma once
 
@@ -14,19 +8,11 @@
 #include <strmif.h>
 
 #include <mutex>
-#include <ostream>
+#include <tuple>
 #include <utility>
 #include <vector>
 
-struct GraphEvent {
-    long code = 0;
-    LONG_PTR parameter1 = 0, parameter2 = 0;
-
-    bool operator==(const GraphEvent&) const = default;
-    friend std::ostream& operator<<(std::ostream& out, const GraphEvent& event) {
-        return out << "event " << event.code << " (" << event.parameter1 << ", " << event.parameter2 << ")";
-    }
-};
+using GraphEvent = std::tuple<long, LONG_PTR, LONG_PTR>;  // its code and parameters
 
 class CFakeGraph final : public CTestObject<IFilterGraph, IMediaEventSink> {
 public:
@@ -39,7 +25,7 @@ public:
     // IMediaEventSink
     STDMETHODIMP Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) override {
         const std::lock_guard lock(m_mutex);
-        m_events.push_back({code, parameter1, parameter2});
+        m_events.emplace_back(code, parameter1, parameter2);
         return S_OK;
     }
 

@@ -1,9 +1,5 @@
 // A logging service that writes down whatever it is told, and is published in the real Running Object Table.
 //
-//   CPublishedLogger published;
-//   OnNewThread([] { DoSomethingThatLogs(); });
-//   EXPECT_EQ(published->Messages(), ...);
-//
 // A thread looks for a logger once in its life, so what shall be recorded must run on a thread that starts after the
 // logger was published: OnNewThread. Publisher and users are in the process's multithreaded apartment; a
 // single-threaded one would need a proxy, which the service doesn't bring.
@@ -19,6 +15,7 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -38,11 +35,8 @@ struct LoggedRecord {
 
     bool operator==(const LoggedRecord&) const = default;
     friend std::ostream& operator<<(std::ostream& out, const LoggedRecord& record) {
-        using ::testing::PrintToString;
-        return out << "severity " << record.severity << ", category " << PrintToString(record.category) << ", process "
-                   << record.processId << ", thread " << record.threadId << ", file " << PrintToString(record.file)
-                   << ", line " << record.line << ", function " << PrintToString(record.function) << ", message "
-                   << PrintToString(record.message);
+        const auto& [severity, category, pid, tid, file, line, function, message] = record;
+        return out << ::testing::PrintToString(std::tie(severity, category, pid, tid, file, line, function, message));
     }
 };
 
@@ -59,18 +53,9 @@ struct LoggedProfile {
     bool operator==(const LoggedProfile&) const = default;
 };
 
-struct LoggedExplicit {
-    LONG severity = -1;
-    std::wstring category;
-    ULONG value1 = 0, value2 = 0;
-    std::wstring file;
-    LONG line = 0;
-    ULONG value3 = 0;
-    std::wstring function, message;
-    VARIANT_BOOL flag = 1;
-
-    bool operator==(const LoggedExplicit&) const = default;
-};
+// The arguments of LogExplicit, in order.
+using LoggedExplicit =
+    std::tuple<LONG, std::wstring, ULONG, ULONG, std::wstring, LONG, ULONG, std::wstring, std::wstring, VARIANT_BOOL>;
 
 // Threads: any. Calls may throw where a script says so.  Lifetime: that of its references.
 class CRecordingLogger final : public CTestObject<ITKRuntimeLogger, ITKRuntimeLoggerQuestion, ITKRuntimeLoggerDump> {
@@ -78,9 +63,7 @@ public:
     [[nodiscard]] static Microsoft::WRL::ComPtr<CRecordingLogger> Create() { return {new CRecordingLogger}; }
 
     // Scripts; set them before the logger is published.
-    bool offersLog = true;
-    bool offersQuestion = false;
-    bool offersDump = false;
+    bool offersLog = true, offersQuestion = false, offersDump = false;
     std::function<void()> onQueryInterface;          // runs inside each query
     std::function<HRESULT()> onCall;                 // runs inside each call; its failure is the call's
     std::function<LONG(const LoggedRecord&)> onAsk;  // gives the answer; the record's message is the question
@@ -104,11 +87,10 @@ public:
         if (onQueryInterface)
             onQueryInterface();
         *object = nullptr;
-        if ((iid == __uuidof(ITKRuntimeLogger) && !offersLog) ||
-            (iid == __uuidof(ITKRuntimeLoggerQuestion) && !offersQuestion) ||
-            (iid == __uuidof(ITKRuntimeLoggerDump) && !offersDump))
-            return E_NOINTERFACE;
-        return CTestObject::QueryInterface(iid, object);
+        const bool refuses = (iid == __uuidof(ITKRuntimeLogger) && !offersLog) ||
+                             (iid == __uuidof(ITKRuntimeLoggerQuestion) && !offersQuestion) ||
+                             (iid == __uuidof(ITKRuntimeLoggerDump) && !offersDump);
+        return refuses ? E_NOINTERFACE : CTestObject::QueryInterface(iid, object);
     }
     STDMETHODIMP_(ULONG) Release() override {
         const ULONG left = CTestObject::Release();
@@ -120,8 +102,7 @@ public:
     // ITKRuntimeLogger
     STDMETHODIMP Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
                      BSTR message) override {
-        return Keep(m_records,
-                    {severity, Text(category), processId, threadId, Text(file), line, Text(function), Text(message)});
+        return Keep(m_records, Record(severity, category, processId, threadId, file, line, function, message));
     }
     STDMETHODIMP LogProfile(LONG severity, BSTR category, ULONG processId, BSTR file, LONG line, BSTR function,
                             BSTR message, MIDL_uhyper count, double first, double maximum, double total) override {
@@ -137,8 +118,7 @@ public:
     // ITKRuntimeLoggerQuestion
     STDMETHODIMP AskQuestion(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
                              BSTR function, BSTR question, BSTR secondText, LONG defaultAnswer, LONG* answer) override {
-        const LoggedRecord record{severity,   Text(category), processId,      threadId,
-                                  Text(file), line,           Text(function), Text(question)};
+        const LoggedRecord record = Record(severity, category, processId, threadId, file, line, function, question);
         *answer = onAsk ? onAsk(record) : defaultAnswer;
         return Keep(m_questions, {record, Text(secondText)});
     }
@@ -146,22 +126,23 @@ public:
     // ITKRuntimeLoggerDump
     STDMETHODIMP LogWithDump(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
                              BSTR function, BSTR message) override {
-        return Keep(m_dumps,
-                    {severity, Text(category), processId, threadId, Text(file), line, Text(function), Text(message)});
+        return Keep(m_dumps, Record(severity, category, processId, threadId, file, line, function, message));
     }
 
 private:
     CRecordingLogger() = default;
 
     static std::wstring Text(BSTR text) { return text ? std::wstring(text, ::SysStringLen(text)) : kNullText; }
-
+    static LoggedRecord Record(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
+                               BSTR function, BSTR message) {
+        return {severity, Text(category), processId, threadId, Text(file), line, Text(function), Text(message)};
+    }
     // Writes the call down and gives its result.
     template <class Entry>
     HRESULT Keep(std::vector<Entry>& list, std::type_identity_t<Entry> entry) {
-        {
-            const std::lock_guard lock(m_lock);
-            list.push_back(std::move(entry));
-        }
+        std::unique_lock lock(m_lock);
+        list.push_back(std::move(entry));
+        lock.unlock();
         return onCall ? onCall() : S_OK;
     }
     template <class Entry>
@@ -183,19 +164,16 @@ public:
     explicit CPublishedLogger(Microsoft::WRL::ComPtr<CRecordingLogger> logger = CRecordingLogger::Create())
         : m_logger(std::move(logger)) {
         Microsoft::WRL::ComPtr<IMoniker> moniker;
-        if (SUCCEEDED(::GetRunningObjectTable(0, &m_table)) &&
-            SUCCEEDED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker)))
-            m_table->Register(ROTFLAGS_REGISTRATIONKEEPSALIVE, static_cast<ITKRuntimeLogger*>(m_logger.Get()),
-                              moniker.Get(), &m_registration);
+        EXPECT_EQ(S_OK, ::GetRunningObjectTable(0, &m_table));
+        EXPECT_EQ(S_OK, ::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker));
+        EXPECT_HRESULT_SUCCEEDED(m_table->Register(ROTFLAGS_REGISTRATIONKEEPSALIVE,
+                                                   static_cast<ITKRuntimeLogger*>(m_logger.Get()), moniker.Get(),
+                                                   &m_registration));
     }
     CPublishedLogger(const CPublishedLogger&) = delete;
     CPublishedLogger& operator=(const CPublishedLogger&) = delete;
-    ~CPublishedLogger() {
-        if (m_registration != 0)
-            m_table->Revoke(m_registration);
-    }
+    ~CPublishedLogger() { m_table->Revoke(m_registration); }
 
-    [[nodiscard]] bool IsPublished() const { return m_registration != 0; }
     CRecordingLogger* operator->() const { return m_logger.Get(); }
 
 private:

@@ -4,7 +4,7 @@
 //   source.On(CScriptedStream::kRead, 1, {.result = STG_E_READFAULT, .bytes = 3});  // the read after the next one
 //
 // Threads: any thread; a held call holds no lock.
-// Lifetime: the test's; clones live as long as the stream they came from.
+// Lifetime: the test's; a clone lives until the next one is made.
 #pragma once
 
 #include "tests/support/CTestObject.h"
@@ -26,7 +26,6 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 class CScriptedStream final : public CTestObject<IStream> {
 public:
@@ -37,7 +36,7 @@ public:
         HRESULT result = S_OK;            // a failure, or another success code than the usual one
         std::optional<ULONG> bytes = {};  // Read, Write: how many bytes go over at most; a failure moves none if unsaid
         std::optional<ULONG> claim = {};  // Read, Write, Seek: the count or position that is reported instead
-        bool throws = false;              // throws std::runtime_error at its end
+        bool throws = false;              // throws std::runtime_error and does nothing else
         bool holds = false;               // waits for LetGo at its start
         bool nothing = false;             // Clone, Stat: success without a clone, or without a name
     };
@@ -77,30 +76,22 @@ public:
     [[nodiscard]] DWORD LastThread() const { return Get(m_lastThread); }      // on which the last call came in
     [[nodiscard]] ULONG LastReadSize() const { return Get(m_lastReadSize); }  // what the last read asked for
     [[nodiscard]] std::string Contents() const { return Get(m_contents); }
-    [[nodiscard]] CScriptedStream* LastClone() const { return Get(m_clones).back().get(); }
-
-    // IUnknown
-    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-        return CTestObject::QueryInterface(iid == __uuidof(ISequentialStream) ? __uuidof(IStream) : iid, object);
-    }
+    [[nodiscard]] CScriptedStream* LastClone() const { return m_clone.get(); }
 
     // ISequentialStream
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) override {
-        std::unique_lock lock(m_mutex);
+        const auto [step, lock] = Begin(kRead);
         m_lastReadSize = cb;
-        const Step step = Begin(kRead, lock);
         const size_t start = static_cast<size_t>(std::min<ULONGLONG>(m_position, m_contents.size()));
         const size_t count = Transfer(step, cb, m_contents.size() - start);
-        if (count > 0)
-            std::memcpy(buffer, m_contents.data() + start, count);
+        m_contents.copy(static_cast<char*>(buffer), count, start);
         m_position += count;
         if (bytesRead)
             *bytesRead = step.claim.value_or(static_cast<ULONG>(count));
-        return End(step, count == cb ? S_OK : S_FALSE);
+        return step.result == S_OK && count < cb ? S_FALSE : step.result;
     }
     STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) override {
-        std::unique_lock lock(m_mutex);
-        const Step step = Begin(kWrite, lock);
+        const auto [step, lock] = Begin(kWrite);
         const size_t count = Transfer(step, cb, cb);
         const size_t start = static_cast<size_t>(m_position);
         if (count > 0) {
@@ -110,31 +101,29 @@ public:
         m_position += count;
         if (bytesWritten)
             *bytesWritten = step.claim.value_or(static_cast<ULONG>(count));
-        return End(step);
+        return step.result;
     }
 
     // IStream
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override {
-        std::unique_lock lock(m_mutex);
-        const Step step = Begin(kSeek, lock);
+        const auto [step, lock] = Begin(kSeek);
         if (step.claim && newPosition)
             newPosition->QuadPart = *step.claim;
-        if (step.throws || FAILED(step.result))
-            return End(step);
+        if (FAILED(step.result))
+            return step.result;
         const ULONGLONG bases[] = {0, m_position, m_contents.size()};
         const ULONGLONG target = bases[origin % 3] + static_cast<ULONGLONG>(move.QuadPart);
         if (origin > STREAM_SEEK_END || static_cast<LONGLONG>(target) < 0)
             return STG_E_INVALIDFUNCTION;
         m_position = target;
-        if (!step.claim && newPosition)
-            newPosition->QuadPart = target;
-        return End(step);
+        if (newPosition)
+            newPosition->QuadPart = step.claim ? *step.claim : target;
+        return step.result;
     }
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) override {
-        std::unique_lock lock(m_mutex);
-        const Step step = Begin(kStat, lock);
-        if (step.throws || FAILED(step.result))
-            return End(step);
+        const auto [step, lock] = Begin(kStat);
+        if (FAILED(step.result))
+            return step.result;
         *stat = {};
         stat->type = STGTY_STREAM;
         stat->cbSize.QuadPart = m_reportedSize.value_or(m_contents.size());
@@ -142,19 +131,16 @@ public:
             constexpr wchar_t kName[] = L"scripted";
             stat->pwcsName = static_cast<wchar_t*>(std::memcpy(::CoTaskMemAlloc(sizeof(kName)), kName, sizeof(kName)));
         }
-        return End(step);
+        return step.result;
     }
     STDMETHODIMP Clone(IStream** clone) override {
-        std::unique_lock lock(m_mutex);
-        const Step step = Begin(kClone, lock);
+        const auto [step, lock] = Begin(kClone);
         *clone = nullptr;
-        if (step.throws || step.nothing || FAILED(step.result))
-            return End(step);
-        CScriptedStream& made = *m_clones.emplace_back(std::make_shared<CScriptedStream>(m_contents));
-        made.m_position = m_position;
-        made.AddRef();
-        *clone = &made;
-        return End(step);
+        if (step.nothing || FAILED(step.result))
+            return step.result;
+        m_clone = std::make_unique<CScriptedStream>(m_contents);
+        m_clone->m_position = m_position;
+        return m_clone->QueryInterface(IID_PPV_ARGS(clone));
     }
     STDMETHODIMP SetSize(ULARGE_INTEGER) override { return Other(); }
     STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return Other(); }
@@ -174,36 +160,25 @@ private:
         const std::lock_guard lock(m_mutex);
         member = std::move(value);
     }
-    // Counts the call, waits if it is to be held, and gives its step.
-    Step Begin(Kind kind, std::unique_lock<std::mutex>& lock) {
+    // Counts the call, waits if it is to be held, and gives its step. The lock is for the rest of the call.
+    std::pair<Step, std::unique_lock<std::mutex>> Begin(Kind kind) {
+        std::unique_lock lock(m_mutex);
         m_lastThread = ::GetCurrentThreadId();
-        const auto scripted = m_script.find({kind, m_calls[kind]++});
-        if (scripted == m_script.end())
-            return {};
-        const Step step = scripted->second;
-        m_script.erase(scripted);
+        const auto scripted = m_script.extract({kind, m_calls[kind]++});
+        const Step step = scripted ? scripted.mapped() : Step{};
         if (step.holds) {
             m_held = true;
             m_changed.notify_all();
             m_changed.wait(lock, [this] { return !m_held; });
         }
-        return step;
-    }
-    // The end of a call: throws or returns.
-    static HRESULT End(const Step& step, HRESULT usual = S_OK) {
         if (step.throws)
             throw std::runtime_error("scripted");
-        return step.result == S_OK ? usual : step.result;
+        return {step, std::move(lock)};
     }
-    // A call of a kind that is only counted.
-    HRESULT Other() {
-        const std::lock_guard lock(m_mutex);
-        ++m_calls[kOther];
-        return E_NOTIMPL;
-    }
+    HRESULT Other() { return Begin(kOther), E_NOTIMPL; }
     // How many of `available` bytes go over in a call that wants `cb`.
     size_t Transfer(const Step& step, ULONG cb, size_t available) const {
-        const ULONG asked = step.bytes ? *step.bytes : (step.throws || FAILED(step.result)) ? 0 : cb;
+        const ULONG asked = step.bytes ? *step.bytes : FAILED(step.result) ? 0 : cb;
         return std::min<size_t>(available, std::min({asked, cb, m_limit}));
     }
 
@@ -213,7 +188,7 @@ private:
     ULONGLONG m_position = 0;
     std::map<std::pair<Kind, int>, Step> m_script;  // by kind and number of the call
     std::array<int, kKinds> m_calls{};
-    std::vector<std::shared_ptr<CScriptedStream>> m_clones;
+    std::unique_ptr<CScriptedStream> m_clone;
     std::optional<ULONGLONG> m_reportedSize;
     ULONG m_limit = 0xFFFFFFFF;
     ULONG m_lastReadSize = 0;

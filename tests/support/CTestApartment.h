@@ -9,16 +9,8 @@
 
 class CTestApartment final {
 public:
-    explicit CTestApartment(DWORD flags) : m_entered(::CoInitializeEx(nullptr, flags)) {
-        EXPECT_HRESULT_SUCCEEDED(m_entered);
-    }
+    explicit CTestApartment(DWORD flags) { EXPECT_HRESULT_SUCCEEDED(::CoInitializeEx(nullptr, flags)); }
     CTestApartment(const CTestApartment&) = delete;
     CTestApartment& operator=(const CTestApartment&) = delete;
-    ~CTestApartment() {
-        if (SUCCEEDED(m_entered))
-            ::CoUninitialize();
-    }
-
-private:
-    const HRESULT m_entered;
+    ~CTestApartment() { ::CoUninitialize(); }
 };

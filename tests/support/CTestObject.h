@@ -13,9 +13,6 @@
 template <class First, class... Others>
 class CTestObject : public First, public Others... {
 public:
-    CTestObject() = default;
-    CTestObject(const CTestObject&) = delete;
-    CTestObject& operator=(const CTestObject&) = delete;
     virtual ~CTestObject() = default;
 
     [[nodiscard]] ULONG References() const { return m_references; }
@@ -26,10 +23,7 @@ public:
             return E_POINTER;
         *object = iid == __uuidof(IUnknown) ? static_cast<First*>(this) : nullptr;
         (Answer<First>(iid, object), ..., Answer<Others>(iid, object));
-        if (!*object)
-            return E_NOINTERFACE;
-        this->AddRef();
-        return S_OK;
+        return *object ? this->AddRef(), S_OK : E_NOINTERFACE;
     }
     STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() override { return --m_references; }

@@ -1,10 +1,5 @@
 // An IMediaSample whose buffer, size, times and failures are the test's.
 //
-//   CTestSample sample(8);
-//   sample.SetRange(2, 6);  // bytes 2 to 6 of the source
-//   EXPECT_EQ(S_OK, reader->SyncReadAligned(&sample));
-//   EXPECT_EQ("2345", sample.Data());
-//
 // Threads: one call at a time; the count from any.  Lifetime: the test's.
 #pragma once
 
@@ -21,11 +16,9 @@ public:
     explicit CTestSample(LONG size) : claimedSize(size), m_buffer(static_cast<std::size_t>(size), '.') {}
 
     // What the calls give. Times in the sample's own unit, 100 ns; failing calls write what they have all the same.
-    HRESULT getPointer = S_OK;
-    HRESULT getTime = S_OK;
-    LONG claimedSize;
+    HRESULT getPointer = S_OK, getTime = S_OK;
+    LONG claimedSize, actualLength = 0;
     REFERENCE_TIME start = 0, stop = 0;
-    LONG actualLength = 0;
     std::map<int, HRESULT> setLength;  // failures, by number of the call: 0 is the first SetActualDataLength
 
     // Positions in bytes, as an asynchronous reader takes them from the times.

@@ -1,21 +1,18 @@
 #include "threading/CBoostThreadRunner.h"
 
-#include "diagnostics/CAutoDestructor.h"
-
 #include <gtest/gtest.h>
+
+#include <future>
 
 namespace {
 
 TEST(CBoostThreadRunnerTest, RunsItsCallableThoughASecondStartIsRefused) {
-    const CAutoHandle go(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::promise<int> result;
     CBoostThreadRunner runner("runner");
     EXPECT_THROW(runner.Run(), std::exception);
-    ASSERT_TRUE(runner.Start([&] {
-        ::WaitForSingleObject(go.Get(), INFINITE);
-        return -5;
-    }));
+    ASSERT_TRUE(runner.Start([&] { return result.get_future().get(); }));
     EXPECT_FALSE(runner.Start([] { return 2; }));
-    ::SetEvent(go.Get());
+    result.set_value(-5);
     ASSERT_TRUE(runner.Join(10'000));
     DWORD exitCode = 99;
     EXPECT_TRUE(runner.GetExitCode(&exitCode));
