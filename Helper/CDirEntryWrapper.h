@@ -10,8 +10,8 @@
 // calling thread.  Lifetime: counted; an object never changes, and holds its directory to its end.
 // Errors: HRESULT, never an exception; out of memory is E_OUTOFMEMORY, what the layer throws E_UNEXPECTED, success of
 // the layer without a result E_FAIL. Out-pointers are cleared first, and on failure nothing is handed out. A failing
-// call, one that throws included, is logged where it fails, and each function that fails once more at its end, with
-// one exception named below.
+// call, one that throws included, is logged where it fails, and each function that fails once more at its end, but
+// for what CreateFromURI and GetAccessor say below.
 #pragma once
 
 #include "framework/com/CStringManager.h"
@@ -37,8 +37,10 @@ public:
     //  - Any other URI, also a file URL that no path can be made of, becomes the only entry of a virtual directory of
     //    its own, with the URI as its id.
     //
-    // E_POINTER: `wszUri` is no URI, or `ppObj` is null.  Otherwise a failure of the layer or of creating it
-    // (REGDB_E_CLASSNOTREG: none is installed).
+    // Any failure to name a parent, of the network say, counts as having none, and goes unlogged where the layer has no
+    // accessor for it.
+    // E_POINTER: `ppObj` is null, or the layer knows no parent and `wszUri` is no URI.  Otherwise a failure of the
+    // layer or of creating it (REGDB_E_CLASSNOTREG: none is installed).
     [[nodiscard]] static HRESULT CreateFromURI(const wchar_t* wszUri, CDirEntryWrapper** ppObj) noexcept;
 
     // `pDirectory` may be null, and so may `wszEntryId`, which then counts as empty.
@@ -62,8 +64,8 @@ public:
     [[nodiscard]] HRESULT GetUri(BSTR* pbstrUri) const noexcept;
 
     // A URI to compare entries by: the one that the metadata names as the original, else the entry's own. As GetUri; a
-    // failure on the way to the metadata is a failure, and only metadata whose original URI is missing or empty leads
-    // to the other one. E_POINTER: there is no metadata, or as for GetUri.
+    // failure on the way to the metadata is a failure; an original URI that is missing, empty or can't be read from
+    // there leads to the other one. E_POINTER: there is no metadata, or as for GetUri.
     [[nodiscard]] HRESULT GetCompatibleUri(BSTR* pbstrUri) const noexcept;
 
     // The entry's data, for reading.  E_POINTER: `ppStream` is null.

@@ -1,5 +1,5 @@
-// The one exception that carries a result code inside the framework. It never crosses a COM boundary: see
-// ComBoundary.h.
+// A result code as an exception, for what has no more to say than the code; CComException has. It never crosses a COM
+// boundary: see ComBoundary.h.
 #pragma once
 
 #include <windows.h>

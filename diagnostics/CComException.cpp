@@ -14,8 +14,8 @@ std::wstring OrEmpty(const wchar_t* text) {
     return text ? text : L"";
 }
 
-// The system's text counts only if it ends in a line break, which is taken off; a text without one is discarded on
-// purpose, as it always was.
+// The system's text counts only if it ends in a line break, which is taken off. A text without one is discarded on
+// purpose: hosts compare what() with "Unknown error ...", which they get for such codes on every system.
 std::wstring SystemMessageOf(HRESULT hr) {
     std::wstring text = TKRuntimeLogger::SystemText(hr, 0);
     if (text.size() < 2 || text.back() != L'\n')

@@ -10,7 +10,7 @@ const CDefaultComErrorDescriptionContainer g_descriptions;
 
 }  // namespace
 
-// The last text's spelling is as old as the code: people search for it.
+// The last text is spelled like this on purpose: people search for it.
 CDefaultComErrorDescriptionContainer::CDefaultComErrorDescriptionContainer()
     : CComErrorDescriptionContainer({
           {Code(0x80040001), L"TK: Element was not found."},

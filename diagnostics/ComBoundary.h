@@ -14,19 +14,24 @@
 #pragma once
 
 #include "diagnostics/CAtlException.h"
+#include "diagnostics/CComException.h"
 
 #include <new>
 #include <stdexcept>
 #include <utility>
 
 // The result code of the exception that is being handled: out of memory (a string too long for the container included)
-// E_OUTOFMEMORY, a CAtlException its own code, anything else E_UNEXPECTED.
+// E_OUTOFMEMORY, a CAtlException or CComException its own code, anything else E_UNEXPECTED. The error info that a
+// CComException holds becomes the thread's.
 // Call it from a catch block only.
 [[nodiscard]] inline HRESULT ResultOfCaughtException() noexcept {
     try {
         throw;
     } catch (const CAtlException& exception) {
         return exception.m_hr;
+    } catch (const CComException& exception) {
+        static_cast<void>(exception.RestoreErrorInfo());  // most hold none
+        return exception.GetResult();
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     } catch (const std::length_error&) {

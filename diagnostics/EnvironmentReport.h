@@ -22,7 +22,8 @@ void LogLoadedModule(HMODULE module, const wchar_t* category) noexcept;
 
 // The same for all modules of the process as the system lists them, without those whose file names don't match
 // `pattern` (null: every name does; several are separated by semicolons) and, if asked, without those outside the
-// executable's folder and its subfolders. One line of severity kWarn when the modules can't be listed.
+// executable's folder and its subfolders. One line of severity kWarn when the system doesn't say how many there
+// are; nothing when it fails after that.
 void LogLoadedModules(const wchar_t* pattern, const wchar_t* category, BYTE onlyApplicationDirectory) noexcept;
 
 }  // namespace TKRuntimeLogger

@@ -61,7 +61,7 @@ constexpr struct {
     {SM_TABLETPC, L" Tablet PC Edition"},
 };
 
-// IA64 is called 32-bit on purpose: that is what the line has always said.
+// IA64 is called 32-bit on purpose: support tools that read these lines match the text.
 constexpr struct {
     WORD architecture;
     const wchar_t* suffix;
@@ -93,7 +93,7 @@ SystemNames NamesOf(const SystemVersion& version, const std::function<int(int)>&
         names.architecture = architecture->name;
     }
     // Only now, so an unknown system on a known architecture goes by the suffix alone; and the major number stands
-    // for the minor one too. Readers of old logs know both.
+    // for the minor one too. Support tools match both.
     if (names.system.empty())
         names.system = FormatLogString(L"Unknown (%d.%d)", version.major, version.major);
     return names;

@@ -1,4 +1,5 @@
-// The one body of IStream::CopyTo that the framework's streams share.
+// The body of IStream::CopyTo that the buffered and the local-file stream share. (The memory stream answers a target
+// that takes less in a way of its own.)
 #pragma once
 
 #include <windows.h>

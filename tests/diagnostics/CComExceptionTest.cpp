@@ -2,6 +2,7 @@
 #include "diagnostics/CBstr.h"
 #include "diagnostics/CComException.h"
 #include "diagnostics/CDefaultComErrorDescriptionContainer.h"
+#include "diagnostics/ComBoundary.h"
 #include "diagnostics/ComErrors.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CRecordingLogger.h"
@@ -114,6 +115,14 @@ TEST(ComErrors, FrameworkCodesAreThrownAndReportedWithTheirTexts) {
             EXPECT_TRUE((named ? __uuidof(IStream) : __uuidof(IDispatch)) == seen.GetInterfaceId());
         }
     }
+}
+
+TEST(ComErrors, TheCodeAndTheErrorInfoOfAnExceptionGetPastAComBoundary) {
+    EXPECT_EQ(kNoSeek, ComBoundary([]() -> HRESULT { ThrowComError(kNoSeek); }));
+    SetComErrorInfo(kNoSeek, __uuidof(IStream), L"what", 0, nullptr, nullptr);
+    const ComPtr<IErrorInfo> info = TakeErrorInfo();
+    EXPECT_EQ(kNoSeek, ComBoundary([&]() -> HRESULT { throw CComException(kNoSeek, info.Get()); }));
+    EXPECT_EQ(info.Get(), TakeErrorInfo().Get());
 }
 
 TEST(ComErrors, EveryDetailReachesWhoeverFetchesTheErrorInfo) {

@@ -37,7 +37,7 @@ CAutoHandle Open(const std::wstring& path, DWORD sharing) {
 }
 
 struct CLogToFileTest : ::testing::Test {
-    const CLogFileSetting setting;
+    const CLogFileSetting setting{};
     const CTempFile log;
     const std::wstring& path = log.Path();
 };

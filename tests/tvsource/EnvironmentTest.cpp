@@ -5,7 +5,7 @@
 
 TEST(Environment, IsInTheLogFileThatTheScreenNames) {
     CTempFolder folder;
-    const CLogFileSetting setting;
+    const CLogFileSetting setting{};
     for (const bool withSource : {false, true}) {
         const std::wstring path = folder.Write("", withSource ? L"with \u97F3.log" : L"without.log");
         setting.Set(path);
@@ -25,7 +25,7 @@ TEST(Environment, WithoutALogTheLackIsExplained) {
     ExpectRun(RunHost({L"info", L"--environment"}), 1, {"no log is on"});
     const CTempFolder folder;
     const std::wstring nowhere = folder.PathOf(L"no\\folder.log");
-    const CLogFileSetting setting;
+    const CLogFileSetting setting{};
     setting.Set(nowhere);
     const HostRun run = RunWithFilter(L"info", {L"--environment", MediaFile(L"tone.wav")});
     ExpectRun(run, 1, {Utf8(nowhere) + " can't be opened"});

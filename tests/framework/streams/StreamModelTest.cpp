@@ -17,51 +17,72 @@ std::string DistinctBytes(size_t count) {
     return bytes;
 }
 
+// What a stream lets its user do besides reading. In memory the size is not tied to the bytes that exist.
+enum class Writing { kNone, kInMemory, kToFile };
+
 // Takes `steps` random steps with the stream and stops at the first one that differs from the model.
-void CompareWithModel(IStream* stream, const std::string& contents, unsigned seed, int steps, bool writes = false) {
+void CompareWithModel(IStream* stream, const std::string& contents, unsigned seed, int steps,
+                      Writing writing = Writing::kNone) {
     SCOPED_TRACE(seed);
+    const bool inMemory = writing == Writing::kInMemory;
     std::mt19937 random(seed);
     const auto upTo = [&](size_t limit) { return static_cast<ULONG>(random() % (limit + 1)); };
-    std::string bytes = contents, out;
-    size_t here = 0;
+    std::string bytes = contents, expected, out;
+    ULONGLONG size = bytes.size(), here = 0;
     const size_t limit = contents.size() + 20;
-    const auto next = [&](size_t cb) { return here < bytes.size() ? bytes.substr(here, cb) : std::string(); };
+    const auto expect = [&](ULONG cb) {
+        expected.assign(static_cast<size_t>(std::min<ULONGLONG>(cb, size > here ? size - here : 0)), '\0');
+        if (here < bytes.size())
+            bytes.copy(expected.data(), expected.size(), static_cast<size_t>(here));
+    };
     for (int step = 0; step < steps; ++step) {
-        const unsigned choice = random() % (writes ? 16 : 8);
+        const unsigned choice = random() % (writing == Writing::kNone ? 8 : 16);
         if (choice < 5) {
             // Mostly small reads, now and then one of any size.
             const ULONG cb = upTo(choice == 0 && random() % 8 == 0 ? limit : 300);
-            const std::string expected = next(cb);
+            expect(cb);
             out.assign(cb, '?');
             ULONG count = 0xDEAD;
             ASSERT_EQ(expected.size() == cb ? S_OK : S_FALSE, stream->Read(out.data(), cb, &count)) << step;
             ASSERT_TRUE(count == expected.size() && out.starts_with(expected)) << step;
             here += count;
         } else if (choice < 8) {
-            // A near or far place, from one of the three origins; sometimes beyond the end.
-            const size_t base = choice == 5 ? 0 : choice == 6 ? here : bytes.size();
-            here = random() % 2 ? upTo(limit) : std::min<size_t>(limit, std::max<size_t>(here + upTo(600), 300) - 300);
-            const LONGLONG move = static_cast<LONGLONG>(here) - static_cast<LONGLONG>(base);
+            // A near or far place, from one of the three origins; sometimes beyond the end, or where no place is.
+            const ULONGLONG base = choice == 5 ? 0 : choice == 6 ? here : size;
+            ULONGLONG target =
+                random() % 2 ? upTo(limit) : std::min<ULONGLONG>(limit, std::max(here + upTo(600), 300ull) - 300);
+            if (inMemory && random() % 16 == 0)
+                target = 0 - ULONGLONG{random()} * (random() % 2 ? 1 : 0x7FFFFFFF);
+            const auto move = static_cast<LONGLONG>(target - base);
+            const bool reaches = choice == 5 || (move < 0 ? target < base : target >= base);
             ULARGE_INTEGER position{};
-            ASSERT_EQ(S_OK, stream->Seek(By(move), choice - 5, &position)) << step;
-            ASSERT_EQ(here, position.QuadPart) << step;
+            ASSERT_EQ(reaches ? S_OK : STG_E_INVALIDPOINTER, stream->Seek(By(move), choice - 5, &position)) << step;
+            ASSERT_EQ(reaches ? target : 0, position.QuadPart) << step;
+            here = reaches ? target : here;
         } else if (choice < 12) {
             const ULONG cb = upTo(300);
             out.resize(cb);
             std::ranges::generate(out, [&] { return static_cast<char>(random()); });
             ULONG count = 0xDEAD;
-            ASSERT_EQ(S_OK, stream->Write(out.data(), cb, &count)) << step;
-            ASSERT_EQ(cb, count) << step;
-            if (cb > 0)
-                bytes.resize(std::max<size_t>(bytes.size(), here + cb));
-            bytes.replace(std::min(here, bytes.size()), cb, out);
+            const bool fits = here < 0x100000000ull - cb;
+            ASSERT_EQ(fits ? S_OK : E_OUTOFMEMORY, stream->Write(out.data(), cb, &count)) << step;
+            ASSERT_EQ(fits ? cb : 0, count) << step;
+            if (!fits || (cb == 0 && !inMemory))
+                continue;
+            if (bytes.size() < here + cb) {
+                bytes.resize(static_cast<size_t>(here + cb));
+                size = bytes.size();
+            }
+            bytes.replace(static_cast<size_t>(here), cb, out);
             here += cb;
         } else if (choice == 12) {
-            bytes.resize(upTo(limit));
-            ASSERT_EQ(S_OK, stream->SetSize(Bytes(bytes.size()))) << step;
+            size = inMemory && random() % 8 == 0 ? 0 - ULONGLONG{random()} : upTo(limit);
+            ASSERT_EQ(S_OK, stream->SetSize(Bytes(size))) << step;
+            if (!inMemory)
+                bytes.resize(static_cast<size_t>(size));
         } else if (choice == 13 && random() % 4 == 0) {
             const ULONG cb = upTo(40'000);
-            const std::string expected = next(cb);
+            expect(cb);
             CScriptedStream target;
             ASSERT_EQ(S_OK, stream->CopyTo(&target, Bytes(cb), nullptr, nullptr)) << step;
             ASSERT_TRUE(expected == target.Contents()) << step;
@@ -69,9 +90,27 @@ void CompareWithModel(IStream* stream, const std::string& contents, unsigned see
         } else {
             STATSTG stat{};
             ASSERT_EQ(S_OK, stream->Stat(&stat, STATFLAG_NONAME)) << step;
-            ASSERT_EQ(bytes.size(), stat.cbSize.QuadPart) << step;
+            ASSERT_EQ(size, stat.cbSize.QuadPart) << step;
         }
     }
+}
+
+TEST(StreamModelTest, AMemoryStreamBehavesAsAnArrayWithASizeAndAPosition) {
+    for (const size_t length : {0u, 1u, 300u, 5000u, 50'000u}) {
+        const std::string contents = DistinctBytes(length);
+        ComPtr<IStream> stream;
+        ASSERT_EQ(S_OK, TKFCreateMemoryStream(contents.data(), static_cast<LONGLONG>(length), &stream));
+        CompareWithModel(stream.Get(), contents, static_cast<unsigned>(length), 400'000, Writing::kInMemory);
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+TEST(StreamModelTest, ALocalFileThatIsWrittenBehavesAsAnArrayWithAPosition) {
+    const std::string contents = DistinctBytes(20'000);
+    const CTempFile file(contents);
+    ComPtr<IStream> stream;
+    ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(file.Path().c_str(), kTKFStreamRead | kTKFStreamWrite, &stream));
+    CompareWithModel(stream.Get(), contents, 4, 50'000, Writing::kToFile);
 }
 
 TEST(StreamModelTest, ABufferedStreamOfAnyBufferSizeBehavesAsAnArrayWithAPosition) {
@@ -91,14 +130,14 @@ TEST(StreamModelTest, ABufferedStreamOfAnyBufferSizeBehavesAsAnArrayWithAPositio
 
 TEST(StreamModelTest, ALocalFileStreamAndABufferedOneOverItBehaveAsAnArrayWithAPosition) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
-    const CTempFile file(DistinctBytes(50'000));
+    const std::string contents = DistinctBytes(50'000);
+    const CTempFile file(contents);
     ComPtr<IStream> source, stream;
-    ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(file.Path().c_str(), kTKFStreamRead | kTKFStreamWrite | kShareAll,
-                                                   &source));
-    CompareWithModel(source.Get(), file.Contents(), 1, 50'000, true);
+    ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(file.Path().c_str(), kTKFStreamRead | kTKFStreamShareRead, &source));
+    CompareWithModel(source.Get(), contents, 1, 50'000);
     source->Seek(By(0), STREAM_SEEK_SET, nullptr);
     ASSERT_EQ(S_OK, TKFCreateBufferedStream(source.Get(), &stream, 1024));
-    CompareWithModel(stream.Get(), file.Contents(), 2, 20'000);
+    CompareWithModel(stream.Get(), contents, 2, 20'000);
 }
 
 }  // namespace
