@@ -55,10 +55,17 @@ STDMETHODIMP CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** 
 }
 
 STDMETHODIMP CClassFactory::LockServer(BOOL lock) noexcept {
-    locks += lock ? 1 : -1;
+    if (lock) {
+        ++locks;
+        return S_OK;
+    }
+    // A host that unlocks once too often must not undo another one's lock.
+    LONG held = locks;
+    while (held > 0 && !locks.compare_exchange_weak(held, held - 1)) {
+    }
     return S_OK;
 }
 
 bool CClassFactory::IsLocked() noexcept {
-    return locks > 0;  // a host that unlocks once too often must not keep the module for good
+    return locks != 0;
 }

@@ -65,20 +65,23 @@ CAutoHandle OpenForAppend(const std::wstring& path) {
 //
 // The lock is one byte far behind any data. It is never waited for without end: its owner may be a thread that was
 // ended together with the process that is still unloading us, or a process that stands in a debugger. After a wait in
-// vain, lines go out without it for a while, so that not each of them waits; where there are no locks at all, for good.
+// vain, lines go out without it for a while, so that not each of them waits, and later ones wait shortly; where there
+// are no locks at all, for good.
 class CAppendTurn final {
 public:
     CAppendTurn(HANDLE file, std::atomic<ULONGLONG>& suspendedUntilMs) noexcept : m_file(file) {
         const ULONGLONG startedMs = ::GetTickCount64();
-        if (startedMs < suspendedUntilMs.load(std::memory_order_relaxed))
+        const ULONGLONG suspendedMs = suspendedUntilMs.load(std::memory_order_relaxed);
+        if (startedMs < suspendedMs)
             return;
+        const ULONGLONG patienceMs = suspendedMs == 0 ? kPatienceMs : kLaterPatienceMs;
         while (!(m_locked =
                      ::LockFileEx(m_file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &m_where))) {
             const DWORD error = ::GetLastError();
             const ULONGLONG nowMs = ::GetTickCount64();
             if (error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING)
                 suspendedUntilMs.store(std::numeric_limits<ULONGLONG>::max(), std::memory_order_relaxed);
-            else if (nowMs - startedMs > kPatienceMs)
+            else if (nowMs - startedMs > patienceMs)
                 suspendedUntilMs.store(nowMs + kPauseMs, std::memory_order_relaxed);
             else {
                 ::Sleep(0);
@@ -96,6 +99,7 @@ public:
 
 private:
     static constexpr ULONGLONG kPatienceMs = 2000;
+    static constexpr ULONGLONG kLaterPatienceMs = 20;
     static constexpr ULONGLONG kPauseMs = 30'000;
 
     static OVERLAPPED FarBehindTheData() noexcept {

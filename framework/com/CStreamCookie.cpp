@@ -1,6 +1,7 @@
 #include "framework/com/CStreamCookie.h"
 
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/ForeignCalls.h"
 #include "framework/com/GlobalInterfaceTable.h"
 
 #include <wrl/client.h>
@@ -17,8 +18,7 @@ bool IsFreeThreaded(IStream* stream) noexcept {
     const HRESULT hr = ComBoundary([&]() -> HRESULT {
         ComPtr<IMarshal> marshal;
         CLSID unmarshaler{};
-        return SUCCEEDED(
-                   stream->QueryInterface(__uuidof(IMarshal), reinterpret_cast<void**>(marshal.GetAddressOf()))) &&
+        return SUCCEEDED(QueryFor(*stream, marshal.GetAddressOf())) &&
                        SUCCEEDED(marshal->GetUnmarshalClass(__uuidof(IStream), stream, MSHCTX_INPROC, nullptr,
                                                             MSHLFLAGS_TABLESTRONG, &unmarshaler)) &&
                        unmarshaler == kInProcFreeMarshaler
@@ -48,9 +48,7 @@ HRESULT CStreamCookie::Attach(IStream* stream) noexcept {
     return ComBoundary([&] {
         // By our own call first, so that what it throws has no frames of the platform to cross.
         ComPtr<IStream> checked;
-        if (const HRESULT asked =
-                stream->QueryInterface(__uuidof(IStream), reinterpret_cast<void**>(checked.GetAddressOf()));
-            FAILED(asked))
+        if (const HRESULT asked = QueryFor(*stream, checked.GetAddressOf()); FAILED(asked))
             return asked;
         DWORD cookie = 0;
         const HRESULT registered = table->RegisterInterfaceInGlobal(stream, __uuidof(IStream), &cookie);
