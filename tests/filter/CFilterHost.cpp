@@ -65,12 +65,12 @@ HRESULT CFilterHost::Call(const char* name) const {
     return Export<HRESULT(STDAPICALLTYPE*)()>(m_module, name)();
 }
 
-void CFilterHost::Create() {
+void CFilterHost::Create(IUnknown* outer) {
     m_filter.Reset();
     const auto getClass = Export<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>(m_module, "DllGetClassObject");
     ComPtr<IClassFactory> factory;
     EXPECT_EQ(S_OK, getClass(CLSID_TvFileSourceAsync, IID_PPV_ARGS(&factory)));
-    EXPECT_EQ(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&m_filter)));
+    EXPECT_EQ(S_OK, factory->CreateInstance(outer, IID_PPV_ARGS(&m_filter)));
     EXPECT_EQ(S_OK, As<IDataFlowControl>()->EnableDataFlow());
 }
 

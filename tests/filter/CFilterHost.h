@@ -28,8 +28,8 @@ public:
     // One of the DLL's exports that take no argument.
     [[nodiscard]] HRESULT Call(const char* name) const;
 
-    // Makes the filter in place of the one before, and lets the data flow.
-    void Create();
+    // Makes the filter in place of the one before, aggregated if there is an outer object, and lets the data flow.
+    void Create(IUnknown* outer = nullptr);
     // Lets go of the filter. The result is the count of references that others still have.
     ULONG Release();
 

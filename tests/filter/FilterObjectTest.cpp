@@ -48,6 +48,24 @@ TEST(FilterObjectTest, ANewFilterSaysWhatItIsAndOffersNothing) {
     ExpectAnswers(E_NOINTERFACE, pin.Get(), ofFilter);
 }
 
+TEST(FilterObjectTest, AnAggregatedFilterLendsItsInterfacesAndItsPinToTheOuterObject) {
+    const CTestApartment apartment(COINIT_MULTITHREADED);
+    CTestObject<IUnknown> outer;
+    CFilterHost host;
+    host.Create(&outer);
+    EXPECT_EQ(0u, outer.References());
+    {
+        const auto source = host.As<IFileSourceFilter>();
+        const auto pin = host.Pin();
+        ComPtr<IUnknown> identity;
+        EXPECT_EQ(S_OK, source.As(&identity));
+        EXPECT_EQ(&outer, identity.Get());
+        EXPECT_EQ(3u, outer.References());
+    }
+    EXPECT_EQ(0u, outer.References());
+    EXPECT_EQ(0u, host.Release());
+}
+
 TEST(ModuleTest, TheModuleStaysWhileAFilterOrAPinIsAliveAndExportsItsFiveEntryPoints) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
     for (int round = 0; round < 3; ++round) {
