@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 tools/setup.sh --lint
 
 echo '== clang-format'
-git ls-files -z -- '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
+find . -name build -prune -o -name '*.cpp' -print0 -o -name '*.h' -print0 | xargs -0 clang-format --dry-run --Werror
 
 # The compile commands are those of the 64-bit build; clang takes GCC's standard library, and its own
 # compiler headers.
@@ -18,7 +18,7 @@ standard_library=$(x86_64-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 >/de
   sed -n '/^#include </,/^End/s/^ \(.*c++.*\)/-isystem \1/p')
 flags=(--target=x86_64-w64-mingw32 -nostdinc -nostdinc++ $standard_library
   -isystem "$(clang++ -print-resource-dir)/include" -isystem /usr/x86_64-w64-mingw32/include)
-sources=$(git ls-files -- '*.cpp')
+sources=$(find . -name build -prune -o -name '*.cpp' -print)
 includes=(-I. -isystem build/win64/sdk/generated -isystem build/win64/third_party -isystem /usr/src/googletest/googletest/include)
 definitions=(-DUNICODE -D_UNICODE -DNOMINMAX -DWIN32_LEAN_AND_MEAN -D_WIN32_WINNT=0x0601 '-DTV_TEST_MEDIA=""' '-DTV_BIN_DIR=""')
 warnings=(-std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Werror)

@@ -17,7 +17,7 @@ packages=(
   libboost-dev libcli11-dev googletest
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good libgstreamer-plugins-base1.0-0
 )
-[ "${1:-}" != --lint ] || packages+=(git clang clang-format clang-tidy)
+[ "${1:-}" != --lint ] || packages+=(clang clang-format clang-tidy)
 
 # No package may ask questions: its output isn't shown.
 as_root=(env DEBIAN_FRONTEND=noninteractive)
