@@ -5,8 +5,17 @@
 // lists are given back by an explicit operation, so library and caller may come from different compilers and run-time
 // libraries.
 //
+// The order of the operations in each table is the contract; new ones only ever come last.
+//
+// The library is loaded and freed for each detection: it must start nothing that outlives its last call, and leave
+// nothing behind. Both bitnesses are separate libraries of the same name.
+//
+// MIME types are zero-terminated UTF-16, of the form "audio/mpeg". A component that compares them does it without case,
+// parameters (from ';' on) and blanks.
+//
 // Threads: a dictionary may be used by several threads at once, a list by one.  Errors: no operation may throw. (It
-// isn't declared so: a caller that survives an exception of its own compiler is to have the chance.)
+// isn't declared so: a caller that survives an exception of its own compiler is to have the chance.) Out of memory is
+// null.
 #pragma once
 
 #include <objidl.h>
@@ -24,11 +33,15 @@ struct IMimeTypeList {
 
 // The one dictionary of a library. It lives until the library is unloaded.
 struct IMimeTypeDictionary {
-    // The MIME types of the content of `stream`, most certain first, or null when it is of no known type. Leaves the
-    // seek pointer where it found it.
+    // The MIME types of the content of `stream`, most certain first and nothing uncertain: each costs a graph an attempt
+    // to connect. An empty list: no type that the library knows. Null: the stream failed or is null.
+    //
+    // Judges by the content alone: the stream has no name. Leaves the seek pointer where it found it, also after a
+    // failure. A stream whose size isn't known (Stat fails, or the size's top bit is set) may be live: it is read from
+    // where it stands, no more than 64 KiB, and sought nowhere but back. Another one is read from its beginning.
     virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) = 0;
 
-    // The MIME types of a file name extension, written with or without its dot, or null.
+    // The MIME types of a file name extension, written with or without its dot, the most usual first, or null.
     virtual IMimeTypeList* STDMETHODCALLTYPE FromExtension(const wchar_t* extension) = 0;
 
     // The usual file name extension of a MIME type, with its dot, or null; lives as long as the dictionary.
@@ -55,3 +68,9 @@ inline constexpr char kGetMimeTypeDictionaryExport[] = "GetMimeTypeDictionary";
 
 // The export's type. Null: the library has no dictionary.
 using GetMimeTypeDictionaryFn = IMimeTypeDictionary*(STDMETHODCALLTYPE*)();
+
+// Optional, for people who want to know why: the export "ExplainMimeTypes" detects as Detect does and gives, in
+// `*explanation`, lines of text that say which format was found, on what bytes, and what was ruled out. The caller
+// destroys both lists. On failure both are null; `explanation` may be null.
+inline constexpr char kExplainMimeTypesExport[] = "ExplainMimeTypes";
+using ExplainMimeTypesFn = IMimeTypeList*(STDMETHODCALLTYPE*)(IStream* stream, IMimeTypeList** explanation);

@@ -1,0 +1,31 @@
+// A bounded walk over a content's structure: reads anywhere, within a budget.
+//
+// The head costs nothing. Behind it a header walk may go on to 256 KiB, and a walk over boxes, which may lie anywhere,
+// may take 32 seeks and 1 MiB. Where the budget, the content or a live source's head ends, so do the bytes.
+//
+// Units: bytes, positions as in CContent.  Errors: as CContent's.  Threads: one.
+#pragma once
+
+#include "metadata/CContent.h"
+
+class CWalk final {
+public:
+    enum class Kind { kHeaders, kBoxes };
+
+    // The most that one call of At gives.
+    static constexpr size_t kMostBytes = 4096;
+
+    CWalk(CContent& content, Kind kind);
+
+    // The `count` bytes at `position`, or fewer; at most kMostBytes. Valid until the next call.
+    [[nodiscard]] CBytes At(std::uint64_t position, size_t count);
+
+private:
+    [[nodiscard]] bool Allows(std::uint64_t position) noexcept;
+
+    CContent& m_content;
+    const Kind m_kind;
+    std::vector<std::uint8_t> m_window;  // what was read last from behind the head
+    std::uint64_t m_windowPosition = 0;
+    int m_readsLeft;
+};

@@ -1,0 +1,44 @@
+#include "metadata/Detection.h"
+
+namespace {
+
+constexpr int kMostTags = 8;
+constexpr size_t kShownBytes = 16;
+
+// The length of the ID3v2 tag at the start, or 0. It is written in four bytes of seven bits, without header and footer.
+std::uint64_t Id3Length(CBytes head) {
+    constexpr std::uint8_t kHasFooter = 0x10;
+    constexpr std::uint64_t kHeader = 10;
+    const bool isTag = head.Is(0, "ID3") && head.Has(0, kHeader) && head.U8(3) != 0xFF && head.U8(4) != 0xFF &&
+                       (head.Be32(6) & 0x80808080) == 0;
+    if (!isTag)
+        return 0;
+    const std::uint64_t content = head.U8(6) << 21 | head.U8(7) << 14 | head.U8(8) << 7 | head.U8(9);
+    return content + kHeader + (head.U8(5) & kHasFooter ? kHeader : 0);
+}
+
+}  // namespace
+
+Detection DetectFormat(IStream* source) {
+    CContent content(source);
+    Detection detection;
+    for (; detection.tags < kMostTags; ++detection.tags) {
+        const std::uint64_t tag = Id3Length(content.Head());
+        if (tag == 0)
+            break;
+        content.MoveStart(tag);
+    }
+    detection.start = content.Start();
+    for (const FormatRule& rule : FormatRules()) {
+        const Verdict verdict = rule.judge(content);
+        if (verdict.reason) {
+            const auto bytes =
+                content.Head().From(verdict.position, std::min<std::uint64_t>(verdict.length, kShownBytes)).Span();
+            detection.findings.push_back({&rule, verdict, {bytes.begin(), bytes.end()}});
+        }
+        if (verdict.types[0] || verdict.isForeign)
+            break;
+    }
+    content.PutBack();
+    return detection;
+}

@@ -1,0 +1,27 @@
+// From a stream's content to MIME types.
+//
+// Tags that may stand before any format (ID3v2) are stepped over, and then each rule is asked in turn until one knows
+// the content. Names and extensions are never looked at.
+//
+// Errors: CSourceFailure, std::bad_alloc.  Threads: any, with a stream each.
+#pragma once
+
+#include "metadata/FormatRules.h"
+
+#include <vector>
+
+// What one rule said. Rules that saw no sign of their format are left out.
+struct Finding {
+    const FormatRule* rule = nullptr;
+    Verdict verdict;
+    std::vector<std::uint8_t> bytes;  // the first few of those that decided, if they are in the head
+};
+
+struct Detection {
+    std::vector<Finding> findings;  // in the order of the rules; the last one's verdict is the answer if it has types
+    std::uint64_t start = 0;        // where in the source, behind how many tags, the rules' positions begin
+    int tags = 0;
+};
+
+// The seek pointer is put back, also after a failure.
+[[nodiscard]] Detection DetectFormat(IStream* source);

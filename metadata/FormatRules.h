@@ -1,0 +1,24 @@
+// The rules by which a format is told from content, in the order in which they are asked.
+//
+// A format is one file in formats/, which says how it is recognised, and one line in FormatRules.inc.
+//
+// Threads: any; the table is constant.
+#pragma once
+
+#include "metadata/CContent.h"
+#include "metadata/Verdict.h"
+
+#include <span>
+
+struct FormatRule {
+    const wchar_t* name;  // for people
+    // Judges the content from its start on. Throws what CContent throws.
+    Verdict (*judge)(CContent& content);
+};
+
+[[nodiscard]] std::span<const FormatRule> FormatRules() noexcept;
+
+// Every rule's function, by the name that FormatRules.inc gives it.
+#define TV_FORMAT_RULE(function, name) [[nodiscard]] Verdict function(CContent& content);
+#include "metadata/FormatRules.inc"
+#undef TV_FORMAT_RULE

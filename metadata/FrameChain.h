@@ -1,0 +1,34 @@
+// Compressed audio without a container is a chain of frames, each of which says how long it is. One header proves
+// nothing; several that lead from one to the next and agree do.
+//
+// Threads: any.  Units: bytes.
+#pragma once
+
+#include "metadata/CContent.h"
+
+#include <optional>
+
+struct Frame {
+    std::uint32_t bytes = 0;   // from this frame's start to the next one's, at least 1
+    std::uint32_t family = 0;  // what all frames of a stream have in common, in a number
+};
+
+// The frame that starts at `at`, if one can.
+using ParseFrame = std::optional<Frame> (*)(CBytes bytes, size_t at);
+
+struct FrameChain {
+    size_t frames = 0;        // of one family, in a row; the last may be cut off by the content's end
+    size_t end = 0;           // where the next one would start
+    bool reachesEnd = false;  // there is nothing but the content's end, or a tag, behind them
+};
+
+// The chain at `at`, of which no more than `most` frames are looked at.
+[[nodiscard]] FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, size_t most);
+
+// Where in the head the first chain of at least `wanted` frames starts. `sync` is every frame's first byte.
+// `wanted` is small, so that the search takes time in proportion to the head.
+[[nodiscard]] std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync,
+                                               size_t wanted);
+
+// Where the content begins behind zeros that only fill up: files begin with them where a stream was cut.
+[[nodiscard]] size_t BehindZeros(CBytes head);
