@@ -4,6 +4,9 @@
 
 namespace {
 
+// More than a sector of a Video CD or a DVD holds, and than most packets of other containers.
+constexpr size_t kMostPacketBytes = 8 * 1024;
+
 // Tags that stand behind the last frame.
 bool IsTrailingTag(CBytes bytes, size_t at) {
     return bytes.Is(at, "TAG") || bytes.Is(at, "APETAGEX") || bytes.Is(at, "LYRICSBEGIN") || bytes.Is(at, "ID3");
@@ -15,7 +18,7 @@ FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, si
     const CBytes head = content.Head();
     FrameChain chain{0, at, false};
     std::optional<std::uint32_t> family;
-    while (chain.frames < most && chain.end < head.Size()) {
+    while (chain.frames < most && chain.end < head.Size() && head.Be32(chain.end) != head.Be32(chain.end + 4)) {
         const std::optional<Frame> frame = parse(head, chain.end);
         if (!frame || (family && *family != frame->family))
             break;
@@ -32,8 +35,12 @@ std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std:
     const std::span<const std::uint8_t> bytes = content.Head().Span();
     for (auto at = bytes.begin(); (at = std::find(at, bytes.end(), sync)) != bytes.end(); ++at) {
         const auto position = static_cast<size_t>(at - bytes.begin());
-        if (FollowFrames(content, position, parse, wanted).frames >= wanted)
-            return position;
+        // A field of one byte would else be the slowest content of all.
+        const bool isRun = at + 1 != bytes.end() && at[1] == sync;
+        if (isRun || FollowFrames(content, position, parse, wanted).frames < wanted)
+            continue;
+        const FrameChain all = FollowFrames(content, position, parse, bytes.size());
+        return all.reachesEnd || all.end - position > kMostPacketBytes ? std::optional(position) : std::nullopt;
     }
     return std::nullopt;
 }
@@ -42,4 +49,9 @@ size_t BehindZeros(CBytes head) {
     const std::span<const std::uint8_t> bytes = head.Span();
     return static_cast<size_t>(std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t b) { return b != 0; }) -
                                bytes.begin());
+}
+
+std::uint32_t BitsAt(CBytes bytes, std::uint64_t bit, unsigned count) {
+    const std::uint64_t mask = (std::uint64_t{1} << count) - 1;
+    return static_cast<std::uint32_t>(bytes.Be64(bit / 8) >> (64 - bit % 8 - count) & mask);
 }

@@ -22,13 +22,19 @@ struct FrameChain {
     bool reachesEnd = false;  // there is nothing but the content's end, or a tag, behind them
 };
 
-// The chain at `at`, of which no more than `most` frames are looked at.
+// The chain at `at`, of which no more than `most` frames are looked at. Four bytes that repeat themselves at once are
+// no frame's start but a pattern that fills a picture or a table.
 [[nodiscard]] FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, size_t most);
 
-// Where in the head the first chain of at least `wanted` frames starts. `sync` is every frame's first byte.
-// `wanted` is small, so that the search takes time in proportion to the head.
+// Where in the head the first chain of at least `wanted` frames starts. `sync` is every frame's first byte. A chain
+// that breaks off after no more than a container's packet holds is taken for that, and nothing is found. `wanted` is
+// small, so that the search takes time in proportion to the head.
 [[nodiscard]] std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync,
                                                size_t wanted);
 
 // Where the content begins behind zeros that only fill up: files begin with them where a stream was cut.
 [[nodiscard]] size_t BehindZeros(CBytes head);
+
+// The `count` bits, at most 32, from the bit `bit` on, the first one the most significant; bit 0 is the first byte's
+// highest.
+[[nodiscard]] std::uint32_t BitsAt(CBytes bytes, std::uint64_t bit, unsigned count);

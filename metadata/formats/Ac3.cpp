@@ -1,0 +1,70 @@
+// AC-3 and E-AC-3 without a container (ETSI TS 102 366), also with the bytes of each 16-bit word swapped.
+#include "metadata/FormatRules.h"
+#include "metadata/FrameChain.h"
+
+namespace {
+
+constexpr const wchar_t* kType = L"audio/x-ac3";
+constexpr size_t kWanted = 2;
+constexpr size_t kWantedAnywhere = 8;
+
+// Kilobits a second by half the frame size code.
+constexpr std::uint32_t kBitRates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
+                                       192, 224, 256, 320, 384, 448, 512, 576, 640};
+
+// The size by its code, as the standard's table has it for the rates 48, 44.1 and 32 kHz: 1536 samples a frame. At 44.1
+// kHz odd codes have one word more.
+std::uint32_t FrameBytes(unsigned rate, unsigned sizeCode) {
+    const std::uint32_t bitRate = kBitRates[sizeCode / 2];
+    if (rate == 0)
+        return bitRate * 4;
+    if (rate == 2)
+        return bitRate * 6;
+    return (bitRate * 320 / 147 + sizeCode % 2) * 2;
+}
+
+std::optional<Frame> ParseAc3(CBytes bytes, size_t at) {
+    constexpr unsigned kLastAc3 = 10;  // 9 and 10 are AC-3 at half and a quarter of the rate
+    constexpr unsigned kLastEnhanced = 16;
+    constexpr unsigned kReservedRate = 3;
+    const std::uint16_t sync = bytes.Be16(at);
+    const bool isSwapped = sync == 0x770B;
+    if (!bytes.Has(at, 6) || (sync != 0x0B77 && !isSwapped))
+        return std::nullopt;
+    const auto byte = [&](size_t index) -> unsigned { return bytes.U8(at + (isSwapped ? index ^ 1U : index)); };
+    const unsigned version = byte(5) >> 3;  // of both, in the same place
+    const unsigned rate = byte(4) >> 6;
+    // A stream of E-AC-3 may have frames of AC-3 in between, so all that they have in common is the byte order and the
+    // rate, which E-AC-3 halves with the code that AC-3 reserves.
+    const std::uint32_t family = (isSwapped ? 0x100U : 0U) | (rate == kReservedRate ? byte(4) >> 4 : rate << 2);
+    if (version > kLastAc3) {
+        const std::uint32_t length = ((byte(2) & 7U) << 8 | byte(3)) * 2 + 2;
+        const bool isReserved = byte(2) >> 6 == 3 || (rate == kReservedRate && (byte(4) >> 4 & 3U) == kReservedRate);
+        return version > kLastEnhanced || isReserved || length < 8 ? std::nullopt
+                                                                   : std::optional(Frame{length, family});
+    }
+    const unsigned sizeCode = byte(4) & 0x3FU;
+    if (rate == kReservedRate || sizeCode / 2 >= std::size(kBitRates))
+        return std::nullopt;
+    return Frame{FrameBytes(rate, sizeCode), family};
+}
+
+}  // namespace
+
+Verdict JudgeAc3(CContent& content) {
+    const size_t start = BehindZeros(content.Head());
+    const FrameChain chain = FollowFrames(content, start, ParseAc3, kWanted);
+    if (chain.frames == 0)
+        return NotThere();
+    if (chain.frames < kWanted)
+        return RuledOut(L"no second AC-3 frame follows", {start, 6});
+    return Found(kType, nullptr, L"AC-3 frames", {start, chain.end - start});
+}
+
+Verdict SearchAc3(CContent& content) {
+    for (const std::uint8_t sync : {std::uint8_t{0x0B}, std::uint8_t{0x77}}) {
+        if (const std::optional<size_t> start = FindFrames(content, ParseAc3, sync, kWantedAnywhere))
+            return Found(kType, nullptr, L"AC-3 frames behind other bytes", {*start, 6});
+    }
+    return NotThere();
+}

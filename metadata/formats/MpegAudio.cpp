@@ -1,0 +1,120 @@
+// MPEG audio without a container: frames of Layer I, II or III (ISO/IEC 11172-3, ISO/IEC 13818-3, and MPEG-2.5, by
+// which Layer III goes down to lower sample rates).
+#include "metadata/FormatRules.h"
+#include "metadata/FrameChain.h"
+
+namespace {
+
+constexpr size_t kWanted = 4;
+constexpr size_t kWantedToTheEnd = 2;
+constexpr size_t kWantedAnywhere = 5;
+
+// As the header's bits have them.
+enum Version : unsigned { kMpeg25 = 0, kReservedVersion = 1, kMpeg2 = 2, kMpeg1 = 3 };
+enum Layer : unsigned { kReservedLayer = 0, kLayer3 = 1, kLayer2 = 2, kLayer1 = 3 };
+
+struct Header {
+    unsigned version;
+    unsigned layer;
+    unsigned bitRateIndex;
+    unsigned rateIndex;
+    unsigned padding;  // slots
+};
+
+// Nothing where a field has a value that the standard keeps back.
+std::optional<Header> ParseHeader(std::uint32_t bits) {
+    const Header header{bits >> 19 & 3, bits >> 17 & 3, bits >> 12 & 15, bits >> 10 & 3, bits >> 9 & 1};
+    constexpr unsigned kReservedEmphasis = 2;
+    if (bits >> 21 != 0x7FF || header.version == kReservedVersion || header.layer == kReservedLayer ||
+        header.bitRateIndex == 15 || header.rateIndex == 3 || (bits & 3) == kReservedEmphasis ||
+        (header.version == kMpeg25 && header.layer != kLayer3))
+        return std::nullopt;
+    return header;
+}
+
+// Kilobits a second; 0 in free format.
+unsigned BitRate(const Header& header) {
+    constexpr std::uint16_t kRates[5][15] = {
+        {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
+        {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+        {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+        {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
+        {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},
+    };
+    const size_t mpeg1Row = kLayer1 - header.layer;
+    const size_t mpeg2Row = header.layer == kLayer1 ? 3 : 4;
+    return kRates[header.version == kMpeg1 ? mpeg1Row : mpeg2Row][header.bitRateIndex];
+}
+
+std::uint32_t FrameBytes(const Header& header) {
+    constexpr std::uint32_t kSampleRates[] = {44100, 48000, 32000};
+    const std::uint32_t divisor = header.version == kMpeg1 ? 1 : header.version == kMpeg2 ? 2 : 4;
+    const std::uint32_t sampleRate = kSampleRates[header.rateIndex] / divisor;
+    const std::uint32_t bitRate = BitRate(header) * 1000;
+    if (header.layer == kLayer1)
+        return (12 * bitRate / sampleRate + header.padding) * 4;
+    const bool isHalf = header.layer == kLayer3 && header.version != kMpeg1;
+    return (isHalf ? 72 : 144) * bitRate / sampleRate + header.padding;
+}
+
+std::optional<Frame> ParseFrameAt(CBytes bytes, size_t at) {
+    const std::uint32_t bits = bytes.Be32(at);
+    const std::optional<Header> header = ParseHeader(bits);
+    if (!bytes.Has(at, 4) || !header || header->bitRateIndex == 0)
+        return std::nullopt;
+    // The channel mode is not among them: encoders change from joint stereo to stereo as they go.
+    constexpr std::uint32_t kVersionLayerAndRate = 0x001E0C00;
+    return Frame{FrameBytes(*header), bits & kVersionLayerAndRate};
+}
+
+// Layer I isn't searched for: its frames begin with FF FE or FF FF, as much does that is no audio.
+std::optional<Frame> ParseFrameAnywhere(CBytes bytes, size_t at) {
+    const std::optional<Header> header = ParseHeader(bytes.Be32(at));
+    return header && header->layer != kLayer1 ? ParseFrameAt(bytes, at) : std::nullopt;
+}
+
+// Whether Layer III in free format begins at `at`, where frames don't say how long they are. Headers that agree in all
+// but padding and mode extension must stand at one distance.
+bool IsFreeFormat(CBytes head, size_t at) {
+    constexpr std::uint32_t kMayChange = 0x00000230;
+    constexpr size_t kShortest = 48;  // below, it is a pattern that repeats itself
+    constexpr size_t kLongest = 4096;
+    const std::uint32_t first = head.Be32(at);
+    const std::optional<Header> header = ParseHeader(first);
+    if (!header || header->layer != kLayer3 || header->bitRateIndex != 0)
+        return false;
+    for (size_t bytes = 4; bytes <= kLongest; ++bytes) {
+        size_t frames = 0;
+        for (size_t next = at; frames <= kWanted && ((head.Be32(next) ^ first) & ~kMayChange) == 0; ++frames)
+            next += bytes + (head.Be32(next) >> 9 & 1);
+        if (frames > kWanted)
+            return bytes >= kShortest;
+    }
+    return false;
+}
+
+const wchar_t* TypeOf(CBytes head, size_t at) {
+    const unsigned layer = head.Be32(at) >> 17 & 3;
+    return layer == kLayer1 ? L"audio/mp1" : layer == kLayer2 ? L"audio/mp2" : L"audio/mpeg";
+}
+
+}  // namespace
+
+Verdict JudgeMpegAudio(CContent& content) {
+    const CBytes head = content.Head();
+    const size_t start = BehindZeros(head);
+    if (!ParseHeader(head.Be32(start)))
+        return NotThere();
+    const FrameChain chain = FollowFrames(content, start, ParseFrameAt, kWanted);
+    if (chain.frames >= kWanted || (chain.frames >= kWantedToTheEnd && chain.reachesEnd))
+        return Found(TypeOf(head, start), nullptr, L"MPEG audio frames", {start, chain.end - start});
+    if (IsFreeFormat(head, start))
+        return Found(TypeOf(head, start), nullptr, L"MPEG audio frames in free format", {start, 4});
+    return RuledOut(L"too few MPEG audio frames follow each other", {start, 4});
+}
+
+Verdict SearchMpegAudio(CContent& content) {
+    const std::optional<size_t> start = FindFrames(content, ParseFrameAnywhere, 0xFF, kWantedAnywhere);
+    return start ? Found(TypeOf(content.Head(), *start), nullptr, L"MPEG audio frames behind other bytes", {*start, 4})
+                 : NotThere();
+}

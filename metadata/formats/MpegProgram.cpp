@@ -1,0 +1,81 @@
+// MPEG-1 system and MPEG-2 program streams: packs, each with a clock, and the packets in them (ISO/IEC 11172-1 and
+// 13818-1).
+#include "metadata/CWalk.h"
+#include "metadata/FormatRules.h"
+#include "metadata/formats/StartCode.h"
+
+namespace {
+
+constexpr int kProgramEnd = 0xB9;
+constexpr int kPack = 0xBA;
+constexpr int kSystemHeader = 0xBB;
+constexpr size_t kWanted = 2;  // behind the first pack
+
+// The length of the MPEG-1 pack header that `pack` begins with, by its marker bits; 0: it is none.
+size_t Mpeg1PackBytes(CBytes pack) {
+    const bool isPack = (pack.U8(4) & 0xF1) == 0x21 && pack.U8(6) & 0x01 && pack.U8(8) & 0x01 && pack.U8(9) & 0x80 &&
+                        pack.U8(11) & 0x01;
+    return isPack ? 12 : 0;
+}
+
+// The same of an MPEG-2 pack header, with its stuffing.
+size_t Mpeg2PackBytes(CBytes pack) {
+    const bool isPack = (pack.U8(4) & 0xC4) == 0x44 && pack.U8(6) & 0x04 && pack.U8(8) & 0x04 && pack.U8(9) & 0x01 &&
+                        (pack.U8(12) & 0x03) == 0x03;
+    return isPack ? 14 + (pack.U8(13) & 7U) : 0;
+}
+
+// How many bytes the pack header, system header or packet takes that `bytes` begins with; 0: it is none.
+size_t ElementBytes(CBytes bytes) {
+    const int code = StartCodeAt(bytes, 0);
+    if (code == kPack)
+        return std::max(Mpeg1PackBytes(bytes), Mpeg2PackBytes(bytes));
+    if (code == kProgramEnd)
+        return 4;
+    // Only a transport stream's packets may leave their length open.
+    return code >= kSystemHeader && bytes.Be16(4) != 0 ? 6U + bytes.Be16(4) : 0;
+}
+
+// Where the next start code stands, behind zeros: sectors of a Video CD are filled up with them.
+std::uint64_t SkipZeros(CWalk& walk, std::uint64_t at) {
+    for (CBytes bytes; (bytes = walk.At(at, CWalk::kMostBytes)).Size() > 0;) {
+        const size_t one = BehindZeros(bytes);
+        if (one < bytes.Size())
+            return one < 2 ? at : at + one - 2;
+        if (one < 3)
+            break;
+        at += one - 2;  // the last zeros may belong to a start code
+    }
+    return at;
+}
+
+}  // namespace
+
+Verdict JudgeMpegProgram(CContent& content) {
+    const CBytes head = content.Head();
+    const size_t start = StartCodeBehindZeros(head);
+    if (StartCodeAt(head, start) != kPack)
+        return NotThere();
+    const CBytes pack = head.From(start);
+    const size_t packBytes = ElementBytes(pack);
+    if (packBytes == 0)
+        return RuledOut(L"the pack header's marker bits are missing", {start, 14});
+
+    CWalk walk(content, CWalk::Kind::kHeaders);
+    std::uint64_t at = start + packBytes;
+    size_t elements = 0;
+    for (; elements < kWanted; ++elements) {
+        at = SkipZeros(walk, at);
+        const size_t bytes = ElementBytes(walk.At(at, 16));
+        if (bytes == 0)
+            break;
+        at += bytes;
+    }
+    // A pack and one packet that the content's end cuts off are as much as a short piece of a stream can show.
+    const bool isCut = elements > 0 && content.HeadIsAll() && at >= head.Size();
+    if (elements < kWanted && !isCut)
+        return RuledOut(L"no packets follow the pack header", {start, at - start});
+    if (Mpeg1PackBytes(pack) != 0)
+        return Found(L"video/mp1s", L"video/mpeg", L"MPEG-1 pack header and packets", {start, at - start});
+    return Found(L"video/mp2p", nullptr, L"MPEG-2 pack header and packets", {start, at - start});
+}

@@ -1,0 +1,102 @@
+// MPEG-2 transport streams: packets of 188 bytes that begin with 47 (ISO/IEC 13818-1), on discs behind four bytes of
+// time, off the air with 16 or 20 bytes of error correction.
+#include "metadata/FormatRules.h"
+
+namespace {
+
+struct Layout {
+    size_t stride;
+    size_t sync;  // where in the stride
+};
+constexpr Layout kLayouts[] = {{188, 0}, {192, 4}, {204, 0}, {208, 0}};
+
+constexpr size_t kPacketBytes = 188;
+constexpr size_t kWantedWithSign = 5;
+constexpr size_t kWantedWithoutSign = 20;
+constexpr size_t kWantedFromTheMiddle = 16;
+
+constexpr unsigned kHasAdaptation = 2;
+constexpr unsigned kHasPayload = 1;
+
+unsigned AdaptationControl(CBytes head, size_t at) {
+    return head.U8(at + 3) >> 4 & 3U;
+}
+
+bool IsPacket(CBytes head, size_t at) {
+    constexpr std::uint8_t kTransportError = 0x80;
+    constexpr unsigned kReservedScrambling = 1;
+    const unsigned adaptation = AdaptationControl(head, at);
+    if (head.U8(at) != 0x47 || head.U8(at + 1) & kTransportError || head.U8(at + 3) >> 6 == kReservedScrambling ||
+        adaptation == 0 || head.Be32(at) == head.Be32(at + 4))  // a pattern that repeats itself
+        return false;
+    const unsigned room = adaptation & kHasPayload ? 182 : 183;
+    return !(adaptation & kHasAdaptation) || head.U8(at + 4) <= room;
+}
+
+bool IsTableStart(CBytes head, size_t section, unsigned pid) {
+    constexpr unsigned kLongestSection = 1021;
+    const unsigned table = head.U8(section);
+    const bool isKnown = (pid == 0 && table == 0x00) || (pid == 0x11 && (table == 0x42 || table == 0x46)) ||
+                         (pid >= 0x10 && table == 0x02);
+    const unsigned length = head.Be16(section + 1) & 0x0FFF;
+    return isKnown && head.U8(section + 1) & 0x80 && length >= 9 && length <= kLongestSection;
+}
+
+// Whether the packet shows what only a transport stream has in this place: the start of a program table or of an
+// elementary stream's packet, or filling.
+bool ShowsContent(CBytes head, size_t at) {
+    constexpr unsigned kNullPid = 0x1FFF;
+    const unsigned pid = head.Be16(at + 1) & 0x1FFF;
+    if (pid == kNullPid)
+        return true;
+    const bool startsUnit = head.U8(at + 1) & 0x40;
+    const bool isScrambled = head.U8(at + 3) >> 6 != 0;
+    const unsigned adaptation = AdaptationControl(head, at);
+    if (!startsUnit || isScrambled || !(adaptation & kHasPayload))
+        return false;
+    const size_t payload = at + 4 + (adaptation & kHasAdaptation ? 1U + head.U8(at + 4) : 0U);
+    const size_t section = payload + 1 + head.U8(payload);
+    const bool isElementary = head.Be24(payload) == 1 && head.U8(payload + 3) >= 0xBC;
+    return isElementary || (section + 3 <= at + kPacketBytes && IsTableStart(head, section, pid));
+}
+
+struct Run {
+    size_t packets = 0;
+    bool hasSign = false;
+};
+
+Run FollowPackets(CBytes head, size_t at, size_t stride) {
+    Run run;
+    for (; IsPacket(head, at); at += stride) {
+        ++run.packets;
+        run.hasSign = run.hasSign || ShowsContent(head, at);
+    }
+    return run;
+}
+
+Verdict FoundPackets(size_t at, size_t count, size_t stride) {
+    return Found(L"video/mp2t", nullptr, L"transport packets", {at, count * stride});
+}
+
+}  // namespace
+
+Verdict JudgeMpegTransport(CContent& content) {
+    const CBytes head = content.Head();
+    Run longest;
+    for (const Layout& layout : kLayouts) {
+        const Run run = FollowPackets(head, layout.sync, layout.stride);
+        if (run.packets >= (run.hasSign ? kWantedWithSign : kWantedWithoutSign))
+            return FoundPackets(layout.sync, run.packets, layout.stride);
+        if (run.packets > longest.packets)
+            longest = run;
+    }
+    // A capture may begin in the middle of a packet.
+    for (const Layout& layout : kLayouts) {
+        for (size_t at = 0; at < layout.stride; ++at) {
+            const Run run = FollowPackets(head, at, layout.stride);
+            if (run.packets >= kWantedFromTheMiddle && run.hasSign)
+                return FoundPackets(at, run.packets, layout.stride);
+        }
+    }
+    return longest.packets == 0 ? NotThere() : RuledOut(L"too few transport packets follow each other", {0, 5});
+}
