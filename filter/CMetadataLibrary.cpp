@@ -1,7 +1,7 @@
 #include "filter/CMetadataLibrary.h"
 
+#include "diagnostics/ModuleFolder.h"
 #include "filter/FilterLog.h"
-#include "filter/ModuleFolder.h"
 
 #include <memory>
 
@@ -23,7 +23,7 @@ private:
 
 HMODULE LoadCompanion(const wchar_t* fileName) {
     const CQuietLoader quiet;
-    const std::wstring folder = ModuleFolder();
+    const std::wstring folder = ModuleFolder(&kFunction);
     if (!folder.empty()) {
         if (const HMODULE library =
                 ::LoadLibraryExW((folder + fileName).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH))

@@ -35,7 +35,11 @@ CContent::CContent(IStream* source) : m_source(source), m_head(kHeadBytes) {
         ReadHead();
     } catch (...) {
         // A half-made object isn't destroyed, and what was begun here has to be undone here.
-        static_cast<void>(m_source->Seek({.QuadPart = static_cast<LONGLONG>(m_found)}, STREAM_SEEK_SET, nullptr));
+        try {
+            PutBack();
+        } catch (...) {
+            // The first failure is the one that is told.
+        }
         throw;
     }
 }
@@ -101,5 +105,7 @@ size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
 }
 
 void CContent::SeekTo(std::uint64_t position) {
-    Check(m_source->Seek({.QuadPart = static_cast<LONGLONG>(position)}, STREAM_SEEK_SET, nullptr));
+    // The new position is asked for though nobody needs it: not every source takes a null pointer there.
+    ULARGE_INTEGER reached{};
+    Check(m_source->Seek({.QuadPart = static_cast<LONGLONG>(position)}, STREAM_SEEK_SET, &reached));
 }

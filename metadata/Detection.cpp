@@ -13,7 +13,9 @@ std::uint64_t Id3Length(CBytes head) {
                        (head.Be32(6) & 0x80808080) == 0;
     if (!isTag)
         return 0;
-    const std::uint64_t content = head.U8(6) << 21 | head.U8(7) << 14 | head.U8(8) << 7 | head.U8(9);
+    std::uint64_t content = 0;
+    for (std::uint64_t at = 6; at < kHeader; ++at)
+        content = content << 7 | head.U8(at);
     return content + kHeader + (head.U8(5) & kHasFooter ? kHeader : 0);
 }
 

@@ -6,6 +6,7 @@
 #include "TvFileSourceAsync.h"
 #include "baseclasses/MediaTypeCopies.h"
 #include "diagnostics/LongPath.h"
+#include "diagnostics/ModuleFolder.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
 
@@ -101,6 +102,15 @@ CSourceFilter::Length CSourceFilter::SourceLength() const {
     const HRESULT hr = m_reader->Length(&total, &available);
     Check(hr, L"Cannot ask for the length of the source");
     return {total, hr == VFW_S_ESTIMATED};
+}
+
+ComPtr<IStream> CSourceFilter::Content() const {
+    return Ask<IStream>(m_pin.Get(), L"IStream on its pin");
+}
+
+std::wstring CSourceFilter::Folder() const {
+    // An object begins with the address of its virtual table, which is part of the module that it comes from.
+    return ModuleFolder(*reinterpret_cast<void**>(m_filter.Get()));
 }
 
 CSourceFilter::CurrentFile CSourceFilter::Current() const {

@@ -57,6 +57,12 @@ public:
     [[nodiscard]] Length SourceLength() const;
     [[nodiscard]] CurrentFile Current() const;
 
+    // The source's bytes as a stream. Reads pass the gate.
+    [[nodiscard]] Microsoft::WRL::ComPtr<IStream> Content() const;
+
+    // Where the filter's DLL is, with a backslash at the end: it looks for its companions there first.
+    [[nodiscard]] std::wstring Folder() const;
+
     [[nodiscard]] IBaseFilter* Filter() const noexcept { return m_filter.Get(); }
     [[nodiscard]] IPin* OutputPin() const noexcept { return m_pin.Get(); }
     [[nodiscard]] IAsyncReader* Reader() const noexcept { return m_reader.Get(); }

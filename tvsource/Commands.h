@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 // What every command is told.
 struct CommonOptions {
@@ -40,6 +41,16 @@ struct CatOptions {
 
 // Copies the source's bytes, as a parser would read them.
 [[nodiscard]] int Cat(const CatOptions& options);
+
+struct DetectOptions {
+    std::vector<std::wstring> names;  // files, folders and URIs, as they were typed
+    bool explain = false;             // say why
+};
+
+// Prints one line for each file: its name, a tab, and the MIME types of its content by commas, or "-". Folders stand
+// for all files in them. A file that can't be read is named on standard error, the others are gone on with, and the
+// code is 1.
+[[nodiscard]] int Detect(const DetectOptions& options);
 
 // Prints how the filter takes a name apart, and what it would open. Nothing is opened.
 [[nodiscard]] int Uri(const std::wstring& text);

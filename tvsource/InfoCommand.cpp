@@ -1,6 +1,8 @@
 #include "diagnostics/EnvironmentReport.h"
 #include "diagnostics/LogDestination.h"
 #include "tvsource/CConsole.h"
+#include "tvsource/CHostError.h"
+#include "tvsource/CMimeDictionary.h"
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
@@ -30,6 +32,16 @@ bool LogEnvironment() {
     return log.kind != LogDestination::Kind::Nowhere;
 }
 
+// What the dictionary that the filter uses says of the content.
+std::wstring MimeTypesOf(CSourceFilter& source) {
+    try {
+        source.EnableDataFlow();
+        return MimeTypesText(CMimeDictionary(source.Folder()).Detect(source.Content().Get()).types);
+    } catch (const CHostError& error) {
+        return L"not known: " + error.Text();
+    }
+}
+
 // With the filter loaded, so that it is among the modules, and before the source is opened: that may fail.
 int InfoOf(const CommonOptions& options, bool environment) {
     const std::wstring name = SourceName(options.name);
@@ -41,7 +53,7 @@ int InfoOf(const CommonOptions& options, bool environment) {
     const CSourceFilter::Length length = source.SourceLength();
     std::wstring text = L"File     " + current.name + L"\nLength   ";
     text += length.estimated ? L"not known (estimated)" : Format(L"%I64d bytes", length.total);
-    text += L"\nType     " + TypeText(current.type) + L"\n";
+    text += L"\nMIME     " + MimeTypesOf(source) + L"\nType     " + TypeText(current.type) + L"\n";
     for (const StreamType& type : source.OfferedTypes())
         text += L"Offers   " + TypeText(type) + L"\n";
     Print(text);

@@ -33,35 +33,6 @@ const NamedSubtype kSubtypes[] = {
     {L"Ogg", kOggSubtype},
 };
 
-struct ExtensionSubtype {
-    const wchar_t* extension;
-    const GUID& subtype;
-};
-
-const ExtensionSubtype kExtensions[] = {
-    {L".wav", MEDIASUBTYPE_WAVE},
-    {L".au", MEDIASUBTYPE_AU},
-    {L".snd", MEDIASUBTYPE_AU},
-    {L".aif", MEDIASUBTYPE_AIFF},
-    {L".aiff", MEDIASUBTYPE_AIFF},
-    {L".avi", MEDIASUBTYPE_Avi},
-    {L".mp1", MEDIASUBTYPE_MPEG1Audio},
-    {L".mp2", MEDIASUBTYPE_MPEG1Audio},
-    {L".mp3", MEDIASUBTYPE_MPEG1Audio},
-    {L".mpa", MEDIASUBTYPE_MPEG1Audio},
-    {L".m1v", MEDIASUBTYPE_MPEG1Video},
-    {L".mpg", MEDIASUBTYPE_MPEG1System},
-    {L".mpeg", MEDIASUBTYPE_MPEG1System},
-    {L".dat", MEDIASUBTYPE_MPEG1VideoCD},
-    {L".vob", MEDIASUBTYPE_MPEG2_PROGRAM},
-    {L".ts", MEDIASUBTYPE_MPEG2_TRANSPORT},
-    {L".m2ts", MEDIASUBTYPE_MPEG2_TRANSPORT},
-    {L".ac3", MEDIASUBTYPE_DOLBY_AC3},
-    {L".ogg", kOggSubtype},
-    {L".oga", kOggSubtype},
-    {L".ogv", kOggSubtype},
-};
-
 std::wstring GuidText(const GUID& guid) {
     wchar_t text[39]{};
     ::StringFromGUID2(guid, text, 39);
@@ -103,22 +74,4 @@ std::wstring SubtypeNames() {
     for (const NamedSubtype& row : kSubtypes)
         names += (names.empty() ? L"" : L", ") + std::wstring(row.name);
     return names;
-}
-
-GUID SubtypeFromExtension(std::wstring_view extension) {
-    const std::wstring wanted(extension);
-    for (const ExtensionSubtype& row : kExtensions) {
-        if (::_wcsicmp(row.extension, wanted.c_str()) == 0)
-            return row.subtype;
-    }
-    return GUID_NULL;
-}
-
-std::wstring ExtensionOf(std::wstring_view name) {
-    if (name.find(L"://") != name.npos)
-        name = name.substr(0, name.find_first_of(L"?#"));
-    const size_t folder = name.find_last_of(L"/\\:");
-    const std::wstring_view file = folder == name.npos ? name : name.substr(folder + 1);
-    const size_t dot = file.rfind(L'.');
-    return dot == file.npos ? std::wstring() : std::wstring(file.substr(dot));
 }

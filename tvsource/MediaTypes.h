@@ -1,4 +1,4 @@
-// Media types of byte streams, by name: what a source may offer, and what a file name suggests.
+// Media types of byte streams, by name: what a source may offer, and what a host may name instead.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 // A media type allocated by the platform, with its format block.
 struct CMediaTypeFreer {
@@ -34,10 +33,3 @@ struct StreamType {
 
 // The names that SubtypeFromText knows, separated by commas.
 [[nodiscard]] std::wstring SubtypeNames();
-
-// What the extension of a file name suggests. GUID_NULL, "a stream of some kind", when it suggests nothing that has a
-// subtype of its own: a parser that judges by the content takes that.
-[[nodiscard]] GUID SubtypeFromExtension(std::wstring_view extension);
-
-// The extension of a path or URI with its dot, or nothing.
-[[nodiscard]] std::wstring ExtensionOf(std::wstring_view name);

@@ -26,21 +26,6 @@ BOOL WINAPI OnConsoleControl(DWORD event) {
     return TRUE;
 }
 
-// Loads the source so that a parser can connect. Where the filter knows no type from the content, its offer (no type at
-// all) is taken by no parser, so the host names one: by the file name, as a player would.
-void LoadWithType(CSourceFilter& source, const std::wstring& name, const std::optional<GUID>& subtype) {
-    source.Load(name, subtype ? &*subtype : nullptr);
-    const std::vector<StreamType> offered = source.OfferedTypes();
-    if (offered.size() != 1 || !offered.front().IsUnknown())
-        return;
-    const std::wstring extension = ExtensionOf(name);
-    const GUID guess = SubtypeFromExtension(extension);
-    source.Load(name, &guess);
-    Complain(L"No type is known from the content; trying " +
-             (extension.empty() ? L"a name without extension" : extension) + L": " +
-             TypeText(source.OfferedTypes().at(0)) + L"\n");
-}
-
 std::wstring Clock(LONGLONG units) {
     const LONGLONG seconds = units / 10'000'000;
     return Format(L"%I64d:%02I64d", seconds / 60, seconds % 60);
@@ -67,7 +52,10 @@ std::wstring EndingText(const CPlayGraph::Result& result) {
 int Play(const PlayOptions& options) {
     const std::wstring name = SourceName(options.common.name);
     CSourceFilter source(options.common.library);
-    LoadWithType(source, name, options.common.subtype);
+    source.Load(name, options.common.subtype ? &*options.common.subtype : nullptr);
+    const std::vector<StreamType> offered = source.OfferedTypes();
+    if (offered.size() == 1 && offered.front().IsUnknown())
+        Complain(L"No type is known from the content. --type names one; --type any leaves it to the parser\n");
     if (source.SourceLength().total == 0)
         throw CHostError(name + L" is empty");
     source.EnableDataFlow();

@@ -13,6 +13,8 @@ bool IsAsciiLetter(wchar_t c) {
     return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z');
 }
 
+}  // namespace
+
 bool IsUri(const std::wstring& name) {
     const size_t colon = name.find(L':');
     if (colon == name.npos || colon < 2 || !IsAsciiLetter(name.front()))
@@ -21,8 +23,6 @@ bool IsUri(const std::wstring& name) {
         return IsAsciiLetter(c) || (c >= L'0' && c <= L'9') || c == L'+' || c == L'-' || c == L'.';
     });
 }
-
-}  // namespace
 
 std::wstring SourceName(const std::wstring& typed) {
     if (IsUri(typed))

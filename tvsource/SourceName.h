@@ -3,6 +3,9 @@
 
 #include <string>
 
-// A URI ("scheme:...", where the scheme has more than one letter) stays as it is. A path becomes a full path, of any
+// Whether it begins with a scheme of more than one letter and a colon: "c:\media" is no URI.
+[[nodiscard]] bool IsUri(const std::wstring& name);
+
+// A URI stays as it is. A path becomes a full path, of any
 // length.  Throws CHostError: the path names nothing, or a folder. The filter would only say that it could not open it.
 [[nodiscard]] std::wstring SourceName(const std::wstring& typed);

@@ -1,4 +1,5 @@
-// tvsource: plays, describes and copies a media source through the filter TvFileSourceAsync, and explains names.
+// tvsource: plays, describes and copies a media source through the filter TvFileSourceAsync, tells the MIME types of
+// files, and explains names.
 #include <windows.h>
 
 #include <objbase.h>
@@ -31,10 +32,12 @@ struct Arguments {
     std::string library;
     std::string type;
     std::string output;
+    std::vector<std::string> names;
     long long offset = 0;
     long long length = -1;
     bool null = false;
     bool environment = false;
+    bool explain = false;
 };
 
 CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, const char* description) {
@@ -74,13 +77,12 @@ int Run(std::vector<std::string> words) {
     app.allow_windows_style_options(false);  // "/folder/file" is a name here
     Arguments arguments;
 
-    CLI::App* play = AddCommand(app, arguments, "play",
-                                "Plays the source through the platform's parsers and renderers.\n"
-                                "A type that the filter does not find out is guessed from the name's extension.");
+    CLI::App* play =
+        AddCommand(app, arguments, "play", "Plays the source through the platform's parsers and renderers.");
     play->add_flag("--null", arguments.null,
                    "Show nothing and go as fast as it goes; so it is anyway where there is no screen");
-    CLI::App* info =
-        AddCommand(app, arguments, "info", "Prints the length of the source and the types that it offers.");
+    CLI::App* info = AddCommand(app, arguments, "info",
+                                "Prints the length of the source, its MIME types and the types that it offers.");
     info->get_option("FILE")->required(false);  // the environment can be had without one
     info->add_flag("--environment", arguments.environment,
                    "Also write to the log where this program runs, on which system, and the versions of what it has "
@@ -90,6 +92,13 @@ int Run(std::vector<std::string> words) {
     cat->add_option("--length", arguments.length, "How many bytes; all to the end when left out")
         ->check(CLI::NonNegativeNumber);
     cat->add_option("-o", arguments.output, "The file to be written instead of standard output")->type_name("OUT");
+
+    CLI::App* detect = app.add_subcommand("detect", "Prints the MIME types of files, as their content tells them.");
+    detect->add_option("PATH", arguments.names, "Files, URIs, and folders, which stand for all files in them")
+        ->required()
+        ->type_name("");
+    detect->add_flag("--explain", arguments.explain,
+                     "Say which format was found, on what bytes, and what was ruled out");
 
     CLI::App* uri = app.add_subcommand("uri", "Shows how a name is taken apart and what would be opened.");
     uri->add_option("TEXT", arguments.name, "A path or a URI; nothing is opened")->required()->type_name("");
@@ -112,6 +121,12 @@ int Run(std::vector<std::string> words) {
         return Play({Common(arguments), arguments.null});
     if (info->parsed())
         return Info({Common(arguments), arguments.environment});
+    if (detect->parsed()) {
+        DetectOptions options{{}, arguments.explain};
+        for (const std::string& name : arguments.names)
+            options.names.push_back(FromUtf8(name));
+        return Detect(options);
+    }
     if (uri->parsed())
         return Uri(FromUtf8(arguments.name));
     CatOptions options{Common(arguments), arguments.offset, std::nullopt, FromUtf8(arguments.output)};

@@ -127,7 +127,8 @@ Verdict JudgeAsf(CContent& content) {
     constexpr std::uint64_t kReserved = 28;
     if (length < kFileHeader || !head.Is(kReserved, "\x01\x02"))
         return RuledOut(L"the header object is not sane", {0, kFileHeader});
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    // Cover pictures of any size stand between the streams: they are stepped over.
+    CWalk walk(content, CWalk::Kind::kBoxes);
     const Streams streams = FindStreams(walk, length);
     constexpr const wchar_t* kAny = L"video/x-ms-asf";
     if (streams.isRecording)

@@ -1,12 +1,11 @@
-#include "filter/ModuleFolder.h"
+#include "diagnostics/ModuleFolder.h"
 
 #include <windows.h>
 
-std::wstring ModuleFolder() {
+std::wstring ModuleFolder(const void* address) {
     HMODULE module = nullptr;
-    // Any address inside the module names it.
     if (!::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                              reinterpret_cast<LPCWSTR>(&ModuleFolder), &module))
+                              static_cast<LPCWSTR>(address), &module))
         return {};
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {

@@ -1,0 +1,10 @@
+// Where the DLL or program stands that a piece of code, or of constant data, belongs to.
+//
+// Threads: any.  Errors: std::bad_alloc.
+#pragma once
+
+#include <string>
+
+// The folder of the module that has `address` inside it, with a trailing backslash; empty when it can't be told. Paths
+// of any length.
+[[nodiscard]] std::wstring ModuleFolder(const void* address);

@@ -1,0 +1,54 @@
+// What the program says of the MIME types of files.
+#include "diagnostics/CAutoDestructor.h"
+#include "tests/support/CTempFolder.h"
+#include "tests/tvsource/CHost.h"
+
+namespace {
+
+struct Detect : ::testing::Test {
+    CTempFolder folder;
+};
+
+TEST_F(Detect, OneLineAFileAndFoldersStandForAllThatIsInThem) {
+    const std::wstring deep = folder.Copy(MediaFile(L"tone.mp3"), L"a\\b\\no extension");
+    const std::wstring wrong = folder.Copy(MediaFile(L"clip.avi"), L"c \u97F3.txt");
+    const std::wstring text = folder.Write("no media", L"d.wav");
+    folder.Write("", L"e.mp3");
+    const std::string root = Utf8(folder.Path());
+    const HostRun run = RunHost({L"detect", folder.Path(), text});
+    EXPECT_EQ(root + "\\a\\b\\no extension\taudio/mpeg\n" + root + "\\c \xE9\x9F\xB3.txt\tvideo/avi\n" + root +
+                  "\\d.wav\t-\n" + root + "\\e.mp3\t-\n" + root + "\\d.wav\t-\n",
+              run.out);
+    EXPECT_EQ("", run.err);
+    EXPECT_EQ(0u, run.exitCode);
+}
+
+TEST_F(Detect, GoesOnAfterAFileThatCannotBeReadAndEndsWithCodeOne) {
+    const std::wstring locked = folder.Write("RIFF", L"locked.wav");
+    const CAutoHandle lock(::CreateFileW(locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    const HostRun run = RunHost({L"detect", locked, folder.PathOf(L"missing.wav"), MediaFile(L"tone.wav")});
+    EXPECT_EQ(1u, run.exitCode);
+    EXPECT_NE(run.out.npos, run.out.find("tone.wav\taudio/wav\n")) << run.out;
+    for (const char* text : {"locked.wav: Cannot open it: 0x8", "missing.wav: Cannot find"})
+        EXPECT_NE(run.err.npos, run.err.find(text)) << run.err;
+}
+
+TEST_F(Detect, ExplainsWhichRuleSpokeOnWhatBytes) {
+    ExpectRun(RunHost({L"detect", L"--explain", MediaFile(L"tone.wav")}), 0,
+              {"tone.wav\taudio/wav\n  found: WAVE: ", "(bytes 20 to 35: 01 00 01 00 ", "  no sign of: "});
+    ExpectRun(RunHost({L"detect", L"--explain", folder.Write({"RIFF\x10\0\0\0WAVE", 12}, L"cut.wav")}), 0,
+              {"cut.wav\t-\n  nothing found\n", "ruled out: WAVE: "});
+}
+
+TEST_F(Detect, WithoutADictionaryItSaysSo) {
+    const std::wstring program = folder.Copy(BuiltFile(L"tvsource.exe"), L"tvsource.exe");
+    ExpectRun(RunHost({L"detect", program}, program), 1, {"TvMetadata.dll was not found"});
+}
+
+TEST_F(Detect, InfoShowsTheMimeTypesBesideWhatIsOffered) {
+    ExpectRun(RunWithFilter(L"info", {MediaFile(L"tone.ogg")}), 0,
+              {"MIME     audio/ogg,application/ogg\n", "Offers   Stream / Ogg\n"});
+    ExpectRun(RunWithFilter(L"info", {MediaFile(L"tone.flac")}), 0, {"MIME     -\n", "Offers   none"});
+}
+
+}  // namespace

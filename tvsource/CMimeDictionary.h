@@ -1,0 +1,35 @@
+// The MIME dictionary as a host meets it: "TvMetadata.dll", loaded for as long as the object lives.
+//
+// Threads: one.  Errors: CHostError.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "diagnostics/CAutoDestructor.h"
+#include "sdk/TvMetadata.h"
+
+class CMimeDictionary final {
+public:
+    struct Answer {
+        std::vector<std::wstring> types;        // most certain first; none: no known type
+        std::vector<std::wstring> explanation;  // lines for people; only of Explain
+    };
+
+    // Looks in `folder` (with a backslash at its end, or empty) first, then as the platform finds libraries: beside the
+    // program, say.
+    explicit CMimeDictionary(const std::wstring& folder = L"");
+
+    // What the content is. Leaves the stream where it stands.
+    [[nodiscard]] Answer Detect(IStream* content) const;
+
+    // The same, with the reasons. Another maker's dictionary may have none to give, which is an error.
+    [[nodiscard]] Answer Explain(IStream* content) const;
+
+private:
+    CAutoLibrary m_library;
+    IMimeTypeDictionary* m_dictionary = nullptr;  // the library's own
+};
+
+// The types by commas, "-" for none.
+[[nodiscard]] std::wstring MimeTypesText(const std::vector<std::wstring>& types);
