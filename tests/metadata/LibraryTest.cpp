@@ -1,0 +1,178 @@
+// The built DLL, as a component loads and uses it.
+#include "framework/streams/TKFStreams.h"
+#include "tests/metadata/MetadataTest.h"
+#include "tests/support/CTempFile.h"
+
+#include <wrl/client.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+class CLibrary final {
+public:
+    CLibrary() : m_module(::LoadLibraryW((std::filesystem::path(TV_BIN_DIR) / kTvMetadataLibrary).c_str())) {}
+    CLibrary(const CLibrary&) = delete;
+    CLibrary& operator=(const CLibrary&) = delete;
+    ~CLibrary() { ::FreeLibrary(m_module); }
+
+    [[nodiscard]] IMimeTypeDictionary* Dictionary() const {
+        const auto get = Export<GetMimeTypeDictionaryFn>(kGetMimeTypeDictionaryExport);
+        return get ? get() : nullptr;
+    }
+    template <class Function>
+    [[nodiscard]] Function Export(const char* name) const {
+        return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(m_module, name)));
+    }
+
+private:
+    HMODULE m_module;
+};
+
+std::string Tone() {
+    return Sample{std::filesystem::path(TV_TEST_MEDIA) / "tone.mp3", {}}.Content();
+}
+
+// What a DLL may leave behind in its process.
+struct Resources {
+    LONGLONG privateBytes = 0;
+    int handles = 0;
+    DWORD nextTlsSlot = 0;
+    DWORD nextFlsSlot = 0;
+};
+
+Resources Used() {
+    Resources used;
+    MEMORY_BASIC_INFORMATION region{};
+    for (const BYTE* at = nullptr; ::VirtualQuery(at, &region, sizeof(region)) != 0;) {
+        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE)
+            used.privateBytes += static_cast<LONGLONG>(region.RegionSize);
+        at = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize;
+        if (at <= static_cast<const BYTE*>(region.BaseAddress))
+            break;  // the end of the address space
+    }
+    DWORD flags = 0;
+    for (ULONG_PTR value = 4; value < 0x8000; value += 4)
+        used.handles += ::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0;
+    used.nextTlsSlot = ::TlsAlloc();
+    ::TlsFree(used.nextTlsSlot);
+    used.nextFlsSlot = ::FlsAlloc(nullptr);
+    ::FlsFree(used.nextFlsSlot);
+    return used;
+}
+
+TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
+    const std::string content = Tone();
+    const auto detect = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            const CLibrary library;
+            CBytesStream stream(content);
+            IMimeTypeDictionary* const dictionary = library.Dictionary();
+            ASSERT_NE(nullptr, dictionary);
+            ASSERT_EQ(L"audio/mpeg", FirstOf(dictionary->Detect(&stream)));
+        }
+    };
+    detect(100);
+    const Resources before = Used();
+    detect(2000);
+    const Resources after = Used();
+    // The platform may keep a handle or a page of its own; a leak shows thousands of times.
+    EXPECT_GE(before.handles + 10, after.handles);
+    EXPECT_GE(before.privateBytes + 0x20000, after.privateBytes);
+    EXPECT_EQ(before.nextTlsSlot, after.nextTlsSlot);
+    EXPECT_EQ(before.nextFlsSlot, after.nextFlsSlot);
+    EXPECT_EQ(nullptr, ::GetModuleHandleW(kTvMetadataLibrary));
+}
+
+TEST(LibraryTest, ThreadsDetectAtOnce) {
+    const CLibrary library;
+    std::vector<std::thread> threads;
+    for (size_t first = 0; first < 8; ++first) {
+        threads.emplace_back([&library, first] {
+            for (size_t i = first; i < Samples().size(); i += 3) {
+                const std::string content = Samples()[i].Content();
+                CBytesStream stream(content);
+                EXPECT_EQ(Samples()[i].expected, FirstOf(library.Dictionary()->Detect(&stream))) << Samples()[i].path;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+// Calls the operation in the slot the way that a caller of another compiler does: by its place alone.
+template <class Result, class... Arguments>
+Result CallSlot(void* object, size_t slot, Arguments... arguments) {
+    using Slot = void (*)();
+    const Slot* const table = *static_cast<Slot**>(object);
+    return reinterpret_cast<Result(STDMETHODCALLTYPE*)(void*, Arguments...)>(table[slot])(object, arguments...);
+}
+
+TEST(LibraryTest, OperationsStandInTheirSlots) {
+    const CLibrary library;
+    void* const dictionary = library.Dictionary();
+    const auto first = [](void* list) {
+        const long count = CallSlot<long>(list, 0);
+        EXPECT_FALSE(CallSlot<const wchar_t*>(list, 1, -1L) || CallSlot<const wchar_t*>(list, 1, count));
+        const std::wstring text = count > 0 ? CallSlot<const wchar_t*>(list, 1, 0L) : L"";
+        CallSlot<void>(list, 2);
+        return text;
+    };
+    const std::string content = Tone();
+    CBytesStream stream(content);
+    EXPECT_EQ(L"audio/mpeg", first(CallSlot<void*>(dictionary, 0, static_cast<IStream*>(&stream))));
+    EXPECT_EQ(L"audio/basic", first(CallSlot<void*>(dictionary, 1, L"au")));
+    EXPECT_STREQ(L".au", CallSlot<const wchar_t*>(dictionary, 2, L"audio/basic"));
+    EXPECT_EQ(L"audio/basic", first(CallSlot<void*>(dictionary, 3, L"audio/x-au")));
+    EXPECT_STREQ(L"audio/basic", CallSlot<const wchar_t*>(dictionary, 4, L"audio/x-au"));
+    EXPECT_EQ(L"audio/mp1", first(CallSlot<void*>(dictionary, 5)));
+    EXPECT_TRUE(CallSlot<bool>(dictionary, 6, L"audio/basic") && !CallSlot<bool>(dictionary, 6, L"text/plain"));
+    EXPECT_TRUE(CallSlot<bool>(dictionary, 7, L"audio/basic", L"audio/x-au"));
+    EXPECT_FALSE(CallSlot<bool>(dictionary, 7, L"audio/basic", L"audio/mpeg"));
+}
+
+TEST(LibraryTest, TheExplanationHasTheSameAnswerAndItsReasons) {
+    const CLibrary library;
+    const auto explain = library.Export<ExplainMimeTypesFn>(kExplainMimeTypesExport);
+    ASSERT_NE(nullptr, explain);
+    for (const Sample& sample : Samples()) {
+        const std::string content = sample.Content();
+        CBytesStream stream(content);
+        IMimeTypeList* lines = nullptr;
+        EXPECT_EQ(sample.expected, FirstOf(explain(&stream, &lines))) << sample.path;
+        EXPECT_LE(1u, Take(lines).value_or(Types()).size()) << sample.path;
+    }
+    IMimeTypeList* lines = reinterpret_cast<IMimeTypeList*>(1);
+    EXPECT_FALSE(explain(nullptr, &lines) || lines || library.Dictionary()->Detect(nullptr));
+}
+
+TEST(LibraryTest, AFileOf64KiBTakesLessThanAMillisecond) {
+    const CLibrary library;
+    std::mt19937 random(5);
+    std::string noise(65'536, '\0');
+    std::ranges::generate(noise, [&] { return static_cast<char>(random()); });
+    // Every rule is asked to its end; every byte may start a frame, or a packet; an answer.
+    for (const std::string& content : {noise, std::string(65'536, '\xFF'), std::string(65'536, 'G'), Tone() + noise}) {
+        const CTempFile file(content);
+        ComPtr<IStream> stream;
+        ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(file.Path().c_str(), kTKFStreamRead, &stream));
+        LONGLONG best = MAXLONGLONG;
+        for (int i = 0; i < 50; ++i) {
+            LARGE_INTEGER start{}, end{};
+            ::QueryPerformanceCounter(&start);
+            const std::wstring answer = FirstOf(library.Dictionary()->Detect(stream.Get()));
+            ::QueryPerformanceCounter(&end);
+            EXPECT_NE(L"failed", answer);
+            best = std::min(best, end.QuadPart - start.QuadPart);
+        }
+        LARGE_INTEGER frequency{};
+        ::QueryPerformanceFrequency(&frequency);
+        EXPECT_GT(frequency.QuadPart / 1000, best);
+    }
+}
+
+}  // namespace
