@@ -4,9 +4,9 @@
 // Threads: one. Several objects may exist; the loader counts.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
-#include "sdk/TvMetadata.h"
+#include "framework/com/CMimeLibrary.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +15,7 @@ public:
     // Loads and logs what is missing: WARN no library, FATAL no export.
     CMetadataLibrary();
 
-    [[nodiscard]] bool IsLoaded() const noexcept { return static_cast<bool>(m_library); }
+    [[nodiscard]] bool IsLoaded() const noexcept { return m_library && m_library->IsLoaded(); }
     [[nodiscard]] bool HasDictionary() const noexcept { return m_dictionary != nullptr; }
 
     // The MIME types of the content, most certain first; items that the library leaves out are left out.
@@ -28,6 +28,6 @@ public:
     }
 
 private:
-    CAutoLibrary m_library;
+    std::optional<CMimeLibrary> m_library;        // made within a timing scope
     IMimeTypeDictionary* m_dictionary = nullptr;  // the library's own
 };

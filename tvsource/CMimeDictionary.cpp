@@ -1,31 +1,8 @@
 #include "tvsource/CMimeDictionary.h"
 
-#include <memory>
-
 #include "tvsource/CHostError.h"
 
 namespace {
-
-struct ListDestroyer {
-    void operator()(IMimeTypeList* list) const noexcept { list->Destroy(); }
-};
-using ListPtr = std::unique_ptr<IMimeTypeList, ListDestroyer>;
-
-std::vector<std::wstring> Texts(const ListPtr& list) {
-    std::vector<std::wstring> texts;
-    const long count = list ? list->GetCount() : 0;
-    for (long i = 0; i < count; ++i) {
-        if (const wchar_t* const text = list->Item(i))
-            texts.emplace_back(text);
-    }
-    return texts;
-}
-
-// By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
-template <class Function>
-Function Export(const CAutoLibrary& library, const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(library.Get(), name)));
-}
 
 // The dictionary says only that the stream failed. Reading it once more tells why.
 [[noreturn]] void ThrowReadError(IStream* content) {
@@ -40,37 +17,30 @@ Function Export(const CAutoLibrary& library, const char* name) {
 
 }  // namespace
 
-CMimeDictionary::CMimeDictionary(const std::wstring& folder) {
-    if (!folder.empty())
-        m_library.Reset(
-            ::LoadLibraryExW((folder + kTvMetadataLibrary).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
-    if (!m_library)
-        m_library.Reset(::LoadLibraryW(kTvMetadataLibrary));
-    if (!m_library)
-        throw CHostError(std::wstring(kTvMetadataLibrary) + L" was not found", HRESULT_FROM_WIN32(::GetLastError()));
-    if (const auto get = Export<GetMimeTypeDictionaryFn>(m_library, kGetMimeTypeDictionaryExport))
-        m_dictionary = get();
+CMimeDictionary::CMimeDictionary(const std::wstring& folder) : m_library(folder), m_dictionary(m_library.Dictionary()) {
+    if (!m_library.IsLoaded())
+        throw CHostError(std::wstring(kTvMetadataLibrary) + L" was not found or cannot be loaded");
     if (!m_dictionary)
         throw CHostError(std::wstring(kTvMetadataLibrary) + L" has no dictionary");
 }
 
 CMimeDictionary::Answer CMimeDictionary::Detect(IStream* content) const {
-    const ListPtr types(m_dictionary->Detect(content));
+    IMimeTypeList* const types = m_dictionary->Detect(content);
     if (!types)
         ThrowReadError(content);
-    return {Texts(types), {}};
+    return {TakeTexts(types), {}};
 }
 
 CMimeDictionary::Answer CMimeDictionary::Explain(IStream* content) const {
-    const auto explain = Export<ExplainMimeTypesFn>(m_library, kExplainMimeTypesExport);
+    const auto explain = m_library.Export<ExplainMimeTypesFn>(kExplainMimeTypesExport);
     if (!explain)
         throw CHostError(std::wstring(L"this ") + kTvMetadataLibrary + L" gives no explanations");
     IMimeTypeList* lines = nullptr;
-    const ListPtr types(explain(content, &lines));
-    const ListPtr explanation(lines);
+    IMimeTypeList* const types = explain(content, &lines);
+    Answer answer{TakeTexts(types), TakeTexts(lines)};
     if (!types)
         ThrowReadError(content);
-    return {Texts(types), Texts(explanation)};
+    return answer;
 }
 
 std::wstring MimeTypesText(const std::vector<std::wstring>& types) {

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/CAutoDestructor.h"
-#include "sdk/TvMetadata.h"
+#include "framework/com/CMimeLibrary.h"
 
 class CMimeDictionary final {
 public:
@@ -27,8 +26,8 @@ public:
     [[nodiscard]] Answer Explain(IStream* content) const;
 
 private:
-    CAutoLibrary m_library;
-    IMimeTypeDictionary* m_dictionary = nullptr;  // the library's own
+    CMimeLibrary m_library;
+    IMimeTypeDictionary* m_dictionary;  // the library's own
 };
 
 // The types by commas, "-" for none.

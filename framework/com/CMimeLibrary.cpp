@@ -1,0 +1,48 @@
+#include "framework/com/CMimeLibrary.h"
+
+#include <memory>
+
+namespace {
+
+// Keeps the loader from showing a message box over the host when a library is damaged.
+class CQuietLoader final {
+public:
+    CQuietLoader() noexcept { ::SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &m_previous); }
+    CQuietLoader(const CQuietLoader&) = delete;
+    CQuietLoader& operator=(const CQuietLoader&) = delete;
+    ~CQuietLoader() { ::SetThreadErrorMode(m_previous, nullptr); }
+
+private:
+    DWORD m_previous = 0;
+};
+
+struct ListDestroyer {
+    void operator()(IMimeTypeList* list) const noexcept { list->Destroy(); }
+};
+
+}  // namespace
+
+CMimeLibrary::CMimeLibrary(const std::wstring& folder) {
+    const CQuietLoader quiet;
+    if (!folder.empty())
+        m_library.Reset(
+            ::LoadLibraryExW((folder + kTvMetadataLibrary).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    if (!m_library)
+        m_library.Reset(::LoadLibraryW(kTvMetadataLibrary));
+}
+
+IMimeTypeDictionary* CMimeLibrary::Dictionary() const {
+    const auto get = Export<GetMimeTypeDictionaryFn>(kGetMimeTypeDictionaryExport);
+    return get ? get() : nullptr;
+}
+
+std::vector<std::wstring> TakeTexts(IMimeTypeList* list) {
+    const std::unique_ptr<IMimeTypeList, ListDestroyer> owned(list);
+    std::vector<std::wstring> texts;
+    const long count = owned ? owned->GetCount() : 0;
+    for (long index = 0; index < count; ++index) {
+        if (const wchar_t* const text = owned->Item(index))
+            texts.emplace_back(text);
+    }
+    return texts;
+}
