@@ -8,6 +8,7 @@
 #include "filter/MediaTypeDecision.h"
 #include "framework/com/CTaskMem.h"
 #include "framework/streams/TKFStreams.h"
+#include "framework/uri/NameForLog.h"
 
 #include <uuids.h>
 #include <wrl/client.h>
@@ -109,7 +110,7 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
         constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
         TK_PROFILE(kFilterLog, kFunction, L"");
         TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kFunction, L"Loading: %s",
-               pszFileName ? pszFileName : L"<invalid filename>");
+               pszFileName ? NameForLog(pszFileName).c_str() : L"<invalid filename>");
         if (!pszFileName)
             return E_POINTER;
         if (!IsCreationThreadRunning()) {
@@ -197,7 +198,7 @@ void CCustomFileSourceFilter::ServeCreateRequest() {
     if (SUCCEEDED(hr))
         hr = m_CreatedStream.Attach(stream.Get());
     TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction, L"Create stream thread: Creating stream %s for %s",
-           SUCCEEDED(hr) ? L"succeeded" : L"failed", m_PendingName.c_str());
+           SUCCEEDED(hr) ? L"succeeded" : L"failed", NameForLog(m_PendingName.c_str()).c_str());
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) {

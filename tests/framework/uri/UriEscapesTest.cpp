@@ -4,6 +4,7 @@
 #include "framework/uri/CTKFUri.h"
 #include "framework/uri/FormatHexBytes.h"
 #include "framework/uri/FormatMacAddress.h"
+#include "framework/uri/NameForLog.h"
 #include "tests/support/CImportHook.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,21 @@
 #include <algorithm>
 
 namespace {
+
+TEST(NameForLog, HidesTheCredentialsOfUrlsAndNothingElse) {
+    const std::pair<const wchar_t*, const wchar_t*> table[] = {
+        {nullptr, L""},
+        {L"http://me:pa@ss@h/a@b", L"http://***@h/a@b"},
+        {L"http://me@h:80?q=a@b", L"http://***@h:80?q=a@b"},
+        {L"http://me:x@[broken", L"http://***@[broken"},
+        {L"http://h/a@b", L"http://h/a@b"},
+        {L"http://h?a@b", L"http://h?a@b"},
+        {L"C:\\a://b@c\\d", L"C:\\a://b@c\\d"},
+        {L"a@b.wav", L"a@b.wav"},
+    };
+    for (const auto& [name, shown] : table)
+        EXPECT_EQ(shown, NameForLog(name));
+}
 
 TEST(UriEscapes, OfWholeUrisAndOfComponents) {
     const struct {
