@@ -48,6 +48,18 @@ public:
         return std::uint64_t{Le32(at + 4)} << 32 | Le32(at);
     }
 
+    // Four bytes of seven bits, as tags write their lengths.
+    [[nodiscard]] constexpr std::uint32_t SevenBit32(std::uint64_t at) const noexcept {
+        return std::uint32_t{U8(at)} << 21 | std::uint32_t{U8(at + 1)} << 14 | std::uint32_t{U8(at + 2)} << 7 |
+               U8(at + 3);
+    }
+    // The `count` bits, at most 32, from the bit `bit` on, the first one the most significant; bit 0 is the first
+    // byte's highest.
+    [[nodiscard]] constexpr std::uint32_t Bits(std::uint64_t bit, unsigned count) const noexcept {
+        const std::uint64_t mask = (std::uint64_t{1} << count) - 1;
+        return static_cast<std::uint32_t>(Be64(bit / 8) >> (64 - bit % 8 - count) & mask);
+    }
+
     // Whether the characters of the literal, zeros inside it included, stand at `at`.
     template <size_t N>
     [[nodiscard]] constexpr bool Is(std::uint64_t at, const char (&literal)[N]) const noexcept {
@@ -66,6 +78,12 @@ public:
             return {};
         const std::uint64_t available = Size() - at;
         return CBytes(m_bytes.subspan(static_cast<size_t>(at), static_cast<size_t>(std::min(count, available))));
+    }
+
+    // How many zeros the view begins with: files begin with them where a stream was cut, and sectors end with them.
+    [[nodiscard]] constexpr size_t LeadingZeros() const noexcept {
+        return static_cast<size_t>(std::find_if(m_bytes.begin(), m_bytes.end(), [](std::uint8_t b) { return b != 0; }) -
+                                   m_bytes.begin());
     }
 
     [[nodiscard]] constexpr std::span<const std::uint8_t> Span() const noexcept { return m_bytes; }

@@ -67,14 +67,20 @@ void CContent::MoveStart(std::uint64_t count) {
         m_headOffset += static_cast<size_t>(std::min<std::uint64_t>(count, m_head.size() - m_headOffset));
         return;
     }
-    SeekTo(m_start);
-    ReadHead();
+    // Some sources refuse positions behind their end. There is nothing to be had there.
+    if (m_start < *m_size) {
+        SeekTo(m_start);
+        ReadHead();
+    } else {
+        m_head.clear();
+        m_headOffset = 0;
+        m_headIsAll = true;
+    }
 }
 
 size_t CContent::ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer) {
     if (!m_size || position > kUnknownSizeBit - 1 - m_start)
         return 0;
-    // Some sources refuse positions behind their end. There is nothing to be had there.
     if (m_start + position >= *m_size)
         return 0;
     SeekTo(m_start + position);

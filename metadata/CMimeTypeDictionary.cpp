@@ -11,10 +11,7 @@ namespace {
 
 using Texts = std::vector<std::wstring>;
 
-struct ListDestroyer {
-    void operator()(IMimeTypeList* list) const noexcept { list->Destroy(); }
-};
-using ListPointer = std::unique_ptr<IMimeTypeList, ListDestroyer>;
+using ListPointer = std::unique_ptr<IMimeTypeList, MimeTypeListDestroyer>;
 
 // The list that `make` gives, or null when it throws or there is nothing to be listed.
 template <class Make>

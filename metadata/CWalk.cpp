@@ -2,7 +2,6 @@
 
 namespace {
 
-constexpr std::uint64_t kHeadersEnd = 256 * 1024;
 constexpr size_t kWindowBytes = 32 * 1024;
 constexpr int kReads = 32;  // of a window each: 1 MiB
 

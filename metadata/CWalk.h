@@ -1,7 +1,8 @@
 // A bounded walk over a content's structure: reads anywhere, within a budget.
 //
-// The head costs nothing. Behind it a header walk may go on to 256 KiB, and a walk over boxes, which may lie anywhere,
-// may take 32 seeks and 1 MiB. Where the budget, the content or a live source's head ends, so do the bytes.
+// The head costs nothing. Behind it a walk may take 32 reads of 32 KiB, 1 MiB together: one over headers up to 256 KiB
+// into the content, one over boxes anywhere. Where the budget, the content or a live source's head ends, so do the
+// bytes. Each rule that walks has a budget of its own, and only one whose signature is there does.
 //
 // Units: bytes, positions as in CContent.  Errors: as CContent's.  Threads: one.
 #pragma once
@@ -15,14 +16,15 @@ public:
     // The most that one call of At gives.
     static constexpr size_t kMostBytes = 4096;
 
+    // Where headers end at the latest.
+    static constexpr std::uint64_t kHeadersEnd = 256 * 1024;
+
     CWalk(CContent& content, Kind kind);
 
     // The `count` bytes at `position`, or fewer; at most kMostBytes. Valid until the next call.
     [[nodiscard]] CBytes At(std::uint64_t position, size_t count);
 
 private:
-    [[nodiscard]] bool Allows(std::uint64_t position) noexcept;
-
     CContent& m_content;
     const Kind m_kind;
     std::vector<std::uint8_t> m_window;  // what was read last from behind the head

@@ -13,10 +13,7 @@ std::uint64_t Id3Length(CBytes head) {
                        (head.Be32(6) & 0x80808080) == 0;
     if (!isTag)
         return 0;
-    std::uint64_t content = 0;
-    for (std::uint64_t at = 6; at < kHeader; ++at)
-        content = content << 7 | head.U8(at);
-    return content + kHeader + (head.U8(5) & kHasFooter ? kHeader : 0);
+    return head.SevenBit32(6) + kHeader + (head.U8(5) & kHasFooter ? kHeader : 0);
 }
 
 }  // namespace
@@ -35,10 +32,12 @@ Detection DetectFormat(IStream* source) {
         const Verdict verdict = rule.judge(content);
         if (verdict.reason) {
             const auto bytes =
-                content.Head().From(verdict.position, std::min<std::uint64_t>(verdict.length, kShownBytes)).Span();
+                content.Head()
+                    .From(verdict.evidence.position, std::min<std::uint64_t>(verdict.evidence.length, kShownBytes))
+                    .Span();
             detection.findings.push_back({&rule, verdict, {bytes.begin(), bytes.end()}});
         }
-        if (verdict.types[0] || verdict.isForeign)
+        if (verdict.Decides())
             break;
     }
     content.PutBack();

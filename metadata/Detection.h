@@ -19,8 +19,8 @@ struct Finding {
 
 struct Detection {
     std::vector<Finding> findings;  // in the order of the rules; the last one's verdict is the answer if it has types
-    std::uint64_t start = 0;        // where in the source, behind how many tags, the rules' positions begin
-    int tags = 0;
+    std::uint64_t start = 0;        // where in the source the positions of the verdicts count from
+    int tags = 0;                   // that were stepped over before it
 };
 
 // The seek pointer is put back, also after a failure.

@@ -15,13 +15,13 @@ std::wstring Hex(const std::vector<std::uint8_t>& bytes) {
 }
 
 std::wstring BytesText(const Finding& finding, std::uint64_t start) {
-    const Verdict& verdict = finding.verdict;
-    if (verdict.length == 0)
+    const Evidence& evidence = finding.verdict.evidence;
+    if (evidence.length == 0)
         return {};
-    const std::uint64_t first = start + verdict.position;
-    std::wstring text = L" (bytes " + std::to_wstring(first) + L" to " + std::to_wstring(first + verdict.length - 1);
+    const std::uint64_t first = start + evidence.position;
+    std::wstring text = L" (bytes " + std::to_wstring(first) + L" to " + std::to_wstring(first + evidence.length - 1);
     if (!finding.bytes.empty())
-        text += L": " + Hex(finding.bytes) + (finding.bytes.size() < verdict.length ? L" ..." : L"");
+        text += L": " + Hex(finding.bytes) + (finding.bytes.size() < evidence.length ? L" ..." : L"");
     return text + L")";
 }
 
@@ -53,8 +53,7 @@ std::vector<std::wstring> Explain(const Detection& detection) {
         lines.push_back(L"stepped over: " + std::to_wstring(detection.tags) +
                         (detection.tags == 1 ? L" ID3v2 tag" : L" ID3v2 tags") + L"; judged from byte " +
                         std::to_wstring(detection.start) + L" on");
-    const bool isDecided = !detection.findings.empty() &&
-                           (detection.findings.back().verdict.types[0] || detection.findings.back().verdict.isForeign);
+    const bool isDecided = !detection.findings.empty() && detection.findings.back().verdict.Decides();
     // What it is comes first, then what it isn't.
     if (isDecided)
         lines.push_back(FindingText(detection.findings.back(), detection.start));

@@ -1,6 +1,7 @@
 // The rules by which a format is told from content, in the order in which they are asked.
 //
-// A format is one file in formats/, which says how it is recognised, and one line in FormatRules.inc.
+// A rule is one file in formats/, which says how its format is recognised, and one line in FormatRules.inc. A format
+// that is new to the product takes a few steps more: docs/media-types.md has the list.
 //
 // Threads: any; the table is constant.
 #pragma once

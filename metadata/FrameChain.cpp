@@ -44,14 +44,3 @@ std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std:
     }
     return std::nullopt;
 }
-
-size_t BehindZeros(CBytes head) {
-    const std::span<const std::uint8_t> bytes = head.Span();
-    return static_cast<size_t>(std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t b) { return b != 0; }) -
-                               bytes.begin());
-}
-
-std::uint32_t BitsAt(CBytes bytes, std::uint64_t bit, unsigned count) {
-    const std::uint64_t mask = (std::uint64_t{1} << count) - 1;
-    return static_cast<std::uint32_t>(bytes.Be64(bit / 8) >> (64 - bit % 8 - count) & mask);
-}

@@ -31,10 +31,3 @@ struct FrameChain {
 // small, so that the search takes time in proportion to the head.
 [[nodiscard]] std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync,
                                                size_t wanted);
-
-// Where the content begins behind zeros that only fill up: files begin with them where a stream was cut.
-[[nodiscard]] size_t BehindZeros(CBytes head);
-
-// The `count` bits, at most 32, from the bit `bit` on, the first one the most significant; bit 0 is the first byte's
-// highest.
-[[nodiscard]] std::uint32_t BitsAt(CBytes bytes, std::uint64_t bit, unsigned count);

@@ -10,7 +10,8 @@ struct MimeTypeNames {
     std::array<const wchar_t*, 8> others;  // null behind the last
 };
 
-// In the order of the filter's MIME table. The names are those of the IANA and freedesktop registries and of players.
+// In the order of the filter's MIME table (filter/MimeTypeTable.cpp), each of whose types is here under one name or
+// another. The names are those of the IANA and freedesktop registries and of players.
 // An audio type and a video type are never the same, and neither are audio/ogg and application/ogg, or video/mp4 and
 // video/mp4v-es (though a registry has the second as a name of the first): different parsers take them.
 constexpr MimeTypeNames kNames[] = {
@@ -118,9 +119,12 @@ constexpr Extension kExtensions[] = {
     {L"video/mp2t", L".m2ts"},
     {L"video/mp2t", L".mts"},
     {L"video/mp2t", L".m2t"},
-    {L"video/mp4v-es", L".m4v"},
     {L"video/mp4", L".mp4"},
     {L"video/mp4", L".m4v"},
+    {L"video/mp4", L".3gp"},
+    {L"video/mp4", L".3g2"},
+    {L"video/mp4", L".f4v"},
+    {L"video/mp4v-es", L".m4v"},
     {L"video/x-pn-realmedia", L".rm"},
     {L"video/x-pn-realmedia", L".rmvb"},
     {L"audio/x-pn-realaudio", L".rm"},

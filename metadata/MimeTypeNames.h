@@ -2,7 +2,8 @@
 //
 // Types are compared without case, parameters (from the first ';' on) and blanks.
 //
-// Threads: any; the tables are constant.  Errors: std::bad_alloc from those that return texts.
+// No argument may be null.  Threads: any; the tables are constant.  Errors: std::bad_alloc from those that return
+// texts.
 #pragma once
 
 #include <string>

@@ -5,7 +5,13 @@
 // lists are given back by an explicit operation, so library and caller may come from different compilers and run-time
 // libraries.
 //
-// The order of the operations in each table is the contract; new ones only ever come last.
+// The order of the operations in each table is the contract, and there are no others: a library with more operations
+// than these offers them by an export of their own. The source filter uses Detect and Matches alone.
+//
+// The export is undecorated on x86 too, where calling conventions decorate names: a .def file does that.
+//
+//   extern "C" IMimeTypeDictionary* STDMETHODCALLTYPE GetMimeTypeDictionary() { return &g_dictionary; }
+//   EXPORTS GetMimeTypeDictionary                                               (in the .def file)
 //
 // The library is loaded and freed for each detection: it must start nothing that outlives its last call, and leave
 // nothing behind. Both bitnesses are separate libraries of the same name.
@@ -13,7 +19,8 @@
 // MIME types are zero-terminated UTF-16, of the form "audio/mpeg". A component that compares them does it without case,
 // parameters (from ';' on) and blanks.
 //
-// Threads: a dictionary may be used by several threads at once, a list by one.  Errors: no operation may throw. (It
+// Threads: a dictionary may be used by several threads at once, a list by one. The caller's thread is in an apartment.
+// Null arguments: null or false is the answer.  Errors: no operation may throw. (It
 // isn't declared so: a caller that survives an exception of its own compiler is to have the chance.) Out of memory is
 // null.
 #pragma once
@@ -31,14 +38,20 @@ struct IMimeTypeList {
     virtual void STDMETHODCALLTYPE Destroy() = 0;
 };
 
+// For std::unique_ptr<IMimeTypeList, MimeTypeListDestroyer>.
+struct MimeTypeListDestroyer {
+    void operator()(IMimeTypeList* list) const noexcept { list->Destroy(); }
+};
+
 // The one dictionary of a library. It lives until the library is unloaded.
 struct IMimeTypeDictionary {
-    // The MIME types of the content of `stream`, most certain first and nothing uncertain: each costs a graph an attempt
-    // to connect. An empty list: no type that the library knows. Null: the stream failed or is null.
+    // The MIME types of the content of `stream`, most certain first and nothing uncertain: each costs a graph an
+    // attempt to connect. An empty list: no type that the library knows. Null: the stream failed or is null.
     //
     // Judges by the content alone: the stream has no name. Leaves the seek pointer where it found it, also after a
-    // failure. A stream whose size isn't known (Stat fails, or the size's top bit is set) may be live: it is read from
-    // where it stands, no more than 64 KiB, and sought nowhere but back. Another one is read from its beginning.
+    // failure, and keeps no reference. A stream whose size isn't known (Stat fails, or the size's top bit is set) may
+    // be live: it is read from where it stands, no more than 64 KiB, and sought nowhere but back. Another one is read
+    // from its beginning.
     virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) = 0;
 
     // The MIME types of a file name extension, written with or without its dot, the most usual first, or null.
@@ -59,7 +72,8 @@ struct IMimeTypeDictionary {
     // Whether the type is audio, video or a container of them.
     virtual bool STDMETHODCALLTYPE IsMedia(const wchar_t* mime) = 0;
 
-    // Whether two MIME types denote the same type. Neither may be null.
+    // Whether two MIME types denote the same type. The first is one that the caller's own table has, by any of its
+    // names ("audio/x-ogg" as well as "audio/ogg").
     virtual bool STDMETHODCALLTYPE Matches(const wchar_t* tableMime, const wchar_t* candidate) = 0;
 };
 

@@ -19,7 +19,7 @@ public:
     // program, say.
     explicit CMimeDictionary(const std::wstring& folder = L"");
 
-    // What the content is. Leaves the stream where it stands.
+    // What the content is. Leaves the stream where it stands, unless that fails.
     [[nodiscard]] Answer Detect(IStream* content) const;
 
     // The same, with the reasons. Another maker's dictionary may have none to give, which is an error.

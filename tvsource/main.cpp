@@ -20,11 +20,11 @@ constexpr int kWrongUsage = 2;
 
 constexpr char kDescription[] =
     "Plays, describes and copies a media source through the source filter TvFileSourceAsync.\n"
-    "FILE is a path or a URI; uri shows how one is understood.\n"
+    "FILE is a path or a URI; uri shows how one is understood, detect tells the types of files.\n"
     "\n"
     "The filter holds every reader back until its data flow is enabled for the first time\n"
-    "(IDataFlowControl::EnableDataFlow), and parsers read while they connect. play and cat\n"
-    "enable it before anything connects or reads; a host that never does waits forever.";
+    "(IDataFlowControl::EnableDataFlow), and parsers read while they connect. play, info\n"
+    "and cat enable it before anything connects or reads; a host that never does waits forever.";
 
 // The options as the parser of the command line fills them: in UTF-8.
 struct Arguments {

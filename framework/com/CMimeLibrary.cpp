@@ -16,10 +16,6 @@ private:
     DWORD m_previous = 0;
 };
 
-struct ListDestroyer {
-    void operator()(IMimeTypeList* list) const noexcept { list->Destroy(); }
-};
-
 }  // namespace
 
 CMimeLibrary::CMimeLibrary(const std::wstring& folder) {
@@ -37,7 +33,7 @@ IMimeTypeDictionary* CMimeLibrary::Dictionary() const {
 }
 
 std::vector<std::wstring> TakeTexts(IMimeTypeList* list) {
-    const std::unique_ptr<IMimeTypeList, ListDestroyer> owned(list);
+    const std::unique_ptr<IMimeTypeList, MimeTypeListDestroyer> owned(list);
     std::vector<std::wstring> texts;
     const long count = owned ? owned->GetCount() : 0;
     for (long index = 0; index < count; ++index) {

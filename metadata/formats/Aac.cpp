@@ -22,7 +22,7 @@ std::optional<Frame> ParseAdts(CBytes bytes, size_t at) {
     if (!isSync || (header >> 10 & 0xF) > kMostRateIndex || !bytes.Has(at, kHeaderBytes))
         return std::nullopt;
     const bool hasChecksum = !(header & 0x00010000);
-    const std::uint32_t length = BitsAt(bytes, at * 8 + 30, 13);
+    const std::uint32_t length = bytes.Bits(at * 8 + 30, 13);
     if (length <= kHeaderBytes + (hasChecksum ? kChecksumBytes : 0))
         return std::nullopt;
     return Frame{length, header & kFamily};
@@ -48,13 +48,13 @@ bool IsAdif(CBytes head) {
     if (!head.Has(4, kFieldBytes) || IsText(head.From(4, kFieldBytes)))
         return false;
     std::uint64_t bit = 4 * 8;
-    bit += BitsAt(head, bit, 1) ? 73 : 1;  // a copyright number
-    bit += 2;                              // original, home
-    const bool isVariable = BitsAt(head, bit, 1) != 0;
-    const std::uint32_t bitRate = BitsAt(head, bit + 1, 23);
+    bit += head.Bits(bit, 1) ? 73 : 1;  // a copyright number
+    bit += 2;                           // original, home
+    const bool isVariable = head.Bits(bit, 1) != 0;
+    const std::uint32_t bitRate = head.Bits(bit + 1, 23);
     bit += 1 + 23 + 4 + (isVariable ? 0 : 20);  // the number of programs; the buffer's fullness
-    const std::uint32_t rate = BitsAt(head, bit + 6, 4);
-    const std::uint32_t elements = BitsAt(head, bit + 10, 12);  // in front, at the sides and behind: four bits each
+    const std::uint32_t rate = head.Bits(bit + 6, 4);
+    const std::uint32_t elements = head.Bits(bit + 10, 12);  // in front, at the sides and behind: four bits each
     return (isVariable || bitRate != 0) && rate <= kMostRateIndex && elements != 0;
 }
 
@@ -66,7 +66,7 @@ Verdict JudgeAac(CContent& content) {
         return IsAdif(head) ? Found(kType, nullptr, L"ADIF header", {0, 20})
                             : RuledOut(L"the ADIF header's fields are not sane", {0, 20});
     }
-    const size_t start = BehindZeros(head);
+    const size_t start = head.LeadingZeros();
     const FrameChain adts = FollowFrames(content, start, ParseAdts, kWanted);
     if (adts.frames >= kWanted || (adts.frames >= kWantedToTheEnd && adts.reachesEnd))
         return Found(kType, nullptr, L"ADTS frames", {start, adts.end - start});

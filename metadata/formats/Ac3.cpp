@@ -52,7 +52,7 @@ std::optional<Frame> ParseAc3(CBytes bytes, size_t at) {
 }  // namespace
 
 Verdict JudgeAc3(CContent& content) {
-    const size_t start = BehindZeros(content.Head());
+    const size_t start = content.Head().LeadingZeros();
     const FrameChain chain = FollowFrames(content, start, ParseAc3, kWanted);
     if (chain.frames == 0)
         return NotThere();

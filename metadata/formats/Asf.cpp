@@ -45,6 +45,8 @@ void TakeStream(CWalk& walk, std::uint64_t object, Streams& streams) {
     if (!bytes.Has(0, kCompression + 4))  // as any stream is long, with what follows it
         return;
     const GUID kind = GuidAt(bytes, kKind);
+    if (!streams.hasVideo)
+        streams.evidence = {object, kCompression};
     if (kind == kVideoStream || kind == kPictureStream || kind == kDegradablePictureStream) {
         streams.hasVideo = true;
         streams.isRecording = streams.isRecording || (kind == kVideoStream && bytes.Is(kCompression, "DVR "));
@@ -53,7 +55,6 @@ void TakeStream(CWalk& walk, std::uint64_t object, Streams& streams) {
     } else if (kind == kBinaryStream && GuidAt(bytes, kMajorType) == kRecordedAudio) {
         streams.isRecording = true;
     }
-    streams.evidence = {object, kCompression};
 }
 
 // The stream object that may stand inside of an extended one, which ends at `end`, behind names and descriptions of any

@@ -8,18 +8,12 @@ namespace {
 constexpr std::uint64_t kTagHeader = 10;
 constexpr std::uint64_t kHeader = 96;
 
-// The tag's length; 0 if there is none, nothing sane included.
+// The tag's length; 0: there is none, or not a sane one.
 std::uint64_t TagLength(CBytes head) {
     constexpr std::uint8_t kTagVersion = 3;
     const bool isTag =
         head.Is(0, "ea3") && head.U8(3) == kTagVersion && head.Has(0, kTagHeader) && (head.Be32(6) & 0x80808080) == 0;
-    if (!isTag)
-        return 0;
-    // Seven bits in each of four bytes.
-    std::uint64_t length = 0;
-    for (std::uint64_t at = 6; at < kTagHeader; ++at)
-        length = length << 7 | head.U8(at);
-    return kTagHeader + length;
+    return isTag ? kTagHeader + head.SevenBit32(6) : 0;
 }
 
 }  // namespace

@@ -50,8 +50,8 @@ std::uint32_t CoreBytes(std::uint64_t bits) {
 // The size of the extension frame at `at`.
 std::uint32_t ExtensionBytes(CBytes bytes, size_t at) {
     const std::uint64_t bit = at * 8;
-    const bool isLong = BitsAt(bytes, bit + 42, 1) != 0;
-    return (isLong ? BitsAt(bytes, bit + 55, 20) : BitsAt(bytes, bit + 51, 16)) + 1;
+    const bool isLong = bytes.Bits(bit + 42, 1) != 0;
+    return (isLong ? bytes.Bits(bit + 55, 20) : bytes.Bits(bit + 51, 16)) + 1;
 }
 
 std::optional<Frame> ParseDts(CBytes bytes, size_t at) {
@@ -76,7 +76,7 @@ std::optional<Frame> ParseDts(CBytes bytes, size_t at) {
         return std::nullopt;
     // Frames are filled up with zeros where they stand in for samples.
     const CBytes behind = bytes.From(at + size);
-    return Frame{size + static_cast<std::uint32_t>(BehindZeros(behind)), family};
+    return Frame{size + static_cast<std::uint32_t>(behind.LeadingZeros()), family};
 }
 
 }  // namespace
@@ -85,7 +85,7 @@ Verdict JudgeDts(CContent& content) {
     const CBytes head = content.Head();
     if (head.Is(0, "DTSHDHDR") && head.Be32(8) == 0)  // the chunk's size has 64 bits
         return Found(kType, nullptr, L"DTS-HD file header", {0, 12});
-    const size_t start = BehindZeros(head);
+    const size_t start = head.LeadingZeros();
     const FrameChain chain = FollowFrames(content, start, ParseDts, kWanted);
     if (chain.frames == 0)
         return NotThere();

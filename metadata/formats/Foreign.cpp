@@ -140,10 +140,6 @@ bool IsBitmap(CBytes head) {
            head.Le32(10) >= headerBytes + 14;
 }
 
-constexpr Verdict Foreign(const wchar_t* reason, Evidence evidence) {
-    return {{}, reason, evidence.position, evidence.length, true};
-}
-
 }  // namespace
 
 Verdict JudgeForeign(CContent& content) {

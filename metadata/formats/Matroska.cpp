@@ -156,7 +156,7 @@ private:
         const std::optional<std::uint64_t> type = NumberIn(m_walk, element);
         m_tracks.hasVideo = m_tracks.hasVideo || type == kVideo || type == kBoth;
         m_tracks.hasAudio = m_tracks.hasAudio || type == kAudio;
-        m_tracks.evidence = {element.content, element.size.value_or(0)};
+        m_tracks.evidence = {element.content, type ? *element.size : 0};
     }
 
     CWalk& m_walk;

@@ -5,8 +5,6 @@
 
 namespace {
 
-constexpr std::uint64_t kMostBytes = 256 * 1024;  // as far as a walk over headers goes
-
 constexpr unsigned kStartOfImage = 0xD8;
 constexpr unsigned kEndOfImage = 0xD9;
 constexpr unsigned kStartOfScan = 0xDA;
@@ -98,7 +96,7 @@ Verdict JudgeMotionJpeg(CContent& content) {
     if (!IsImage(content.Head(), 0))
         return NotThere();
     // How far the content can be seen, should it not end before.
-    const std::uint64_t limit = content.KnowsSize() ? kMostBytes : content.Head().Size();
+    const std::uint64_t limit = content.KnowsSize() ? CWalk::kHeadersEnd : content.Head().Size();
     CWalk walk(content, CWalk::Kind::kHeaders);
     const Image first = WalkImage(walk, 0, limit);
     if (!first.isComplete)

@@ -69,9 +69,9 @@ bool IsKnown(std::uint32_t brand) {
 struct File {
     // Of the file or, where it is a piece cut out of a stream, of the piece.
     std::uint32_t brand = 0;
-    bool hasBrand = false;
-    bool isKnown = false;        // the brand, or one that the file is compatible with
-    bool hasStillBrand = false;  // among those that it is compatible with
+    bool hasBrandBox = false;
+    bool isKnown = false;          // the brand, or one that the file is compatible with
+    bool hasForeignBrand = false;  // among those that it is compatible with
 
     bool hasTracks = false;  // of any kind
     bool hasVideo = false;
@@ -85,18 +85,18 @@ struct File {
 
 void TakeBrands(CWalk& walk, const Box& box, File& file) {
     constexpr std::uint64_t kCompatible = 8;  // behind the brand and its version
-    const auto length = static_cast<size_t>(std::min<std::uint64_t>(box.end - box.content, CWalk::kMostBytes));
-    const CBytes bytes = walk.At(box.content, length);
+    file.hasBrandBox = true;
+    const std::uint64_t length = box.end - box.content;
+    const CBytes bytes = walk.At(box.content, static_cast<size_t>(std::min<std::uint64_t>(length, CWalk::kMostBytes)));
     // A brand that was cut off could be any, and one that rules the file out could be among those behind the cut.
     if (length < 4 || bytes.Size() < length)
         return;
-    file.hasBrand = true;
     file.brand = bytes.Be32(0);
     file.isKnown = IsKnown(file.brand);
     file.evidence = {box.position, length};
     for (std::uint64_t at = kCompatible; bytes.Has(at, 4); at += 4) {
         file.isKnown = file.isKnown || IsKnown(bytes.Be32(at));
-        file.hasStillBrand = file.hasStillBrand || IsAnyOf(bytes.Be32(at), kForeignBrands);
+        file.hasForeignBrand = file.hasForeignBrand || IsAnyOf(bytes.Be32(at), kForeignBrands);
     }
 }
 
@@ -111,9 +111,11 @@ void TakeMovie(CWalk& walk, const Box& movie, File& file) {
             constexpr std::uint64_t kHandler = 8;  // behind the version and what QuickTime has its own kind in
             const CBytes handler = walk.At(box->content + kHandler, 4);
             file.hasTracks = file.hasTracks || IsFourCc(handler.Be32(0));
-            file.hasVideo = file.hasVideo || handler.Is(0, "vide");
+            const bool isVideo = handler.Is(0, "vide");
+            if (isVideo || !file.hasVideo)
+                file.evidence = {box->content + kHandler, 4};
+            file.hasVideo = file.hasVideo || isVideo;
             file.hasAudio = file.hasAudio || handler.Is(0, "soun");
-            file.evidence = {box->content + kHandler, 4};
         }
         file.isCompressed = file.isCompressed || box->type == FourCc("cmov") || box->type == FourCc("rmra");
         const bool isOpened = box->type == FourCc("trak") || box->type == FourCc("mdia");
@@ -129,7 +131,7 @@ File Read(CWalk& walk) {
         const std::optional<Box> box = BoxAt(walk, position);
         if (!box)
             break;
-        if ((box->type == FourCc("ftyp") || box->type == FourCc("styp")) && !file.hasBrand) {
+        if ((box->type == FourCc("ftyp") || box->type == FourCc("styp")) && !file.hasBrandBox) {
             TakeBrands(walk, *box, file);
         } else if (box->type == FourCc("moov")) {
             TakeMovie(walk, *box, file);
@@ -158,11 +160,11 @@ Verdict JudgeMp4(CContent& content) {
         return NotThere();
     const File file = Read(walk);
     const Evidence start{0, first->content};
-    if (file.hasBrand && IsAnyOf(file.brand, kForeignBrands))
-        return RuledOut(L"the brand is of another format", file.evidence);
-    if (file.hasStillBrand && !file.hasVideo && !file.hasAudio)
-        return RuledOut(L"a sequence of still pictures", file.evidence);
-    const bool isQuickTime = file.hasBrand ? file.brand == FourCc("qt  ") : !file.isFragment;
+    if (IsAnyOf(file.brand, kForeignBrands))
+        return Foreign(L"boxes whose brand is of another format", file.evidence);
+    if (file.hasForeignBrand && !file.hasVideo && !file.hasAudio)
+        return Foreign(L"boxes with a brand of another format and no track", file.evidence);
+    const bool isQuickTime = file.hasBrandBox ? file.brand == FourCc("qt  ") : !file.isFragment;
     const bool isCertain = file.hasTracks || file.isFragment || file.isCompressed || file.hasWideData || file.isKnown;
     if (!isCertain)
         return RuledOut(L"neither a known brand nor a track", start);

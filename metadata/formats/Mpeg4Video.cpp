@@ -30,15 +30,15 @@ size_t SkipHeader(CBytes head, size_t at, size_t most) {
 bool IsVideo(CBytes head, size_t visualObject) {
     constexpr unsigned kVideo = 1;
     const bool hasIdentifier = head.U8(visualObject + 4) & 0x80;
-    return BitsAt(head, (visualObject + 4) * 8 + (hasIdentifier ? 8 : 1), 4) == kVideo;
+    return head.Bits((visualObject + 4) * 8 + (hasIdentifier ? 8 : 1), 4) == kVideo;
 }
 
 bool IsLayer(CBytes head, size_t at) {
     const int code = StartCodeAt(head, at);
     const size_t bits = (at + 4) * 8 + 1;
-    const bool hasIdentifier = BitsAt(head, bits + 8, 1) != 0;
-    const std::uint32_t objectType = BitsAt(head, bits, 8);
-    const std::uint32_t aspect = BitsAt(head, bits + (hasIdentifier ? 16 : 9), 4);
+    const bool hasIdentifier = head.Bits(bits + 8, 1) != 0;
+    const std::uint32_t objectType = head.Bits(bits, 8);
+    const std::uint32_t aspect = head.Bits(bits + (hasIdentifier ? 16 : 9), 4);
     return code >= kFirstLayer && code <= kLastLayer && objectType != 0 && aspect != 0;
 }
 

@@ -102,7 +102,7 @@ const wchar_t* TypeOf(CBytes head, size_t at) {
 
 Verdict JudgeMpegAudio(CContent& content) {
     const CBytes head = content.Head();
-    const size_t start = BehindZeros(head);
+    const size_t start = head.LeadingZeros();
     if (!ParseHeader(head.Be32(start)))
         return NotThere();
     const FrameChain chain = FollowFrames(content, start, ParseFrameAt, kWanted);

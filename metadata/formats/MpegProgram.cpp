@@ -39,7 +39,7 @@ size_t ElementBytes(CBytes bytes) {
 // Where the next start code stands, behind zeros: sectors of a Video CD are filled up with them.
 std::uint64_t SkipZeros(CWalk& walk, std::uint64_t at) {
     for (CBytes bytes; (bytes = walk.At(at, CWalk::kMostBytes)).Size() > 0;) {
-        const size_t one = BehindZeros(bytes);
+        const size_t one = bytes.LeadingZeros();
         if (one < bytes.Size())
             return one < 2 ? at : at + one - 2;
         if (one < 3)

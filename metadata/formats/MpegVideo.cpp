@@ -63,7 +63,7 @@ Verdict JudgeMpegVideo(CContent& content) {
     // More zeros than a start code has of its own may stand before each.
     const size_t behind = start + headerBytes;
     const size_t next = FindStartCode(head, behind);
-    if (BehindZeros(head.From(behind)) != next + 2 - behind || !HasPicture(head, next))
+    if (head.From(behind).LeadingZeros() != next + 2 - behind || !HasPicture(head, next))
         return RuledOut(L"no picture follows the sequence header", {start, headerBytes});
     const bool isMpeg2 = StartCodeAt(head, next) == kExtension && head.U8(next + 4) >> 4 == 1;
     return Found(

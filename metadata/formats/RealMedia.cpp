@@ -23,7 +23,7 @@ bool IsVideo(CBytes properties) {
 
 struct Streams {
     bool hasVideo = false;
-    bool hasOther = false;
+    bool hasAny = false;
     bool areAll = false;  // the data was reached
     Evidence evidence;
 };
@@ -38,9 +38,10 @@ Streams FindStreams(CWalk& walk, std::uint64_t position) {
         if (streams.areAll || length < kPartHeader)
             break;
         if (part.Is(0, "MDPR")) {
-            streams.hasVideo = IsVideo(walk.At(position, std::min<size_t>(kProperties, length)));
-            streams.hasOther = true;
-            streams.evidence = {position, length};
+            const CBytes properties = walk.At(position, std::min<size_t>(kProperties, length));
+            streams.hasVideo = IsVideo(properties);
+            streams.hasAny = true;
+            streams.evidence = {position, properties.Size()};
         }
         position += length;
     }
@@ -57,7 +58,7 @@ Verdict JudgeMedia(CContent& content) {
     const Streams streams = FindStreams(walk, length);
     if (streams.hasVideo)
         return Found(L"video/x-pn-realmedia", nullptr, L"RealMedia with a video stream", streams.evidence);
-    if (streams.hasOther && streams.areAll)
+    if (streams.hasAny && streams.areAll)
         return Found(L"audio/x-pn-realaudio", nullptr, L"RealMedia without a video stream", streams.evidence);
     return Found(L"video/x-pn-realmedia", nullptr, L"RealMedia whose streams are not to be seen", streams.evidence);
 }

@@ -3,7 +3,7 @@
 // Threads: any.  Units: bytes.
 #pragma once
 
-#include "metadata/FrameChain.h"
+#include "metadata/CBytes.h"
 
 #include <algorithm>
 
@@ -22,6 +22,6 @@
 
 // Where the first start code stands if only zeros stand before it; else some place where none does.
 [[nodiscard]] inline size_t StartCodeBehindZeros(CBytes head) {
-    const size_t one = BehindZeros(head);
+    const size_t one = head.LeadingZeros();
     return one < 2 ? 0 : one - 2;
 }

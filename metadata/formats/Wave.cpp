@@ -39,9 +39,9 @@ Verdict JudgeWave(CContent& content) {
     const std::optional<Chunk> format = FindChunk(walk, order, {FourCc("fmt ")});
     if (!format)
         return RuledOut(L"no format chunk follows", {0, kFirstChunk});
-    const Evidence evidence{format->content, format->length};
     const auto length = static_cast<size_t>(std::min(format->length, kExtensibleFormat));
     const CBytes bytes = walk.At(format->content, length);
+    const Evidence evidence{format->content, bytes.Size()};
     if (length < kShortestFormat || bytes.Size() < length)
         return RuledOut(L"the format chunk is too short", evidence);
     if (IsAtrac3(bytes, order))
