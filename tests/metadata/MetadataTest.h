@@ -2,14 +2,13 @@
 #pragma once
 
 #include "sdk/TvMetadata.h"
-#include "tests/metadata/CBytesStream.h"
+#include "tests/support/CScriptedStream.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,18 +17,14 @@ using Types = std::vector<std::wstring>;
 
 inline constexpr wchar_t kNothing[] = L"none";  // the answer for what is no media
 
-struct ListDestroyer {
-    void operator()(IMimeTypeList* list) const { list->Destroy(); }
-};
-
 // The texts of a list, which is then destroyed; nothing for a null list.
-inline std::optional<Types> Take(IMimeTypeList* raw) {
-    if (!raw)
+inline std::optional<Types> Take(IMimeTypeList* list) {
+    if (!list)
         return std::nullopt;
-    const std::unique_ptr<IMimeTypeList, ListDestroyer> list(raw);
     Types types;
     for (long i = 0; i < list->GetCount(); ++i)
         types.emplace_back(list->Item(i));
+    list->Destroy();
     return types;
 }
 
@@ -37,6 +32,12 @@ inline std::optional<Types> Take(IMimeTypeList* raw) {
 inline std::wstring FirstOf(IMimeTypeList* list) {
     const std::optional<Types> types = Take(list);
     return !types ? L"failed" : types->empty() ? kNothing : types->front();
+}
+
+// What a dictionary says first of a content.
+inline std::wstring Detected(IMimeTypeDictionary& dictionary, std::string_view content) {
+    CScriptedStream source(content);
+    return FirstOf(dictionary.Detect(&source));
 }
 
 struct Sample {
@@ -66,12 +67,11 @@ inline const std::vector<Sample>& Samples() {
         std::vector<Sample> all;
         AddSamples(all, TV_TEST_SAMPLES);
         const std::filesystem::path media(TV_TEST_MEDIA);
-        all.push_back({media / "clip.avi", L"video/avi"});
-        all.push_back({media / "clip.mkv", L"video/x-matroska"});
-        all.push_back({media / "clip.mp4", L"video/mp4"});
-        all.push_back({media / "tone.flac", kNothing});
-        all.push_back({media / "tone.mp3", L"audio/mpeg"});
-        all.push_back({media / "tone.wav", L"audio/wav"});
+        all.insert(all.end(), {{media / "clip.avi", L"video/avi"},
+                               {media / "clip.mkv", L"video/x-matroska"},
+                               {media / "clip.mp4", L"video/mp4"},
+                               {media / "tone.flac", kNothing},
+                               {media / "tone.mp3", L"audio/mpeg"}});
         return all;
     }();
     return samples;

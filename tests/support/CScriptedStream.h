@@ -55,6 +55,8 @@ public:
     // Stat's size; unsaid, it is the length of the contents.
     void ReportSize(ULONGLONG bytes) { Set(m_reportedSize, bytes); }
     void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
+    // Seeks to anywhere else but where the stream stands fail, as a live source's do.
+    void RefuseSeeksBut(ULONGLONG position) { Set(m_onlySeek, position); }
 
     // Waits until a call is held. False: none was within ten seconds.
     [[nodiscard]] bool WaitUntilHeld() {
@@ -114,6 +116,8 @@ public:
         const ULONGLONG bases[] = {0, m_position, m_contents.size()};
         const ULONGLONG target = bases[origin % 3] + static_cast<ULONGLONG>(move.QuadPart);
         if (origin > STREAM_SEEK_END || static_cast<LONGLONG>(target) < 0)
+            return STG_E_INVALIDFUNCTION;
+        if (m_onlySeek && target != *m_onlySeek && target != m_position)
             return STG_E_INVALIDFUNCTION;
         m_position = target;
         if (newPosition)
@@ -190,6 +194,7 @@ private:
     std::array<int, kKinds> m_calls{};
     std::unique_ptr<CScriptedStream> m_clone;
     std::optional<ULONGLONG> m_reportedSize;
+    std::optional<ULONGLONG> m_onlySeek;
     ULONG m_limit = 0xFFFFFFFF;
     ULONG m_lastReadSize = 0;
     DWORD m_lastThread = 0;
