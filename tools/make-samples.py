@@ -47,7 +47,8 @@ class Samples:
 
     def all(self, mime):
         folder = self.folder / mime.replace("/", "-")
-        return sorted(path for path in folder.glob("*") if path.is_file())
+        # Without those that this script has put tags before, so that a second run makes the same files.
+        return sorted(path for path in folder.glob("*") if path.is_file() and not path.name.startswith("tag"))
 
 
 # RIFF and its relatives.

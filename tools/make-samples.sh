@@ -86,7 +86,7 @@ for rate in 32000 44100 48000; do
   for bits in 96k 192k 448k; do
     more audio/x-ac3 "$rate-$bits.ac3" "${sound[@]}" -c:a ac3 -b:a $bits -ar $rate -ac 2
     more audio/x-ac3 "$rate-$bits.eac3" "${sound[@]}" -c:a eac3 -b:a $bits -ar $rate -ac 2
-    more audio/x-dts "$rate-$bits.dts" "${sound[@]}" -c:a dca -b:a ${bits/96k/320k} -ar $rate -ac 2
+    [ $bits = 192k ] || more audio/x-dts "$rate-$bits.dts" "${sound[@]}" -c:a dca -b:a ${bits/96k/320k} -ar $rate -ac 2
   done
 done
 sample audio/x-dts disc.dts "${sound[@]}" -c:a dca -b:a 1234800 -ar 44100 -ac 2 -t 0.03
@@ -309,12 +309,10 @@ if [ -z "$small" ]; then
   with mkvmerge mkvmerge -q -o "$(file video/x-matroska merged.mkv)" "$mkv" "$folder/audio-mpeg/layer3.mp3" --attach-file "$tools/make-samples.sh"
   with mkvmerge mkvmerge -q -w -o "$(file video/x-matroska merged.webm)" "$folder/video-x-matroska/libopus.webm"
   with mkvmerge mkvmerge -q -o "$(file audio/x-matroska merged.mka)" "$folder/audio-mpeg/layer3.mp3"
-  for level in 0 1 2 3 4 5 8; do
-    type=video/mp2p
-    case $level in 0 | 1 | 2) type=video/mp1s ;; esac
-    stream=$folder/video-mpeg2/picture-25.m2v
-    [ $type = video/mp2p ] || stream=$folder/video-mpeg/picture-25.m1v
-    with mplex mplex -v 0 -f $level -o "$(file $type "mplex-$level.mpg")" "$stream" "$folder/audio-mp2/layer2-44100-2.mp2"
+  sound_file=$folder/audio-mp2/layer2-44100-2.mp2
+  with mplex mplex -v 0 -f 1 -o "$(file video/mp1s mplex-vcd.mpg)" "$folder/video-mpeg/picture-25.m1v" "$sound_file"
+  for level in 4 8; do
+    with mplex mplex -v 0 -f $level -o "$(file video/mp2p "mplex-$level.mpg")" "$folder/video-mpeg2/picture-25.m2v" "$sound_file"
   done
 fi
 
@@ -330,7 +328,7 @@ packages=(
   lbreakout2-data tuxmath-data tuxtype-data chromium-bsu-data circuslinux-data funnyboat ceferino-data
 )
 if [ -z "$small" ]; then
-  mkdir "$work/packages"
+  mkdir -p "$work/packages"
   for package in "${packages[@]}"; do
     (cd "$work" && apt-get download -qq "$package") >/dev/null 2>&1 || { echo "left out: package $package" >&2; continue; }
     dpkg-deb -x "$work/$package"_*.deb "$work/packages/$package"
