@@ -1,0 +1,240 @@
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include "tests/support/CHttpServer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <utility>
+
+namespace {
+
+constexpr size_t kPiece = 0x10000;
+
+bool SendAll(SOCKET socket, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const int sent = ::send(socket, bytes.data(), static_cast<int>(std::min(bytes.size(), kPiece)), 0);
+        if (sent <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<size_t>(sent));
+    }
+    return true;
+}
+
+bool SendBody(SOCKET socket, std::string_view bytes, bool chunked, size_t piece) {
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(piece, bytes.size()))) {
+        const std::string_view part = bytes.substr(0, piece);
+        char size[20]{};
+        std::to_chars(size, size + sizeof size, part.size(), 16);
+        if (!(chunked ? SendAll(socket, std::string(size) + "\r\n" + std::string(part) + "\r\n")
+                      : SendAll(socket, part)))
+            return false;
+    }
+    return true;
+}
+
+// The next request; what came behind it stays in `pending`. Nothing when the connection ends.
+std::optional<CHttpServer::Request> Receive(SOCKET socket, std::string& pending) {
+    size_t end = 0;
+    while ((end = pending.find("\r\n\r\n")) == pending.npos) {
+        char bytes[4096];
+        const int count = ::recv(socket, bytes, sizeof bytes, 0);
+        if (count <= 0)
+            return {};
+        pending.append(bytes, static_cast<size_t>(count));
+    }
+    CHttpServer::Request request;
+    const size_t target = pending.find(' ') + 1;
+    request.target = pending.substr(target, pending.find(' ', target) - target);
+    for (size_t at = pending.find("\r\n") + 2; at < end; at = pending.find("\r\n", at) + 2) {
+        const size_t colon = pending.find(':', at), value = pending.find_first_not_of(' ', colon + 1);
+        std::string name = pending.substr(at, colon - at);
+        std::ranges::transform(name, name.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+        request.headers[name] = pending.substr(value, pending.find("\r\n", value) - value);
+    }
+    pending.erase(0, end + 4);
+    return request;
+}
+
+// First byte and end of what was asked for, if the resource gives ranges.
+std::optional<std::pair<size_t, size_t>> RangeOf(const CHttpServer::Request& request,
+                                                 const CHttpServer::Resource& resource) {
+    const std::string range = request.Header("range"), validator = request.Header("if-range");
+    const bool same = validator.empty() || validator == resource.etag || resource.headers.find(validator) != range.npos;
+    if (resource.live || !resource.ranges || resource.status != 200 || !same || !range.starts_with("bytes="))
+        return {};
+    size_t first = 0, last = resource.bytes.size();
+    const char* const end = range.data() + range.size();
+    const char* const dash = std::from_chars(range.data() + 6, end, first).ptr;
+    if (std::from_chars(dash + 1, end, last).ec == std::errc())
+        ++last;
+    return std::pair{first, std::min(last, resource.bytes.size())};
+}
+
+}  // namespace
+
+CHttpServer::CHttpServer(bool ipv6) : m_ipv6(ipv6) {
+    WSADATA data{};
+    EXPECT_EQ(0, ::WSAStartup(MAKEWORD(2, 2), &data));
+    m_listener = ::socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    sockaddr_in v4{};
+    v4.sin_family = AF_INET;
+    v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in6 v6{};
+    v6.sin6_family = AF_INET6;
+    v6.sin6_addr.s6_addr[15] = 1;
+    auto* const address = ipv6 ? reinterpret_cast<sockaddr*>(&v6) : reinterpret_cast<sockaddr*>(&v4);
+    int size = ipv6 ? sizeof v6 : sizeof v4;
+    EXPECT_TRUE(::bind(m_listener, address, size) == 0 && ::listen(m_listener, SOMAXCONN) == 0 &&
+                ::getsockname(m_listener, address, &size) == 0)
+        << ::WSAGetLastError();
+    m_port = ntohs(ipv6 ? v6.sin6_port : v4.sin_port);
+    m_acceptor = std::thread([this] { Accept(); });
+}
+
+CHttpServer::~CHttpServer() {
+    ::SetEvent(m_stop.Get());
+    ::closesocket(m_listener);
+    m_acceptor.join();
+    {
+        const std::lock_guard lock(m_lock);
+        for (const Connection& connection : m_connections)
+            if (!connection.done)
+                ::shutdown(connection.socket, SD_BOTH);
+    }
+    for (Connection& connection : m_connections)
+        connection.thread.join();
+    ::WSACleanup();
+}
+
+void CHttpServer::Serve(const std::string& path, Resource resource) {
+    auto shared = std::make_shared<const Resource>(std::move(resource));
+    const std::lock_guard lock(m_lock);
+    m_resources[path] = std::move(shared);
+}
+
+std::wstring CHttpServer::Url(const std::wstring& target, const std::wstring& credentials) const {
+    return L"http://" + credentials + (m_ipv6 ? L"[::1]:" : L"127.0.0.1:") + std::to_wstring(m_port) + target;
+}
+
+std::vector<CHttpServer::Request> CHttpServer::Requests() const {
+    const std::lock_guard lock(m_lock);
+    return m_requests;
+}
+
+std::shared_ptr<const CHttpServer::Resource> CHttpServer::Find(const std::string& path) const {
+    const std::lock_guard lock(m_lock);
+    const auto found = m_resources.find(path);
+    return found == m_resources.end() ? std::make_shared<const Resource>(Resource{.status = 404}) : found->second;
+}
+
+void CHttpServer::Accept() {
+    SOCKET socket;
+    while ((socket = ::accept(m_listener, nullptr, nullptr)) != INVALID_SOCKET) {
+        const BOOL noDelay = TRUE;
+        ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay), sizeof noDelay);
+        const std::lock_guard lock(m_lock);
+        for (auto old = m_connections.begin(); old != m_connections.end();)
+            if (old->done) {
+                old->thread.join();
+                old = m_connections.erase(old);
+            } else {
+                ++old;
+            }
+        Connection& connection = m_connections.emplace_back(Connection{.socket = socket, .thread = {}});
+        connection.thread = std::thread([this, &connection] { Work(connection); });
+    }
+}
+
+void CHttpServer::Work(Connection& connection) {
+    std::string pending;
+    while (const auto request = Receive(connection.socket, pending))
+        if (!Answer(connection.socket, *request))
+            break;
+    const std::lock_guard lock(m_lock);
+    ::closesocket(connection.socket);
+    connection.done = true;
+}
+
+// False: the connection is not to be used again.
+bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
+    const std::string path = request.target.substr(0, request.target.find('?'));
+    std::unique_lock scriptLock(m_scriptLock);
+    {
+        const std::lock_guard lock(m_lock);
+        m_requests.push_back(request);
+    }
+    const auto asked = Find(path);
+    const auto [fault, after] = asked->script ? asked->script(request) : Misbehaviour{};
+    const auto resource = Find(path);
+    scriptLock.unlock();
+
+    if (fault == Fault::kGarbage)
+        return SendAll(socket, "\x01\xFF garbage \r\n\r\n: 200\r\n\r\n"), false;
+    if (fault == Fault::kEndlessHeaders) {
+        bool goesOn = SendAll(socket, "HTTP/1.1 200 OK\r\n");
+        while (goesOn && ::WaitForSingleObject(m_stop.Get(), 10) == WAIT_TIMEOUT)
+            goesOn = SendAll(socket, "X-Another: one\r\n");
+        return false;
+    }
+
+    const auto number = [](auto value) { return std::to_string(value); };
+    const size_t off = static_cast<size_t>(std::max<LONGLONG>(after, 0));
+    int status = fault == Fault::kUnavailable ? 503 : resource->status;
+    std::string_view body = resource->bytes;
+    std::string headers = resource->headers;
+    if (!resource->etag.empty())
+        headers += "ETag: " + resource->etag + "\r\n";
+    const auto range = status == 200 && fault != Fault::kIgnoredRange ? RangeOf(request, *resource) : std::nullopt;
+    if (range) {
+        const auto [first, end] = *range;
+        status = first < end ? 206 : 416;
+        const size_t told = first + (fault == Fault::kWrongStart ? off : 0);
+        const size_t total = body.size() + (fault == Fault::kWrongTotal ? off : 0);
+        headers += "Content-Range: bytes " + (status == 416 ? "*" : number(told) + "-" + number(end - 1)) + "/" +
+                   number(total) + "\r\n";
+        body = status == 416 ? std::string_view() : body.substr(first, end - first);
+    }
+    if (fault == Fault::kShortBody)
+        body.remove_suffix(std::min(off, body.size()));
+    headers += resource->live ? "Transfer-Encoding: chunked\r\n" : "Content-Length: " + number(body.size()) + "\r\n";
+
+    const bool breaks = fault == Fault::kStall || fault == Fault::kReset || fault == Fault::kClose;
+    const std::string_view before = body.substr(0, breaks || fault == Fault::kTrickle ? off : 0);
+    const auto send = [&](std::string_view bytes) {
+        return SendBody(socket, bytes, resource->live, fault == Fault::kTrickle ? 1 : kPiece);
+    };
+    if (fault == Fault::kReset) {  // so does closing it then
+        const linger hard{1, 0};
+        ::setsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard), sizeof hard);
+    }
+    const bool early = breaks && after < 0;
+    const auto goesOn = [&] { return !breaks || (fault == Fault::kStall && Stall(socket)); };
+    if (early && !goesOn())
+        return false;
+    if (!SendAll(socket, "HTTP/1.1 " + number(status) + " As scripted\r\n" + headers + "\r\n") || !send(before))
+        return false;
+    if (!early && !goesOn())
+        return false;
+    if (!SendBody(socket, body.substr(before.size()), resource->live, kPiece))
+        return false;
+    if (fault == Fault::kLongBody)
+        return SendAll(socket, std::string(off, '!')), false;
+    return !resource->live || SendAll(socket, "0\r\n\r\n");
+}
+
+// True: the stall was released. False: the client has gone, or the server goes.
+bool CHttpServer::Stall(UINT_PTR socket) const {
+    const CAutoHandle gone(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    ::WSAEventSelect(socket, gone.Get(), FD_CLOSE);
+    ::SetEvent(m_stalled.Get());
+    const HANDLE events[] = {m_release.Get(), m_stop.Get(), gone.Get()};
+    const bool released = ::WaitForMultipleObjects(3, events, FALSE, INFINITE) == WAIT_OBJECT_0;
+    ::WSAEventSelect(socket, nullptr, 0);
+    u_long notBlocking = 0;
+    ::ioctlsocket(socket, FIONBIO, &notBlocking);
+    return released;
+}

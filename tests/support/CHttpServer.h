@@ -1,0 +1,115 @@
+// An HTTP/1.1 server on the loopback interface: serves what a test puts there, and misbehaves as the test says.
+//
+//   CHttpServer server;
+//   server.Serve("/a", {.bytes = "0123456789"});
+//   CreateHttpStream(server.Url("/a").c_str(), &stream);
+//
+// Threads: any, several at once. Each connection has a thread of its own, on which scripts run, one at a time.
+// Lifetime: the destructor breaks all connections off, stalled ones too, and waits for their threads.
+#pragma once
+
+#include <windows.h>
+
+#include "diagnostics/CAutoDestructor.h"
+
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+class CHttpServer final {
+public:
+    struct Request {
+        std::string target;                          // path and query as they came
+        std::map<std::string, std::string> headers;  // names in lower case
+
+        // Empty when there is none.
+        [[nodiscard]] std::string Header(const std::string& name) const {
+            const auto found = headers.find(name);
+            return found == headers.end() ? "" : found->second;
+        }
+    };
+
+    // What goes wrong with one answer. `after` counts bytes of its body; for the first three -1 is before the headers.
+    enum class Fault {
+        kNone,
+        kStall,           // after these bytes nothing comes until the client goes or ReleaseStalls
+        kReset,           // the connection is reset
+        kClose,           // it is closed in order
+        kTrickle,         // these bytes arrive one by one, the others in large pieces
+        kLongBody,        // so many bytes follow the end that was announced
+        kShortBody,       // so many bytes fewer than Content-Range says are announced and sent
+        kWrongStart,      // Content-Range begins so many bytes further on
+        kWrongTotal,      // its total is so many bytes higher
+        kIgnoredRange,    // 200 and all bytes
+        kUnavailable,     // 503
+        kGarbage,         // this is no HTTP
+        kEndlessHeaders,  // headers that arrive for ever, though slowly
+    };
+    struct Misbehaviour {
+        Fault fault = Fault::kNone;
+        LONGLONG after = 0;
+    };
+
+    struct Resource {
+        std::string bytes{};
+        int status = 200;
+        bool ranges = true;              // as asked for, unless If-Range names neither the tag nor one of the headers
+        bool live = false;               // chunked, without a length and without ranges
+        std::string etag = "\"first\"";  // empty: none is sent
+        std::string headers{};           // further ones, each with its CR LF
+        // Asked before each answer; may Serve something else, which the answer is then made of.
+        std::function<Misbehaviour(const Request&)> script{};
+    };
+
+    explicit CHttpServer(bool ipv6 = false);
+    CHttpServer(const CHttpServer&) = delete;
+    CHttpServer& operator=(const CHttpServer&) = delete;
+    ~CHttpServer();
+
+    // Replaces what was at `path` (without query) before. What is nowhere served is answered with 404.
+    void Serve(const std::string& path, Resource resource);
+    // `credentials`: user and password as they stand in a URL, with the @.
+    [[nodiscard]] std::wstring Url(const std::wstring& target, const std::wstring& credentials = {}) const;
+
+    // All requests until now, in the order of their arrival.
+    [[nodiscard]] std::vector<Request> Requests() const;
+
+    // Waits until an answer has stalled, ten seconds at most.
+    [[nodiscard]] bool WaitForStall() const { return ::WaitForSingleObject(m_stalled.Get(), 10'000) == WAIT_OBJECT_0; }
+    // Stalled answers go on, and later ones don't stall.
+    void ReleaseStalls() const { ::SetEvent(m_release.Get()); }
+
+private:
+    struct Connection {
+        UINT_PTR socket;
+        bool done = false;
+        std::thread thread;
+    };
+
+    void Accept();
+    void Work(Connection& connection);
+    [[nodiscard]] bool Answer(UINT_PTR socket, const Request& request);
+    [[nodiscard]] bool Stall(UINT_PTR socket) const;
+    [[nodiscard]] std::shared_ptr<const Resource> Find(const std::string& path) const;
+
+    const bool m_ipv6;
+    const CAutoHandle m_stalled{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const CAutoHandle m_release{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const CAutoHandle m_stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    UINT_PTR m_listener;
+    unsigned m_port = 0;
+
+    std::mutex m_scriptLock;    // held while a script runs; taken before m_lock
+    mutable std::mutex m_lock;  // guards what follows, and the members of the connections
+    std::map<std::string, std::shared_ptr<const Resource>> m_resources;
+    std::vector<Request> m_requests;
+    std::list<Connection> m_connections;
+
+    std::thread m_acceptor;
+};
