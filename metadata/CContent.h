@@ -6,7 +6,10 @@
 // seek is back to there: a live source can't give its bytes twice, but what was just read is still in its buffer.
 // A source that knows its size is read from its beginning.
 //
-// Errors: CSourceFailure, std::bad_alloc.  Threads: one.  Lifetime: the stream must outlive the object.
+// Errors: std::bad_alloc. A failure of the source is no exception: nothing more is read after the first one, the
+// content looks empty, and Result says why. (The first exception that is thrown in a DLL takes resources of its
+// run-time library that freeing the DLL doesn't give back, and sources fail often.) Threads: one.  Lifetime: the stream
+// must outlive the object.
 #pragma once
 
 #include "metadata/CBytes.h"
@@ -16,16 +19,11 @@
 #include <optional>
 #include <vector>
 
-// A call of the source failed, or told what can't be.
-struct CSourceFailure {
-    HRESULT result;
-};
-
 class CContent final {
 public:
     static constexpr size_t kHeadBytes = 64 * 1024;
 
-    // Reads the head.
+    // Reads the head. It is empty if the source fails.
     explicit CContent(IStream* source);
     CContent(const CContent&) = delete;
     CContent& operator=(const CContent&) = delete;
@@ -50,13 +48,17 @@ public:
     // Reads at any position; fewer bytes only where the content ends, none on a live source. One seek.
     [[nodiscard]] size_t ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer);
 
-    // Puts the seek pointer back, for once with a result: what fails here would lose the source's bytes.
+    // Puts the seek pointer back, also after a failure.
     void PutBack();
+
+    // S_OK, or how the source failed first: STG_E_READFAULT or STG_E_SEEKERROR where it only told what can't be.
+    [[nodiscard]] HRESULT Result() const noexcept { return m_result; }
 
 private:
     [[nodiscard]] size_t ReadOn(std::span<std::uint8_t> buffer);
     void SeekTo(std::uint64_t position);
     void ReadHead();
+    void Fail(HRESULT result) noexcept;
 
     IStream* const m_source;
     std::uint64_t m_found = 0;  // where the source stood
@@ -66,4 +68,5 @@ private:
     size_t m_headOffset = 0;
     bool m_headIsAll = false;
     bool m_isPutBack = false;
+    HRESULT m_result = S_OK;
 };

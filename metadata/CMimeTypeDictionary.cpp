@@ -84,6 +84,8 @@ IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation) no
         if (!stream)
             return nullptr;
         const Detection detection = DetectFormat(stream);
+        if (FAILED(detection.result))
+            return nullptr;
         ListPointer lines(explanation ? new CMimeTypeList(Explain(detection)) : nullptr);
         ListPointer types(new CMimeTypeList(TypesOf(detection)));
         if (explanation)

@@ -14,13 +14,18 @@ CBytes CWalk::At(std::uint64_t position, size_t count) {
     const CBytes head = m_content.Head();
     if (head.Has(position, count) || !m_content.KnowsSize() || m_content.HeadIsAll())
         return head.From(position, count);
-    if (position >= m_windowPosition && CBytes(m_window).Has(position - m_windowPosition, count))
+    const bool isInWindow = position >= m_windowPosition && position - m_windowPosition < m_window.size();
+    if (isInWindow && (m_windowIsLast || CBytes(m_window).Has(position - m_windowPosition, count)))
         return CBytes(m_window).From(position - m_windowPosition, count);
-    if (m_readsLeft == 0 || (m_kind == Kind::kHeaders && position >= kHeadersEnd))
+    const bool isTooFar = m_kind == Kind::kHeaders && position >= kHeadersEnd;
+    if (m_readsLeft == 0 || isTooFar)
         return head.From(position, count);
     --m_readsLeft;
-    m_window.resize(kWindowBytes);
+    const std::uint64_t most = m_kind == Kind::kHeaders ? kHeadersEnd - position : kWindowBytes;
+    m_window.resize(static_cast<size_t>(std::min<std::uint64_t>(kWindowBytes, most)));
+    const size_t wanted = m_window.size();
     m_windowPosition = position;
     m_window.resize(m_content.ReadAt(position, m_window));
+    m_windowIsLast = m_window.size() < wanted || wanted < kWindowBytes;
     return CBytes(m_window).From(0, count);
 }

@@ -29,5 +29,6 @@ private:
     const Kind m_kind;
     std::vector<std::uint8_t> m_window;  // what was read last from behind the head
     std::uint64_t m_windowPosition = 0;
+    bool m_windowIsLast = false;  // nothing can be read behind it
     int m_readsLeft;
 };

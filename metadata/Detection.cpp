@@ -37,9 +37,12 @@ Detection DetectFormat(IStream* source) {
                     .Span();
             detection.findings.push_back({&rule, verdict, {bytes.begin(), bytes.end()}});
         }
-        if (verdict.Decides())
+        if (verdict.Decides() || FAILED(content.Result()))
             break;
     }
     content.PutBack();
+    detection.result = content.Result();
+    if (FAILED(detection.result))
+        detection.findings.clear();
     return detection;
 }

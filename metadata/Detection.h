@@ -3,7 +3,7 @@
 // Tags that may stand before any format (ID3v2) are stepped over, and then each rule is asked in turn until one knows
 // the content. Names and extensions are never looked at.
 //
-// Errors: CSourceFailure, std::bad_alloc.  Threads: any, with a stream each.
+// Errors: std::bad_alloc.  Threads: any, with a stream each.
 #pragma once
 
 #include "metadata/FormatRules.h"
@@ -18,6 +18,7 @@ struct Finding {
 };
 
 struct Detection {
+    HRESULT result = S_OK;          // how the source failed; there are no findings then
     std::vector<Finding> findings;  // in the order of the rules; the last one's verdict is the answer if it has types
     std::uint64_t start = 0;        // where in the source the positions of the verdicts count from
     int tags = 0;                   // that were stepped over before it

@@ -67,10 +67,15 @@ void TakeExtendedStream(CWalk& walk, std::uint64_t object, std::uint64_t end, St
     const int names = fixed.Le16(kNameCount);
     const int extensions = fixed.Le16(kExtensionCount);
     std::uint64_t position = object + kFirstName;
-    for (int i = 0; i < names && position < end; ++i)  // language, length, text
-        position += 4 + std::uint64_t{walk.At(position, 4).Le16(2)};
-    for (int i = 0; i < extensions && position < end; ++i)  // identifier, size, length, text
-        position += 22 + std::uint64_t{walk.At(position, 22).Le32(18)};
+    CBytes entry = fixed;
+    for (int i = 0; i < names && position < end && entry.Size() > 0; ++i) {  // language, length, text
+        entry = walk.At(position, 4);
+        position += 4 + std::uint64_t{entry.Le16(2)};
+    }
+    for (int i = 0; i < extensions && position < end && entry.Size() > 0; ++i) {  // identifier, size, length, text
+        entry = walk.At(position, 22);
+        position += 22 + std::uint64_t{entry.Le32(18)};
+    }
     if (position < end && GuidAt(walk.At(position, kObjectHeader), 0) == kStream)
         TakeStream(walk, position, streams);
 }
@@ -84,6 +89,8 @@ bool HasRecorderAttribute(CWalk& walk, std::uint64_t object, std::uint64_t end, 
     std::uint64_t position = object + kFirst;
     for (int i = 0; i < count && position < end; ++i) {
         const CBytes fixed = walk.At(position, 12);
+        if (fixed.Size() == 0)
+            break;
         const std::uint64_t nameLength = isDescription ? fixed.Le16(0) : fixed.Le16(4);
         const std::uint32_t longLength = fixed.Le32(8);
         const std::uint64_t name = position + (isDescription ? 2 : 12);
@@ -128,6 +135,9 @@ Verdict JudgeAsf(CContent& content) {
     constexpr std::uint64_t kReserved = 28;
     if (length < kFileHeader || !head.Is(kReserved, "\x01\x02"))
         return RuledOut(L"the header object is not sane", {0, kFileHeader});
+    const std::uint64_t firstLength = head.Le64(kFileHeader + 16);
+    if (head.Has(kFileHeader, kObjectHeader) && (firstLength < kObjectHeader || firstLength > length))
+        return RuledOut(L"the first object in the header is not sane", {kFileHeader, kObjectHeader});
     // Cover pictures of any size stand between the streams: they are stepped over.
     CWalk walk(content, CWalk::Kind::kBoxes);
     const Streams streams = FindStreams(walk, length);

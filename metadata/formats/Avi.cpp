@@ -50,6 +50,8 @@ Verdict JudgeAvi(CContent& content) {
     const CBytes head = content.Head();
     if (!head.Is(0, "RIFF") || !(head.Is(8, "AVI ") || head.Is(8, "AVIX") || head.Is(8, "AMV ")))
         return NotThere();
+    if (head.Has(kFirstChunk, 4) && !IsFourCc(head.Be32(kFirstChunk)))
+        return RuledOut(L"no chunk follows", {0, kFirstChunk});
     CWalk walk(content, CWalk::Kind::kHeaders);
     const Streams streams = FindStreams(walk);
     if (streams.hasVideo)

@@ -107,7 +107,7 @@ Verdict JudgeMotionJpeg(CContent& content) {
     if (!IsImage(walk.At(next, 3), 0))
         return RuledOut(L"no second JPEG image follows", {0, first.end});
     const Image second = WalkImage(walk, next, limit);
-    const bool isOutOfSight = second.end >= limit && !content.HeadIsAll();
+    const bool isOutOfSight = second.end >= limit && !content.HeadIsAll() && walk.At(limit - 1, 1).Size() == 1;
     if (!second.isComplete && !isOutOfSight)
         return RuledOut(L"the second JPEG image isn't complete", {next, second.end - next});
     if (second.isOneOfSeveral || second.frame != first.frame)

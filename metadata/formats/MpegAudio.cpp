@@ -74,7 +74,8 @@ std::optional<Frame> ParseFrameAnywhere(CBytes bytes, size_t at) {
 }
 
 // Whether Layer III in free format begins at `at`, where frames don't say how long they are. Headers that agree in all
-// but padding and mode extension must stand at one distance.
+// but padding and mode extension must stand at one distance, to the end of what can be seen: records of one length in
+// other files may begin alike, too.
 bool IsFreeFormat(CBytes head, size_t at) {
     constexpr std::uint32_t kMayChange = 0x00000230;
     constexpr size_t kShortest = 48;  // below, it is a pattern that repeats itself
@@ -85,9 +86,11 @@ bool IsFreeFormat(CBytes head, size_t at) {
         return false;
     for (size_t bytes = 4; bytes <= kLongest; ++bytes) {
         size_t frames = 0;
-        for (size_t next = at; frames <= kWanted && ((head.Be32(next) ^ first) & ~kMayChange) == 0; ++frames)
+        size_t next = at;
+        for (; next < head.Size() && ((head.Be32(next) ^ first) & ~kMayChange) == 0; ++frames)
             next += bytes + (head.Be32(next) >> 9 & 1);
-        if (frames > kWanted)
+        const bool goesOn = next + kLongest >= head.Size();  // a tag may stand behind the last one
+        if (frames > kWanted && goesOn)
             return bytes >= kShortest;
     }
     return false;

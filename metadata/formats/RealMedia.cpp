@@ -54,6 +54,8 @@ Verdict JudgeMedia(CContent& content) {
     const std::uint32_t length = head.Be32(4);
     if (length < kPartHeader || length > kLongestHeader || head.Be16(8) > 1 || !head.Has(0, kPartHeader))
         return RuledOut(L"the header is not sane", {0, kPartHeader});
+    if (head.Has(length, 4) && !IsFourCc(head.Be32(length)))
+        return RuledOut(L"no part follows the header", {length, 4});
     CWalk walk(content, CWalk::Kind::kHeaders);
     const Streams streams = FindStreams(walk, length);
     if (streams.hasVideo)
@@ -74,5 +76,8 @@ Verdict JudgeRealMedia(CContent& content) {
     const std::uint16_t version = head.Be16(4);
     if (version < 3 || version > 5)
         return RuledOut(L"an unknown version", {0, 6});
+    constexpr std::uint64_t kInnerName = 8;  // from version 4 on
+    if (version > 3 && head.Has(kInnerName, 4) && !head.Is(kInnerName, version == 4 ? ".ra4" : ".ra5"))
+        return RuledOut(L"the inner signature is missing", {0, kInnerName + 4});
     return Found(L"audio/x-pn-realaudio", nullptr, L"RealAudio header", {0, 6});
 }

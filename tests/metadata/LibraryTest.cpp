@@ -61,6 +61,11 @@ TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
     const auto detect = [&](int times) {
         for (int i = 0; i < times; ++i)
             ASSERT_EQ(L"audio/mpeg", Detected(CLibrary().Dictionary(), content));
+        for (int i = 0; i < times; ++i) {
+            CScriptedStream broken(content);
+            broken.On(CScriptedStream::kRead, 0, {.result = STG_E_READFAULT});
+            ASSERT_EQ(nullptr, CLibrary().Dictionary().Detect(&broken));
+        }
     };
     detect(100);
     const Resources before;

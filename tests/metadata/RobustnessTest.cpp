@@ -11,7 +11,7 @@ constexpr ULONGLONG kPosition = 3;  // where sources stand before detection
 
 TEST(RobustnessTest, RandomBytesAreNeverMedia) {
     constexpr int kBuffers = 500'000;
-    std::mt19937_64 random(20'240'501);
+    std::mt19937 random(20'240'501);
     std::string pool(1 << 20, '\0');
     for (int i = 0; i < kBuffers; ++i) {
         // Fresh bytes now and then; in between each buffer starts elsewhere in them, which is as good.
@@ -24,7 +24,7 @@ TEST(RobustnessTest, RandomBytesAreNeverMedia) {
 }
 
 // Content damaged the way that transfers and careless programs do it.
-std::string Damaged(const std::vector<std::string>& originals, std::mt19937_64& random) {
+std::string Damaged(const std::vector<std::string>& originals, std::mt19937& random) {
     const auto one = [&]() -> const std::string& { return originals[random() % originals.size()]; };
     std::string content = one().substr(0, random() % 8 == 0 ? 80'000 : 1000);
     for (auto left = 1 + random() % 6; left > 0; --left) {
@@ -54,7 +54,7 @@ TEST(RobustnessTest, DamagedContentGetsAKnownAnswerOrNoneInBoundedWork) {
     for (const Sample& sample : Samples())
         originals.push_back(sample.Content());
     const Types known = Take(MimeTypeDictionary()->KnownTypes()).value_or(Types());
-    std::mt19937_64 random(77);
+    std::mt19937 random(77);
     for (int i = 0; i < kBuffers; ++i) {
         CScriptedStream source(Damaged(originals, random));
         const std::optional<Types> types = Take(MimeTypeDictionary()->Detect(&source));
