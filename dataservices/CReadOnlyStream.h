@@ -1,0 +1,53 @@
+// What all streams of this layer that can't be written have in common.
+//
+// Derived classes read, seek, tell their state and clone themselves; everything else is answered here.
+// Units: positions and sizes are bytes; both stay below 2^63.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+#include "framework/streams/CopyInBlocks.h"
+
+#include <optional>
+
+class CReadOnlyStream : public CComObjectBase<IStream, ISequentialStream> {
+public:
+    // ISequentialStream
+    STDMETHODIMP Write(const void*, ULONG, ULONG* bytesWritten) noexcept final {  // STG_E_ACCESSDENIED
+        if (bytesWritten)
+            *bytesWritten = 0;
+        return STG_E_ACCESSDENIED;
+    }
+
+    // IStream
+    STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept final { return STG_E_ACCESSDENIED; }
+    // See CopyInBlocks.
+    STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
+                        ULARGE_INTEGER* bytesWritten) noexcept final {
+        return CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
+    }
+    STDMETHODIMP Commit(DWORD) noexcept final { return S_OK; }  // nothing is ever outstanding
+    STDMETHODIMP Revert() noexcept final { return S_OK; }
+    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept final { return STG_E_INVALIDFUNCTION; }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept final { return STG_E_INVALIDFUNCTION; }
+
+protected:
+    // Where Seek leads from `position` in a source of `length` bytes; nothing for an unknown one. Beyond the end is
+    // fine. STG_E_INVALIDFUNCTION: unknown origin, or a place before the start or beyond 63 bits.  0x80040003: the end
+    // of a source of unknown length is asked for.
+    [[nodiscard]] static HRESULT SeekTarget(LARGE_INTEGER move, DWORD origin, ULONGLONG position,
+                                            std::optional<ULONGLONG> length, ULONGLONG* target) noexcept {
+        if (origin != STREAM_SEEK_SET && origin != STREAM_SEEK_CUR && origin != STREAM_SEEK_END)
+            return STG_E_INVALIDFUNCTION;
+        if (origin == STREAM_SEEK_END && !length)
+            return kCannotSeek;
+        const ULONGLONG base = origin == STREAM_SEEK_SET ? 0 : origin == STREAM_SEEK_CUR ? position : *length;
+        const ULONGLONG reached = base + static_cast<ULONGLONG>(move.QuadPart);  // modulo 2^64
+        if (reached > kLastPosition)
+            return STG_E_INVALIDFUNCTION;
+        *target = reached;
+        return S_OK;
+    }
+
+    static constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
+    static constexpr ULONGLONG kLastPosition = 0x7FFFFFFFFFFFFFFF;
+};

@@ -1,0 +1,23 @@
+// A point of time that waits are cut at.  Threads: any.
+#pragma once
+
+#include <windows.h>
+
+#include <algorithm>
+
+class CDeadline final {
+public:
+    explicit CDeadline(DWORD ms) noexcept : m_end(::GetTickCount64() + ms) {}
+
+    // Milliseconds; 0 when it is over.
+    [[nodiscard]] DWORD Left() const noexcept {
+        const ULONGLONG now = ::GetTickCount64();
+        return now < m_end ? static_cast<DWORD>(m_end - now) : 0;
+    }
+    [[nodiscard]] bool IsOver() const noexcept { return Left() == 0; }
+    // The shorter one of `ms` and what is left.
+    [[nodiscard]] DWORD Within(DWORD ms) const noexcept { return std::min(ms, Left()); }
+
+private:
+    ULONGLONG m_end;
+};

@@ -1,0 +1,79 @@
+#include "dataservices/http/CHttpExchange.h"
+
+#include "dataservices/http/CDeadline.h"
+#include "dataservices/http/HttpLimits.h"
+#include "dataservices/http/HttpResults.h"
+
+#include <utility>
+
+CHttpExchange::CHttpExchange() : CBaseObject(L"CHttpExchange"), m_buffer(kBlockBytes) {}
+
+std::shared_ptr<CHttpExchange> CHttpExchange::AttachTo(HINTERNET request) {
+    auto exchange = std::make_shared<CHttpExchange>();
+    DWORD_PTR context = reinterpret_cast<DWORD_PTR>(exchange.get());
+    if (!::WinHttpSetOption(request, WINHTTP_OPTION_CONTEXT_VALUE, &context, sizeof(context)))
+        return nullptr;
+    exchange->m_self = exchange;
+    const DWORD events = WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES;
+    if (::WinHttpSetStatusCallback(request, &OnStatus, events, 0) == WINHTTP_INVALID_STATUS_CALLBACK) {
+        exchange->m_self.reset();
+        return nullptr;
+    }
+    return exchange;
+}
+
+HRESULT CHttpExchange::Wait(DWORD ms, DWORD* value) noexcept {
+    const CDeadline deadline(ms);
+    ::AcquireSRWLockExclusive(&m_lock);
+    while (!m_isDone && !deadline.IsOver())
+        ::SleepConditionVariableSRW(&m_done, &m_lock, deadline.Left(), 0);
+    const bool isDone = m_isDone;
+    const DWORD error = m_error;
+    *value = m_value;
+    ::ReleaseSRWLockExclusive(&m_lock);
+    if (!isDone)
+        return kHttpTimeout;
+    return error == ERROR_SUCCESS ? S_OK : ResultOfNetworkError(error);
+}
+
+bool CHttpExchange::IsUnderWay() noexcept {
+    ::AcquireSRWLockExclusive(&m_lock);
+    const bool isUnderWay = !m_isDone;
+    ::ReleaseSRWLockExclusive(&m_lock);
+    return isUnderWay;
+}
+
+void CHttpExchange::Complete(DWORD error, DWORD value) noexcept {
+    ::AcquireSRWLockExclusive(&m_lock);
+    m_isDone = true;
+    m_error = error;
+    m_value = value;
+    ::ReleaseSRWLockExclusive(&m_lock);
+    ::WakeConditionVariable(&m_done);
+}
+
+void CALLBACK CHttpExchange::OnStatus(HINTERNET, DWORD_PTR context, DWORD status, void* information,
+                                      DWORD length) noexcept {
+    CHttpExchange& exchange = *reinterpret_cast<CHttpExchange*>(context);
+    switch (status) {
+        case WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE:
+        case WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE:
+            exchange.Complete(ERROR_SUCCESS, 0);
+            break;
+        case WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE:
+            exchange.Complete(ERROR_SUCCESS, *static_cast<const DWORD*>(information));
+            break;
+        case WINHTTP_CALLBACK_STATUS_READ_COMPLETE:
+            exchange.Complete(ERROR_SUCCESS, length);
+            break;
+        case WINHTTP_CALLBACK_STATUS_REQUEST_ERROR:
+            exchange.Complete(static_cast<const WINHTTP_ASYNC_RESULT*>(information)->dwError, 0);
+            break;
+        case WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING: {
+            const auto last = std::move(exchange.m_self);  // `exchange` may end with it
+            break;
+        }
+        default:
+            break;
+    }
+}

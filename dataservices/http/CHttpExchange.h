@@ -1,0 +1,56 @@
+// What a request shares with the HTTP library's threads: the outcome of the one operation that is under way, and the
+// buffer that it reads into.
+//
+// Lifetime: kept by its request, and by itself until the library says that it is done with the request's handle. An
+// operation that nobody waits for any more may still write into the buffer until then; the module counts as in use.
+// Threads: one thread begins operations and waits; the library completes them on any other, or within the very call
+// that begins one.
+#pragma once
+
+#include "baseclasses/CBaseObject.h"
+
+#include <windows.h>
+
+#include <winhttp.h>
+
+#include <memory>
+#include <vector>
+
+class CHttpExchange final : private CBaseObject {
+public:
+    // Made for `request` and its operations.  Null: the library refused.  Throws std::bad_alloc.
+    [[nodiscard]] static std::shared_ptr<CHttpExchange> AttachTo(HINTERNET request);
+
+    CHttpExchange();
+
+    // To be called with what starts an operation, a callable that returns BOOL; no other one may be under way.
+    template <class Start>
+    void Begin(Start&& start) noexcept {
+        m_isDone = false;
+        m_error = ERROR_SUCCESS;
+        m_value = 0;
+        if (!start())
+            Complete(::GetLastError(), 0);
+    }
+
+    // S_OK: it is done; `*value` is its number of bytes, if it has one.  kHttpTimeout: not within `ms`; it goes on and
+    // may be waited for again.  Otherwise its failure, as ResultOfNetworkError gives it.
+    [[nodiscard]] HRESULT Wait(DWORD ms, DWORD* value) noexcept;
+    // Whether Wait ended because the time was up.
+    [[nodiscard]] bool IsUnderWay() noexcept;
+
+    // kBlockBytes long.
+    [[nodiscard]] BYTE* Buffer() noexcept { return m_buffer.data(); }
+
+private:
+    static void CALLBACK OnStatus(HINTERNET, DWORD_PTR context, DWORD status, void* information, DWORD length) noexcept;
+    void Complete(DWORD error, DWORD value) noexcept;
+
+    SRWLOCK m_lock = SRWLOCK_INIT;  // guards the next three; nothing else is taken while it is held
+    bool m_isDone = true;
+    DWORD m_error = ERROR_SUCCESS;
+    DWORD m_value = 0;
+    CONDITION_VARIABLE m_done = CONDITION_VARIABLE_INIT;
+    std::vector<BYTE> m_buffer;
+    std::shared_ptr<CHttpExchange> m_self;
+};

@@ -1,0 +1,269 @@
+#include "dataservices/http/CHttpReader.h"
+
+#include "dataservices/http/HttpLimits.h"
+#include "dataservices/http/HttpLog.h"
+#include "dataservices/http/HttpResults.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+using TKRuntimeLogger::kError;
+using TKRuntimeLogger::kInfo;
+using TKRuntimeLogger::kWarn;
+
+namespace {
+
+constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
+constexpr DWORD kOk = HTTP_STATUS_OK;
+constexpr DWORD kPartial = HTTP_STATUS_PARTIAL_CONTENT;
+constexpr DWORD kRangeNotSatisfiable = 416;
+
+}  // namespace
+
+CHttpReader::CHttpReader(CHttpUrl url) : m_original(std::move(url)), m_url(m_original), m_recent(kKeptBytes) {}
+
+HRESULT CHttpReader::Open(const wchar_t* url, std::unique_ptr<CHttpReader>& reader) {
+    reader.reset();
+    auto parsed = CHttpUrl::Parse(url);
+    if (!parsed)
+        return E_INVALIDARG;
+    std::unique_ptr<CHttpReader> made(new CHttpReader(std::move(*parsed)));
+    const HRESULT hr = made->Open();
+    if (FAILED(hr)) {
+        HTTP_LOG(kError, L"CHttpReader::Open", L"%s can't be opened: hr=0x%08X", made->Name().c_str(), hr);
+        return hr;
+    }
+    reader = std::move(made);
+    return S_OK;
+}
+
+HRESULT CHttpReader::Open() {
+    const CDeadline deadline(kOpenMs);
+    m_session = CHttpSession::Get();
+    HttpAnswer answer;
+    const HttpStart whole{0, {}};
+    HRESULT hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
+    if (hr == kHttpConnectionError)  // the server has just closed the idle connection that was used
+        hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
+    // A range of nothing can't be satisfied. Where the server doesn't say that this is the reason, it is asked plainly.
+    if (SUCCEEDED(hr) && answer.status == kRangeNotSatisfiable && answer.total != 0)
+        hr = HttpGet(m_session, m_url, {}, deadline, m_request, answer);
+    return FAILED(hr) ? hr : LearnFrom(answer);
+}
+
+HRESULT CHttpReader::LearnFrom(const HttpAnswer& answer) {
+    m_version = answer;
+    switch (answer.status) {
+        case kPartial:
+            if (answer.HasInvalidRange() || *answer.rangeStart != 0)
+                return kHttpInvalidResponse;
+            m_length = answer.total;
+            m_ranges = Ranges::Yes;
+            break;
+        case kOk:
+            m_length = answer.bodyLength;
+            m_ranges = answer.acceptsRanges ? Ranges::Untried : Ranges::No;
+            break;
+        case kRangeNotSatisfiable:
+            if (answer.total != 0)
+                return ResultOfHttpStatus(answer.status);
+            m_length = 0;
+            m_request.reset();
+            return S_OK;
+        default:
+            return ResultOfHttpStatus(answer.status);
+    }
+    if (!m_length)
+        m_ranges = Ranges::No;  // it only goes forward
+    Begin(answer);
+    return S_OK;
+}
+
+std::unique_ptr<CHttpReader> CHttpReader::Clone() const {
+    std::unique_ptr<CHttpReader> clone(new CHttpReader(m_original));
+    clone->m_url = m_url;
+    clone->m_version = m_version;
+    clone->m_length = m_length;
+    clone->m_ranges = m_ranges;
+    clone->m_failure = m_failure;
+    clone->m_session = m_session;
+    return clone;
+}
+
+bool CHttpReader::CanReach(ULONGLONG position) const noexcept {
+    return m_length || position >= m_next || m_recent.Holds(position);
+}
+
+HRESULT CHttpReader::Read(ULONGLONG position, std::span<BYTE> target, ULONG* count) {
+    const CDeadline deadline(kReadMs);
+    *count = 0;
+    m_retries = 0;
+    m_furthest = 0;
+    while (!target.empty()) {
+        const ULONG kept = m_recent.CopyTo(position, target);
+        if (kept == 0) {
+            const HRESULT hr = Fetch(position, deadline);
+            if (hr != S_OK)
+                return hr;
+        }
+        position += kept;
+        *count += kept;
+        target = target.subspan(kept);
+    }
+    return S_OK;
+}
+
+// S_OK: the source has come nearer to `position`, which is not kept, or has reached it.  S_FALSE: it ends before.
+HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
+    for (;;) {
+        if (FAILED(m_failure))
+            return m_failure;
+        if ((m_length && position >= *m_length) || (m_liveEnd && position >= *m_liveEnd))
+            return S_FALSE;
+        if (!CanReach(position))
+            return kCannotSeek;
+        HRESULT hr = deadline.IsOver() ? kHttpTimeout : FetchOnce(position, deadline);
+        if (SUCCEEDED(hr))
+            return S_OK;
+        // The time of this read is up, not that of the source: what is under way goes on in the next one.
+        if (hr == kHttpTimeout && deadline.IsOver()) {
+            HTTP_LOG(kError, L"CHttpReader::Read", L"%s: position %I64u was not reached in time", Name().c_str(),
+                     position);
+            return hr;
+        }
+        m_request.reset();
+        if (m_length && MayPass(hr))
+            hr = PauseBeforeRetry(hr, position, deadline);
+        if (FAILED(hr))
+            return Fail(hr, position);
+    }
+}
+
+HRESULT CHttpReader::FetchOnce(ULONGLONG position, const CDeadline& deadline) {
+    const bool readsOn =
+        m_request && m_next <= position && (position - m_next <= kSkippedBytes || m_ranges == Ranges::No);
+    const HRESULT hr = readsOn ? S_OK : Ask(position, deadline);
+    return FAILED(hr) ? hr : Receive(deadline);
+}
+
+HRESULT CHttpReader::Ask(ULONGLONG position, const CDeadline& deadline) {
+    m_request.reset();
+    HttpStart start;
+    if (m_ranges != Ranges::No)
+        start = {position, m_version.StrongValidator()};
+    CHttpUrl url = m_url;
+    HttpAnswer answer;
+    std::unique_ptr<CHttpRequest> request;
+    HRESULT hr = HttpGet(m_session, url, start, deadline, request, answer);
+    // Where a redirect leads to may be good for a while only.
+    if (SUCCEEDED(hr) && answer.status >= HTTP_STATUS_BAD_REQUEST && m_url != m_original) {
+        url = m_original;
+        hr = HttpGet(m_session, url, start, deadline, request, answer);
+    }
+    if (SUCCEEDED(hr))
+        hr = Check(answer, start.from.value_or(0));
+    if (FAILED(hr))
+        return hr;
+    m_url = std::move(url);
+    if (answer.status == kPartial)
+        m_ranges = Ranges::Yes;
+    else if (start.from.value_or(0) != 0)
+        m_ranges = Ranges::No;
+    m_request = std::move(request);
+    Begin(answer);
+    return S_OK;
+}
+
+// Whether an answer goes on with the source that was opened, `from` where it was asked to.
+HRESULT CHttpReader::Check(const HttpAnswer& answer, ULONGLONG from) const noexcept {
+    if (answer.status == kRangeNotSatisfiable)
+        return STG_E_REVERTED;  // it has become shorter
+    if (answer.status != kOk && answer.status != kPartial)
+        return ResultOfHttpStatus(answer.status);
+    if (!answer.IsSameVersionAs(m_version))
+        return STG_E_REVERTED;
+    // The range of everything may be answered by everything.
+    if (answer.status == kOk)
+        return (m_ranges == Ranges::Yes && from != 0) || answer.bodyLength != m_length ? STG_E_REVERTED : S_OK;
+    if (answer.HasInvalidRange())
+        return kHttpInvalidResponse;
+    const bool goesOn =
+        answer.rangeStart == from && answer.rangeEnd <= *m_length && answer.total.value_or(*m_length) == *m_length;
+    return goesOn ? S_OK : STG_E_REVERTED;
+}
+
+void CHttpReader::Begin(const HttpAnswer& answer) noexcept {
+    const bool isRange = answer.status == kPartial;
+    m_next = isRange ? *answer.rangeStart : 0;
+    m_bodyEnd = isRange ? answer.rangeEnd : answer.bodyLength;
+    m_fastBytes = 0;
+    EndCompleteBody();
+}
+
+HRESULT CHttpReader::Receive(const CDeadline& deadline) {
+    const bool inBlocks = m_ranges == Ranges::Yes && !m_isUneven && m_fastBytes >= kFastBytes;
+    const ULONGLONG left = m_bodyEnd ? *m_bodyEnd - m_next : kBlockBytes;
+    const ULONGLONG begin = ::GetTickCount64();
+    std::span<const BYTE> bytes;
+    const HRESULT hr = m_request->Receive(static_cast<ULONG>(std::min<ULONGLONG>(left, kBlockBytes)),
+                                          inBlocks ? CHttpRequest::Wait::ForAll : CHttpRequest::Wait::ForSome,
+                                          deadline.Within(inBlocks ? kBlockMs : kNextByteMs), &bytes);
+    if (hr == S_OK) {
+        Take(bytes, ::GetTickCount64() - begin);
+        return S_OK;
+    }
+    if (hr == S_FALSE) {
+        m_request.reset();
+        if (m_bodyEnd)  // more was promised
+            return kHttpConnectionError;
+        m_liveEnd = m_next;
+        return S_OK;
+    }
+    if (inBlocks && m_request->IsUnderWay() && !deadline.IsOver()) {
+        HTTP_LOG(kInfo, L"CHttpReader::Read",
+                 L"%s: data come slowly at position %I64u and are read in small pieces now", Name().c_str(), m_next);
+        m_isUneven = true;
+        m_request.reset();
+        return S_OK;
+    }
+    return hr;
+}
+
+void CHttpReader::Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcept {
+    m_recent.Append(m_next, bytes);
+    m_next += bytes.size();
+    if (m_next > m_furthest) {
+        m_furthest = m_next;
+        m_retries = 0;
+    }
+    const bool isFast = elapsedMs * kBlockBytes <= ULONGLONG{bytes.size()} * kFastBlockMs;
+    m_fastBytes = isFast ? m_fastBytes + bytes.size() : 0;
+    EndCompleteBody();
+}
+
+void CHttpReader::EndCompleteBody() noexcept {
+    if (m_bodyEnd != m_next)
+        return;
+    m_request.reset();
+    if (!m_length)
+        m_liveEnd = m_next;
+}
+
+// S_OK: it is time to ask again.  Otherwise `reason`: it was asked often enough, or there is no time left.
+HRESULT CHttpReader::PauseBeforeRetry(HRESULT reason, ULONGLONG position, const CDeadline& deadline) noexcept {
+    if (m_retries == std::size(kPausesMs) || deadline.Left() <= kPausesMs[m_retries])
+        return reason;
+    const DWORD pauseMs = kPausesMs[m_retries++];
+    HTTP_LOG(kWarn, L"CHttpReader::Read", L"%s: broken at position %I64u, hr=0x%08X; asking again in %lu ms",
+             Name().c_str(), position, reason, pauseMs);
+    ::Sleep(pauseMs);
+    return S_OK;
+}
+
+HRESULT CHttpReader::Fail(HRESULT hr, ULONGLONG position) noexcept {
+    HTTP_LOG(kError, L"CHttpReader::Read", L"%s: failed at position %I64u, hr=0x%08X", Name().c_str(), position, hr);
+    if (hr == STG_E_REVERTED || !m_length)
+        m_failure = hr;
+    return hr;
+}

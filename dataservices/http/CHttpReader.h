@@ -1,0 +1,91 @@
+// Reads an http source from any position, by as few requests as it takes.
+//
+// One answer stays open. What comes next in it is read from there, and so is what is a short way ahead; what came last
+// is kept and not asked for again; everything else is a new request. An answer that breaks off or stalls is asked for
+// again from the very byte. A source of which another version turns up has failed for good (STG_E_REVERTED): no read
+// mixes two versions.
+//
+// The source is one of three kinds, as its first answer says:
+//  - with ranges: any position is asked for directly;
+//  - of known length without ranges: what is ahead is read through, for what is behind the source is read anew;
+//  - live, of unknown length: it only goes forward, and what is kept is all that can be read again. It can't be
+//  resumed,
+//    so any break is for good.
+// In a chunked answer some systems tell its end when the connection breaks off; nothing tells the difference there.
+//
+// Units: positions and counts are bytes.
+// Threads: one call at a time.  Lifetime: ends at once, also while data are awaited.
+// Errors: std::bad_alloc besides the results. Final failures are logged.
+#pragma once
+
+#include "dataservices/http/CRecentBytes.h"
+#include "dataservices/http/HttpGet.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+
+class CHttpReader final {
+public:
+    // Asks for the source and keeps the answer open.
+    // E_INVALIDARG: `url` is none that CHttpUrl takes.  0x80190000 | status: the server refused.  kHttpInvalidResponse:
+    // its answer contradicts itself.  Otherwise as HttpGet.
+    [[nodiscard]] static HRESULT Open(const wchar_t* url, std::unique_ptr<CHttpReader>& reader);
+
+    // Another reader of the same version of the same source, which asks for it at its first read. Not of a live source.
+    [[nodiscard]] std::unique_ptr<CHttpReader> Clone() const;
+
+    // Nothing: the source is live.
+    [[nodiscard]] std::optional<ULONGLONG> Length() const noexcept { return m_length; }
+    // The header "Last-Modified" as it is; empty without one.
+    [[nodiscard]] const std::wstring& LastModified() const noexcept { return m_version.lastModified; }
+    [[nodiscard]] std::wstring Name() const { return m_original.Printable(); }
+    // False: a live source has passed this position and it is no longer kept.
+    [[nodiscard]] bool CanReach(ULONGLONG position) const noexcept;
+
+    // Reads from `position` until `target` is full; `*count` has the bytes that are there, also after a failure.
+    // S_FALSE: the data ended before.  STG_E_REVERTED: the source changed.  kHttpTimeout: nothing came for kNextByteMs,
+    // in spite of all requests, or not enough within kReadMs; what came meanwhile is not lost, the next read goes on.
+    // kHttpConnectionError: broken off, and asking again didn't help. Otherwise what asking again resulted in.
+    [[nodiscard]] HRESULT Read(ULONGLONG position, std::span<BYTE> target, ULONG* count);
+
+private:
+    enum class Ranges { No, Untried, Yes };
+
+    explicit CHttpReader(CHttpUrl url);
+    [[nodiscard]] HRESULT Open();
+    [[nodiscard]] HRESULT LearnFrom(const HttpAnswer& answer);
+    [[nodiscard]] HRESULT Fetch(ULONGLONG position, const CDeadline& deadline);
+    [[nodiscard]] HRESULT FetchOnce(ULONGLONG position, const CDeadline& deadline);
+    [[nodiscard]] HRESULT Ask(ULONGLONG position, const CDeadline& deadline);
+    [[nodiscard]] HRESULT Check(const HttpAnswer& answer, ULONGLONG from) const noexcept;
+    void Begin(const HttpAnswer& answer) noexcept;
+    [[nodiscard]] HRESULT Receive(const CDeadline& deadline);
+    void Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcept;
+    void EndCompleteBody() noexcept;
+    [[nodiscard]] HRESULT PauseBeforeRetry(HRESULT reason, ULONGLONG position, const CDeadline& deadline) noexcept;
+    [[nodiscard]] HRESULT Fail(HRESULT hr, ULONGLONG position) noexcept;
+
+    // The source, as it was when it was opened.
+    const CHttpUrl m_original;
+    CHttpUrl m_url;  // behind all redirects
+    HttpAnswer m_version;
+    std::optional<ULONGLONG> m_length;
+    Ranges m_ranges = Ranges::No;
+    HRESULT m_failure = S_OK;  // a final one
+
+    // The open answer.
+    std::shared_ptr<CHttpSession> m_session;
+    std::unique_ptr<CHttpRequest> m_request;  // null: none is open
+    ULONGLONG m_next = 0;                     // the position of the byte that comes next in it
+    std::optional<ULONGLONG> m_bodyEnd;       // where it ends; nothing: not told
+    std::optional<ULONGLONG> m_liveEnd;       // where a live source has ended
+
+    CRecentBytes m_recent;
+    ULONGLONG m_fastBytes = 0;  // that came one after the other without a long wait
+    bool m_isUneven = false;    // a whole block was once waited for too long
+
+    // Of the read that is under way.
+    ULONGLONG m_furthest = 0;  // how far the source has come
+    size_t m_retries = 0;      // since it came further
+};

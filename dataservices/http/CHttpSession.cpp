@@ -1,0 +1,42 @@
+#include "dataservices/http/CHttpSession.h"
+
+#include "dataservices/http/HttpLimits.h"
+#include "diagnostics/CCriticalSection.h"
+
+#include <mutex>
+#include <utility>
+
+namespace {
+
+constinit TKRuntimeLogger::CSlimLock lock;  // guards `shared`; nothing else is taken while it is held
+constinit std::weak_ptr<CHttpSession> shared;
+
+[[nodiscard]] CInternetHandle OpenSession() noexcept {
+    const auto open = [](DWORD proxies) {
+        return CInternetHandle(::WinHttpOpen(L"TvDataServices/0.1", proxies, WINHTTP_NO_PROXY_NAME,
+                                             WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC));
+    };
+    CInternetHandle session = open(WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY);
+    if (!session)  // systems before Windows 8.1 don't know it
+        session = open(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY);
+    // Our own waits are what holds; the library's end the work that we no longer wait for.
+    if (session)
+        ::WinHttpSetTimeouts(session.Get(), kConnectMs, kConnectMs, kConnectMs, kNextByteMs);
+    return session;
+}
+
+}  // namespace
+
+CHttpSession::CHttpSession(CInternetHandle handle) noexcept : m_handle(std::move(handle)) {}
+
+std::shared_ptr<CHttpSession> CHttpSession::Get() {
+    const std::lock_guard guard(lock);
+    if (auto session = shared.lock())
+        return session;
+    CInternetHandle handle = OpenSession();
+    if (!handle)
+        return nullptr;
+    auto session = std::make_shared<CHttpSession>(std::move(handle));
+    shared = session;
+    return session;
+}

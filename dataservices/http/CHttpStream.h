@@ -1,0 +1,48 @@
+// An http or https source as a read-only stream. How it reads, resumes and fails, see CHttpReader.
+//
+// Units: positions and sizes are bytes.
+// Threads: any thread of the process, in any apartment and without marshalling. Calls of several threads wait for each
+// other. Releasing the last reference waits for nothing, also while a request is under way.
+#pragma once
+
+#include "dataservices/CReadOnlyStream.h"
+#include "dataservices/http/CHttpReader.h"
+#include "diagnostics/CCriticalSection.h"
+
+#include <memory>
+
+class CHttpStream final : public CReadOnlyStream {
+public:
+    explicit CHttpStream(std::unique_ptr<CHttpReader> reader, ULONGLONG position = 0) noexcept;
+
+    // ISequentialStream
+
+    // S_FALSE: the source ended before `cb` bytes.  STG_E_INVALIDPOINTER: `buffer` is null. Otherwise as
+    // CHttpReader::Read. `*bytesRead` has the bytes that are there, also after a failure; the position is behind them.
+    // A read of 0 bytes is S_OK and asks nobody.
+    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
+
+    // IStream
+
+    // Never asks the network. `*newPosition` is written on success only.
+    // 0x80040003: a live source can't be read there, or its end is asked for. Otherwise as SeekTarget.
+    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
+    // Type, mode, the size (2^63 for a live source), the time of the last change if the server told it, and as the name
+    // the URL without user info and query.  STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory
+    // for the name.
+    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
+    // A stream of the same version of the source, at the same position; the network is asked at its first read.
+    // 0x80040003: of a live source there is no other one.
+    STDMETHODIMP Clone(IStream** clone) noexcept override;
+
+private:
+    TKRuntimeLogger::CCriticalSection m_lock;  // guards the rest; held while the network is waited for
+    const std::unique_ptr<CHttpReader> m_reader;
+    ULONGLONG m_position;
+};
+
+// Opens an http or https URL (read-only) and hands out a stream at its start. The request is made now. `*stream` is
+// null on failure.
+//
+// E_POINTER: `stream` is null.  Otherwise as CHttpReader::Open.
+[[nodiscard]] HRESULT CreateHttpStream(const wchar_t* url, IStream** stream) noexcept;

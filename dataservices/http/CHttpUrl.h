@@ -1,0 +1,51 @@
+// An http or https URL as a request needs it. The fragment is dropped, "." and ".." of the path are resolved, and what
+// should have been escaped is escaped as UTF-8; escapes that are there stay.
+//
+// Errors: std::bad_alloc.
+#pragma once
+
+#include "framework/uri/CTKFUri.h"
+
+#include <windows.h>
+
+#include <winhttp.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+class CHttpUrl final {
+public:
+    // Nothing: `text` is null, no URL with one of the two schemes, or has no host that could be asked or port 0.
+    [[nodiscard]] static std::optional<CHttpUrl> Parse(const wchar_t* text);
+
+    // What `location`, a URL or a reference relative to this one, leads to. Credentials stay behind where it doesn't
+    // lead to the same origin.
+    [[nodiscard]] std::optional<CHttpUrl> Resolve(const std::wstring& location) const;
+
+    [[nodiscard]] bool IsSecure() const noexcept { return m_isSecure; }
+    // A name in ASCII (other characters as Punycode), or an address, one of IPv6 in brackets.
+    [[nodiscard]] const std::wstring& Host() const noexcept { return m_host; }
+    [[nodiscard]] INTERNET_PORT Port() const noexcept { return m_port; }
+    // Path and query, to be sent as they are.
+    [[nodiscard]] std::wstring Target() const { return m_path + m_query; }
+    // The value of the header "Authorization" that the URL's user info makes; empty without one.
+    [[nodiscard]] const std::wstring& Authorization() const noexcept { return m_authorization; }
+
+    // For logs and people: without user info, and without the query, in which services hide their keys.
+    [[nodiscard]] std::wstring Printable() const { return Origin() + m_path; }
+
+    friend bool operator==(const CHttpUrl&, const CHttpUrl&) = default;
+
+private:
+    CHttpUrl() = default;
+    [[nodiscard]] bool HasOriginOf(const CHttpUrl& other) const noexcept;
+    [[nodiscard]] std::wstring Origin() const;
+
+    bool m_isSecure = false;
+    std::wstring m_host;
+    INTERNET_PORT m_port = 0;
+    std::wstring m_path;   // from its first '/'
+    std::wstring m_query;  // with its '?', or empty
+    std::wstring m_authorization;
+};

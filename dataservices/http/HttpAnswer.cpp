@@ -1,0 +1,89 @@
+#include "dataservices/http/HttpAnswer.h"
+
+#include "framework/uri/AsciiText.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+constexpr ULONGLONG kMaxLength = 0x7FFFFFFFFFFFFFFF;
+
+[[nodiscard]] std::wstring_view Trimmed(std::wstring_view text) noexcept {
+    while (text.starts_with(L' ') || text.starts_with(L'\t'))
+        text.remove_prefix(1);
+    while (text.ends_with(L' ') || text.ends_with(L'\t'))
+        text.remove_suffix(1);
+    return text;
+}
+
+// Nothing: no number, or one beyond 63 bits.
+[[nodiscard]] std::optional<ULONGLONG> NumberOf(std::wstring_view text) noexcept {
+    text = Trimmed(text);
+    if (text.empty())
+        return std::nullopt;
+    ULONGLONG number = 0;
+    for (const wchar_t digit : text) {
+        if (digit < L'0' || digit > L'9')
+            return std::nullopt;
+        const ULONGLONG value = static_cast<ULONGLONG>(digit - L'0');
+        if (number > (kMaxLength - value) / 10)
+            return std::nullopt;
+        number = number * 10 + value;
+    }
+    return number;
+}
+
+// "bytes 0-499/1234", "bytes 0-499/*", "bytes */1234". What is none of these leaves `answer` as it is.
+void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
+    constexpr std::wstring_view unit = L"bytes ";
+    text = Trimmed(text);
+    const size_t slash = text.find(L'/');
+    if (!EqualsIgnoringAsciiCase(text.substr(0, unit.size()), unit) || slash == text.npos)
+        return;
+    const std::wstring_view range = Trimmed(text.substr(unit.size(), slash - unit.size()));
+    const auto total = NumberOf(text.substr(slash + 1));
+    if (range == L"*") {
+        answer.total = total;
+        return;
+    }
+    const size_t dash = std::min(range.find(L'-'), range.size() - 1);
+    const auto first = NumberOf(range.substr(0, dash));
+    const auto last = NumberOf(range.substr(dash + 1));
+    if (!first || !last || *first > *last || (total && *last >= *total) || *last == kMaxLength)
+        return;
+    answer.total = total;
+    answer.rangeStart = first;
+    answer.rangeEnd = *last + 1;
+}
+
+[[nodiscard]] bool Differ(const std::wstring& a, const std::wstring& b) noexcept {
+    return !a.empty() && !b.empty() && a != b;
+}
+
+}  // namespace
+
+bool HttpAnswer::IsSameVersionAs(const HttpAnswer& other) const noexcept {
+    return !Differ(entityTag, other.entityTag) && !Differ(lastModified, other.lastModified);
+}
+
+const std::wstring& HttpAnswer::StrongValidator() const noexcept {
+    return entityTag.starts_with(L'"') ? entityTag : lastModified;
+}
+
+bool HttpAnswer::HasInvalidRange() const noexcept {
+    return !rangeStart || (bodyLength && *bodyLength != rangeEnd - *rangeStart);
+}
+
+HttpAnswer ReadHttpAnswer(const CHttpRequest& request) {
+    HttpAnswer answer;
+    answer.status = request.Status();
+    if (request.Header(L"Transfer-Encoding").empty())
+        answer.bodyLength = NumberOf(request.Header(L"Content-Length"));
+    ReadContentRange(request.Header(L"Content-Range"), answer);
+    const std::wstring ranges = request.Header(L"Accept-Ranges");
+    answer.acceptsRanges = EqualsIgnoringAsciiCase(Trimmed(ranges), L"bytes");
+    answer.entityTag = request.Header(L"ETag");
+    answer.lastModified = request.Header(L"Last-Modified");
+    return answer;
+}

@@ -1,0 +1,34 @@
+// What the headers of an answer say of a source.
+//
+// Units: bytes.  Errors: std::bad_alloc.
+#pragma once
+
+#include "dataservices/http/CHttpRequest.h"
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+struct HttpAnswer {
+    DWORD status = 0;
+    // Of this body. Nothing: it is not told, or the body comes in chunks.
+    std::optional<ULONGLONG> bodyLength;
+    // The header "Content-Range": the first byte of the body and the one behind its last byte, both or neither, and the
+    // length of the whole.
+    std::optional<ULONGLONG> rangeStart;
+    ULONGLONG rangeEnd = 0;
+    std::optional<ULONGLONG> total;
+    bool acceptsRanges = false;  // the server says so
+    std::wstring entityTag;
+    std::wstring lastModified;
+
+    // False: both answers name a version of the source, and it is not the same one.
+    [[nodiscard]] bool IsSameVersionAs(const HttpAnswer& other) const noexcept;
+    // What a request can be bound to this version by; empty if there is nothing that tells all versions apart.
+    [[nodiscard]] const std::wstring& StrongValidator() const noexcept;
+    // The 206 is malformed: it has no range, or the body is not as long as the range.
+    [[nodiscard]] bool HasInvalidRange() const noexcept;
+};
+
+[[nodiscard]] HttpAnswer ReadHttpAnswer(const CHttpRequest& request);

@@ -1,0 +1,23 @@
+// A GET with all its redirects.
+#pragma once
+
+#include "dataservices/http/HttpAnswer.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+// Where to begin: at `from`, by a range, or at the start without one. With `validator`, the range is only for the
+// version that has it.
+struct HttpStart {
+    std::optional<ULONGLONG> from;
+    std::wstring validator;
+};
+
+// Asks `url` and follows redirects, at most kMaxRedirects, to http and https and never from https to http. `url`
+// becomes the one that answered. Each request is logged, and so is each failure.
+//
+// S_OK: an answer is there, of whatever status but a redirect.  kHttpRedirectFailed: too many redirects, or one that
+// must not be followed.  Otherwise as CHttpRequest::Send.  Throws std::bad_alloc.
+[[nodiscard]] HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, const HttpStart& start,
+                              const CDeadline& deadline, std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer);

@@ -1,0 +1,33 @@
+// How long the network is waited for, how often it is asked again, and how much is kept. Times are milliseconds.
+#pragma once
+
+#include <windows.h>
+
+// To resolve the name, connect (with TLS, by way of proxies) and send the request.
+inline constexpr DWORD kConnectMs = 10'000;
+// From there to the end of the answer's headers.
+inline constexpr DWORD kFirstByteMs = 10'000;
+// Without a single byte of the body.
+inline constexpr DWORD kNextByteMs = 10'000;
+// An open with all its redirects. A wait for an answer that has begun by then may go on for its own time.
+inline constexpr DWORD kOpenMs = 60'000;
+// A whole Read, pauses and repeated requests included, even if bytes trickle in. Under way may be, again, one wait for
+// an answer.
+inline constexpr DWORD kReadMs = 60'000;
+
+// Pauses before a request is made again. When they are used up without one more byte, the failure is final.
+inline constexpr DWORD kPausesMs[] = {100, 200, 400, 800, 1600};
+
+inline constexpr int kMaxRedirects = 10;
+
+// A stream keeps so many of the last bytes that came, and reads on rather than asks again over such a distance.
+inline constexpr ULONG kKeptBytes = 0x40000;
+inline constexpr ULONG kSkippedBytes = 0x40000;
+
+// Where data comes fast they are read in whole blocks, which completes only when a block is full; elsewhere in what is
+// there. So many bytes in a row at a rate that fills a block within a second count as fast, and a block that takes
+// longer than kBlockMs is given up and asked for again in small pieces.
+inline constexpr ULONG kBlockBytes = 0x20000;
+inline constexpr ULONG kFastBytes = 0x8000;
+inline constexpr DWORD kFastBlockMs = 1'000;
+inline constexpr DWORD kBlockMs = 2'000;

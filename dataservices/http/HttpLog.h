@@ -1,0 +1,10 @@
+// How the log sites of this folder name themselves, and the one way in which they log: a record that can't be written
+// changes nothing.
+#pragma once
+
+#include "diagnostics/ComBoundary.h"
+#include "diagnostics/TKRuntimeLoggerAPI.h"
+
+inline constexpr TKRuntimeLogger::LogSource kHttpLog{L"TvDataServices", L"HttpStream"};
+
+#define HTTP_LOG(severity, function, ...) RunQuietly([&] { TK_LOG(kHttpLog, severity, function, __VA_ARGS__); })
