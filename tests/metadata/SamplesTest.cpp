@@ -94,7 +94,7 @@ TEST(SamplesTest, ManySamplesAreToldWellEnough) {
 TEST(SamplesTest, TagsInFrontHideNothing) {
     // A tag of so many times 16 KiB, and one with a footer.
     const auto tag = [](char size) {
-        return std::string("ID3\3\0\0\0", 7) + size + std::string(2 + size * 16384, '\0');
+        return std::string("ID3\3\0\0\0", 7) + size + std::string(2 + static_cast<size_t>(size) * 16384, '\0');
     };
     const std::string withFooter = std::string("ID3\4\0\x10\0\0\0\5", 10) + std::string(15, 'x');
     const std::string tags[] = {tag(0), withFooter, tag(5), tag(0) + tag(6) + withFooter};

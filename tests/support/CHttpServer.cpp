@@ -168,7 +168,9 @@ bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
         m_requests.push_back(request);
     }
     const auto asked = Find(path);
-    const auto [fault, after] = asked->script ? asked->script(request) : Misbehaviour{};
+    const Misbehaviour misbehaviour = asked->script ? asked->script(request) : Misbehaviour{};
+    const Fault fault = misbehaviour.fault;
+    const LONGLONG after = misbehaviour.after;
     const auto resource = Find(path);
     scriptLock.unlock();
 
@@ -235,6 +237,6 @@ bool CHttpServer::Stall(UINT_PTR socket) const {
     const bool released = ::WaitForMultipleObjects(3, events, FALSE, INFINITE) == WAIT_OBJECT_0;
     ::WSAEventSelect(socket, nullptr, 0);
     u_long notBlocking = 0;
-    ::ioctlsocket(socket, FIONBIO, &notBlocking);
+    ::ioctlsocket(socket, static_cast<long>(FIONBIO), &notBlocking);
     return released;
 }
