@@ -11,7 +11,8 @@
 //  - live, of unknown length: it only goes forward, and what is kept is all that can be read again. It can't be
 //  resumed,
 //    so any break is for good.
-// In a chunked answer some systems tell its end when the connection breaks off; nothing tells the difference there.
+// In a chunked answer some systems tell its end when the connection breaks off, which nothing tells apart from a real
+// end, and hand out a chunk only when the next one begins, so that one before a stall is lost.
 //
 // Units: positions and counts are bytes.
 // Threads: one call at a time.  Lifetime: ends at once, also while data are awaited.

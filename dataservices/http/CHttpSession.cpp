@@ -19,7 +19,8 @@ constinit std::weak_ptr<CHttpSession> shared;
     CInternetHandle session = open(WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY);
     if (!session)  // systems before Windows 8.1 don't know it
         session = open(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY);
-    // Our own waits are what holds; the library's end the work that we no longer wait for.
+    // Our own waits are what holds. The library's end the work that we no longer wait for, and the calls that wait
+    // although they need not: some versions finish a chunk in the very call that reads it.
     if (session)
         ::WinHttpSetTimeouts(session.Get(), kConnectMs, kConnectMs, kConnectMs, kNextByteMs);
     return session;

@@ -7,6 +7,8 @@ HRESULT ResultOfNetworkError(DWORD error) noexcept {
         case ERROR_WINHTTP_TIMEOUT:
         case ERROR_WINHTTP_SECURE_FAILURE:
             return HRESULT_FROM_WIN32(error);
+        case WSAETIMEDOUT:  // of the socket, as it reaches us in a chunked answer
+            return kHttpTimeout;
         case ERROR_WINHTTP_SECURE_CERT_DATE_INVALID:
         case ERROR_WINHTTP_SECURE_CERT_CN_INVALID:
         case ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED:

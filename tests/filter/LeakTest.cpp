@@ -1,30 +1,8 @@
 // The filter gives back what it takes.
 #include "tests/filter/FilterTest.h"
+#include "tests/support/ProcessUse.h"
 
 namespace {
-
-// Private memory that is committed in this process, in bytes. Counted by hand: not every platform reports it.
-LONGLONG PrivateBytes() {
-    LONGLONG total = 0;
-    MEMORY_BASIC_INFORMATION region{};
-    for (const BYTE* at = nullptr; ::VirtualQuery(at, &region, sizeof(region)) != 0;) {
-        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE)
-            total += static_cast<LONGLONG>(region.RegionSize);
-        at = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize;
-        if (at <= static_cast<const BYTE*>(region.BaseAddress))
-            break;  // the end of the address space
-    }
-    return total;
-}
-
-// The handles of this process, likewise.
-int Handles() {
-    int count = 0;
-    DWORD flags = 0;
-    for (ULONG_PTR value = 4; value < 0x8000; value += 4)
-        count += ::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0;
-    return count;
-}
 
 TEST(LeakTest, HundredsOfFiltersAndReadsLeaveNothingBehind) {
     const CTestApartment apartment(COINIT_MULTITHREADED);

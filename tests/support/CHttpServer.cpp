@@ -36,10 +36,26 @@ bool SendBody(SOCKET socket, std::string_view bytes, bool chunked, size_t piece)
     return true;
 }
 
-// The next request; what came behind it stays in `pending`. Nothing when the connection ends.
-std::optional<CHttpServer::Request> Receive(SOCKET socket, std::string& pending) {
+// False: `stop` was set. Looks at both in turn, since shutting a socket down doesn't end every system's wait for data.
+bool WaitForData(SOCKET socket, HANDLE stop) {
+    fd_set readable{};
+    do {
+        if (::WaitForSingleObject(stop, 0) == WAIT_OBJECT_0)
+            return false;
+        FD_ZERO(&readable);
+        FD_SET(socket, &readable);
+        timeval wait{0, 50'000};
+        ::select(0, &readable, nullptr, nullptr, &wait);
+    } while (!FD_ISSET(socket, &readable));
+    return true;
+}
+
+// The next request; what came behind it stays in `pending`. Nothing when the connection ends, or the server.
+std::optional<CHttpServer::Request> Receive(SOCKET socket, std::string& pending, HANDLE stop) {
     size_t end = 0;
     while ((end = pending.find("\r\n\r\n")) == pending.npos) {
+        if (!WaitForData(socket, stop))
+            return {};
         char bytes[4096];
         const int count = ::recv(socket, bytes, sizeof bytes, 0);
         if (count <= 0)
@@ -151,7 +167,7 @@ void CHttpServer::Accept() {
 
 void CHttpServer::Work(Connection& connection) {
     std::string pending;
-    while (const auto request = Receive(connection.socket, pending))
+    while (const auto request = Receive(connection.socket, pending, m_stop.Get()))
         if (!Answer(connection.socket, *request))
             break;
     const std::lock_guard lock(m_lock);

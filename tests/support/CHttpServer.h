@@ -77,6 +77,8 @@ public:
     // `credentials`: user and password as they stand in a URL, with the @.
     [[nodiscard]] std::wstring Url(const std::wstring& target, const std::wstring& credentials = {}) const;
 
+    [[nodiscard]] unsigned Port() const { return m_port; }
+
     // All requests until now, in the order of their arrival.
     [[nodiscard]] std::vector<Request> Requests() const;
 

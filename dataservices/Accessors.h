@@ -1,0 +1,16 @@
+// From an object's place to one of its accessors: what every OpenUriAs and OpenEntryAs of this layer does.
+//
+// `accessorId` is one of the names TKDS_ACCESSOR_*. `*accessor` comes in empty and receives VT_UNKNOWN.
+// E_NOINTERFACE: the object has no such accessor, or there is none of that name.
+//
+// Threads: any.  Errors: std::bad_alloc.
+#pragma once
+
+#include "dataservices/Location.h"
+
+#include <oaidl.h>
+
+[[nodiscard]] HRESULT OpenLocationAs(const Location& location, const std::wstring& accessorId, VARIANT* accessor);
+
+// `name` as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindLocation, too.
+[[nodiscard]] HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor);

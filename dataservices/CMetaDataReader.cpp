@@ -1,0 +1,62 @@
+#include "dataservices/CMetaDataReader.h"
+
+#include "dataservices/CConstStringList.h"
+#include "dataservices/ComMethod.h"
+#include "dataservices/MimeTypes.h"
+#include "dataservices/OwnObjects.h"
+#include "dataservices/RequestedKeys.h"
+#include "dataservices/StreamUri.h"
+#include "diagnostics/ForeignCalls.h"
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+[[nodiscard]] HRESULT ReadInto(IOwnMetaData& metaData, const RequestedKeys& keys, IStream* stream) {
+    std::wstring mimeType;
+    HRESULT hr = keys.mimeType ? DetectMimeType(stream, &mimeType) : S_OK;
+    if (SUCCEEDED(hr) && !mimeType.empty())
+        hr = metaData.PutText(mdMimeType, mimeType.c_str());
+    const std::wstring uri = SUCCEEDED(hr) && keys.originalUri ? UriOfStream(*stream) : std::wstring();
+    if (!uri.empty())
+        hr = metaData.PutText(mdOriginalUri, uri.c_str());
+    return FAILED(hr) ? hr : S_OK;
+}
+
+}  // namespace
+
+HRESULT CMetaDataReader::GetReaderName(BSTR* name) noexcept {
+    return ComMethod(name, [&] { return GiveText(L"Tavel metadata reader", name); });
+}
+
+HRESULT CMetaDataReader::GetSupportedKeys(ITKCFConstStringList** keys) noexcept {
+    return ComMethod(keys, [&] {
+        return GiveNew<CConstStringList>(keys, CConstStringList::Items{mdMimeType, mdOriginalUri});
+    });
+}
+
+HRESULT CMetaDataReader::GetSupportedMimeTypes(ITKCFConstStringList** mimeTypes) noexcept {
+    return ComMethod(mimeTypes, [&] { return GiveNew<CConstStringList>(mimeTypes, KnownMimeTypes()); });
+}
+
+HRESULT CMetaDataReader::CanExtract(IStream* stream) noexcept {
+    if (!stream)
+        return E_POINTER;
+    return ComBoundary([&] {
+        std::wstring mimeType;
+        return DetectMimeType(stream, &mimeType);
+    });
+}
+
+HRESULT CMetaDataReader::Extract(ITKCFConstStringList* keys, IStream* stream, ITKDSMetaData* metaData) noexcept {
+    if (!keys || !stream || !metaData)
+        return E_POINTER;
+    return ComBoundary([&]() -> HRESULT {
+        ComPtr<IOwnMetaData> own;
+        if (FAILED(QueryFor(*metaData, own.GetAddressOf())))
+            return E_INVALIDARG;
+        RequestedKeys requested;
+        const HRESULT hr = ReadRequestedKeys(*keys, &requested);
+        return FAILED(hr) ? hr : ReadInto(*own.Get(), requested, stream);
+    });
+}

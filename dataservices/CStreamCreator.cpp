@@ -1,0 +1,41 @@
+#include "dataservices/CStreamCreator.h"
+
+#include "dataservices/ComMethod.h"
+#include "dataservices/OpenStream.h"
+
+namespace {
+
+constexpr unsigned long kReadAndWrite = TKDS_ACCESS_READ | TKDS_ACCESS_WRITE;
+constexpr unsigned long kAllShares = TKDS_SHARE_READ | TKDS_SHARE_WRITE;
+
+}  // namespace
+
+HRESULT CStreamCreator::QueryInterface(REFIID iid, void** object) noexcept {
+    if (object && iid == __uuidof(ITKDSCreateWritableStream) && m_location.kind != Location::Kind::File) {
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    return CTwoInterfaceObject::QueryInterface(iid, object);
+}
+
+HRESULT CStreamCreator::CreateStreamEx2(TKDS_STREAM_CREATION creation, IStream** stream) noexcept {
+    return Open(creation == SC_UseDefault, TKDS_ACCESS_READ, TKDS_SHARE_READ, stream);
+}
+
+HRESULT CStreamCreator::CreateStream(unsigned long access, unsigned long share, IStream** stream) noexcept {
+    return Open(access == TKDS_ACCESS_READ, access, share, stream);
+}
+
+HRESULT CStreamCreator::CreateWritableStreamEx2(TKDS_STREAM_CREATION creation, IStream** stream) noexcept {
+    return Open(creation == SC_UseDefault, kReadAndWrite, TKDS_SHARE_READ, stream);
+}
+
+HRESULT CStreamCreator::CreateWritableStream(unsigned long access, unsigned long share, IStream** stream) noexcept {
+    return Open((access | TKDS_ACCESS_READ) == kReadAndWrite, access, share, stream);
+}
+
+HRESULT CStreamCreator::Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept {
+    return ComMethod(stream, [&]() -> HRESULT {
+        return isValid && (share & ~kAllShares) == 0 ? OpenStream(m_location, access, share, stream) : E_INVALIDARG;
+    });
+}

@@ -1,0 +1,33 @@
+// Accessor "TKDS.Accessor.CreateStream". Only that of a file answers ITKDSCreateWritableStream.
+//
+// Threads: any, several at once.  Results: as the interfaces say; see OpenStream too.
+#pragma once
+
+#include "dataservices/CTwoInterfaceObject.h"
+#include "dataservices/Location.h"
+
+#include <utility>
+
+#include "TKDataServices.h"
+
+class CStreamCreator final : public CTwoInterfaceObject<ITKDSCreateStream, ITKDSCreateWritableStream> {
+public:
+    explicit CStreamCreator(Location location) noexcept : m_location(std::move(location)) {}
+
+    // IUnknown
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override;
+
+    // ITKDSCreateStream
+    STDMETHODIMP CreateStreamEx2(TKDS_STREAM_CREATION creation, IStream** stream) noexcept override;
+    STDMETHODIMP CreateStream(unsigned long access, unsigned long share, IStream** stream) noexcept override;
+
+    // ITKDSCreateWritableStream
+    // The default is to read and to write, while others may read.
+    STDMETHODIMP CreateWritableStreamEx2(TKDS_STREAM_CREATION creation, IStream** stream) noexcept override;
+    STDMETHODIMP CreateWritableStream(unsigned long access, unsigned long share, IStream** stream) noexcept override;
+
+private:
+    [[nodiscard]] HRESULT Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept;
+
+    const Location m_location;
+};

@@ -1,0 +1,21 @@
+// The base of a COM object with two interfaces neither of which derives from the other. Else as CComObjectBase.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+
+template <class First, class Second>
+class CTwoInterfaceObject : public CComObjectBase<First>, public Second {
+public:
+    // IUnknown
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override {
+        if (iid != __uuidof(Second))
+            return CComObjectBase<First>::QueryInterface(iid, object);
+        if (!object)
+            return E_POINTER;
+        *object = static_cast<Second*>(this);
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() noexcept override { return CComObjectBase<First>::AddRef(); }
+    STDMETHODIMP_(ULONG) Release() noexcept override { return CComObjectBase<First>::Release(); }
+};

@@ -1,0 +1,8 @@
+#include "dataservices/CUriAccessFactory.h"
+
+#include "dataservices/Accessors.h"
+#include "dataservices/ComMethod.h"
+
+HRESULT CUriAccessFactory::OpenUriAs(BSTR uri, BSTR accessorId, VARIANT* accessor) noexcept {
+    return ComMethod(accessor, [&] { return OpenNameAs(TextOf(uri), TextOf(accessorId), accessor); });
+}

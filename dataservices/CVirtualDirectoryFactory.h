@@ -1,0 +1,15 @@
+// Class TKDSVirtualDirectoryFactory.
+//
+// Threads: any, several at once.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+
+#include "TKDataServices.h"
+
+class CVirtualDirectoryFactory final : public CComObjectBase<ITKDSVirtualDirectoryFactory> {
+public:
+    // ITKDSVirtualDirectoryFactory
+    STDMETHODIMP CreateVirtualDirectory(ITKDSVirtualDirectory** directory) noexcept override;
+    STDMETHODIMP CreateVirtualDirectoryItemFromUri(BSTR uri, ITKDSVirtualDirectoryItem** item) noexcept override;
+};

@@ -1,0 +1,76 @@
+// What the methods of this layer's classes have in common: how they begin, and how texts and objects pass their edge.
+//
+//   STDMETHODIMP CThing::GetName(BSTR* name) noexcept {
+//       return ComMethod(name, [&] { return GiveText(m_name, name); });
+//   }
+//
+// Threads: any.  Errors: all but ComMethod may throw what ComBoundary knows; a result that they fill stays clear then.
+#pragma once
+
+#include "dataservices/Results.h"
+#include "diagnostics/CBstr.h"
+#include "diagnostics/ComBoundary.h"
+#include "framework/com/CComObjectBase.h"
+
+#include <oleauto.h>
+#include <wrl/client.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+// Clears `*result`, then runs `body`, which returns a HRESULT.  E_POINTER: `result` is null.
+template <class Result, class Body>
+[[nodiscard]] HRESULT ComMethod(Result* result, Body&& body) noexcept {
+    if (!result)
+        return E_POINTER;
+    *result = {};
+    return ComBoundary(std::forward<Body>(body));
+}
+
+// The text of a caller; null is empty. Throws CAtlException carrying E_INVALIDARG for one that has a NUL inside, of
+// which one reader would see another text than the next.
+[[nodiscard]] inline std::wstring TextOf(BSTR text) {
+    std::wstring copy(text ? text : L"", ::SysStringLen(text));
+    if (copy.find(L'\0') != copy.npos)
+        throw CAtlException(E_INVALIDARG);
+    return copy;
+}
+
+[[nodiscard]] inline HRESULT GiveText(std::wstring_view text, BSTR* to) {
+    *to = CBstr(text).Detach();
+    return S_OK;
+}
+
+// kOutOfRange: there is no such item.
+[[nodiscard]] inline HRESULT GiveItem(const std::vector<std::wstring>& items, long index, BSTR* to) {
+    if (index < 0 || static_cast<size_t>(index) >= items.size())
+        return kOutOfRange;
+    return GiveText(items[static_cast<size_t>(index)], to);
+}
+
+// Makes a T for a caller who knows it by one of its interfaces.
+template <class T, class Interface, class... Arguments>
+[[nodiscard]] HRESULT GiveNew(Interface** to, Arguments&&... arguments) {
+    Microsoft::WRL::ComPtr<T> made;
+    const HRESULT hr = MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
+    if (SUCCEEDED(hr))
+        *to = made.Detach();
+    return hr;
+}
+
+// The same in the form in which accessors are handed out.
+template <class T, class... Arguments>
+[[nodiscard]] HRESULT GiveNew(VARIANT* to, Arguments&&... arguments) {
+    Microsoft::WRL::ComPtr<T> made;
+    HRESULT hr = MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
+    void* unknown = nullptr;
+    if (SUCCEEDED(hr))
+        hr = made->QueryInterface(__uuidof(IUnknown), &unknown);
+    if (FAILED(hr))
+        return hr;
+    to->vt = VT_UNKNOWN;
+    to->punkVal = static_cast<IUnknown*>(unknown);
+    return S_OK;
+}

@@ -1,0 +1,64 @@
+#include "dataservices/FilePath.h"
+
+#include "diagnostics/LongPath.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::wstring_view kLiteral = LR"(\\?\)", kLiteralShare = LR"(\\?\UNC\)", kShare = LR"(\\)",
+                            kDevice = LR"(\\.\)";
+
+[[nodiscard]] bool IsLiteralShare(std::wstring_view path) noexcept {
+    return path.size() >= kLiteralShare.size() &&
+           ::CompareStringOrdinal(path.data(), static_cast<int>(kLiteralShare.size()), kLiteralShare.data(),
+                                  static_cast<int>(kLiteralShare.size()), TRUE) == CSTR_EQUAL;
+}
+
+}  // namespace
+
+HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal) {
+    const std::wstring full = FullPathOf(path);
+    if (full.starts_with(kDevice))
+        return E_INVALIDARG;
+    std::wstring made;
+    if (full.starts_with(kLiteral))
+        made = full;
+    else if (full.starts_with(kShare))
+        made.append(kLiteralShare).append(full, kShare.size());
+    else
+        made.append(kLiteral).append(full);
+
+    const size_t root = RootLength(made);
+    while (made.size() > root && made.back() == L'\\')
+        made.pop_back();
+    if (made.size() == root && made.back() != L'\\')
+        made.push_back(L'\\');  // the root of a share is a folder only with it
+    *literal = std::move(made);
+    return S_OK;
+}
+
+std::wstring ReadablePath(const std::wstring& literal) {
+    const std::wstring readable = IsLiteralShare(literal) ? std::wstring(kShare) + literal.substr(kLiteralShare.size())
+                                                          : literal.substr(kLiteral.size());
+    return FullPathOf(readable) == readable ? readable : literal;
+}
+
+size_t RootLength(std::wstring_view literal) {
+    size_t end = IsLiteralShare(literal) ? kLiteralShare.size() : kLiteral.size();
+    for (int names = IsLiteralShare(literal) ? 2 : 1; names > 0; --names)
+        end = std::min(literal.find(L'\\', end), literal.size() - 1) + 1;
+    return end;
+}
+
+std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name) {
+    std::wstring path = literalFolder;
+    if (path.back() != L'\\')
+        path.push_back(L'\\');
+    return path.append(name);
+}
+
+bool IsFileName(std::wstring_view name) noexcept {
+    // The platform takes '"', '<' and '>' for patterns too.
+    return !name.empty() && name != L"." && name != L".." && name.find_first_of(LR"(\/:*?"<>|)") == name.npos;
+}

@@ -1,0 +1,26 @@
+// Paths as this layer keeps them: full and literal, with the prefix \\?\, behind which each character means itself.
+// Names that the platform otherwise changes or takes for devices ("a. ", "NUL"), and long ones, are reached as they
+// are.
+//
+// Threads: any.  Errors: std::bad_alloc.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+// From a path as people write it, relative ones included. A backslash at its end goes, except behind a root.
+// E_INVALIDARG: it names a device.
+[[nodiscard]] HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal);
+
+// Back to what people write, where that leads to the same place; otherwise `literal`.
+[[nodiscard]] std::wstring ReadablePath(const std::wstring& literal);
+
+// How many characters the drive or share takes, with the backslash behind it.
+[[nodiscard]] size_t RootLength(std::wstring_view literal);
+
+[[nodiscard]] std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name);
+
+// Whether `name` can be that of a file in a folder: it is not empty, leads nowhere else, and is no pattern.
+[[nodiscard]] bool IsFileName(std::wstring_view name) noexcept;

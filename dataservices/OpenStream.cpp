@@ -1,0 +1,49 @@
+#include "dataservices/OpenStream.h"
+
+#include "dataservices/DataUri.h"
+#include "dataservices/FilePath.h"
+#include "dataservices/Results.h"
+#include "dataservices/http/CHttpStream.h"
+#include "diagnostics/CAutoDestructor.h"
+#include "framework/streams/CLocalFileSystemStream.h"
+
+#include "TKDataServices.h"
+
+namespace {
+
+[[nodiscard]] constexpr DWORD BitIf(unsigned long condition, DWORD bit) noexcept {
+    return condition ? bit : 0;
+}
+
+// The framework's stream has one failure for most reasons; the platform is asked again for the one that it is.
+[[nodiscard]] HRESULT ReasonOfFailure(const std::wstring& path, unsigned long access, unsigned long share,
+                                      HRESULT failure) {
+    const CAutoHandle file(::CreateFileW(
+        path.c_str(), BitIf(access & TKDS_ACCESS_READ, GENERIC_READ) | BitIf(access & TKDS_ACCESS_WRITE, GENERIC_WRITE),
+        BitIf(share & TKDS_SHARE_READ, FILE_SHARE_READ) | BitIf(share & TKDS_SHARE_WRITE, FILE_SHARE_WRITE), nullptr,
+        OPEN_EXISTING, 0, nullptr));
+    return file ? failure : ResultOfFileError(::GetLastError());
+}
+
+[[nodiscard]] HRESULT OpenFileStream(const std::wstring& path, unsigned long access, unsigned long share,
+                                     IStream** stream) {
+    const DWORD mode =
+        BitIf(access & TKDS_ACCESS_READ, kTKFStreamRead) | BitIf(access & TKDS_ACCESS_WRITE, kTKFStreamWrite) |
+        BitIf(share & TKDS_SHARE_READ, kTKFStreamShareRead) | BitIf(share & TKDS_SHARE_WRITE, kTKFStreamShareWrite);
+    const HRESULT hr = TKFCreateLocalFileSystemStream(ReadablePath(path).c_str(), mode, stream);
+    return FAILED(hr) ? ReasonOfFailure(path, access, share, hr) : hr;
+}
+
+}  // namespace
+
+HRESULT OpenStream(const Location& location, unsigned long access, unsigned long share, IStream** stream) {
+    *stream = nullptr;
+    if (location.kind == Location::Kind::File)
+        return OpenFileStream(location.text, access, share, stream);
+    if (location.kind == Location::Kind::Folder)
+        return E_NOINTERFACE;
+    if (access & TKDS_ACCESS_WRITE)
+        return STG_E_ACCESSDENIED;
+    return location.kind == Location::Kind::Http ? CreateHttpStream(location.text.c_str(), stream)
+                                                 : CreateDataUriStream(location.text.c_str(), stream);
+}

@@ -1,0 +1,16 @@
+// The content of an object as a stream.
+//
+// Threads: any.  Errors: std::bad_alloc.
+#pragma once
+
+#include "dataservices/Location.h"
+
+#include <objidl.h>
+
+// `access` and `share` are combinations of TKDS_ACCESS and TKDS_SHARE; how others share what is not a file is not ours
+// to say. The stream stands at its start. `*stream` is null on failure.
+//
+// E_ACCESSDENIED: a file can't be opened so, or others have it open in a way that excludes it.  kNotFound: it is gone.
+// E_NOINTERFACE: a folder has no content.  STG_E_ACCESSDENIED: what is no file can't be written.
+// Otherwise as CreateHttpStream and CreateDataUriStream.
+[[nodiscard]] HRESULT OpenStream(const Location& location, unsigned long access, unsigned long share, IStream** stream);
