@@ -24,7 +24,7 @@ HRESULT CDataUriStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept 
 
 HRESULT CDataUriStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
     const HRESULT hr = SeekTarget(move, origin, m_position, m_content->size(), &m_position);
-    if (SUCCEEDED(hr) && newPosition)
+    if (newPosition)
         newPosition->QuadPart = m_position;
     return hr;
 }

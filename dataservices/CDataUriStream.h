@@ -17,7 +17,7 @@ public:
 
     // S_FALSE: the data ended before `cb` bytes; `*bytesRead` has the count.  STG_E_INVALIDPOINTER: `buffer` is null.
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
-    // See SeekTarget. `*newPosition` is written on success only.
+    // See SeekTarget. `*newPosition` tells where the stream stands, after a failure too.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Type, size and mode; there is no name.  STG_E_INVALIDPOINTER: `stat` is null.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;

@@ -44,7 +44,8 @@ HRESULT CHttpReader::Open() {
     HttpAnswer answer;
     const HttpStart whole{0, {}};
     HRESULT hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
-    if (hr == kHttpConnectionError)  // the server has just closed the idle connection that was used
+    // The idle connection that was used had just been closed, or an earlier answer had left something in it.
+    if (hr == kHttpConnectionError || hr == kHttpInvalidResponse)
         hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
     // A range of nothing can't be satisfied. Where the server doesn't say that this is the reason, it is asked plainly.
     if (SUCCEEDED(hr) && answer.status == kRangeNotSatisfiable && answer.total != 0)

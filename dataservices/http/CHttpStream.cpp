@@ -43,15 +43,14 @@ HRESULT CHttpStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
 HRESULT CHttpStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
     const std::lock_guard guard(m_lock);
     ULONGLONG target = 0;
-    const HRESULT hr = SeekTarget(move, origin, m_position, m_reader->Length(), &target);
-    if (FAILED(hr))
-        return hr;
-    if (!m_reader->CanReach(target))
-        return kCannotSeek;
-    m_position = target;
+    HRESULT hr = SeekTarget(move, origin, m_position, m_reader->Length(), &target);
+    if (SUCCEEDED(hr) && !m_reader->CanReach(target))
+        hr = kCannotSeek;
+    if (SUCCEEDED(hr))
+        m_position = target;
     if (newPosition)
-        newPosition->QuadPart = target;
-    return S_OK;
+        newPosition->QuadPart = m_position;
+    return hr;
 }
 
 HRESULT CHttpStream::Stat(STATSTG* stat, DWORD flag) noexcept {

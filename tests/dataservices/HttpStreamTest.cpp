@@ -165,7 +165,6 @@ TEST_F(HttpStreamTest, ABrokenAnswerIsTakenUpAtTheExactByte) {
         {{Fault::kReset, 400'000}},
         {{Fault::kClose, 400'000}},
         {{Fault::kClose, 0}},
-        {{Fault::kShortBody, 5'000}},
         {{Fault::kTrickle, 3'000}},
         {{Fault::kLongBody, 5'000}},
         {{Fault::kClose, 1}, {Fault::kReset, -1}, {Fault::kUnavailable}, {Fault::kGarbage}}};

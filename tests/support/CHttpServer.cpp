@@ -208,11 +208,11 @@ bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
         headers += "ETag: " + resource->etag + "\r\n";
     const auto range = status == 200 && fault != Fault::kIgnoredRange ? RangeOf(request, *resource) : std::nullopt;
     if (range) {
-        const auto [first, end] = *range;
+        const size_t end = range->second;
+        const size_t first = std::min(range->first + (fault == Fault::kWrongStart ? off : 0), end);
         status = first < end ? 206 : 416;
-        const size_t told = first + (fault == Fault::kWrongStart ? off : 0);
         const size_t total = body.size() + (fault == Fault::kWrongTotal ? off : 0);
-        headers += "Content-Range: bytes " + (status == 416 ? "*" : number(told) + "-" + number(end - 1)) + "/" +
+        headers += "Content-Range: bytes " + (status == 416 ? "*" : number(first) + "-" + number(end - 1)) + "/" +
                    number(total) + "\r\n";
         body = status == 416 ? std::string_view() : body.substr(first, end - first);
     }
