@@ -9,10 +9,9 @@ inline constexpr DWORD kConnectMs = 10'000;
 inline constexpr DWORD kFirstByteMs = 10'000;
 // Without a single byte of the body.
 inline constexpr DWORD kNextByteMs = 10'000;
-// An open with all its redirects. A wait for an answer that has begun by then may go on for its own time.
+// An open with all its redirects.
 inline constexpr DWORD kOpenMs = 60'000;
-// A whole Read, pauses and repeated requests included, even if bytes trickle in. Under way may be, again, one wait for
-// an answer.
+// A whole Read, pauses and repeated requests included, even if bytes trickle in.
 inline constexpr DWORD kReadMs = 60'000;
 
 // Pauses before a request is made again. When they are used up without one more byte, the failure is final.

@@ -22,6 +22,7 @@
 #include <future>
 #include <iterator>
 #include <random>
+#include <stdexcept>
 
 #include "TKDataServices.h"
 
@@ -133,9 +134,13 @@ struct DataSource : ::testing::TestWithParam<Kind> {
     const Source source = GetParam().make(RandomBytes(700'001));
     const CTestApartment apartment{COINIT_MULTITHREADED};
 
+    void SetUp() override { ASSERT_LE(1'000u, source.bytes.size()) << "too small to show a fault"; }
+
     [[nodiscard]] static ComPtr<IStream> Open(const Source& from) {
         ComPtr<IStream> stream;
         EXPECT_EQ(S_OK, from.open(&stream));
+        if (!stream)
+            throw std::runtime_error("there is no stream to test");
         return stream;
     }
     [[nodiscard]] static ULONGLONG SizeOf(IStream& stream) {
