@@ -1,4 +1,4 @@
-// Something that reads bytes of the benchmark's file: our filter, the stock file source, or ReadFile.
+// Something that reads bytes of the benchmark's file: our filter, the stock file source, ReadFile, or WinHTTP.
 #pragma once
 
 #include <windows.h>

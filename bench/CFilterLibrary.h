@@ -1,14 +1,9 @@
-// TvFileSourceAsync.dll beside this program, loaded as COM loads it but without its being registered.
+// TvFileSourceAsync.dll beside this program.
 //
 // Lifetime: its objects must be gone before it goes.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
-
-#include <windows.h>
-
-#include <unknwn.h>
-#include <wrl/client.h>
+#include "bench/CProductLibrary.h"
 
 class CFilterLibrary final {
 public:
@@ -18,8 +13,8 @@ public:
     [[nodiscard]] IClassFactory& Factory() const noexcept { return *m_factory.Get(); }
 
 private:
-    CAutoLibrary m_library;
-    Microsoft::WRL::ComPtr<IClassFactory> m_factory;
+    const CProductLibrary m_library{L"TvFileSourceAsync.dll"};
+    const Microsoft::WRL::ComPtr<IClassFactory> m_factory;
 };
 
 // The platform's own file source.  Throws std::runtime_error.

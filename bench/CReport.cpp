@@ -44,12 +44,12 @@ void CReport::AddStep(const std::string& what, double time) const {
     std::fflush(stdout);
 }
 
-void CReport::BeginLogging() const {
-    std::printf("\nLogging, in microseconds\n%-42s %14s %14s\n", "", "without logger", "with a logger");
+void CReport::BeginPairs(const std::string& title, const std::string& first, const std::string& second) const {
+    std::printf("\n%s\n%-42s %14s %14s\n", title.c_str(), "", first.c_str(), second.c_str());
 }
 
-void CReport::AddLogging(const std::string& what, double without, double with) const {
-    std::printf("%-42s %14.4f %14.4f\n", what.c_str(), without, with);
+void CReport::AddPair(const std::string& what, double first, double second) const {
+    std::printf("%-42s %14.4f %14.4f\n", what.c_str(), first, second);
     std::fflush(stdout);
 }
 

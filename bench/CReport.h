@@ -28,9 +28,9 @@ public:
     void BeginSteps(const std::string& title, double whole);
     void AddStep(const std::string& what, double time) const;
 
-    // Begins the table of what logging costs, by whether the thread has a logger.
-    void BeginLogging() const;
-    void AddLogging(const std::string& what, double without, double with) const;
+    // Begins a table of two columns with these heads, in whatever unit the title says.
+    void BeginPairs(const std::string& title, const std::string& first, const std::string& second) const;
+    void AddPair(const std::string& what, double first, double second) const;
 
     void AddGoal(const std::string& what, double figure, Goal kind, double limit, const std::string& unit);
 

@@ -86,8 +86,8 @@ void BenchLogging(CReport& report, const CBenchFile& file) {
         without.packetRead = MeasurePacketRead(file);
     });
     const Times with = MeasureWithLogger(file);
-    report.BeginLogging();
-    report.AddLogging("log site", without.logSite, with.logSite);
-    report.AddLogging("timing scope", without.timingScope, with.timingScope);
-    report.AddLogging("read of 188 bytes that the buffer has", without.packetRead, with.packetRead);
+    report.BeginPairs("Logging, in microseconds", "without logger", "with a logger");
+    report.AddPair("log site", without.logSite, with.logSite);
+    report.AddPair("timing scope", without.timingScope, with.timingScope);
+    report.AddPair("read of 188 bytes that the buffer has", without.packetRead, with.packetRead);
 }

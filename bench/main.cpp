@@ -18,6 +18,7 @@ int wmain() {
             BenchReads(report, library, file);
             BenchLoads(report, library, file);
             BenchSteps(report, library, file);
+            BenchHttp(report, library, file);
         }
         BenchLogging(report, file);
         return report.PrintGoals() ? 0 : 1;

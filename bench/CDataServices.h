@@ -1,0 +1,17 @@
+// TvDataServices.dll beside this program, where the filter finds it: as a registered class, but of this process only.
+#pragma once
+
+#include "bench/CProductLibrary.h"
+
+class CDataServices final {
+public:
+    // Throws std::runtime_error when the DLL isn't there or COM doesn't take its class.
+    CDataServices();
+    CDataServices(const CDataServices&) = delete;
+    CDataServices& operator=(const CDataServices&) = delete;
+    ~CDataServices();
+
+private:
+    const CProductLibrary m_library{L"TvDataServices.dll"};
+    DWORD m_registration = 0;
+};

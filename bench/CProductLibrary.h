@@ -1,0 +1,26 @@
+// A DLL of the product's that lies beside this program, loaded as COM loads it but without its being registered.
+//
+// Lifetime: its objects must be gone before it goes.
+#pragma once
+
+#include "diagnostics/CAutoDestructor.h"
+
+#include <windows.h>
+
+#include <unknwn.h>
+#include <wrl/client.h>
+
+class CProductLibrary final {
+public:
+    // Throws std::runtime_error when the DLL isn't there.
+    explicit CProductLibrary(const wchar_t* name);
+
+    // Throws std::runtime_error when the DLL has no such class.
+    [[nodiscard]] Microsoft::WRL::ComPtr<IClassFactory> Factory(REFCLSID classId) const;
+
+    // Keeps the DLL until the process ends, for threads that may still run in it when its last object has gone.
+    void Keep() const;
+
+private:
+    CAutoLibrary m_library;
+};
