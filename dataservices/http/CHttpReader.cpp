@@ -218,7 +218,7 @@ HRESULT CHttpReader::Receive(const CDeadline& deadline) {
         m_request.reset();
         if (m_bodyEnd)  // more was promised
             return kHttpConnectionError;
-        m_liveEnd = m_next;
+        EndLiveSource();
         return S_OK;
     }
     if (inBlocks && m_request->IsUnderWay() && !deadline.IsOver()) {
@@ -248,7 +248,13 @@ void CHttpReader::EndCompleteBody() noexcept {
         return;
     m_request.reset();
     if (!m_length)
-        m_liveEnd = m_next;
+        EndLiveSource();
+}
+
+// Told in the log, since of these sources nobody else knows where they were to end.
+void CHttpReader::EndLiveSource() noexcept {
+    m_liveEnd = m_next;
+    HTTP_LOG(kInfo, L"CHttpReader::Read", L"%s has ended at position %I64u", Name().c_str(), m_next);
 }
 
 // S_OK: it is time to ask again.  Otherwise `reason`: it was asked often enough, or there is no time left.

@@ -9,8 +9,7 @@
 //  - with ranges: any position is asked for directly;
 //  - of known length without ranges: what is ahead is read through, for what is behind the source is read anew;
 //  - live, of unknown length: it only goes forward, and what is kept is all that can be read again. It can't be
-//  resumed,
-//    so any break is for good.
+//    resumed, so any break is for good.
 // In a chunked answer some systems tell its end when the connection breaks off, which nothing tells apart from a real
 // end, and hand out a chunk only when the next one begins, so that one before a stall is lost.
 //
@@ -64,6 +63,7 @@ private:
     [[nodiscard]] HRESULT Receive(const CDeadline& deadline);
     void Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcept;
     void EndCompleteBody() noexcept;
+    void EndLiveSource() noexcept;
     [[nodiscard]] HRESULT PauseBeforeRetry(HRESULT reason, ULONGLONG position, const CDeadline& deadline) noexcept;
     [[nodiscard]] HRESULT Fail(HRESULT hr, ULONGLONG position) noexcept;
 

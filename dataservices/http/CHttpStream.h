@@ -24,9 +24,9 @@ public:
 
     // IStream
 
-    // Never asks the network. `*newPosition` tells where the stream stands, after a failure too: a buffer in front takes
-    // what it reads there, and would give bytes of another position otherwise.
-    // 0x80040003: a live source can't be read there, or its end is asked for. Otherwise as SeekTarget.
+    // Never asks the network. `*newPosition` tells where the stream stands, after a failure too: a buffer in front
+    // takes what it reads there, and would give bytes of another position otherwise. 0x80040003: a live source can't be
+    // read there, or its end is asked for. Otherwise as SeekTarget.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Type, mode, the size (2^63 for a live source), the time of the last change if the server told it, and as the name
     // the URL without user info and query.  STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory
