@@ -40,10 +40,12 @@ HRESULT CHttpReader::Open(const wchar_t* url, std::unique_ptr<CHttpReader>& read
 
 HRESULT CHttpReader::Open() {
     const CDeadline deadline(kOpenMs);
-    m_session = CHttpSession::Get();
+    HRESULT hr = CHttpSession::Get(m_session);
+    if (FAILED(hr))
+        return hr;
     HttpAnswer answer;
     const HttpStart whole{0, {}};
-    HRESULT hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
+    hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
     // The idle connection that was used had just been closed, or an earlier answer had left something in it.
     if (hr == kHttpConnectionError || hr == kHttpInvalidResponse)
         hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);

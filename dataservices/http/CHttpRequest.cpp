@@ -7,8 +7,7 @@
 #include <utility>
 
 bool CHttpRequest::Open(const CHttpUrl& url) {
-    m_connection =
-        CInternetHandle(m_session ? ::WinHttpConnect(m_session->Handle(), url.Host().c_str(), url.Port(), 0) : nullptr);
+    m_connection = CInternetHandle(::WinHttpConnect(m_session->Handle(), url.Host().c_str(), url.Port(), 0));
     if (!m_connection)
         return false;
     const DWORD flags = WINHTTP_FLAG_ESCAPE_DISABLE | WINHTTP_FLAG_ESCAPE_DISABLE_QUERY |

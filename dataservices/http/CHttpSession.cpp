@@ -28,16 +28,20 @@ constinit std::weak_ptr<CHttpSession> shared;
 
 }  // namespace
 
-CHttpSession::CHttpSession(CInternetHandle handle) noexcept : m_handle(std::move(handle)) {}
+CHttpSession::CHttpSession(CAutoLibrary library, CInternetHandle handle) noexcept
+    : m_library(std::move(library)), m_handle(std::move(handle)) {}
 
-std::shared_ptr<CHttpSession> CHttpSession::Get() {
+HRESULT CHttpSession::Get(std::shared_ptr<CHttpSession>& session) {
     const std::lock_guard guard(lock);
-    if (auto session = shared.lock())
-        return session;
-    CInternetHandle handle = OpenSession();
+    session = shared.lock();
+    if (session)
+        return S_OK;
+    // Its functions are looked up at their first call, which must not be made without it.
+    CAutoLibrary library(::LoadLibraryW(L"winhttp.dll"));
+    CInternetHandle handle = library ? OpenSession() : CInternetHandle();
     if (!handle)
-        return nullptr;
-    auto session = std::make_shared<CHttpSession>(std::move(handle));
+        return HRESULT_FROM_WIN32(::GetLastError());
+    session = std::make_shared<CHttpSession>(std::move(library), std::move(handle));
     shared = session;
-    return session;
+    return S_OK;
 }

@@ -11,14 +11,15 @@
 
 class CHttpSession final {
 public:
-    // The session, opened if there is none. Null when it can't be opened; GetLastError says why.  Throws
-    // std::bad_alloc.
-    [[nodiscard]] static std::shared_ptr<CHttpSession> Get();
+    // The session, opened if there is none.
+    // HRESULT_FROM_WIN32: the library doesn't load, or opens no session.  Throws std::bad_alloc.
+    [[nodiscard]] static HRESULT Get(std::shared_ptr<CHttpSession>& session);
 
-    explicit CHttpSession(CInternetHandle handle) noexcept;
+    CHttpSession(CAutoLibrary library, CInternetHandle handle) noexcept;
 
     [[nodiscard]] HINTERNET Handle() const noexcept { return m_handle.Get(); }
 
 private:
+    const CAutoLibrary m_library;
     const CInternetHandle m_handle;
 };

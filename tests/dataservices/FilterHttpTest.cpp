@@ -34,6 +34,8 @@ struct FilterHttpTest : ::testing::Test {
     DWORD registration = 0;
 
     void SetUp() override {
+        if (!CHttpServer::IsSupported())
+            GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
         ComPtr<IUnknown> factory;
         const auto getClass = layer.Export<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject");
         ASSERT_EQ(S_OK, getClass(CLSID_TKDSUriAccessFactory, IID_PPV_ARGS(&factory)));

@@ -44,6 +44,10 @@ struct HttpStreamTest : ::testing::Test {
     CHttpServer server;
     ComPtr<IStream> stream;
 
+    void SetUp() override {
+        if (!CHttpServer::IsSupported())
+            GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
+    }
     HRESULT Open(const std::wstring& url) { return CreateHttpStream(url.c_str(), stream.ReleaseAndGetAddressOf()); }
     HRESULT OpenServed(CHttpServer::Resource resource) {
         server.Serve("/a", std::move(resource));

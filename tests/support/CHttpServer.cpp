@@ -92,7 +92,14 @@ std::optional<std::pair<size_t, size_t>> RangeOf(const CHttpServer::Request& req
 
 }  // namespace
 
+bool CHttpServer::IsSupported() {
+    static const bool supported = ::LoadLibraryW(L"ws2_32.dll") != nullptr;
+    return supported;
+}
+
 CHttpServer::CHttpServer(bool ipv6) : m_ipv6(ipv6) {
+    if (!IsSupported())
+        return;
     WSADATA data{};
     EXPECT_EQ(0, ::WSAStartup(MAKEWORD(2, 2), &data));
     m_listener = ::socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM, IPPROTO_TCP);
@@ -112,6 +119,8 @@ CHttpServer::CHttpServer(bool ipv6) : m_ipv6(ipv6) {
 }
 
 CHttpServer::~CHttpServer() {
+    if (!IsSupported())
+        return;
     ::SetEvent(m_stop.Get());
     ::closesocket(m_listener);
     m_acceptor.join();

@@ -67,6 +67,9 @@ public:
         std::function<Misbehaviour(const Request&)> script{};
     };
 
+    // False: programs of this bitness have no sockets on this platform. Then a server serves nothing.
+    [[nodiscard]] static bool IsSupported();
+
     explicit CHttpServer(bool ipv6 = false);
     CHttpServer(const CHttpServer&) = delete;
     CHttpServer& operator=(const CHttpServer&) = delete;
@@ -104,7 +107,7 @@ private:
     const CAutoHandle m_stalled{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     const CAutoHandle m_release{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     const CAutoHandle m_stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    UINT_PTR m_listener;
+    UINT_PTR m_listener = 0;
     unsigned m_port = 0;
 
     std::mutex m_scriptLock;    // held while a script runs; taken before m_lock

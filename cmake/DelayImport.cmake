@@ -1,0 +1,29 @@
+# Imports of a system library that are looked up when the first of its functions is called, so that a program starts where
+# the library doesn't: its users try it by LoadLibrary first, and call nothing of it when that fails.
+
+# tv_delay_import(winhttp): the interface library delay_winhttp, to be linked in place of winhttp.
+function(tv_delay_import name)
+  find_library(TV_IMPORTS_OF_${name} ${name} REQUIRED)
+  set(stem ${PROJECT_BINARY_DIR}/delay_${name})
+  # The library's own list of what it exports, with the decorations of stdcall on x86. The entry points of COM servers
+  # are every DLL's own.
+  execute_process(
+    COMMAND ${CMAKE_NM} ${TV_IMPORTS_OF_${name}}
+    OUTPUT_VARIABLE symbols ERROR_QUIET COMMAND_ERROR_IS_FATAL ANY)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(prefix __imp__)
+  else()
+    set(prefix __imp_)
+  endif()
+  string(REGEX MATCHALL " I ${prefix}[^\n]+" symbols "${symbols}")
+  list(TRANSFORM symbols REPLACE " I ${prefix}" "")
+  list(FILTER symbols EXCLUDE REGEX "^Dll")
+  list(REMOVE_DUPLICATES symbols)
+  list(JOIN symbols "\n" symbols)
+  file(WRITE ${stem}.def "LIBRARY ${name}.dll\nEXPORTS\n${symbols}\n")
+  execute_process(
+    COMMAND ${TV_TARGET_TRIPLET}-dlltool --kill-at --input-def ${stem}.def --output-delaylib ${stem}.a
+    COMMAND_ERROR_IS_FATAL ANY)
+  add_library(delay_${name} INTERFACE)
+  target_link_libraries(delay_${name} INTERFACE ${stem}.a delayimp)
+endfunction()
