@@ -104,7 +104,7 @@ Transfer TransferBare(const CServedFile& served, BYTE* buffer) {
 }
 
 void BenchTransfers(CReport& report, IClassFactory& factory, const CServedFile& served, BYTE* buffer) {
-    constexpr int kRounds = 15;
+    constexpr int kRounds = 25;
     std::vector<double> oursOpen, oursRead, bareOpen, bareRead, ratios;
     for (int round = 0; round < kRounds; ++round) {
         const Transfer ours = TransferOurs(factory, served, buffer);
