@@ -1,5 +1,6 @@
 // What every source of data owes its readers. Another data-service layer is held to it too, in place of ours, when the
 // environment gives a URI that it opens (TV_SOURCE_URI) and a local file with the same bytes (TV_SOURCE_FILE).
+#include "dataservices/Base64.h"
 #include "dataservices/DataUri.h"
 #include "dataservices/http/CHttpStream.h"
 #include "diagnostics/CBstr.h"
@@ -14,7 +15,6 @@
 #include <wrl/client.h>
 
 #include <gtest/gtest.h>
-#include <wincrypt.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -65,19 +65,10 @@ Source Http(const std::string& bytes, bool ranges, bool live) {
 }
 
 Source Data(const std::string& bytes, bool base64) {
-    std::wstring uri = base64 ? L"data:;base64," : L"data:,";
-    if (base64) {
-        DWORD size = static_cast<DWORD>(2 * bytes.size() + 100);
-        std::wstring text(size, L'\0');
-        EXPECT_TRUE(::CryptBinaryToStringW(reinterpret_cast<const BYTE*>(bytes.data()),
-                                           static_cast<DWORD>(bytes.size()), CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF,
-                                           text.data(), &size));
-        uri += text.substr(0, size);
-    } else {
-        constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
-        for (const char byte : bytes)
-            uri += {L'%', kDigits[static_cast<BYTE>(byte) / 16], kDigits[static_cast<BYTE>(byte) % 16]};
-    }
+    std::wstring uri = base64 ? L"data:;base64," + EncodeBase64(bytes) : L"data:,";
+    constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
+    for (const char byte : base64 ? std::string() : bytes)
+        uri += {L'%', kDigits[static_cast<BYTE>(byte) / 16], kDigits[static_cast<BYTE>(byte) % 16]};
     return {bytes, [uri](IStream** stream) { return CreateDataUriStream(uri.c_str(), stream); }};
 }
 
