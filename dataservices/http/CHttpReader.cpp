@@ -21,7 +21,7 @@ constexpr DWORD kRangeNotSatisfiable = 416;
 
 }  // namespace
 
-CHttpReader::CHttpReader(CHttpUrl url) : m_original(std::move(url)), m_url(m_original), m_recent(kKeptBytes) {}
+CHttpReader::CHttpReader(CHttpUrl url) : m_original(std::move(url)), m_url(m_original), m_recent(kKeptBytes + kBlockBytes) {}
 
 HRESULT CHttpReader::Open(const wchar_t* url, std::unique_ptr<CHttpReader>& reader) {
     reader.reset();

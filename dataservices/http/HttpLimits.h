@@ -19,7 +19,8 @@ inline constexpr DWORD kPausesMs[] = {100, 200, 400, 800, 1600};
 
 inline constexpr int kMaxRedirects = 10;
 
-// A stream keeps so many of the last bytes that came, and reads on rather than asks again over such a distance.
+// A stream keeps so many of the last bytes that it has given, besides the block that it is reading, and reads on rather
+// than asks again over such a distance.
 inline constexpr ULONG kKeptBytes = 0x40000;
 inline constexpr ULONG kSkippedBytes = 0x40000;
 

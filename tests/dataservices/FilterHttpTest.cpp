@@ -1,5 +1,4 @@
 // The whole way of bytes: from a web server through the data services and the filter to its reader, or to a renderer.
-#include "diagnostics/CAutoDestructor.h"
 #include "framework/streams/CBufferedStream.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CHttpServer.h"
@@ -20,11 +19,12 @@ class CLayer final {
 public:
     template <class Function>
     [[nodiscard]] Function* Export(const char* name) const {
-        return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(m_module.Get(), name)));
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(m_module, name)));
     }
 
 private:
-    const CAutoLibrary m_module{::LoadLibraryW(BuiltFile(L"TvDataServices.dll").c_str())};
+    // Never freed: a thread of the HTTP library may be on its way out of it.
+    const HMODULE m_module = ::LoadLibraryW(BuiltFile(L"TvDataServices.dll").c_str());
 };
 
 // Made for this process only, not installed.

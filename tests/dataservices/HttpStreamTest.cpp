@@ -77,8 +77,11 @@ struct HttpStreamTest : ::testing::Test {
 TEST_F(HttpStreamTest, AnOpenReadToItsEndIsOneRequestAndASeekAmongKeptBytesIsNone) {
     EXPECT_EQ(1u, RequestsOf([&] {
                   ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
-                  for (size_t at = 0; at < bytes.size(); at += 10'000)
+                  for (size_t at = 0; at < bytes.size(); at += 10'000) {
                       ASSERT_TRUE(Read(10'000).second == bytes.substr(at, 10'000)) << at;
+                      const size_t back = std::min<size_t>(at + 10'000, kKeptBytes);
+                      ASSERT_TRUE(IsRightAt(at + 10'000 - back, back)) << at;
+                  }
                   EXPECT_TRUE(IsRightAt(bytes.size() - kKeptBytes));
                   EXPECT_TRUE(IsRightAt(bytes.size() - 1'000));
               }));

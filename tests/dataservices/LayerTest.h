@@ -41,7 +41,7 @@ public:
 
     HRESULT Create(REFCLSID clsid, REFIID iid, void** object, IUnknown* outer = nullptr) const {
         const auto getClass = reinterpret_cast<decltype(&::DllGetClassObject)>(
-            reinterpret_cast<void*>(::GetProcAddress(m_library.Get(), "DllGetClassObject")));
+            reinterpret_cast<void*>(::GetProcAddress(m_library, "DllGetClassObject")));
         ComPtr<IClassFactory> factory;
         const HRESULT hr = getClass ? getClass(clsid, IID_PPV_ARGS(&factory)) : E_UNEXPECTED;
         return FAILED(hr) ? hr : factory->CreateInstance(outer, iid, object);
@@ -49,7 +49,8 @@ public:
 
 private:
     const CTestApartment m_apartment{COINIT_MULTITHREADED};
-    const CAutoLibrary m_library{::LoadLibraryW(Path().c_str())};
+    // Never freed: a thread of the HTTP library may be on its way out of it.
+    const HMODULE m_library = ::LoadLibraryW(Path().c_str());
     std::vector<std::unique_ptr<CRegisteredComClass>> m_classes;
 };
 
