@@ -3,7 +3,8 @@
 // Threads: one.  Errors: none; a program that can't say something goes on.
 #pragma once
 
-#include <string>
+#include <windows.h>
+
 #include <string_view>
 
 // To standard output, for what was asked for.
@@ -12,25 +13,5 @@ void Print(std::wstring_view text);
 // To standard error, for what a person should know beside it.
 void Complain(std::wstring_view text);
 
-// One line on standard error that is written over again and again, and gone in the end. Nothing is shown unless
-// standard error is a terminal.
-class CProgressLine final {
-public:
-    CProgressLine();
-    CProgressLine(const CProgressLine&) = delete;
-    CProgressLine& operator=(const CProgressLine&) = delete;
-    ~CProgressLine();
-
-    // Whether a person sees it.
-    [[nodiscard]] bool IsShown() const noexcept { return m_terminal; }
-
-    // Replaces the line.
-    void Show(std::wstring_view text);
-
-    // A bar such as "[#####     ]  50%".  `total` 0 gives an empty bar.
-    [[nodiscard]] static std::wstring Bar(unsigned long long done, unsigned long long total);
-
-private:
-    bool m_terminal;
-    size_t m_width = 0;  // of what stands there now
-};
+// Whether this one of the standard handles (STD_OUTPUT_HANDLE, STD_ERROR_HANDLE) leads to a person's eyes.
+[[nodiscard]] bool IsTerminal(DWORD standardHandle) noexcept;

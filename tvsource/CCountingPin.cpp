@@ -21,13 +21,17 @@ private:
     ComPtr<IPin> m_countingPin;
 };
 
-LONGLONG BytesAskedFor(IMediaSample* sample) noexcept {
+struct Span {
+    LONGLONG start = 0, length = 0;  // in bytes
+};
+
+Span SpanOf(IMediaSample* sample) noexcept {
     constexpr LONGLONG kTimeUnitsPerByte = 10'000'000;  // a sample's times carry byte positions in this scale
     REFERENCE_TIME start = 0;
     REFERENCE_TIME stop = 0;
     if (!sample || FAILED(sample->GetTime(&start, &stop)))
-        return 0;
-    return stop / kTimeUnitsPerByte - start / kTimeUnitsPerByte;
+        return {};
+    return {start / kTimeUnitsPerByte, stop / kTimeUnitsPerByte - start / kTimeUnitsPerByte};
 }
 
 }  // namespace
@@ -63,30 +67,53 @@ STDMETHODIMP CCountingPin::RequestAllocator(IMemAllocator* preferred, ALLOCATOR_
 }
 
 STDMETHODIMP CCountingPin::Request(IMediaSample* sample, DWORD_PTR user) noexcept {
-    Count(BytesAskedFor(sample));
-    return m_reader->Request(sample, user);
+    const Span span = SpanOf(sample);
+    CountAsked(span.length);
+    const HRESULT hr = m_reader->Request(sample, user);
+    if (hr != S_OK)
+        m_shortAt = span.start;
+    return hr;
 }
 
 STDMETHODIMP CCountingPin::WaitForNext(DWORD timeoutMs, IMediaSample** sample, DWORD_PTR* user) noexcept {
-    return m_reader->WaitForNext(timeoutMs, sample, user);
+    const HRESULT hr = m_reader->WaitForNext(timeoutMs, sample, user);
+    if (SUCCEEDED(hr) && *sample)
+        CountDelivered((*sample)->GetActualDataLength());
+    return hr;
 }
 
 STDMETHODIMP CCountingPin::SyncReadAligned(IMediaSample* sample) noexcept {
-    Count(BytesAskedFor(sample));
-    return m_reader->SyncReadAligned(sample);
+    const Span span = SpanOf(sample);
+    CountAsked(span.length);
+    const HRESULT hr = m_reader->SyncReadAligned(sample);
+    if (SUCCEEDED(hr))
+        CountDelivered(sample->GetActualDataLength());
+    if (hr != S_OK)
+        m_shortAt = span.start;
+    return hr;
 }
 
 STDMETHODIMP CCountingPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) noexcept {
-    Count(length);
-    return m_reader->SyncRead(position, length, buffer);
+    CountAsked(length);
+    const HRESULT hr = m_reader->SyncRead(position, length, buffer);
+    if (hr == S_OK)
+        CountDelivered(length);
+    else
+        m_shortAt = position;
+    return hr;
 }
 
 STDMETHODIMP CCountingPin::Length(LONGLONG* total, LONGLONG* available) noexcept {
     return m_reader->Length(total, available);
 }
 
-void CCountingPin::Count(LONGLONG bytes) noexcept {
+void CCountingPin::CountAsked(LONGLONG bytes) noexcept {
     ++m_reads;
     if (bytes > 0)
         m_bytes += static_cast<unsigned long long>(bytes);
+}
+
+void CCountingPin::CountDelivered(LONG bytes) noexcept {
+    if (bytes > 0)
+        m_delivered += static_cast<unsigned long long>(bytes);
 }

@@ -17,14 +17,16 @@
 class CCountingPin final : public CPinProxy, public IAsyncReader {
 public:
     struct Counts {
-        unsigned long long reads;  // calls of SyncRead, SyncReadAligned and Request
-        unsigned long long bytes;  // that these asked for
+        unsigned long long reads;      // calls of SyncRead, SyncReadAligned and Request
+        unsigned long long bytes;      // that these asked for
+        unsigned long long delivered;  // of those, what came; not in it is what a SyncRead gave that came short
+        LONGLONG shortAt;              // where the last read began that came short or failed; 0: none did
     };
 
     // `pin` and `reader` are two interfaces of the one pin that reads are passed on to. Neither may be null.
     CCountingPin(IPin* pin, IAsyncReader* reader) noexcept : CPinProxy(pin), m_reader(reader) {}
 
-    [[nodiscard]] Counts Read() const noexcept { return {m_reads, m_bytes}; }
+    [[nodiscard]] Counts Read() const noexcept { return {m_reads, m_bytes, m_delivered, m_shortAt}; }
 
     // IUnknown: IPin and IAsyncReader.
     STDMETHODIMP QueryInterface(REFIID riid, void** object) noexcept override;
@@ -48,9 +50,12 @@ public:
 private:
     ~CCountingPin() override = default;
 
-    void Count(LONGLONG bytes) noexcept;
+    void CountAsked(LONGLONG bytes) noexcept;
+    void CountDelivered(LONG bytes) noexcept;
 
     Microsoft::WRL::ComPtr<IAsyncReader> m_reader;
     std::atomic<unsigned long long> m_reads{0};
     std::atomic<unsigned long long> m_bytes{0};
+    std::atomic<unsigned long long> m_delivered{0};
+    std::atomic<LONGLONG> m_shortAt{0};
 };

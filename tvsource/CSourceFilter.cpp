@@ -7,6 +7,8 @@
 #include "baseclasses/MediaTypeCopies.h"
 #include "diagnostics/LongPath.h"
 #include "diagnostics/ModuleFolder.h"
+#include "framework/streams/TKFCreateStreamFromUri.h"
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
 
@@ -23,6 +25,14 @@ ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
     if (FAILED(hr))
         throw CHostError(std::wstring(L"The filter has no ") + interfaceName, hr);
     return result;
+}
+
+// The filter says only that it has no stream. Opening the name once more tells why, if that fails again.
+HRESULT WhyNotOpened(const std::wstring& name, HRESULT otherwise) {
+    ComPtr<IStream> stream;
+    constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareDelete;  // as the filter
+    const HRESULT hr = ::TKFCreateStreamFromUri(name.c_str(), kMode, &stream, nullptr, nullptr);
+    return FAILED(hr) ? hr : otherwise;
 }
 
 }  // namespace
@@ -77,7 +87,7 @@ void CSourceFilter::Load(const std::wstring& name, const GUID* subtype) {
     const HRESULT hr =
         Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->Load(name.c_str(), subtype ? &type : nullptr);
     if (FAILED(hr))
-        throw CHostError(L"Cannot open " + name, hr);
+        throw CannotOpen(NameForLog(name.c_str()), WhyNotOpened(name, hr));
 }
 
 void CSourceFilter::EnableDataFlow() {
@@ -106,6 +116,24 @@ CSourceFilter::Length CSourceFilter::SourceLength() const {
 
 ComPtr<IStream> CSourceFilter::Content() const {
     return Ask<IStream>(m_pin.Get(), L"IStream on its pin");
+}
+
+HRESULT CSourceFilter::TryByteAt(LONGLONG position) const {
+    const ComPtr<IStream> content = Content();
+    LARGE_INTEGER move{};
+    move.QuadPart = position;
+    ULARGE_INTEGER reached{};
+    if (!SourceLength().estimated) {
+        if (const HRESULT hr = content->Seek(move, STREAM_SEEK_SET, &reached); FAILED(hr))
+            return hr;
+    }
+    BYTE byte = 0;
+    ULONG read = 0;
+    const HRESULT hr = content->Read(&byte, 1, &read);
+    if (FAILED(hr) || read == 0)
+        return FAILED(hr) ? hr : S_FALSE;
+    move.QuadPart = -1;
+    return content->Seek(move, STREAM_SEEK_CUR, &reached);  // inside the filter's buffer
 }
 
 std::wstring CSourceFilter::Folder() const {

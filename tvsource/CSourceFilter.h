@@ -60,6 +60,11 @@ public:
     // The source's bytes as a stream. Reads pass the gate.
     [[nodiscard]] Microsoft::WRL::ComPtr<IStream> Content() const;
 
+    // Why a read at `position` came short, which the pin's IAsyncReader doesn't tell: the failure of reading one byte
+    // there, which may take as long as a network is waited for.  S_FALSE: the data have ended.  S_OK: the byte is
+    // there now, for the next read too. A source of unknown length is tried where it stands.
+    [[nodiscard]] HRESULT TryByteAt(LONGLONG position) const;
+
     // Where the filter's DLL is, with a backslash at the end: it looks for its companions there first.
     [[nodiscard]] std::wstring Folder() const;
 

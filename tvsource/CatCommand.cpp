@@ -11,6 +11,7 @@
 #include "diagnostics/LongPath.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
+#include "tvsource/CProgressLine.h"
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
@@ -85,6 +86,17 @@ private:
     CAutoHandle m_file;
 };
 
+// Whether there are bytes at `position` after a read that gave none. The filter reports no failed read to its reader,
+// only fewer bytes; and what it got together with a failure comes with the next read. Throws where that fails too.
+bool GoesOn(const CSourceFilter& source, LONGLONG position, const CSourceFilter::Length& length) {
+    const HRESULT hr = source.TryByteAt(position);
+    if (hr == S_OK || (hr == S_FALSE && length.estimated))
+        return hr == S_OK;
+    const std::wstring step = Format(L"The source could not be read beyond byte %I64d", position) +
+                              (length.estimated ? L"" : Format(L" of %I64d", length.total));
+    throw FAILED(hr) ? CHostError(step, hr) : CHostError(step);
+}
+
 }  // namespace
 
 int Cat(const CatOptions& options) {
@@ -100,25 +112,25 @@ int Cat(const CatOptions& options) {
 
     COutput output(options.output);
     CSampleReader reader(source.Reader());
-    CProgressLine line;
+    CProgressLine line(options.progress ||
+                       (IsTerminal(STD_ERROR_HANDLE) && !(options.output.empty() && IsTerminal(STD_OUTPUT_HANDLE))));
     // A source of unknown length is read from where it stands, whatever position a read asks for: what comes before the
     // offset is read and left out.
-    LONGLONG position = length.estimated ? 0 : options.offset;
+    const LONGLONG begin = length.estimated ? 0 : options.offset;
+    LONGLONG position = begin;
     while (position < end) {
         const auto block = static_cast<LONG>(std::min<LONGLONG>(kBlockBytes, end - position));
         const LONG got = reader.Read(position, block);
+        if (got == 0) {
+            if (!GoesOn(source, position, length))
+                break;
+            continue;
+        }
         const LONG skipped = static_cast<LONG>(std::clamp<LONGLONG>(options.offset - position, 0, got));
         output.Write(reader.Data() + skipped, got - skipped);
         position += got;
-        if (got < block)
-            break;
-        line.Show(length.estimated ? Format(L"%I64d bytes", position)
-                                   : CProgressLine::Bar(static_cast<unsigned long long>(position - options.offset),
-                                                        static_cast<unsigned long long>(end - options.offset)));
-    }
-    if (position < end && !length.estimated) {
-        // The filter reports no failed read to its reader, only fewer bytes.
-        throw CHostError(Format(L"The source could not be read beyond byte %I64d of %I64d", position, length.total));
+        const auto copied = static_cast<ULONGLONG>(position - begin);
+        line.Show(copied, length.estimated ? 0 : static_cast<ULONGLONG>(end - begin), {}, copied);
     }
     return 0;
 }

@@ -1,4 +1,5 @@
-// The program's commands. Each returns the program's exit code: 0 when all that was asked for was done, 1 otherwise.
+// The program's commands. Each returns the program's exit code: 0 when all that was asked for was done, kInterrupted
+// after an interrupt, 1 otherwise. What they print has no credentials of URLs.
 // Errors: CHostError.  Threads: the main thread, in the multithreaded apartment.
 #pragma once
 
@@ -17,7 +18,8 @@ struct CommonOptions {
 
 struct PlayOptions {
     CommonOptions common;
-    bool null = false;  // show nothing, play nothing aloud, go as fast as it goes
+    bool null = false;      // show nothing, play nothing aloud, go as fast as it goes
+    bool progress = false;  // show the progress on standard error even if that is no terminal
 };
 
 struct InfoOptions {
@@ -30,6 +32,7 @@ struct CatOptions {
     LONGLONG offset = 0;             // in bytes
     std::optional<LONGLONG> length;  // in bytes; nothing: to the end
     std::wstring output;             // a file to be written, or empty: standard output
+    bool progress = false;           // as for play; otherwise not if the bytes go to a terminal either
 };
 
 // Plays the source through a filter graph and reports how that went.

@@ -4,6 +4,7 @@
 
 #include "diagnostics/LongPath.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CMimeDictionary.h"
@@ -48,10 +49,12 @@ bool IsFolder(const std::wstring& path) {
 void DetectOne(const CMimeDictionary& dictionary, const std::wstring& name, bool explain) {
     ComPtr<IStream> content;
     constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareWrite | kTKFStreamShareDelete;
-    Check(::TKFCreateStreamFromUri(SourceName(name).c_str(), kMode, &content, nullptr, nullptr), L"Cannot open it");
+    const HRESULT hr = ::TKFCreateStreamFromUri(SourceName(name).c_str(), kMode, &content, nullptr, nullptr);
+    if (FAILED(hr))
+        throw CannotOpen(L"it", hr);
     const CMimeDictionary::Answer answer =
         explain ? dictionary.Explain(content.Get()) : dictionary.Detect(content.Get());
-    std::wstring text = name + L"\t" + MimeTypesText(answer.types) + L"\n";
+    std::wstring text = NameForLog(name.c_str()) + L"\t" + MimeTypesText(answer.types) + L"\n";
     for (const std::wstring& line : answer.explanation)
         text += L"  " + line + L"\n";
     Print(text);
@@ -77,7 +80,7 @@ int Detect(const DetectOptions& options) {
             for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
                 names.push_back(name + (isClosed ? L"" : L"\\") + *entry);
         } catch (const CHostError& error) {
-            Complain(L"tvsource: " + name + L": " + error.Text() + L"\n");
+            Complain(L"tvsource: " + NameForLog(name.c_str()) + L": " + error.Text() + L"\n");
             code = 1;
         }
     }

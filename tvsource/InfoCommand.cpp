@@ -1,5 +1,6 @@
 #include "diagnostics/EnvironmentReport.h"
 #include "diagnostics/LogDestination.h"
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CMimeDictionary.h"
@@ -51,7 +52,7 @@ int InfoOf(const CommonOptions& options, bool environment) {
 
     const CSourceFilter::CurrentFile current = source.Current();
     const CSourceFilter::Length length = source.SourceLength();
-    std::wstring text = L"File     " + current.name + L"\nLength   ";
+    std::wstring text = L"File     " + NameForLog(current.name.c_str()) + L"\nLength   ";
     text += length.estimated ? L"not known (estimated)" : Format(L"%I64d bytes", length.total);
     text += L"\nMIME     " + MimeTypesOf(source) + L"\nType     " + TypeText(current.type) + L"\n";
     for (const StreamType& type : source.OfferedTypes())

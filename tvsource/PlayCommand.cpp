@@ -1,30 +1,18 @@
 #include <chrono>
 
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CPlayGraph.h"
+#include "tvsource/CProgressLine.h"
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
+#include "tvsource/Interrupt.h"
 #include "tvsource/Screen.h"
 #include "tvsource/SourceName.h"
 #include "tvsource/Text.h"
 
 namespace {
-
-// Signalled by Ctrl+C, so that the graph is taken down in order. Lives until the process ends, because the system calls
-// the handler on a thread of its own.
-HANDLE InterruptEvent() {
-    static const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    return event;
-}
-
-BOOL WINAPI OnConsoleControl(DWORD event) {
-    ::SetEvent(InterruptEvent());
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
-        ::Sleep(
-            INFINITE);  // the window is closed: the system ends the process once this returns, or some seconds later
-    return TRUE;
-}
 
 std::wstring Clock(LONGLONG units) {
     const LONGLONG seconds = units / 10'000'000;
@@ -57,28 +45,32 @@ int Play(const PlayOptions& options) {
     if (offered.size() == 1 && offered.front().IsUnknown())
         Complain(L"No type is known from the content. --type names one; --type any leaves it to the parser\n");
     if (source.SourceLength().total == 0)
-        throw CHostError(name + L" is empty");
+        throw CHostError(NameForLog(name.c_str()) + L" is empty");
     source.EnableDataFlow();
 
     CPlayGraph graph(source);
     graph.Build(options.null || !HasScreen());
 
-    ::SetConsoleCtrlHandler(OnConsoleControl, TRUE);
     const auto begin = std::chrono::steady_clock::now();
     CPlayGraph::Result result{};
     {
-        CProgressLine line;
+        CProgressLine line(options.progress || IsTerminal(STD_ERROR_HANDLE));
         result = graph.Run(InterruptEvent(), [&](LONGLONG position, LONGLONG duration) {
-            line.Show(CProgressLine::Bar(static_cast<unsigned long long>(position),
-                                         static_cast<unsigned long long>(duration)) +
-                      L" " + Clock(position) + L" of " + Clock(duration));
+            const std::wstring end = duration > 0 ? L" of " + Clock(duration) : std::wstring();
+            line.Show(static_cast<ULONGLONG>(position), static_cast<ULONGLONG>(duration), Clock(position) + end + L", ",
+                      graph.Reads().delivered);
         });
+    }
+    if (result.ending == CPlayGraph::Ending::kErrorAbort) {
+        // What the graph is told of a failed read doesn't say why it failed.
+        if (const HRESULT hr = source.TryByteAt(graph.Reads().shortAt); FAILED(hr))
+            result.error = hr;
     }
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
 
     const CSourceFilter::Length length = source.SourceLength();
     const CCountingPin::Counts reads = graph.Reads();
-    std::wstring text = L"File     " + source.Current().name + L"\nLength   ";
+    std::wstring text = L"File     " + NameForLog(source.Current().name.c_str()) + L"\nLength   ";
     text += length.estimated ? L"not known" : Format(L"%I64d bytes", length.total);
     for (const StreamType& type : source.OfferedTypes())
         text += L"\nOffered  " + TypeText(type);
@@ -88,5 +80,7 @@ int Play(const PlayOptions& options) {
     text += Format(L"Reads    %I64u, of %I64u bytes together\nTime     %.2f s\nEnded    ", reads.reads, reads.bytes,
                    elapsed.count());
     Print(text + EndingText(result) + L"\n");
+    if (result.ending == CPlayGraph::Ending::kInterrupted)
+        return kInterrupted;
     return result.ending == CPlayGraph::Ending::kComplete ? 0 : 1;
 }

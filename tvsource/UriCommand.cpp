@@ -1,4 +1,5 @@
 #include "framework/uri/CTKFUri.h"
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Commands.h"
@@ -33,11 +34,11 @@ std::wstring Line(std::wstring label, const std::wstring& value) {
 int Uri(const std::wstring& text) {
     const auto uri = CTKFUri::Parse(text.c_str());
     if (!uri)
-        throw CHostError(L"'" + text +
+        throw CHostError(L"'" + NameForLog(text.c_str()) +
                          L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
                          L"malformed host, a port above 65535 or control characters");
     std::wstring lines = Line(L"Scheme", uri->GetScheme());
-    lines += Line(L"User info", uri->GetUserInfo());
+    lines += Line(L"User info", uri->GetUserInfo().empty() ? L"" : L"***");  // a password may be in it
     lines += Line(L"Host", uri->GetHost());
     lines += Line(L"Host type", InWords(uri->GetHostType()));
     lines += Line(L"Port", uri->GetPort() ? std::to_wstring(*uri->GetPort()) : std::wstring());

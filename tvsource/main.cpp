@@ -7,9 +7,11 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Commands.h"
+#include "tvsource/Interrupt.h"
 #include "tvsource/MediaTypes.h"
 #include "tvsource/Text.h"
 
@@ -20,7 +22,9 @@ constexpr int kWrongUsage = 2;
 
 constexpr char kDescription[] =
     "Plays, describes and copies a media source through the source filter TvFileSourceAsync.\n"
-    "FILE is a path or a URI; uri shows how one is understood, detect tells the types of files.\n"
+    "FILE is a path or a URI, http://host/clip.avi say; uri shows how one is understood, detect tells the types of\n"
+    "files. URIs other than file: are opened by a data-service layer such as TvDataServices.dll, which is to be\n"
+    "registered. Ctrl+C ends at once, with exit code 130.\n"
     "\n"
     "The filter holds every reader back until its data flow is enabled for the first time\n"
     "(IDataFlowControl::EnableDataFlow), and parsers read while they connect. play, info\n"
@@ -38,7 +42,12 @@ struct Arguments {
     bool null = false;
     bool environment = false;
     bool explain = false;
+    bool progress = false;
 };
+
+void AddProgressFlag(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--progress", arguments.progress, "Show the progress even if standard error is no terminal");
+}
 
 CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, const char* description) {
     CLI::App* command = app.add_subcommand(name, description);
@@ -71,6 +80,16 @@ public:
     ~CApartment() { ::CoUninitialize(); }
 };
 
+// What was typed may be repeated in a message about it.
+std::wstring WithoutCredentials(std::wstring message, const std::vector<std::string>& typed) {
+    for (const std::string& word : typed) {
+        const std::wstring name = FromUtf8(word), harmless = NameForLog(name.c_str());
+        for (size_t at = 0; harmless != name && (at = message.find(name, at)) != message.npos; at += harmless.size())
+            message.replace(at, name.size(), harmless);
+    }
+    return message;
+}
+
 int Run(std::vector<std::string> words) {
     CLI::App app(kDescription, "tvsource");
     app.require_subcommand(1);
@@ -81,6 +100,7 @@ int Run(std::vector<std::string> words) {
         AddCommand(app, arguments, "play", "Plays the source through the platform's parsers and renderers.");
     play->add_flag("--null", arguments.null,
                    "Show nothing and go as fast as it goes; so it is anyway where there is no screen");
+    AddProgressFlag(*play, arguments);
     CLI::App* info = AddCommand(app, arguments, "info",
                                 "Prints the length of the source, its MIME types and the types that it offers.");
     info->get_option("FILE")->required(false);  // the environment can be had without one
@@ -92,6 +112,7 @@ int Run(std::vector<std::string> words) {
     cat->add_option("--length", arguments.length, "How many bytes; all to the end when left out")
         ->check(CLI::NonNegativeNumber);
     cat->add_option("-o", arguments.output, "The file to be written instead of standard output")->type_name("OUT");
+    AddProgressFlag(*cat, arguments);
 
     CLI::App* detect = app.add_subcommand("detect", "Prints the MIME types of files, as their content tells them.");
     detect->add_option("PATH", arguments.names, "Files, URIs, and folders, which stand for all files in them")
@@ -103,6 +124,7 @@ int Run(std::vector<std::string> words) {
     CLI::App* uri = app.add_subcommand("uri", "Shows how a name is taken apart and what would be opened.");
     uri->add_option("TEXT", arguments.name, "A path or a URI; nothing is opened")->required()->type_name("");
 
+    const std::vector<std::string> typed = words;
     try {
         app.parse(std::move(words));
         if (info->parsed() && info->count("FILE") == 0 && !arguments.environment)
@@ -112,13 +134,13 @@ int Run(std::vector<std::string> words) {
         std::ostringstream err;
         const int code = app.exit(error, out, err);
         Print(FromUtf8(out.str()));
-        Complain(FromUtf8(err.str()));
+        Complain(WithoutCredentials(FromUtf8(err.str()), typed));
         return code == 0 ? 0 : kWrongUsage;
     }
 
     const CApartment apartment;
     if (play->parsed())
-        return Play({Common(arguments), arguments.null});
+        return Play({Common(arguments), arguments.null, arguments.progress});
     if (info->parsed())
         return Info({Common(arguments), arguments.environment});
     if (detect->parsed()) {
@@ -129,7 +151,8 @@ int Run(std::vector<std::string> words) {
     }
     if (uri->parsed())
         return Uri(FromUtf8(arguments.name));
-    CatOptions options{Common(arguments), arguments.offset, std::nullopt, FromUtf8(arguments.output)};
+    CatOptions options{Common(arguments), arguments.offset, std::nullopt, FromUtf8(arguments.output),
+                       arguments.progress};
     if (arguments.length >= 0)
         options.length = arguments.length;
     return Cat(options);
@@ -139,6 +162,7 @@ int Run(std::vector<std::string> words) {
 
 int wmain(int count, wchar_t** words) {
     try {
+        EndOnInterrupt();
         // The parser takes the words last first.
         std::vector<std::string> arguments;
         for (int i = count - 1; i > 0; --i)

@@ -23,7 +23,8 @@ std::wstring FileIn(const char* folder, const std::wstring& name) {
 
 }  // namespace
 
-HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& program) {
+HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& program,
+                const std::function<void()>& meanwhile) {
     std::wstring line = L'"' + program + L'"';
     for (const std::wstring& argument : arguments)
         line += L" \"" + argument + L'"';  // none has a quote in it or a backslash at its end
@@ -36,13 +37,17 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
     startup.hStdOutput = outHandle.Get();
     startup.hStdError = errHandle.Get();
     PROCESS_INFORMATION info{};
+    // A program that gets a new console, having none to share, keeps its current folder in use beyond its end.
+    const DWORD flags = meanwhile ? 0 : DETACHED_PROCESS;
     // On a busy machine Wine now and then loses a process before its first instruction (ERROR_INTERNAL_ERROR).
     BOOL created = FALSE;
     for (int attempt = 0; attempt < 3 && !created; ++attempt)
-        created = ::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                                   &info);
+        created = ::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr,
+                                   &startup, &info);
     EXPECT_TRUE(created) << ::GetLastError();
     const CAutoHandle process(info.hProcess), thread(info.hThread);
+    if (created && meanwhile)
+        meanwhile();
     DWORD exitCode = ~0u;
     if (::WaitForSingleObject(process.Get(), 60'000) == WAIT_TIMEOUT)
         ::TerminateProcess(process.Get(), 99);

@@ -1,6 +1,7 @@
 // Runs tvsource.exe as a child process, and says where the files are that it works on.
 #pragma once
 
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -18,8 +19,10 @@ struct HostRun {
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
 // Runs the program with these arguments to its end. One that is not done after a minute is ended, with exit code 99.
+// With `meanwhile`, which is called once it runs, it shares this process's console; otherwise it has none.
 [[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments,
-                              const std::wstring& program = BuiltFile(L"tvsource.exe"));
+                              const std::wstring& program = BuiltFile(L"tvsource.exe"),
+                              const std::function<void()>& meanwhile = {});
 
 // The same command with a filter DLL of the build, which need not be registered.
 [[nodiscard]] HostRun RunWithFilter(const wchar_t* command, std::vector<std::wstring> arguments,

@@ -1,0 +1,143 @@
+// URLs wherever a file goes, what the program says when the network fails, and how it is interrupted.
+#include "tests/support/CHttpServer.h"
+#include "tests/support/CTempFolder.h"
+#include "tests/tvsource/CHost.h"
+
+namespace {
+
+using Fault = CHttpServer::Fault;
+
+// The data services of this build, registered.
+struct Url : ::testing::Test {
+    static void Register(const wchar_t* how) {
+        wchar_t folder[MAX_PATH]{};
+        ::GetSystemDirectoryW(folder, MAX_PATH);
+        ExpectRun(RunHost({L"/s", how, BuiltFile(L"TvDataServices.dll")}, folder + std::wstring(L"\\regsvr32.exe")), 0,
+                  {});
+    }
+    void SetUp() override { Register(L"/s"); }
+    void TearDown() override { Register(L"/u"); }
+
+    const std::string contents = std::string(150'000, 'a') + std::string(150'000, 'b');
+    CTempFolder folder;
+    CHttpServer server;
+};
+
+TEST_F(Url, IsReadWhereverAFileIsAndItsCredentialsAreNotShown) {
+    const std::string wave = BytesOf(MediaFile(L"tone.wav"));
+    server.Serve("/tone", {.bytes = wave});
+    server.Serve("/live", {.bytes = wave, .live = true});
+    for (const std::wstring path : {L"/tone", L"/live"}) {
+        const std::wstring url = server.Url(path, L"me:secret@"), shown = server.Url(path, L"***@");
+        EXPECT_EQ(wave, RunWithFilter(L"cat", {url}).out);
+        const HostRun info = RunWithFilter(L"info", {url});
+        ExpectRun(info, 0, {"File     " + Utf8(shown) + "\n", "MIME     audio/wav\n", "Offers   Stream / WAVE\n"});
+        EXPECT_EQ(path == L"/live", info.out.find("not known") != info.out.npos) << info.out;
+        EXPECT_EQ(Utf8(shown) + "\taudio/wav\n", RunHost({L"detect", url}).out);
+    }
+    const std::wstring missing = server.Url(L"/missing", L"me:secret@");
+    for (const HostRun& run : {RunWithFilter(L"play", {missing}), RunWithFilter(L"cat", {missing}),
+                               RunHost({L"detect", missing}), RunHost({L"cat", L"one too many", missing})}) {
+        EXPECT_NE(run.err.npos, run.err.find("***@")) << run.err;
+        EXPECT_EQ(run.err.npos, run.err.find("secret")) << run.err;
+    }
+}
+
+TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
+    const std::pair<int, const char*> statuses[] = {
+        {401, "needs credentials"}, {403, "forbidden"},         {404, "not found"},   {410, "gone"},
+        {418, "(HTTP status 418)"}, {429, "too many requests"}, {503, "server error"}};
+    for (const auto& [status, words] : statuses) {
+        server.Serve("/a", {.status = status});
+        ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {words, "HTTP status " + std::to_string(status)});
+    }
+    server.Serve("/garbage", {.script = [](auto&) { return CHttpServer::Misbehaviour{Fault::kGarbage, -1}; }});
+    std::wstring closed;
+    {
+        const CHttpServer gone;
+        closed = gone.Url(L"/a");
+    }
+    const std::pair<std::wstring, const char*> urls[] = {{server.Url(L"/nowhere"), "not found"},
+                                                         {closed, "connection refused"},
+                                                         {L"http://name.invalid/", "not resolved"},
+                                                         {server.Url(L"/garbage"), "makes no sense"},
+                                                         {L"nosuch://host/file", "knows no such scheme"}};
+    for (const auto& [url, words] : urls)
+        ExpectRun(RunWithFilter(L"info", {url}), 1, {"Cannot open " + Utf8(url) + ": 0x8", words});
+    Register(L"/u");
+    for (const HostRun& run : {RunWithFilter(L"info", {closed}), RunHost({L"detect", closed})})
+        ExpectRun(run, 1, {"regsvr32 TvDataServices.dll"});
+}
+
+TEST_F(Url, ThatBreaksOffIsNoEndOfTheData) {
+    server.Serve("/a", {.bytes = contents, .script = [&, answers = 0](auto&) mutable {
+                            if (answers++ > 0)
+                                server.Serve("/a", {.status = 410});
+                            return CHttpServer::Misbehaviour{Fault::kClose, 200'000};
+                        }});
+    const HostRun run = RunWithFilter(L"cat", {L"--type", L"WAVE", server.Url(L"/a")});
+    ExpectRun(run, 1, {"could not be read beyond byte ", " of 300000: 0x8", "(gone, HTTP status 410)"});
+    EXPECT_TRUE(contents.starts_with(run.out) && run.out.size() > 100'000) << run.out.size();
+}
+
+TEST_F(Url, ShowsItsProgressOnlyToATerminalUnlessToldTo) {
+    server.Serve("/live", {.bytes = contents, .live = true});
+    const std::pair<std::wstring, const char*> sources[] = {{folder.Write(contents, L"a"), "\r[####      "},
+                                                            {server.Url(L"/live"), "\r65.5 kB, "}};
+    for (const auto& [source, begin] : sources) {
+        EXPECT_EQ("", RunWithFilter(L"cat", {source}).err);
+        const HostRun run = RunWithFilter(L"cat", {L"--progress", source});
+        EXPECT_EQ(contents, run.out);
+        EXPECT_TRUE(run.err.starts_with(begin)) << run.err;
+        EXPECT_NE(run.err.npos, run.err.find("B/s")) << run.err;
+        EXPECT_TRUE(run.err.ends_with("   \r")) << run.err;
+    }
+}
+
+// A console that this process and those that it starts have to themselves, so that Ctrl+C reaches no others.
+class COwnConsole final {
+public:
+    COwnConsole() {
+        ::FreeConsole();
+        EXPECT_TRUE(::AllocConsole()) << ::GetLastError();
+        ::SetConsoleCtrlHandler(StayAlive, TRUE);
+    }
+    ~COwnConsole() {
+        ::SetConsoleCtrlHandler(StayAlive, FALSE);
+        ::FreeConsole();
+    }
+    static void PressControlC() { EXPECT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) << ::GetLastError(); }
+
+private:
+    static BOOL WINAPI StayAlive(DWORD) { return TRUE; }
+};
+
+TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
+    std::string sound;
+    while (sound.size() < 300'000)
+        sound += BytesOf(MediaFile(L"tone.mp3"));
+    // The one waits for its source to open, the others for the source to go on.
+    std::vector<std::vector<std::wstring>> commands = {{L"info"}, {L"cat", L"--type", L"mpeg1audio"}};
+    // The platform may have no parsers for programs of this bitness.
+    if (RunWithFilter(L"play", {L"--null", MediaFile(L"tone.mp3")}).exitCode == 0)
+        commands.push_back({L"play", L"--type", L"mpeg1audio"});
+    const COwnConsole console;
+    for (auto& command : commands) {
+        CHttpServer stalling;
+        stalling.Serve("/a", {.bytes = sound, .script = [answers = command.size() > 1 ? 0 : 1](auto&) mutable {
+                                  return answers++ == 0 ? CHttpServer::Misbehaviour{Fault::kClose, 140'000}
+                                                        : CHttpServer::Misbehaviour{Fault::kStall, -1};
+                              }});
+        command.insert(command.end(), {L"--dll", BuiltFile(L"TvFileSourceAsync.dll"), stalling.Url(L"/a")});
+        ULONGLONG interrupted = 0;
+        const HostRun run = RunHost(command, BuiltFile(L"tvsource.exe"), [&] {
+            EXPECT_TRUE(stalling.WaitForStall());
+            COwnConsole::PressControlC();
+            interrupted = ::GetTickCount64();
+        });
+        EXPECT_GT(1000u, ::GetTickCount64() - interrupted);
+        EXPECT_EQ(130u, run.exitCode) << Utf8(command[0]) << run.err;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,95 @@
+#include "tvsource/CProgressLine.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "tvsource/CConsole.h"
+#include "tvsource/Text.h"
+
+namespace {
+
+constexpr ULONGLONG kRedrawMs = 200;
+constexpr ULONGLONG kRateMs = 1000;
+
+std::mutex g_lock;   // held while the line is written
+size_t g_width = 0;  // of what stands there
+
+void Wipe() {
+    if (g_width > 0)
+        Complain(L"\r" + std::wstring(g_width, L' ') + L"\r");
+    g_width = 0;
+}
+
+std::wstring Bar(ULONGLONG done, ULONGLONG total) {
+    constexpr size_t kWidth = 20;
+    const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+    const auto filled = static_cast<size_t>(share * static_cast<double>(kWidth));
+    return L"[" + std::wstring(filled, L'#') + std::wstring(kWidth - filled, L' ') +
+           Format(L"] %3d%%  ", static_cast<int>(share * 100));
+}
+
+std::wstring Amount(ULONGLONG bytes) {
+    constexpr const wchar_t* kUnits[] = {L"kB", L"MB", L"GB", L"TB"};
+    if (bytes < 1000)
+        return Format(L"%I64u B", bytes);
+    const wchar_t* const* unit = kUnits;
+    double amount = static_cast<double>(bytes) / 1000;
+    for (; amount >= 1000 && unit + 1 != std::end(kUnits); ++unit)
+        amount /= 1000;
+    return Format(L"%.1f %s", amount, *unit);
+}
+
+}  // namespace
+
+CProgressLine::CProgressLine(bool shown) : m_shown(shown), m_sinceMs(::GetTickCount64()) {}
+
+CProgressLine::~CProgressLine() {
+    const std::lock_guard lock(g_lock);
+    Wipe();
+}
+
+void CProgressLine::Show(ULONGLONG done, ULONGLONG total, std::wstring_view note, ULONGLONG bytes) {
+    const ULONGLONG now = ::GetTickCount64();
+    if (!m_shown || (m_drawn && now - m_drawnMs < kRedrawMs))
+        return;
+    m_drawn = true;
+    m_drawnMs = now;
+    const ULONGLONG elapsed = std::max(now - m_sinceMs, 1ULL);
+    const bool whole = elapsed >= kRateMs;
+    if (whole || !m_measured)
+        m_bytesPerSecond =
+            static_cast<ULONGLONG>(static_cast<double>(bytes - m_sinceBytes) * 1000 / static_cast<double>(elapsed));
+    if (whole) {
+        m_sinceMs = now;
+        m_sinceBytes = bytes;
+        m_measured = true;
+    }
+
+    std::wstring line = total > 0 ? Bar(done, total) : std::wstring();
+    line += note;
+    line += Amount(bytes) + L", " + Amount(m_bytesPerSecond) + L"/s";
+    const std::lock_guard lock(g_lock);
+    const size_t width = line.size();
+    line.resize(std::max(width, g_width), L' ');
+    g_width = width;
+    Complain(L"\r" + line);
+}
+
+void CProgressLine::WipeForGood() noexcept {
+    // Somebody may have stopped the terminal's output, and with it whoever draws: that is not waited for.
+    constexpr int kAttempts = 20;
+    constexpr DWORD kPauseMs = 5;
+    std::unique_lock lock(g_lock, std::try_to_lock);
+    for (int i = 0; i < kAttempts && !lock.owns_lock(); ++i) {
+        ::Sleep(kPauseMs);
+        (void)lock.try_lock();
+    }
+    if (!lock.owns_lock())
+        return;
+    lock.release();
+    try {
+        Wipe();
+    } catch (const std::bad_alloc&) {
+        // The line stays.
+    }
+}

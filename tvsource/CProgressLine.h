@@ -1,0 +1,41 @@
+// How far something is: one line on standard error that is drawn over again and again, and gone in the end.
+//
+//   [#######             ]  37%  0:04 of 0:11, 1.3 MB, 2.1 MB/s
+//
+// Threads: one, but for WipeForGood.  Lifetime: one object at a time; its end wipes the line.
+// Errors: none; a line that can't be written is not seen.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+class CProgressLine final {
+public:
+    // Not `shown`: nothing is ever drawn.
+    explicit CProgressLine(bool shown);
+    CProgressLine(const CProgressLine&) = delete;
+    CProgressLine& operator=(const CProgressLine&) = delete;
+    ~CProgressLine();
+
+    // Draws the line anew, at most five times a second. `done` of `total`, in any unit, is the bar; there is none for a
+    // total of 0, which stands for one that nobody knows. `note` stands before the bytes that have been moved so far
+    // and their rate, which is that of the last second or so.
+    void Show(ULONGLONG done, ULONGLONG total, std::wstring_view note, ULONGLONG bytes);
+
+    // Wipes what is there and keeps anything more from being drawn: who draws waits for ever. For the end of the
+    // process, from any thread.
+    static void WipeForGood() noexcept;
+
+private:
+    const bool m_shown;
+    bool m_drawn = false;
+    ULONGLONG m_drawnMs = 0;  // when that was
+
+    // The rate, and since when and from which count on it is measured.
+    ULONGLONG m_sinceMs;
+    ULONGLONG m_sinceBytes = 0;
+    ULONGLONG m_bytesPerSecond = 0;
+    bool m_measured = false;  // for a whole interval
+};

@@ -1,0 +1,38 @@
+#include "tvsource/Interrupt.h"
+
+#include <atomic>
+
+#include "tvsource/CHostError.h"
+#include "tvsource/CProgressLine.h"
+
+namespace {
+
+constexpr DWORD kGraceMs = 500;
+
+std::atomic<HANDLE> g_event{nullptr};  // never closed: the handler may run to the very end
+
+// The system calls it on a thread of its own. No library is told of the end, by an ExitProcess say: those that wait for
+// threads of theirs would wait for what these wait for.
+BOOL WINAPI OnConsoleControl(DWORD) {
+    if (const HANDLE event = g_event) {
+        ::SetEvent(event);
+        ::Sleep(kGraceMs);
+    }
+    CProgressLine::WipeForGood();
+    ::TerminateProcess(::GetCurrentProcess(), kInterrupted);
+    return TRUE;
+}
+
+}  // namespace
+
+void EndOnInterrupt() {
+    ::SetConsoleCtrlHandler(OnConsoleControl, TRUE);
+}
+
+HANDLE InterruptEvent() {
+    const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (!event)
+        throw CHostError(L"Cannot create an event", HRESULT_FROM_WIN32(::GetLastError()));
+    g_event = event;
+    return event;
+}
