@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# From nothing to a playing graph: installs what is missing, builds, registers the filter in the build tree's own Wine prefix
-# and plays media through it with the platform's parsers.
+# From nothing to a playing graph: installs what is missing, builds, registers the filter and the data services in the build
+# tree's own Wine prefix and plays media through it with the platform's parsers, the first file in the end once more from a
+# web server on this machine.
 #
 #   tools/demo.sh            plays every file of tests/media
 #   tools/demo.sh FILE...    plays these
@@ -17,24 +18,59 @@ cd "$(dirname "$0")/.."
 [ ${#files[@]} -gt 0 ] || files=("$PWD"/tests/media/*)
 
 tools/setup.sh
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
+temporary=$(mktemp -d)
+server=
+trap '[ -z "$server" ] || kill "$server" 2>/dev/null || true; rm -rf "$temporary"' EXIT
+log=$temporary/log
 echo 'Building ...'
-{ cmake --preset win64 && cmake --build --preset win64 --target TvFileSourceAsync TvMetadata tvsource; } >"$log" 2>&1 ||
+{ cmake --preset win64 && cmake --build --preset win64 --target TvFileSourceAsync TvMetadata TvDataServices tvsource; } >"$log" 2>&1 ||
   { cat "$log" >&2; exit 1; }
 
 wine=build/win64/wine.sh
-echo 'Registering the filter ...'
-"$wine" regsvr32 /s build/win64/bin/TvFileSourceAsync.dll || { echo 'demo: regsvr32 failed' >&2; exit 1; }
+echo 'Registering the filter and the data services ...'
+for dll in TvFileSourceAsync TvDataServices; do
+  "$wine" regsvr32 /s build/win64/bin/$dll.dll || { echo "demo: regsvr32 failed for $dll.dll" >&2; exit 1; }
+done
 
 failed=0
+# play NAME FILE: plays what has this name, which is FILE's content.
+play() {
+  # FLAC has no row in the filter's table of types, so its type is named.
+  local type=()
+  [[ $2 != *.flac ]] || type=(--type any)
+  # A player that hangs must not hang the demonstration.
+  timeout 300 "$wine" build/win64/bin/tvsource.exe play --null "${type[@]}" "$1" || { echo 'NOT PLAYED'; failed=$((failed + 1)); }
+}
 for file in "${files[@]}"; do
   printf '\n== %s\n' "${file#"$PWD"/}"
-  # FLAC has no row in the filter's table of types, so its type is named.
-  type=()
-  [[ $file != *.flac ]] || type=(--type any)
-  # A player that hangs must not hang the demonstration.
-  timeout 300 "$wine" build/win64/bin/tvsource.exe play --null "${type[@]}" "$file" || { echo 'NOT PLAYED'; failed=$((failed + 1)); }
+  play "$file" "$file"
 done
-printf '\n%d of %d played.\n' $((${#files[@]} - failed)) ${#files[@]}
+
+# serve FOLDER: makes it the content of a web server on a free port and sets `server` and `port`. Fails when there is none.
+serve() {
+  local attempt look
+  for attempt in {1..10}; do
+    port=$((20000 + RANDOM % 20000))
+    busybox httpd -f -p "127.0.0.1:$port" -h "$1" 2>/dev/null &
+    server=$!
+    # It ends at once when another program has the port.
+    for look in {1..50}; do
+      sleep 0.1
+      kill -0 "$server" 2>/dev/null || break
+      if (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; then return 0; fi
+    done
+    kill "$server" 2>/dev/null || true
+    server=
+  done
+  echo 'demo: the web server does not start' >&2
+  return 1
+}
+mkdir "$temporary/www"
+ln -s "${files[0]}" "$temporary/www/media"
+serve "$temporary/www"
+printf '\n== %s over http\n' "${files[0]#"$PWD"/}"
+play "http://127.0.0.1:$port/media" "${files[0]}"
+
+played=$((${#files[@]} + 1))
+printf '\n%d of %d played.\n' $((played - failed)) "$played"
 [ "$failed" -eq 0 ]

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build and the tests need on Debian 12. Safe to run again: it installs only what is missing.
 #
-#   tools/setup.sh          compilers, Wine, test and media packages, Wine's 32-bit DLLs
+#   tools/setup.sh          compilers, Wine, test and media packages, a small web server, Wine's 32-bit DLLs
 #   tools/setup.sh --lint   the same, and the formatter and the linter
 #
 # 32-bit programs run in Wine's own WoW64 mode, which needs the DLLs of Debian's libwine:i386 but not its dependencies
@@ -16,6 +16,7 @@ packages=(
   wine wine64 libwine-dev
   libboost-dev libcli11-dev googletest
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good libgstreamer-plugins-base1.0-0
+  busybox
 )
 [ "${1:-}" != --lint ] || packages+=(clang clang-format clang-tidy)
 
