@@ -20,10 +20,12 @@ public:
 
     // IStream
     STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept final { return STG_E_ACCESSDENIED; }
-    // See CopyInBlocks.
+    // As CopyInBlocks, but a source that fails is a failure of the copy.
     STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                         ULARGE_INTEGER* bytesWritten) noexcept final {
-        return CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
+        HRESULT read = S_OK;
+        const HRESULT hr = CopyInBlocks(*this, target, cb, bytesRead, bytesWritten, &read);
+        return FAILED(read) ? read : hr;
     }
     STDMETHODIMP Commit(DWORD) noexcept final { return S_OK; }  // nothing is ever outstanding
     STDMETHODIMP Revert() noexcept final { return S_OK; }

@@ -7,7 +7,7 @@ HRESULT ReadRequestedKeys(ITKCFConstStringList& list, RequestedKeys* keys) {
     HRESULT hr = list.GetCount(&count);
     for (long index = 0; SUCCEEDED(hr) && index < count; ++index) {
         CBstr key;
-        hr = Receive(key, &list, &ITKCFConstStringList::GetItem, index);
+        hr = ReceiveAny(key, &list, &ITKCFConstStringList::GetItem, index);
         keys->mimeType |= key.View() == mdMimeType;
         keys->originalUri |= key.View() == mdOriginalUri;
     }

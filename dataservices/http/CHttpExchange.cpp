@@ -22,6 +22,12 @@ std::shared_ptr<CHttpExchange> CHttpExchange::AttachTo(HINTERNET request) {
     return exchange;
 }
 
+void CHttpExchange::Announce() noexcept {
+    ::AcquireSRWLockExclusive(&m_lock);
+    m_isDone = false;
+    ::ReleaseSRWLockExclusive(&m_lock);
+}
+
 HRESULT CHttpExchange::Wait(DWORD ms, DWORD* value) noexcept {
     const CDeadline deadline(ms);
     ::AcquireSRWLockExclusive(&m_lock);
@@ -32,15 +38,8 @@ HRESULT CHttpExchange::Wait(DWORD ms, DWORD* value) noexcept {
     *value = m_value;
     ::ReleaseSRWLockExclusive(&m_lock);
     if (!isDone)
-        return kHttpTimeout;
+        return E_PENDING;
     return error == ERROR_SUCCESS ? S_OK : ResultOfNetworkError(error);
-}
-
-bool CHttpExchange::IsUnderWay() noexcept {
-    ::AcquireSRWLockExclusive(&m_lock);
-    const bool isUnderWay = !m_isDone;
-    ::ReleaseSRWLockExclusive(&m_lock);
-    return isUnderWay;
 }
 
 void CHttpExchange::Complete(DWORD error, DWORD value) noexcept {

@@ -3,8 +3,8 @@
 //
 // Lifetime: kept by its request, and by itself until the library says that it is done with the request's handle. An
 // operation that nobody waits for any more may still write into the buffer until then; the module counts as in use.
-// Threads: one thread begins operations and waits; the library completes them on any other, or within the very call
-// that begins one.
+// Threads: one at a time begins operations and waits; the library completes them on any other, or within the very call
+// that begins one, which may be on another thread too.
 #pragma once
 
 #include "baseclasses/CBaseObject.h"
@@ -23,21 +23,19 @@ public:
 
     CHttpExchange();
 
-    // To be called with what starts an operation, a callable that returns BOOL; no other one may be under way.
-    template <class Start>
-    void Begin(Start&& start) noexcept {
-        m_isDone = false;
-        m_error = ERROR_SUCCESS;
-        m_value = 0;
-        if (!start())
+    // An operation is under way from Announce on; no other one may be. Start makes the call that begins it, a callable
+    // that returns BOOL; Fail is for those that are never begun.
+    void Announce() noexcept;
+    template <class Call>
+    void Start(Call&& call) noexcept {
+        if (!call())
             Complete(::GetLastError(), 0);
     }
+    void Fail(DWORD error) noexcept { Complete(error, 0); }
 
-    // S_OK: it is done; `*value` is its number of bytes, if it has one.  kHttpTimeout: not within `ms`; it goes on and
-    // may be waited for again.  Otherwise its failure, as ResultOfNetworkError gives it.
+    // S_OK: it is done; `*value` is its number of bytes, if it has one.  E_PENDING: not within `ms`; it goes on and may
+    // be waited for again.  Otherwise its failure, as ResultOfNetworkError gives it.
     [[nodiscard]] HRESULT Wait(DWORD ms, DWORD* value) noexcept;
-    // Whether Wait ended because the time was up.
-    [[nodiscard]] bool IsUnderWay() noexcept;
 
     // kBlockBytes long.
     [[nodiscard]] BYTE* Buffer() noexcept { return m_buffer.data(); }

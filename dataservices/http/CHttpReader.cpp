@@ -15,13 +15,17 @@ using TKRuntimeLogger::kWarn;
 namespace {
 
 constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
-constexpr DWORD kOk = HTTP_STATUS_OK;
 constexpr DWORD kPartial = HTTP_STATUS_PARTIAL_CONTENT;
 constexpr DWORD kRangeNotSatisfiable = 416;
 
+[[nodiscard]] constexpr bool IsWhole(DWORD status) noexcept {
+    return status == HTTP_STATUS_OK || status == HTTP_STATUS_PARTIAL;  // the second: as a proxy has changed it
+}
+
 }  // namespace
 
-CHttpReader::CHttpReader(CHttpUrl url) : m_original(std::move(url)), m_url(m_original), m_recent(kKeptBytes + kBlockBytes) {}
+CHttpReader::CHttpReader(CHttpUrl url)
+    : m_original(std::move(url)), m_url(m_original), m_recent(kKeptBytes + kBlockBytes) {}
 
 HRESULT CHttpReader::Open(const wchar_t* url, std::unique_ptr<CHttpReader>& reader) {
     reader.reset();
@@ -49,36 +53,36 @@ HRESULT CHttpReader::Open() {
     // The idle connection that was used had just been closed, or an earlier answer had left something in it.
     if (hr == kHttpConnectionError || hr == kHttpInvalidResponse)
         hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
-    // A range of nothing can't be satisfied. Where the server doesn't say that this is the reason, it is asked plainly.
-    if (SUCCEEDED(hr) && answer.status == kRangeNotSatisfiable && answer.total != 0)
+    // A range of nothing can't be satisfied. Where the server doesn't say that this is the reason, or gives a part
+    // without saying of how much, it is asked plainly.
+    const bool isVague = (answer.status == kRangeNotSatisfiable && answer.total != 0) ||
+                         (answer.status == kPartial && !answer.HasInvalidRange() && !answer.total);
+    if (SUCCEEDED(hr) && isVague)
         hr = HttpGet(m_session, m_url, {}, deadline, m_request, answer);
     return FAILED(hr) ? hr : LearnFrom(answer);
 }
 
 HRESULT CHttpReader::LearnFrom(const HttpAnswer& answer) {
     m_version = answer;
-    switch (answer.status) {
-        case kPartial:
-            if (answer.HasInvalidRange() || *answer.rangeStart != 0)
-                return kHttpInvalidResponse;
-            m_length = answer.total;
-            m_ranges = Ranges::Yes;
-            break;
-        case kOk:
-            m_length = answer.bodyLength;
-            m_ranges = answer.acceptsRanges ? Ranges::Untried : Ranges::No;
-            break;
-        case kRangeNotSatisfiable:
-            if (answer.total != 0)
-                return ResultOfHttpStatus(answer.status);
-            m_length = 0;
-            m_request.reset();
-            return S_OK;
-        default:
-            return ResultOfHttpStatus(answer.status);
+    if (answer.status == kRangeNotSatisfiable && answer.total == 0) {
+        m_length = 0;
+        m_request.reset();
+        return S_OK;
     }
-    if (!m_length)
-        m_ranges = Ranges::No;  // it only goes forward
+    if (answer.status != kPartial && !IsWhole(answer.status))
+        return ResultOfHttpStatus(answer.status);
+    if (answer.status == kPartial) {
+        if (answer.HasInvalidRange() || *answer.rangeStart != 0 || !answer.total)
+            return kHttpInvalidResponse;
+        m_length = answer.total;
+        m_ranges = Ranges::Yes;
+    } else {
+        if (answer.hasInvalidLength)
+            return kHttpInvalidResponse;
+        m_length = answer.bodyLength;
+        // One of unknown length only goes forward.
+        m_ranges = m_length && answer.acceptsRanges ? Ranges::Untried : Ranges::No;
+    }
     Begin(answer);
     return S_OK;
 }
@@ -102,7 +106,7 @@ HRESULT CHttpReader::Read(ULONGLONG position, std::span<BYTE> target, ULONG* cou
     const CDeadline deadline(kReadMs);
     *count = 0;
     m_retries = 0;
-    m_furthest = 0;
+    m_furthest = position;
     while (!target.empty()) {
         const ULONG kept = m_recent.CopyTo(position, target);
         if (kept == 0) {
@@ -126,15 +130,17 @@ HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
             return S_FALSE;
         if (!CanReach(position))
             return kCannotSeek;
-        HRESULT hr = deadline.IsOver() ? kHttpTimeout : FetchOnce(position, deadline);
+        HRESULT hr = deadline.IsOver() ? E_PENDING : FetchOnce(position, deadline);
         if (SUCCEEDED(hr))
             return S_OK;
         // The time of this read is up, not that of the source: what is under way goes on in the next one.
-        if (hr == kHttpTimeout && deadline.IsOver()) {
+        if (hr == E_PENDING && deadline.IsOver()) {
             HTTP_LOG(kError, L"CHttpReader::Read", L"%s: position %I64u was not reached in time", Name().c_str(),
                      position);
-            return hr;
+            return kHttpTimeout;
         }
+        if (hr == E_PENDING)
+            hr = kHttpTimeout;
         m_request.reset();
         if (m_length && MayPass(hr))
             hr = PauseBeforeRetry(hr, position, deadline);
@@ -160,7 +166,8 @@ HRESULT CHttpReader::Ask(ULONGLONG position, const CDeadline& deadline) {
     std::unique_ptr<CHttpRequest> request;
     HRESULT hr = HttpGet(m_session, url, start, deadline, request, answer);
     // Where a redirect leads to may be good for a while only.
-    if (SUCCEEDED(hr) && answer.status >= HTTP_STATUS_BAD_REQUEST && m_url != m_original) {
+    const bool isRefused = SUCCEEDED(hr) ? answer.status >= HTTP_STATUS_BAD_REQUEST : MayPass(hr);
+    if (isRefused && m_url != m_original) {
         url = m_original;
         hr = HttpGet(m_session, url, start, deadline, request, answer);
     }
@@ -182,12 +189,14 @@ HRESULT CHttpReader::Ask(ULONGLONG position, const CDeadline& deadline) {
 HRESULT CHttpReader::Check(const HttpAnswer& answer, ULONGLONG from) const noexcept {
     if (answer.status == kRangeNotSatisfiable)
         return STG_E_REVERTED;  // it has become shorter
-    if (answer.status != kOk && answer.status != kPartial)
+    if (!IsWhole(answer.status) && answer.status != kPartial)
         return ResultOfHttpStatus(answer.status);
+    if (answer.hasInvalidLength)
+        return kHttpInvalidResponse;
     if (!answer.IsSameVersionAs(m_version))
         return STG_E_REVERTED;
     // The range of everything may be answered by everything.
-    if (answer.status == kOk)
+    if (IsWhole(answer.status))
         return (m_ranges == Ranges::Yes && from != 0) || answer.bodyLength != m_length ? STG_E_REVERTED : S_OK;
     if (answer.HasInvalidRange())
         return kHttpInvalidResponse;
@@ -223,7 +232,7 @@ HRESULT CHttpReader::Receive(const CDeadline& deadline) {
         EndLiveSource();
         return S_OK;
     }
-    if (inBlocks && m_request->IsUnderWay() && !deadline.IsOver()) {
+    if (hr == E_PENDING && inBlocks && !deadline.IsOver()) {
         HTTP_LOG(kInfo, L"CHttpReader::Read",
                  L"%s: data come slowly at position %I64u and are read in small pieces now", Name().c_str(), m_next);
         m_isUneven = true;

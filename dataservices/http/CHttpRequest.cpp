@@ -4,104 +4,152 @@
 #include "dataservices/http/HttpResults.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
-bool CHttpRequest::Open(const CHttpUrl& url) {
-    m_connection = CInternetHandle(::WinHttpConnect(m_session->Handle(), url.Host().c_str(), url.Port(), 0));
-    if (!m_connection)
-        return false;
+struct CHttpRequest::StepToBegin {
+    std::shared_ptr<Handles> handles;
+    Step step;
+    ULONG bytes;
+};
+
+CHttpRequest::~CHttpRequest() {
+    if (m_step == Step::None)
+        return;
+    m_handles->isGivenUp = true;
+    // A call that waits although it need not (see OnPool) goes on until its bytes are there; so it is cut short.
+    ::WinHttpSetTimeouts(m_handles->request.Get(), 1, 1, 1, 1);
+}
+
+HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url) {
+    m_handles = std::make_shared<Handles>();
+    Handles& handles = *m_handles;
+    handles.session = std::move(session);
+    handles.connection =
+        CInternetHandle(::WinHttpConnect(handles.session->Handle(), url.Host().c_str(), url.Port(), 0));
+    if (!handles.connection)
+        return ResultOfNetworkError(::GetLastError());
     const DWORD flags = WINHTTP_FLAG_ESCAPE_DISABLE | WINHTTP_FLAG_ESCAPE_DISABLE_QUERY |
                         (url.IsSecure() ? static_cast<DWORD>(WINHTTP_FLAG_SECURE) : 0);
-    m_request = CInternetHandle(::WinHttpOpenRequest(m_connection.Get(), L"GET", url.Target().c_str(), nullptr,
-                                                     WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, flags));
+    handles.request =
+        CInternetHandle(::WinHttpOpenRequest(handles.connection.Get(), L"GET", url.Target().c_str(), nullptr,
+                                             WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, flags));
     // Redirects are followed where their targets are checked; and the library would log in by itself, with the user's
     // own name, wherever it takes the server for a near one.
     DWORD disabled = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION;
-    if (!m_request || !::WinHttpSetOption(m_request.Get(), WINHTTP_OPTION_DISABLE_FEATURE, &disabled, sizeof(disabled)))
-        return false;
-    m_exchange = CHttpExchange::AttachTo(m_request.Get());
-    return m_exchange != nullptr;
+    if (handles.request &&
+        ::WinHttpSetOption(handles.request.Get(), WINHTTP_OPTION_DISABLE_FEATURE, &disabled, sizeof(disabled)))
+        handles.exchange = CHttpExchange::AttachTo(handles.request.Get());
+    return handles.exchange ? S_OK : ResultOfNetworkError(::GetLastError());
 }
 
 HRESULT CHttpRequest::Send(std::shared_ptr<CHttpSession> session, const CHttpUrl& url, const std::wstring& headers,
                            const CDeadline& deadline, std::unique_ptr<CHttpRequest>& request) {
     request.reset();
-    std::unique_ptr<CHttpRequest> made(new CHttpRequest);
-    made->m_session = std::move(session);
-    if (!made->Open(url))
-        return ResultOfNetworkError(::GetLastError());
-
-    const HINTERNET handle = made->m_request.Get();
-    const auto context = reinterpret_cast<DWORD_PTR>(made->m_exchange.get());
-    DWORD unused = 0;
-    made->m_exchange->Begin([&] {
-        return ::WinHttpSendRequest(handle, headers.c_str(), static_cast<DWORD>(headers.size()),
-                                    WINHTTP_NO_REQUEST_DATA, 0, 0, context);
-    });
-    HRESULT hr = made->m_exchange->Wait(deadline.Within(kConnectMs), &unused);
+    auto made = std::make_unique<CHttpRequest>();
+    HRESULT hr = made->Open(std::move(session), url);
     if (FAILED(hr))
         return hr;
-    made->m_exchange->Begin([&] { return ::WinHttpReceiveResponse(handle, nullptr); });
-    hr = made->m_exchange->Wait(deadline.Within(kFirstByteMs), &unused);
+
+    const HINTERNET handle = made->m_handles->request.Get();
+    CHttpExchange& exchange = *made->m_handles->exchange;
+    DWORD unused = 0;
+    exchange.Announce();
+    exchange.Start([&] {
+        return ::WinHttpSendRequest(handle, headers.c_str(), static_cast<DWORD>(headers.size()),
+                                    WINHTTP_NO_REQUEST_DATA, 0, 0, reinterpret_cast<DWORD_PTR>(&exchange));
+    });
+    hr = exchange.Wait(deadline.Within(kConnectMs), &unused);
+    if (SUCCEEDED(hr)) {
+        exchange.Announce();
+        exchange.Start([&] { return ::WinHttpReceiveResponse(handle, nullptr); });
+        hr = exchange.Wait(deadline.Within(kFirstByteMs), &unused);
+    }
     if (SUCCEEDED(hr))
         request = std::move(made);
-    return hr;
+    return hr == E_PENDING ? kHttpTimeout : hr;
 }
 
 DWORD CHttpRequest::Status() const noexcept {
     DWORD status = 0;
     DWORD size = sizeof(status);
-    ::WinHttpQueryHeaders(m_request.Get(), WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+    ::WinHttpQueryHeaders(m_handles->request.Get(), WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
                           WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX);
     return status;
 }
 
-std::wstring CHttpRequest::Header(const wchar_t* name) const {
-    DWORD size = 0;
-    ::WinHttpQueryHeaders(m_request.Get(), WINHTTP_QUERY_CUSTOM, name, WINHTTP_NO_OUTPUT_BUFFER, &size,
-                          WINHTTP_NO_HEADER_INDEX);
+std::wstring CHttpRequest::Header(const wchar_t* name, DWORD index) const {
+    const HINTERNET request = m_handles->request.Get();
+    DWORD size = 0, next = index;
+    ::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, WINHTTP_NO_OUTPUT_BUFFER, &size, &next);
     std::wstring value(size / sizeof(wchar_t), L'\0');
-    if (value.empty() || !::WinHttpQueryHeaders(m_request.Get(), WINHTTP_QUERY_CUSTOM, name, value.data(), &size,
-                                                WINHTTP_NO_HEADER_INDEX))
+    next = index;
+    if (value.empty() || !::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, value.data(), &size, &next))
         return {};
     value.resize(size / sizeof(wchar_t));
     return value;
 }
 
-void CHttpRequest::StartReading(ULONG bytes) noexcept {
-    m_step = Step::Reading;
-    m_exchange->Begin([&] {
-        return ::WinHttpReadData(m_request.Get(), m_exchange->Buffer(), std::min(bytes, kBlockBytes), nullptr);
+std::vector<std::wstring> CHttpRequest::Headers(const wchar_t* name) const {
+    std::vector<std::wstring> values;
+    for (;;) {
+        std::wstring value = Header(name, static_cast<DWORD>(values.size()));
+        if (value.empty())
+            return values;
+        values.push_back(std::move(value));
+    }
+}
+
+// Some versions of the library finish a read within the call that begins it, however long that takes. So the call is
+// made on a thread on which nobody waits, and the module stays loaded meanwhile.
+void CHttpRequest::Begin(Step step, ULONG bytes) noexcept {
+    m_step = step;
+    CHttpExchange& exchange = *m_handles->exchange;
+    exchange.Announce();
+    std::unique_ptr<StepToBegin> begin(new (std::nothrow) StepToBegin{m_handles, step, std::min(bytes, kBlockBytes)});
+    HMODULE module = nullptr;
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                         reinterpret_cast<const wchar_t*>(&kBlockBytes), &module);
+    TP_CALLBACK_ENVIRON environment;
+    ::InitializeThreadpoolEnvironment(&environment);
+    ::SetThreadpoolCallbackLibrary(&environment, module);
+    if (begin && ::TrySubmitThreadpoolCallback(&OnPool, begin.get(), &environment))
+        static_cast<void>(begin.release());
+    else
+        exchange.Fail(ERROR_NOT_ENOUGH_MEMORY);
+    ::DestroyThreadpoolEnvironment(&environment);
+}
+
+void CALLBACK CHttpRequest::OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept {
+    const std::unique_ptr<StepToBegin> begin(static_cast<StepToBegin*>(context));
+    Handles& handles = *begin->handles;
+    if (handles.isGivenUp)
+        return;
+    handles.exchange->Start([&] {
+        return begin->step == Step::Asking
+                   ? ::WinHttpQueryDataAvailable(handles.request.Get(), nullptr)
+                   : ::WinHttpReadData(handles.request.Get(), handles.exchange->Buffer(), begin->bytes, nullptr);
     });
 }
 
 HRESULT CHttpRequest::Receive(ULONG atMost, Wait wait, DWORD timeoutMs, std::span<const BYTE>* bytes) noexcept {
     *bytes = {};
     const CDeadline deadline(timeoutMs);
-    if (m_step == Step::None) {
-        if (wait == Wait::ForAll) {
-            StartReading(atMost);
-        } else {
-            m_step = Step::Asking;
-            m_exchange->Begin([&] { return ::WinHttpQueryDataAvailable(m_request.Get(), nullptr); });
-        }
-    }
+    CHttpExchange& exchange = *m_handles->exchange;
+    if (m_step == Step::None)
+        Begin(wait == Wait::ForAll ? Step::Reading : Step::Asking, atMost);
 
     DWORD count = 0;
-    HRESULT hr = m_exchange->Wait(timeoutMs, &count);
-    if (SUCCEEDED(hr) && m_step == Step::Asking) {
-        if (count == 0) {
-            m_step = Step::None;
-            return S_FALSE;
-        }
-        StartReading(std::min<ULONG>(atMost, count));
-        hr = m_exchange->Wait(deadline.Left(), &count);
+    HRESULT hr = exchange.Wait(timeoutMs, &count);
+    if (hr == S_OK && m_step == Step::Asking && count > 0) {
+        Begin(Step::Reading, std::min<ULONG>(atMost, count));
+        hr = exchange.Wait(deadline.Left(), &count);
     }
-    if (m_exchange->IsUnderWay())
+    if (hr == E_PENDING)
         return hr;
     m_step = Step::None;
     if (FAILED(hr))
         return hr;
-    *bytes = {m_exchange->Buffer(), count};
+    *bytes = {exchange.Buffer(), count};
     return count > 0 ? S_OK : S_FALSE;
 }

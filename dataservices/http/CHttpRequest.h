@@ -1,7 +1,7 @@
 // One GET and its answer. The library follows no redirect and sends no credentials on its own here.
 //
 // Units: bytes, and milliseconds for times.
-// Threads: one at a time.  Lifetime: ends at once, also while data are awaited.
+// Threads: one at a time.  Lifetime: ends at once, also while data are awaited; what is under way then ends by itself.
 #pragma once
 
 #include "dataservices/http/CDeadline.h"
@@ -9,9 +9,11 @@
 #include "dataservices/http/CHttpSession.h"
 #include "dataservices/http/CHttpUrl.h"
 
+#include <atomic>
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 class CHttpRequest final {
 public:
@@ -26,27 +28,39 @@ public:
 
     [[nodiscard]] DWORD Status() const noexcept;
     // The first header of this name; empty without one.
-    [[nodiscard]] std::wstring Header(const wchar_t* name) const;
+    [[nodiscard]] std::wstring Header(const wchar_t* name) const { return Header(name, 0); }
+    // All of this name.
+    [[nodiscard]] std::vector<std::wstring> Headers(const wchar_t* name) const;
 
     // The next bytes of the body, at most `atMost` and kBlockBytes; they are valid until the next call. A wait that has
     // begun goes on in the next call as it began.
     // S_FALSE: the body has ended. Whether all of it came is for the caller to see; in a chunked one that breaks off
-    // some systems see its end.  kHttpTimeout with IsUnderWay: not within `timeoutMs`; may be called again. Other
-    // failures are final.
+    // some systems see its end.  E_PENDING: not within `timeoutMs`; may be called again. Other failures are final.
     [[nodiscard]] HRESULT Receive(ULONG atMost, Wait wait, DWORD timeoutMs, std::span<const BYTE>* bytes) noexcept;
-    [[nodiscard]] bool IsUnderWay() const noexcept { return m_exchange->IsUnderWay(); }
+
+    CHttpRequest() = default;
+    CHttpRequest(const CHttpRequest&) = delete;
+    CHttpRequest& operator=(const CHttpRequest&) = delete;
+    ~CHttpRequest();
 
 private:
-    CHttpRequest() = default;
-    [[nodiscard]] bool Open(const CHttpUrl& url);
-    void StartReading(ULONG bytes) noexcept;
-
+    // In this order: the request is closed first. A read that is being begun keeps them open, since the platform would
+    // give a new request the number of one that is closed.
+    struct Handles {
+        std::shared_ptr<CHttpSession> session;
+        CInternetHandle connection;
+        std::shared_ptr<CHttpExchange> exchange;
+        CInternetHandle request;
+        std::atomic<bool> isGivenUp = false;
+    };
     enum class Step { None, Asking, Reading };
+    struct StepToBegin;
 
-    // In this order: the request is closed first.
-    std::shared_ptr<CHttpSession> m_session;
-    CInternetHandle m_connection;
-    std::shared_ptr<CHttpExchange> m_exchange;
-    CInternetHandle m_request;
-    Step m_step = Step::None;
+    [[nodiscard]] std::wstring Header(const wchar_t* name, DWORD index) const;
+    [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url);
+    void Begin(Step step, ULONG bytes) noexcept;
+    static void CALLBACK OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept;
+
+    std::shared_ptr<Handles> m_handles;
+    Step m_step = Step::None;  // the one that is under way
 };

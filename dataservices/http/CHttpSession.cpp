@@ -1,6 +1,7 @@
 #include "dataservices/http/CHttpSession.h"
 
 #include "dataservices/http/HttpLimits.h"
+#include "dataservices/http/HttpResults.h"
 #include "diagnostics/CCriticalSection.h"
 
 #include <mutex>
@@ -8,7 +9,7 @@
 
 namespace {
 
-constinit TKRuntimeLogger::CSlimLock lock;  // guards `shared`; nothing else is taken while it is held
+constinit TKRuntimeLogger::CSlimLock lock;  // guards `shared`; nothing of ours is taken while it is held
 constinit std::weak_ptr<CHttpSession> shared;
 
 [[nodiscard]] CInternetHandle OpenSession() noexcept {
@@ -19,8 +20,7 @@ constinit std::weak_ptr<CHttpSession> shared;
     CInternetHandle session = open(WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY);
     if (!session)  // systems before Windows 8.1 don't know it
         session = open(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY);
-    // Our own waits are what holds. The library's end the work that we no longer wait for, and the calls that wait
-    // although they need not: some versions finish a chunk in the very call that reads it.
+    // Our own waits are what holds. The library's end the work that we no longer wait for.
     if (session)
         ::WinHttpSetTimeouts(session.Get(), kConnectMs, kConnectMs, kConnectMs, kNextByteMs);
     return session;
@@ -32,15 +32,17 @@ CHttpSession::CHttpSession(CAutoLibrary library, CInternetHandle handle) noexcep
     : m_library(std::move(library)), m_handle(std::move(handle)) {}
 
 HRESULT CHttpSession::Get(std::shared_ptr<CHttpSession>& session) {
+    // Its functions are looked up at their first call, which must not be made without it.
+    CAutoLibrary library(::LoadLibraryW(L"winhttp.dll"));
+    if (!library)
+        return HRESULT_FROM_WIN32(::GetLastError());
     const std::lock_guard guard(lock);
     session = shared.lock();
     if (session)
         return S_OK;
-    // Its functions are looked up at their first call, which must not be made without it.
-    CAutoLibrary library(::LoadLibraryW(L"winhttp.dll"));
-    CInternetHandle handle = library ? OpenSession() : CInternetHandle();
+    CInternetHandle handle = OpenSession();
     if (!handle)
-        return HRESULT_FROM_WIN32(::GetLastError());
+        return ResultOfNetworkError(::GetLastError());
     session = std::make_shared<CHttpSession>(std::move(library), std::move(handle));
     shared = session;
     return S_OK;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -43,6 +44,8 @@ void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
         return;
     const std::wstring_view range = Trimmed(text.substr(unit.size(), slash - unit.size()));
     const auto total = NumberOf(text.substr(slash + 1));
+    if (!total && Trimmed(text.substr(slash + 1)) != L"*")
+        return;
     if (range == L"*") {
         answer.total = total;
         return;
@@ -55,6 +58,16 @@ void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
     answer.total = total;
     answer.rangeStart = first;
     answer.rangeEnd = *last + 1;
+}
+
+// The lengths of all headers, which are lists too, are the same one.
+void ReadContentLength(const std::vector<std::wstring>& headers, HttpAnswer& answer) noexcept {
+    for (const std::wstring_view header : headers)
+        for (size_t at = 0; at <= header.size(); at = std::min(header.find(L',', at), header.size()) + 1) {
+            const auto length = NumberOf(header.substr(at, header.find(L',', at) - at));
+            answer.hasInvalidLength |= !length || answer.bodyLength.value_or(*length) != *length;
+            answer.bodyLength = length;
+        }
 }
 
 [[nodiscard]] bool Differ(const std::wstring& a, const std::wstring& b) noexcept {
@@ -78,8 +91,9 @@ bool HttpAnswer::HasInvalidRange() const noexcept {
 HttpAnswer ReadHttpAnswer(const CHttpRequest& request) {
     HttpAnswer answer;
     answer.status = request.Status();
-    if (request.Header(L"Transfer-Encoding").empty())
-        answer.bodyLength = NumberOf(request.Header(L"Content-Length"));
+    const std::wstring coding = request.Header(L"Transfer-Encoding");
+    if (coding.empty() || EqualsIgnoringAsciiCase(Trimmed(coding), L"identity"))
+        ReadContentLength(request.Headers(L"Content-Length"), answer);
     ReadContentRange(request.Header(L"Content-Range"), answer);
     const std::wstring ranges = request.Header(L"Accept-Ranges");
     answer.acceptsRanges = EqualsIgnoringAsciiCase(Trimmed(ranges), L"bytes");

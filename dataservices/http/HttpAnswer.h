@@ -14,6 +14,7 @@ struct HttpAnswer {
     DWORD status = 0;
     // Of this body. Nothing: it is not told, or the body comes in chunks.
     std::optional<ULONGLONG> bodyLength;
+    bool hasInvalidLength = false;  // it is told, but can't be understood
     // The header "Content-Range": the first byte of the body and the one behind its last byte, both or neither, and the
     // length of the whole.
     std::optional<ULONGLONG> rangeStart;
@@ -27,7 +28,7 @@ struct HttpAnswer {
     [[nodiscard]] bool IsSameVersionAs(const HttpAnswer& other) const noexcept;
     // What a request can be bound to this version by; empty if there is nothing that tells all versions apart.
     [[nodiscard]] const std::wstring& StrongValidator() const noexcept;
-    // The 206 is malformed: it has no range, or the body is not as long as the range.
+    // The 206 is malformed: it has no range that can be understood, or the body is not as long as the range.
     [[nodiscard]] bool HasInvalidRange() const noexcept;
 };
 

@@ -6,7 +6,10 @@
 #include <array>
 
 HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* readTotal,
-                     ULARGE_INTEGER* writtenTotal) noexcept {
+                     ULARGE_INTEGER* writtenTotal, HRESULT* readResult) noexcept {
+    HRESULT unwantedResult = S_OK;
+    HRESULT& lastRead = readResult ? *readResult : unwantedResult;
+    lastRead = S_OK;
     ULARGE_INTEGER unwanted[2];
     ULARGE_INTEGER& totalRead = readTotal ? *readTotal : unwanted[0];
     ULARGE_INTEGER& totalWritten = writtenTotal ? *writtenTotal : unwanted[1];
@@ -21,7 +24,7 @@ HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARG
         while (remaining > 0) {
             const ULONG chunk = static_cast<ULONG>(std::min<ULONGLONG>(remaining, block.size()));
             ULONG got = 0;
-            static_cast<void>(source.Read(block.data(), chunk, &got));
+            lastRead = source.Read(block.data(), chunk, &got);
             totalRead.QuadPart += got;
             remaining -= chunk;
 

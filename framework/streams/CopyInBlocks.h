@@ -11,6 +11,8 @@
 //
 // S_OK: all that was read was written, also when the source ended before `cb` bytes.  STG_E_MEDIUMFULL: the totals
 // differ.  E_POINTER: `target` is null.  What `source` and `target` return is not looked at: an error on either side
-// ends the copy early or shows in the totals.
+// ends the copy early or shows in the totals. `readResult`, if it isn't null, receives what the last read returned, for
+// those who do look at it.
 [[nodiscard]] HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARGE_INTEGER cb,
-                                   ULARGE_INTEGER* readTotal, ULARGE_INTEGER* writtenTotal) noexcept;
+                                   ULARGE_INTEGER* readTotal, ULARGE_INTEGER* writtenTotal,
+                                   HRESULT* readResult = nullptr) noexcept;
