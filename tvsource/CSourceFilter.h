@@ -46,7 +46,8 @@ public:
     explicit CSourceFilter(const std::wstring& library);
 
     // Opens `name`, a full path or a URI. With a subtype the pin offers just that, without one what the filter finds
-    // out. Replaces what was loaded before.
+    // out. Replaces what was loaded before. What can't be opened is tried once more for the reason, so it takes twice
+    // as long.
     void Load(const std::wstring& name, const GUID* subtype);
 
     // Opens the gate for readers.

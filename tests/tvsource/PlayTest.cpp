@@ -84,7 +84,7 @@ TEST_F(Play, ASourceThatBreaksOnTheWayEndsTheRunWithAnError) {
     const HostRun run =
         RunWithFilter(L"play", {L"--null", L"--type", L"WAVE", folder.Write(LongWave(), L"long.broken")}, kAwkward);
     ExpectRun(run, 1, {});
-    EXPECT_EQ(1u, Count(run.out, "Ended    stopped")) << run.out;
+    EXPECT_EQ(1u, Count(run.out, "Ended    stopped by an error, 0x8003001E")) << run.out;
 }
 
 }  // namespace
