@@ -12,7 +12,7 @@ CParentInfo::CParentInfo(const Location& location) {
         return;
     const size_t root = RootLength(path);
     const size_t name = std::max(path.rfind(L'\\') + 1, root);
-    m_name = path.substr(name);
+    m_name = name == path.size() ? std::wstring() : ListedName(path);
     m_folder = path.substr(0, std::max(name - 1, root));
 }
 

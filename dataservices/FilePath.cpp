@@ -58,6 +58,15 @@ std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name)
     return path.append(name);
 }
 
+std::wstring ListedName(const std::wstring& literal) {
+    WIN32_FIND_DATAW data{};
+    const HANDLE search = ::FindFirstFileW(literal.c_str(), &data);
+    if (search == INVALID_HANDLE_VALUE)  // it has just been renamed
+        return literal.substr(literal.rfind(L'\\') + 1);
+    ::FindClose(search);
+    return data.cFileName;
+}
+
 bool IsFileName(std::wstring_view name) noexcept {
     // The platform takes '"', '<' and '>' for patterns too.
     return !name.empty() && name != L"." && name != L".." && name.find_first_of(LR"(\/:*?"<>|)") == name.npos;

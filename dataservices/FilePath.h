@@ -22,5 +22,8 @@
 
 [[nodiscard]] std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name);
 
+// The last name of a path as its folder lists it, where the path has a short form of it; otherwise as it is.
+[[nodiscard]] std::wstring ListedName(const std::wstring& literal);
+
 // Whether `name` can be that of a file in a folder: it is not empty, leads nowhere else, and is no pattern.
 [[nodiscard]] bool IsFileName(std::wstring_view name) noexcept;

@@ -1,6 +1,7 @@
 #include "dataservices/StreamUri.h"
 
 #include "dataservices/Location.h"
+#include "dataservices/http/CHttpUrl.h"
 #include "diagnostics/LongPath.h"
 #include "framework/com/CTaskMem.h"
 #include "framework/uri/CTKFUri.h"
@@ -13,5 +14,8 @@ std::wstring UriOfStream(IStream& stream) {
     const auto uri = name ? CTKFUri::FromFilePath(name.Get()) : nullptr;
     Location location;
     const bool isPartial = uri && FullPathOf(uri->GetFilePath()) != uri->GetFilePath();
-    return !name || isPartial || FAILED(FindLocation(name.Get(), &location)) ? std::wstring() : UriOf(location);
+    // Streams of ours don't tell their query, without which the name is that of another object.
+    const bool isCut = name && std::wstring_view(name.Get()).ends_with(CHttpUrl::kHiddenQuery);
+    return !name || isPartial || isCut || FAILED(FindLocation(name.Get(), &location)) ? std::wstring()
+                                                                                      : UriOf(location);
 }

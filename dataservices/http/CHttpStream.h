@@ -29,8 +29,8 @@ public:
     // read there, or its end is asked for. Otherwise as SeekTarget.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Type, mode, the size (2^63 for a live source), the time of the last change if the server told it, and as the name
-    // the URL without user info and query.  STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory
-    // for the name.
+    // the URL as CHttpUrl::Printable has it.  STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no
+    // memory for the name.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     // A stream of the same version of the source, at the same position; the network is asked at its first read.
     // 0x80040003: of a live source there is no other one.

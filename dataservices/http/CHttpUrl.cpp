@@ -59,6 +59,18 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
     return endsInFolder ? path + L'/' : path;
 }
 
+// A header's characters are its bytes.
+[[nodiscard]] std::wstring TextOfHeader(const std::wstring& header) {
+    std::string bytes;
+    for (const wchar_t character : header) {
+        if (character > 0xFF)
+            return header;
+        bytes.push_back(static_cast<char>(character));
+    }
+    const std::wstring text = WideOfUtf8(bytes);
+    return text.find(L'\uFFFD') == text.npos ? text : header;
+}
+
 [[nodiscard]] bool HasScheme(std::wstring_view location) noexcept {
     const size_t end = location.find_first_of(L":/?#");
     return end != location.npos && end > 0 && location[end] == L':';
@@ -85,7 +97,8 @@ std::optional<CHttpUrl> CHttpUrl::Parse(const wchar_t* text) {
     return url;
 }
 
-std::optional<CHttpUrl> CHttpUrl::Resolve(const std::wstring& location) const {
+std::optional<CHttpUrl> CHttpUrl::Resolve(const std::wstring& header) const {
+    const std::wstring location = TextOfHeader(header);
     std::wstring text;
     if (HasScheme(location))
         text = location;
@@ -101,6 +114,8 @@ std::optional<CHttpUrl> CHttpUrl::Resolve(const std::wstring& location) const {
         text = Origin() + m_path.substr(0, m_path.rfind(L'/') + 1) + location;
 
     auto url = Parse(text.c_str());
+    if (url && m_isSecure && !url->m_isSecure)
+        return std::nullopt;
     if (url && url->m_authorization.empty() && url->HasOriginOf(*this))
         url->m_authorization = m_authorization;
     return url;

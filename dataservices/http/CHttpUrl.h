@@ -19,9 +19,10 @@ public:
     // Nothing: `text` is null, no URL with one of the two schemes, or has no host that could be asked or port 0.
     [[nodiscard]] static std::optional<CHttpUrl> Parse(const wchar_t* text);
 
-    // What `location`, a URL or a reference relative to this one, leads to. Credentials stay behind where it doesn't
-    // lead to the same origin.
-    [[nodiscard]] std::optional<CHttpUrl> Resolve(const std::wstring& location) const;
+    // What `header`, a URL or a reference relative to this one as a header has it, leads to; bytes beyond ASCII are
+    // taken for UTF-8 if they are that. Credentials stay behind where it doesn't lead to the same origin.
+    // Nothing: it leads to no such URL, or from https to http.
+    [[nodiscard]] std::optional<CHttpUrl> Resolve(const std::wstring& header) const;
 
     [[nodiscard]] bool IsSecure() const noexcept { return m_isSecure; }
     // A name in ASCII (other characters as Punycode), or an address, one of IPv6 in brackets.
@@ -32,8 +33,11 @@ public:
     // The value of the header "Authorization" that the URL's user info makes; empty without one.
     [[nodiscard]] const std::wstring& Authorization() const noexcept { return m_authorization; }
 
-    // For logs and people: without user info, and without the query, in which services hide their keys.
-    [[nodiscard]] std::wstring Printable() const { return Origin() + m_path; }
+    // For logs and people: without user info, and with kHiddenQuery for the query, in which services hide their keys.
+    [[nodiscard]] std::wstring Printable() const {
+        return Origin() + m_path + std::wstring(m_query.empty() ? L"" : kHiddenQuery);
+    }
+    static constexpr std::wstring_view kHiddenQuery = L"?***";
 
     friend bool operator==(const CHttpUrl&, const CHttpUrl&) = default;
 

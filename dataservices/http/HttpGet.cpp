@@ -37,8 +37,7 @@ void LogRequest(const CHttpUrl& url, const HttpStart& start, HRESULT hr, const C
 
 [[nodiscard]] std::optional<CHttpUrl> TargetOf(const CHttpUrl& url, const CHttpRequest& answer) {
     const std::wstring location = answer.Header(L"Location");
-    auto target = location.empty() ? std::nullopt : url.Resolve(location);
-    return target && url.IsSecure() && !target->IsSecure() ? std::nullopt : target;
+    return location.empty() ? std::nullopt : url.Resolve(location);
 }
 
 }  // namespace

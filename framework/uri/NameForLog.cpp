@@ -1,5 +1,7 @@
 #include "framework/uri/NameForLog.h"
 
+#include "framework/uri/CTKFUri.h"
+
 #include <string_view>
 
 std::wstring NameForLog(const wchar_t* name) {
@@ -9,7 +11,8 @@ std::wstring NameForLog(const wchar_t* name) {
     if (scheme == text.npos || text.substr(0, scheme).find_first_of(L"/\\") != text.npos)
         return std::wstring(text);
     const size_t begin = scheme + 3;
-    const size_t end = text.find_first_of(L"/\\?#", begin);
+    // In a password that should have been escaped, anything may stand.
+    const size_t end = CTKFUri::Parse(name) ? text.find_first_of(L"/\\?#", begin) : text.npos;
     const size_t at = text.substr(0, end).rfind(L'@');
     if (at == text.npos || at < begin)
         return std::wstring(text);

@@ -5,6 +5,6 @@
 
 #include <string>
 
-// `name`, with "***" for what stands before the '@' of a URL's host. All other names stay as they are, paths with '@'
-// too; whether the name is a valid URI doesn't matter. Null gives the empty string.
+// `name`, with "***" for what stands before the '@' of a URL's host; if no URI can be made of the name, before its last
+// '@'. All other names stay as they are, paths with '@' too. Null gives the empty string.
 [[nodiscard]] std::wstring NameForLog(const wchar_t* name);

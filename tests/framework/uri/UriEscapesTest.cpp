@@ -16,7 +16,8 @@ namespace {
 TEST(NameForLog, HidesTheCredentialsOfUrlsAndNothingElse) {
     const std::pair<const wchar_t*, const wchar_t*> table[] = {
         {nullptr, L""},
-        {L"http://me:pa@ss@h/a@b", L"http://***@h/a@b"},
+        {L"http://me:pass@h/a@b", L"http://***@h/a@b"},
+        {L"http://me:pa/s@s@h/a", L"http://***@h/a"},
         {L"http://me@h:80?q=a@b", L"http://***@h:80?q=a@b"},
         {L"http://me:x@[broken", L"http://***@[broken"},
         {L"http://h/a@b", L"http://h/a@b"},
