@@ -3,6 +3,7 @@
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
 #include "framework/com/CTaskMem.h"
+#include "framework/streams/TKFStreams.h"
 #include "tests/support/CHttpServer.h"
 #include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTestApartment.h"
@@ -209,6 +210,51 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         EXPECT_TRUE(bytes.starts_with(got));
         EXPECT_EQ(STG_E_REVERTED, Read(10).first);
     }
+}
+
+TEST_F(HttpStreamTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatContradictsItselfIsNone) {
+    EXPECT_EQ(2u, RequestsOf([&] {
+                  ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::kNoTotal}})}));
+                  EXPECT_TRUE(IsRightAt(0));
+                  EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(1));
+              }));
+    for (const char* const length : {"5", "ten", "-5", "9223372036854775808"}) {
+        CHttpServer::Resource resource{.bytes = bytes, .ranges = false};
+        resource.headers = std::string("Content-Length: ") + length + "\r\n";
+        EXPECT_EQ(kHttpInvalidResponse, OpenServed(resource)) << length;
+    }
+}
+
+TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTries) {
+    Faults faults(99, {Fault::kUnavailable});
+    faults[0] = {Fault::kClose, 700'000};
+    EXPECT_EQ(1u + std::size(kPausesMs), RequestsOf([&] {
+                  ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
+                  ComPtr<IStream> copy;
+                  ASSERT_EQ(S_OK, TKFCreateMemoryStream(nullptr, 0, &copy));
+                  ULARGE_INTEGER count{};
+                  EXPECT_EQ(ResultOfHttpStatus(503), stream->CopyTo(copy.Get(), {.QuadPart = ~0ull}, &count, nullptr));
+                  EXPECT_EQ(700'000u, count.QuadPart);
+              }));
+}
+
+TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::kDrip, 300'000}})}));
+    const ULONGLONG before = ::GetTickCount64();
+    EXPECT_TRUE(IsRightAt(0));
+    EXPECT_GT(3 * kBlockMs, ::GetTickCount64() - before);
+    EXPECT_EQ(2u, server.Requests().size());
+}
+
+TEST(HttpUrlTest, ARedirectStaysSecretWhereItWasAndMayBeWrittenInUtf8) {
+    const auto secure = CHttpUrl::Parse(L"https://me:pw@host/a/b?c");
+    ASSERT_TRUE(secure);
+    EXPECT_FALSE(secure->Resolve(L"http://host/a"));
+    EXPECT_EQ(L"Basic bWU6cHc=", secure->Resolve(L"../T\u00C3\u00B6ne")->Authorization());
+    EXPECT_EQ(L"/T%C3%B6ne", secure->Resolve(L"../T\u00C3\u00B6ne")->Target());
+    EXPECT_EQ(L"/T%C3%B6ne", secure->Resolve(L"/T\u00F6ne")->Target());
+    EXPECT_EQ(L"", secure->Resolve(L"https://host:444/a")->Authorization());
+    EXPECT_TRUE(CHttpUrl::Parse(L"http://host/a")->Resolve(L"https://host/a"));
 }
 
 TEST_F(HttpStreamTest, DataThatComesLateIsWaitedFor) {

@@ -112,6 +112,8 @@ std::vector<Kind> Kinds() {
         {"HttpWithRanges", [](const std::string& bytes) { return Http(bytes, true, false); }, false, false, true},
         {"HttpWithoutRanges", [](const std::string& bytes) { return Http(bytes, false, false); }, false, false, true},
         {"HttpLive", [](const std::string& bytes) { return Http(bytes, false, true); }, true, false, true},
+        {"BufferedHttp", [](const std::string& bytes) { return Buffered(Http(bytes, true, false)); }, false, true,
+         true},
         {"DataEscaped", [](const std::string& bytes) { return Data(bytes, false); }},
         {"DataBase64", [](const std::string& bytes) { return Data(bytes, true); }}};
 }

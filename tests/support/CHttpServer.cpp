@@ -222,14 +222,15 @@ bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
         status = first < end ? 206 : 416;
         const size_t total = body.size() + (fault == Fault::kWrongTotal ? off : 0);
         headers += "Content-Range: bytes " + (status == 416 ? "*" : number(first) + "-" + number(end - 1)) + "/" +
-                   number(total) + "\r\n";
+                   (fault == Fault::kNoTotal ? "*" : number(total)) + "\r\n";
         body = status == 416 ? std::string_view() : body.substr(first, end - first);
     }
     if (fault == Fault::kShortBody)
         body.remove_suffix(std::min(off, body.size()));
     headers += resource->live ? "Transfer-Encoding: chunked\r\n" : "Content-Length: " + number(body.size()) + "\r\n";
 
-    const bool breaks = fault == Fault::kStall || fault == Fault::kReset || fault == Fault::kClose;
+    const bool stalls = fault == Fault::kStall || fault == Fault::kDrip;
+    const bool breaks = stalls || fault == Fault::kReset || fault == Fault::kClose;
     const std::string_view before = body.substr(0, breaks || fault == Fault::kTrickle ? off : 0);
     const auto send = [&](std::string_view bytes) {
         return SendBody(socket, bytes, resource->live, fault == Fault::kTrickle ? 1 : kPiece);
@@ -239,27 +240,33 @@ bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
         ::setsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard), sizeof hard);
     }
     const bool early = breaks && after < 0;
-    const auto goesOn = [&] { return !breaks || (fault == Fault::kStall && Stall(socket)); };
+    std::string_view rest = body.substr(before.size());
+    const auto goesOn = [&] { return !breaks || (stalls && Stall(socket, fault == Fault::kDrip ? &rest : nullptr)); };
     if (early && !goesOn())
         return false;
     if (!SendAll(socket, "HTTP/1.1 " + number(status) + " As scripted\r\n" + headers + "\r\n") || !send(before))
         return false;
     if (!early && !goesOn())
         return false;
-    if (!SendBody(socket, body.substr(before.size()), resource->live, kPiece))
+    if (!SendBody(socket, rest, resource->live, kPiece))
         return false;
     if (fault == Fault::kLongBody)
         return SendAll(socket, std::string(off, '!')), false;
     return !resource->live || SendAll(socket, "0\r\n\r\n");
 }
 
-// True: the stall was released. False: the client has gone, or the server goes.
-bool CHttpServer::Stall(UINT_PTR socket) const {
+// True: the stall was released. False: the client has gone, or the server goes. Meanwhile bytes drip out of `drip`, if
+// it isn't null.
+bool CHttpServer::Stall(UINT_PTR socket, std::string_view* drip) const {
     const CAutoHandle gone(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     ::WSAEventSelect(socket, gone.Get(), FD_CLOSE);
     ::SetEvent(m_stalled.Get());
     const HANDLE events[] = {m_release.Get(), m_stop.Get(), gone.Get()};
-    const bool released = ::WaitForMultipleObjects(3, events, FALSE, INFINITE) == WAIT_OBJECT_0;
+    DWORD ended = WAIT_TIMEOUT;
+    while ((ended = ::WaitForMultipleObjects(3, events, FALSE, drip ? 100 : INFINITE)) == WAIT_TIMEOUT &&
+           !drip->empty() && SendAll(socket, drip->substr(0, 1)))
+        drip->remove_prefix(1);
+    const bool released = ended == WAIT_OBJECT_0;
     ::WSAEventSelect(socket, nullptr, 0);
     u_long notBlocking = 0;
     ::ioctlsocket(socket, static_cast<long>(FIONBIO), &notBlocking);

@@ -35,10 +35,12 @@ public:
         }
     };
 
-    // What goes wrong with one answer. `after` counts bytes of its body; for the first three -1 is before the headers.
+    // What goes wrong with one answer. `after` counts bytes of its body; for stall, reset and close -1 is before the
+    // headers.
     enum class Fault {
         kNone,
         kStall,           // after these bytes nothing comes until the client goes or ReleaseStalls
+        kDrip,            // after these, one byte each tenth of a second until then
         kReset,           // the connection is reset
         kClose,           // it is closed in order
         kTrickle,         // these bytes arrive one by one, the others in large pieces
@@ -46,6 +48,7 @@ public:
         kShortBody,       // so many bytes fewer than Content-Range says are announced and sent
         kWrongStart,      // another range, which begins so many bytes further on
         kWrongTotal,      // its total is so many bytes higher
+        kNoTotal,         // its total is "*"
         kIgnoredRange,    // 200 and all bytes
         kUnavailable,     // 503
         kGarbage,         // this is no HTTP
@@ -100,7 +103,7 @@ private:
     void Accept();
     void Work(Connection& connection);
     [[nodiscard]] bool Answer(UINT_PTR socket, const Request& request);
-    [[nodiscard]] bool Stall(UINT_PTR socket) const;
+    [[nodiscard]] bool Stall(UINT_PTR socket, std::string_view* drip) const;
     [[nodiscard]] std::shared_ptr<const Resource> Find(const std::string& path) const;
 
     const bool m_ipv6;
