@@ -6,20 +6,13 @@
 
 namespace {
 
-struct CFindCloser {
-    static HANDLE Invalid() noexcept { return INVALID_HANDLE_VALUE; }
-    static bool IsValid(HANDLE search) noexcept { return search != INVALID_HANDLE_VALUE; }
-    static void Close(HANDLE search) noexcept { ::FindClose(search); }
-};
-using CFindHandle = CAutoDestructor<HANDLE, CFindCloser>;
-
-[[nodiscard]] CFindHandle FindFirst(const std::wstring& pattern, WIN32_FIND_DATAW* data) {
-    return CFindHandle(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, data, FindExSearchNameMatch, nullptr, 0));
+[[nodiscard]] CAutoFind FindFirst(const std::wstring& pattern, WIN32_FIND_DATAW* data) {
+    return CAutoFind(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, data, FindExSearchNameMatch, nullptr, 0));
 }
 
 [[nodiscard]] HRESULT ListNames(const std::wstring& folder, std::vector<std::wstring>* names) {
     WIN32_FIND_DATAW data{};
-    const CFindHandle search = FindFirst(JoinPath(folder, L"*"), &data);
+    const CAutoFind search = FindFirst(JoinPath(folder, L"*"), &data);
     if (!search) {
         const DWORD error = ::GetLastError();  // roots have no entries of their own, so empty ones have none at all
         return error == ERROR_FILE_NOT_FOUND ? S_OK : ResultOfFileError(error);
@@ -81,7 +74,7 @@ HRESULT CFolder::FindEntry(BSTR entryId, std::wstring* name) const {
     if (!IsFileName(id))
         return kNotFound;
     WIN32_FIND_DATAW data{};
-    const CFindHandle search = FindFirst(JoinPath(m_path, id), &data);
+    const CAutoFind search = FindFirst(JoinPath(m_path, id), &data);
     if (!search)
         return ResultOfFileError(::GetLastError());
     // As a pattern, a name finds others too: one without a dot at its end, one whose short form it is.

@@ -1,9 +1,10 @@
 // What all streams of this layer that can't be written have in common.
 //
 // Derived classes read, seek, tell their state and clone themselves; everything else is answered here.
-// Units: positions and sizes are bytes; both stay below 2^63.
+// Units: positions and sizes are bytes; both stay below 2^63.  Threads: as the derived class says.
 #pragma once
 
+#include "dataservices/Results.h"
 #include "framework/com/CComObjectBase.h"
 #include "framework/streams/CopyInBlocks.h"
 
@@ -50,6 +51,5 @@ protected:
         return S_OK;
     }
 
-    static constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
     static constexpr ULONGLONG kLastPosition = 0x7FFFFFFFFFFFFFFF;
 };

@@ -1,5 +1,6 @@
 #include "dataservices/FilePath.h"
 
+#include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/LongPath.h"
 
 #include <algorithm>
@@ -60,11 +61,8 @@ std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name)
 
 std::wstring ListedName(const std::wstring& literal) {
     WIN32_FIND_DATAW data{};
-    const HANDLE search = ::FindFirstFileW(literal.c_str(), &data);
-    if (search == INVALID_HANDLE_VALUE)  // it has just been renamed
-        return literal.substr(literal.rfind(L'\\') + 1);
-    ::FindClose(search);
-    return data.cFileName;
+    const CAutoFind search(::FindFirstFileW(literal.c_str(), &data));
+    return search ? data.cFileName : literal.substr(literal.rfind(L'\\') + 1);  // it has just been renamed
 }
 
 bool IsFileName(std::wstring_view name) noexcept {

@@ -18,6 +18,20 @@ namespace {
     return SUCCEEDED(hr) && location->kind == Location::Kind::File && path.back() == L'\\' ? kNotFound : hr;
 }
 
+// No file URL leads to some paths; they are names as good.
+[[nodiscard]] std::wstring UriOfPath(const std::wstring& path) {
+    const auto uri = CTKFUri::Parse(path.c_str());
+    const std::wstring url = uri ? uri->ToString() : std::wstring();
+    return url.empty() ? path : url;
+}
+
+[[nodiscard]] std::wstring WithoutUserInfo(std::wstring url) {
+    const auto uri = CTKFUri::Parse(url.c_str());
+    if (uri && !uri->GetUserInfo().empty())
+        url.erase(uri->GetScheme().size() + 3, uri->GetUserInfo().size() + 1);  // between "://" and the host, with '@'
+    return url;
+}
+
 }  // namespace
 
 HRESULT FindLocation(const std::wstring& name, Location* location) {
@@ -47,17 +61,14 @@ HRESULT FindPath(const std::wstring& literalPath, Location* location) {
 }
 
 std::wstring UriOf(const Location& location) {
-    const bool isPath = location.kind == Location::Kind::File || location.kind == Location::Kind::Folder;
-    std::wstring text = isPath ? ReadablePath(location.text) : location.text;
-    if (location.kind == Location::Kind::Data)
-        return text;
-    const auto uri = CTKFUri::Parse(text.c_str());
-    if (isPath) {
-        // No file URL leads to some paths; they are names as good.
-        const std::wstring url = uri ? uri->ToString() : std::wstring();
-        return url.empty() ? text : url;
+    switch (location.kind) {
+        case Location::Kind::File:
+        case Location::Kind::Folder:
+            return UriOfPath(ReadablePath(location.text));
+        case Location::Kind::Http:
+            return WithoutUserInfo(location.text);
+        case Location::Kind::Data:
+            break;
     }
-    if (!uri->GetUserInfo().empty())
-        text.erase(uri->GetScheme().size() + 3, uri->GetUserInfo().size() + 1);  // between "://" and the host, with '@'
-    return text;
+    return location.text;
 }

@@ -38,12 +38,16 @@ namespace {
 
 HRESULT OpenStream(const Location& location, unsigned long access, unsigned long share, IStream** stream) {
     *stream = nullptr;
-    if (location.kind == Location::Kind::File)
-        return OpenFileStream(location.text, access, share, stream);
-    if (location.kind == Location::Kind::Folder)
-        return E_NOINTERFACE;
-    if (access & TKDS_ACCESS_WRITE)
-        return STG_E_ACCESSDENIED;
-    return location.kind == Location::Kind::Http ? CreateHttpStream(location.text.c_str(), stream)
-                                                 : CreateDataUriStream(location.text.c_str(), stream);
+    const bool writes = (access & TKDS_ACCESS_WRITE) != 0;
+    switch (location.kind) {
+        case Location::Kind::File:
+            return OpenFileStream(location.text, access, share, stream);
+        case Location::Kind::Folder:
+            return E_NOINTERFACE;
+        case Location::Kind::Http:
+            return writes ? STG_E_ACCESSDENIED : CreateHttpStream(location.text.c_str(), stream);
+        case Location::Kind::Data:
+            return writes ? STG_E_ACCESSDENIED : CreateDataUriStream(location.text.c_str(), stream);
+    }
+    return E_UNEXPECTED;
 }

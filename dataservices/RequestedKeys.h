@@ -12,6 +12,5 @@ struct RequestedKeys {
     bool originalUri = false;
 };
 
-// Keys that this layer doesn't know are passed over. Otherwise the list's own failure; E_FAIL: it gave success, and no
-// key.
+// Keys that this layer doesn't know are passed over. Otherwise the list's own failure.
 [[nodiscard]] HRESULT ReadRequestedKeys(ITKCFConstStringList& list, RequestedKeys* keys);

@@ -7,6 +7,7 @@
 
 inline constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80040001);
 inline constexpr HRESULT kExistsAlready = static_cast<HRESULT>(0x80040002);
+inline constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
 inline constexpr HRESULT kOutOfRange = static_cast<HRESULT>(0x80040006);
 
 // kNotFound: there is no such file, folder or share.  E_ACCESSDENIED: it may not be opened so, or another one has it

@@ -71,6 +71,13 @@ private:
     T m_value = Policy::Invalid();
 };
 
+struct CFindCloser {
+    static HANDLE Invalid() noexcept { return INVALID_HANDLE_VALUE; }
+    static bool IsValid(HANDLE search) noexcept { return search != INVALID_HANDLE_VALUE; }
+    static void Close(HANDLE search) noexcept { ::FindClose(search); }
+};
+
 using CAutoHandle = CAutoDestructor<HANDLE, CHandleCloser>;
 using CAutoRegistryKey = CAutoDestructor<HKEY, CRegistryKeyCloser>;
 using CAutoLibrary = CAutoDestructor<HMODULE, CLibraryCloser>;
+using CAutoFind = CAutoDestructor<HANDLE, CFindCloser>;

@@ -15,18 +15,11 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-struct CFindCloser {
-    static HANDLE Invalid() noexcept { return INVALID_HANDLE_VALUE; }
-    static bool IsValid(HANDLE handle) noexcept { return handle != INVALID_HANDLE_VALUE; }
-    static void Close(HANDLE handle) noexcept { ::FindClose(handle); }
-};
-
 // What is in the folder, by name. Links to folders are left out: they may lead back to where they stand.
 std::vector<std::wstring> EntriesOf(const std::wstring& folder) {
     std::vector<std::wstring> entries;
     WIN32_FIND_DATAW data{};
-    const CAutoDestructor<HANDLE, CFindCloser> find(
-        ::FindFirstFileW(OpenablePath(FullPathOf(folder) + L"\\*").c_str(), &data));
+    const CAutoFind find(::FindFirstFileW(OpenablePath(FullPathOf(folder) + L"\\*").c_str(), &data));
     if (!find)
         throw CHostError(L"Cannot list it", HRESULT_FROM_WIN32(::GetLastError()));
     do {

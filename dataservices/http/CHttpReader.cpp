@@ -1,5 +1,6 @@
 #include "dataservices/http/CHttpReader.h"
 
+#include "dataservices/Results.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpLog.h"
 #include "dataservices/http/HttpResults.h"
@@ -14,12 +15,13 @@ using TKRuntimeLogger::kWarn;
 
 namespace {
 
-constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
 constexpr DWORD kPartial = HTTP_STATUS_PARTIAL_CONTENT;
 constexpr DWORD kRangeNotSatisfiable = 416;
 
+constexpr DWORD kTransformed = 203;  // 200 as a proxy has changed it
+
 [[nodiscard]] constexpr bool IsWhole(DWORD status) noexcept {
-    return status == HTTP_STATUS_OK || status == HTTP_STATUS_PARTIAL;  // the second: as a proxy has changed it
+    return status == HTTP_STATUS_OK || status == kTransformed;
 }
 
 }  // namespace
@@ -196,8 +198,9 @@ HRESULT CHttpReader::Check(const HttpAnswer& answer, ULONGLONG from) const noexc
     if (!answer.IsSameVersionAs(m_version))
         return STG_E_REVERTED;
     // The range of everything may be answered by everything.
+    const bool gaveRangesBefore = m_ranges == Ranges::Yes && from != 0;
     if (IsWhole(answer.status))
-        return (m_ranges == Ranges::Yes && from != 0) || answer.bodyLength != m_length ? STG_E_REVERTED : S_OK;
+        return gaveRangesBefore || answer.bodyLength != m_length ? STG_E_REVERTED : S_OK;
     if (answer.HasInvalidRange())
         return kHttpInvalidResponse;
     const bool goesOn =
@@ -220,7 +223,7 @@ HRESULT CHttpReader::Receive(const CDeadline& deadline) {
     std::span<const BYTE> bytes;
     const HRESULT hr = m_request->Receive(static_cast<ULONG>(std::min<ULONGLONG>(left, kBlockBytes)),
                                           inBlocks ? CHttpRequest::Wait::ForAll : CHttpRequest::Wait::ForSome,
-                                          deadline.Within(inBlocks ? kBlockMs : kNextByteMs), &bytes);
+                                          deadline.Within(inBlocks ? kSlowBlockMs : kNextByteMs), &bytes);
     if (hr == S_OK) {
         Take(bytes, ::GetTickCount64() - begin);
         return S_OK;

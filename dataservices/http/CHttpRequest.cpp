@@ -7,6 +7,12 @@
 #include <new>
 #include <utility>
 
+namespace {
+
+constexpr int kInThisModule = 0;
+
+}  // namespace
+
 struct CHttpRequest::StepToBegin {
     std::shared_ptr<Handles> handles;
     Step step;
@@ -17,7 +23,7 @@ CHttpRequest::~CHttpRequest() {
     if (m_step == Step::None)
         return;
     m_handles->isGivenUp = true;
-    // A call that waits although it need not (see OnPool) goes on until its bytes are there; so it is cut short.
+    // A call that waits although it need not (see Begin) goes on until its bytes are there; so it is cut short.
     ::WinHttpSetTimeouts(m_handles->request.Get(), 1, 1, 1, 1);
 }
 
@@ -109,7 +115,7 @@ void CHttpRequest::Begin(Step step, ULONG bytes) noexcept {
     std::unique_ptr<StepToBegin> begin(new (std::nothrow) StepToBegin{m_handles, step, std::min(bytes, kBlockBytes)});
     HMODULE module = nullptr;
     ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                         reinterpret_cast<const wchar_t*>(&kBlockBytes), &module);
+                         reinterpret_cast<const wchar_t*>(&kInThisModule), &module);
     TP_CALLBACK_ENVIRON environment;
     ::InitializeThreadpoolEnvironment(&environment);
     ::SetThreadpoolCallbackLibrary(&environment, module);

@@ -12,7 +12,7 @@
 class CHttpSession final {
 public:
     // The session, opened if there is none.
-    // HRESULT_FROM_WIN32: the library doesn't load, or opens no session.  Throws std::bad_alloc.
+    // HRESULT_FROM_WIN32: the library doesn't load.  Otherwise as ResultOfNetworkError.  Throws std::bad_alloc.
     [[nodiscard]] static HRESULT Get(std::shared_ptr<CHttpSession>& session);
 
     CHttpSession(CAutoLibrary library, CInternetHandle handle) noexcept;

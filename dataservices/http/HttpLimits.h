@@ -11,7 +11,8 @@ inline constexpr DWORD kFirstByteMs = 10'000;
 inline constexpr DWORD kNextByteMs = 10'000;
 // An open with all its redirects.
 inline constexpr DWORD kOpenMs = 60'000;
-// A whole Read, pauses and repeated requests included, even if bytes trickle in.
+// A whole Read, pauses and repeated requests included, even if bytes trickle in. It ends before five stalls have. (No
+// test waits a minute for these two.)
 inline constexpr DWORD kReadMs = 60'000;
 
 // Pauses before a request is made again. When they are used up without one more byte, the failure is final.
@@ -24,10 +25,10 @@ inline constexpr int kMaxRedirects = 10;
 inline constexpr ULONG kKeptBytes = 0x40000;
 inline constexpr ULONG kSkippedBytes = 0x40000;
 
-// Where data comes fast they are read in whole blocks, which completes only when a block is full; elsewhere in what is
-// there. So many bytes in a row at a rate that fills a block within a second count as fast, and a block that takes
-// longer than kBlockMs is given up and asked for again in small pieces.
+// A block that is asked for whole costs one call of the HTTP library instead of many, but nothing of it is seen until
+// all of it has come. So only sources that were fast are read so: kFastBytes in a row, at kBlockBytes per kFastBlockMs
+// or better. A block that takes longer than kSlowBlockMs is given up, and the source read in small pieces from then on.
 inline constexpr ULONG kBlockBytes = 0x20000;
 inline constexpr ULONG kFastBytes = 0x8000;
 inline constexpr DWORD kFastBlockMs = 1'000;
-inline constexpr DWORD kBlockMs = 2'000;
+inline constexpr DWORD kSlowBlockMs = 2'000;

@@ -1,5 +1,6 @@
 // How the log sites of this folder name themselves, and the one way in which they log: a record that can't be written
-// changes nothing.
+// changes nothing. The records have HttpStream as their FILE, and as FUNC the public operation in which it happened;
+// the text finds the place.
 #pragma once
 
 #include "diagnostics/ComBoundary.h"

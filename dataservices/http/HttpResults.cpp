@@ -41,7 +41,7 @@ bool MayPass(HRESULT hr) noexcept {
         case kHttpInvalidResponse:
             return true;
         default: {
-            const bool isStatus = (static_cast<ULONG>(hr) & 0xFFFF0000) == 0x80190000;
+            const bool isStatus = (static_cast<ULONG>(hr) & 0xFFFF0000) == kHttpStatusBase;
             const DWORD status = static_cast<ULONG>(hr) & 0xFFFF;
             return isStatus && (status == HTTP_STATUS_REQUEST_TIMEOUT || status == 429 || status >= 500);
         }

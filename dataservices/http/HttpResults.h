@@ -1,9 +1,10 @@
 // Result codes of http sources.
 //
-//   0x80190000 | status    the server's answer: 0x80190194 is 404
-//   kNameNotResolved ...   the platform's own codes of the network
-//   STG_E_REVERTED         the source is another one than when the stream was opened
+//   0x80190000 | status           the server's answer: 0x80190194 is 404
+//   HRESULT_FROM_WIN32            the platform's own codes of the network; those that we give ourselves are below
+//   STG_E_REVERTED (0x80030102)   the source is another one than when the stream was opened
 //
+// Words for people: tvsource/CHostError.cpp.
 // Threads: any.
 #pragma once
 
@@ -11,13 +12,15 @@
 
 #include <winhttp.h>
 
-inline constexpr HRESULT kHttpTimeout = HRESULT_FROM_WIN32(ERROR_WINHTTP_TIMEOUT);
-inline constexpr HRESULT kHttpConnectionError = HRESULT_FROM_WIN32(ERROR_WINHTTP_CONNECTION_ERROR);
-inline constexpr HRESULT kHttpRedirectFailed = HRESULT_FROM_WIN32(ERROR_WINHTTP_REDIRECT_FAILED);
-inline constexpr HRESULT kHttpInvalidResponse = HRESULT_FROM_WIN32(ERROR_WINHTTP_INVALID_SERVER_RESPONSE);
+inline constexpr HRESULT kHttpTimeout = HRESULT_FROM_WIN32(ERROR_WINHTTP_TIMEOUT);                   // 0x80072EE2
+inline constexpr HRESULT kHttpConnectionError = HRESULT_FROM_WIN32(ERROR_WINHTTP_CONNECTION_ERROR);  // 0x80072EFE
+inline constexpr HRESULT kHttpRedirectFailed = HRESULT_FROM_WIN32(ERROR_WINHTTP_REDIRECT_FAILED);    // 0x80072F7C
+inline constexpr HRESULT kHttpInvalidResponse =
+    HRESULT_FROM_WIN32(ERROR_WINHTTP_INVALID_SERVER_RESPONSE);  // 0x80072F78
+inline constexpr ULONG kHttpStatusBase = 0x80190000;
 
 [[nodiscard]] constexpr HRESULT ResultOfHttpStatus(DWORD status) noexcept {
-    return static_cast<HRESULT>(0x80190000 | (status & 0xFFFF));
+    return static_cast<HRESULT>(kHttpStatusBase | (status & 0xFFFF));
 }
 
 // A network error becomes one of a few: name not resolved, can't connect, timeout, secure failure (every fault of a

@@ -40,11 +40,14 @@ public:
     }
 
     HRESULT Create(REFCLSID clsid, REFIID iid, void** object, IUnknown* outer = nullptr) const {
-        const auto getClass = reinterpret_cast<decltype(&::DllGetClassObject)>(
-            reinterpret_cast<void*>(::GetProcAddress(m_library, "DllGetClassObject")));
+        const auto getClass = Export<decltype(::DllGetClassObject)>("DllGetClassObject");
         ComPtr<IClassFactory> factory;
         const HRESULT hr = getClass ? getClass(clsid, IID_PPV_ARGS(&factory)) : E_UNEXPECTED;
         return FAILED(hr) ? hr : factory->CreateInstance(outer, iid, object);
+    }
+    template <class Function>
+    [[nodiscard]] Function* Export(const char* name) const {
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(m_library, name)));
     }
 
 private:

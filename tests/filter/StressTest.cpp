@@ -1,5 +1,6 @@
 // Everything that a host and its parsers may do at the same time, done at the same time.
 #include "tests/filter/FilterTest.h"
+#include "tests/support/RandomBytes.h"
 
 #include <atomic>
 #include <functional>
@@ -11,14 +12,8 @@ namespace {
 
 constexpr LONG kLongestRead = 6'000;
 
-std::string RandomBytes(unsigned seed, size_t size) {
-    std::string bytes(size, '\0');
-    std::ranges::generate(bytes, [engine = std::mt19937(seed)]() mutable { return static_cast<char>(engine()); });
-    return bytes;
-}
-
 struct StressTest : ::testing::TestWithParam<DWORD> {
-    const unsigned seed = std::random_device()();
+    static constexpr unsigned seed = 20'261'121;
     const std::string contents[2]{RandomBytes(seed, 300'001), RandomBytes(seed + 1, 150'007)};
     const CTempFile files[2]{CTempFile(contents[0]), CTempFile(contents[1])};
     const CTestApartment apartment{COINIT_MULTITHREADED};

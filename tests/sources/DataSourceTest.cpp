@@ -11,6 +11,7 @@
 #include "tests/support/CHttpServer.h"
 #include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
+#include "tests/support/RandomBytes.h"
 
 #include <wrl/client.h>
 
@@ -74,6 +75,8 @@ Source Data(const std::string& bytes, bool base64) {
 
 // The installed layer's, whatever `bytes` are.
 Source Installed(const std::string&) {
+    if (!::_wgetenv(L"TV_SOURCE_URI") || !::_wgetenv(L"TV_SOURCE_FILE"))
+        throw std::runtime_error("set both TV_SOURCE_URI and TV_SOURCE_FILE");
     std::ifstream file(std::filesystem::path(::_wgetenv(L"TV_SOURCE_FILE")), std::ios::binary);
     EXPECT_TRUE(file.is_open()) << "TV_SOURCE_FILE";
     return {{std::istreambuf_iterator<char>(file), {}}, [](IStream** stream) {
@@ -102,31 +105,28 @@ struct Kind {
 };
 
 std::vector<Kind> Kinds() {
-    if (::_wgetenv(L"TV_SOURCE_URI") && ::_wgetenv(L"TV_SOURCE_FILE"))
-        return {{"Installed", Installed, true}};
-    return {
-        {"Memory", Memory, true},
-        {"File", File},
-        {"BufferedMemory", [](const std::string& bytes) { return Buffered(Memory(bytes)); }, true, true},
-        {"BufferedFile", [](const std::string& bytes) { return Buffered(File(bytes)); }, false, true},
-        {"HttpWithRanges", [](const std::string& bytes) { return Http(bytes, true, false); }, false, false, true},
-        {"HttpWithoutRanges", [](const std::string& bytes) { return Http(bytes, false, false); }, false, false, true},
-        {"HttpLive", [](const std::string& bytes) { return Http(bytes, false, true); }, true, false, true},
-        {"BufferedHttp", [](const std::string& bytes) { return Buffered(Http(bytes, true, false)); }, false, true,
-         true},
-        {"DataEscaped", [](const std::string& bytes) { return Data(bytes, false); }},
-        {"DataBase64", [](const std::string& bytes) { return Data(bytes, true); }}};
-}
-
-std::string RandomBytes(size_t count) {
-    std::string bytes(count, '\0');
-    std::ranges::generate(bytes, [random = std::mt19937(4711)]() mutable { return static_cast<char>(random()); });
-    return bytes;
+    if (::_wgetenv(L"TV_SOURCE_URI") || ::_wgetenv(L"TV_SOURCE_FILE"))
+        return {{.name = "Installed", .make = Installed, .mayNotClone = true}};
+    const auto served = [](bool ranges, bool live) {
+        return [=](const std::string& bytes) { return Http(bytes, ranges, live); };
+    };
+    const auto buffered = [](auto make) { return [=](const std::string& bytes) { return Buffered(make(bytes)); }; };
+    const auto data = [](bool base64) { return [=](const std::string& bytes) { return Data(bytes, base64); }; };
+    return {{.name = "Memory", .make = Memory, .mayNotClone = true},
+            {.name = "File", .make = File},
+            {.name = "BufferedMemory", .make = buffered(Memory), .mayNotClone = true, .losesItsPlace = true},
+            {.name = "BufferedFile", .make = buffered(File), .losesItsPlace = true},
+            {.name = "HttpWithRanges", .make = served(true, false), .isServed = true},
+            {.name = "HttpWithoutRanges", .make = served(false, false), .isServed = true},
+            {.name = "HttpLive", .make = served(false, true), .mayNotClone = true, .isServed = true},
+            {.name = "BufferedHttp", .make = buffered(served(true, false)), .losesItsPlace = true, .isServed = true},
+            {.name = "DataEscaped", .make = data(false)},
+            {.name = "DataBase64", .make = data(true)}};
 }
 
 struct DataSource : ::testing::TestWithParam<Kind> {
     // More than any source keeps of what it has given.
-    const Source source = GetParam().make(RandomBytes(700'001));
+    const Source source = GetParam().make(RandomBytes(4711, 700'001));
     const CTestApartment apartment{COINIT_MULTITHREADED};
 
     void SetUp() override {
@@ -208,7 +208,7 @@ struct DataSource : ::testing::TestWithParam<Kind> {
 
 TEST_P(DataSource, GivesAllItsBytesInPiecesOfAnySizeAndThenNoMore) {
     for (const size_t size : {0u, 1u, 5'000u, 700'001u}) {
-        const Source of = GetParam().make(RandomBytes(size));
+        const Source of = GetParam().make(RandomBytes(4711, size));
         const auto length = static_cast<ULONG>(of.bytes.size());
         for (const ULONG piece : {1ul, 13ul, 4'095ul, 65'537ul, std::max(length, 1ul), length + 1})
             EXPECT_TRUE(GivesAll(*Open(of).Get(), of.bytes, piece)) << "pieces of " << piece;

@@ -9,18 +9,18 @@ using Fault = CHttpServer::Fault;
 
 // The data services of this build, registered.
 struct Url : ::testing::Test {
-    static void Register(const wchar_t* how) {
+    static void RunRegsvr32(std::vector<std::wstring> options) {
         wchar_t folder[MAX_PATH]{};
         ::GetSystemDirectoryW(folder, MAX_PATH);
-        ExpectRun(RunHost({L"/s", how, BuiltFile(L"TvDataServices.dll")}, folder + std::wstring(L"\\regsvr32.exe")), 0,
-                  {});
+        options.insert(options.end(), {L"/s", BuiltFile(L"TvDataServices.dll")});
+        ExpectRun(RunHost(options, folder + std::wstring(L"\\regsvr32.exe")), 0, {});
     }
     void SetUp() override {
         if (!CHttpServer::IsSupported())
             GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
-        Register(L"/s");
+        RunRegsvr32({});
     }
-    void TearDown() override { Register(L"/u"); }
+    void TearDown() override { RunRegsvr32({L"/u"}); }
 
     const std::string contents = std::string(150'000, 'a') + std::string(150'000, 'b');
     CTempFolder folder;
@@ -68,7 +68,7 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
                                                          {L"nosuch://host/file", "knows no such scheme"}};
     for (const auto& [url, words] : urls)
         ExpectRun(RunWithFilter(L"info", {url}), 1, {"Cannot open " + Utf8(url) + ": 0x8", words});
-    Register(L"/u");
+    RunRegsvr32({L"/u"});
     for (const HostRun& run : {RunWithFilter(L"info", {closed}), RunHost({L"detect", closed})})
         ExpectRun(run, 1, {"regsvr32 TvDataServices.dll"});
 }
