@@ -1,4 +1,5 @@
-// The base of a COM object with two interfaces neither of which derives from the other. Else as CComObjectBase.
+// The base of a COM object with two interfaces neither of which derives from the other. Else, threads too, as
+// CComObjectBase.
 #pragma once
 
 #include "framework/com/CComObjectBase.h"

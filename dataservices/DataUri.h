@@ -1,6 +1,8 @@
 // data: URIs (RFC 2397): the content stands in the name itself.
 //
 //   data:,a%20text            data:audio/wav;base64,UklGRg==
+//
+// Threads: any.
 #pragma once
 
 #include <objidl.h>

@@ -1,4 +1,6 @@
 // Class factories for the framework's objects, which are no CUnknown: NewObject<T> is what a row of g_Templates calls.
+//
+// Threads: any.
 #pragma once
 
 #include "baseclasses/CUnknown.h"

@@ -1,5 +1,7 @@
 // How this layer knows its own objects when a caller hands them back. Only our classes answer these interfaces, so a
 // stranger's object is told from ours by asking it, and is never taken for one.
+//
+// Threads: as the class that answers it.
 #pragma once
 
 #include <windows.h>

@@ -38,7 +38,7 @@ public:
     // some systems see its end.  E_PENDING: not within `timeoutMs`; may be called again. Other failures are final.
     [[nodiscard]] HRESULT Receive(ULONG atMost, Wait wait, DWORD timeoutMs, std::span<const BYTE>* bytes) noexcept;
 
-    CHttpRequest() = default;
+    CHttpRequest() = default;  // for Send only
     CHttpRequest(const CHttpRequest&) = delete;
     CHttpRequest& operator=(const CHttpRequest&) = delete;
     ~CHttpRequest();

@@ -1,7 +1,7 @@
 // An http or https URL as a request needs it. The fragment is dropped, "." and ".." of the path are resolved, and what
 // should have been escaped is escaped as UTF-8; escapes that are there stay.
 //
-// Errors: std::bad_alloc.
+// Threads: any for reading.  Errors: std::bad_alloc.
 #pragma once
 
 #include "framework/uri/CTKFUri.h"
@@ -33,7 +33,8 @@ public:
     // The value of the header "Authorization" that the URL's user info makes; empty without one.
     [[nodiscard]] const std::wstring& Authorization() const noexcept { return m_authorization; }
 
-    // For logs and people: without user info, and with kHiddenQuery for the query, in which services hide their keys.
+    // For logs and people (the filter's have NameForLog, URIs that open again UriOf): without user info, and with
+    // kHiddenQuery for the query, in which services hide their keys.
     [[nodiscard]] std::wstring Printable() const {
         return Origin() + m_path + std::wstring(m_query.empty() ? L"" : kHiddenQuery);
     }

@@ -1,5 +1,5 @@
 // Owns a session, connection or request of the platform's HTTP library. Closing never blocks: what is under way ends
-// later, on a thread of the library.
+// later, on a thread of the library.  Threads: any.
 #pragma once
 
 #include "diagnostics/CAutoDestructor.h"

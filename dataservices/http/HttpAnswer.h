@@ -1,6 +1,6 @@
 // What the headers of an answer say of a source.
 //
-// Units: bytes.  Errors: std::bad_alloc.
+// Units: bytes.  Threads: any for reading.  Errors: std::bad_alloc.
 #pragma once
 
 #include "dataservices/http/CHttpRequest.h"

@@ -1,4 +1,6 @@
 // A GET with all its redirects.
+//
+// Threads: any, one at a time with the same arguments.
 #pragma once
 
 #include "dataservices/http/HttpAnswer.h"

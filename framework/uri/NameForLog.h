@@ -1,5 +1,7 @@
 // Names of sources as logs may have them: without the credentials of a URL.
 //
+// For the filter and tvsource. The data services' own records have CHttpUrl::Printable, which hides the query too.
+//
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
 

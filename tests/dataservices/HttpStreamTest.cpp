@@ -1,4 +1,5 @@
-// What sources on web servers do beyond the contract of every source: requests, results, resuming, waiting.
+// CHttpStream with all that it is made of: what sources on web servers do beyond the contract of every source:
+// requests, results, resuming, waiting.
 #include "dataservices/Results.h"
 #include "dataservices/http/CHttpStream.h"
 #include "dataservices/http/HttpLimits.h"
