@@ -235,9 +235,10 @@ TEST_F(FilesTest, TheParentOfAFileOrFolderHasItAsAnEntry) {
     const std::wstring lengthy = folder.Write("x", L"A rather long file name.audio");
     wchar_t shortened[MAX_PATH] = L"";
     ::GetShortPathNameW(lengthy.c_str(), shortened, MAX_PATH);
+    const std::wstring shortName = std::filesystem::path(shortened).filename();
     const std::pair<std::wstring, std::wstring> names[] = {
         {file, file},         {folder.Path() + L"\\", folder.Path()}, {L"C:\\windows", L"C:\\windows"},
-        {longFile, longFile}, {LR"(\\?\)" + longFile, longFile},      {shortened, lengthy}};
+        {longFile, longFile}, {LR"(\\?\)" + longFile, longFile},      {folder.PathOf(shortName), lengthy}};
     for (const auto& [name, listed] : names) {
         SCOPED_TRACE(::testing::PrintToString(name));
         ComPtr<ITKDSGetParentInfoForUri> info;
