@@ -17,6 +17,7 @@ inline constexpr HRESULT kOutOfRange = static_cast<HRESULT>(0x80040006);
         case ERROR_FILE_NOT_FOUND:
         case ERROR_PATH_NOT_FOUND:
         case ERROR_BAD_NET_NAME:
+        case ERROR_BAD_DEV_TYPE:  // of a share that is not there, on some systems
         case ERROR_INVALID_NAME:
         case ERROR_BAD_PATHNAME:
         case ERROR_DIRECTORY:

@@ -73,14 +73,14 @@ HRESULT CHttpReader::LearnFrom(const HttpAnswer& answer) {
     }
     if (answer.status != kPartial && !IsWhole(answer.status))
         return ResultOfHttpStatus(answer.status);
+    if (answer.hasInvalidLength)
+        return kHttpInvalidResponse;
     if (answer.status == kPartial) {
         if (answer.HasInvalidRange() || *answer.rangeStart != 0 || !answer.total)
             return kHttpInvalidResponse;
         m_length = answer.total;
         m_ranges = Ranges::Yes;
     } else {
-        if (answer.hasInvalidLength)
-            return kHttpInvalidResponse;
         m_length = answer.bodyLength;
         // One of unknown length only goes forward.
         m_ranges = m_length && answer.acceptsRanges ? Ranges::Untried : Ranges::No;
@@ -239,10 +239,20 @@ HRESULT CHttpReader::Receive(const CDeadline& deadline) {
         HTTP_LOG(kInfo, L"CHttpReader::Read",
                  L"%s: data come slowly at position %I64u and are read in small pieces now", Name().c_str(), m_next);
         m_isUneven = true;
-        m_request.reset();
-        return S_OK;
+        return AskOnceMore(deadline);
     }
     return hr;
+}
+
+// Asks for what a whole block is awaited of. Until there is another answer, the one that is open is not given up: the
+// server may give no second one.
+HRESULT CHttpReader::AskOnceMore(const CDeadline& deadline) {
+    auto open = std::move(m_request);
+    const HRESULT hr = Ask(m_next, deadline);
+    if (SUCCEEDED(hr) || hr == STG_E_REVERTED)
+        return hr;
+    m_request = std::move(open);
+    return S_OK;
 }
 
 void CHttpReader::Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcept {

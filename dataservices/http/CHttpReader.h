@@ -61,6 +61,7 @@ private:
     [[nodiscard]] HRESULT Check(const HttpAnswer& answer, ULONGLONG from) const noexcept;
     void Begin(const HttpAnswer& answer) noexcept;
     [[nodiscard]] HRESULT Receive(const CDeadline& deadline);
+    [[nodiscard]] HRESULT AskOnceMore(const CDeadline& deadline);
     void Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcept;
     void EndCompleteBody() noexcept;
     void EndLiveSource() noexcept;

@@ -84,26 +84,30 @@ DWORD CHttpRequest::Status() const noexcept {
     return status;
 }
 
-std::wstring CHttpRequest::Header(const wchar_t* name, DWORD index) const {
+bool CHttpRequest::Query(const wchar_t* name, DWORD index, std::wstring* value) const {
     const HINTERNET request = m_handles->request.Get();
     DWORD size = 0, next = index;
-    ::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, WINHTTP_NO_OUTPUT_BUFFER, &size, &next);
-    std::wstring value(size / sizeof(wchar_t), L'\0');
+    if (!::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, WINHTTP_NO_OUTPUT_BUFFER, &size, &next) &&
+        ::GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+        return false;
+    value->resize(size / sizeof(wchar_t) + 1);
+    size = static_cast<DWORD>(value->size() * sizeof(wchar_t));
     next = index;
-    if (value.empty() || !::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, value.data(), &size, &next))
-        return {};
-    value.resize(size / sizeof(wchar_t));
-    return value;
+    const bool isThere = ::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, value->data(), &size, &next);
+    value->resize(isThere ? size / sizeof(wchar_t) : 0);
+    return isThere;
+}
+
+std::wstring CHttpRequest::Header(const wchar_t* name) const {
+    std::wstring value;
+    return Query(name, 0, &value) ? value : std::wstring();
 }
 
 std::vector<std::wstring> CHttpRequest::Headers(const wchar_t* name) const {
     std::vector<std::wstring> values;
-    for (;;) {
-        std::wstring value = Header(name, static_cast<DWORD>(values.size()));
-        if (value.empty())
-            return values;
-        values.push_back(std::move(value));
-    }
+    for (std::wstring value; Query(name, static_cast<DWORD>(values.size()), &value);)
+        values.push_back(value);
+    return values;
 }
 
 // Some versions of the library finish a read within the call that begins it, however long that takes. So the call is

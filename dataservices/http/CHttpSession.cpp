@@ -5,6 +5,7 @@
 #include "diagnostics/CCriticalSection.h"
 
 #include <mutex>
+#include <string>
 #include <utility>
 
 namespace {
@@ -12,14 +13,34 @@ namespace {
 constinit TKRuntimeLogger::CSlimLock lock;  // guards `shared`; nothing of ours is taken while it is held
 constinit std::weak_ptr<CHttpSession> shared;
 
-[[nodiscard]] CInternetHandle OpenSession() noexcept {
-    const auto open = [](DWORD proxies) {
-        return CInternetHandle(::WinHttpOpen(L"TvDataServices/0.1", proxies, WINHTTP_NO_PROXY_NAME,
-                                             WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC));
-    };
-    CInternetHandle session = open(WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY);
-    if (!session)  // systems before Windows 8.1 don't know it
-        session = open(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY);
+// Strings that the library has allocated.
+struct CGlobalTextFreer {
+    static wchar_t* Invalid() noexcept { return nullptr; }
+    static bool IsValid(wchar_t* text) noexcept { return text != nullptr; }
+    static void Close(wchar_t* text) noexcept { ::GlobalFree(text); }
+};
+using CGlobalText = CAutoDestructor<wchar_t*, CGlobalTextFreer>;
+
+[[nodiscard]] CInternetHandle OpenWith(DWORD access, const wchar_t* proxy, const wchar_t* bypass) noexcept {
+    return CInternetHandle(::WinHttpOpen(L"TvDataServices/0.1", access, proxy, bypass, WINHTTP_FLAG_ASYNC));
+}
+
+[[nodiscard]] CInternetHandle OpenSession() {
+    // A proxy that is named for the whole machine comes first: some systems accept the automatic choice and make none.
+    WINHTTP_PROXY_INFO info{};
+    ::WinHttpGetDefaultProxyConfiguration(&info);
+    const CGlobalText proxy(info.lpszProxy), without(info.lpszProxyBypass);
+    CInternetHandle session;
+    if (info.dwAccessType == WINHTTP_ACCESS_TYPE_NAMED_PROXY && proxy) {
+        std::wstring bypass = L"localhost;127.0.0.1;[::1];::1";
+        if (without)
+            bypass.append(L";").append(without.Get());
+        session = OpenWith(WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.Get(), bypass.c_str());
+    } else {
+        session = OpenWith(WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS);
+        if (!session)  // systems before Windows 8.1 don't know it
+            session = OpenWith(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS);
+    }
     // Our own waits are what holds. The library's end the work that we no longer wait for.
     if (session)
         ::WinHttpSetTimeouts(session.Get(), kConnectMs, kConnectMs, kConnectMs, kNextByteMs);

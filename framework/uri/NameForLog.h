@@ -7,6 +7,7 @@
 
 #include <string>
 
-// `name`, with "***" for what stands before the '@' of a URL's host; if no URI can be made of the name, before its last
-// '@'. All other names stay as they are, paths with '@' too. Null gives the empty string.
+// `name`, with "***" for what stands before the '@' of a URL's host; if no URI can be made of the name, or an http one
+// has wrong slashes, before its last '@'. All other names stay as they are, paths with '@' too. Null gives the empty
+// string.
 [[nodiscard]] std::wstring NameForLog(const wchar_t* name);

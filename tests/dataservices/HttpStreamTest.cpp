@@ -213,24 +213,78 @@ TEST_F(HttpStreamTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatCont
                   EXPECT_TRUE(IsRightAt(0));
                   EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(1));
               }));
-    for (const char* const length : {"5", "ten", "-5", "9223372036854775808"}) {
-        CHttpServer::Resource resource{.bytes = bytes, .ranges = false};
-        resource.headers = std::string("Content-Length: ") + length + "\r\n";
-        EXPECT_EQ(kHttpInvalidResponse, OpenServed(resource)) << length;
-    }
+    for (const char* const length : {"5", "ten", "-5", "9223372036854775808", ""})
+        for (const bool ranges : {true, false}) {
+            CHttpServer::Resource resource{.bytes = bytes, .ranges = ranges};
+            resource.headers = std::string("Content-Length: ") + length + "\r\n";
+            EXPECT_EQ(kHttpInvalidResponse, OpenServed(resource)) << length;
+        }
+    EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .status = 203})) << "200 as a proxy has changed it";
+    EXPECT_TRUE(IsRightAt(0));
 }
 
 TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTries) {
+    const CPublishedLogger logger;
     Faults faults(99, {Fault::kUnavailable});
     faults[0] = {Fault::kClose, 700'000};
-    EXPECT_EQ(1u + std::size(kPausesMs), RequestsOf([&] {
-                  ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
-                  ComPtr<IStream> copy;
-                  ASSERT_EQ(S_OK, TKFCreateMemoryStream(nullptr, 0, &copy));
-                  ULARGE_INTEGER count{};
-                  EXPECT_EQ(ResultOfHttpStatus(503), stream->CopyTo(copy.Get(), {.QuadPart = ~0ull}, &count, nullptr));
-                  EXPECT_EQ(700'000u, count.QuadPart);
-              }));
+    OnNewThread([&] {
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
+        ComPtr<IStream> copy;
+        ASSERT_EQ(S_OK, TKFCreateMemoryStream(nullptr, 0, &copy));
+        ULARGE_INTEGER count{};
+        EXPECT_EQ(ResultOfHttpStatus(503), stream->CopyTo(copy.Get(), {.QuadPart = ~0ull}, &count, nullptr));
+        EXPECT_EQ(700'000u, count.QuadPart);
+        stream.Reset();
+    });
+    EXPECT_EQ(1u + std::size(kPausesMs), server.Requests().size());
+    const auto told = [&](const std::wstring& text) {
+        return std::ranges::count_if(logger->Messages(),
+                                     [&](const auto& message) { return message.find(text) != message.npos; });
+    };
+    for (const DWORD pause : kPausesMs)
+        EXPECT_EQ(1, told(L"asking again in " + std::to_wstring(pause) + L" ms")) << pause;
+    EXPECT_EQ(1, told(L"failed at position 700000, hr=0x801901F7"));
+}
+
+TEST_F(HttpStreamTest, AnotherVersionOfASourceWithoutRangesIsAnErrorToo) {
+    for (const bool tagged : {true, false}) {
+        const auto version = [&](const char* tag, const char* time) {
+            CHttpServer::Resource resource{.bytes = bytes, .ranges = false, .etag = tagged ? tag : ""};
+            resource.headers = tagged ? "" : "Last-Modified: " + std::string(time) + "\r\n";
+            return resource;
+        };
+        const auto second = version("\"second\"", "Tue, 02 Jan 2024 00:00:00 GMT");
+        auto first = version("\"first\"", "Mon, 01 Jan 2024 00:00:00 GMT");
+        first.script = [&, again = false](const Request&) mutable {
+            if (std::exchange(again, true))
+                server.Serve("/a", second);
+            return CHttpServer::Misbehaviour{Fault::kReset, 300'000};
+        };
+        ASSERT_EQ(S_OK, OpenServed(first));
+        EXPECT_EQ(STG_E_REVERTED, Read(bytes.size()).first) << tagged;
+    }
+}
+
+TEST_F(HttpStreamTest, AServerThatDoesNotSpeakTlsIsAskedNothingByASecureUrl) {
+    std::wstring url = server.Url(L"/a", L"me:secret@");
+    url.insert(4, L"s");
+    EXPECT_TRUE(FAILED(Open(url)));
+    EXPECT_TRUE(server.Requests().empty());
+}
+
+TEST_F(HttpStreamTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
+    std::wstring proxy = L"127.0.0.1:" + std::to_wstring(server.Port());
+    WINHTTP_PROXY_INFO before{}, named{WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.data(), nullptr};
+    ::WinHttpGetDefaultProxyConfiguration(&before);
+    ASSERT_TRUE(::WinHttpSetDefaultProxyConfiguration(&named)) << ::GetLastError();
+    server.Serve("/a", {.bytes = bytes});
+    EXPECT_EQ(S_OK, Open(L"http://nowhere.invalid/a"));
+    EXPECT_TRUE(stream && IsRightAt(0));
+    EXPECT_TRUE(server.Requests().back().target.starts_with("http://nowhere.invalid"));
+    stream.Reset();  // the session goes with the last one
+    EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
+    EXPECT_EQ("/a", server.Requests().back().target) << "this machine is asked directly";
+    EXPECT_TRUE(::WinHttpSetDefaultProxyConfiguration(&before));
 }
 
 TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
@@ -239,6 +293,16 @@ TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
     EXPECT_TRUE(IsRightAt(0));
     EXPECT_GT(3 * kSlowBlockMs, ::GetTickCount64() - before);
     EXPECT_EQ(2u, server.Requests().size());
+    // One that gives no second answer meanwhile is waited for.
+    auto script = [this, answers = 0](const Request&) mutable {
+        if (answers++ == 0)
+            return CHttpServer::Misbehaviour{Fault::kDrip, 300'000};
+        server.Serve("/a", {.status = 403});
+        server.ReleaseStalls();
+        return CHttpServer::Misbehaviour{};
+    };
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = script}));
+    EXPECT_TRUE(IsRightAt(0));
 }
 
 TEST(HttpUrlTest, ARedirectStaysSecretWhereItWasAndMayBeWrittenInUtf8) {
@@ -286,6 +350,17 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
             EXPECT_EQ(kHttpTimeout, CreateHttpStream(server.Url({path.begin(), path.end()}).c_str(), &none)) << path;
             EXPECT_GT(limitMs + 2'000, ::GetTickCount64() - before);
         }));
+    opens.push_back(std::async(std::launch::async, [this] {
+        const CTestApartment own(COINIT_MULTITHREADED);
+        server.Serve("/live", {.bytes = bytes, .live = true, .script = InTurn({{Fault::kStall, 300'000}})});
+        ComPtr<IStream> live;
+        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/live").c_str(), &live));
+        std::string got(bytes.size(), '?');
+        ULONG count = 0;
+        EXPECT_EQ(kHttpTimeout, live->Read(got.data(), static_cast<ULONG>(got.size()), &count));
+        EXPECT_TRUE(bytes.starts_with(got.substr(0, count)));
+        EXPECT_EQ(kHttpTimeout, live->Read(got.data(), 1, &count)) << "a live source is not taken up again";
+    }));
     // One that falls silent later on is asked again; what came is not lost.
     server.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::kClose, 500}, {Fault::kStall, 0}})});
     ASSERT_EQ(S_OK, Open(server.Url(L"/a")));

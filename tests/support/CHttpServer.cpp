@@ -61,6 +61,8 @@ std::optional<CHttpServer::Request> Receive(SOCKET socket, std::string& pending,
         if (count <= 0)
             return {};
         pending.append(bytes, static_cast<size_t>(count));
+        if (pending[0] == 0x16)  // TLS, which is not spoken here
+            return {};
     }
     CHttpServer::Request request;
     const size_t target = pending.find(' ') + 1;
@@ -186,7 +188,8 @@ void CHttpServer::Work(Connection& connection) {
 
 // False: the connection is not to be used again.
 bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
-    const std::string path = request.target.substr(0, request.target.find('?'));
+    const size_t begin = request.target.starts_with("http://") ? request.target.find('/', 7) : 0;  // asked as a proxy
+    const std::string path = request.target.substr(begin, request.target.find('?') - begin);
     std::unique_lock scriptLock(m_scriptLock);
     {
         const std::lock_guard lock(m_lock);
