@@ -99,6 +99,45 @@ TEST_F(FilterHttpTest, ALiveSourceReachesItsReaderFromTheFirstByteOn) {
     EXPECT_EQ(1u, loaded.server.Requests().size());
 }
 
+TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
+    if (!CHttpServer::IsSupported())
+        GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
+    const CTestApartment apartment(COINIT_MULTITHREADED);
+    CHttpServer server;
+    server.Serve("/a", {.bytes = std::string(500'000, 'x'), .script = [](auto&) {
+                            return CHttpServer::Misbehaviour{Fault::kDrip, 300'000};
+                        }});
+    const auto open = [&](decltype(&::DllGetClassObject) getClass) {
+        ComPtr<IClassFactory> classFactory;
+        ComPtr<ITKDSUriAccessFactory> factory;
+        ComPtr<ITKDSCreateStream> creator;
+        ComPtr<IStream> stream;
+        CVariant accessor;
+        EXPECT_EQ(S_OK, getClass(CLSID_TKDSUriAccessFactory, IID_PPV_ARGS(&classFactory)));
+        EXPECT_EQ(S_OK, classFactory->CreateInstance(nullptr, IID_PPV_ARGS(&factory)));
+        EXPECT_EQ(S_OK, factory->OpenUriAs(CBstr(server.Url(L"/a").c_str()).Get(),
+                                           CBstr(TKDS_ACCESSOR_CREATESTREAM).Get(), accessor.Put()));
+        EXPECT_EQ(S_OK, CopyVariantToComPointer(accessor, creator.GetAddressOf()));
+        EXPECT_EQ(S_OK, creator->CreateStreamEx2(SC_UseDefault, &stream));
+        return stream;
+    };
+    for (int i = 0; i < 20; ++i) {
+        const CAutoLibrary library(::LoadLibraryW(BuiltFile(L"TvDataServices.dll").c_str()));
+        const auto canUnload = reinterpret_cast<decltype(&::DllCanUnloadNow)>(
+            reinterpret_cast<void*>(::GetProcAddress(library.Get(), "DllCanUnloadNow")));
+        auto stream = open(reinterpret_cast<decltype(&::DllGetClassObject)>(
+            reinterpret_cast<void*>(::GetProcAddress(library.Get(), "DllGetClassObject"))));
+        char bytes[1'000];
+        EXPECT_EQ(S_OK, stream->Read(bytes, sizeof bytes, nullptr));
+        EXPECT_EQ(S_FALSE, canUnload());
+        stream.Reset();
+        const ULONGLONG before = ::GetTickCount64();
+        while (canUnload() != S_OK && ::GetTickCount64() - before < 5'000)
+            ::SwitchToThread();
+        EXPECT_EQ(S_OK, canUnload());
+    }
+}
+
 TEST_F(FilterHttpTest, EveryMediaFilePlaysToItsEndFromAServer) {
     constexpr GUID kWaveParser = {0xD51BD5A1, 0x7548, 0x11CF, {0xA5, 0x20, 0x00, 0x80, 0xC7, 0x7E, 0xF5, 0x8A}};
     ComPtr<IUnknown> parser;

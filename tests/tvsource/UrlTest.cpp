@@ -48,24 +48,29 @@ TEST_F(Url, IsReadWhereverAFileIsAndItsCredentialsAreNotShown) {
 }
 
 TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
-    const std::pair<int, const char*> statuses[] = {
-        {401, "needs credentials"}, {403, "forbidden"},         {404, "not found"},   {410, "gone"},
-        {418, "(HTTP status 418)"}, {429, "too many requests"}, {503, "server error"}};
+    const std::pair<int, const char*> statuses[] = {{401, "needs credentials"},
+                                                    {403, "forbidden"},
+                                                    {404, "not found"},
+                                                    {410, "gone"},
+                                                    {407, "the proxy needs credentials"},
+                                                    {418, "(HTTP status 418)"},
+                                                    {429, "too many requests"},
+                                                    {503, "server error"}};
     for (const auto& [status, words] : statuses) {
         server.Serve("/a", {.status = status});
         ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {words, "HTTP status " + std::to_string(status)});
     }
     server.Serve("/garbage", {.script = [](auto&) { return CHttpServer::Misbehaviour{Fault::kGarbage, -1}; }});
+    server.Serve("/circle", {.status = 302, .headers = "Location: /circle\r\n"});
     std::wstring closed;
     {
         const CHttpServer gone;
         closed = gone.Url(L"/a");
     }
-    const std::pair<std::wstring, const char*> urls[] = {{server.Url(L"/nowhere"), "not found"},
-                                                         {closed, "connection refused"},
-                                                         {L"http://name.invalid/", "not resolved"},
-                                                         {server.Url(L"/garbage"), "makes no sense"},
-                                                         {L"nosuch://host/file", "knows no such scheme"}};
+    const std::pair<std::wstring, const char*> urls[] = {
+        {server.Url(L"/nowhere"), "not found"},           {closed, "connection refused"},
+        {L"http://name.invalid/", "not resolved"},        {server.Url(L"/garbage"), "makes no sense"},
+        {server.Url(L"/circle"), "redirected too often"}, {L"nosuch://host/file", "knows no such scheme"}};
     for (const auto& [url, words] : urls)
         ExpectRun(RunWithFilter(L"info", {url}), 1, {"Cannot open " + Utf8(url) + ": 0x8", words});
     RunRegsvr32({L"/u"});
