@@ -12,6 +12,8 @@
 
 namespace {
 
+using Fault = CHttpServer::Fault;
+
 constexpr size_t kPiece = 0x10000;
 
 bool SendAll(SOCKET socket, std::string_view bytes) {
@@ -90,6 +92,42 @@ std::optional<std::pair<size_t, size_t>> RangeOf(const CHttpServer::Request& req
     if (std::from_chars(dash + 1, end, last).ec == std::errc())
         ++last;
     return std::pair{first, std::min(last, resource.bytes.size())};
+}
+
+// Status line and headers as they are sent, and the body, which lasts as long as the resource.
+struct Prepared {
+    std::string head;
+    std::string_view body;
+};
+
+size_t BytesOf(const CHttpServer::Misbehaviour& misbehaviour) {
+    return static_cast<size_t>(std::max<LONGLONG>(misbehaviour.after, 0));
+}
+
+Prepared Prepare(const CHttpServer::Request& request, const CHttpServer::Resource& resource,
+                 const CHttpServer::Misbehaviour& misbehaviour) {
+    const auto number = [](auto value) { return std::to_string(value); };
+    const Fault fault = misbehaviour.fault;
+    const size_t off = BytesOf(misbehaviour);
+    int status = fault == Fault::kUnavailable ? 503 : resource.status;
+    std::string_view body = resource.bytes;
+    std::string headers = resource.headers;
+    if (!resource.etag.empty())
+        headers += "ETag: " + resource.etag + "\r\n";
+    const auto range = status == 200 && fault != Fault::kIgnoredRange ? RangeOf(request, resource) : std::nullopt;
+    if (range) {
+        const size_t end = range->second;
+        const size_t first = std::min(range->first + (fault == Fault::kWrongStart ? off : 0), end);
+        status = first < end ? 206 : 416;
+        const size_t total = body.size() + (fault == Fault::kWrongTotal ? off : 0);
+        headers += "Content-Range: bytes " + (status == 416 ? "*" : number(first) + "-" + number(end - 1)) + "/" +
+                   (fault == Fault::kNoTotal ? "*" : number(total)) + "\r\n";
+        body = status == 416 ? std::string_view() : body.substr(first, end - first);
+    }
+    if (fault == Fault::kShortBody)
+        body.remove_suffix(std::min(off, body.size()));
+    headers += resource.live ? "Transfer-Encoding: chunked\r\n" : "Content-Length: " + number(body.size()) + "\r\n";
+    return {"HTTP/1.1 " + number(status) + " As scripted\r\n" + headers + "\r\n", body};
 }
 
 }  // namespace
@@ -197,65 +235,56 @@ bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
     }
     const auto asked = Find(path);
     const Misbehaviour misbehaviour = asked->script ? asked->script(request) : Misbehaviour{};
-    const Fault fault = misbehaviour.fault;
-    const LONGLONG after = misbehaviour.after;
     const auto resource = Find(path);
     scriptLock.unlock();
 
-    if (fault == Fault::kGarbage)
-        return SendAll(socket, "\x01\xFF garbage \r\n\r\n: 200\r\n\r\n"), false;
-    if (fault == Fault::kEndlessHeaders) {
-        bool goesOn = SendAll(socket, "HTTP/1.1 200 OK\r\n");
-        while (goesOn && ::WaitForSingleObject(m_stop.Get(), 10) == WAIT_TIMEOUT)
-            goesOn = SendAll(socket, "X-Another: one\r\n");
-        return false;
+    switch (misbehaviour.fault) {
+        case Fault::kGarbage:
+            SendAll(socket, "\x01\xFF garbage \r\n\r\n: 200\r\n\r\n");
+            return false;
+        case Fault::kEndlessHeaders:
+            SendHeadersForEver(socket);
+            return false;
+        default:
+            return AnswerFrom(socket, request, *resource, misbehaviour);
     }
+}
 
-    const auto number = [](auto value) { return std::to_string(value); };
-    const size_t off = static_cast<size_t>(std::max<LONGLONG>(after, 0));
-    int status = fault == Fault::kUnavailable ? 503 : resource->status;
-    std::string_view body = resource->bytes;
-    std::string headers = resource->headers;
-    if (!resource->etag.empty())
-        headers += "ETag: " + resource->etag + "\r\n";
-    const auto range = status == 200 && fault != Fault::kIgnoredRange ? RangeOf(request, *resource) : std::nullopt;
-    if (range) {
-        const size_t end = range->second;
-        const size_t first = std::min(range->first + (fault == Fault::kWrongStart ? off : 0), end);
-        status = first < end ? 206 : 416;
-        const size_t total = body.size() + (fault == Fault::kWrongTotal ? off : 0);
-        headers += "Content-Range: bytes " + (status == 416 ? "*" : number(first) + "-" + number(end - 1)) + "/" +
-                   (fault == Fault::kNoTotal ? "*" : number(total)) + "\r\n";
-        body = status == 416 ? std::string_view() : body.substr(first, end - first);
-    }
-    if (fault == Fault::kShortBody)
-        body.remove_suffix(std::min(off, body.size()));
-    headers += resource->live ? "Transfer-Encoding: chunked\r\n" : "Content-Length: " + number(body.size()) + "\r\n";
+void CHttpServer::SendHeadersForEver(UINT_PTR socket) const {
+    bool goesOn = SendAll(socket, "HTTP/1.1 200 OK\r\n");
+    while (goesOn && ::WaitForSingleObject(m_stop.Get(), 10) == WAIT_TIMEOUT)
+        goesOn = SendAll(socket, "X-Another: one\r\n");
+}
 
+bool CHttpServer::AnswerFrom(UINT_PTR socket, const Request& request, const Resource& resource,
+                             const Misbehaviour& misbehaviour) const {
+    const auto [head, body] = Prepare(request, resource, misbehaviour);
+    const Fault fault = misbehaviour.fault;
     const bool stalls = fault == Fault::kStall || fault == Fault::kDrip;
     const bool breaks = stalls || fault == Fault::kReset || fault == Fault::kClose;
-    const std::string_view before = body.substr(0, breaks || fault == Fault::kTrickle ? off : 0);
-    const auto send = [&](std::string_view bytes) {
-        return SendBody(socket, bytes, resource->live, fault == Fault::kTrickle ? 1 : kPiece);
-    };
+    const bool breaksEarly = breaks && misbehaviour.after < 0;
+    const bool trickles = fault == Fault::kTrickle;
     if (fault == Fault::kReset) {  // so does closing it then
         const linger hard{1, 0};
         ::setsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard), sizeof hard);
     }
-    const bool early = breaks && after < 0;
+
+    const std::string_view before = body.substr(0, breaks || trickles ? BytesOf(misbehaviour) : 0);
     std::string_view rest = body.substr(before.size());
-    const auto goesOn = [&] { return !breaks || (stalls && Stall(socket, fault == Fault::kDrip ? &rest : nullptr)); };
-    if (early && !goesOn())
+    std::string_view* const drip = fault == Fault::kDrip ? &rest : nullptr;
+    if (breaksEarly && !(stalls && Stall(socket, drip)))
         return false;
-    if (!SendAll(socket, "HTTP/1.1 " + number(status) + " As scripted\r\n" + headers + "\r\n") || !send(before))
+    if (!SendAll(socket, head) || !SendBody(socket, before, resource.live, trickles ? 1 : kPiece))
         return false;
-    if (!early && !goesOn())
+    if (breaks && !breaksEarly && !(stalls && Stall(socket, drip)))
         return false;
-    if (!SendBody(socket, rest, resource->live, kPiece))
+    if (!SendBody(socket, rest, resource.live, kPiece))
         return false;
-    if (fault == Fault::kLongBody)
-        return SendAll(socket, std::string(off, '!')), false;
-    return !resource->live || SendAll(socket, "0\r\n\r\n");
+    if (fault == Fault::kLongBody) {
+        SendAll(socket, std::string(BytesOf(misbehaviour), '!'));
+        return false;
+    }
+    return !resource.live || SendAll(socket, "0\r\n\r\n");
 }
 
 // True: the stall was released. False: the client has gone, or the server goes. Meanwhile bytes drip out of `drip`, if

@@ -103,6 +103,9 @@ private:
     void Accept();
     void Work(Connection& connection);
     [[nodiscard]] bool Answer(UINT_PTR socket, const Request& request);
+    [[nodiscard]] bool AnswerFrom(UINT_PTR socket, const Request& request, const Resource& resource,
+                                  const Misbehaviour& misbehaviour) const;
+    void SendHeadersForEver(UINT_PTR socket) const;
     [[nodiscard]] bool Stall(UINT_PTR socket, std::string_view* drip) const;
     [[nodiscard]] std::shared_ptr<const Resource> Find(const std::string& path) const;
 
