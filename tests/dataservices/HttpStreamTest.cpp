@@ -1,6 +1,7 @@
 // CHttpStream with all that it is made of: what sources on web servers do beyond the contract of every source:
 // requests, results, resuming, waiting.
 #include "dataservices/Results.h"
+#include "dataservices/StreamUri.h"
 #include "dataservices/http/CHttpStream.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
@@ -375,6 +376,9 @@ TEST_F(HttpStreamTest, AnyHostAndAnyPathIsAskedForAsItIsWritten) {
         ASSERT_EQ(S_OK, Open(at->Url(L"/T\u00F6ne \u97F3%2f?q=\u00E9 x%20#part")));
         EXPECT_TRUE(IsRightAt(0));
         EXPECT_EQ("/T%C3%B6ne%20%E9%9F%B3%2f?q=%C3%A9%20x%20", at->Requests()[0].target);
+        EXPECT_EQ(L"", UriOfStream(*stream.Get())) << "without its query it would be that of another source";
+        ASSERT_EQ(S_OK, Open(at->Url(L"/T%C3%B6ne%20%E9%9F%B3%2f", L"me:secret@")));
+        EXPECT_EQ(at->Url(L"/T%C3%B6ne%20%E9%9F%B3%2f"), UriOfStream(*stream.Get()));
     }
 }
 
