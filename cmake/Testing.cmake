@@ -1,8 +1,13 @@
-# Tests are Windows programs. CTest runs them through the emulator script, which keeps a Wine prefix in the build tree.
+# Tests are Windows programs. CTest runs them through the emulator script, in a Wine prefix that nothing else uses.
 find_program(TV_WINE NAMES wine64 wine PATHS /usr/lib/wine REQUIRED)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/wine.sh.in ${PROJECT_BINARY_DIR}/wine.sh @ONLY
-  FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_BINARY_DIR}/wine.sh)
+function(tv_add_wine_script name prefix)
+  set(TV_PREFIX ${prefix})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/wine.sh.in ${PROJECT_BINARY_DIR}/${name} @ONLY
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+endfunction()
+tv_add_wine_script(wine.sh wineprefix)
+tv_add_wine_script(wine-tests.sh wineprefix-tests)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_BINARY_DIR}/wine-tests.sh)
 
 set(BUILD_GMOCK OFF)
 set(INSTALL_GTEST OFF)
@@ -22,7 +27,7 @@ function(tv_add_checked_copy library)
 endfunction()
 
 # tv_add_test(name SOURCES... [LIBS ...] [ENVIRONMENT NAME=VALUE]): a GoogleTest program and its cases. Cases of one build
-# tree share a Wine prefix (registry, Running Object Table), so they run one at a time.
+# tree share the tests' Wine prefix (registry, Running Object Table), so they run one at a time.
 function(tv_add_test name)
   cmake_parse_arguments(ARG "" "" "LIBS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds both bitnesses and runs every test of both under Wine. Prints the counts; fails when a test failed or didn't run.
-# Where 32-bit programs can't be run, their tests are counted as skipped and the reason is printed.
+# Builds both bitnesses and runs every test of both under Wine, in a new Wine prefix and in random order, so that no test can
+# rely on what ran before it. Prints the counts; fails when a test failed or didn't run. Where 32-bit programs can't be run, their
+# tests are counted as skipped and the reason is printed. Log and order of the tests: build/<preset>.test.log.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/setup.sh
@@ -20,11 +21,12 @@ presets=(win64)
 why_skipped=
 if [ -e build/wine32.failed ]; then
   why_skipped=$(cat build/wine32.failed)
-elif ! build/win32/wine.sh build/win32/bin/tvsource.exe --help >/dev/null 2>&1; then
+elif ! build/win32/wine-tests.sh --new-prefix build/win32/bin/tvsource.exe --help >/dev/null 2>&1; then
   why_skipped="Wine doesn't start 32-bit programs here"
 else
   presets+=(win32)
 fi
+build/win64/wine-tests.sh --new-prefix cmd.exe /c exit </dev/null >/dev/null 2>&1
 
 # The two bitnesses have a Wine prefix each, so they run side by side; within one, tests run one at a time.
 # Under load Wine now and then loses a process, so a test that failed is run once more; which ones needed it is printed
@@ -36,12 +38,12 @@ for preset in "${presets[@]}"; do
   # While any program runs in the prefix, its services stay up and each test starts in a tenth of the time. The services
   # keep the output of whoever starts them open for good, so they must be up before CTest, which waits for the end of
   # its programs' output, starts the first one.
-  timeout 3000 "build/$preset/wine.sh" explorer.exe </dev/null >/dev/null 2>&1 &
+  timeout 3000 "build/$preset/wine-tests.sh" explorer.exe </dev/null >/dev/null 2>&1 &
   keepers+=($!)
-  "build/$preset/wine.sh" cmd.exe /c exit </dev/null >/dev/null 2>&1
+  "build/$preset/wine-tests.sh" cmd.exe /c exit </dev/null >/dev/null 2>&1
 done
 for preset in "${presets[@]}"; do
-  ctest --preset "$preset" --no-tests=error --repeat until-pass:2 >"build/$preset.test.log" 2>&1 &
+  ctest --preset "$preset" --no-tests=error --schedule-random --repeat until-pass:2 >"build/$preset.test.log" 2>&1 &
   runs[$preset]=$!
 done
 
@@ -62,6 +64,11 @@ for preset in "${presets[@]}"; do
   sed -nE 's/.*Test +#[0-9]+: ([^ ]+) .*\*\*\*(Failed|Timeout|Exception).*/   not passed at once: \1/p' "$log" | sort -u
   [ "$skip" -eq 0 ] || { tr -d '\r' <"build/$preset/Testing/Temporary/LastTest.log" |
     awk '/: Skipped$/ { getline; count[$0]++ } END { for (why in count) printf "   %d skipped: %s\n", count[why], why }'; }
+  if [ -n "${CI:-}" ]; then
+    printf '   order of the tests, by their numbers:\n'
+    sed -nE 's/^ +Start +([0-9]+): .*/\1/p' "$log" | tr '\n' ' ' | fold -s -w 120 | sed 's/^/   /'
+    printf '\n'
+  fi
   [ "$bad" -eq 0 ] || cat "$log"
 done
 if [ -n "$why_skipped" ]; then

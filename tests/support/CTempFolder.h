@@ -18,11 +18,13 @@ public:
     // `inner`: folders one in the other, made inside a folder of its own name. When they are long, all paths are given
     // with the prefix \\?\.
     explicit CTempFolder(const std::vector<std::wstring>& inner = {}) {
-        static int made = 0;
-        m_path = (inner.empty() || inner[0].size() < 100 ? L"" : LR"(\\?\)") +
-                 std::filesystem::temp_directory_path().wstring() + L"tvt" + std::to_wstring(::GetCurrentProcessId()) +
-                 L"_" + std::to_wstring(made++);
-        MakeFolder(m_path);
+        const std::wstring stem = (inner.empty() || inner[0].size() < 100 ? L"" : LR"(\\?\)") +
+                                  std::filesystem::temp_directory_path().wstring() + L"tvt" +
+                                  std::to_wstring(::GetCurrentProcessId()) + L"_";
+        // Process identifiers come again, and a test that broke off has left its folder.
+        for (int number = 0; m_made.empty() && number < 1000; ++number)
+            MakeFolder(m_path = stem + std::to_wstring(number));
+        EXPECT_FALSE(m_made.empty()) << stem;
         for (const std::wstring& name : inner)
             MakeFolder(m_path += L"\\" + name);
     }

@@ -133,7 +133,11 @@ TEST_F(TKFCreateStreamFromUriTest, SurvivesADataServiceThatMisbehaves) {
 TEST_F(TKFCreateStreamFromUriTest, MakesItsOwnFactoryWhenNoneIsGiven) {
     EXPECT_EQ(E_NOINTERFACE, TKFCreateStreamFromUri(L"http://h/x", kRead, &stream, &source, nullptr));
     factory = nullptr;
-    EXPECT_EQ(REGDB_E_CLASSNOTREG, Open(L"http://h/x", kRead));
+    {
+        // Whether a layer is registered on the machine is not the test's to know: a class that can't be created stands for none.
+        const CRegisteredComClass broken(CLSID_TKDSUriAccessFactory, [](REFIID, void**) { return CO_E_APPNOTFOUND; });
+        EXPECT_EQ(CO_E_APPNOTFOUND, Open(L"http://h/x", kRead));
+    }
     const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
     EXPECT_EQ(S_OK, Open(L"http://h/x", kRead));
     EXPECT_TRUE(stream && usedFactory);
