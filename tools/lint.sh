@@ -21,7 +21,7 @@ flags=(--target=x86_64-w64-mingw32 -nostdinc -nostdinc++ $standard_library
 sources=$(find . -name build -prune -o -name '*.cpp' -print)
 includes=(-I. -isystem build/win64/sdk/generated -isystem build/win64/third_party -isystem /usr/src/googletest/googletest/include)
 definitions=(-DUNICODE -D_UNICODE -DNOMINMAX -DWIN32_LEAN_AND_MEAN -D_WIN32_WINNT=0x0601 '-DTV_TEST_MEDIA=""' '-DTV_TEST_SAMPLES=""'
-  '-DTV_BIN_DIR=""')
+  '-DTV_BIN_DIR=""' '-DTV_VERSION=""')
 warnings=(-std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Werror)
 
 echo '== clang'

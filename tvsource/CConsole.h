@@ -1,16 +1,35 @@
-// Where the program's words go: as UTF-16 to a console, as UTF-8 to a file or pipe.
+// Where the program's words and bytes go: words as UTF-16 to a console, as UTF-8 to a file or pipe.
 //
-// Threads: one.  Errors: none; a program that can't say something goes on.
+// Threads: any, but words of two at once may mix.
 #pragma once
 
 #include <windows.h>
 
+#include <span>
 #include <string_view>
 
-// To standard output, for what was asked for.
+// What was asked for can't be written. It ends every command: main says why and gives the exit code.
+class COutputError final {
+public:
+    explicit COutputError(DWORD error) noexcept : m_error(error) {}
+
+    [[nodiscard]] DWORD Error() const noexcept { return m_error; }
+    // Whoever read the output has read enough: nothing to complain about.
+    [[nodiscard]] bool IsClosedPipe() const noexcept {
+        return m_error == ERROR_BROKEN_PIPE || m_error == ERROR_NO_DATA;
+    }
+
+private:
+    DWORD m_error;  // the system's
+};
+
+// To standard output, for what was asked for.  Errors: COutputError.
 void Print(std::wstring_view text);
 
-// To standard error, for what a person should know beside it.
+// All of the bytes, to any file or pipe.  Errors: COutputError.
+void WriteAll(HANDLE output, std::span<const BYTE> bytes);
+
+// To standard error, for what a person should know beside it. A program that can't complain goes on.
 void Complain(std::wstring_view text);
 
 // Whether this one of the standard handles (STD_OUTPUT_HANDLE, STD_ERROR_HANDLE) leads to a person's eyes.

@@ -1,5 +1,7 @@
 #include "tvsource/CCountingPin.h"
 
+#include <vfwmsgs.h>
+
 #include <new>
 
 using Microsoft::WRL::ComPtr;
@@ -67,6 +69,8 @@ STDMETHODIMP CCountingPin::RequestAllocator(IMemAllocator* preferred, ALLOCATOR_
 }
 
 STDMETHODIMP CCountingPin::Request(IMediaSample* sample, DWORD_PTR user) noexcept {
+    if (m_refused)
+        return VFW_E_WRONG_STATE;
     const Span span = SpanOf(sample);
     CountAsked(span.length);
     const HRESULT hr = m_reader->Request(sample, user);
@@ -83,6 +87,8 @@ STDMETHODIMP CCountingPin::WaitForNext(DWORD timeoutMs, IMediaSample** sample, D
 }
 
 STDMETHODIMP CCountingPin::SyncReadAligned(IMediaSample* sample) noexcept {
+    if (m_refused)
+        return VFW_E_WRONG_STATE;
     const Span span = SpanOf(sample);
     CountAsked(span.length);
     const HRESULT hr = m_reader->SyncReadAligned(sample);
@@ -94,6 +100,8 @@ STDMETHODIMP CCountingPin::SyncReadAligned(IMediaSample* sample) noexcept {
 }
 
 STDMETHODIMP CCountingPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) noexcept {
+    if (m_refused)
+        return VFW_E_WRONG_STATE;
     CountAsked(length);
     const HRESULT hr = m_reader->SyncRead(position, length, buffer);
     if (hr == S_OK)

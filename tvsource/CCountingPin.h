@@ -26,6 +26,10 @@ public:
     // `pin` and `reader` are two interfaces of the one pin that reads are passed on to. Neither may be null.
     CCountingPin(IPin* pin, IAsyncReader* reader) noexcept : CPinProxy(pin), m_reader(reader) {}
 
+    // While refused, no read reaches the source: a parser that goes on after its source has failed keeps nobody
+    // waiting.
+    void RefuseReads(bool refuse) noexcept { m_refused = refuse; }
+
     [[nodiscard]] Counts Read() const noexcept { return {m_reads, m_bytes, m_delivered, m_shortAt}; }
 
     // IUnknown: IPin and IAsyncReader.
@@ -38,7 +42,7 @@ public:
     STDMETHODIMP BeginFlush() noexcept override;  // IAsyncReader's too
     STDMETHODIMP EndFlush() noexcept override;
 
-    // IAsyncReader
+    // IAsyncReader.  VFW_E_WRONG_STATE: reads are refused.
     STDMETHODIMP RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTIES* properties,
                                   IMemAllocator** actual) noexcept override;
     STDMETHODIMP Request(IMediaSample* sample, DWORD_PTR user) noexcept override;
@@ -58,4 +62,5 @@ private:
     std::atomic<unsigned long long> m_bytes{0};
     std::atomic<unsigned long long> m_delivered{0};
     std::atomic<LONGLONG> m_shortAt{0};
+    std::atomic<bool> m_refused{false};
 };

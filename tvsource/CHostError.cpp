@@ -13,13 +13,13 @@
 
 namespace {
 
-// Results of the data services whose meaning the system doesn't know, or says too vaguely. Those of HTTP are 0x80190000
-// and the status.
+// Results whose meaning the system doesn't know, or says too vaguely or with gaps for words. Those of HTTP are
+// 0x80190000 and the status.
 constexpr ULONG kHttpBase = 0x80190000;
 constexpr struct {
     ULONG result;
     const wchar_t* words;
-} kNetworkWords[] = {
+} kOurWords[] = {
     {kHttpBase | HTTP_STATUS_DENIED, L"needs credentials"},
     {kHttpBase | HTTP_STATUS_FORBIDDEN, L"forbidden"},
     {kHttpBase | HTTP_STATUS_NOT_FOUND, L"not found"},
@@ -37,14 +37,23 @@ constexpr struct {
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_INVALID_SERVER_RESPONSE)),
      L"the server's answer makes no sense"},
     {static_cast<ULONG>(STG_E_REVERTED), L"the source has changed"},
+    {0x80040001, L"no such file, folder or share"},
+    {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)), L"no such file"},
+    {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND)), L"no such folder"},
+    {static_cast<ULONG>(E_ACCESSDENIED), L"access denied"},
+    {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION)), L"in use by another program"},
+    {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION)), L"in use by another program"},
+    {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT)), sizeof(void*) == 8
+                                                                       ? L"damaged, or no library for 64-bit programs"
+                                                                       : L"damaged, or no library for 32-bit programs"},
 };
 
-// Empty: not a code of the network.
-std::wstring NetworkWords(HRESULT result) {
+// Empty: the system may know better.
+std::wstring OurWords(HRESULT result) {
     const ULONG code = static_cast<ULONG>(result);
     const auto* const found =
-        std::find_if(std::begin(kNetworkWords), std::end(kNetworkWords), [&](auto& row) { return row.result == code; });
-    std::wstring words = found != std::end(kNetworkWords) ? found->words : L"";
+        std::find_if(std::begin(kOurWords), std::end(kOurWords), [&](auto& row) { return row.result == code; });
+    std::wstring words = found != std::end(kOurWords) ? found->words : L"";
     if ((code & 0xFFFF0000) != kHttpBase)
         return words;
     const ULONG status = code & 0xFFFF;
@@ -75,22 +84,11 @@ std::wstring SystemWords(HRESULT result) {
 CHostError::CHostError(const std::wstring& step, HRESULT result) : m_text(step + L": " + ResultText(result)) {}
 
 std::wstring ResultText(HRESULT result) {
-    std::wstring words = NetworkWords(result);
+    std::wstring words = OurWords(result);
     if (words.empty())
         words = SystemWords(result);
     const std::wstring code = Format(L"0x%08X", static_cast<unsigned>(result));
     return words.empty() ? code : code + L" (" + words + L")";
-}
-
-CHostError CannotOpen(const std::wstring& name, HRESULT result) {
-    std::wstring text = L"Cannot open " + name + L": " + ResultText(result);
-    if (result == REGDB_E_CLASSNOTREG)
-        text +=
-            L"; only local files open without a data-service layer, and none is registered (regsvr32 "
-            L"TvDataServices.dll registers it)";
-    else if (result == HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED))
-        text += L"; the data-service layer knows no such scheme";
-    return CHostError(text);
 }
 
 void Check(HRESULT result, const wchar_t* step) {

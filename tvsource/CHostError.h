@@ -20,12 +20,9 @@ private:
     std::wstring m_text;
 };
 
-// A result code as "0x80040217 (what it means)", the text our own for codes of the network, otherwise from DirectShow
-// or else from the system; the bare code when none knows it.
+// A result code as "0x80040217 (what it means)", the text our own for what the host meets often, otherwise from
+// DirectShow or else from the system; the bare code when none knows it.
 [[nodiscard]] std::wstring ResultText(HRESULT result);
-
-// "Cannot open `name`" for the failure of opening it as a source; what the result means there is said too.
-[[nodiscard]] CHostError CannotOpen(const std::wstring& name, HRESULT result);
 
 // Throws CHostError when `result` is a failure.
 void Check(HRESULT result, const wchar_t* step);

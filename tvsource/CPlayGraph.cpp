@@ -4,8 +4,11 @@
 #include <uuids.h>
 #include <vfwmsgs.h>
 
+#include "TvFileSourceAsync.h"
 #include "baseclasses/MediaTypeCopies.h"
 #include "tvsource/CHostError.h"
+#include "tvsource/CLateCall.h"
+#include "tvsource/Interrupt.h"
 #include "tvsource/Text.h"
 
 using Microsoft::WRL::ComPtr;
@@ -91,17 +94,18 @@ std::wstring WayFrom(IPin* pin) {
 
 }  // namespace
 
-CPlayGraph::CPlayGraph(CSourceFilter& source) : m_source(source) {
+CPlayGraph::CPlayGraph(CSourceFilter& source, bool countedSamples) : m_source(source) {
     Check(::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGraphBuilder), &m_graph),
           L"Cannot create a filter graph");
     Check(m_graph->AddFilter(source.Filter(), L"Source"), L"Cannot add the source filter to the graph");
     *m_counter.ReleaseAndGetAddressOf() = new CCountingPin(source.OutputPin(), source.Reader());
+    // An older filter has only the one rule.
+    ComPtr<ITavelSampleReferences> references;
+    if (SUCCEEDED(source.OutputPin()->QueryInterface(__uuidof(ITavelSampleReferences), &references)))
+        Check(references->SetUncountedSamples(!countedSamples), L"Cannot tell the filter who counts samples");
 }
 
 CPlayGraph::~CPlayGraph() {
-    ComPtr<IMediaControl> control;
-    if (SUCCEEDED(m_graph.As(&control)))
-        control->Stop();
     RemoveAllButSource();
     m_graph->RemoveFilter(m_source.Filter());
 }
@@ -192,11 +196,18 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress) {
         Check(filter->SetSyncSource(nullptr), L"Cannot take the graph's clock away");
     }
 
+    Check(control->Run(), L"The graph does not run");
+
+    const Result result = WaitForEnd(events.Get(), seeking.Get(), interrupt, progress);
+    m_counter->RefuseReads(true);
+    return result;
+}
+
+CPlayGraph::Result CPlayGraph::WaitForEnd(IMediaEvent* events, IMediaSeeking* seeking, HANDLE interrupt,
+                                          const Progress& progress) {
     OAEVENT eventHandle = 0;
     Check(events->GetEventHandle(&eventHandle), L"The graph has no event handle");
     const HANDLE handles[] = {reinterpret_cast<HANDLE>(eventHandle), interrupt};
-    Check(control->Run(), L"The graph does not run");
-
     for (;;) {
         const DWORD woken = ::WaitForMultipleObjects(2, handles, FALSE, kProgressIntervalMs);
         if (woken == WAIT_FAILED)
@@ -234,6 +245,11 @@ StreamType CPlayGraph::ConnectedType() const {
 }
 
 void CPlayGraph::RemoveAllButSource() {
+    const CLateCall limit(kStopLimitMs, EndStuckProcess);
+    m_counter->RefuseReads(true);
+    ComPtr<IMediaControl> control;
+    if (SUCCEEDED(m_graph.As(&control)))
+        control->Stop();
     // First the list, then the removals: an enumerator is void once the graph changes.
     std::vector<Filter> filters;
     ComPtr<IEnumFilters> enumerator;
@@ -249,4 +265,5 @@ void CPlayGraph::RemoveAllButSource() {
     m_parser.Reset();
     m_streams.clear();
     m_onlyNullRenderers = true;
+    m_counter->RefuseReads(false);
 }

@@ -2,7 +2,8 @@
 //
 // Threads: one, in the multithreaded apartment; the graph has its own.  Lifetime: goes before the source filter that it
 // was given, and takes every filter out of the graph then: filters that are still there when the process ends can crash
-// it, because the libraries behind them are unloaded in any order.  Errors: CHostError.
+// it, because the libraries behind them are unloaded in any order. A parser that doesn't let go, because one of its
+// reads doesn't end say, ends the process as EndStuckProcess does.  Errors: CHostError.
 #pragma once
 
 #include <windows.h>
@@ -39,8 +40,9 @@ public:
     // Told now and then where the run is, both in units of 100 ns; a duration of 0 is not known.
     using Progress = std::function<void(LONGLONG position, LONGLONG duration)>;
 
-    // Puts the filter into a new graph. It must be loaded, and its data flow enabled.
-    explicit CPlayGraph(CSourceFilter& source);
+    // Puts the filter into a new graph. It must be loaded, and its data flow enabled. `countedSamples`: parsers own
+    // what they request as the filter's own rule has it, not as the platform's (ITavelSampleReferences).
+    CPlayGraph(CSourceFilter& source, bool countedSamples);
     CPlayGraph(const CPlayGraph&) = delete;
     CPlayGraph& operator=(const CPlayGraph&) = delete;
     ~CPlayGraph();
@@ -50,7 +52,7 @@ public:
     // with what each of them answered when nothing could be rendered at all.
     void Build(bool null);
 
-    // Plays to the end, or until `interrupt` is signalled.
+    // Plays to the end, or until `interrupt` is signalled. After it no read of the parser reaches the source.
     [[nodiscard]] Result Run(HANDLE interrupt, const Progress& progress);
 
     [[nodiscard]] const std::wstring& ParserName() const noexcept { return m_parserName; }
@@ -71,6 +73,8 @@ private:
     HRESULT ConnectParser(const ParserClass& parser);
     size_t RenderStreams(bool null);  // returns how many of m_streams have a renderer
     HRESULT RenderToNull(IPin* pin);
+    [[nodiscard]] Result WaitForEnd(IMediaEvent* events, IMediaSeeking* seeking, HANDLE interrupt,
+                                    const Progress& progress);
     void RemoveAllButSource();
 
     CSourceFilter& m_source;

@@ -14,10 +14,18 @@ constexpr ULONGLONG kRateMs = 1000;
 std::mutex g_lock;   // held while the line is written
 size_t g_width = 0;  // of what stands there
 
-void Wipe() {
+void WipeLocked() {
     if (g_width > 0)
         Complain(L"\r" + std::wstring(g_width, L' ') + L"\r");
     g_width = 0;
+}
+
+void Draw(std::wstring line) {
+    const std::lock_guard lock(g_lock);
+    const size_t width = line.size();
+    line.resize(std::max(width, g_width), L' ');
+    g_width = width;
+    Complain(L"\r" + line);
 }
 
 std::wstring Bar(ULONGLONG done, ULONGLONG total) {
@@ -44,16 +52,18 @@ std::wstring Amount(ULONGLONG bytes) {
 CProgressLine::CProgressLine(bool shown) : m_shown(shown), m_sinceMs(::GetTickCount64()) {}
 
 CProgressLine::~CProgressLine() {
-    const std::lock_guard lock(g_lock);
     Wipe();
+}
+
+void CProgressLine::Wipe() {
+    const std::lock_guard lock(g_lock);
+    WipeLocked();
 }
 
 void CProgressLine::Show(ULONGLONG done, ULONGLONG total, std::wstring_view note, ULONGLONG bytes) {
     const ULONGLONG now = ::GetTickCount64();
-    if (!m_shown || (m_drawn && now - m_drawnMs < kRedrawMs))
+    if (!IsDue(now))
         return;
-    m_drawn = true;
-    m_drawnMs = now;
     const ULONGLONG elapsed = std::max(now - m_sinceMs, 1ULL);
     const bool whole = elapsed >= kRateMs;
     if (whole || !m_measured)
@@ -68,11 +78,20 @@ void CProgressLine::Show(ULONGLONG done, ULONGLONG total, std::wstring_view note
     std::wstring line = total > 0 ? Bar(done, total) : std::wstring();
     line += note;
     line += Amount(bytes) + L", " + Amount(m_bytesPerSecond) + L"/s";
-    const std::lock_guard lock(g_lock);
-    const size_t width = line.size();
-    line.resize(std::max(width, g_width), L' ');
-    g_width = width;
-    Complain(L"\r" + line);
+    Draw(std::move(line));
+}
+
+void CProgressLine::ShowText(std::wstring_view text) {
+    if (IsDue(::GetTickCount64()))
+        Draw(std::wstring(text));
+}
+
+bool CProgressLine::IsDue(ULONGLONG now) {
+    if (!m_shown || (m_drawn && now - m_drawnMs < kRedrawMs))
+        return false;
+    m_drawn = true;
+    m_drawnMs = now;
+    return true;
 }
 
 void CProgressLine::WipeForGood() noexcept {
@@ -88,7 +107,7 @@ void CProgressLine::WipeForGood() noexcept {
         return;
     lock.release();
     try {
-        Wipe();
+        WipeLocked();
     } catch (const std::bad_alloc&) {
         // The line stays.
     }

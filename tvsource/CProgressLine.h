@@ -2,7 +2,7 @@
 //
 //   [#######             ]  37%  0:04 of 0:11, 1.3 MB, 2.1 MB/s
 //
-// Threads: one, but for WipeForGood.  Lifetime: one object at a time; its end wipes the line.
+// Threads: one, but for the static functions.  Lifetime: one object at a time; its end wipes the line.
 // Errors: none; a line that can't be written is not seen.
 #pragma once
 
@@ -24,11 +24,19 @@ public:
     // and their rate, which is that of the last second or so.
     void Show(ULONGLONG done, ULONGLONG total, std::wstring_view note, ULONGLONG bytes);
 
+    // The same with a line of any text.
+    void ShowText(std::wstring_view text);
+
+    // Wipes what is there, for other words on standard error. The line comes back when it is shown next.
+    static void Wipe();
+
     // Wipes what is there and keeps anything more from being drawn: who draws waits for ever. For the end of the
     // process, from any thread.
     static void WipeForGood() noexcept;
 
 private:
+    [[nodiscard]] bool IsDue(ULONGLONG now);
+
     const bool m_shown;
     bool m_drawn = false;
     ULONGLONG m_drawnMs = 0;  // when that was

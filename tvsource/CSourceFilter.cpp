@@ -7,8 +7,6 @@
 #include "baseclasses/MediaTypeCopies.h"
 #include "diagnostics/LongPath.h"
 #include "diagnostics/ModuleFolder.h"
-#include "framework/streams/TKFCreateStreamFromUri.h"
-#include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
 
@@ -27,12 +25,13 @@ ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
     return result;
 }
 
-// The filter says only that it has no stream. Opening the name once more tells why, if that fails again.
-HRESULT WhyNotOpened(const std::wstring& name, HRESULT otherwise) {
-    ComPtr<IStream> stream;
-    constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareDelete;  // as the filter
-    const HRESULT hr = ::TKFCreateStreamFromUri(name.c_str(), kMode, &stream, nullptr, nullptr);
-    return FAILED(hr) ? hr : otherwise;
+// What opening the name gave. An older filter says only that it has no stream.
+HRESULT ResultOfOpening(IBaseFilter* filter, HRESULT otherwise) {
+    ComPtr<ITavelSourceOpenResult> opening;
+    HRESULT result = S_OK;
+    const bool isTold = SUCCEEDED(filter->QueryInterface(__uuidof(ITavelSourceOpenResult), &opening)) &&
+                        SUCCEEDED(opening->GetOpenResult(&result));
+    return isTold && FAILED(result) ? result : otherwise;
 }
 
 }  // namespace
@@ -60,25 +59,25 @@ CSourceFilter::CSourceFilter(const std::wstring& library) {
 void CSourceFilter::CreateFrom(const std::wstring& library) {
     m_library.Reset(::LoadLibraryExW(library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
     if (!m_library)
-        throw CHostError(L"Cannot load the library " + library, HRESULT_FROM_WIN32(::GetLastError()));
+        throw CHostError(L"Cannot load the library " + ShownName(library), HRESULT_FROM_WIN32(::GetLastError()));
 
     // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
     const auto getClassObject = reinterpret_cast<DllGetClassObjectFn>(
         reinterpret_cast<void*>(::GetProcAddress(m_library.Get(), "DllGetClassObject")));
     if (!getClassObject)
-        throw CHostError(library + L" is no COM library: it has no DllGetClassObject");
+        throw CHostError(ShownName(library) + L" is no COM library: it has no DllGetClassObject");
 
     ComPtr<IClassFactory> factory;
     HRESULT hr = getClassObject(CLSID_TvFileSourceAsync, __uuidof(IClassFactory),
                                 reinterpret_cast<void**>(factory.GetAddressOf()));
     if (FAILED(hr))
-        throw CHostError(library + L" does not have the filter's class", hr);
+        throw CHostError(ShownName(library) + L" does not have the filter's class", hr);
     hr = factory->CreateInstance(nullptr, __uuidof(IBaseFilter), &m_filter);
     if (FAILED(hr))
-        throw CHostError(L"The class factory of " + library + L" cannot make the filter", hr);
+        throw CHostError(L"The class factory of " + ShownName(library) + L" cannot make the filter", hr);
 }
 
-void CSourceFilter::Load(const std::wstring& name, const GUID* subtype) {
+void CSourceFilter::Load(const std::wstring& name, const std::optional<GUID>& subtype) {
     AM_MEDIA_TYPE type{};
     if (subtype) {
         type.majortype = MEDIATYPE_Stream;
@@ -87,7 +86,8 @@ void CSourceFilter::Load(const std::wstring& name, const GUID* subtype) {
     const HRESULT hr =
         Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->Load(name.c_str(), subtype ? &type : nullptr);
     if (FAILED(hr))
-        throw CannotOpen(NameForLog(name.c_str()), WhyNotOpened(name, hr));
+        throw CHostError(L"Cannot open " + ShownName(name) + L": " +
+                         WhyNotOpened(name, FILE_SHARE_READ | FILE_SHARE_DELETE, ResultOfOpening(m_filter.Get(), hr)));
 }
 
 void CSourceFilter::EnableDataFlow() {

@@ -3,7 +3,7 @@
 // This file and its source are the shortest way through the filter's interfaces for whoever builds a host of their own:
 //
 //   CSourceFilter source(L"");          // the registered class
-//   source.Load(path, nullptr);         // opens the file; the pin now offers media types
+//   source.Load(path, std::nullopt);    // opens the file; the pin now offers media types
 //   source.EnableDataFlow();            // before anything connects or reads: see below
 //   graph->AddFilter(source.Filter(), L"Source");
 //   graph->Render(source.OutputPin());
@@ -22,6 +22,7 @@
 #include <strmif.h>
 #include <wrl/client.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,9 +47,9 @@ public:
     explicit CSourceFilter(const std::wstring& library);
 
     // Opens `name`, a full path or a URI. With a subtype the pin offers just that, without one what the filter finds
-    // out. Replaces what was loaded before. What can't be opened is tried once more for the reason, so it takes twice
-    // as long.
-    void Load(const std::wstring& name, const GUID* subtype);
+    // out. Replaces what was loaded before. Why it can't be opened is asked of the filter; the name is opened once
+    // only.
+    void Load(const std::wstring& name, const std::optional<GUID>& subtype);
 
     // Opens the gate for readers.
     void EnableDataFlow();

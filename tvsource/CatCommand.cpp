@@ -11,6 +11,7 @@
 #include "diagnostics/LongPath.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
+#include "tvsource/COpeningLine.h"
 #include "tvsource/CProgressLine.h"
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
@@ -70,16 +71,12 @@ public:
         m_file.Reset(::CreateFileW(OpenablePath(FullPathOf(path)).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                    FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!m_file)
-            throw CHostError(L"Cannot write " + path, HRESULT_FROM_WIN32(::GetLastError()));
+            throw CHostError(L"Cannot write " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
     }
 
     void Write(const BYTE* data, LONG length) {
         const HANDLE handle = m_file ? m_file.Get() : ::GetStdHandle(STD_OUTPUT_HANDLE);
-        DWORD written = 0;
-        for (DWORD left = static_cast<DWORD>(length); left > 0; left -= written, data += written) {
-            if (!::WriteFile(handle, data, left, &written, nullptr))
-                throw CHostError(L"Cannot write the output", HRESULT_FROM_WIN32(::GetLastError()));
-        }
+        WriteAll(handle, {data, static_cast<size_t>(length)});
     }
 
 private:
@@ -101,8 +98,13 @@ bool GoesOn(const CSourceFilter& source, LONGLONG position, const CSourceFilter:
 
 int Cat(const CatOptions& options) {
     const std::wstring name = SourceName(options.common.name);
+    const bool showsProgress = options.progress || (IsTerminal(STD_ERROR_HANDLE) &&
+                                                    !(options.output.empty() && IsTerminal(STD_OUTPUT_HANDLE)));
     CSourceFilter source(options.common.library);
-    source.Load(name, options.common.subtype ? &*options.common.subtype : nullptr);
+    {
+        const COpeningLine opening(showsProgress);
+        source.Load(name, options.common.subtype);
+    }
     source.EnableDataFlow();
 
     const CSourceFilter::Length length = source.SourceLength();
@@ -112,8 +114,7 @@ int Cat(const CatOptions& options) {
 
     COutput output(options.output);
     CSampleReader reader(source.Reader());
-    CProgressLine line(options.progress ||
-                       (IsTerminal(STD_ERROR_HANDLE) && !(options.output.empty() && IsTerminal(STD_OUTPUT_HANDLE))));
+    CProgressLine line(showsProgress);
     // A source of unknown length is read from where it stands, whatever position a read asks for: what comes before the
     // offset is read and left out.
     const LONGLONG begin = length.estimated ? 0 : options.offset;

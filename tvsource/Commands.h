@@ -1,6 +1,6 @@
 // The program's commands. Each returns the program's exit code: 0 when all that was asked for was done, kInterrupted
 // after an interrupt, 1 otherwise. What they print has no credentials of URLs.
-// Errors: CHostError.  Threads: the main thread, in the multithreaded apartment.
+// Errors: CHostError, COutputError.  Threads: the main thread, in the multithreaded apartment.
 #pragma once
 
 #include <windows.h>
@@ -11,15 +11,16 @@
 
 // What every command is told.
 struct CommonOptions {
-    std::wstring name;            // of the source, as it was typed
+    std::wstring name;            // of the source, a TypedName
     std::wstring library;         // the DLL to take the filter from, or empty: the registered one
     std::optional<GUID> subtype;  // given to the filter in place of what it would find out
 };
 
 struct PlayOptions {
     CommonOptions common;
-    bool null = false;      // show nothing, play nothing aloud, go as fast as it goes
-    bool progress = false;  // show the progress on standard error even if that is no terminal
+    bool null = false;            // show nothing, play nothing aloud, go as fast as it goes
+    bool progress = false;        // show the progress on standard error even if that is no terminal
+    bool countedSamples = false;  // the filter's own rule for the references of samples, not the platform's
 };
 
 struct InfoOptions {
@@ -39,20 +40,21 @@ struct CatOptions {
 [[nodiscard]] int Play(const PlayOptions& options);
 
 // Prints what the filter says about the source; with the environment, that comes first, and where it can be read is
-// printed. 1 when it can be read nowhere.
+// printed. 1 when it can be read nowhere, or when the MIME types can't be told.
 [[nodiscard]] int Info(const InfoOptions& options);
 
 // Copies the source's bytes, as a parser would read them.
 [[nodiscard]] int Cat(const CatOptions& options);
 
 struct DetectOptions {
-    std::vector<std::wstring> names;  // files, folders and URIs, as they were typed
+    std::vector<std::wstring> names;  // files, folders, patterns and URIs, TypedNames
     bool explain = false;             // say why
+    bool progress = false;            // as for cat
 };
 
 // Prints one line for each file: its name, a tab, and the MIME types of its content by commas, or "-". Folders stand
-// for all files in them. A file that can't be read is named on standard error, the others are gone on with, and the
-// code is 1.
+// for all files in them, and a last part with "*" or "?" for all that it matches. A file that can't be read, or a
+// pattern that matches nothing, is named on standard error, the others are gone on with, and the code is 1.
 [[nodiscard]] int Detect(const DetectOptions& options);
 
 // Prints how the filter takes a name apart, and what it would open. Nothing is opened.

@@ -4,26 +4,32 @@
 
 #include "diagnostics/LongPath.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
-#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CMimeDictionary.h"
+#include "tvsource/CProgressLine.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
+#include "tvsource/Text.h"
 
 using Microsoft::WRL::ComPtr;
 
 namespace {
 
-// What is in the folder, by name. Links to folders are left out: they may lead back to where they stand.
-std::vector<std::wstring> EntriesOf(const std::wstring& folder) {
+constexpr DWORD kLinkedFolder = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+
+// The names in the folder that match, sorted. Links to folders are left out: they may lead back to where they stand.
+std::vector<std::wstring> EntriesOf(const std::wstring& folder, const std::wstring& pattern) {
     std::vector<std::wstring> entries;
     WIN32_FIND_DATAW data{};
-    const CAutoFind find(::FindFirstFileW(OpenablePath(FullPathOf(folder) + L"\\*").c_str(), &data));
+    const std::wstring full = FullPathOf(folder);
+    const CAutoFind find(
+        ::FindFirstFileW(OpenablePath(full + (full.ends_with(L'\\') ? L"" : L"\\") + pattern).c_str(), &data));
+    if (!find && ::GetLastError() == ERROR_FILE_NOT_FOUND)
+        return entries;
     if (!find)
         throw CHostError(L"Cannot list it", HRESULT_FROM_WIN32(::GetLastError()));
     do {
-        constexpr DWORD kLinkedFolder = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
         const std::wstring name = data.cFileName;
         if (name != L"." && name != L".." && (data.dwFileAttributes & kLinkedFolder) != kLinkedFolder)
             entries.push_back(name);
@@ -39,15 +45,34 @@ bool IsFolder(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+// What was typed, as it will be looked at: a path with one kind of separator, a pattern as the names that it matches.
+// Console programs get patterns as they are, from the system's own shell.
+std::vector<std::wstring> NamesOf(std::wstring typed) {
+    if (IsUri(typed))
+        return {typed};
+    std::replace(typed.begin(), typed.end(), L'/', L'\\');
+    const size_t last = typed.find_last_of(L"\\:") + 1;  // 0 where there is none
+    const std::wstring folder = typed.substr(0, last), pattern = typed.substr(last);
+    if (pattern.find_first_of(L"*?") == pattern.npos)
+        return {typed};
+    std::vector<std::wstring> names = EntriesOf(folder.empty() ? L"." : folder, pattern);
+    if (names.empty())
+        throw CHostError(L"no file has such a name");
+    for (std::wstring& name : names)
+        name.insert(0, folder);
+    return names;
+}
+
 void DetectOne(const CMimeDictionary& dictionary, const std::wstring& name, bool explain) {
     ComPtr<IStream> content;
     constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareWrite | kTKFStreamShareDelete;
+    constexpr DWORD kShare = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     const HRESULT hr = ::TKFCreateStreamFromUri(SourceName(name).c_str(), kMode, &content, nullptr, nullptr);
     if (FAILED(hr))
-        throw CannotOpen(L"it", hr);
+        throw CHostError(L"Cannot open it: " + WhyNotOpened(name, kShare, hr));
     const CMimeDictionary::Answer answer =
         explain ? dictionary.Explain(content.Get()) : dictionary.Detect(content.Get());
-    std::wstring text = NameForLog(name.c_str()) + L"\t" + MimeTypesText(answer.types) + L"\n";
+    std::wstring text = ShownName(name) + L"\t" + MimeTypesText(answer.types) + L"\n";
     for (const std::wstring& line : answer.explanation)
         text += L"  " + line + L"\n";
     Print(text);
@@ -58,23 +83,39 @@ void DetectOne(const CMimeDictionary& dictionary, const std::wstring& name, bool
 int Detect(const DetectOptions& options) {
     const CMimeDictionary dictionary;
     int code = 0;
+    const auto report = [&](const std::wstring& name, const CHostError& error) {
+        CProgressLine::Wipe();
+        Complain(L"tvsource: " + ShownName(name) + L": " + error.Text() + L"\n");
+        code = 1;
+    };
     // What is still to be looked at, last first. A folder makes place for what is in it, however deep that goes.
-    std::vector<std::wstring> names(options.names.rbegin(), options.names.rend());
-    while (!names.empty()) {
+    std::vector<std::wstring> names;
+    for (const std::wstring& typed : options.names) {
+        try {
+            for (const std::wstring& name : NamesOf(typed))
+                names.push_back(name);
+        } catch (const CHostError& error) {
+            report(typed, error);
+        }
+    }
+    std::reverse(names.begin(), names.end());
+
+    CProgressLine line(options.progress || (IsTerminal(STD_ERROR_HANDLE) && !IsTerminal(STD_OUTPUT_HANDLE)));
+    for (int files = 0; !names.empty();) {
         const std::wstring name = std::move(names.back());
         names.pop_back();
         try {
             if (IsUri(name) || !IsFolder(name)) {
+                line.ShowText(Format(L"file %d", ++files));
                 DetectOne(dictionary, name, options.explain);
                 continue;
             }
-            const std::vector<std::wstring> entries = EntriesOf(name);
-            const bool isClosed = name.ends_with(L'\\') || name.ends_with(L'/');
+            const std::vector<std::wstring> entries = EntriesOf(name, L"*");
+            const bool isClosed = name.ends_with(L'\\');
             for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
                 names.push_back(name + (isClosed ? L"" : L"\\") + *entry);
         } catch (const CHostError& error) {
-            Complain(L"tvsource: " + NameForLog(name.c_str()) + L": " + error.Text() + L"\n");
-            code = 1;
+            report(name, error);
         }
     }
     return code;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CProgressLine.h"
 
@@ -11,15 +12,20 @@ constexpr DWORD kGraceMs = 500;
 
 std::atomic<HANDLE> g_event{nullptr};  // never closed: the handler may run to the very end
 
-// The system calls it on a thread of its own. No library is told of the end, by an ExitProcess say: those that wait for
-// threads of theirs would wait for what these wait for.
+// No library is told of the end, by an ExitProcess say: those that wait for threads of theirs would wait for what these
+// wait for.
+void EndProcess(int code) {
+    CProgressLine::WipeForGood();
+    ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(code));
+}
+
+// The system calls it on a thread of its own.
 BOOL WINAPI OnConsoleControl(DWORD) {
     if (const HANDLE event = g_event) {
         ::SetEvent(event);
         ::Sleep(kGraceMs);
     }
-    CProgressLine::WipeForGood();
-    ::TerminateProcess(::GetCurrentProcess(), kInterrupted);
+    EndProcess(kInterrupted);
     return TRUE;
 }
 
@@ -35,4 +41,9 @@ HANDLE InterruptEvent() {
         throw CHostError(L"Cannot create an event", HRESULT_FROM_WIN32(::GetLastError()));
     g_event = event;
     return event;
+}
+
+void EndStuckProcess(HANDLE) {
+    Complain(L"tvsource: a read of the source does not end; the program ends without it\n");
+    EndProcess(1);
 }

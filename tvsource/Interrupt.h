@@ -1,6 +1,7 @@
-// Ctrl+C, Ctrl+Break and the closing of the console end the program at once, whatever it waits for: the network, say.
+// Ends of the program that wait for nothing: Ctrl+C, Ctrl+Break and the closing of the console, and limits for what
+// should have ended by itself.
 //
-// Threads: the main thread.
+// Threads: the main thread, but for EndStuckProcess.
 #pragma once
 
 #include <windows.h>
@@ -14,3 +15,7 @@ void EndOnInterrupt();
 // From now on an interrupt first signals the event that is handed out, and leaves the program half a second to end by
 // itself, in order. The event is there until the process ends.
 [[nodiscard]] HANDLE InterruptEvent();
+
+// A CLateCall's for what waits for a read of the source that does not end: says so and ends the process with code 1.
+inline constexpr DWORD kStopLimitMs = 5000;
+void EndStuckProcess(HANDLE over);

@@ -1,8 +1,10 @@
 #include <chrono>
+#include <optional>
 
-#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
+#include "tvsource/CLateCall.h"
+#include "tvsource/COpeningLine.h"
 #include "tvsource/CPlayGraph.h"
 #include "tvsource/CProgressLine.h"
 #include "tvsource/CSourceFilter.h"
@@ -39,47 +41,58 @@ std::wstring EndingText(const CPlayGraph::Result& result) {
 
 int Play(const PlayOptions& options) {
     const std::wstring name = SourceName(options.common.name);
+    const bool showsProgress = options.progress || IsTerminal(STD_ERROR_HANDLE);
     CSourceFilter source(options.common.library);
-    source.Load(name, options.common.subtype ? &*options.common.subtype : nullptr);
+    {
+        const COpeningLine opening(showsProgress);
+        source.Load(name, options.common.subtype);
+    }
     const std::vector<StreamType> offered = source.OfferedTypes();
     if (offered.size() == 1 && offered.front().IsUnknown())
         Complain(L"No type is known from the content. --type names one; --type any leaves it to the parser\n");
-    if (source.SourceLength().total == 0)
-        throw CHostError(NameForLog(name.c_str()) + L" is empty");
+    const CSourceFilter::Length length = source.SourceLength();
+    if (length.total == 0)
+        throw CHostError(ShownName(name) + L" is empty");
     source.EnableDataFlow();
 
-    CPlayGraph graph(source);
-    graph.Build(options.null || !HasScreen());
-
+    std::optional<CPlayGraph> graph(std::in_place, source, options.countedSamples);
+    {
+        const COpeningLine opening(showsProgress);
+        graph->Build(options.null || !HasScreen());
+    }
     const auto begin = std::chrono::steady_clock::now();
     CPlayGraph::Result result{};
     {
-        CProgressLine line(options.progress || IsTerminal(STD_ERROR_HANDLE));
-        result = graph.Run(InterruptEvent(), [&](LONGLONG position, LONGLONG duration) {
+        CProgressLine line(showsProgress);
+        result = graph->Run(InterruptEvent(), [&](LONGLONG position, LONGLONG duration) {
             const std::wstring end = duration > 0 ? L" of " + Clock(duration) : std::wstring();
             line.Show(static_cast<ULONGLONG>(position), static_cast<ULONGLONG>(duration), Clock(position) + end + L", ",
-                      graph.Reads().delivered);
+                      graph->Reads().delivered);
         });
-    }
-    if (result.ending == CPlayGraph::Ending::kErrorAbort) {
-        // What the graph is told of a failed read doesn't say why it failed.
-        if (const HRESULT hr = source.TryByteAt(graph.Reads().shortAt); FAILED(hr))
-            result.error = hr;
     }
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
 
-    const CSourceFilter::Length length = source.SourceLength();
-    const CCountingPin::Counts reads = graph.Reads();
-    std::wstring text = L"File     " + NameForLog(source.Current().name.c_str()) + L"\nLength   ";
+    const CCountingPin::Counts reads = graph->Reads();
+    std::wstring text = L"File     " + ShownName(source.Current().name) + L"\nLength   ";
     text += length.estimated ? L"not known" : Format(L"%I64d bytes", length.total);
     for (const StreamType& type : source.OfferedTypes())
         text += L"\nOffered  " + TypeText(type);
-    text += L"\nType     " + TypeText(graph.ConnectedType()) + L"\nParser   " + graph.ParserName() + L"\n";
-    for (const std::wstring& stream : graph.Streams())
+    text += L"\nType     " + TypeText(graph->ConnectedType()) + L"\nParser   " + graph->ParserName() + L"\n";
+    for (const std::wstring& stream : graph->Streams())
         text += L"Stream   " + stream + L"\n";
-    text += Format(L"Reads    %I64u, of %I64u bytes together\nTime     %.2f s\nEnded    ", reads.reads, reads.bytes,
+    text += Format(L"Reads    %I64u, of %I64u bytes together\nTime     %.2f s\n", reads.reads, reads.bytes,
                    elapsed.count());
-    Print(text + EndingText(result) + L"\n");
+    Print(text);
+
+    if (result.ending == CPlayGraph::Ending::kErrorAbort) {
+        // What the graph is told of a failed read doesn't say why it failed. The parser has to let go of the source
+        // before that can be asked for.
+        graph.reset();
+        const CLateCall limit(kStopLimitMs, EndStuckProcess);
+        if (const HRESULT hr = source.TryByteAt(reads.shortAt); FAILED(hr))
+            result.error = hr;
+    }
+    Print(L"Ended    " + EndingText(result) + L"\n");
     if (result.ending == CPlayGraph::Ending::kInterrupted)
         return kInterrupted;
     return result.ending == CPlayGraph::Ending::kComplete ? 0 : 1;

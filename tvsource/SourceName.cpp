@@ -1,11 +1,13 @@
 #include "tvsource/SourceName.h"
 
-#include <windows.h>
-
 #include <algorithm>
 
+#include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/LongPath.h"
+#include "framework/uri/CTKFUri.h"
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
+#include "tvsource/Text.h"
 
 namespace {
 
@@ -13,7 +15,43 @@ bool IsAsciiLetter(wchar_t c) {
     return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z');
 }
 
+bool IsFolder(const std::wstring& openablePath) {
+    const DWORD attributes = ::GetFileAttributesW(openablePath.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+// What the file system says to it; empty if the name is no local file's, or the file can be opened now.
+std::wstring WhyNoFile(const std::wstring& name, DWORD share) {
+    const auto uri = CTKFUri::Parse(name.c_str());
+    if (!uri || !uri->IsLocalFile())
+        return {};
+    const std::wstring path = OpenablePath(FullPathOf(uri->GetLocalPath()));
+    const CAutoHandle file(::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
+    if (file)
+        return {};
+    const HRESULT result = HRESULT_FROM_WIN32(::GetLastError());
+    return result == E_ACCESSDENIED && IsFolder(path) ? L"a folder, not a file" : ResultText(result);
+}
+
 }  // namespace
+
+std::wstring TypedName(const std::wstring& typed) {
+    constexpr auto kBlanks = L" \t\r\n\u00A0";
+    std::wstring name = typed;
+    const auto trim = [&] {
+        name.erase(0, name.find_first_not_of(kBlanks));
+        name.erase(name.find_last_not_of(kBlanks) + 1);
+    };
+    trim();
+    if (!name.empty() && std::wstring_view(L"\"'\u201C\u2018").find(name.front()) != std::wstring_view::npos) {
+        const wchar_t closing = name.front() > 0x7F ? static_cast<wchar_t>(name.front() + 1) : name.front();
+        name.erase(0, 1);
+        if (name.ends_with(closing))
+            name.pop_back();
+        trim();
+    }
+    return IsUri(name) ? name : typed;
+}
 
 bool IsUri(const std::wstring& name) {
     const size_t colon = name.find(L':');
@@ -30,8 +68,29 @@ std::wstring SourceName(const std::wstring& typed) {
     std::wstring path = FullPathOf(typed);
     const DWORD attributes = ::GetFileAttributesW(OpenablePath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
-        throw CHostError(L"Cannot find " + path, HRESULT_FROM_WIN32(::GetLastError()));
+        throw CHostError(L"Cannot find " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)
-        throw CHostError(path + L" is a folder, not a file");
+        throw CHostError(ShownName(path) + L" is a folder, not a file");
     return path;
+}
+
+std::wstring ShownName(const std::wstring& name) {
+    return Printable(NameForLog(name.c_str()));
+}
+
+std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result) {
+    constexpr auto kDenied = static_cast<HRESULT>(0x80190191);
+    const bool hasCredentials = NameForLog(name.c_str()) != name;
+    if (result == kDenied && hasCredentials)
+        return L"0x80190191 (the server refused the credentials, HTTP status 401)";
+    if (result == REGDB_E_CLASSNOTREG)
+        return ResultText(result) +
+               L"; only local files open without a data-service layer, and none is registered (regsvr32 "
+               L"TvDataServices.dll registers it)";
+    if (result == HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED))
+        return ResultText(result) + L"; the data-service layer knows no such scheme";
+    if (const std::wstring words = WhyNoFile(name, share); !words.empty())
+        return words;
+    // The data-service layer makes one code of two for the files of shares.
+    return ResultText(result) + (result == E_ACCESSDENIED ? L", or in use by another program" : L"");
 }

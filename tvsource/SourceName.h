@@ -1,11 +1,23 @@
-// From what was typed to the name that the filter is given.
+// From what was typed to the name that the filter is given, and what people are shown of it.
 #pragma once
 
+#include <windows.h>
+
 #include <string>
+
+// What was typed, without the blanks and the quotation marks that stand around a URI. They belong to a path.
+[[nodiscard]] std::wstring TypedName(const std::wstring& typed);
 
 // Whether it begins with a scheme of more than one letter and a colon: "c:\media" is no URI.
 [[nodiscard]] bool IsUri(const std::wstring& name);
 
-// A URI stays as it is. A path becomes a full path, of any
-// length.  Throws CHostError: the path names nothing, or a folder. The filter would only say that it could not open it.
+// A URI stays as it is. A path becomes a full path, of any length.  Throws CHostError: the path names nothing, or a
+// folder. The filter would only say that it could not open it.
 [[nodiscard]] std::wstring SourceName(const std::wstring& typed);
+
+// A name for people: without the credentials of a URL, and without anything that steers a terminal.
+[[nodiscard]] std::wstring ShownName(const std::wstring& name);
+
+// Why a source could not be opened for reading, in words. `result` is what opening it gave. It says little of a local
+// file, which therefore is asked itself, with `share` (FILE_SHARE_ bits) as it was opened; nothing else is asked twice.
+[[nodiscard]] std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result);

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -19,6 +20,21 @@ std::wstring FromUtf8(std::string_view text) {
     std::wstring result(static_cast<size_t>(::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)), L'\0');
     ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), static_cast<int>(result.size()));
     return result;
+}
+
+std::wstring Printable(std::wstring_view text) {
+    constexpr struct {
+        wchar_t first, last;
+    } kSteering[] = {{0, 0x1F}, {0x7F, 0x9F}, {0x061C, 0x061C}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
+    std::wstring shown;
+    for (const wchar_t c : text) {
+        if (std::any_of(std::begin(kSteering), std::end(kSteering),
+                        [&](auto& range) { return c >= range.first && c <= range.last; }))
+            shown += Format(L"<U+%04X>", c);
+        else
+            shown += c;
+    }
+    return shown;
 }
 
 std::wstring Format(const wchar_t* format, ...) {

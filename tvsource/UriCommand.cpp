@@ -1,8 +1,9 @@
 #include "framework/uri/CTKFUri.h"
-#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Commands.h"
+#include "tvsource/SourceName.h"
+#include "tvsource/Text.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ std::wstring Line(std::wstring label, const std::wstring& value) {
     constexpr size_t kValueColumn = 12;
     if (!value.empty())
         label.resize(kValueColumn, L' ');
-    return label + value + L"\n";
+    return label + Printable(value) + L"\n";
 }
 
 }  // namespace
@@ -34,7 +35,7 @@ std::wstring Line(std::wstring label, const std::wstring& value) {
 int Uri(const std::wstring& text) {
     const auto uri = CTKFUri::Parse(text.c_str());
     if (!uri)
-        throw CHostError(L"'" + NameForLog(text.c_str()) +
+        throw CHostError(L"'" + ShownName(text) +
                          L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
                          L"malformed host, a port above 65535 or control characters");
     std::wstring lines = Line(L"Scheme", uri->GetScheme());

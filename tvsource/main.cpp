@@ -5,14 +5,17 @@
 #include <objbase.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <limits>
+#include <optional>
 #include <sstream>
 
-#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Commands.h"
 #include "tvsource/Interrupt.h"
 #include "tvsource/MediaTypes.h"
+#include "tvsource/SourceName.h"
 #include "tvsource/Text.h"
 
 namespace {
@@ -24,7 +27,10 @@ constexpr char kDescription[] =
     "Plays, describes and copies a media source through the source filter TvFileSourceAsync.\n"
     "FILE is a path or a URI, http://host/clip.avi say; uri shows how one is understood, detect tells the types of\n"
     "files. URIs other than file: are opened by a data-service layer such as TvDataServices.dll, which is to be\n"
-    "registered. Ctrl+C ends at once, with exit code 130.\n"
+    "registered. Of a file's name, detect takes * and ? too.\n"
+    "\n"
+    "Exit codes: 0 all is done; 1 something failed, standard error says what (nothing, if a closed pipe took no more\n"
+    "output); 2 the command line makes no sense; 130 Ctrl+C, which ends every command at once.\n"
     "\n"
     "The filter holds every reader back until its data flow is enabled for the first time\n"
     "(IDataFlowControl::EnableDataFlow), and parsers read while they connect. play, info\n"
@@ -37,13 +43,29 @@ struct Arguments {
     std::string type;
     std::string output;
     std::vector<std::string> names;
-    long long offset = 0;
-    long long length = -1;
+    std::string offset;
+    std::string length;
     bool null = false;
+    bool countedSamples = false;
     bool environment = false;
     bool explain = false;
     bool progress = false;
 };
+
+std::optional<LONGLONG> ByteCount(const std::string& text) {
+    LONGLONG count = 0;
+    const char* const end = text.data() + text.size();
+    const auto [parsed, error] = std::from_chars(text.data(), end, count);
+    return error == std::errc() && parsed == end && count >= 0 ? std::optional(count) : std::nullopt;
+}
+
+void AddByteCount(CLI::App& command, const char* name, std::string& value, const char* description) {
+    command.add_option(name, value, description)->type_name("BYTES")->check([](const std::string& text) {
+        return ByteCount(text)
+                   ? std::string()
+                   : "'" + text + "' is no number from 0 to " + std::to_string(std::numeric_limits<LONGLONG>::max());
+    });
+}
 
 void AddProgressFlag(CLI::App& command, Arguments& arguments) {
     command.add_flag("--progress", arguments.progress, "Show the progress even if standard error is no terminal");
@@ -67,7 +89,7 @@ CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, cons
 }
 
 CommonOptions Common(const Arguments& arguments) {
-    return {FromUtf8(arguments.name), FromUtf8(arguments.library),
+    return {TypedName(FromUtf8(arguments.name)), FromUtf8(arguments.library),
             arguments.type.empty() ? std::nullopt : SubtypeFromText(FromUtf8(arguments.type))};
 }
 
@@ -80,19 +102,33 @@ public:
     ~CApartment() { ::CoUninitialize(); }
 };
 
-// What was typed may be repeated in a message about it.
-std::wstring WithoutCredentials(std::wstring message, const std::vector<std::string>& typed) {
+// What was typed may be repeated in a message about it: as people may see it.
+std::wstring Harmless(std::wstring message, const std::vector<std::string>& typed) {
     for (const std::string& word : typed) {
-        const std::wstring name = FromUtf8(word), harmless = NameForLog(name.c_str());
+        const std::wstring name = FromUtf8(word), harmless = ShownName(name);
         for (size_t at = 0; harmless != name && (at = message.find(name, at)) != message.npos; at += harmless.size())
             message.replace(at, name.size(), harmless);
     }
     return message;
 }
 
+// The parser itself says only that it misses a command.
+void CheckFirstWord(const CLI::App& app, const std::string& word) {
+    if (app.get_option_no_throw(word))
+        return;
+    std::string commands;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        if (command->get_name() == word)
+            return;
+        commands += (commands.empty() ? "" : ", ") + command->get_name();
+    }
+    throw CLI::ParseError("'" + word + "' is no command. There are: " + commands, CLI::ExitCodes::ExtrasError);
+}
+
 int Run(std::vector<std::string> words) {
     CLI::App app(kDescription, "tvsource");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "tvsource " TV_VERSION, "Print the version and exit");
     app.allow_windows_style_options(false);  // "/folder/file" is a name here
     Arguments arguments;
 
@@ -100,6 +136,9 @@ int Run(std::vector<std::string> words) {
         AddCommand(app, arguments, "play", "Plays the source through the platform's parsers and renderers.");
     play->add_flag("--null", arguments.null,
                    "Show nothing and go as fast as it goes; so it is anyway where there is no screen");
+    play->add_flag("--counted-samples", arguments.countedSamples,
+                   "For a parser that is written to the filter's own rule: samples that it waited for have a reference "
+                   "more. Without it the platform's rule holds, which other parsers rely on");
     AddProgressFlag(*play, arguments);
     CLI::App* info = AddCommand(app, arguments, "info",
                                 "Prints the length of the source, its MIME types and the types that it offers.");
@@ -108,24 +147,28 @@ int Run(std::vector<std::string> words) {
                    "Also write to the log where this program runs, on which system, and the versions of what it has "
                    "loaded; FILE may be left out");
     CLI::App* cat = AddCommand(app, arguments, "cat", "Copies the bytes of the source, as a parser would read them.");
-    cat->add_option("--offset", arguments.offset, "The first byte to be copied")->check(CLI::NonNegativeNumber);
-    cat->add_option("--length", arguments.length, "How many bytes; all to the end when left out")
-        ->check(CLI::NonNegativeNumber);
+    AddByteCount(*cat, "--offset", arguments.offset, "The first byte to be copied");
+    AddByteCount(*cat, "--length", arguments.length, "How many bytes; all to the end when left out");
     cat->add_option("-o", arguments.output, "The file to be written instead of standard output")->type_name("OUT");
     AddProgressFlag(*cat, arguments);
 
     CLI::App* detect = app.add_subcommand("detect", "Prints the MIME types of files, as their content tells them.");
-    detect->add_option("PATH", arguments.names, "Files, URIs, and folders, which stand for all files in them")
+    detect
+        ->add_option("PATH", arguments.names,
+                     "Files, which may be patterns (*.mid), URIs, and folders, which stand for all files in them")
         ->required()
         ->type_name("");
     detect->add_flag("--explain", arguments.explain,
                      "Say which format was found, on what bytes, and what was ruled out");
+    AddProgressFlag(*detect, arguments);
 
     CLI::App* uri = app.add_subcommand("uri", "Shows how a name is taken apart and what would be opened.");
     uri->add_option("TEXT", arguments.name, "A path or a URI; nothing is opened")->required()->type_name("");
 
     const std::vector<std::string> typed = words;
     try {
+        if (!words.empty())
+            CheckFirstWord(app, words.back());
         app.parse(std::move(words));
         if (info->parsed() && info->count("FILE") == 0 && !arguments.environment)
             throw CLI::RequiredError("FILE");
@@ -134,28 +177,25 @@ int Run(std::vector<std::string> words) {
         std::ostringstream err;
         const int code = app.exit(error, out, err);
         Print(FromUtf8(out.str()));
-        Complain(WithoutCredentials(FromUtf8(err.str()), typed));
+        Complain(Harmless(FromUtf8(err.str()), typed));
         return code == 0 ? 0 : kWrongUsage;
     }
 
     const CApartment apartment;
     if (play->parsed())
-        return Play({Common(arguments), arguments.null, arguments.progress});
+        return Play({Common(arguments), arguments.null, arguments.progress, arguments.countedSamples});
     if (info->parsed())
         return Info({Common(arguments), arguments.environment});
     if (detect->parsed()) {
-        DetectOptions options{{}, arguments.explain};
+        DetectOptions options{{}, arguments.explain, arguments.progress};
         for (const std::string& name : arguments.names)
-            options.names.push_back(FromUtf8(name));
+            options.names.push_back(TypedName(FromUtf8(name)));
         return Detect(options);
     }
     if (uri->parsed())
-        return Uri(FromUtf8(arguments.name));
-    CatOptions options{Common(arguments), arguments.offset, std::nullopt, FromUtf8(arguments.output),
-                       arguments.progress};
-    if (arguments.length >= 0)
-        options.length = arguments.length;
-    return Cat(options);
+        return Uri(TypedName(FromUtf8(arguments.name)));
+    return Cat({Common(arguments), ByteCount(arguments.offset).value_or(0), ByteCount(arguments.length),
+                FromUtf8(arguments.output), arguments.progress});
 }
 
 }  // namespace
@@ -170,6 +210,9 @@ int wmain(int count, wchar_t** words) {
         return Run(std::move(arguments));
     } catch (const CHostError& error) {
         Complain(L"tvsource: " + error.Text() + L"\n");
+    } catch (const COutputError& error) {
+        if (!error.IsClosedPipe())
+            Complain(L"tvsource: Cannot write the output: " + ResultText(HRESULT_FROM_WIN32(error.Error())) + L"\n");
     } catch (const std::exception& error) {
         Complain(L"tvsource: " + FromUtf8(error.what()) + L"\n");
     }

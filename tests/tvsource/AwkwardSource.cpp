@@ -1,8 +1,12 @@
 // The filter with sources that misbehave. The real filter is aggregated into an object that opens names by itself: it
 // reads the file into memory and gives the filter a stream over it, by the file's extension
 //
-//   .live     that does not know its length
-//   .broken   whose second read and all later ones fail
+//   .live        that does not know its length
+//   .broken      whose second read and all later ones fail
+//   .unreadable  whose reads all fail
+//   .stuck       whose ninth and tenth reads fail, and whose later ones never end
+//   .refused     that can't be opened: the server wants credentials
+//   .older       that can't be opened, by a filter that doesn't say why
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "tests/support/CScriptedStream.h"
@@ -10,12 +14,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 
 using Microsoft::WRL::ComPtr;
 
 namespace {
 
-class CAwkwardSource final : public CUnknown, public IFileSourceFilter {
+class CAwkwardSource final : public CUnknown, public IFileSourceFilter, public ITavelSourceOpenResult {
 public:
     static CUnknown* CALLBACK CreateInstance(IUnknown* outer, HRESULT* phr) { return new CAwkwardSource(outer, phr); }
 
@@ -29,18 +34,30 @@ public:
     STDMETHODIMP NonDelegatingQueryInterface(REFIID iid, void** object) override {
         if (iid == __uuidof(IFileSourceFilter))
             return GetInterface(static_cast<IFileSourceFilter*>(this), object);
+        if (iid == __uuidof(ITavelSourceOpenResult) && m_openResult == E_UNEXPECTED)
+            return E_NOINTERFACE;
+        if (iid == __uuidof(ITavelSourceOpenResult))
+            return GetInterface(static_cast<ITavelSourceOpenResult*>(this), object);
         return iid == __uuidof(IUnknown) ? CUnknown::NonDelegatingQueryInterface(iid, object)
                                          : m_inner->NonDelegatingQueryInterface(iid, object);
     }
 
     STDMETHODIMP Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override {
         const std::filesystem::path path(name);
+        const std::wstring kind = path.extension();
+        if (kind == L".refused")
+            m_openResult = static_cast<HRESULT>(0x80190191);
+        if (kind == L".refused" || kind == L".older")
+            return E_INVALIDARG;
         std::ifstream file(path, std::ios::binary);
         m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
-        if (path.extension() == L".live")
+        if (kind == L".live")
             m_stream.ReportSize(0x8000000000000000u);
-        for (int read = 1; read < 1000 && path.extension() == L".broken"; ++read)
-            m_stream.On(CScriptedStream::kRead, read, {.result = STG_E_READFAULT});
+        const std::map<std::wstring, int> firstFailures = {{L".broken", 1}, {L".unreadable", 0}, {L".stuck", 8}};
+        const auto failure = firstFailures.find(kind);
+        for (int read = 0; read < 1000 && failure != firstFailures.end(); ++read)
+            m_stream.On(CScriptedStream::kRead, failure->second + read,
+                        {.result = STG_E_READFAULT, .holds = kind == L".stuck" && read > 1});
         ComPtr<ITavelIStreamFileSource> source;
         const HRESULT hr = QueryInterface(IID_PPV_ARGS(&source));
         return FAILED(hr) ? hr : source->OpenStream(&m_stream, type);
@@ -52,7 +69,13 @@ public:
         return FAILED(hr) ? hr : source->GetCurFile(name, type);
     }
 
+    STDMETHODIMP GetOpenResult(HRESULT* result) override {
+        *result = m_openResult;
+        return S_OK;
+    }
+
 private:
+    HRESULT m_openResult = E_UNEXPECTED;
     CScriptedStream m_stream;
     CUnknown* const m_inner;
 };

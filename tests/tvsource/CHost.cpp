@@ -1,6 +1,5 @@
 #include "tests/tvsource/CHost.h"
 
-#include "diagnostics/CAutoDestructor.h"
 #include "tests/support/CTempFile.h"
 
 #include <gtest/gtest.h>
@@ -21,21 +20,34 @@ std::wstring FileIn(const char* folder, const std::wstring& name) {
     return std::filesystem::absolute(std::filesystem::path(folder) / name).make_preferred().wstring();
 }
 
+// None has a backslash at its end or before a quotation mark.
+std::wstring Quoted(std::wstring argument) {
+    for (auto at = argument.find(L'"'); at != argument.npos; at = argument.find(L'"', at + 2))
+        argument.insert(at, 1, L'\\');
+    return argument;
+}
+
 }  // namespace
 
+CPipe::CPipe() {
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    EXPECT_TRUE(::CreatePipe(reader.Put(), writer.Put(), &inherit, 0));
+    ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
+}
+
 HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& program,
-                const std::function<void()>& meanwhile) {
+                const std::function<void()>& meanwhile, HostHandles handles) {
     std::wstring line = L'"' + program + L'"';
     for (const std::wstring& argument : arguments)
-        line += L" \"" + argument + L'"';  // none has a quote in it or a backslash at its end
+        line += L" \"" + Quoted(argument) + L'"';
     // Files, not pipes: nobody need read while the program runs.
     const CTempFile out, err;
     const CAutoHandle outHandle = InheritedFile(out.Path()), errHandle = InheritedFile(err.Path());
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = outHandle.Get();
-    startup.hStdError = errHandle.Get();
+    startup.hStdOutput = handles.out ? handles.out : outHandle.Get();
+    startup.hStdError = handles.err ? handles.err : errHandle.Get();
     PROCESS_INFORMATION info{};
     // A program that gets a new console, having none to share, keeps its current folder in use beyond its end.
     const DWORD flags = meanwhile ? 0 : DETACHED_PROCESS;

@@ -1,6 +1,8 @@
 // Runs tvsource.exe as a child process, and says where the files are that it works on.
 #pragma once
 
+#include "diagnostics/CAutoDestructor.h"
+
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -18,11 +20,22 @@ struct HostRun {
 [[nodiscard]] std::string BytesOf(const std::wstring& path);
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
+// Where the program writes instead of to the HostRun: inheritable handles, or null.
+struct HostHandles {
+    HANDLE out = nullptr, err = nullptr;
+};
+
+// A pipe whose writing end is inheritable.
+struct CPipe {
+    CPipe();
+    CAutoHandle reader, writer;
+};
+
 // Runs the program with these arguments to its end. One that is not done after a minute is ended, with exit code 99.
 // With `meanwhile`, which is called once it runs, it shares this process's console; otherwise it has none.
 [[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments,
                               const std::wstring& program = BuiltFile(L"tvsource.exe"),
-                              const std::function<void()>& meanwhile = {});
+                              const std::function<void()>& meanwhile = {}, HostHandles handles = {});
 
 // The same command with a filter DLL of the build, which need not be registered.
 [[nodiscard]] HostRun RunWithFilter(const wchar_t* command, std::vector<std::wstring> arguments,

@@ -1,4 +1,5 @@
 // What the program says of a source, of itself, and of a command line that it can do nothing with.
+#include "diagnostics/CAutoDestructor.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
 
@@ -35,10 +36,19 @@ TEST_F(CommandLine, InfoNamesTheFileInFullAndDoesNotMakeUpALength) {
               {"Length   not known (estimated)\n"});
 }
 
-TEST_F(CommandLine, AFileThatIsNoneIsNamedByEveryCommand) {
+TEST_F(CommandLine, WhatCannotBeOpenedIsNamedByEveryCommandWithTheReason) {
+    const std::wstring used = folder.Write("RIFF", L"used.wav");
+    const CAutoHandle writer(::CreateFileW(used.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                           OPEN_EXISTING, 0, nullptr));
+    const auto url = [&](const wchar_t* name) { return L"file:///" + folder.PathOf(name); };
     const std::pair<std::wstring, const char*> names[] = {
-        {folder.PathOf(L"missing \u97F3.wav"), "0x80070002"},
+        {folder.PathOf(L"missing \u97F3.wav"), "0x80070002 (no such file)"},
+        {folder.PathOf(L"no\\missing.wav"), "0x80070003 (no such folder)"},
         {folder.Path(), "is a folder"},
+        {used, "0x80070020 (in use by another program)"},
+        {url(L"missing.wav"), "0x80070002 (no such file)"},
+        {url(L"no\\missing.wav"), "0x80070003 (no such folder)"},
+        {url(L"."), ": a folder, not a file"},
         {L"nosuchscheme://host/file.wav", "Cannot open nosuchscheme://host/file.wav: 0x8"},
     };
     for (const wchar_t* command : {L"play", L"info", L"cat"}) {
@@ -47,9 +57,21 @@ TEST_F(CommandLine, AFileThatIsNoneIsNamedByEveryCommand) {
     }
 }
 
+TEST_F(CommandLine, TheFilterIsAskedWhyANameCannotBeOpened) {
+    const std::pair<const wchar_t*, const char*> names[] = {
+        {L"http://h/x.refused", "Cannot open http://h/x.refused: 0x80190191 (needs credentials, HTTP status 401)"},
+        {L"http://me:pw@h/x.refused",
+         "Cannot open http://***@h/x.refused: 0x80190191 (the server refused the credentials, HTTP status 401)"},
+        {L"http://me:pw@h/x.older", "Cannot open http://***@h/x.older: 0x80070057 ("},
+    };
+    for (const auto& [name, message] : names)
+        ExpectRun(RunWithFilter(L"info", {name}, kAwkward), 1, {message});
+}
+
 TEST_F(CommandLine, ALibraryThatHasNoFilterIsNamed) {
     const std::pair<std::wstring, const char*> libraries[] = {
         {folder.PathOf(L"missing.dll"), "Cannot load the library"},
+        {folder.Write("MZ, but nothing behind it", L"bad.dll"), "0x800700C1 (damaged, or no library for "},
         {SystemFile(L"kernel32.dll"), "has no DllGetClassObject"},
         {SystemFile(L"quartz.dll"), "does not have the filter's class: 0x80040111"},
     };
@@ -65,22 +87,72 @@ TEST_F(CommandLine, WithoutALibraryTheRegisteredFilterIsUsedAndItsLackIsExplaine
     ExpectRun(RunHost({L"info", wave}), 1, {"not registered", "0x80040154"});
 }
 
-TEST_F(CommandLine, OneThatMakesNoSenseHasAnExitCodeOfItsOwn) {
-    const std::vector<std::wstring> lines[] = {{},
-                                               {L"sing", wave},
-                                               {L"uri"},
-                                               {L"play", wave, L"one too many"},
-                                               {L"info", L"--null", wave},
-                                               {L"info", L"--type", L"{E436EB88-524F}", wave},
-                                               {L"cat", L"--offset", L"-1", wave},
-                                               {L"cat", L"--length", L"many", wave}};
-    for (const auto& line : lines)
-        ExpectRun(RunHost(line), 2, {});
+TEST_F(CommandLine, OneThatMakesNoSenseHasAnExitCodeOfItsOwnAndIsExplained) {
+    const std::string range = "' is no number from 0 to 9223372036854775807\n";
+    const std::pair<std::vector<std::wstring>, std::string> lines[] = {
+        {{}, "A subcommand is required"},
+        {{L"sing", wave}, "'sing' is no command. There are: play, info, cat, detect, uri\n"},
+        {{L"--loud"}, "'--loud' is no command"},
+        {{L"uri"}, "TEXT is required"},
+        {{L"info"}, "FILE is required"},
+        {{L"play", wave, L"one too many"}, "one too many"},
+        {{L"info", L"--null", wave}, "--null"},
+        {{L"info", L"--type", L"{E436EB88-524F}", wave}, "neither a known name nor a GUID"},
+        {{L"cat", L"--offset", L"-1", wave}, "--offset: '-1" + range},
+        {{L"cat", L"--offset", L"99999999999999999999", wave}, "--offset: '99999999999999999999" + range},
+        {{L"cat", L"--length", L"9223372036854775808", wave}, "--length: '9223372036854775808" + range},
+        {{L"cat", L"--length", L"1k", wave}, "--length: '1k" + range}};
+    for (const auto& [line, message] : lines)
+        ExpectRun(RunHost(line), 2, {message});
+}
+
+TEST_F(CommandLine, NoNameSteersTheTerminal) {
+    const std::wstring name = L"a\x1B[2J\r\n\u202Eb\u2067\x9B\u00E9";
+    const std::string shown = "a<U+001B>[2J<U+000D><U+000A><U+202E>b<U+2067><U+009B>\xC3\xA9";
+    const std::vector<std::wstring> lines[] = {
+        {L"cat", L"--dll", BuiltFile(L"TvFileSourceAsync.dll"), name},
+        {L"info", L"--dll", BuiltFile(L"TvFileSourceAsync.dll"), L"nosuch:" + name},
+        {L"info", L"--dll", name, wave},
+        {L"detect", name},
+        {L"detect", L"nosuch:" + name},
+        {L"uri", L"http://h:99999/" + name},
+        {L"cat", L"one too many", name},
+        {name}};
+    for (const auto& line : lines) {
+        const HostRun run = RunHost(line);
+        ExpectRun(run, run.exitCode == 2 ? 2 : 1, {shown});
+        EXPECT_EQ(run.err.npos, run.err.find_first_of("\x1B\r")) << run.err;
+    }
+    ExpectRun(RunHost({L"uri", name}), 0, {"Path        " + shown + "\n"});
+}
+
+TEST_F(CommandLine, OutputThatCannotBeWrittenEndsEveryCommandWithAFailure) {
+    const std::wstring dll = BuiltFile(L"TvFileSourceAsync.dll");
+    const std::vector<std::wstring> lines[] = {{L"--help"},
+                                               {L"uri", L"x"},
+                                               {L"info", L"--dll", dll, wave},
+                                               {L"cat", L"--dll", dll, wave},
+                                               {L"detect", wave, wave}};
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    const CAutoHandle readOnly(
+        ::CreateFileW(wave.c_str(), GENERIC_READ, FILE_SHARE_READ, &inherit, OPEN_EXISTING, 0, nullptr));
+    for (const auto& line : lines) {
+        const std::wstring program = BuiltFile(L"tvsource.exe");
+        const HostRun run = RunHost(line, program, {}, {.out = readOnly.Get()});
+        EXPECT_EQ(1u, run.exitCode) << Utf8(line[0]);
+        EXPECT_EQ("tvsource: Cannot write the output: 0x80070005 (access denied)\n", run.err);
+        CPipe pipe;
+        pipe.reader.Reset();  // whoever reads has read enough
+        const HostRun closed = RunHost(line, program, {}, {.out = pipe.writer.Get()});
+        EXPECT_EQ(1u, closed.exitCode) << Utf8(line[0]);
+        EXPECT_EQ("", closed.err);
+    }
 }
 
 TEST_F(CommandLine, TheHelpTellsIntegratorsThatReadersWaitForTheDataFlow) {
     ExpectRun(RunHost({L"--help"}), 0, {"IDataFlowControl::EnableDataFlow"});
     ExpectRun(RunHost({L"play", L"--help"}), 0, {"--dll"});
+    EXPECT_EQ("tvsource 0.1.0\n", RunHost({L"--version"}).out);
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
 
+#include <filesystem>
+
 namespace {
 
 struct Detect : ::testing::Test {
@@ -15,7 +17,7 @@ TEST_F(Detect, OneLineAFileAndFoldersStandForAllThatIsInThem) {
     const std::wstring text = folder.Write("no media", L"d.wav");
     folder.Write("", L"e.mp3");
     const std::string root = Utf8(folder.Path());
-    const HostRun run = RunHost({L"detect", folder.Path(), text});
+    const HostRun run = RunHost({L"detect", std::filesystem::path(folder.Path()).generic_wstring(), text});
     EXPECT_EQ(root + "\\a\\b\\no extension\taudio/mpeg\n" + root + "\\c \xE9\x9F\xB3.txt\tvideo/avi\n" + root +
                   "\\d.wav\t-\n" + root + "\\e.mp3\t-\n" + root + "\\d.wav\t-\n",
               run.out);
@@ -29,8 +31,39 @@ TEST_F(Detect, GoesOnAfterAFileThatCannotBeReadAndEndsWithCodeOne) {
     const HostRun run = RunHost({L"detect", locked, folder.PathOf(L"missing.wav"), MediaFile(L"tone.wav")});
     EXPECT_EQ(1u, run.exitCode);
     EXPECT_NE(run.out.npos, run.out.find("tone.wav\taudio/wav\n")) << run.out;
-    for (const char* text : {"locked.wav: Cannot open it: 0x8", "missing.wav: Cannot find"})
+    for (const char* text : {"locked.wav: Cannot open it: 0x80070020 (in use by another program)",
+                             "missing.wav: 0x80070002 (no such file)"})
         EXPECT_NE(run.err.npos, run.err.find(text)) << run.err;
+}
+
+TEST_F(Detect, PatternsStandForWhatTheyMatchInTheLastPartOfThePath) {
+    for (const wchar_t* name : {L"in\\a1.wav", L"in\\a2.wav", L"in\\b1.mp3", L"in\\a3.wav\\x"})
+        folder.Write("", name);
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path());
+    const std::pair<std::vector<std::wstring>, std::string> patterns[] = {
+        {{L"in\\*.wav"}, "in\\a1.wav\t-\nin\\a2.wav\t-\nin\\a3.wav\\x\t-\n"},
+        {{L"in/?1.*", L"in/a2.wav"}, "in\\a1.wav\t-\nin\\b1.mp3\t-\nin\\a2.wav\t-\n"},
+        {{L"i?"}, "in\\a1.wav\t-\nin\\a2.wav\t-\nin\\a3.wav\\x\t-\nin\\b1.mp3\t-\n"},
+        {{folder.Path() + L"\\in\\b*"}, Utf8(folder.Path()) + "\\in\\b1.mp3\t-\n"}};
+    for (const auto& [names, lines] : patterns) {
+        std::vector<std::wstring> arguments = names;
+        arguments.insert(arguments.begin(), L"detect");
+        EXPECT_EQ(lines, RunHost(arguments).out);
+    }
+    const HostRun run = RunHost({L"detect", L"in\\*.ogg", L"no\\*.wav", L"nosuch:*", L"in\\a1.wav"});
+    std::filesystem::current_path(before);
+    ExpectRun(run, 1,
+              {"tvsource: in\\*.ogg: no file has such a name\n", "tvsource: no\\*.wav: Cannot list it: 0x8",
+               "tvsource: nosuch:*: Cannot open it: 0x8"});
+    EXPECT_EQ("in\\a1.wav\t-\n", run.out);
+}
+
+TEST_F(Detect, CountsTheFilesWhereProgressIsShown) {
+    const std::wstring wave = MediaFile(L"tone.wav");
+    EXPECT_EQ("", RunHost({L"detect", wave}).err);
+    const HostRun run = RunHost({L"detect", L"--progress", wave, wave});
+    EXPECT_TRUE(run.err.starts_with("\rfile 1") && run.err.ends_with("\r      \r")) << run.err;
 }
 
 TEST_F(Detect, ExplainsWhichRuleSpokeOnWhatBytes) {
@@ -43,6 +76,14 @@ TEST_F(Detect, ExplainsWhichRuleSpokeOnWhatBytes) {
 TEST_F(Detect, WithoutADictionaryItSaysSo) {
     const std::wstring program = folder.Copy(BuiltFile(L"tvsource.exe"), L"tvsource.exe");
     ExpectRun(RunHost({L"detect", program}, program), 1, {"TvMetadata.dll was not found"});
+}
+
+TEST_F(Detect, InfoOfASourceThatCannotBeReadSaysWhyAndFails) {
+    const HostRun run = RunWithFilter(L"info", {folder.Write("RIFF", L"x.unreadable")}, kAwkward);
+    EXPECT_EQ(1u, run.exitCode);
+    EXPECT_NE(run.out.npos, run.out.find("MIME     not known: Cannot read it: 0x8003001E")) << run.out;
+    ExpectRun(RunWithFilter(L"info", {folder.Write(std::string(200'000, 'x'), L"x.broken")}, kAwkward), 0,
+              {"MIME     -\n"});
 }
 
 TEST_F(Detect, InfoShowsTheMimeTypesBesideWhatIsOffered) {

@@ -18,13 +18,14 @@ void ExpectPlayed(const HostRun& run, const std::string& parser, size_t streams)
     EXPECT_EQ(streams, Count(run.out, "-> Null Renderer")) << run.out;
 }
 
-// Sound of half a minute's silence: longer than the filter's read buffer, so that a fault in a later read is met on the
-// way.
-std::string LongWave() {
-    const char header[] =
-        "RIFF\xA4\xA9\x03\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x40\x1F\0\0\1\0\x08\0data\x80\xA9\x03";
-    return std::string(header, sizeof header) +  // its last byte is the zero at the end of the literal
-           std::string(240'000, '\x80');
+// Silence, half a minute of it unless told: longer than the filter's read buffer, so that a fault in a later read is
+// met on the way.
+std::string LongWave(unsigned bytes = 240'000) {
+    const auto word = [](unsigned value) {
+        return std::string{char(value), char(value >> 8), char(value >> 16), char(value >> 24)};
+    };
+    return "RIFF" + word(36 + bytes) + "WAVEfmt " + word(16) + word(0x10001) + word(8000) + word(8000) + word(0x80001) +
+           "data" + word(bytes) + std::string(bytes, '\x80');
 }
 
 // Wine 8's parsers do not exist for 32-bit programs in its own WoW64 mode; there is nothing to play with then.
@@ -85,6 +86,13 @@ TEST_F(Play, ASourceThatBreaksOnTheWayEndsTheRunWithAnError) {
         RunWithFilter(L"play", {L"--null", L"--type", L"WAVE", folder.Write(LongWave(), L"long.broken")}, kAwkward);
     ExpectRun(run, 1, {});
     EXPECT_EQ(1u, Count(run.out, "Ended    stopped by an error, 0x8003001E")) << run.out;
+}
+
+TEST_F(Play, AReadThatNeverEndsDoesNotKeepTheProgram) {
+    const HostRun run = RunWithFilter(
+        L"play", {L"--null", L"--type", L"WAVE", folder.Write(LongWave(2'000'000), L"long.stuck")}, kAwkward);
+    ExpectRun(run, 1, {"a read of the source does not end; the program ends without it\n"});
+    EXPECT_EQ(1u, Count(run.out, "Parser   WAVE Parser\n")) << run.out;
 }
 
 }  // namespace

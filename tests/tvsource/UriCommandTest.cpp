@@ -29,6 +29,16 @@ TEST(Uri, HostTypesAreInWordsAndOnlyALocalFileHasAPathToOpen) {
                   {"\nHost type   " + row.hostType + "\n", "\nOpens       " + row.opens + "\n"});
 }
 
+TEST(Uri, BlanksAndQuotationMarksAroundAUrlAreNotPartOfItButOfAPath) {
+    const std::string url = RunHost({L"uri", L"http://h/x'"}).out;
+    EXPECT_NE(url.npos, url.find("\nPath        /x'\n")) << url;
+    for (const wchar_t* name : {L" http://h/x'\t", L"\"http://h/x'\"", L"' http://h/x' '", L"\u201Chttp://h/x'\u201D",
+                                L"\u00A0\"http://h/x'"})
+        EXPECT_EQ(url, RunHost({L"uri", name}).out) << Utf8(name);
+    for (const wchar_t* name : {L" x ", L"'x'", L" 'c:x' "})
+        ExpectRun(RunHost({L"uri", name}), 0, {"\nOpens       " + Utf8(name) + "\n"});
+}
+
 TEST(Uri, WhatDoesNotParseIsAnErrorThatNamesIt) {
     for (const wchar_t* name : {L"", L"\\\\.\\pipe\\x", L"http://h:99999/"})
         ExpectRun(RunHost({L"uri", name}), 1, {"'" + Utf8(name) + "' is no name"});

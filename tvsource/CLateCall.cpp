@@ -1,0 +1,22 @@
+#include "tvsource/CLateCall.h"
+
+#include <system_error>
+
+CLateCall::CLateCall(DWORD afterMs, Function late) noexcept {
+    if (!m_over || !late)
+        return;
+    try {
+        m_thread = std::thread([over = m_over.Get(), afterMs, late] {
+            if (::WaitForSingleObject(over, afterMs) == WAIT_TIMEOUT)
+                late(over);
+        });
+    } catch (const std::exception&) {
+        // It was a nicety or a last resort: the program works without.
+    }
+}
+
+CLateCall::~CLateCall() {
+    ::SetEvent(m_over.Get());
+    if (m_thread.joinable())
+        m_thread.join();
+}

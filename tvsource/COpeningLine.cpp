@@ -1,0 +1,23 @@
+#include "tvsource/COpeningLine.h"
+
+#include <exception>
+
+#include "tvsource/CProgressLine.h"
+
+namespace {
+
+constexpr DWORD kPatienceMs = 500;
+
+void Draw(HANDLE over) {
+    try {
+        CProgressLine line(true);
+        line.ShowText(L"opening ...");
+        ::WaitForSingleObject(over, INFINITE);
+    } catch (const std::exception&) {
+        // The line isn't there, or stays.
+    }
+}
+
+}  // namespace
+
+COpeningLine::COpeningLine(bool shown) noexcept : m_late(kPatienceMs, shown ? Draw : nullptr) {}

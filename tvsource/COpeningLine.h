@@ -1,0 +1,16 @@
+// "opening ..." on standard error for somebody who has to wait for a source: from half a second on until the object
+// goes.
+//
+// Threads: one.  Lifetime: as of CProgressLine, not at the same time as one of those.  Errors: none.
+#pragma once
+
+#include "tvsource/CLateCall.h"
+
+class COpeningLine final {
+public:
+    // Not `shown`: nothing is ever drawn.
+    explicit COpeningLine(bool shown) noexcept;
+
+private:
+    const CLateCall m_late;
+};
