@@ -16,7 +16,7 @@ public:
     [[nodiscard]] DWORD Error() const noexcept { return m_error; }
     // Whoever read the output has read enough: nothing to complain about.
     [[nodiscard]] bool IsClosedPipe() const noexcept {
-        return m_error == ERROR_BROKEN_PIPE || m_error == ERROR_NO_DATA;
+        return m_error == ERROR_BROKEN_PIPE || m_error == ERROR_NO_DATA || m_error == ERROR_PIPE_NOT_CONNECTED;
     }
 
 private:

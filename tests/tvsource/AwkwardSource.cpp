@@ -3,6 +3,8 @@
 //
 //   .live        that does not know its length
 //   .broken      whose second read and all later ones fail
+//   .hiccup      whose second read fails
+//   .huge        that claims to be longer than a media sample's times can tell
 //   .unreadable  whose reads all fail
 //   .stuck       whose ninth and tenth reads fail, and whose later ones never end
 //   .refused     that can't be opened: the server wants credentials
@@ -53,6 +55,10 @@ public:
         m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
         if (kind == L".live")
             m_stream.ReportSize(0x8000000000000000u);
+        if (kind == L".huge")
+            m_stream.ReportSize(0x4000000000000000u);
+        if (kind == L".hiccup")
+            m_stream.On(CScriptedStream::kRead, 1, {.result = STG_E_READFAULT, .bytes = 1000});
         const std::map<std::wstring, int> firstFailures = {{L".broken", 1}, {L".unreadable", 0}, {L".stuck", 8}};
         const auto failure = firstFailures.find(kind);
         for (int read = 0; read < 1000 && failure != firstFailures.end(); ++read)

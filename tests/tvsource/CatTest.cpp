@@ -77,11 +77,14 @@ TEST_F(Cat, WritesAFileOfAnyNameButNotOverItsSource) {
     EXPECT_EQ("RIFF", BytesOf(output));
 }
 
-TEST_F(Cat, ASourceThatBreaksIsAnErrorWithWhatCouldBeReadWritten) {
+TEST_F(Cat, ASourceThatBreaksIsAnErrorWithWhatCouldBeReadWrittenUnlessItGoesOn) {
     const std::string contents = LongContents();
     const HostRun run = RunWithFilter(L"cat", {folder.Write(contents, L"long.broken")}, kAwkward);
-    ExpectRun(run, 1, {"could not be read beyond byte 131072"});
+    ExpectRun(run, 1, {"could not be read beyond byte 131072 of 200000: 0x8003001E"});
     EXPECT_EQ(contents.substr(0, 131072), run.out);
+    EXPECT_TRUE(contents == RunWithFilter(L"cat", {folder.Write(contents, L"long.hiccup")}, kAwkward).out);
+    ExpectRun(RunWithFilter(L"cat", {L"--offset", L"1000000000000", folder.Write("x", L"x.huge")}, kAwkward), 1,
+              {"Position 1000000000000 is more than a media sample can carry"});
 }
 
 }  // namespace

@@ -55,7 +55,8 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
                                                     {407, "the proxy needs credentials"},
                                                     {418, "(HTTP status 418)"},
                                                     {429, "too many requests"},
-                                                    {503, "server error"}};
+                                                    {500, "server error"},
+                                                    {599, "server error"}};
     for (const auto& [status, words] : statuses) {
         server.Serve("/a", {.status = status});
         ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {words, "HTTP status " + std::to_string(status)});
