@@ -120,7 +120,7 @@ HRESULT TryAsHardAsPossibleToReallyGiveMeAllTheBytesIWant(IStream* pStream, void
         got = 0;
         hr = ComBoundary([&] { return pStream->Read(static_cast<BYTE*>(pBuffer) + *pulRead, left, &got); });
         if (FAILED(hr)) {
-            TKRuntimeLogger::LogFailedCall(kLog, __LINE__, kReadAll, hr, nullptr,
+            TKRuntimeLogger::LogFailedCall(kLog, __LINE__, kReadAll, hr,
                                            L"pStream->Read(pcBuffer,ulBytesLeft,&ulRead)");
             if (*pulRead > 0)
                 hr = S_FALSE;

@@ -124,7 +124,8 @@ HRESULT CBasePin::TryMediaTypes(IPin* receiver, const CMediaType* partial, IEnum
         return hr;
     for (;;) {
         AM_MEDIA_TYPE* next = nullptr;
-        hr = types->Next(1, &next, nullptr);
+        ULONG fetched = 0;  // of one, which some enumerators write without a look at the pointer
+        hr = types->Next(1, &next, &fetched);
         if (hr != S_OK || !next)
             break;
         CMediaType type;

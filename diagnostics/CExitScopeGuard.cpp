@@ -6,19 +6,13 @@
 namespace TKRuntimeLogger {
 
 void CExitScopeGuard::Report() const noexcept {
-    const CLastErrorKeeper lastError;
-    ITKRuntimeLoggerAPI* const logger = ThreadLogger();
-    if (!logger)
-        return;
-    try {
+    AtLogSite([this](ITKRuntimeLoggerAPI& logger) {
         const bool detailed = m_detail && *m_detail;
-        LogFormatted(*logger, m_source, m_severity, m_line, m_function,
+        LogFormatted(logger, m_source, m_severity, m_line, m_function,
                      L"%s failed on exit scope%s%s%s: HRESULT 0x%08x (\"%s\")", m_function, detailed ? L" (" : L"",
                      detailed ? m_detail : L"", detailed ? L")" : L"", static_cast<unsigned>(*m_result),
                      HResultText(*m_result).c_str());
-    } catch (...) {
-        // Out of memory while the function is being left: the record is lost.
-    }
+    });
 }
 
 }  // namespace TKRuntimeLogger

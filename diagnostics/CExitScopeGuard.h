@@ -25,7 +25,6 @@ public:
     CExitScopeGuard(const CExitScopeGuard&) = delete;
     CExitScopeGuard& operator=(const CExitScopeGuard&) = delete;
 
-    // Out of memory loses the record and nothing else.
     ~CExitScopeGuard() {
         if (!m_dismissed && FAILED(*m_result))
             Report();

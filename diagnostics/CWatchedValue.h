@@ -37,16 +37,11 @@ public:
     void Set(T value, const wchar_t* function, LONG line) noexcept {
         if (m_value.exchange(value) == value)
             return;
-        ITKRuntimeLoggerAPI* const logger = ThreadLogger();
-        if (!logger)
-            return;
-        try {
+        AtLogSite([&](ITKRuntimeLoggerAPI& logger) {
             const bool named = m_valueName && *m_valueName;
-            LogFormatted(*logger, m_source, kDebug, line, function, L"%s%s%s = %s", m_objectName, named ? L": " : L"",
+            LogFormatted(logger, m_source, kDebug, line, function, L"%s%s%s = %s", m_objectName, named ? L": " : L"",
                          named ? m_valueName : L"", Text(value).c_str());
-        } catch (...) {
-            // The record is lost; the value is not.
-        }
+        });
     }
 
 private:

@@ -7,18 +7,21 @@
 // A call that throws fails with the result of its exception (ComBoundary) and is logged like any other.
 //
 // `hr` is the function's HRESULT variable; it is also what an exit-scope guard watches. The macros use `return hr`.
-// Out of memory loses the record and nothing else: the caller gets the result of the call in every case.
+// The caller gets the result of the call in every case: out of memory loses no more than the record.
 #pragma once
 
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/HResultText.h"
 #include "diagnostics/LogTypes.h"
+
+#include <string>
 
 namespace TKRuntimeLogger {
 
-// Logs: ERROR: hr=0x%08X ("description"), from call callText
-// A null description stands for HResultText(hr).
-void LogFailedCall(const LogSource& source, LONG line, const wchar_t* function, HRESULT hr, const wchar_t* description,
-                   const wchar_t* callText) noexcept;
+// Logs: ERROR: hr=0x%08X ("text of the code"), from call callText
+using CodeText = std::wstring (*)(HRESULT);
+void LogFailedCall(const LogSource& source, LONG line, const wchar_t* function, HRESULT hr, const wchar_t* callText,
+                   CodeText textOf = &HResultText) noexcept;
 
 // Logs a fixed text at severity kError.
 void LogError(const LogSource& source, LONG line, const wchar_t* function, const wchar_t* message) noexcept;
@@ -29,13 +32,13 @@ void LogError(const LogSource& source, LONG line, const wchar_t* function, const
 #define TK_CHECK_CALL(source, function, hr, call) TK_CHECK_CALL_AS(source, function, hr, call, L"" #call)
 
 // The same with the text given: code formatters re-space source text, and the log's texts are looked for by people.
-#define TK_CHECK_CALL_AS(source, function, hr, call, text)                                     \
-    do {                                                                                       \
-        (hr) = ComBoundary([&]() -> HRESULT { return (call); });                               \
-        if (FAILED(hr)) {                                                                      \
-            ::TKRuntimeLogger::LogFailedCall(source, __LINE__, function, (hr), nullptr, text); \
-            return (hr);                                                                       \
-        }                                                                                      \
+#define TK_CHECK_CALL_AS(source, function, hr, call, text)                            \
+    do {                                                                              \
+        (hr) = ComBoundary([&]() -> HRESULT { return (call); });                      \
+        if (FAILED(hr)) {                                                             \
+            ::TKRuntimeLogger::LogFailedCall(source, __LINE__, function, (hr), text); \
+            return (hr);                                                              \
+        }                                                                             \
     } while (false)
 
 // A null pointer sets `hr` to E_POINTER, is logged by its name, and leaves the function.

@@ -1,6 +1,7 @@
 #include "diagnostics/EnvironmentReport.h"
 
 #include "diagnostics/CAutoDestructor.h"
+#include "diagnostics/LateLoad.h"
 #include "diagnostics/LogSite.h"
 #include "diagnostics/LongPath.h"
 #include "diagnostics/OperatingSystemName.h"
@@ -58,7 +59,7 @@ struct Machine {
 // Looked up by name, as systems that lack these functions are in the report too.
 Machine AskForMachine() noexcept {
     Machine machine;
-    const CAutoLibrary kernel(::LoadLibraryW(L"Kernel32.dll"));
+    const CAutoLibrary kernel = LateLoad(L"Kernel32.dll");
     if (!kernel)
         return machine;
     BOOL isWow64 = FALSE;

@@ -36,7 +36,6 @@ std::wstring FormatLogString(const wchar_t* format, ...) {
 
 void LogFormatted(ITKRuntimeLoggerAPI& logger, const LogSource& source, LONG severity, LONG line,
                   const wchar_t* function, const wchar_t* format, ...) {
-    const CLastErrorKeeper lastError;
     va_list arguments;
     va_start(arguments, format);
     const std::wstring message = FormatLogStringV(format, arguments);

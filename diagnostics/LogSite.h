@@ -8,6 +8,9 @@
 // evaluate none of their arguments, for the rest of its life. COM should be initialised on the thread by then; else
 // only the file is found.
 //
+// Logging never fails an operation: whatever goes wrong in a record, the evaluation of its arguments included, loses
+// the record and nothing else.
+//
 // Threads: any.  The last-error value stays as it is.
 #pragma once
 
@@ -38,6 +41,20 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
     return ::TlsGetValue(Detail::triedSlot) ? nullptr : GetLoggerAPI();
 }
 
+// What every log site is: runs `write` with the calling thread's front end, if there is one, and drops what it throws.
+// Whatever a record takes to be made belongs into `write`.
+template <class Write>
+void AtLogSite(Write&& write) noexcept {
+    const CLastErrorKeeper lastError;
+    if (ITKRuntimeLoggerAPI* const logger = ThreadLogger()) {
+        try {
+            write(*logger);
+        } catch (...) {
+            // Out of memory as a rule.
+        }
+    }
+}
+
 // "DEBUG", "INFO", "WARN", "ERROR", "FATAL" for 0 to 4; empty for every other number. Never null.
 [[nodiscard]] const wchar_t* SeverityName(LONG severity) noexcept;
 
@@ -46,16 +63,14 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
 [[nodiscard]] std::wstring FormatLogString(const wchar_t* format, ...);
 [[nodiscard]] std::wstring FormatLogStringV(const wchar_t* format, va_list arguments);
 
-// The building blocks of TK_LOG and its relatives, for a front end that is there.
+// The building block of TK_LOG and its relatives, for within AtLogSite: throws when memory is out.
 void LogFormatted(ITKRuntimeLoggerAPI& logger, const LogSource& source, LONG severity, LONG line,
                   const wchar_t* function, const wchar_t* format, ...);
 
 }  // namespace TKRuntimeLogger
 
 // TK_LOG(source, severity, function, format, ...)
-// Throws CAtlException carrying E_OUTOFMEMORY, or std::bad_alloc, when memory is out while a logger is there.
-#define TK_LOG(source, severity, function, ...)                                                            \
-    do {                                                                                                   \
-        if (auto* const tkLogger = ::TKRuntimeLogger::ThreadLogger())                                      \
-            ::TKRuntimeLogger::LogFormatted(*tkLogger, source, severity, __LINE__, function, __VA_ARGS__); \
-    } while (false)
+#define TK_LOG(source, severity, function, ...)                                                       \
+    ::TKRuntimeLogger::AtLogSite([&](::TKRuntimeLogger::ITKRuntimeLoggerAPI& tkLogger) {              \
+        ::TKRuntimeLogger::LogFormatted(tkLogger, source, severity, __LINE__, function, __VA_ARGS__); \
+    })

@@ -14,6 +14,7 @@
 #include <wrl/client.h>
 
 #include <new>
+#include <utility>
 
 using Microsoft::WRL::ComPtr;
 
@@ -35,6 +36,10 @@ CMediaType StreamType(const GUID& subtype) {
     type.SetType(&MEDIATYPE_Stream);
     type.SetSubtype(&subtype);
     return type;
+}
+
+std::wstring DescriptionOf(HRESULT hr) {
+    return TKRuntimeLogger::HresultDescriptions().Describe(hr);
 }
 
 class CSetEventAtExit final {
@@ -71,7 +76,10 @@ CCustomFileSourceFilter::CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr)
     m_CreationThread.Init(&m_CreationRunnable, kCreationThreadName, 0);
     m_pPin.reset(new (std::nothrow) CCustomFileSourcePin(phr, &m_FilterLock, this));
     m_mt = StreamType(GUID_NULL);
-    (void)m_CreationThread.Start();  // without the thread every Load fails, and OpenStream works
+    // Without the thread every Load fails, and OpenStream works. A thread that lacked an event would leave loads
+    // waiting for ever, or answer one with what an earlier one asked for.
+    if (m_hStop && m_hCreateRequest && m_hCreationDone)
+        (void)m_CreationThread.Start();
 }
 
 CCustomFileSourceFilter::~CCustomFileSourceFilter() {
@@ -92,6 +100,8 @@ STDMETHODIMP CCustomFileSourceFilter::NonDelegatingQueryInterface(REFIID riid, v
         return GetInterface(static_cast<ITavelIStreamFileSource*>(this), ppv);
     if (riid == __uuidof(IDataFlowControl))
         return GetInterface(static_cast<IDataFlowControl*>(this), ppv);
+    if (riid == __uuidof(ITavelSourceOpenResult))
+        return GetInterface(static_cast<ITavelSourceOpenResult*>(this), ppv);
     return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
 }
 
@@ -114,6 +124,7 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
         if (!pszFileName)
             return E_POINTER;
         if (!IsCreationThreadRunning()) {
+            SetOpenResult(std::nullopt);
             TK_LOG(kFilterLog, TKRuntimeLogger::kFatal, kFunction, L"The stream creation thread is not running!");
             return E_UNEXPECTED;
         }
@@ -133,8 +144,12 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
 
 // Has the creation thread open the pending name. Fails when there is no stream.
 HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
+    SetOpenResult(std::nullopt);
+    // Empty as a rule. A stream that could not be revoked after its load must not be taken for this one's.
+    if (const HRESULT hr = m_CreatedStream.Revoke(); FAILED(hr))
+        return hr;
     ::SetEvent(m_hCreateRequest.Get());
-    RunQuietly([&] { AwaitCreation(); });  // memory that is out for its log line; the stream is taken all the same
+    AwaitCreation();
     const HRESULT hr = m_CreatedStream.CopyTo(stream);
     (void)m_CreatedStream.Revoke();
     return hr;
@@ -146,7 +161,7 @@ bool CCustomFileSourceFilter::IsCreationThreadRunning() const noexcept {
 }
 
 // Whatever the wait gives, the caller goes on and looks for the stream itself.
-void CCustomFileSourceFilter::AwaitCreation() {
+void CCustomFileSourceFilter::AwaitCreation() const noexcept {
     constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
     const HANDLE handles[] = {m_hCreationDone.Get(), m_CreationThread.GetHandle()};
     switch (::WaitForMultipleObjects(2, handles, FALSE, INFINITE)) {
@@ -168,37 +183,52 @@ HRESULT CCustomFileSourceFilter::CreateStreamThread() noexcept {
     // The stop event stands first: a stop wins over a request that comes at the same time.
     const HANDLE events[] = {m_hStop.Get(), m_hCreateRequest.Get()};
     for (;;) {
-        const DWORD woken = ::WaitForMultipleObjects(2, events, FALSE, INFINITE);
-        // What is thrown in here is the log's, out of memory; it must not end the thread.
-        RunQuietly([&] {
-            switch (woken) {
-                case WAIT_OBJECT_0:
-                    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
-                           L"Create stream thread stop message received");
-                    break;
-                case WAIT_OBJECT_0 + 1:
-                    ServeCreateRequest();
-                    break;
-                default:
-                    TK_LOG(kFilterLog, TKRuntimeLogger::kError, kThreadFunction,
-                           L"Error in WaitForMultipleObjects in create stream thread");
-                    break;
-            }
-        });
-        if (woken != WAIT_OBJECT_0 + 1)
-            return S_OK;
+        switch (::WaitForMultipleObjects(2, events, FALSE, INFINITE)) {
+            case WAIT_OBJECT_0:
+                TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
+                       L"Create stream thread stop message received");
+                return S_OK;
+            case WAIT_OBJECT_0 + 1:
+                ServeCreateRequest();
+                break;
+            default:
+                TK_LOG(kFilterLog, TKRuntimeLogger::kError, kThreadFunction,
+                       L"Error in WaitForMultipleObjects in create stream thread");
+                return S_OK;
+        }
     }
 }
 
-void CCustomFileSourceFilter::ServeCreateRequest() {
+void CCustomFileSourceFilter::ServeCreateRequest() noexcept {
     ComPtr<IStream> stream;
     const CSetEventAtExit done(m_hCreationDone.Get());  // on failure too: Load waits for it
-    HRESULT hr = ComBoundary(
-        [&] { return ::TKFCreateStreamFromUri(m_PendingName.c_str(), kSourceMode, &stream, nullptr, nullptr); });
-    if (SUCCEEDED(hr))
-        hr = m_CreatedStream.Attach(stream.Get());
+    const HRESULT hr = CreatePendingStream(&stream);
+    SetOpenResult(SUCCEEDED(hr) ? S_OK : hr);
     TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction, L"Create stream thread: Creating stream %s for %s",
            SUCCEEDED(hr) ? L"succeeded" : L"failed", NameForLog(m_PendingName.c_str()).c_str());
+}
+
+HRESULT CCustomFileSourceFilter::CreatePendingStream(IStream** stream) noexcept {
+    HRESULT hr = S_OK;
+    TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr,
+                     ::TKFCreateStreamFromUri(m_PendingName.c_str(), kSourceMode, stream, nullptr, nullptr),
+                     L"TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)");
+    TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr, m_CreatedStream.Attach(*stream),
+                     L"m_CreatedStream.Attach(pStream)");
+    return hr;
+}
+
+STDMETHODIMP CCustomFileSourceFilter::GetOpenResult(HRESULT* result) {
+    if (!result)
+        return E_POINTER;
+    CAutoLock currentLock(&m_CurrentLock);
+    *result = m_openResult.value_or(E_UNEXPECTED);
+    return m_openResult ? S_OK : E_UNEXPECTED;
+}
+
+void CCustomFileSourceFilter::SetOpenResult(std::optional<HRESULT> result) noexcept {
+    CAutoLock currentLock(&m_CurrentLock);
+    m_openResult = result;
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) {
@@ -242,7 +272,8 @@ STDMETHODIMP CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA
         CName current;
         current.SetWide(name);
         SetCurrentName(current);
-        TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::OpenStream", L"Loading file : %s", name);
+        TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::OpenStream", L"Loading file : %s",
+               NameForLog(name).c_str());
         return SetSourceFileStream(stream, type);
     });
 }
@@ -256,17 +287,18 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
         return E_UNEXPECTED;
     ComPtr<IStream> buffered;
     if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr)) {
-        RunQuietly([&] {  // out of memory for the description must not hide what failed
-            TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
-                                           TKRuntimeLogger::HresultDescriptions().Describe(hr).c_str(),
-                                           L"TKFCreateBufferedStream(pStream, &pBufferedStream)");
-        });
+        TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
+                                       L"TKFCreateBufferedStream(pStream, &pBufferedStream)", &DescriptionOf);
         return hr;
     }
     (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
-    m_pPin->OfferedTypes().Clear();
+    // Whoever enumerates types is told of each change: detection may take seconds in between.
+    const COfferedTypes::List former = m_pPin->OfferedTypes().Clear();
+    m_pPin->IncrementTypeVersion();
     const HRESULT offered = ComBoundary([&] { return pmt ? OfferType(*pmt) : OfferTypesOfContent(buffered.Get()); });
-    m_pPin->IncrementTypeVersion();  // who enumerates the former types is told that they have changed
+    if (FAILED(offered))
+        m_pPin->OfferedTypes().TakeBack(former);
+    m_pPin->IncrementTypeVersion();
     if (FAILED(offered))
         return offered;
     return m_pPin->SetSourceFileStream(buffered.Get(), 0);
@@ -278,32 +310,34 @@ HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
     ::StringFromGUID2(type.subtype, subtype, static_cast<int>(std::size(subtype)));
     TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::SetSourceFileStream",
            L"Using MediaType set from outside. Subtype is %s", subtype);
-    m_pPin->OfferedTypes().Append({MEDIATYPE_Stream, type.subtype});
     CMediaType copy;
     if (const HRESULT hr = copy.Set(type); FAILED(hr))
         return hr;
-    SetCurrentType(copy);
+    Offer({{MEDIATYPE_Stream, type.subtype}}, copy);
     return S_OK;
 }
 
 // Content of no known type offers one pair of nulls and leaves m_mt as the source before it set it: GetCurFile then
 // still reports that older type. Hosts rely on both.
 HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
-    COfferedTypes& offered = m_pPin->OfferedTypes();
-    const std::optional<GUID> lastMatch = OfferTypesOf(content, offered);
-    if (lastMatch) {
-        CMediaType type = StreamType(*lastMatch);
-        SetCurrentType(type);
+    std::vector<OfferedType> types = TypesOf(content);
+    if (types.empty()) {
+        m_pPin->OfferedTypes().Offer(std::make_shared<const std::vector<OfferedType>>(1));
+        return S_OK;
     }
-    if (offered.IsEmpty())
-        offered.Append({GUID_NULL, GUID_NULL});
+    CMediaType lastMatch = StreamType(types.back().subtype);
+    Offer(std::move(types), lastMatch);
     return S_OK;
 }
 
-// Leaves the former type in `type`, for the caller to free where no lock is held.
-void CCustomFileSourceFilter::SetCurrentType(CMediaType& type) noexcept {
-    CAutoLock currentLock(&m_CurrentLock);
-    m_mt.Swap(type);
+// Leaves the former current type in `current`, for the caller to free where no lock is held.
+void CCustomFileSourceFilter::Offer(std::vector<OfferedType> types, CMediaType& current) {
+    auto list = std::make_shared<const std::vector<OfferedType>>(std::move(types));
+    {
+        CAutoLock currentLock(&m_CurrentLock);
+        m_mt.Swap(current);
+    }
+    m_pPin->OfferedTypes().Offer(std::move(list));
 }
 
 // ---- IDataFlowControl

@@ -13,6 +13,7 @@
 #include "baseclasses/CMediaType.h"
 #include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
+#include "filter/COfferedTypes.h"
 #include "framework/com/CStreamCookie.h"
 #include "framework/com/CStringManager.h"
 #include "threading/CComThreadRunnableAdapter.h"
@@ -24,7 +25,9 @@
 #include <strmif.h>
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 class CCustomFileSourcePin;
 
@@ -32,7 +35,8 @@ class CCustomFileSourceFilter final : public CBaseFilter,
                                       public IFileSourceFilter,
                                       public IAMFilterMiscFlags,
                                       public ITavelIStreamFileSource,
-                                      public IDataFlowControl {
+                                      public IDataFlowControl,
+                                      public ITavelSourceOpenResult {
 public:
     // The class factory's creation function. Null when memory is out.
     // `*phr`, when given, becomes S_OK whenever there is an object, also when its constructor reported a failure: a
@@ -53,8 +57,8 @@ public:
     // IFileSourceFilter
 
     // S_OK, or VFW_S_ESTIMATED when the source doesn't know its length.  E_POINTER: no name.  E_UNEXPECTED: the
-    // creation thread is gone.  A name that can't be opened gives the failure to fetch a stream that isn't there; the
-    // log has the name. The name is what GetCurFile reports from then on, opened or not.
+    // creation thread is gone.  A name that can't be opened gives the failure to fetch a stream that isn't there;
+    // GetOpenResult and the log have the reason. The name is what GetCurFile reports from then on, opened or not.
     STDMETHODIMP Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) override;
 
     // The last name and the media type found for the last content of a known type.  E_FAIL: nothing has been loaded.
@@ -71,27 +75,33 @@ public:
     STDMETHODIMP EnableDataFlow() override;
     STDMETHODIMP DisableDataFlow() override;
 
-    // Buffers `stream`, decides which media types the pin offers, and gives it to the pin. May throw what ComBoundary
-    // turns into a result; the pin then keeps its source.
+    // ITavelSourceOpenResult
+    STDMETHODIMP GetOpenResult(HRESULT* result) override;
+
+    // Buffers `stream`, decides which media types the pin offers, and gives it to the pin. After a failure to
+    // decide, the pin has its former source and types.
     virtual HRESULT SetSourceFileStream(IStream* stream, const AM_MEDIA_TYPE* pmt);
 
 private:
     HRESULT CreateStreamThread() noexcept;
-    void ServeCreateRequest();
+    void ServeCreateRequest() noexcept;
+    [[nodiscard]] HRESULT CreatePendingStream(IStream** stream) noexcept;
+    void SetOpenResult(std::optional<HRESULT> result) noexcept;
     [[nodiscard]] bool IsCreationThreadRunning() const noexcept;
-    void AwaitCreation();
+    void AwaitCreation() const noexcept;
     [[nodiscard]] HRESULT FetchPendingStream(IStream** stream);
     HRESULT OfferType(const AM_MEDIA_TYPE& type);
     HRESULT OfferTypesOfContent(IStream* content);
+    void Offer(std::vector<OfferedType> types, CMediaType& current);
     using CName = CStringManager<CP_ACP>;
-    void SetCurrentType(CMediaType& type) noexcept;
     void SetCurrentName(CName& name) noexcept;
 
     // In the order of construction; the destructor's members go in reverse.
     std::unique_ptr<CCustomFileSourcePin> m_pPin;
-    CCritSec m_FilterLock;  // the state lock of filter and pin
-    CName m_CurrentName;    // guarded by m_CurrentLock
-    CMediaType m_mt;        // what GetCurFile reports; guarded by m_CurrentLock
+    CCritSec m_FilterLock;                // the state lock of filter and pin
+    CName m_CurrentName;                  // guarded by m_CurrentLock
+    CMediaType m_mt;                      // what GetCurFile reports; guarded by m_CurrentLock
+    std::optional<HRESULT> m_openResult;  // of the last name; guarded by m_CurrentLock
     CRunnableThread m_CreationThread;
     CComThreadRunnableAdapter<CCustomFileSourceFilter> m_CreationRunnable;
     CAutoHandle m_hStop;            // manual-reset: the creation thread is to end

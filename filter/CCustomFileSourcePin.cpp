@@ -52,12 +52,7 @@ private:
 CCustomFileSourcePin::CCustomFileSourcePin(HRESULT* phr, CCritSec* filterLock, CBaseFilter* filter)
     : CBasePin(kObjectName, filter, filterLock, phr, L"Output", PINDIR_OUTPUT),
       m_bAsyncReaderChecked(kFilterLog, kObjectName, L"m_bAsyncReaderChecked", false),
-      m_bInfiniteStream(kFilterLog, kObjectName, L"m_bInfiniteStream", false),
-      m_hSampleReady(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      m_hFlushing(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
-    if (phr && SUCCEEDED(*phr) && (!m_hSampleReady || !m_hFlushing))
-        *phr = E_OUTOFMEMORY;
-}
+      m_bInfiniteStream(kFilterLog, kObjectName, L"m_bInfiniteStream", false) {}
 
 CCustomFileSourcePin::~CCustomFileSourcePin() {
     (void)m_StreamCookie.Revoke();  // the source goes first, then what was queued from it
@@ -68,13 +63,13 @@ STDMETHODIMP CCustomFileSourcePin::NonDelegatingQueryInterface(REFIID riid, void
         return E_POINTER;
     *ppv = nullptr;
     if (riid == __uuidof(IAsyncReader)) {
-        return ComBoundary([&] {
-            m_bAsyncReaderChecked.Set(true, L"CCustomFileSourcePin::NonDelegatingQueryInterface", __LINE__);
-            return GetInterface(static_cast<IAsyncReader*>(this), ppv);
-        });
+        m_bAsyncReaderChecked.Set(true, L"CCustomFileSourcePin::NonDelegatingQueryInterface", __LINE__);
+        return GetInterface(static_cast<IAsyncReader*>(this), ppv);
     }
     if (riid == __uuidof(IStream) || riid == __uuidof(ISequentialStream))
         return GetInterface(static_cast<IStream*>(this), ppv);
+    if (riid == __uuidof(ITavelSampleReferences))
+        return GetInterface(static_cast<ITavelSampleReferences*>(this), ppv);
     return CBasePin::NonDelegatingQueryInterface(riid, ppv);
 }
 
@@ -107,19 +102,13 @@ HRESULT CCustomFileSourcePin::FetchForRead(IStream** stream, const wchar_t* func
     return hr;
 }
 
-// The way to a short read throws nothing: neither a record that memory is out for nor a graph that throws may turn it
-// into a failure.
 void CCustomFileSourcePin::LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept {
-    RunQuietly([&] {
-        TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
-               L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
-    });
+    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+           L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
 }
 
 void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept {
-    RunQuietly([&] {
-        TK_LOG(kFilterLog, TKRuntimeLogger::kError, function, L"Error while reading the source file: hr=%08x", hr);
-    });
+    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function, L"Error while reading the source file: hr=%08x", hr);
 }
 
 // Aborts the graph when the failure happened inside the data. The message says "outside" although the position is
@@ -133,15 +122,14 @@ void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std
         // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
         // negative position is inside none that does.
         if (static_cast<ULONGLONG>(position) < stat.cbSize.QuadPart) {
-            RunQuietly([&] {
-                TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
-                       L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
-                       static_cast<LONGLONG>(stat.cbSize.QuadPart));
-            });
+            TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+                   L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
+                   static_cast<LONGLONG>(stat.cbSize.QuadPart));
+            // What the graph throws fails no read.
             RunQuietly([&] { m_pFilter->NotifyEvent(EC_ERRORABORT, abortReason.value_or(hr), 0); });
         }
     }
-    RunQuietly([&] { TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, function, L"End of stream"); });
+    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, function, L"End of stream");
 }
 
 // ---- IAsyncReader
@@ -275,7 +263,7 @@ STDMETHODIMP CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUs
         if (hr != S_OK && pSample->GetActualDataLength() < 1)
             return kEndOfFile;
         m_RequestQueue.push_back({std::move(sample), dwUser});
-        ::SetEvent(m_hSampleReady.Get());
+        m_changed.Raise();
         return S_OK;
     });
 }
@@ -291,45 +279,60 @@ STDMETHODIMP CCustomFileSourcePin::WaitForNext(DWORD dwTimeout, IMediaSample** p
         return E_UNEXPECTED;
 
     const ULONGLONG start = ::GetTickCount64();
+    std::optional<unsigned> flushes;  // that there had been when the wait began
+    DWORD remaining = dwTimeout;
     for (;;) {
+        unsigned changes = 0;
+        ComPtr<IMediaSample> uncounted;  // let go of after the lock
         {
             CAutoLock queueLock(&m_QueueLock);
             if (!m_RequestQueue.empty()) {
-                *ppSample = m_RequestQueue.front().sample.Detach();
-                *pdwUser = m_RequestQueue.front().user;
+                PendingRequest& front = m_RequestQueue.front();
+                *ppSample = front.sample.Get();
+                *pdwUser = front.user;
+                if (m_uncountedSamples)
+                    uncounted = std::move(front.sample);
+                else
+                    (void)front.sample.Detach();
                 m_RequestQueue.pop_front();
-                // The event is auto-reset: two requests may have set it once. Another waiter must not miss the second.
-                if (!m_RequestQueue.empty())
-                    ::SetEvent(m_hSampleReady.Get());
                 return S_OK;
             }
-            if (m_bFlushing)
+            if (m_bFlushing || flushes.value_or(m_flushCount) != m_flushCount)
                 return VFW_E_WRONG_STATE;
+            flushes = m_flushCount;
+            changes = m_changed.Count();
         }
-        DWORD remaining = INFINITE;
+        if (!m_changed.WaitForMore(changes, remaining))
+            return VFW_E_TIMEOUT;
         if (dwTimeout != INFINITE) {
             const ULONGLONG elapsed = ::GetTickCount64() - start;
             remaining = elapsed < dwTimeout ? dwTimeout - static_cast<DWORD>(elapsed) : 0;
         }
-        const HANDLE events[] = {m_hSampleReady.Get(), m_hFlushing.Get()};
-        const DWORD result = ::WaitForMultipleObjects(2, events, FALSE, remaining);
-        if (result == WAIT_TIMEOUT)
-            return VFW_E_TIMEOUT;
-        if (result == WAIT_FAILED)
-            return HRESULT_FROM_WIN32(::GetLastError());
     }
+}
+
+STDMETHODIMP CCustomFileSourcePin::SetUncountedSamples(BOOL uncounted) {
+    m_uncountedSamples = uncounted != FALSE;
+    return S_OK;
+}
+
+STDMETHODIMP CCustomFileSourcePin::GetUncountedSamples(BOOL* uncounted) {
+    if (!uncounted)
+        return E_POINTER;
+    *uncounted = m_uncountedSamples;
+    return S_OK;
 }
 
 STDMETHODIMP CCustomFileSourcePin::BeginFlush() {
     CAutoLock queueLock(&m_QueueLock);
     m_bFlushing = true;
-    ::SetEvent(m_hFlushing.Get());
+    ++m_flushCount;
+    m_changed.Raise();
     return S_OK;
 }
 
 STDMETHODIMP CCustomFileSourcePin::EndFlush() {
     CAutoLock queueLock(&m_QueueLock);
-    ::ResetEvent(m_hFlushing.Get());
     m_bFlushing = false;
     return S_OK;
 }

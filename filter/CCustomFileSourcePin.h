@@ -17,23 +17,25 @@
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CBasePin.h"
 #include "baseclasses/CCritSec.h"
-#include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 #include "filter/CFlowEvent.h"
 #include "filter/COfferedTypes.h"
+#include "filter/CSignal.h"
 #include "framework/com/CStreamCookie.h"
 
 #include <windows.h>
 
+#include <TvFileSourceAsync.h>
 #include <strmif.h>
 #include <wrl/client.h>
 
+#include <atomic>
 #include <list>
 #include <optional>
 
-class CCustomFileSourcePin final : public CBasePin, public IStream, public IAsyncReader {
+class CCustomFileSourcePin final : public CBasePin, public IStream, public IAsyncReader, public ITavelSampleReferences {
 public:
-    // `phr`, when given, receives the failure to create an event.
+    // `phr`, when given, receives the base class's failure.
     CCustomFileSourcePin(HRESULT* phr, CCritSec* filterLock, CBaseFilter* filter);
     ~CCustomFileSourcePin() override;
 
@@ -51,8 +53,9 @@ public:
     // HRESULT 0x80070026 (end of file): nothing was read; nothing is queued.  VFW_E_WRONG_STATE: flushing.
     STDMETHODIMP Request(IMediaSample* pSample, DWORD_PTR dwUser) override;
 
-    // The next queued sample, first in, first out, with a reference.
-    // VFW_E_TIMEOUT: none came within `dwTimeout` milliseconds.  VFW_E_WRONG_STATE: flushing, and the queue is empty.
+    // The next queued sample, first in, first out, with a reference unless SetUncountedSamples says otherwise.
+    // VFW_E_TIMEOUT: none came within `dwTimeout` milliseconds.  VFW_E_WRONG_STATE: the queue is empty, and it is being
+    // flushed or has been since the call began.
     STDMETHODIMP WaitForNext(DWORD dwTimeout, IMediaSample** ppSample, DWORD_PTR* pdwUser) override;
 
     // S_FALSE: fewer bytes than the sample's range; its actual length has the count.
@@ -68,6 +71,10 @@ public:
     // IAsyncReader and IPin
     STDMETHODIMP BeginFlush() override;
     STDMETHODIMP EndFlush() override;
+
+    // ITavelSampleReferences
+    STDMETHODIMP SetUncountedSamples(BOOL uncounted) override;
+    STDMETHODIMP GetUncountedSamples(BOOL* uncounted) override;
 
     // IStream: the source itself. E_NOTIMPL for what isn't named here.
     STDMETHODIMP Read(void* pv, ULONG cb, ULONG* pcbRead) override;
@@ -127,8 +134,9 @@ private:
     TKRuntimeLogger::CWatchedValue<bool> m_bInfiniteStream;  // of unknown length: reads go on where the stream stands
     std::list<PendingRequest> m_RequestQueue;                // guarded by m_QueueLock
     bool m_bFlushing = false;                                // guarded by m_QueueLock
-    CAutoHandle m_hSampleReady;                              // auto-reset; the queue has grown
-    CAutoHandle m_hFlushing;                                 // manual-reset; as m_bFlushing, for waiting
+    unsigned m_flushCount = 0;                               // of BeginFlush; guarded by m_QueueLock
+    CSignal m_changed;                                       // the queue has grown, or is being flushed
+    std::atomic<bool> m_uncountedSamples{false};             // WaitForNext hands out no reference
     mutable CCritSec m_QueueLock;
     mutable CCritSec m_StreamLock;  // one call at a time reaches the source
     COfferedTypes m_OfferedTypes;

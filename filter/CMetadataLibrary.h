@@ -1,5 +1,5 @@
 // The metadata library, "TvMetadata.dll", for the time of one decision: loaded by the constructor, unloaded by the
-// destructor. It is looked for beside this DLL first, then where the platform's loader looks.
+// destructor. It is looked for beside this DLL first, then in the folders of the application and the system.
 //
 // Threads: one. Several objects may exist; the loader counts.
 #pragma once

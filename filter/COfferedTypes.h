@@ -1,7 +1,7 @@
 // The media types that the pin offers, in order: pairs of major type and subtype.
 //
-// Threads: any. The filter refills the list during a load while parsers enumerate it; readers take no lock and see each
-// change whole.
+// Threads: any. The filter replaces the list during a load while parsers enumerate it; readers take no lock and see
+// each list whole.  Errors: none.
 #pragma once
 
 #include <windows.h>
@@ -9,6 +9,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 struct OfferedType {
@@ -18,12 +19,17 @@ struct OfferedType {
 
 class COfferedTypes final {
 public:
-    void Clear() noexcept { m_types.store(nullptr); }
+    using List = std::shared_ptr<const std::vector<OfferedType>>;  // null: empty
 
-    // Throws std::bad_alloc; the list is then as before.
-    void Append(const OfferedType& type);
+    // Each gives what was offered before.
+    List Clear() noexcept { return m_types.exchange(nullptr); }
+    List Offer(List types) noexcept { return m_types.exchange(std::move(types)); }
 
-    [[nodiscard]] bool IsEmpty() const noexcept;
+    // Offers what Clear gave once more, unless something else is offered by now.
+    void TakeBack(List cleared) noexcept {
+        List none;
+        m_types.compare_exchange_strong(none, std::move(cleared));
+    }
 
     // Nothing when there is no such index, negative ones included.
     [[nodiscard]] std::optional<OfferedType> At(int index) const noexcept;
@@ -32,7 +38,5 @@ public:
     [[nodiscard]] bool Contains(const GUID& majorType, const GUID& subtype) const noexcept;
 
 private:
-    using List = std::vector<OfferedType>;
-
-    std::atomic<std::shared_ptr<const List>> m_types;  // null: empty
+    std::atomic<List> m_types;
 };

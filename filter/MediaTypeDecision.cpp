@@ -23,18 +23,16 @@ std::vector<std::wstring> FindMimeTypes(const CMetadataLibrary& library, IStream
 
 }  // namespace
 
-std::optional<GUID> OfferTypesOf(IStream* content, COfferedTypes& offered) {
+std::vector<OfferedType> TypesOf(IStream* content) {
     const CMetadataLibrary library;
-    std::optional<GUID> lastMatch;
+    std::vector<OfferedType> types;
     for (const std::wstring& candidate : FindMimeTypes(library, content)) {
         if (candidate.empty())
             continue;
         for (const MimeTypeRow& row : MimeTypeTable()) {
-            if (::_wcsicmp(row.mime, candidate.c_str()) != 0 && !library.Matches(row.mime, candidate.c_str()))
-                continue;
-            offered.Append({MEDIATYPE_Stream, row.subtype});
-            lastMatch = row.subtype;
+            if (::_wcsicmp(row.mime, candidate.c_str()) == 0 || library.Matches(row.mime, candidate.c_str()))
+                types.push_back({MEDIATYPE_Stream, row.subtype});
         }
     }
-    return lastMatch;
+    return types;
 }

@@ -9,11 +9,11 @@
 
 #include <objidl.h>
 
-#include <optional>
+#include <vector>
 
-// Appends to `offered` (MEDIATYPE_Stream, subtype) for every row of the MIME table that matches one of the content's
-// MIME types, and answers with the last one's subtype; with nothing, and `offered` as it was, when no row matches.
+// (MEDIATYPE_Stream, subtype) for every row of the MIME table that matches one of the content's MIME types; none when
+// no row matches.
 //
 // `content` stands at its start and is left where the metadata library leaves it.
 // Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
-[[nodiscard]] std::optional<GUID> OfferTypesOf(IStream* content, COfferedTypes& offered);
+[[nodiscard]] std::vector<OfferedType> TypesOf(IStream* content);

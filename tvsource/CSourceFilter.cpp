@@ -5,6 +5,7 @@
 
 #include "TvFileSourceAsync.h"
 #include "baseclasses/MediaTypeCopies.h"
+#include "diagnostics/LateLoad.h"
 #include "diagnostics/LongPath.h"
 #include "diagnostics/ModuleFolder.h"
 #include "tvsource/CHostError.h"
@@ -57,7 +58,7 @@ CSourceFilter::CSourceFilter(const std::wstring& library) {
 
 // What COM does for a registered class, done by hand: the DLL's own class factory makes the object.
 void CSourceFilter::CreateFrom(const std::wstring& library) {
-    m_library.Reset(::LoadLibraryExW(library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    m_library = LateLoad(library.c_str());
     if (!m_library)
         throw CHostError(L"Cannot load the library " + ShownName(library), HRESULT_FROM_WIN32(::GetLastError()));
 

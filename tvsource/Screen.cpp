@@ -5,7 +5,7 @@
 #include <d3d9.h>
 #include <wrl/client.h>
 
-#include "diagnostics/CAutoDestructor.h"
+#include "diagnostics/LateLoad.h"
 
 using Microsoft::WRL::ComPtr;
 
@@ -16,7 +16,7 @@ bool HasScreen() noexcept {
         return false;
 
     // Loaded at run time: a system without Direct3D must still start the program.
-    const CAutoLibrary library(::LoadLibraryW(L"d3d9.dll"));
+    const CAutoLibrary library = LateLoad(L"d3d9.dll");
     if (!library)
         return false;
     const auto create = reinterpret_cast<decltype(&::Direct3DCreate9)>(

@@ -3,6 +3,7 @@
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
 #include "diagnostics/CCriticalSection.h"
+#include "diagnostics/LateLoad.h"
 
 #include <mutex>
 #include <string>
@@ -54,7 +55,7 @@ CHttpSession::CHttpSession(CAutoLibrary library, CInternetHandle handle) noexcep
 
 HRESULT CHttpSession::Get(std::shared_ptr<CHttpSession>& session) {
     // Its functions are looked up at their first call, which must not be made without it.
-    CAutoLibrary library(::LoadLibraryW(L"winhttp.dll"));
+    CAutoLibrary library = LateLoad(L"winhttp.dll");
     if (!library)
         return HRESULT_FROM_WIN32(::GetLastError());
     const std::lock_guard guard(lock);

@@ -3,9 +3,8 @@
 // the text finds the place.
 #pragma once
 
-#include "diagnostics/ComBoundary.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 
 inline constexpr TKRuntimeLogger::LogSource kHttpLog{L"TvDataServices", L"HttpStream"};
 
-#define HTTP_LOG(severity, function, ...) RunQuietly([&] { TK_LOG(kHttpLog, severity, function, __VA_ARGS__); })
+#define HTTP_LOG(severity, function, ...) TK_LOG(kHttpLog, severity, function, __VA_ARGS__)

@@ -1,5 +1,7 @@
 #include "framework/com/CMimeLibrary.h"
 
+#include "diagnostics/LateLoad.h"
+
 #include <memory>
 
 namespace {
@@ -21,10 +23,9 @@ private:
 CMimeLibrary::CMimeLibrary(const std::wstring& folder) {
     const CQuietLoader quiet;
     if (!folder.empty())
-        m_library.Reset(
-            ::LoadLibraryExW((folder + kTvMetadataLibrary).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+        m_library = LateLoad((folder + kTvMetadataLibrary).c_str());
     if (!m_library)
-        m_library.Reset(::LoadLibraryW(kTvMetadataLibrary));
+        m_library = LateLoad(kTvMetadataLibrary);
 }
 
 IMimeTypeDictionary* CMimeLibrary::Dictionary() const {

@@ -11,8 +11,8 @@
 
 class CMimeLibrary final {
 public:
-    // Looks in `folder` (with a backslash at its end, or empty) first, then where the platform's loader looks. A
-    // damaged library shows no message box.
+    // Looks in `folder` (with a backslash at its end, or empty) first, then in the folders of
+    // the application and the system. A damaged library shows no message box.
     explicit CMimeLibrary(const std::wstring& folder);
 
     [[nodiscard]] bool IsLoaded() const noexcept { return static_cast<bool>(m_library); }

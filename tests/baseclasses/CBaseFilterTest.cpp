@@ -1,8 +1,12 @@
 #include "tests/baseclasses/CTestFilter.h"
 #include "tests/support/CFakeGraph.h"
 #include "tests/support/CTestApartment.h"
+#include "tests/support/CTestObject.h"
 
 #include <evcode.h>
+
+#include <chrono>
+#include <future>
 
 using Microsoft::WRL::ComPtr;
 
@@ -78,6 +82,39 @@ TEST_F(CBaseFilterTest, ClockIsCountedWhileItIsSet) {
     EXPECT_EQ(S_OK, filter->SetSyncSource(nullptr));
     got.Reset();
     EXPECT_EQ(1u, References(clock.Get()));
+}
+
+// A clock whose last release asks the filter from another thread, which must find the filter's lock free.
+struct CCuriousClock final : CTestObject<IReferenceClock> {
+    explicit CCuriousClock(CTestFilter& filter) : m_filter(filter) {}
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = CTestObject::Release();
+        if (left == 0) {
+            answer = std::async(std::launch::async, [this] {
+                ComPtr<IReferenceClock> clock;
+                return m_filter.GetSyncSource(&clock);
+            });
+            answered = answer.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+        }
+        return left;
+    }
+    STDMETHODIMP GetTime(REFERENCE_TIME*) override { return E_NOTIMPL; }
+    STDMETHODIMP AdviseTime(REFERENCE_TIME, REFERENCE_TIME, HEVENT, DWORD_PTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP AdvisePeriodic(REFERENCE_TIME, REFERENCE_TIME, HSEMAPHORE, DWORD_PTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP Unadvise(DWORD_PTR) override { return E_NOTIMPL; }
+
+    bool answered = false;
+    std::future<HRESULT> answer;
+
+private:
+    CTestFilter& m_filter;
+};
+
+TEST_F(CBaseFilterTest, AClockIsLetGoOfOutsideTheLock) {
+    CCuriousClock clock(*filter.Get());
+    EXPECT_EQ(S_OK, filter->SetSyncSource(&clock));
+    EXPECT_EQ(S_OK, filter->SetSyncSource(nullptr));
+    EXPECT_TRUE(clock.answered);
 }
 
 TEST_F(CBaseFilterTest, PinsAreFoundByTheirWholeNameAndALongFilterNameIsCutOff) {

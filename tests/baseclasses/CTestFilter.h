@@ -3,6 +3,7 @@
 
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CBasePin.h"
+#include "baseclasses/CEnumerator.h"
 
 #include <gtest/gtest.h>
 
@@ -26,6 +27,22 @@ inline CMediaType TestType(unsigned char number) {
 inline unsigned char NumberOf(const AM_MEDIA_TYPE& type) {
     return type.subtype.Data4[7];
 }
+
+// A list of types as some strangers make it: Next writes the count without a look at the pointer.
+class CUncheckedTypes final : public CEnumerator<IEnumMediaTypes> {
+public:
+    explicit CUncheckedTypes(IEnumMediaTypes* types) : m_types(types) {}
+    STDMETHODIMP Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched) override {
+        EXPECT_NE(nullptr, fetched);
+        return m_types->Next(count, types, fetched);
+    }
+    STDMETHODIMP Skip(ULONG count) override { return m_types->Skip(count); }
+    STDMETHODIMP Reset() override { return m_types->Reset(); }
+    STDMETHODIMP Clone(IEnumMediaTypes** clone) override { return m_types->Clone(clone); }
+
+private:
+    const Microsoft::WRL::ComPtr<IEnumMediaTypes> m_types;
+};
 
 class CTestPin final : public CBasePin {
 public:
@@ -52,6 +69,12 @@ public:
     HRESULT Active() override { return Note("active", activeResult); }
     HRESULT Inactive() override { return Note("inactive", inactiveResult); }
     HRESULT Run(REFERENCE_TIME start) override { return Note("run " + std::to_string(start), runResult); }
+    STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** types) override {
+        Microsoft::WRL::ComPtr<IEnumMediaTypes> own;
+        const HRESULT hr = CBasePin::EnumMediaTypes(&own);
+        *types = new CUncheckedTypes(own.Get());
+        return hr;
+    }
     STDMETHODIMP BeginFlush() override { return S_OK; }
     STDMETHODIMP EndFlush() override { return S_OK; }
 
@@ -86,9 +109,12 @@ public:
     CTestPin& Pin(int n) { return *m_pins.at(static_cast<size_t>(n)); }
 
     [[nodiscard]] int GetPinCount() override { return static_cast<int>(m_pins.size()); }
-    [[nodiscard]] CBasePin* GetPin(int n) override { return n >= 0 && n < GetPinCount() ? &Pin(n) : nullptr; }
+    [[nodiscard]] CBasePin* GetPin(int n) override {
+        return n >= 0 && n < GetPinCount() && n != lost ? &Pin(n) : nullptr;
+    }
 
     Journal journal;
+    int lost = -1;  // the number of a pin that is counted and isn't there
 
 private:
     CCritSec m_lock;

@@ -105,4 +105,23 @@ TYPED_TEST(EnumeratorTest, ChangeOfTheListIsNoticedUntilReset) {
     EXPECT_EQ(0, this->Next(1, S_FALSE)) << "a list that shrinks unnoticed just ends";
 }
 
+TEST(LostPinTest, PinsThatWereFetchedBeforeALostOneAreGivenBack) {
+    const ComPtr<CTestFilter> filter = new CTestFilter;
+    for (const wchar_t* const name : {L"1", L"2", L"3"})
+        filter->AddPin(name, PINDIR_OUTPUT);
+    ComPtr<IEnumPins> enumerator;
+    ASSERT_EQ(S_OK, filter->EnumPins(&enumerator));
+    filter->lost = 2;
+    IPin* pins[3]{};
+    ULONG fetched = 99;
+    EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, enumerator->Next(3, pins, &fetched));
+    EXPECT_EQ(0u, fetched);
+    EXPECT_TRUE(!pins[0] && !pins[1]);
+    EXPECT_EQ(2u, References(filter.Get())) << "the enumerator's and the test's";
+    filter->lost = -1;
+    EXPECT_EQ(S_OK, enumerator->Next(1, pins, nullptr)) << "it stands where it stood";
+    EXPECT_EQ(&filter->Pin(0), pins[0]);
+    pins[0]->Release();
+}
+
 }  // namespace

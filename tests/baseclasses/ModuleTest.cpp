@@ -56,6 +56,20 @@ TEST_F(ModuleTest, WhatCannotBeMadeLeavesNothingBehind) {
     EXPECT_EQ(S_OK, AMovieDllCanUnloadNow());
 }
 
+TEST_F(ModuleTest, AModuleStaysForItsFactoriesAndForEachLockThatNobodyElseTakesBack) {
+    EXPECT_EQ(S_OK, Factory()->LockServer(FALSE)) << "one too many";
+    ComPtr<IClassFactory> factory = Factory();
+    EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow());
+    EXPECT_EQ(S_OK, factory->LockServer(TRUE));
+    EXPECT_EQ(S_OK, factory->LockServer(TRUE));
+    factory.Reset();
+    for (const HRESULT after : {S_FALSE, S_OK}) {
+        EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow());
+        EXPECT_EQ(S_OK, Factory()->LockServer(FALSE));
+        EXPECT_EQ(after, AMovieDllCanUnloadNow());
+    }
+}
+
 TEST_F(ModuleTest, AggregatedFilterIsMadeByItsUnknownOnlyAndCountsOnTheOuterObject) {
     create = MakeFilter;
     const ComPtr<CTestFilter> outer = new CTestFilter;

@@ -137,8 +137,8 @@ TEST_F(EnvironmentReportTest, ProcessAndSystemAreSevenLines) {
         ::wcscpy_s(g_version.szCSDVersion, row.servicePack);
         const CImportHook version("GetVersionExW",
                                   row.version ? &ScriptedGetVersionEx : &Failing<decltype(::GetVersionExW)>::Call);
-        const CImportHook library("LoadLibraryW",
-                                  row.kernel ? &::LoadLibraryW : &Failing<decltype(::LoadLibraryW)>::Call);
+        const CImportHook library("LoadLibraryExW",
+                                  row.kernel ? &::LoadLibraryExW : &Failing<decltype(::LoadLibraryExW)>::Call);
         ASSERT_TRUE(version.IsSet() && library.IsSet());
         const bool x64 = row.kernel && machine.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64;
         Texts expected = {L"Current Module FileName:\t  " + PathOf(nullptr),
@@ -165,7 +165,7 @@ TEST_F(EnvironmentReportTest, ProcessAndSystemAreSevenLines) {
 TEST_F(EnvironmentReportTest, NothingIsAskedOnAThreadWithoutALogger) {
 #define TV_FAILING(function) CImportHook(#function, &Failing<decltype(::function)>::Call)
     const CImportHook hooks[] = {TV_FAILING(GetModuleFileNameW),     TV_FAILING(GetCurrentDirectoryW),
-                                 TV_FAILING(GetCommandLineW),        TV_FAILING(LoadLibraryW),
+                                 TV_FAILING(GetCommandLineW),        TV_FAILING(LoadLibraryExW),
                                  TV_FAILING(GetVersionExW),          TV_FAILING(K32EnumProcessModules),
                                  TV_FAILING(K32GetModuleFileNameExW)};
     const auto report = [&] {

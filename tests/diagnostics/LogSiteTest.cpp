@@ -84,6 +84,11 @@ TEST(LogSiteTest, LoggerThatLogsWhileItIsLookedUpFindsNoLoggerAndOneWithoutTheSi
     }
 }
 
+const wchar_t* NoText() {
+    ::SetLastError(ERROR_GEN_FAILURE);
+    throw std::bad_alloc();
+}
+
 TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
     for (const bool throws : {false, true}) {
         const auto logger = CRecordingLogger::Create();
@@ -93,6 +98,7 @@ TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
             for (const wchar_t* message : {L"first", L"later"}) {
                 ::SetLastError(ERROR_DISK_FULL);
                 EXPECT_NO_THROW(TK_LOG(kSource, kInfo, L"Site", L"%s", message));
+                EXPECT_NO_THROW(TK_LOG(kSource, kInfo, L"Site", L"%s", NoText())) << "nor does what is to be logged";
                 EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError()) << message;
             }
         });

@@ -25,6 +25,7 @@ public:
     CFilterHost& operator=(const CFilterHost&) = delete;
     ~CFilterHost();
 
+    [[nodiscard]] HMODULE Module() const noexcept { return m_module; }
     // One of the DLL's exports that take no argument.
     [[nodiscard]] HRESULT Call(const char* name) const;
 

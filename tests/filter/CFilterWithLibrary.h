@@ -5,6 +5,7 @@
 
 #include "sdk/TvMetadata.h"
 #include "tests/filter/CFilterHost.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CTempFolder.h"
 
 #include <string>
@@ -28,28 +29,30 @@ inline void PutLibrary(CTempFolder& folder, Library library) {
         folder.Copy(dll, kTvMetadataLibrary);
 }
 
-// The platform's loader finds libraries in the system's folder and in this one, while the object lives: not beside the
-// test program, where the product's own metadata library may be.
-class CLoaderSearchesOnly final {
+// One of those that a DLL by its bare name is looked for in, while the object lives.
+class CSearchedFolder final {
 public:
-    explicit CLoaderSearchesOnly(const std::wstring& folder) : m_added(::AddDllDirectory(folder.c_str())) {
-        EXPECT_TRUE(::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_USER_DIRS));
-    }
-    CLoaderSearchesOnly(const CLoaderSearchesOnly&) = delete;
-    CLoaderSearchesOnly& operator=(const CLoaderSearchesOnly&) = delete;
-    ~CLoaderSearchesOnly() {
-        ::RemoveDllDirectory(m_added);
-        ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
-    }
+    explicit CSearchedFolder(const std::wstring& folder) : m_added(::AddDllDirectory(folder.c_str())) {}
+    CSearchedFolder(const CSearchedFolder&) = delete;
+    CSearchedFolder& operator=(const CSearchedFolder&) = delete;
+    ~CSearchedFolder() { ::RemoveDllDirectory(m_added); }
 
 private:
     const DLL_DIRECTORY_COOKIE m_added;
 };
 
+// The loader's search without the folder of the test program, where the product's own metadata library is.
+inline HMODULE WINAPI LoadFromElsewhere(const wchar_t* name, HANDLE file, DWORD flags) {
+    if (flags == LOAD_LIBRARY_SEARCH_DEFAULT_DIRS)
+        flags = LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_USER_DIRS;
+    return ::LoadLibraryExW(name, file, flags);
+}
+
 struct CFilterWithLibrary final {
     explicit CFilterWithLibrary(Library library, const std::vector<std::wstring>& innerFolders = {})
         : folder(innerFolders), host(folder.Copy(FilterDllPath(), L"TvFileSourceAsync.dll")) {
         PutLibrary(folder, library);
+        EXPECT_TRUE(m_search.IsSet());
         host.Create();
     }
     ~CFilterWithLibrary() { EXPECT_EQ(0u, host.Release()); }
@@ -63,4 +66,7 @@ struct CFilterWithLibrary final {
 
     CTempFolder folder;
     CFilterHost host;
+
+private:
+    const CImportHook m_search{"LoadLibraryExW", &LoadFromElsewhere, host.Module()};
 };

@@ -38,10 +38,11 @@ TEST(FilterObjectTest, ANewFilterSaysWhatItIsAndOffersNothing) {
     EXPECT_EQ(S_FALSE, pins->Next(1, &none, nullptr));
     EXPECT_EQ(host.Pin().Get(), pin.Get()) << "the one called \"Output\"";
 
-    const Interfaces ofFilter = {__uuidof(IBaseFilter), __uuidof(IFileSourceFilter), __uuidof(IAMFilterMiscFlags),
-                                 __uuidof(ITavelIStreamFileSource), __uuidof(IDataFlowControl)};
-    const Interfaces ofPin = {__uuidof(IPin), __uuidof(IQualityControl), __uuidof(IAsyncReader), __uuidof(IStream),
-                              __uuidof(ISequentialStream)};
+    const Interfaces ofFilter = {__uuidof(IBaseFilter),        __uuidof(IFileSourceFilter),
+                                 __uuidof(IAMFilterMiscFlags), __uuidof(ITavelIStreamFileSource),
+                                 __uuidof(IDataFlowControl),   __uuidof(ITavelSourceOpenResult)};
+    const Interfaces ofPin = {__uuidof(IPin),    __uuidof(IQualityControl),   __uuidof(IAsyncReader),
+                              __uuidof(IStream), __uuidof(ISequentialStream), __uuidof(ITavelSampleReferences)};
     ExpectAnswers(S_OK, filter.Get(), ofFilter);
     ExpectAnswers(E_NOINTERFACE, filter.Get(), ofPin);
     ExpectAnswers(S_OK, pin.Get(), ofPin);

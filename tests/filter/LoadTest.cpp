@@ -1,5 +1,6 @@
 // Loading a source by its name: what is opened, what is refused, what is kept, and what the log says of it.
 #include "diagnostics/CAutoDestructor.h"
+#include "diagnostics/HResultText.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataService.h"
 #include "tests/support/CRegisteredComClass.h"
@@ -26,7 +27,16 @@ struct LoadTest : ::testing::Test {
     const CTestApartment apartment{COINIT_MULTITHREADED};
     CFilterHost host;
 
-    void SetUp() override { host.Create(); }
+    void SetUp() override {
+        host.Create();
+        EXPECT_EQ(E_UNEXPECTED, OpenResult());
+    }
+    HRESULT OpenResult() const {
+        HRESULT result = E_PENDING;
+        const HRESULT hr = host.As<ITavelSourceOpenResult>()->GetOpenResult(&result);
+        EXPECT_EQ(result == E_UNEXPECTED ? E_UNEXPECTED : S_OK, hr);
+        return result;
+    }
     void ExpectSource(const std::wstring& name, const std::string& contents) {
         EXPECT_EQ(name, host.CurrentName());
         EXPECT_EQ('W', host.CurrentType());
@@ -56,18 +66,32 @@ TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
     ASSERT_EQ(S_OK, host.Load(good.Path(), &kWave));
     const std::wstring folder = good.Path().substr(0, good.Path().rfind(L'\\'));
     const AM_MEDIA_TYPE other{};
-    for (const std::wstring& name :
-         {good.Path() + L".missing", folder, folder + L"\\no such folder\\x.avi", folder + L"\\what?.avi",
-          locked.Path(), L"C:\\" + std::wstring(32'000, L'x'), std::wstring(32'000, L'y'),
-          std::wstring(L"tvtest://nowhere/clip.avi"), std::wstring(LR"(\\tvtest-no-such-server\share\clip.avi)"),
-          std::wstring(L"::"), std::wstring(L" "), std::wstring(L"http://")}) {
+    const struct {
+        std::wstring name;
+        HRESULT reason = REGDB_E_CLASSNOTREG;  // there is no data service
+    } rows[] = {{good.Path() + L".missing", E_FAIL},
+                {folder, STG_E_ACCESSDENIED},
+                {folder + L"\\no such folder\\x.avi", E_FAIL},
+                {folder + L"\\what?.avi", E_FAIL},
+                {locked.Path(), E_FAIL},
+                {L"C:\\" + std::wstring(32'000, L'x'), E_FAIL},
+                {std::wstring(32'000, L'y'), E_FAIL},
+                {L"tvtest://nowhere/clip.avi"},
+                {LR"(\\tvtest-no-such-server\share\clip.avi)"},
+                {L"::", E_FAIL},
+                {L" ", E_FAIL},
+                {L"http://"}};
+    for (const auto& [name, reason] : rows) {
         SCOPED_TRACE(::testing::PrintToString(name.substr(0, 80)));
         EXPECT_EQ(NothingCreated(), host.Load(name, &other));
+        EXPECT_EQ(reason, OpenResult());
         ExpectSource(name, "good");
     }
     EXPECT_EQ(NothingCreated(), host.Load(L"", &other));
     EXPECT_EQ(L"", host.CurrentName()) << "an empty name is none";
     EXPECT_EQ(S_OK, host.Load(good.Path(), &kWave)) << "the creation thread is none the worse";
+    EXPECT_EQ(S_OK, OpenResult());
+    EXPECT_EQ(E_POINTER, host.As<ITavelSourceOpenResult>()->GetOpenResult(nullptr));
     ExpectSource(good.Path(), "good");
 }
 
@@ -97,6 +121,9 @@ TEST(LoadLogTest, EachLoadIsToldOf) {
     EXPECT_EQ((Log{Line(1, kLoad, L"Loading: <invalid filename>"), Line(1, kLoad, L"Loading: " + file.Path()),
                    Line(1, kThread, L"Create stream thread: Creating stream succeeded for " + file.Path()), kWaveLine,
                    Line(1, kLoad, L"Loading: " + missing),
+                   Line(3, kThread,
+                        L"ERROR: hr=0x80004005 (\"" + TKRuntimeLogger::HResultText(E_FAIL) +
+                            L"\"), from call TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)"),
                    Line(1, kThread, L"Create stream thread: Creating stream failed for " + missing), kStopped}),
               lines);
 }
@@ -116,6 +143,8 @@ TEST(LoadLogTest, ACreationThreadThatIsGoneIsToldOf) {
         host.Create();
         EXPECT_EQ(NothingCreated(), host.Load(L"tvtest:end", &kWave));
         EXPECT_EQ(E_UNEXPECTED, host.Load(L"tvtest:next", &kWave));
+        HRESULT result = S_OK;
+        EXPECT_EQ(E_UNEXPECTED, host.As<ITavelSourceOpenResult>()->GetOpenResult(&result)) << "it was never opened";
         EXPECT_EQ(L"tvtest:end", host.CurrentName());
         EXPECT_EQ(S_OK, host.Open(&source, &kWave));
     });

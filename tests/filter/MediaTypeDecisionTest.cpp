@@ -77,8 +77,9 @@ TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAlias
 }
 
 TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALibraryNobody) {
-    const CTempFolder empty;
-    const CLoaderSearchesOnly searches(empty.Path());
+    CTempFolder current;  // a stranger's library there is none
+    PutLibrary(current, Library::WithExport);
+    const CCurrentFolder isCurrent(current.Path());
     const struct {
         Library library;
         bool hasDictionary;
@@ -112,6 +113,24 @@ TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALib
     }
 }
 
+// Detection may take seconds. Who enumerates meanwhile has neither the former types nor a list that ends in silence.
+TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNewOnesCome) {
+    const CFilterWithLibrary filter(Library::WithExport);
+    EXPECT_EQ("W", filter.Offers(&content, &kWave));
+    ComPtr<IEnumMediaTypes> types;
+    ASSERT_EQ(S_OK, filter.host.Pin()->EnumMediaTypes(&types));
+    AM_MEDIA_TYPE* type = nullptr;
+    dictionary.types = Types{L"video/avi"};
+    dictionary.onDetect = [&](IStream*) {
+        EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, types->Next(1, &type, nullptr));
+        EXPECT_EQ(S_OK, types->Reset());
+        EXPECT_EQ(S_FALSE, types->Next(1, &type, nullptr)) << "nothing is offered now";
+    };
+    EXPECT_EQ("A", filter.Offers(&content));
+    EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, types->Next(1, &type, nullptr));
+    EXPECT_EQ(1, dictionary.detections);
+}
+
 TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchangedUntilAnotherIsKnown) {
     const CFilterWithLibrary filter(Library::WithExport);
     dictionary.types = std::nullopt;
@@ -137,11 +156,11 @@ TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchang
     EXPECT_EQ('W', filter.host.CurrentType());
 }
 
-TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeTheLoadersOwnInAnyFolder) {
+TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearchedFolderInAnyFolder) {
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
     PutLibrary(elsewhere, Library::WithExport);
-    const CLoaderSearchesOnly searches(elsewhere.Path());
+    const CSearchedFolder searched(elsewhere.Path());
     for (const Library beside : {Library::WithExport, Library::None, Library::Damaged})
         EXPECT_EQ("W", CFilterWithLibrary(beside).Offers(&content)) << static_cast<int>(beside);
     const std::wstring name(120, L'n');

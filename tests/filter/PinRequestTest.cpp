@@ -4,12 +4,12 @@
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CImportHook.h"
 
-#include <atomic>
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <future>
+#include <list>
 #include <set>
-#include <thread>
 
 namespace {
 
@@ -22,21 +22,99 @@ struct Next {
     bool operator==(const Next&) const = default;
 };
 
+constexpr DWORD kLimitMs = 10'000;  // within which anything happens that happens at all
+
+CAutoHandle g_reached;                // a thread waits, or can't have a lock
+CAutoHandle g_mayGoOn;                // a waiter that was woken may look again
+std::vector<DWORD> g_waits;           // the time-outs of all waits
+std::function<BOOL(DWORD)> g_wait{};  // in place of the platform's, when set
+ULONGLONG g_now = 0;
+
+template <class Function>
+Function Platform(const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32"), name)));
+}
+
+// Called with the lock held that who wakes takes, so a thread that has got here is met by no change before it waits.
+BOOL WINAPI TellThenWait(PCONDITION_VARIABLE condition, PSRWLOCK lock, DWORD timeoutMs, ULONG flags) {
+    g_waits.push_back(timeoutMs);
+    if (g_wait)
+        return g_wait(timeoutMs);
+    ::ReleaseSemaphore(g_reached.Get(), 1, nullptr);
+    const BOOL woken =
+        Platform<decltype(&TellThenWait)>("SleepConditionVariableSRW")(condition, lock, timeoutMs, flags);
+    ::WaitForSingleObject(g_mayGoOn.Get(), kLimitMs);
+    return woken;
+}
+
+ULONGLONG WINAPI Now() {
+    return g_now;
+}
+
+BOOL WINAPI TryThenTell(PCRITICAL_SECTION section) {
+    const BOOL entered = Platform<decltype(&TryThenTell)>("TryEnterCriticalSection")(section);
+    if (!entered)
+        ::ReleaseSemaphore(g_reached.Get(), 1, nullptr);
+    return entered;
+}
+
+bool IsReady(const std::future<HRESULT>& call) {
+    return call.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+// E_ABORT: it hangs.
+HRESULT ResultOf(std::future<HRESULT>& call) {
+    return call.wait_for(std::chrono::milliseconds(kLimitMs)) == std::future_status::ready ? call.get() : E_ABORT;
+}
+
 struct PinRequestTest : ::testing::Test {
     const CTestApartment apartment{COINIT_MULTITHREADED};
     Stream source{"0123456789"};
-    CTestSample sample{4};
+    std::deque<CTestSample> samples;  // outlive the filter, which may have some of them in its queue
+    CTestSample& sample = NewSample(0, 0);
     CInnerFilter filter;
     CCustomFileSourcePin& pin = filter.Pin();
+    BYTE byte = 0;
+    std::list<std::future<HRESULT>> calls;
 
-    void SetUp() override { ASSERT_EQ(S_OK, pin.SetSourceFileStream(&source, 0)); }
+    void SetUp() override {
+        ASSERT_EQ(S_OK, pin.SetSourceFileStream(&source, 0));
+        g_reached.Reset(::CreateSemaphoreW(nullptr, 0, 100, nullptr));
+        g_mayGoOn.Reset(::CreateEventW(nullptr, TRUE, TRUE, nullptr));
+        g_waits.clear();
+    }
+    // Nobody hangs behind a test that has failed.
+    void TearDown() override {
+        g_wait = nullptr;
+        ::SetEvent(g_mayGoOn.Get());
+        pin.HaltEvent().Set();
+        pin.BeginFlush();
+        source.LetGo();
+        calls.clear();
+    }
 
+    CTestSample& NewSample(LONGLONG first, LONGLONG end) {
+        CTestSample& made = samples.emplace_back(4);
+        made.SetRange(first, end);
+        return made;
+    }
     Next WaitForNext(DWORD timeoutMs = 0) {
         Next next{E_PENDING, &sample, 1};
         next.result = pin.WaitForNext(timeoutMs, &next.sample, &next.user);
         if (next.sample)
             next.sample->Release();
         return next;
+    }
+    // Starts `call` on a thread of its own.
+    std::future<HRESULT>& Start(std::function<HRESULT()> call) {
+        return calls.emplace_back(std::async(std::launch::async, std::move(call)));
+    }
+    // Comes back when it waits, or can't have a lock.
+    std::future<HRESULT>& StartAndReach(std::function<HRESULT()> call) {
+        while (::WaitForSingleObject(g_reached.Get(), 0) == WAIT_OBJECT_0) {
+        }
+        std::future<HRESULT>& started = Start(std::move(call));
+        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(g_reached.Get(), kLimitMs)) << "it did not wait";
+        return started;
     }
 };
 
@@ -64,8 +142,7 @@ TEST_F(PinRequestTest, WhatReadsAnythingIsQueuedAndTheRestRefused) {
     DWORD_PTR user = static_cast<DWORD_PTR>(-4);
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
-        CTestSample own(4);
-        own.SetRange(row.first, row.end);
+        CTestSample& own = NewSample(row.first, row.end);
         row.arrange(source, own);
         EXPECT_EQ(row.result, pin.Request(&own, ++user));
         EXPECT_EQ(row.result == S_OK ? 1u : 0u, own.References());
@@ -76,9 +153,7 @@ TEST_F(PinRequestTest, WhatReadsAnythingIsQueuedAndTheRestRefused) {
 }
 
 TEST_F(PinRequestTest, AFlushRefusesRequestsAndHandsOutWhatIsQueuedInItsOrder) {
-    CTestSample first(4), second(4);
-    first.SetRange(0, 4);
-    second.SetRange(4, 8);
+    CTestSample &first = NewSample(0, 4), &second = NewSample(4, 8);
     ASSERT_EQ(S_OK, pin.Request(&first, 1));
     ASSERT_EQ(S_OK, pin.Request(&second, 2));
     EXPECT_EQ(S_OK, pin.BeginFlush());
@@ -93,64 +168,97 @@ TEST_F(PinRequestTest, AFlushRefusesRequestsAndHandsOutWhatIsQueuedInItsOrder) {
     EXPECT_EQ((Next{S_OK, &second, 4}), WaitForNext());
 }
 
-std::atomic<int> g_waiters{0};
-CAutoHandle g_mayWait;
+struct PinWaitTest : PinRequestTest {
+    const CImportHook wait{"SleepConditionVariableSRW", &TellThenWait};
+    const CImportHook clock{"GetTickCount64", &Now};
 
-// Stops each waiter between its look at the queue and its wait.
-DWORD WINAPI CountThenWait(DWORD count, const HANDLE* handles, BOOL all, DWORD timeoutMs) {
-    if (timeoutMs != INFINITE) {  // not the filter's creation thread
-        ++g_waiters;
-        ::WaitForSingleObject(g_mayWait.Get(), 10'000);
+    void SetUp() override {
+        PinRequestTest::SetUp();
+        ASSERT_TRUE(wait.IsSet() && clock.IsSet());
     }
-    return ::WaitForMultipleObjectsEx(count, handles, all, timeoutMs, FALSE);
-}
+};
 
-bool IsReady(const std::future<HRESULT>& call) {
-    return call.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-}
-
-// Two requests set the event once when nobody waits for it yet.
-TEST_F(PinRequestTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
-    g_waiters = 0;
-    g_mayWait.Reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    const CImportHook hook("WaitForMultipleObjects", &CountThenWait);
-    ASSERT_TRUE(hook.IsSet());
-    std::future<HRESULT> waiters[3];
-    for (auto& waiter : waiters)
-        waiter = std::async(std::launch::async, [this] { return WaitForNext(10'000).result; });
-    while (g_waiters < 3)
-        std::this_thread::yield();
-    CTestSample samples[] = {CTestSample(4), CTestSample(4)};
-    for (CTestSample& each : samples)
-        EXPECT_EQ(S_OK, pin.Request(&each, 0));
-    ::SetEvent(g_mayWait.Get());
-    while (std::ranges::count_if(waiters, IsReady) < 2)
-        std::this_thread::yield();
+TEST_F(PinWaitTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
+    const CAutoHandle ended(::CreateSemaphoreW(nullptr, 0, 3, nullptr));
+    for (int i = 0; i < 3; ++i)
+        StartAndReach([&] {
+            const HRESULT hr = WaitForNext(INFINITE).result;
+            ::ReleaseSemaphore(ended.Get(), 1, nullptr);
+            return hr;
+        });
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(S_OK, pin.Request(&NewSample(0, 4), 0));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(ended.Get(), kLimitMs));
     EXPECT_EQ(S_OK, pin.BeginFlush());
     std::multiset<HRESULT> results;
-    for (std::future<HRESULT>& waiter : waiters)
-        results.insert(waiter.get());
+    for (std::future<HRESULT>& call : calls)
+        results.insert(ResultOf(call));
     EXPECT_EQ((std::multiset<HRESULT>{S_OK, S_OK, VFW_E_WRONG_STATE}), results);
 }
 
-CAutoHandle g_reached;
-
-template <class Function>
-Function Platform(const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32"), name)));
+TEST_F(PinWaitTest, AWaiterThatLooksAgainOnlyAfterTheFlushHasBeenFlushedAllTheSame) {
+    ::ResetEvent(g_mayGoOn.Get());
+    auto& waiter = StartAndReach([&] { return WaitForNext(INFINITE).result; });
+    EXPECT_EQ(S_OK, pin.BeginFlush());
+    EXPECT_EQ(S_OK, pin.EndFlush());
+    ::SetEvent(g_mayGoOn.Get());
+    EXPECT_EQ(VFW_E_WRONG_STATE, ResultOf(waiter));
+    EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext()) << "that one came afterwards";
 }
 
-// Called with the gate's own lock held, so whoever opens or closes the gate afterwards meets a thread that waits.
-BOOL WINAPI TellThenWait(PCONDITION_VARIABLE condition, PSRWLOCK lock, DWORD timeoutMs, ULONG flags) {
-    ::SetEvent(g_reached.Get());
-    return Platform<decltype(&TellThenWait)>("SleepConditionVariableSRW")(condition, lock, timeoutMs, flags);
+// A waiter may be woken for nothing as often as others take what it was woken for.
+TEST_F(PinWaitTest, AVainWakeCostsTheWaiterNoTimeAndGivesItNone) {
+    g_wait = [](DWORD timeoutMs) -> BOOL {
+        g_now += 300;
+        return timeoutMs != 0;
+    };
+    EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext(1000));
+    EXPECT_EQ((std::vector<DWORD>{1000, 700, 400, 100, 0}), std::exchange(g_waits, {}));
 }
 
-BOOL WINAPI TryThenTell(PCRITICAL_SECTION section) {
-    const BOOL entered = Platform<decltype(&TryThenTell)>("TryEnterCriticalSection")(section);
-    if (!entered)
-        ::SetEvent(g_reached.Get());
-    return entered;
+// What a parser does that is written to the platform's rule: whoever gets a sample from WaitForNext has the one
+// reference that it came with.
+TEST_F(PinRequestTest, AParserThatCountsNoReferencesRunsOutOfBuffersUnlessTheHostSaysSo) {
+    ComPtr<ITavelSampleReferences> references;
+    ASSERT_EQ(S_OK, pin.QueryInterface(IID_PPV_ARGS(&references)));
+    for (const BOOL uncounted : {FALSE, TRUE}) {
+        BOOL was = TRUE;
+        EXPECT_EQ(S_OK, references->GetUncountedSamples(&was));
+        EXPECT_FALSE(was);
+        EXPECT_EQ(S_OK, references->SetUncountedSamples(uncounted));
+        ALLOCATOR_PROPERTIES properties{2, 4, 1, 0};
+        ComPtr<IMemAllocator> allocator;
+        ASSERT_EQ(S_OK, pin.RequestAllocator(nullptr, &properties, &allocator));
+        ASSERT_EQ(S_OK, allocator->Commit());
+        std::vector<IMediaSample*> queued, delivered;
+        while (delivered.size() < 20) {
+            IMediaSample* buffer = nullptr;
+            while (allocator->GetBuffer(&buffer, nullptr, nullptr, AM_GBF_NOWAIT) == S_OK) {
+                REFERENCE_TIME start = 10'000'000, stop = 50'000'000;
+                EXPECT_EQ(S_OK, buffer->SetTime(&start, &stop));
+                queued.push_back(buffer);
+                EXPECT_EQ(S_OK, pin.Request(buffer, queued.size()));
+            }
+            if (queued.size() == delivered.size())
+                break;  // no buffer is free
+            DWORD_PTR user = 0;
+            EXPECT_EQ(S_OK, pin.WaitForNext(0, &buffer, &user));
+            delivered.push_back(buffer);
+            EXPECT_EQ(delivered.size(), user);
+            BYTE* data = nullptr;
+            EXPECT_EQ(S_OK, buffer->GetPointer(&data));
+            EXPECT_EQ("1234", std::string(reinterpret_cast<const char*>(data), 4));
+            buffer->Release();
+        }
+        EXPECT_EQ(uncounted ? 20u : 2u, delivered.size());
+        for (size_t i = 0; !uncounted && i < delivered.size(); ++i)
+            delivered[i]->Release();
+        EXPECT_EQ(S_OK, references->SetUncountedSamples(FALSE));
+        for (Next next; (next = WaitForNext()).result == S_OK;)
+            next.sample->Release();
+    }
+    EXPECT_EQ(E_POINTER, references->GetUncountedSamples(nullptr));
 }
 
 // The gate as a new filter has it: neither event is set.
@@ -161,58 +269,47 @@ struct PinGateTest : PinRequestTest {
     void SetUp() override {
         PinRequestTest::SetUp();
         ASSERT_TRUE(wait.IsSet() && tryLock.IsSet());
-        g_reached.Reset(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
         pin.FlowEvent().Reset();
-    }
-    // Starts `call` on a thread of its own and comes back when it waits at the gate or for the stream lock.
-    static std::future<HRESULT> StartAndReach(std::function<HRESULT()> call) {
-        ::ResetEvent(g_reached.Get());
-        auto started = std::async(std::launch::async, std::move(call));
-        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(g_reached.Get(), 10'000)) << "it did not wait";
-        return started;
     }
 };
 
 TEST_F(PinGateTest, ReadersWaitUntilTheFlowIsDisabledNotUntilItIsEnabled) {
     BYTE bytes[2]{};
-    std::future<HRESULT> readers[] = {
-        StartAndReach([&] { return pin.SyncRead(0, 1, bytes); }),
-        StartAndReach([&] { return pin.SyncReadAligned(&sample); }),
-        StartAndReach([&] { return pin.Read(bytes + 1, 1, nullptr); }),
-        StartAndReach([&] { return pin.Request(&sample, 0); }),
-    };
+    StartAndReach([&] { return pin.SyncRead(0, 1, bytes); });
+    StartAndReach([&] { return pin.SyncReadAligned(&sample); });
+    StartAndReach([&] { return pin.Read(bytes + 1, 1, nullptr); });
+    StartAndReach([&] { return pin.Request(&NewSample(0, 0), 0); });
     LONGLONG total = 0;
     EXPECT_EQ(S_OK, pin.Length(&total, &total)) << "no gate here";
     EXPECT_EQ(S_OK, filter->EnableDataFlow());
     EXPECT_EQ(Got(S_OK, "2345"), SyncRead(pin, 2, 4)) << "new readers pass";
-    EXPECT_EQ(0, std::ranges::count_if(readers, IsReady));
+    EXPECT_EQ(0, std::ranges::count_if(calls, IsReady));
     EXPECT_EQ(1, source.Calls(Stream::kRead));
 
     EXPECT_EQ(S_OK, filter->DisableDataFlow());
     EXPECT_EQ(S_OK, filter->EnableDataFlow());  // at once, which must not keep any of them
-    for (std::future<HRESULT>& reader : readers)
-        EXPECT_EQ(S_OK, reader.get());
+    for (std::future<HRESULT>& reader : calls)
+        EXPECT_EQ(S_OK, ResultOf(reader));
     EXPECT_EQ(S_OK, filter->DisableDataFlow());
     EXPECT_EQ(Got(S_OK, "3456"), SyncRead(pin, 3, 4)) << "the gate only ever holds those before the first call";
 }
 
 TEST_F(PinGateTest, ARequestThatWaitsThereOrForASlowReadLeavesTheQueueFreeAndThenLooksAgain) {
     for (const bool slowRead : {false, true}) {
-        BYTE byte = 0;
-        std::future<HRESULT> slow;
         if (slowRead) {
             source.On(Stream::kRead, 0, {.holds = true});
-            slow = std::async(std::launch::async, [&] { return pin.Read(&byte, 1, nullptr); });
+            Start([&] { return pin.Read(&byte, 1, nullptr); });
             ASSERT_TRUE(source.WaitUntilHeld());
         }
-        auto request = StartAndReach([&] { return pin.Request(&sample, 0); });
+        auto& request = StartAndReach([&] { return pin.Request(&sample, 0); });
         EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext());
         EXPECT_EQ(S_OK, pin.BeginFlush());
         EXPECT_EQ(Next{VFW_E_WRONG_STATE}, WaitForNext(INFINITE));
         EXPECT_EQ(S_OK, filter->DisableDataFlow());
         source.LetGo();
-        EXPECT_EQ(VFW_E_WRONG_STATE, request.get());
-        EXPECT_EQ(S_OK, slowRead ? slow.get() : pin.EndFlush());
+        EXPECT_EQ(VFW_E_WRONG_STATE, ResultOf(request));
+        EXPECT_EQ(S_OK, slowRead ? ResultOf(calls.front()) : pin.EndFlush());
+        calls.clear();
         EXPECT_EQ(slowRead ? 1 : 0, source.Calls(Stream::kRead));
         EXPECT_EQ(0u, sample.References());
     }

@@ -149,8 +149,10 @@ TEST_F(PinSourceTest, ThePinOffersAndAcceptsTheListedPairs) {
     CMediaType type;
     EXPECT_EQ(VFW_S_NO_MORE_ITEMS, pin.GetMediaType(0, &type));
     EXPECT_EQ(S_FALSE, pin.CheckMediaType(&type));
-    for (const auto& [major, sub] : listed)
-        pin.OfferedTypes().Append({major, sub});
+    pin.OfferedTypes().Offer(std::make_shared<const std::vector<OfferedType>>(
+        std::vector<OfferedType>{{listed[0].first, listed[0].second},
+                                 {listed[1].first, listed[1].second},
+                                 {listed[2].first, listed[2].second}}));
     type.SetFormatType(&FORMAT_VideoInfo);
     type.lSampleSize = 42;
     for (const int index : {-1, 3, INT_MAX, INT_MIN})

@@ -1,11 +1,11 @@
-// Puts a function of the test's in the place of one that this program imports from a DLL, while the object lives: to
-// learn that a thread has got to a call, or to make the call fail.
+// Puts a function of the test's in the place of one that this program, or a module that is given, imports from a DLL,
+// while the object lives: to learn that a thread has got to a call, or to make the call fail.
 //
 //   const CImportHook hook("SetEvent", &FailingSetEvent);
 //   ASSERT_TRUE(hook.IsSet());
 //
-// All code of the program is affected, also the test's own. DLLs are not.
-// Threads: no other thread may be about to make the call when a hook comes or goes.
+// All code of the program is affected, also the test's own, or else that of the module; the module must outlive the
+// hook. Threads: no other thread may be about to make the call when a hook comes or goes.
 #pragma once
 
 #include <windows.h>
@@ -16,19 +16,19 @@
 class CImportHook final {
 public:
     template <class Function>
-    CImportHook(const char* name, Function* replacement)
-        : m_slot(FindImport(name)), m_original(Exchange(reinterpret_cast<void*>(replacement))) {}
+    CImportHook(const char* name, Function* replacement, HMODULE module = ::GetModuleHandleW(nullptr))
+        : m_slot(FindImport(module, name)), m_original(Exchange(reinterpret_cast<void*>(replacement))) {}
     CImportHook(const CImportHook&) = delete;
     CImportHook& operator=(const CImportHook&) = delete;
     ~CImportHook() { Exchange(m_original); }
 
-    // False: the program imports no function of this name.
+    // False: no function of this name is imported.
     [[nodiscard]] bool IsSet() const noexcept { return m_slot != nullptr; }
 
 private:
-    // The program's table entry through which the function is called; null when there is none.
-    static void** FindImport(std::string_view name) {
-        BYTE* const base = reinterpret_cast<BYTE*>(::GetModuleHandleW(nullptr));
+    // The module's table entry through which the function is called; null when there is none.
+    static void** FindImport(HMODULE module, std::string_view name) {
+        BYTE* const base = reinterpret_cast<BYTE*>(module);
         const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
         const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
         const DWORD imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;

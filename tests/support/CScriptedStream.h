@@ -55,6 +55,7 @@ public:
     // Stat's size; unsaid, it is the length of the contents.
     void ReportSize(ULONGLONG bytes) { Set(m_reportedSize, bytes); }
     void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
+    void SetName(const std::wstring& name) { Set(m_name, name); }  // for Stat; unsaid, it is "scripted"
     // Seeks to anywhere else but where the stream stands fail, as a live source's do.
     void RefuseSeeksBut(ULONGLONG position) { Set(m_onlySeek, position); }
 
@@ -132,8 +133,8 @@ public:
         stat->type = STGTY_STREAM;
         stat->cbSize.QuadPart = m_reportedSize.value_or(m_contents.size());
         if (!(flag & STATFLAG_NONAME) && !step.nothing) {
-            constexpr wchar_t kName[] = L"scripted";
-            stat->pwcsName = static_cast<wchar_t*>(std::memcpy(::CoTaskMemAlloc(sizeof(kName)), kName, sizeof(kName)));
+            const size_t bytes = (m_name.size() + 1) * sizeof(wchar_t);
+            stat->pwcsName = static_cast<wchar_t*>(std::memcpy(::CoTaskMemAlloc(bytes), m_name.c_str(), bytes));
         }
         return step.result;
     }
@@ -189,6 +190,7 @@ private:
     mutable std::mutex m_mutex;  // guards everything below
     std::condition_variable m_changed;
     std::string m_contents;
+    std::wstring m_name = L"scripted";
     ULONGLONG m_position = 0;
     std::map<std::pair<Kind, int>, Step> m_script;  // by kind and number of the call
     std::array<int, kKinds> m_calls{};

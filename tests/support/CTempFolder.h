@@ -69,3 +69,17 @@ private:
     std::wstring m_path;
     std::vector<std::wstring> m_made;  // files and folders in the order of their making
 };
+
+// The process's current folder, while the object lives.
+class CCurrentFolder final {
+public:
+    explicit CCurrentFolder(const std::wstring& folder) : m_before(std::filesystem::current_path()) {
+        std::filesystem::current_path(folder);
+    }
+    CCurrentFolder(const CCurrentFolder&) = delete;
+    CCurrentFolder& operator=(const CCurrentFolder&) = delete;
+    ~CCurrentFolder() { std::filesystem::current_path(m_before); }
+
+private:
+    const std::filesystem::path m_before;
+};
