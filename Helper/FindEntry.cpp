@@ -62,6 +62,14 @@ HRESULT EntryOfDirectory(ITKDSUriAccessFactory& factory, const std::wstring& pat
     return hr;
 }
 
+// False of a root, and of a file URL that leads to no path (it has a port, say, or only its scheme). The directory of
+// those would be the path "", which is the current folder, and nothing there has their name.
+bool IsInDirectory(const std::wstring& path) {
+    const bool hasDirectory = ::PathFindFileNameW(path.c_str()) != path.c_str();
+    const bool isPlainName = !path.empty() && path.find_first_of(L"\\/:") == path.npos;
+    return !::PathIsRootW(path.c_str()) && (hasDirectory || isPlainName);
+}
+
 HRESULT EntryOfVirtualDirectory(const wchar_t* uri, CDirEntryWrapper** ppObj) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSVirtualDirectoryFactory> factory;
@@ -103,10 +111,8 @@ HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj) {
 
     const auto pUri = CTKFUri::Parse(wszUri);
     TK_CHECK_POINTER(kLog, kFunction, hr, pUri);
-    // A file URL need not lead to a path (it has a port, say, or only its scheme). Taken for the path "", it would open
-    // the current folder, and an entry without a name there.
     const std::wstring& path = pUri->GetFilePath();
-    return path.empty() ? EntryOfVirtualDirectory(wszUri, ppObj) : EntryOfDirectory(*factory.Get(), path, ppObj);
+    return IsInDirectory(path) ? EntryOfDirectory(*factory.Get(), path, ppObj) : EntryOfVirtualDirectory(wszUri, ppObj);
 }
 
 }  // namespace FileAccess

@@ -52,7 +52,7 @@ std::optional<std::vector<BYTE>> DecodeBase64(std::string_view text) {
         }
     }
     const size_t last = digits % kDigitsInGroup;
-    if (last == 1 || (padding > 0 && last + padding != kDigitsInGroup))
+    if (last == 1 || (padding > 0 && (last == 0 || last + padding != kDigitsInGroup)))
         return std::nullopt;
     return bytes;
 }

@@ -26,15 +26,15 @@ constexpr DWORD kTransformed = 203;  // 200 as a proxy has changed it
 
 }  // namespace
 
-CHttpReader::CHttpReader(CHttpUrl url)
-    : m_original(std::move(url)), m_url(m_original), m_recent(kKeptBytes + kBlockBytes) {}
+CHttpReader::CHttpReader(CHttpUrl url, Clock clock)
+    : m_original(std::move(url)), m_url(m_original), m_clock(clock), m_recent(kKeptBytes + kBlockBytes) {}
 
-HRESULT CHttpReader::Open(const wchar_t* url, std::unique_ptr<CHttpReader>& reader) {
+HRESULT CHttpReader::Open(const wchar_t* url, Clock clock, std::unique_ptr<CHttpReader>& reader) {
     reader.reset();
     auto parsed = CHttpUrl::Parse(url);
     if (!parsed)
         return E_INVALIDARG;
-    std::unique_ptr<CHttpReader> made(new CHttpReader(std::move(*parsed)));
+    std::unique_ptr<CHttpReader> made(new CHttpReader(std::move(*parsed), clock));
     const HRESULT hr = made->Open();
     if (FAILED(hr)) {
         HTTP_LOG(kError, L"CHttpReader::Open", L"%s can't be opened: hr=0x%08X", made->Name().c_str(), hr);
@@ -90,12 +90,13 @@ HRESULT CHttpReader::LearnFrom(const HttpAnswer& answer) {
 }
 
 std::unique_ptr<CHttpReader> CHttpReader::Clone() const {
-    std::unique_ptr<CHttpReader> clone(new CHttpReader(m_original));
+    std::unique_ptr<CHttpReader> clone(new CHttpReader(m_original, m_clock));
     clone->m_url = m_url;
     clone->m_version = m_version;
     clone->m_length = m_length;
-    clone->m_ranges = m_ranges;
+    clone->m_ranges = m_ranges.load();
     clone->m_failure = m_failure;
+    clone->m_failedUntil = m_failedUntil;
     clone->m_session = m_session;
     return clone;
 }
@@ -126,7 +127,7 @@ HRESULT CHttpReader::Read(ULONGLONG position, std::span<BYTE> target, ULONG* cou
 // S_OK: the source has come nearer to `position`, which is not kept, or has reached it.  S_FALSE: it ends before.
 HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
     for (;;) {
-        if (FAILED(m_failure))
+        if (m_clock() < m_failedUntil)
             return m_failure;
         if ((m_length && position >= *m_length) || (m_liveEnd && position >= *m_liveEnd))
             return S_FALSE;
@@ -139,6 +140,8 @@ HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
         if (hr == E_PENDING && deadline.IsOver()) {
             HTTP_LOG(kError, L"CHttpReader::Read", L"%s: position %I64u was not reached in time", Name().c_str(),
                      position);
+            if (m_retries > 0)
+                StayFailed(kHttpTimeout);
             return kHttpTimeout;
         }
         if (hr == E_PENDING)
@@ -197,15 +200,20 @@ HRESULT CHttpReader::Check(const HttpAnswer& answer, ULONGLONG from) const noexc
         return kHttpInvalidResponse;
     if (!answer.IsSameVersionAs(m_version))
         return STG_E_REVERTED;
-    // The range of everything may be answered by everything.
-    const bool gaveRangesBefore = m_ranges == Ranges::Yes && from != 0;
     if (IsWhole(answer.status))
-        return gaveRangesBefore || answer.bodyLength != m_length ? STG_E_REVERTED : S_OK;
+        return IsUnchangedWhole(answer, from) ? S_OK : STG_E_REVERTED;
     if (answer.HasInvalidRange())
         return kHttpInvalidResponse;
     const bool goesOn =
         answer.rangeStart == from && answer.rangeEnd <= *m_length && answer.total.value_or(*m_length) == *m_length;
     return goesOn ? S_OK : STG_E_REVERTED;
+}
+
+// Of an answer that doesn't name another version. Where ranges came before, the whole source says that it has changed,
+// unless its tag says that it hasn't: such a server gives ranges no more. The range of everything may be answered so.
+bool CHttpReader::IsUnchangedWhole(const HttpAnswer& answer, ULONGLONG from) const noexcept {
+    const bool hasSameTag = !answer.entityTag.empty() && answer.entityTag == m_version.entityTag;
+    return answer.bodyLength == m_length && (m_ranges != Ranges::Yes || from == 0 || hasSameTag);
 }
 
 void CHttpReader::Begin(const HttpAnswer& answer) noexcept {
@@ -244,8 +252,8 @@ HRESULT CHttpReader::Receive(const CDeadline& deadline) {
     return hr;
 }
 
-// Asks for what a whole block is awaited of. Until there is another answer, the one that is open is not given up: the
-// server may give no second one.
+// Requests the pending block again. Until there is another answer, the one that is open is not given up: the server may
+// give no second one.
 HRESULT CHttpReader::AskOnceMore(const CDeadline& deadline) {
     auto open = std::move(m_request);
     const HRESULT hr = Ask(m_next, deadline);
@@ -292,9 +300,13 @@ HRESULT CHttpReader::PauseBeforeRetry(HRESULT reason, ULONGLONG position, const 
     return S_OK;
 }
 
+void CHttpReader::StayFailed(HRESULT hr) noexcept {
+    m_failure = hr;
+    m_failedUntil = hr == STG_E_REVERTED || !m_length ? kForGood : m_clock() + kFailedMs;
+}
+
 HRESULT CHttpReader::Fail(HRESULT hr, ULONGLONG position) noexcept {
     HTTP_LOG(kError, L"CHttpReader::Read", L"%s: failed at position %I64u, hr=0x%08X", Name().c_str(), position, hr);
-    if (hr == STG_E_REVERTED || !m_length)
-        m_failure = hr;
+    StayFailed(hr);
     return hr;
 }

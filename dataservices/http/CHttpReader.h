@@ -2,8 +2,9 @@
 //
 // One answer stays open. What comes next in it is read from there, and so is what is a short way ahead; what came last
 // is kept and not asked for again; everything else is a new request. An answer that breaks off or stalls is asked for
-// again from the very byte. A source of which another version turns up has failed for good (STG_E_REVERTED): no read
-// mixes two versions.
+// again from the very byte. When asking again hasn't helped, the source stays failed for kFailedMs: reads that need it
+// fail at once, with the same result, and only one that comes after that asks again. A source of which another version
+// turns up has failed for good (STG_E_REVERTED): no read mixes two versions.
 //
 // The source is one of three kinds, as its first answer says:
 //  - with ranges: any position is asked for directly;
@@ -21,22 +22,28 @@
 #include "dataservices/http/CRecentBytes.h"
 #include "dataservices/http/HttpGet.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <span>
 
 class CHttpReader final {
 public:
+    // Tells milliseconds; for how long a source stays failed goes by it.
+    using Clock = ULONGLONG(WINAPI*)();
+
     // Asks for the source and keeps the answer open.
     // E_INVALIDARG: `url` is none that CHttpUrl takes.  0x80190000 | status: the server refused.  kHttpInvalidResponse:
     // its answer contradicts itself.  Otherwise as HttpGet.
-    [[nodiscard]] static HRESULT Open(const wchar_t* url, std::unique_ptr<CHttpReader>& reader);
+    [[nodiscard]] static HRESULT Open(const wchar_t* url, Clock clock, std::unique_ptr<CHttpReader>& reader);
 
     // Another reader of the same version of the same source, which asks for it at its first read. Not of a live source.
     [[nodiscard]] std::unique_ptr<CHttpReader> Clone() const;
 
     // Nothing: the source is live.
     [[nodiscard]] std::optional<ULONGLONG> Length() const noexcept { return m_length; }
+    // True: the length is known, but the server gives no ranges, as far as is known by now.  Threads: any.
+    [[nodiscard]] bool ReadsThrough() const noexcept { return m_length && m_ranges == Ranges::No; }
     // The header "Last-Modified" as it is; empty without one.
     [[nodiscard]] const std::wstring& LastModified() const noexcept { return m_version.lastModified; }
     [[nodiscard]] std::wstring Name() const { return m_original.Printable(); }
@@ -46,19 +53,22 @@ public:
     // Reads from `position` until `target` is full; `*count` has the bytes that are there, also after a failure.
     // S_FALSE: the data ended before.  STG_E_REVERTED: the source changed.  kHttpTimeout: nothing came for kNextByteMs,
     // in spite of all requests, or not enough within kReadMs; what came meanwhile is not lost, the next read goes on.
-    // kHttpConnectionError: broken off, and asking again didn't help. Otherwise what asking again resulted in.
+    // kHttpConnectionError: broken off, and asking again didn't help. Otherwise what asking again resulted in. A source
+    // that stays failed gives what is kept and then the failure.
     [[nodiscard]] HRESULT Read(ULONGLONG position, std::span<BYTE> target, ULONG* count);
 
 private:
     enum class Ranges { No, Untried, Yes };
+    static constexpr ULONGLONG kForGood = ~0ull;
 
-    explicit CHttpReader(CHttpUrl url);
+    CHttpReader(CHttpUrl url, Clock clock);
     [[nodiscard]] HRESULT Open();
     [[nodiscard]] HRESULT LearnFrom(const HttpAnswer& answer);
     [[nodiscard]] HRESULT Fetch(ULONGLONG position, const CDeadline& deadline);
     [[nodiscard]] HRESULT FetchOnce(ULONGLONG position, const CDeadline& deadline);
     [[nodiscard]] HRESULT Ask(ULONGLONG position, const CDeadline& deadline);
     [[nodiscard]] HRESULT Check(const HttpAnswer& answer, ULONGLONG from) const noexcept;
+    [[nodiscard]] bool IsUnchangedWhole(const HttpAnswer& answer, ULONGLONG from) const noexcept;
     void Begin(const HttpAnswer& answer) noexcept;
     [[nodiscard]] HRESULT Receive(const CDeadline& deadline);
     [[nodiscard]] HRESULT AskOnceMore(const CDeadline& deadline);
@@ -66,6 +76,7 @@ private:
     void EndCompleteBody() noexcept;
     void EndLiveSource() noexcept;
     [[nodiscard]] HRESULT PauseBeforeRetry(HRESULT reason, ULONGLONG position, const CDeadline& deadline) noexcept;
+    void StayFailed(HRESULT hr) noexcept;
     [[nodiscard]] HRESULT Fail(HRESULT hr, ULONGLONG position) noexcept;
 
     // The source, as it was when it was opened.
@@ -73,8 +84,10 @@ private:
     CHttpUrl m_url;  // behind all redirects
     HttpAnswer m_version;
     std::optional<ULONGLONG> m_length;
-    Ranges m_ranges = Ranges::No;
-    HRESULT m_failure = S_OK;  // a final one
+    std::atomic<Ranges> m_ranges = Ranges::No;
+    const Clock m_clock;
+    HRESULT m_failure = S_OK;     // the last one
+    ULONGLONG m_failedUntil = 0;  // by the clock; kForGood
 
     // The open answer.
     std::shared_ptr<CHttpSession> m_session;

@@ -2,14 +2,22 @@
 
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
+#include "framework/uri/AsciiText.h"
 
 #include <algorithm>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace {
 
 constexpr int kInThisModule = 0;
+constexpr std::wstring_view kBlanks = L" \t\r";
+
+[[nodiscard]] std::wstring_view Trimmed(std::wstring_view text) noexcept {
+    const size_t first = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(first, std::max(text.find_last_not_of(kBlanks) + 1, first) - first);
+}
 
 }  // namespace
 
@@ -84,29 +92,38 @@ DWORD CHttpRequest::Status() const noexcept {
     return status;
 }
 
-bool CHttpRequest::Query(const wchar_t* name, DWORD index, std::wstring* value) const {
+// Lines, each with its CR LF; empty if there are none to be had.
+std::wstring CHttpRequest::AllHeaders() const {
     const HINTERNET request = m_handles->request.Get();
-    DWORD size = 0, next = index;
-    if (!::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, WINHTTP_NO_OUTPUT_BUFFER, &size, &next) &&
-        ::GetLastError() != ERROR_INSUFFICIENT_BUFFER)
-        return false;
-    value->resize(size / sizeof(wchar_t) + 1);
-    size = static_cast<DWORD>(value->size() * sizeof(wchar_t));
-    next = index;
-    const bool isThere = ::WinHttpQueryHeaders(request, WINHTTP_QUERY_CUSTOM, name, value->data(), &size, &next);
-    value->resize(isThere ? size / sizeof(wchar_t) : 0);
-    return isThere;
+    std::wstring headers;
+    const auto query = [&](wchar_t* buffer, DWORD* size) {
+        return ::WinHttpQueryHeaders(request, WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX, buffer,
+                                     size, WINHTTP_NO_HEADER_INDEX);
+    };
+    DWORD size = 0;
+    query(nullptr, &size);
+    headers.resize(size / sizeof(wchar_t) + 1);
+    size = static_cast<DWORD>(headers.size() * sizeof(wchar_t));
+    headers.resize(query(headers.data(), &size) ? size / sizeof(wchar_t) : 0);
+    return headers;
 }
 
 std::wstring CHttpRequest::Header(const wchar_t* name) const {
-    std::wstring value;
-    return Query(name, 0, &value) ? value : std::wstring();
+    const auto values = Headers(name);
+    return values.empty() ? std::wstring() : values.front();
 }
 
+// Asked for by their number, the library would look for each from the first one on.
 std::vector<std::wstring> CHttpRequest::Headers(const wchar_t* name) const {
     std::vector<std::wstring> values;
-    for (std::wstring value; Query(name, static_cast<DWORD>(values.size()), &value);)
-        values.push_back(value);
+    const std::wstring all = AllHeaders();
+    for (std::wstring_view left = all; !left.empty();) {
+        const std::wstring_view line = left.substr(0, left.find(L'\n'));
+        left.remove_prefix(std::min(line.size() + 1, left.size()));
+        const size_t colon = line.find(L':');
+        if (colon != line.npos && EqualsIgnoringAsciiCase(line.substr(0, colon), name))
+            values.emplace_back(Trimmed(line.substr(colon + 1)));
+    }
     return values;
 }
 

@@ -29,7 +29,7 @@ public:
     [[nodiscard]] DWORD Status() const noexcept;
     // The first header of this name; empty without one.
     [[nodiscard]] std::wstring Header(const wchar_t* name) const;
-    // All of this name, empty ones too.
+    // All of this name, empty ones too. Takes time in proportion to the answer's headers.
     [[nodiscard]] std::vector<std::wstring> Headers(const wchar_t* name) const;
 
     // The next bytes of the body, at most `atMost` and kBlockBytes; they are valid until the next call. A wait that has
@@ -56,7 +56,7 @@ private:
     enum class Step { None, Asking, Reading };
     struct StepToBegin;
 
-    [[nodiscard]] bool Query(const wchar_t* name, DWORD index, std::wstring* value) const;
+    [[nodiscard]] std::wstring AllHeaders() const;
     [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url);
     void Begin(Step step, ULONG bytes) noexcept;
     static void CALLBACK OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept;

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <utility>
 
+#include "TKDataServices.h"
+
 namespace {
 
 constexpr ULONGLONG kUnknownSize = ULONGLONG{1} << 63;
@@ -67,6 +69,7 @@ HRESULT CHttpStream::Stat(STATSTG* stat, DWORD flag) noexcept {
         stat->cbSize.QuadPart = m_reader->Length().value_or(kUnknownSize);
         stat->mtime = FileTimeOf(m_reader->LastModified());
         stat->grfMode = STGM_READ | STGM_SHARE_DENY_NONE;
+        stat->grfStateBits = m_reader->ReadsThrough() ? TKDS_STATE_SEEKS_READ_THROUGH : 0;
         return S_OK;
     });
 }
@@ -86,13 +89,13 @@ HRESULT CHttpStream::Clone(IStream** clone) noexcept {
     });
 }
 
-HRESULT CreateHttpStream(const wchar_t* url, IStream** stream) noexcept {
+HRESULT CreateHttpStream(const wchar_t* url, IStream** stream, CHttpReader::Clock clock) noexcept {
     if (!stream)
         return E_POINTER;
     *stream = nullptr;
     return ComBoundary([&]() -> HRESULT {
         std::unique_ptr<CHttpReader> reader;
-        HRESULT hr = CHttpReader::Open(url, reader);
+        HRESULT hr = CHttpReader::Open(url, clock, reader);
         if (FAILED(hr))
             return hr;
         Microsoft::WRL::ComPtr<CHttpStream> made;

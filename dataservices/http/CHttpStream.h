@@ -28,9 +28,9 @@ public:
     // takes what it reads there, and would give bytes of another position otherwise. 0x80040003: a live source can't be
     // read there, or its end is asked for. Otherwise as SeekTarget.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
-    // Type, mode, the size (2^63 for a live source), the time of the last change if the server told it, and as the name
-    // the URL as CHttpUrl::Printable has it.  STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no
-    // memory for the name.
+    // Type, mode, the size (2^63 for a live source), the time of the last change if the server told it, as the name the
+    // URL as CHttpUrl::Printable has it, and TKDS_STATE_SEEKS_READ_THROUGH as CHttpReader::ReadsThrough is now.
+    // STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory for the name.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     // A stream of the same version of the source, at the same position; the network is asked at its first read.
     // 0x80040003: of a live source there is no other one.
@@ -43,7 +43,8 @@ private:
 };
 
 // Opens an http or https URL (read-only) and hands out a stream at its start. The request is made now. `*stream` is
-// null on failure.
+// null on failure. `clock` is for tests.
 //
 // E_POINTER: `stream` is null.  Otherwise as CHttpReader::Open.
-[[nodiscard]] HRESULT CreateHttpStream(const wchar_t* url, IStream** stream) noexcept;
+[[nodiscard]] HRESULT CreateHttpStream(const wchar_t* url, IStream** stream,
+                                       CHttpReader::Clock clock = &::GetTickCount64) noexcept;

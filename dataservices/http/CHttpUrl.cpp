@@ -59,16 +59,28 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
     return endsInFolder ? path + L'/' : path;
 }
 
-// A header's characters are its bytes.
+// A header's characters are its bytes, as Latin-1 has them or, on some systems, code page 1252.
 [[nodiscard]] std::wstring TextOfHeader(const std::wstring& header) {
+    constexpr UINT kLatin1OfWindows = 1252;
     std::string bytes;
     for (const wchar_t character : header) {
-        if (character > 0xFF)
+        char byte = static_cast<char>(character);
+        BOOL isNone = FALSE;
+        if (character > 0xFF && (::WideCharToMultiByte(kLatin1OfWindows, WC_NO_BEST_FIT_CHARS, &character, 1, &byte, 1,
+                                                       nullptr, &isNone) != 1 ||
+                                 isNone))
             return header;
-        bytes.push_back(static_cast<char>(character));
+        bytes.push_back(byte);
     }
     const std::wstring text = WideOfUtf8(bytes);
     return text.find(L'\uFFFD') == text.npos ? text : header;
+}
+
+// An empty one too.
+[[nodiscard]] bool HasQuery(const CTKFUri& uri) {
+    const std::wstring text = uri.ToString();
+    const size_t end = text.find_first_of(L"?#");
+    return end != text.npos && text[end] == L'?';
 }
 
 [[nodiscard]] bool HasScheme(std::wstring_view location) noexcept {
@@ -91,7 +103,7 @@ std::optional<CHttpUrl> CHttpUrl::Parse(const wchar_t* text) {
     if (url.m_host.empty() || url.m_port == 0)
         return std::nullopt;
     url.m_path = EscapeUri(ResolvedPath(uri->GetPathSegments()).c_str(), true);
-    if (!uri->GetQuery().empty())
+    if (HasQuery(*uri))
         url.m_query = L'?' + EscapeUri(uri->GetQuery().c_str(), true);
     url.m_authorization = BasicAuthorization(uri->GetUserInfo());
     return url;

@@ -34,9 +34,9 @@ public:
     [[nodiscard]] const std::wstring& Authorization() const noexcept { return m_authorization; }
 
     // For logs and people (the filter's have NameForLog, URIs that open again UriOf): without user info, and with
-    // kHiddenQuery for the query, in which services hide their keys.
+    // kHiddenQuery for what is in the query, where services hide their keys.
     [[nodiscard]] std::wstring Printable() const {
-        return Origin() + m_path + std::wstring(m_query.empty() ? L"" : kHiddenQuery);
+        return Origin() + m_path + (m_query.size() > 1 ? std::wstring(kHiddenQuery) : m_query);
     }
     static constexpr std::wstring_view kHiddenQuery = L"?***";
 
@@ -51,6 +51,6 @@ private:
     std::wstring m_host;
     INTERNET_PORT m_port = 0;
     std::wstring m_path;   // from its first '/'
-    std::wstring m_query;  // with its '?', or empty
+    std::wstring m_query;  // with its '?', which may be all of it; or empty
     std::wstring m_authorization;
 };

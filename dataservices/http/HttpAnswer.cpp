@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr ULONGLONG kMaxLength = 0x7FFFFFFFFFFFFFFF;
+constexpr ULONGLONG kMaxNumber = 0x7FFFFFFFFFFFFFFE;
 
 [[nodiscard]] std::wstring_view Trimmed(std::wstring_view text) noexcept {
     while (text.starts_with(L' ') || text.starts_with(L'\t'))
@@ -18,7 +18,7 @@ constexpr ULONGLONG kMaxLength = 0x7FFFFFFFFFFFFFFF;
     return text;
 }
 
-// Nothing: no number, or one beyond 63 bits.
+// Nothing: no number, or 2^63 - 1 or more. The former is what servers give that don't know a length.
 [[nodiscard]] std::optional<ULONGLONG> NumberOf(std::wstring_view text) noexcept {
     text = Trimmed(text);
     if (text.empty())
@@ -28,7 +28,7 @@ constexpr ULONGLONG kMaxLength = 0x7FFFFFFFFFFFFFFF;
         if (digit < L'0' || digit > L'9')
             return std::nullopt;
         const ULONGLONG value = static_cast<ULONGLONG>(digit - L'0');
-        if (number > (kMaxLength - value) / 10)
+        if (number > (kMaxNumber - value) / 10)
             return std::nullopt;
         number = number * 10 + value;
     }
@@ -53,14 +53,14 @@ void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
     const size_t dash = std::min(range.find(L'-'), range.size() - 1);
     const auto first = NumberOf(range.substr(0, dash));
     const auto last = NumberOf(range.substr(dash + 1));
-    if (!first || !last || *first > *last || (total && *last >= *total) || *last == kMaxLength)
+    if (!first || !last || *first > *last || (total && *last >= *total))
         return;
     answer.total = total;
     answer.rangeStart = first;
     answer.rangeEnd = *last + 1;
 }
 
-// The lengths of all headers, which are lists too, are the same one.
+// All Content-Length values, also within one comma list, must agree.
 void ReadContentLength(const std::vector<std::wstring>& headers, HttpAnswer& answer) noexcept {
     for (const std::wstring_view header : headers)
         for (size_t at = 0; at <= header.size(); at = std::min(header.find(L',', at), header.size()) + 1) {
@@ -68,6 +68,11 @@ void ReadContentLength(const std::vector<std::wstring>& headers, HttpAnswer& ans
             answer.hasInvalidLength |= !length || answer.bodyLength.value_or(*length) != *length;
             answer.bodyLength = length;
         }
+}
+
+// Others come and go in encodings that the systems choose, so that the server may not know them again.
+[[nodiscard]] bool IsAscii(wchar_t character) noexcept {
+    return character < 0x80;
 }
 
 [[nodiscard]] bool Differ(const std::wstring& a, const std::wstring& b) noexcept {
@@ -81,7 +86,8 @@ bool HttpAnswer::IsSameVersionAs(const HttpAnswer& other) const noexcept {
 }
 
 const std::wstring& HttpAnswer::StrongValidator() const noexcept {
-    return entityTag.starts_with(L'"') ? entityTag : lastModified;
+    const bool isStrong = entityTag.starts_with(L'"') && std::ranges::all_of(entityTag, IsAscii);
+    return isStrong ? entityTag : lastModified;
 }
 
 bool HttpAnswer::HasInvalidRange() const noexcept {

@@ -26,7 +26,8 @@ struct HttpAnswer {
 
     // False: both answers name a version of the source, and it is not the same one.
     [[nodiscard]] bool IsSameVersionAs(const HttpAnswer& other) const noexcept;
-    // What a request can be bound to this version by; empty if there is nothing that tells all versions apart.
+    // What a request can be bound to this version by; empty if there is nothing that tells all versions apart and can
+    // be sent back as it came.
     [[nodiscard]] const std::wstring& StrongValidator() const noexcept;
     // The 206 is malformed: it has no range that can be understood, or the body is not as long as the range.
     [[nodiscard]] bool HasInvalidRange() const noexcept;

@@ -15,8 +15,11 @@ inline constexpr DWORD kOpenMs = 60'000;
 // test waits a minute for these two.)
 inline constexpr DWORD kReadMs = 60'000;
 
-// Pauses before a request is made again. When they are used up without one more byte, the failure is final.
+// Pauses before a request is made again. When they are used up without one more byte, the read fails.
 inline constexpr DWORD kPausesMs[] = {100, 200, 400, 800, 1600};
+// So long the source then stays failed: reads that need it fail at once. Else a reader that goes on after failures, as
+// parsers do, would spend all the pauses on each of its reads.
+inline constexpr DWORD kFailedMs = 10'000;
 
 inline constexpr int kMaxRedirects = 10;
 

@@ -113,14 +113,15 @@ HRESULT CLocalFileSystemStream::Write(const void* buffer, ULONG cb, ULONG* bytes
 
 HRESULT CLocalFileSystemStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
     static_assert(STREAM_SEEK_SET == FILE_BEGIN && STREAM_SEEK_CUR == FILE_CURRENT && STREAM_SEEK_END == FILE_END);
-    if (newPosition)
-        newPosition->QuadPart = 0;
     LARGE_INTEGER reached{};
-    if (origin > STREAM_SEEK_END || !::SetFilePointerEx(m_file.Get(), move, &reached, origin))
-        return STG_E_INVALIDFUNCTION;
+    HRESULT hr = S_OK;
+    if (origin > STREAM_SEEK_END || !::SetFilePointerEx(m_file.Get(), move, &reached, origin)) {
+        hr = STG_E_INVALIDFUNCTION;
+        ::SetFilePointerEx(m_file.Get(), LARGE_INTEGER{}, &reached, FILE_CURRENT);
+    }
     if (newPosition)
         newPosition->QuadPart = static_cast<ULONGLONG>(reached.QuadPart);
-    return S_OK;
+    return hr;
 }
 
 HRESULT CLocalFileSystemStream::SetSize(ULARGE_INTEGER newSize) noexcept {

@@ -75,6 +75,8 @@ HRESULT CMemoryStream::Write(const void* buffer, ULONG cb, ULONG* bytesWritten) 
 HRESULT CMemoryStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
     const ULONGLONG distance = static_cast<ULONGLONG>(move.QuadPart);
     ULONGLONG target = distance;
+    if (newPosition)
+        newPosition->QuadPart = m_position;
     if (origin == STREAM_SEEK_CUR || origin == STREAM_SEEK_END) {
         const ULONGLONG base = origin == STREAM_SEEK_CUR ? m_position : m_size;
         target = base + distance;  // modulo 2^64: what is checked is on which side of the base it came out

@@ -60,6 +60,22 @@ TEST_F(LoadTest, EveryNameThatWindowsOpensIsOpened) {
     }
 }
 
+TEST_F(LoadTest, ASeekThatFailsSpoilsNoReadAfterIt) {
+    std::string words;  // each is its own position
+    for (unsigned at = 0; at < 300'000; at += 4)
+        words += {char(at), char(at >> 8), char(at >> 16), 0};
+    for (const size_t size : {words.size(), size_t{100}}) {
+        const CTempFile file(words.substr(0, size));
+        ASSERT_EQ(S_OK, host.Load(file.Path(), &kWave));
+        const auto reader = host.Reader();
+        for (const size_t right : {size - 4, size_t{0}, size_t{96}, size_t{0}}) {
+            EXPECT_EQ(S_FALSE, SyncRead(*reader.Get(), -16, 4).first);
+            EXPECT_EQ(S_FALSE, SyncRead(*reader.Get(), static_cast<LONGLONG>(size) - 128 - 300'000, 4).first);
+            EXPECT_EQ(Got(S_OK, words.substr(right, 4)), SyncRead(*reader.Get(), static_cast<LONGLONG>(right), 4));
+        }
+    }
+}
+
 TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
     const CTempFile good("good"), locked("locked");
     const CAutoHandle lock(Open(locked.Path(), GENERIC_READ, 0));

@@ -16,53 +16,26 @@ using Fault = CHttpServer::Fault;
 
 constexpr size_t kPiece = 0x10000;
 
-bool SendAll(SOCKET socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const int sent = ::send(socket, bytes.data(), static_cast<int>(std::min(bytes.size(), kPiece)), 0);
-        if (sent <= 0)
-            return false;
-        bytes.remove_prefix(static_cast<size_t>(sent));
-    }
-    return true;
-}
-
-bool SendBody(SOCKET socket, std::string_view bytes, bool chunked, size_t piece) {
+bool SendBody(CStoppableSocket& socket, std::string_view bytes, bool chunked, size_t piece) {
     for (; !bytes.empty(); bytes.remove_prefix(std::min(piece, bytes.size()))) {
         const std::string_view part = bytes.substr(0, piece);
         char size[20]{};
         std::to_chars(size, size + sizeof size, part.size(), 16);
-        if (!(chunked ? SendAll(socket, std::string(size) + "\r\n" + std::string(part) + "\r\n")
-                      : SendAll(socket, part)))
+        if (!(chunked ? socket.Send(std::string(size) + "\r\n" + std::string(part) + "\r\n") : socket.Send(part)))
             return false;
     }
     return true;
 }
 
-// False: `stop` was set. Looks at both in turn, since shutting a socket down doesn't end every system's wait for data.
-bool WaitForData(SOCKET socket, HANDLE stop) {
-    fd_set readable{};
-    do {
-        if (::WaitForSingleObject(stop, 0) == WAIT_OBJECT_0)
-            return false;
-        FD_ZERO(&readable);
-        FD_SET(socket, &readable);
-        timeval wait{0, 50'000};
-        ::select(0, &readable, nullptr, nullptr, &wait);
-    } while (!FD_ISSET(socket, &readable));
-    return true;
-}
-
 // The next request; what came behind it stays in `pending`. Nothing when the connection ends, or the server.
-std::optional<CHttpServer::Request> Receive(SOCKET socket, std::string& pending, HANDLE stop) {
+std::optional<CHttpServer::Request> Receive(CStoppableSocket& socket, std::string& pending) {
     size_t end = 0;
     while ((end = pending.find("\r\n\r\n")) == pending.npos) {
-        if (!WaitForData(socket, stop))
-            return {};
         char bytes[4096];
-        const int count = ::recv(socket, bytes, sizeof bytes, 0);
-        if (count <= 0)
+        const size_t count = socket.Receive(bytes);
+        if (count == 0)
             return {};
-        pending.append(bytes, static_cast<size_t>(count));
+        pending.append(bytes, count);
         if (pending[0] == 0x16)  // TLS, which is not spoken here
             return {};
     }
@@ -142,7 +115,7 @@ CHttpServer::CHttpServer(bool ipv6) : m_ipv6(ipv6) {
         return;
     WSADATA data{};
     EXPECT_EQ(0, ::WSAStartup(MAKEWORD(2, 2), &data));
-    m_listener = ::socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    const SOCKET listener = ::socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM, IPPROTO_TCP);
     sockaddr_in v4{};
     v4.sin_family = AF_INET;
     v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -151,25 +124,18 @@ CHttpServer::CHttpServer(bool ipv6) : m_ipv6(ipv6) {
     v6.sin6_addr.s6_addr[15] = 1;
     auto* const address = ipv6 ? reinterpret_cast<sockaddr*>(&v6) : reinterpret_cast<sockaddr*>(&v4);
     int size = ipv6 ? sizeof v6 : sizeof v4;
-    EXPECT_TRUE(::bind(m_listener, address, size) == 0 && ::listen(m_listener, SOMAXCONN) == 0 &&
-                ::getsockname(m_listener, address, &size) == 0)
+    EXPECT_TRUE(::bind(listener, address, size) == 0 && ::listen(listener, SOMAXCONN) == 0 &&
+                ::getsockname(listener, address, &size) == 0)
         << ::WSAGetLastError();
     m_port = ntohs(ipv6 ? v6.sin6_port : v4.sin_port);
-    m_acceptor = std::thread([this] { Accept(); });
+    m_acceptor = std::thread([this, listener] { Accept(listener); });
 }
 
 CHttpServer::~CHttpServer() {
     if (!IsSupported())
         return;
     ::SetEvent(m_stop.Get());
-    ::closesocket(m_listener);
     m_acceptor.join();
-    {
-        const std::lock_guard lock(m_lock);
-        for (const Connection& connection : m_connections)
-            if (!connection.done)
-                ::shutdown(connection.socket, SD_BOTH);
-    }
     for (Connection& connection : m_connections)
         connection.thread.join();
     ::WSACleanup();
@@ -196,12 +162,11 @@ std::shared_ptr<const CHttpServer::Resource> CHttpServer::Find(const std::string
     return found == m_resources.end() ? std::make_shared<const Resource>(Resource{.status = 404}) : found->second;
 }
 
-void CHttpServer::Accept() {
-    SOCKET socket;
-    while ((socket = ::accept(m_listener, nullptr, nullptr)) != INVALID_SOCKET) {
+void CHttpServer::Accept(UINT_PTR listener) {
+    CStoppableSocket from(listener, m_stop.Get());
+    while (const auto socket = from.Accept()) {
         const BOOL noDelay = TRUE;
-        ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay), sizeof noDelay);
-        const std::lock_guard lock(m_lock);
+        ::setsockopt(*socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay), sizeof noDelay);
         for (auto old = m_connections.begin(); old != m_connections.end();)
             if (old->done) {
                 old->thread.join();
@@ -209,23 +174,24 @@ void CHttpServer::Accept() {
             } else {
                 ++old;
             }
-        Connection& connection = m_connections.emplace_back(Connection{.socket = socket, .thread = {}});
-        connection.thread = std::thread([this, &connection] { Work(connection); });
+        Connection& connection = m_connections.emplace_back();
+        connection.thread = std::thread([this, &connection, socket = *socket] { Work(connection, socket); });
     }
 }
 
-void CHttpServer::Work(Connection& connection) {
-    std::string pending;
-    while (const auto request = Receive(connection.socket, pending, m_stop.Get()))
-        if (!Answer(connection.socket, *request))
-            break;
-    const std::lock_guard lock(m_lock);
-    ::closesocket(connection.socket);
+void CHttpServer::Work(Connection& connection, UINT_PTR accepted) {
+    {
+        CStoppableSocket socket(accepted, m_stop.Get());
+        std::string pending;
+        while (const auto request = Receive(socket, pending))
+            if (!Answer(socket, *request))
+                break;
+    }
     connection.done = true;
 }
 
 // False: the connection is not to be used again.
-bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
+bool CHttpServer::Answer(CStoppableSocket& socket, const Request& request) {
     const size_t begin = request.target.starts_with("http://") ? request.target.find('/', 7) : 0;  // asked as a proxy
     const std::string path = request.target.substr(begin, request.target.find('?') - begin);
     std::unique_lock scriptLock(m_scriptLock);
@@ -240,7 +206,7 @@ bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
 
     switch (misbehaviour.fault) {
         case Fault::kGarbage:
-            SendAll(socket, "\x01\xFF garbage \r\n\r\n: 200\r\n\r\n");
+            static_cast<void>(socket.Send("\x01\xFF garbage \r\n\r\n: 200\r\n\r\n"));
             return false;
         case Fault::kEndlessHeaders:
             SendHeadersForEver(socket);
@@ -250,13 +216,13 @@ bool CHttpServer::Answer(UINT_PTR socket, const Request& request) {
     }
 }
 
-void CHttpServer::SendHeadersForEver(UINT_PTR socket) const {
-    bool goesOn = SendAll(socket, "HTTP/1.1 200 OK\r\n");
+void CHttpServer::SendHeadersForEver(CStoppableSocket& socket) const {
+    bool goesOn = socket.Send("HTTP/1.1 200 OK\r\n");
     while (goesOn && ::WaitForSingleObject(m_stop.Get(), 10) == WAIT_TIMEOUT)
-        goesOn = SendAll(socket, "X-Another: one\r\n");
+        goesOn = socket.Send("X-Another: one\r\n");
 }
 
-bool CHttpServer::AnswerFrom(UINT_PTR socket, const Request& request, const Resource& resource,
+bool CHttpServer::AnswerFrom(CStoppableSocket& socket, const Request& request, const Resource& resource,
                              const Misbehaviour& misbehaviour) const {
     const auto [head, body] = Prepare(request, resource, misbehaviour);
     const Fault fault = misbehaviour.fault;
@@ -264,43 +230,35 @@ bool CHttpServer::AnswerFrom(UINT_PTR socket, const Request& request, const Reso
     const bool breaks = stalls || fault == Fault::kReset || fault == Fault::kClose;
     const bool breaksEarly = breaks && misbehaviour.after < 0;
     const bool trickles = fault == Fault::kTrickle;
-    if (fault == Fault::kReset) {  // so does closing it then
-        const linger hard{1, 0};
-        ::setsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard), sizeof hard);
-    }
+    if (fault == Fault::kReset)
+        socket.ResetWhenClosed();
 
     const std::string_view before = body.substr(0, breaks || trickles ? BytesOf(misbehaviour) : 0);
     std::string_view rest = body.substr(before.size());
     std::string_view* const drip = fault == Fault::kDrip ? &rest : nullptr;
     if (breaksEarly && !(stalls && Stall(socket, drip)))
         return false;
-    if (!SendAll(socket, head) || !SendBody(socket, before, resource.live, trickles ? 1 : kPiece))
+    if (!socket.Send(head) || !SendBody(socket, before, resource.live, trickles ? 1 : kPiece))
         return false;
     if (breaks && !breaksEarly && !(stalls && Stall(socket, drip)))
         return false;
     if (!SendBody(socket, rest, resource.live, kPiece))
         return false;
     if (fault == Fault::kLongBody) {
-        SendAll(socket, std::string(BytesOf(misbehaviour), '!'));
+        static_cast<void>(socket.Send(std::string(BytesOf(misbehaviour), '!')));
         return false;
     }
-    return !resource.live || SendAll(socket, "0\r\n\r\n");
+    return !resource.live || socket.Send("0\r\n\r\n");
 }
 
 // True: the stall was released. False: the client has gone, or the server goes. Meanwhile bytes drip out of `drip`, if
 // it isn't null.
-bool CHttpServer::Stall(UINT_PTR socket, std::string_view* drip) const {
-    const CAutoHandle gone(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    ::WSAEventSelect(socket, gone.Get(), FD_CLOSE);
+bool CHttpServer::Stall(CStoppableSocket& socket, std::string_view* drip) const {
+    using Wake = CStoppableSocket::Wake;
     ::SetEvent(m_stalled.Get());
-    const HANDLE events[] = {m_release.Get(), m_stop.Get(), gone.Get()};
-    DWORD ended = WAIT_TIMEOUT;
-    while ((ended = ::WaitForMultipleObjects(3, events, FALSE, drip ? 100 : INFINITE)) == WAIT_TIMEOUT &&
-           !drip->empty() && SendAll(socket, drip->substr(0, 1)))
+    Wake wake = Wake::TimeOut;
+    while ((wake = socket.WaitFor(m_release.Get(), drip ? 100 : INFINITE)) == Wake::TimeOut && !drip->empty() &&
+           socket.Send(drip->substr(0, 1)))
         drip->remove_prefix(1);
-    const bool released = ended == WAIT_OBJECT_0;
-    ::WSAEventSelect(socket, nullptr, 0);
-    u_long notBlocking = 0;
-    ::ioctlsocket(socket, static_cast<long>(FIONBIO), &notBlocking);
-    return released;
+    return wake == Wake::Event;
 }

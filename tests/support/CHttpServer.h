@@ -5,13 +5,16 @@
 //   CreateHttpStream(server.Url(L"/a").c_str(), &stream);
 //
 // Threads: any, several at once. Each connection has a thread of its own, on which scripts run, one at a time.
-// Lifetime: the destructor breaks all connections off, stalled ones too, and waits for their threads.
+// Lifetime: the destructor breaks all connections off, stalled ones too, and waits for their threads: no call of theirs
+// outlives it (CStoppableSocket).
 #pragma once
 
 #include <windows.h>
 
 #include "diagnostics/CAutoDestructor.h"
+#include "tests/support/CStoppableSocket.h"
 
+#include <atomic>
 #include <functional>
 #include <list>
 #include <map>
@@ -95,32 +98,30 @@ public:
 
 private:
     struct Connection {
-        UINT_PTR socket;
-        bool done = false;
-        std::thread thread;
+        std::atomic<bool> done = false;
+        std::thread thread{};
     };
 
-    void Accept();
-    void Work(Connection& connection);
-    [[nodiscard]] bool Answer(UINT_PTR socket, const Request& request);
-    [[nodiscard]] bool AnswerFrom(UINT_PTR socket, const Request& request, const Resource& resource,
+    void Accept(UINT_PTR listener);
+    void Work(Connection& connection, UINT_PTR accepted);
+    [[nodiscard]] bool Answer(CStoppableSocket& socket, const Request& request);
+    [[nodiscard]] bool AnswerFrom(CStoppableSocket& socket, const Request& request, const Resource& resource,
                                   const Misbehaviour& misbehaviour) const;
-    void SendHeadersForEver(UINT_PTR socket) const;
-    [[nodiscard]] bool Stall(UINT_PTR socket, std::string_view* drip) const;
+    void SendHeadersForEver(CStoppableSocket& socket) const;
+    [[nodiscard]] bool Stall(CStoppableSocket& socket, std::string_view* drip) const;
     [[nodiscard]] std::shared_ptr<const Resource> Find(const std::string& path) const;
 
     const bool m_ipv6;
     const CAutoHandle m_stalled{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     const CAutoHandle m_release{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     const CAutoHandle m_stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    UINT_PTR m_listener = 0;
     unsigned m_port = 0;
 
     std::mutex m_scriptLock;    // held while a script runs; taken before m_lock
-    mutable std::mutex m_lock;  // guards what follows, and the members of the connections
+    mutable std::mutex m_lock;  // guards the next two
     std::map<std::string, std::shared_ptr<const Resource>> m_resources;
     std::vector<Request> m_requests;
-    std::list<Connection> m_connections;
 
+    std::list<Connection> m_connections;  // the acceptor's own while that runs
     std::thread m_acceptor;
 };

@@ -1,0 +1,350 @@
+// What is asked of web servers, and what is made of their answers.
+#include "dataservices/StreamUri.h"
+#include "dataservices/http/HttpResults.h"
+#include "framework/com/CTaskMem.h"
+#include "tests/dataservices/HttpTest.h"
+
+#include <atomic>
+#include <tuple>
+
+// The program's way to the function.
+extern "C" decltype(&::WinHttpQueryHeaders) __imp_WinHttpQueryHeaders;
+
+namespace {
+
+using HttpAnswerTest = HttpStreamTest;
+
+TEST_F(HttpAnswerTest, AnAnswerThatIsNoSourceHasACodeOfItsOwn) {
+    for (const int status : {400, 401, 403, 404, 407, 410, 429, 500, 503})
+        EXPECT_EQ(ResultOfHttpStatus(static_cast<DWORD>(status)), OpenServed({.status = status})) << status;
+    EXPECT_EQ(kHttpInvalidResponse, OpenServed({.script = InTurn(Faults(9, {Fault::kGarbage, 0}))}));
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED), Open(L"http://nowhere.invalid/"));
+    const std::wstring gone = std::make_unique<CHttpServer>()->Url(L"/");
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_CANNOT_CONNECT), Open(gone));
+    EXPECT_EQ(nullptr, stream.Get());
+}
+
+TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
+    server.Serve("/d/end", {.bytes = bytes});
+    const auto redirect = [&](const char* path, int status, const std::string& to) {
+        server.Serve(path, {.status = status, .headers = to.empty() ? "" : "Location: " + to + "\r\n"});
+    };
+    redirect("/1", 301, "/2");
+    redirect("/2", 302, "d/3#part");
+    redirect("/d/3", 303, "//127.0.0.1:" + std::to_string(server.Port()) + "/d/4?q");
+    redirect("/d/4", 307, "./5");
+    redirect("/d/5", 308, "../d/end");
+    EXPECT_EQ(6u, RequestsOf([&] { ASSERT_EQ(S_OK, Open(server.Url(L"/1"))); }));
+    EXPECT_TRUE(IsRightAt(0));
+    for (const char* const to : {"/circle", "ftp://127.0.0.1/", "file:///c:/", ""}) {
+        redirect("/circle", 302, to);
+        EXPECT_EQ(*to == '/' ? 11u : 1u,
+                  RequestsOf([&] { EXPECT_EQ(kHttpRedirectFailed, Open(server.Url(L"/circle"))) << to; }));
+    }
+    for (int left = 1; left <= 11; ++left)  // ten are followed
+        redirect(("/left" + std::to_string(left)).c_str(), 302,
+                 left == 1 ? "/d/end" : "left" + std::to_string(left - 1));
+    EXPECT_EQ(11u, RequestsOf([&] { EXPECT_EQ(S_OK, Open(server.Url(L"/left10"))); }));
+    EXPECT_EQ(11u, RequestsOf([&] { EXPECT_EQ(kHttpRedirectFailed, Open(server.Url(L"/left11"))); }));
+    // The bytes of this name are no characters of Latin-1 in some systems' eyes.
+    server.Serve("/%E6%97%A5%E6%9C%AC.avi", {.bytes = bytes});
+    redirect("/1", 302, "/\xE6\x97\xA5\xE6\x9C\xAC.avi");
+    EXPECT_EQ(S_OK, Open(server.Url(L"/1")));
+}
+
+TEST_F(HttpAnswerTest, WhereARedirectLedToIsAskedFirstAndTheUrlItselfWhenThatIsNoMore) {
+    const std::vector<Faults> broken{{}, {{Fault::kReset, -1}}};  // refused, or not reached
+    for (const Faults& faults : broken) {
+        const size_t first = server.Requests().size();
+        auto target = [&, faults, requests = 0](const Request&) mutable {
+            if (++requests == 3) {
+                server.Serve("/a", {.status = 302, .headers = "Location: /new\r\n"});
+                if (faults.empty())
+                    server.Serve("/old", {.status = 403});
+            }
+            return requests < 3 ? CHttpServer::Misbehaviour{Fault::kClose, 300'000} : InTurn(faults)({});
+        };
+        server.Serve("/old", {.bytes = bytes, .script = target});
+        server.Serve("/new", {.bytes = bytes});
+        ASSERT_EQ(S_OK, OpenServed({.status = 302, .headers = "Location: /old\r\n"}));
+        EXPECT_TRUE(IsRightAt(0));
+        std::string asked;
+        const auto requests = server.Requests();
+        for (size_t i = first; i < requests.size(); ++i)
+            asked += requests[i].target + " ";
+        EXPECT_EQ("/a /old /old /old /a /new ", asked);
+    }
+}
+
+// What is sent, and what an answer is bound to: only a tag or a time that names one version alone, and that every
+// system sends back as it came.
+TEST_F(HttpAnswerTest, ARequestAsksForPlainBytesOfTheSameVersion) {
+    const std::string date = "Mon, 01 Jan 2024 00:00:00 GMT", strange = "\"\xC3\xA9\"";
+    const struct {
+        std::string tag, time, validator;
+    } rows[] = {{"\"a\"", "", "\"a\""},  {"\"a\"", date, "\"a\""}, {"W/\"a\"", "", ""},
+                {"W/\"a\"", date, date}, {"", date, date},         {"", "", ""},
+                {strange, "", ""},       {strange, date, date}};
+    for (const auto& [tag, time, validator] : rows) {
+        const size_t first = server.Requests().size();
+        CHttpServer::Resource resource{.bytes = bytes, .etag = tag, .script = InTurn({{Fault::kClose, 400'000}})};
+        resource.headers = time.empty() ? "" : "Last-Modified: " + time + "\r\n";
+        ASSERT_EQ(S_OK, OpenServed(resource));
+        EXPECT_TRUE(IsRightAt(0)) << tag << time;
+        const auto requests = server.Requests();
+        ASSERT_EQ(first + 2, requests.size());
+        for (size_t i = first; i < requests.size(); ++i) {
+            EXPECT_EQ(i == first ? "bytes=0-" : "bytes=400000-", requests[i].Header("range"));
+            EXPECT_EQ(i == first ? "" : validator, requests[i].Header("if-range")) << tag << time;
+            EXPECT_EQ("identity", requests[i].Header("accept-encoding"));
+            EXPECT_EQ("*/*", requests[i].Header("accept"));
+            EXPECT_EQ("", requests[i].Header("authorization"));
+        }
+    }
+}
+
+TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
+    const struct {
+        const char* range;  // of a body of ten bytes
+        HRESULT result;
+    } rows[] = {{"bytes 0-9/10", S_OK},
+                {" BYTES  0 - 9 / 10 ", S_OK},
+                {"bytes 0-9/*", E_PENDING},
+                {"bytes 0-9/9223372036854775807", kHttpInvalidResponse},
+                {"", kHttpInvalidResponse},
+                {"bytes 0-9/9", kHttpInvalidResponse},
+                {"0-9/10", kHttpInvalidResponse},
+                {"bytes 0-9/x", kHttpInvalidResponse},
+                {"bytes 0-9", kHttpInvalidResponse},
+                {"octet 0-9/10", kHttpInvalidResponse},
+                {"bytes 0-8/10", kHttpInvalidResponse},
+                {"bytes 0-10/11", kHttpInvalidResponse},
+                {"bytes 1-10/11", kHttpInvalidResponse},
+                {"bytes 9-0/10", kHttpInvalidResponse},
+                {"bytes 0-/10", kHttpInvalidResponse},
+                {"bytes -9/10", kHttpInvalidResponse},
+                {"bytes 9/10", kHttpInvalidResponse},
+                {"bytes */10", kHttpInvalidResponse},
+                {"bytes 0-9/", kHttpInvalidResponse},
+                {"bytes 0-9/-10", kHttpInvalidResponse}};
+    for (const auto& [range, result] : rows) {
+        CHttpServer::Resource resource{.bytes = "0123456789", .status = 206};
+        resource.headers = std::string("Content-Range: ") + range + "\r\n";
+        // Without a total it is asked for once more, plainly.
+        EXPECT_EQ(result == E_PENDING ? 2u : 1u, RequestsOf([&] {
+                      EXPECT_EQ(result == E_PENDING ? kHttpInvalidResponse : result, OpenServed(resource)) << range;
+                  }))
+            << range;
+        EXPECT_EQ(result == E_PENDING ? "" : "bytes=0-", server.Requests().back().Header("range"));
+    }
+    // The end of a range at the very end of the source is no proof of more.
+    EXPECT_EQ(kHttpInvalidResponse,
+              OpenServed({.bytes = "01234", .status = 206, .headers = "Content-Range: bytes 0-4/4\r\n"}));
+    EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416}));
+    EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416, .headers = "Content-Range: bytes */5\r\n"}));
+}
+
+TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) {
+    const struct {
+        const char* promise;
+        bool ranges, asksRange, readsThrough;
+    } rows[] = {{"bytes", true, true, false},
+                {" Bytes ", true, true, false},
+                {"bytes", false, true, true},
+                {"none", true, false, true},
+                {"", true, false, true}};
+    for (const auto& [promise, ranges, asksRange, readsThrough] : rows) {
+        SCOPED_TRACE(std::string(promise) + (ranges ? " kept" : " broken"));
+        CHttpServer::Resource resource{.bytes = bytes, .ranges = ranges, .script = InTurn({{Fault::kIgnoredRange}})};
+        resource.headers = *promise ? std::string("Accept-Ranges: ") + promise + "\r\n" : "";
+        ASSERT_EQ(S_OK, OpenServed(resource));
+        EXPECT_EQ(asksRange ? 0 : TKDS_STATE_SEEKS_READ_THROUGH, StateBits());
+        EXPECT_EQ(asksRange, RequestsOf([&] { EXPECT_TRUE(IsRightAt(700'000, 10)); }) == 1);
+        EXPECT_EQ(asksRange ? "bytes=700000-" : "bytes=0-", server.Requests().back().Header("range"));
+        EXPECT_EQ(readsThrough ? TKDS_STATE_SEEKS_READ_THROUGH : 0, StateBits());
+        EXPECT_EQ(1u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(10, 10)); }));
+        EXPECT_EQ(readsThrough ? "" : "bytes=10-", server.Requests().back().Header("range"));
+    }
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
+    EXPECT_EQ(0u, StateBits());
+    ComPtr<IStream> buffered;
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false}));
+    ASSERT_EQ(S_OK, TKFCreateBufferedStream(stream.Get(), &buffered));
+    stream = buffered;
+    EXPECT_EQ(TKDS_STATE_SEEKS_READ_THROUGH, StateBits()) << "a buffer passes it on";
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true}));
+    EXPECT_EQ(0u, StateBits()) << "its size says more";
+}
+
+TEST_F(HttpAnswerTest, TheWholeSourceInPlaceOfARangeIsNoChangeIfItsTagSaysSo) {
+    for (const bool tagged : {true, false}) {
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes,
+                                    .etag = tagged ? "\"first\"" : "",
+                                    .script = InTurn({{Fault::kClose, 300'000}, {Fault::kIgnoredRange}})}));
+        EXPECT_EQ(0u, StateBits());
+        EXPECT_EQ(tagged ? S_OK : STG_E_REVERTED, Read(bytes.size()).first);
+        if (tagged) {
+            EXPECT_EQ(TKDS_STATE_SEEKS_READ_THROUGH, StateBits());
+            EXPECT_TRUE(IsRightAt(0));
+            EXPECT_EQ("", server.Requests().back().Header("range"));
+        }
+    }
+}
+
+TEST_F(HttpAnswerTest, OnlyAnAnswerThatMayChangeIsAskedForAgain) {
+    for (const auto& [status, again] : std::initializer_list<std::pair<int, bool>>{{204, false},
+                                                                                   {304, false},
+                                                                                   {305, false},
+                                                                                   {400, false},
+                                                                                   {401, false},
+                                                                                   {403, false},
+                                                                                   {404, false},
+                                                                                   {407, false},
+                                                                                   {408, true},
+                                                                                   {410, false},
+                                                                                   {429, true},
+                                                                                   {499, false},
+                                                                                   {500, true},
+                                                                                   {599, true}}) {
+        const auto script = [this, status, requests = 0](const Request&) mutable {
+            if (++requests == 1)
+                return CHttpServer::Misbehaviour{Fault::kClose, 300'000};
+            server.Serve("/a", {.status = status, .script = [this](const Request&) {
+                                    server.Serve("/a", {.bytes = bytes});
+                                    return CHttpServer::Misbehaviour{};
+                                }});
+            return CHttpServer::Misbehaviour{};
+        };
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = script}));
+        EXPECT_EQ(again ? 2u : 1u, RequestsOf([&, status = status, again = again] {
+                      EXPECT_EQ(again ? S_OK : ResultOfHttpStatus(static_cast<DWORD>(status)),
+                                Read(bytes.size()).first);
+                  }))
+            << status;
+    }
+}
+
+TEST_F(HttpAnswerTest, StatTellsTheTimeOfTheLastChangeIfThatIsOne) {
+    for (const auto& [header, low, high] : std::initializer_list<std::tuple<const char*, DWORD, DWORD>>{
+             {"Mon, 01 Jan 2024 00:00:00 GMT", 0x7689C000, 0x01DA3C45}, {"", 0, 0}}) {
+        CHttpServer::Resource resource{.bytes = bytes};
+        resource.headers = *header ? std::string("Last-Modified: ") + header + "\r\n" : "";
+        ASSERT_EQ(S_OK, OpenServed(resource));
+        STATSTG stat{};
+        EXPECT_EQ(S_OK, stream->Stat(&stat, STATFLAG_NONAME));
+        EXPECT_EQ(std::pair(low, high), std::pair(stat.mtime.dwLowDateTime, stat.mtime.dwHighDateTime)) << header;
+        EXPECT_EQ(static_cast<DWORD>(STGM_READ | STGM_SHARE_DENY_NONE), stat.grfMode);
+    }
+}
+
+decltype(&::WinHttpQueryHeaders) queryHeaders = nullptr;
+std::atomic<int> queries = 0;
+BOOL WINAPI CountedQuery(HINTERNET request, DWORD what, const wchar_t* name, void* buffer, DWORD* size, DWORD* index) {
+    ++queries;
+    return queryHeaders(request, what, name, buffer, size, index);
+}
+
+TEST_F(HttpAnswerTest, TheHeadersOfAnAnswerAreAskedForInOneGoHoweverMany) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));  // the function is known from now on
+    CHttpServer::Resource resource{.bytes = bytes, .ranges = false};
+    for (int i = 0; i < 4'000; ++i)
+        resource.headers += "Content-Length: 1000000\r\n";
+    queries = 0;
+    queryHeaders = std::exchange(__imp_WinHttpQueryHeaders, &CountedQuery);
+    EXPECT_EQ(S_OK, OpenServed(resource));
+    __imp_WinHttpQueryHeaders = queryHeaders;
+    EXPECT_LT(0, queries);
+    EXPECT_GT(40, queries);
+    EXPECT_TRUE(IsRightAt(0));
+}
+
+TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAloneAndIntoNoRecordAndNoName) {
+    const CPublishedLogger logger;
+    CHttpServer other;
+    other.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::kReset, 100}})});
+    server.Serve("/a", {.status = 302, .headers = "Location: /b\r\n"});
+    CHttpServer::Resource away{.status = 302};
+    away.headers = "Location: http://127.0.0.1:" + std::to_string(other.Port()) + "/a\r\n";
+    server.Serve("/b", away);
+    std::wstring told;
+    OnNewThread([&] {
+        ASSERT_EQ(S_OK, Open(server.Url(L"/a?key=Sesame", L"us%65r:p%40ss@")));
+        EXPECT_TRUE(IsRightAt(0));
+        STATSTG stat{};
+        EXPECT_EQ(S_OK, stream->Stat(&stat, STATFLAG_DEFAULT));
+        told = CTaskMem<wchar_t>(stat.pwcsName).Get();
+        stream.Reset();
+        EXPECT_EQ(ResultOfHttpStatus(404), Open(server.Url(L"/none", L"us%65r:p%40ss@")));
+    });
+    for (const Request& request : server.Requests())
+        EXPECT_EQ("Basic dXNlcjpwQHNz", request.Header("authorization")) << request.target;
+    for (const Request& request : other.Requests())
+        EXPECT_EQ("", request.Header("authorization"));
+    EXPECT_LT(3u, logger->Messages().size());
+    for (const std::wstring& message : logger->Messages())
+        told += L"\n" + message;
+    for (const wchar_t* const secret : {L"p@ss", L"p%40ss", L"dXNl", L"us%65r", L"Sesame"})
+        EXPECT_EQ(told.npos, told.find(secret)) << secret << told;
+}
+
+TEST_F(HttpAnswerTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatContradictsItselfIsNone) {
+    EXPECT_EQ(2u, RequestsOf([&] {
+                  ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::kNoTotal}})}));
+                  EXPECT_TRUE(IsRightAt(0));
+                  EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(1));
+              }));
+    for (const char* const length :
+         {"5", "ten", "-5", "9223372036854775807", "9223372036854775808", "", "1000000,5", "5,1000000", "1000000,"})
+        for (const bool ranges : {true, false}) {
+            CHttpServer::Resource resource{.bytes = bytes, .ranges = ranges};
+            resource.headers = std::string("Content-Length: ") + length + "\r\n";
+            EXPECT_EQ(kHttpInvalidResponse, OpenServed(resource)) << length;
+        }
+    // A length that no server here has, but that one may have.
+    CHttpServer::Resource vast{.status = 206, .etag = ""};
+    vast.headers = "Content-Range: bytes 0-0/9223372036854775806\r\n";
+    vast.bytes = "0";
+    EXPECT_EQ(S_OK, OpenServed(vast));
+    EXPECT_EQ(S_OK, Seek(-1, STREAM_SEEK_END));
+    CHttpServer::Resource twice{.bytes = bytes, .ranges = false, .headers = "Content-Length: 1000000 , 1000000\r\n"};
+    EXPECT_EQ(S_OK, OpenServed(twice));
+    EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .status = 203})) << "200 as a proxy has changed it";
+    EXPECT_TRUE(IsRightAt(0));
+}
+
+TEST_F(HttpAnswerTest, AServerThatDoesNotSpeakTlsIsAskedNothingByASecureUrl) {
+    std::wstring url = server.Url(L"/a", L"me:secret@");
+    url.insert(4, L"s");
+    EXPECT_TRUE(FAILED(Open(url)));
+    EXPECT_TRUE(server.Requests().empty());
+}
+
+TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
+    std::wstring proxy = L"127.0.0.1:" + std::to_wstring(server.Port());
+    WINHTTP_PROXY_INFO before{}, named{WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.data(), nullptr};
+    ::WinHttpGetDefaultProxyConfiguration(&before);
+    ASSERT_TRUE(::WinHttpSetDefaultProxyConfiguration(&named)) << ::GetLastError();
+    server.Serve("/a", {.bytes = bytes});
+    EXPECT_EQ(S_OK, Open(L"http://nowhere.invalid/a"));
+    EXPECT_TRUE(stream && IsRightAt(0));
+    EXPECT_TRUE(server.Requests().back().target.starts_with("http://nowhere.invalid"));
+    stream.Reset();  // the session goes with the last one
+    EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
+    EXPECT_EQ("/a", server.Requests().back().target) << "this machine is asked directly";
+    EXPECT_TRUE(::WinHttpSetDefaultProxyConfiguration(&before));
+}
+
+TEST_F(HttpAnswerTest, AnyHostAndAnyPathIsAskedForAsItIsWritten) {
+    CHttpServer v6(true);
+    for (CHttpServer* const at : {&server, &v6}) {
+        at->Serve("/T%C3%B6ne%20%E9%9F%B3%2f", {.bytes = bytes});
+        ASSERT_EQ(S_OK, Open(at->Url(L"/T\u00F6ne \u97F3%2f?q=\u00E9 x%20#part")));
+        EXPECT_TRUE(IsRightAt(0));
+        EXPECT_EQ("/T%C3%B6ne%20%E9%9F%B3%2f?q=%C3%A9%20x%20", at->Requests()[0].target);
+        EXPECT_EQ(L"", UriOfStream(*stream.Get())) << "without its query it would be that of another source";
+        ASSERT_EQ(S_OK, Open(at->Url(L"/T%C3%B6ne%20%E9%9F%B3%2f", L"me:secret@")));
+        EXPECT_EQ(at->Url(L"/T%C3%B6ne%20%E9%9F%B3%2f"), UriOfStream(*stream.Get()));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,75 @@
+// What the tests of http sources share: a server, a stream of it, and scripts of what goes wrong.
+#pragma once
+
+#include "dataservices/http/CHttpStream.h"
+#include "framework/streams/TKFStreams.h"
+#include "tests/support/CHttpServer.h"
+#include "tests/support/CRecordingLogger.h"
+#include "tests/support/CTestApartment.h"
+#include "tests/support/RandomBytes.h"
+
+#include <objidl.h>
+#include <wrl/client.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TKDataServices.h"
+
+using Microsoft::WRL::ComPtr;
+using Fault = CHttpServer::Fault;
+using Faults = std::vector<CHttpServer::Misbehaviour>;
+using Request = CHttpServer::Request;
+
+// The answers go wrong in these ways, one after the other; those after them are right.
+inline std::function<CHttpServer::Misbehaviour(const Request&)> InTurn(Faults faults) {
+    return [faults, next = size_t{0}](const Request&) mutable {
+        return next < faults.size() ? faults[next++] : CHttpServer::Misbehaviour{};
+    };
+}
+
+struct HttpStreamTest : ::testing::Test {
+    const CTestApartment apartment{COINIT_MULTITHREADED};
+    const std::string bytes = RandomBytes(815, 1'000'000);
+    CHttpServer server;
+    ComPtr<IStream> stream;
+
+    void SetUp() override {
+        if (!CHttpServer::IsSupported())
+            GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
+    }
+    HRESULT Open(const std::wstring& url) { return CreateHttpStream(url.c_str(), stream.ReleaseAndGetAddressOf()); }
+    HRESULT OpenServed(CHttpServer::Resource resource) {
+        server.Serve("/a", std::move(resource));
+        return Open(server.Url(L"/a"));
+    }
+    std::pair<HRESULT, std::string> Read(size_t cb) const {
+        std::string got(cb, '?');
+        ULONG count = 0xDEAD;
+        const HRESULT hr = stream->Read(got.data(), static_cast<ULONG>(cb), &count);
+        return {hr, got.substr(0, count)};
+    }
+    HRESULT Seek(LONGLONG position, DWORD origin = STREAM_SEEK_SET) const {
+        return stream->Seek({.QuadPart = position}, origin, nullptr);
+    }
+    // Whether the bytes from `position` on, to the end or `cb` of them, are what the stream gives there.
+    [[nodiscard]] bool IsRightAt(size_t position, size_t cb = std::string::npos) const {
+        const std::string right = bytes.substr(position, cb);
+        return Seek(static_cast<LONGLONG>(position)) == S_OK && Read(right.size()) == std::pair{S_OK, right};
+    }
+    [[nodiscard]] DWORD StateBits() const {
+        STATSTG stat{};
+        EXPECT_EQ(S_OK, stream->Stat(&stat, STATFLAG_NONAME));
+        return stat.grfStateBits;
+    }
+    size_t RequestsOf(const std::function<void()>& what) const {
+        const size_t before = server.Requests().size();
+        what();
+        return server.Requests().size() - before;
+    }
+};
