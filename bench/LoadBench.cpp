@@ -2,16 +2,24 @@
 #include "bench/Benches.h"
 #include "bench/CFilterSource.h"
 #include "bench/Timing.h"
+#include "diagnostics/ModuleFolder.h"
+#include "framework/com/CMimeLibrary.h"
+#include "framework/streams/TKFStreams.h"
 
 #include <uuids.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 using Microsoft::WRL::ComPtr;
 
 namespace {
+
+constexpr int kInThisProgram = 0;
 
 // Memory that is this process's own and has been committed. The address space is asked rather than the process's memory
 // counters, which Wine leaves at zero.
@@ -100,10 +108,36 @@ void MeasureMemoryOfReads(CReport& report, IClassFactory& factory, const CBenchF
                    "KiB");
 }
 
+// The worst of some contents of 64 KiB: each rule is asked to its end; each byte may begin a frame, a packet or a start
+// code.
+void MeasureDetection(CReport& report) {
+    constexpr size_t kBytes = 64 * 1024;
+    const CMimeLibrary library(ModuleFolder(&kInThisProgram));
+    IMimeTypeDictionary* const dictionary = library.Dictionary();
+    if (!dictionary)
+        throw std::runtime_error("no MIME dictionary");
+    std::string noise(kBytes, '\0');
+    std::generate(noise.begin(), noise.end(), [random = 1U]() mutable {
+        return static_cast<char>((random = random * 1'103'515'245 + 12'345) >> 24);
+    });
+    std::string codes;
+    while (codes.size() < kBytes)
+        codes += std::string("\0\0\1\xBA", 4);
+    double worst = 0;
+    for (const std::string& content : {noise, codes, std::string(kBytes, '\xFF'), std::string(kBytes, 'G')}) {
+        ComPtr<IStream> stream;
+        Check(::TKFCreateMemoryStream(content.data(), static_cast<LONGLONG>(content.size()), &stream),
+              "TKFCreateMemoryStream");
+        worst = std::max(worst, BestTime([&] { TakeTexts(dictionary->Detect(stream.Get())); }));
+    }
+    report.AddGoal("detection in 64 KiB of the worst content", worst, CReport::Goal::AtMost, 1000, "us");
+}
+
 }  // namespace
 
 void BenchLoads(CReport& report, const CFilterLibrary& library, const CBenchFile& file) {
     BenchLifeTimes(report, library.Factory(), file);
+    MeasureDetection(report);
     MeasureMemoryOfLoads(report, library.Factory(), file);
     MeasureMemoryOfReads(report, library.Factory(), file);
 }

@@ -42,6 +42,25 @@ std::wstring DescriptionOf(HRESULT hr) {
     return TKRuntimeLogger::HresultDescriptions().Describe(hr);
 }
 
+// As it says itself. Others may be live.
+bool KnowsSize(IStream* stream) noexcept {
+    constexpr ULONGLONG kUnknownSizeBit = ULONGLONG{1} << 63;
+    STATSTG stat{};
+    const HRESULT hr = ComBoundary([&] { return stream->Stat(&stat, STATFLAG_NONAME); });
+    const CTaskMem<wchar_t> name(SUCCEEDED(hr) ? stat.pwcsName : nullptr);  // some give it all the same
+    return SUCCEEDED(hr) && !(stat.cbSize.QuadPart & kUnknownSizeBit);
+}
+
+// Makes a read buffer over `stream` by way of a stream that keeps what is read: a live source may give less in one
+// piece than telling its type takes, and then the read buffer has no longer got the first piece.
+HRESULT BufferWithReplay(IStream* stream, ComPtr<CReplayStream>& replay, ComPtr<IStream>& buffered) noexcept {
+    if (const HRESULT hr = MakeComObject<CReplayStream>(&replay); FAILED(hr))
+        return hr;
+    if (const HRESULT hr = replay->Initialize(stream); FAILED(hr))
+        return hr;
+    return ::TKFCreateBufferedStream(replay.Get(), buffered.ReleaseAndGetAddressOf(), kReadBufferBytes);
+}
+
 class CSetEventAtExit final {
 public:
     explicit CSetEventAtExit(HANDLE event) noexcept : m_event(event) {}
@@ -292,10 +311,17 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
         return hr;
     }
     (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
+    ComPtr<CReplayStream> replay;
+    if (!pmt && !KnowsSize(buffered.Get())) {
+        if (const HRESULT hr = BufferWithReplay(stream, replay, buffered); FAILED(hr))
+            return hr;
+    }
     // Whoever enumerates types is told of each change: detection may take seconds in between.
     const COfferedTypes::List former = m_pPin->OfferedTypes().Clear();
     m_pPin->IncrementTypeVersion();
     const HRESULT offered = ComBoundary([&] { return pmt ? OfferType(*pmt) : OfferTypesOfContent(buffered.Get()); });
+    if (replay)
+        replay->EndKeeping();
     if (FAILED(offered))
         m_pPin->OfferedTypes().TakeBack(former);
     m_pPin->IncrementTypeVersion();

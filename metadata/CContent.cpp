@@ -1,10 +1,13 @@
 #include "metadata/CContent.h"
 
+#include "TKDataServices.h"
+
 #include <utility>
 
 namespace {
 
 constexpr std::uint64_t kUnknownSizeBit = std::uint64_t{1} << 63;
+constexpr std::uint64_t kDearestStart = 1024 * 1024;  // behind tags, where all before it has to be read
 
 // What a stranger's stream throws is a failure of its.
 template <class Call>
@@ -16,25 +19,15 @@ HRESULT ResultOf(Call&& call) noexcept {
     }
 }
 
-// The source's size; nothing where it doesn't know.
-std::optional<std::uint64_t> SizeOf(IStream* source) noexcept {
-    STATSTG stat{};
-    if (FAILED(ResultOf([&] { return source->Stat(&stat, STATFLAG_NONAME); })))
-        return std::nullopt;
-    ::CoTaskMemFree(stat.pwcsName);  // some give a name all the same
-    if (stat.cbSize.QuadPart & kUnknownSizeBit)
-        return std::nullopt;
-    return stat.cbSize.QuadPart;
-}
-
 }  // namespace
 
-CContent::CContent(IStream* source) : m_source(source), m_head(kHeadBytes) {
+CContent::CContent(IStream* source, Clock clock)
+    : m_source(source), m_clock(clock), m_deadline(clock() + kMostMs), m_head(kHeadBytes) {
     ULARGE_INTEGER position{};
     Fail(ResultOf([&] { return m_source->Seek({}, STREAM_SEEK_CUR, &position); }));
     m_found = position.QuadPart;
     m_isPutBack = FAILED(m_result);  // nobody knows where to
-    m_size = SizeOf(m_source);
+    AskStat();
     if (m_size)
         SeekTo(0);
     else
@@ -44,6 +37,16 @@ CContent::CContent(IStream* source) : m_source(source), m_head(kHeadBytes) {
 
 CContent::~CContent() {
     PutBack();
+}
+
+void CContent::AskStat() {
+    STATSTG stat{};
+    if (FAILED(ResultOf([&] { return m_source->Stat(&stat, STATFLAG_NONAME); })))
+        return;
+    ::CoTaskMemFree(stat.pwcsName);  // some give a name all the same
+    if (!(stat.cbSize.QuadPart & kUnknownSizeBit))
+        m_size = stat.cbSize.QuadPart;
+    m_areSeeksDear = stat.grfStateBits == TKDS_STATE_SEEKS_READ_THROUGH;
 }
 
 void CContent::PutBack() {
@@ -63,18 +66,17 @@ void CContent::MoveStart(std::uint64_t count) {
         return;
     }
     m_headOffset = 0;
+    m_head.clear();
     // Some sources refuse positions behind their end. There is nothing to be had there.
-    if (m_start < *m_size) {
-        SeekTo(m_start);
-        ReadHead();
-    } else {
-        m_head.clear();
-        m_headIsAll = true;
-    }
+    m_headIsAll = m_start >= *m_size;
+    if (m_headIsAll || m_isOutOfTime || (m_areSeeksDear && m_start > kDearestStart))
+        return;
+    SeekTo(m_start);
+    ReadHead();
 }
 
 size_t CContent::ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer) {
-    if (!m_size || position > kUnknownSizeBit - 1 - m_start)
+    if (!CanWalk() || position > kUnknownSizeBit - 1 - m_start)
         return 0;
     if (m_start + position >= *m_size)
         return 0;
@@ -85,13 +87,16 @@ size_t CContent::ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer) 
 void CContent::ReadHead() {
     m_head.resize(kHeadBytes);
     m_head.resize(ReadOn(m_head));
-    m_headIsAll = m_head.size() < kHeadBytes;
+    m_headIsAll = m_head.size() < kHeadBytes && !m_isOutOfTime;
 }
 
 size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
     size_t count = 0;
     while (SUCCEEDED(m_result) && count < buffer.size()) {
-        const auto wanted = static_cast<ULONG>(buffer.size() - count);
+        const auto wanted = static_cast<ULONG>(NextReadBytes(buffer.size() - count));
+        if (wanted == 0)
+            break;
+        const std::uint64_t start = m_clock();
         ULONG read = 0;
         Fail(ResultOf([&] { return m_source->Read(buffer.data() + count, wanted, &read); }));
         if (read > wanted)
@@ -99,8 +104,23 @@ size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
         if (read == 0)
             break;
         count += read;
+        m_lastReadBytes = read;
+        m_lastReadMs = m_clock() - start;
     }
     return SUCCEEDED(m_result) ? count : 0;
+}
+
+// How many of the `wanted` bytes to ask for at once; 0 when the time is up. A stream that gathers what slow pieces its
+// own source gives would else be asked for more than comes in time.
+size_t CContent::NextReadBytes(size_t wanted) {
+    constexpr size_t kGrowth = 16;
+    const std::uint64_t now = m_clock();
+    m_isOutOfTime = m_isOutOfTime || now >= m_deadline;
+    if (m_isOutOfTime)
+        return 0;
+    const std::uint64_t inTime = m_lastReadMs == 0 ? wanted : m_lastReadBytes * (m_deadline - now) / m_lastReadMs;
+    return std::min(
+        {wanted, std::max<size_t>(1, m_lastReadBytes * kGrowth), std::max<size_t>(1, static_cast<size_t>(inTime))});
 }
 
 void CContent::SeekTo(std::uint64_t position) {

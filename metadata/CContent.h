@@ -1,10 +1,17 @@
-// The content that is judged: its first 64 KiB in memory, and, on a source that knows its size, everything behind them
-// on demand. Leaves the source's seek pointer where it found it, whatever happens.
+// The content that is judged: its first 64 KiB in memory, and everything behind them on demand where that is cheap.
+// Leaves the source's seek pointer where it found it, whatever happens.
 //
-// Units: positions and sizes in bytes; positions count from Start(), which moves behind tags.
-// A source whose size isn't known (Stat fails, or the size's top bit is set) is read from where it stands, and the only
-// seek is back to there: a live source can't give its bytes twice, but what was just read is still in its buffer.
-// A source that knows its size is read from its beginning.
+// Units: positions and sizes in bytes; positions count from Start(), which moves behind tags. Times in milliseconds.
+//
+// A source whose size isn't known (Stat fails, or the size's top bit is set) may be live: it is read from where it
+// stands, and the only seek is back to there. Nothing is lost where that seek succeeds, as it does within the bytes
+// that a buffer in front of the source still has; CReplayStream is one that has them all. A source that knows its size
+// is read from its beginning. If it says that its seeks are dear (TKDS_STATE_SEEKS_READ_THROUGH), only tags of up to 1
+// MiB are stepped over, and nothing behind the head is read.
+//
+// Ten seconds after the start nothing more is asked of the source but the seek back, and what has come by then is
+// judged. A call that has begun isn't broken off: reads begin with a byte and grow as fast as the source answers them,
+// so that one that gives a byte a second is left in time as well.
 //
 // Errors: std::bad_alloc. A failure of the source is no exception: nothing more is read after the first one, the
 // content looks empty, and Result says why. (The first exception that is thrown in a DLL takes resources of its
@@ -22,9 +29,13 @@
 class CContent final {
 public:
     static constexpr size_t kHeadBytes = 64 * 1024;
+    static constexpr std::uint64_t kMostMs = 10'000;
+
+    // The time since some start that never changes.
+    using Clock = std::uint64_t (*)();
 
     // Reads the head. It is empty if the source fails.
-    explicit CContent(IStream* source);
+    CContent(IStream* source, Clock clock);
     CContent(const CContent&) = delete;
     CContent& operator=(const CContent&) = delete;
     ~CContent();
@@ -35,17 +46,21 @@ public:
     // Whether the head reaches to the content's end, as the source showed it by ending.
     [[nodiscard]] bool HeadIsAll() const noexcept { return m_headIsAll; }
 
-    // Whether bytes behind the head can be had.
-    [[nodiscard]] bool KnowsSize() const noexcept { return m_size.has_value(); }
+    // Whether bytes behind the head can be had, and cheaply.
+    [[nodiscard]] bool CanWalk() const noexcept { return m_size && !m_areSeeksDear && !m_isOutOfTime; }
+
+    // Whether the source was too slow, so that not all was read that would have been.
+    [[nodiscard]] bool IsOutOfTime() const noexcept { return m_isOutOfTime; }
 
     // Where in the source position 0 is.
     [[nodiscard]] std::uint64_t Start() const noexcept { return m_start; }
 
     // Judges what stands `count` bytes behind the present start instead. On a live source what is behind the bytes
-    // already read is out of reach, and the head is empty then.
+    // already read is out of reach, and so is what stands far away where seeks are dear. The head is empty then.
     void MoveStart(std::uint64_t count);
 
-    // Reads at any position; fewer bytes only where the content ends, none on a live source. One seek.
+    // Reads at any position; fewer bytes only where the content or the time ends, none where CanWalk is false. One
+    // seek.
     [[nodiscard]] size_t ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer);
 
     // Puts the seek pointer back, also after a failure.
@@ -56,14 +71,22 @@ public:
 
 private:
     [[nodiscard]] size_t ReadOn(std::span<std::uint8_t> buffer);
+    [[nodiscard]] size_t NextReadBytes(size_t wanted);
+    void AskStat();
     void SeekTo(std::uint64_t position);
     void ReadHead();
     void Fail(HRESULT result) noexcept;
 
     IStream* const m_source;
+    const Clock m_clock;
+    const std::uint64_t m_deadline;
     std::uint64_t m_found = 0;  // where the source stood
     std::uint64_t m_start = 0;
     std::optional<std::uint64_t> m_size;  // of the source, as it says itself
+    bool m_areSeeksDear = false;
+    bool m_isOutOfTime = false;
+    size_t m_lastReadBytes = 0;
+    std::uint64_t m_lastReadMs = 0;
     std::vector<std::uint8_t> m_head;
     size_t m_headOffset = 0;
     bool m_headIsAll = false;

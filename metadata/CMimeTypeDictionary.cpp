@@ -41,7 +41,7 @@ Texts TypesOf(const Detection& detection) {
 }  // namespace
 
 IMimeTypeList* STDMETHODCALLTYPE CMimeTypeDictionary::Detect(IStream* stream) noexcept {
-    return DetectAndExplain(stream, nullptr);
+    return DetectAndExplain(stream, nullptr, nullptr);
 }
 
 IMimeTypeList* STDMETHODCALLTYPE CMimeTypeDictionary::FromExtension(const wchar_t* extension) noexcept {
@@ -77,19 +77,23 @@ IMimeTypeDictionary* MimeTypeDictionary() noexcept {
     return &dictionary;
 }
 
-IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation) noexcept {
+IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation, HRESULT* result) noexcept {
+    HRESULT unwanted = S_OK;
+    HRESULT& reason = result ? *result : unwanted;
+    reason = E_OUTOFMEMORY;  // nothing else is thrown
     if (explanation)
         *explanation = nullptr;
     return List([&]() -> IMimeTypeList* {
         if (!stream)
-            return nullptr;
+            return reason = E_POINTER, nullptr;
         const Detection detection = DetectFormat(stream);
         if (FAILED(detection.result))
-            return nullptr;
+            return reason = detection.result, nullptr;
         ListPointer lines(explanation ? new CMimeTypeList(Explain(detection)) : nullptr);
         ListPointer types(new CMimeTypeList(TypesOf(detection)));
         if (explanation)
             *explanation = lines.release();
+        reason = detection.isOutOfTime ? S_FALSE : S_OK;
         return types.release();
     });
 }

@@ -22,5 +22,5 @@ public:
 // The one dictionary of the module.
 [[nodiscard]] IMimeTypeDictionary* MimeTypeDictionary() noexcept;
 
-// Detect that also says why, if `explanation` isn't null: see ExplainMimeTypesFn.
-[[nodiscard]] IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation) noexcept;
+// Detect that also says why, where the pointers aren't null: see ExplainMimeTypesFn and DetectMimeTypesFn.
+[[nodiscard]] IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation, HRESULT* result) noexcept;

@@ -12,7 +12,7 @@ CWalk::CWalk(CContent& content, Kind kind) : m_content(content), m_kind(kind), m
 CBytes CWalk::At(std::uint64_t position, size_t count) {
     count = std::min(count, kMostBytes);
     const CBytes head = m_content.Head();
-    if (head.Has(position, count) || !m_content.KnowsSize() || m_content.HeadIsAll())
+    if (head.Has(position, count) || !m_content.CanWalk() || m_content.HeadIsAll())
         return head.From(position, count);
     const bool isInWindow = position >= m_windowPosition && position - m_windowPosition < m_window.size();
     if (isInWindow && (m_windowIsLast || CBytes(m_window).Has(position - m_windowPosition, count)))

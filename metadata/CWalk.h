@@ -19,6 +19,9 @@ public:
     // Where headers end at the latest.
     static constexpr std::uint64_t kHeadersEnd = 256 * 1024;
 
+    // How far into the content a walk over boxes gets that leaves nothing out.
+    static constexpr std::uint64_t kReach = 1024 * 1024;
+
     CWalk(CContent& content, Kind kind);
 
     // The `count` bytes at `position`, or fewer; at most kMostBytes. Valid until the next call.

@@ -18,8 +18,12 @@ std::uint64_t Id3Length(CBytes head) {
 
 }  // namespace
 
-Detection DetectFormat(IStream* source) {
-    CContent content(source);
+std::uint64_t SystemTimeMs() {
+    return ::GetTickCount64();
+}
+
+Detection DetectFormat(IStream* source, CContent::Clock clock) {
+    CContent content(source, clock);
     Detection detection;
     for (; detection.tags < kMostTags; ++detection.tags) {
         const std::uint64_t tag = Id3Length(content.Head());
@@ -27,7 +31,6 @@ Detection DetectFormat(IStream* source) {
             break;
         content.MoveStart(tag);
     }
-    detection.start = content.Start();
     for (const FormatRule& rule : FormatRules()) {
         const Verdict verdict = rule.judge(content);
         if (verdict.reason) {
@@ -40,6 +43,8 @@ Detection DetectFormat(IStream* source) {
         if (verdict.Decides() || FAILED(content.Result()))
             break;
     }
+    detection.start = content.Start();  // a rule may have moved it
+    detection.isOutOfTime = content.IsOutOfTime();
     content.PutBack();
     detection.result = content.Result();
     if (FAILED(detection.result))

@@ -22,7 +22,10 @@ struct Detection {
     std::vector<Finding> findings;  // in the order of the rules; the last one's verdict is the answer if it has types
     std::uint64_t start = 0;        // where in the source the positions of the verdicts count from
     int tags = 0;                   // that were stepped over before it
+    bool isOutOfTime = false;       // judged by less than would have been read of a faster source
 };
 
+[[nodiscard]] std::uint64_t SystemTimeMs();
+
 // The seek pointer is put back, also after a failure.
-[[nodiscard]] Detection DetectFormat(IStream* source);
+[[nodiscard]] Detection DetectFormat(IStream* source, CContent::Clock clock = &SystemTimeMs);

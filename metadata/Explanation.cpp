@@ -59,6 +59,9 @@ std::vector<std::wstring> Explain(const Detection& detection) {
         lines.push_back(FindingText(detection.findings.back(), detection.start));
     else
         lines.emplace_back(L"nothing found");
+    if (detection.isOutOfTime)
+        lines.emplace_back(L"the source is slow: judged by what came within " +
+                           std::to_wstring(CContent::kMostMs / 1000) + L" seconds");
     for (size_t i = 0; i + (isDecided ? 1 : 0) < detection.findings.size(); ++i)
         lines.push_back(FindingText(detection.findings[i], detection.start));
     const std::wstring silent = SilentRules(detection, isDecided);

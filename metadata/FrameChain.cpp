@@ -12,6 +12,16 @@ bool IsTrailingTag(CBytes bytes, size_t at) {
     return bytes.Is(at, "TAG") || bytes.Is(at, "APETAGEX") || bytes.Is(at, "LYRICSBEGIN") || bytes.Is(at, "ID3");
 }
 
+// Whether what stands from `end` to the content's end is no more than the start of a frame that was cut off, as the one
+// at `first` begins, or filling.
+bool IsSpoiltEnd(CBytes head, size_t first, size_t end) {
+    constexpr size_t kMostOfAHeader = 7;
+    const CBytes rest = head.From(end);
+    const bool isHeader = rest.Size() <= kMostOfAHeader && rest.U8(0) == head.U8(first) &&
+                          (rest.Size() < 2 || rest.U8(1) == head.U8(first + 1));
+    return isHeader || rest.LeadingZeros() == rest.Size();
+}
+
 }  // namespace
 
 FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, size_t most) {
@@ -26,20 +36,38 @@ FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, si
         ++chain.frames;
         chain.end += frame->bytes;
     }
-    chain.reachesEnd =
-        chain.frames > 0 && ((content.HeadIsAll() && chain.end >= head.Size()) || IsTrailingTag(head, chain.end));
+    chain.reachesEnd = chain.frames > 0 &&
+                       ((content.HeadIsAll() && IsSpoiltEnd(head, at, chain.end)) || IsTrailingTag(head, chain.end));
     return chain;
 }
 
-std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync, size_t wanted) {
+FrameChain FollowAllFrames(const CContent& content, size_t at, ParseFrame parse, size_t wanted) {
+    const size_t most = content.Head().Size();
+    FrameChain all = FollowFrames(content, at, parse, most);
+    while (!all.reachesEnd) {
+        const FrameChain next = FollowFrames(content, all.end, parse, most);
+        if (next.frames < wanted)
+            break;
+        all = {all.frames + next.frames, next.end, next.reachesEnd};
+    }
+    return all;
+}
+
+std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync, size_t wanted,
+                                 size_t wantedToTheEnd) {
     const std::span<const std::uint8_t> bytes = content.Head().Span();
     for (auto at = bytes.begin(); (at = std::find(at, bytes.end(), sync)) != bytes.end(); ++at) {
         const auto position = static_cast<size_t>(at - bytes.begin());
         // A field of one byte would else be the slowest content of all.
         const bool isRun = at + 1 != bytes.end() && at[1] == sync;
-        if (isRun || FollowFrames(content, position, parse, wanted).frames < wanted)
+        if (isRun)
             continue;
-        const FrameChain all = FollowFrames(content, position, parse, bytes.size());
+        const FrameChain first = FollowFrames(content, position, parse, wanted);
+        if (first.frames >= wantedToTheEnd && first.reachesEnd)
+            return position;
+        if (first.frames < wanted)
+            continue;
+        const FrameChain all = FollowAllFrames(content, position, parse, wanted);
         return all.reachesEnd || all.end - position > kMostPacketBytes ? std::optional(position) : std::nullopt;
     }
     return std::nullopt;

@@ -17,17 +17,23 @@ struct Frame {
 using ParseFrame = std::optional<Frame> (*)(CBytes bytes, size_t at);
 
 struct FrameChain {
-    size_t frames = 0;        // of one family, in a row; the last may be cut off by the content's end
-    size_t end = 0;           // where the next one would start
-    bool reachesEnd = false;  // there is nothing but the content's end, or a tag, behind them
+    size_t frames = 0;  // of one family, in a row; the last may be cut off by the content's end
+    size_t end = 0;     // where the next one would start
+    // There is nothing behind them but the content's end, perhaps a little of one more header or zeros before it, or a
+    // tag.
+    bool reachesEnd = false;
 };
 
 // The chain at `at`, of which no more than `most` frames are looked at. Four bytes that repeat themselves at once are
 // no frame's start but a pattern that fills a picture or a table.
 [[nodiscard]] FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, size_t most);
 
-// Where in the head the first chain of at least `wanted` frames starts. `sync` is every frame's first byte. A chain
-// that breaks off after no more than a container's packet holds is taken for that, and nothing is found. `wanted` is
-// small, so that the search takes time in proportion to the head.
+// The whole chain at `at`, and those of other families that follow without a gap and have at least `wanted` frames:
+// songs of different sample rates in one file, say.
+[[nodiscard]] FrameChain FollowAllFrames(const CContent& content, size_t at, ParseFrame parse, size_t wanted);
+
+// Where in the head the first chain of at least `wanted` frames starts, or of `wantedToTheEnd` that reach the content's
+// end. `sync` is every frame's first byte. A chain that breaks off after no more than a container's packet holds is
+// taken for that, and nothing is found. `wanted` is small, so that the search takes time in proportion to the head.
 [[nodiscard]] std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync,
-                                               size_t wanted);
+                                               size_t wanted, size_t wantedToTheEnd);

@@ -27,5 +27,9 @@ extern "C" IMimeTypeDictionary* STDMETHODCALLTYPE GetMimeTypeDictionary() {
 }
 
 extern "C" IMimeTypeList* STDMETHODCALLTYPE ExplainMimeTypes(IStream* stream, IMimeTypeList** explanation) {
-    return DetectAndExplain(stream, explanation);
+    return DetectAndExplain(stream, explanation, nullptr);
+}
+
+extern "C" IMimeTypeList* STDMETHODCALLTYPE DetectMimeTypes(IStream* stream, HRESULT* result) {
+    return DetectAndExplain(stream, nullptr, result);
 }

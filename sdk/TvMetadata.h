@@ -50,8 +50,11 @@ struct IMimeTypeDictionary {
     //
     // Judges by the content alone: the stream has no name. Leaves the seek pointer where it found it, also after a
     // failure, and keeps no reference. A stream whose size isn't known (Stat fails, or the size's top bit is set) may
-    // be live: it is read from where it stands, no more than 64 KiB, and sought nowhere but back. Another one is read
-    // from its beginning.
+    // be live: it is read from where it stands, no more than 64 KiB, and sought nowhere but back. A caller whose stream
+    // can't go back puts one in front of it that can, as the source filter does. Another stream is read from its
+    // beginning, and beyond the first 64 KiB only if it doesn't say that its seeks are dear
+    // (TKDS_STATE_SEEKS_READ_THROUGH). Some seconds after the start it begins no more reads, and judges by what has
+    // come.
     virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) = 0;
 
     // The MIME types of a file name extension, written with or without its dot, the most usual first, or null.
@@ -88,3 +91,9 @@ using GetMimeTypeDictionaryFn = IMimeTypeDictionary*(STDMETHODCALLTYPE*)();
 // destroys both lists. On failure both are null; `explanation` may be null.
 inline constexpr char kExplainMimeTypesExport[] = "ExplainMimeTypes";
 using ExplainMimeTypesFn = IMimeTypeList*(STDMETHODCALLTYPE*)(IStream* stream, IMimeTypeList** explanation);
+
+// Optional, for those who tell people what went wrong: the export "DetectMimeTypes" detects as Detect does, and
+// `*result`, which may not be null, receives S_OK; S_FALSE where the source was so slow that less was looked at than
+// else would be; or, where the list is null, why: how the source failed, E_POINTER for a null stream, or E_OUTOFMEMORY.
+inline constexpr char kDetectMimeTypesExport[] = "DetectMimeTypes";
+using DetectMimeTypesFn = IMimeTypeList*(STDMETHODCALLTYPE*)(IStream* stream, HRESULT* result);

@@ -48,7 +48,7 @@ class Samples:
     def all(self, mime):
         folder = self.folder / mime.replace("/", "-")
         # Without those that this script has put tags before, so that a second run makes the same files.
-        return sorted(path for path in folder.glob("*") if path.is_file() and not path.name.startswith("tag"))
+        return sorted(path for path in folder.glob("*") if path.is_file() and not path.name.startswith(("tag", "damaged")))
 
 
 # RIFF and its relatives.
@@ -329,6 +329,56 @@ def make_packets(samples):
         path.write_bytes(path.read_bytes()[:14400])  # a DIF sequence and a bit of the next
 
 
+# What captures, recorders and careless programs make of them.
+
+def make_damaged(samples):
+    def each(mime, count=4):
+        for path in samples.all(mime)[:count]:
+            content = path.read_bytes()
+            yield lambda name, changed, path=path: samples.more(mime, "damaged-%s-%s" % (name, path.name), changed), content
+
+    for put, content in each("video/mp2t", 12):
+        strides = [n for n in (188, 192, 204, 208) if content[n + 4 * (n == 192)] == 0x47]
+        if not strides:
+            continue
+        stride = strides[0]
+        sync = 4 if stride == 192 else 0
+        for packet in (0, 1, 3):
+            error = bytearray(content)
+            error[packet * stride + sync + 1] |= 0x80
+            put("error-%d" % packet, bytes(error))
+        put("lost", content[:300] + content[310:])
+        for count in (100, 1000, 9000):
+            put("junk-%d" % count, noise(count) + content)
+        put("zeros", bytes(5000) + content)
+    for mime in ("video/mp1s", "video/mp2p"):
+        for put, content in each(mime):
+            for count in (7, 1000, 5000):
+                put("inside-%d" % count, content[count:])
+    for put, content in each("audio/mpeg", 8):
+        put("inside", content[777:])
+        put("zeros", bytes(100_000) + content[content.find(b"\xff", 3000):])
+    for mime in ("audio/x-dts", "audio/x-aac", "audio/x-ac3"):
+        for put, content in each(mime):
+            if not content.startswith((b"ID3", b"ADIF", b"DTSHD")) and len(content) > 15_000:
+                put("inside", content[333:])
+    for put, content in each("audio/ogg", 6):
+        second = content.find(b"OggS", 4)
+        put("gap", content[:second] + content[second + 50:])
+        put("strange", content[:second] + b"3" * 900 + content[second:])
+    for mime in ("audio/mp4", "video/mp4"):
+        for put, content in each(mime, 8):
+            at = 0
+            for name, whole in boxes(content):
+                at += len(whole)
+                if name == b"mdat" and at < len(content):
+                    put("behind-data", content[:at] + noise(37) + content[at:])
+    for mime in ("audio/x-pn-realaudio", "video/x-pn-realmedia"):
+        for put, content in each(mime):
+            if content.startswith(b".RMF"):
+                put("no-data", content[:content.find(b"DATA")])
+
+
 # No media.
 
 def make_none(samples):
@@ -445,7 +495,7 @@ def main():
         sort(arguments[1], Samples(arguments[2]))
         return
     samples = Samples(arguments[1])
-    for step in (make_riff, make_au_and_midi, make_ogg, make_asf, make_mp4, make_frames, make_packets, make_tagged, make_none):
+    for step in (make_riff, make_au_and_midi, make_ogg, make_asf, make_mp4, make_frames, make_packets, make_tagged, make_damaged, make_none):
         step(samples)
 
 

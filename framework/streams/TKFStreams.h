@@ -3,6 +3,7 @@
 
 #include "framework/streams/CBufferedStream.h"
 #include "framework/streams/CLocalFileSystemStream.h"
+#include "framework/streams/CReplayStream.h"
 #include "framework/streams/TKFCreateMemoryStream.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
 #include "framework/streams/TKFCreateTempFileStream.h"

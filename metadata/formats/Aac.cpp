@@ -10,6 +10,7 @@ constexpr size_t kWanted = 3;
 // Enough where the content ends with them: the second header agrees with the first in 25 bits.
 constexpr size_t kWantedToTheEnd = 2;
 constexpr size_t kWantedAnywhere = 8;
+constexpr size_t kWantedAnywhereToTheEnd = 3;
 constexpr std::uint32_t kMostRateIndex = 12;
 
 std::optional<Frame> ParseAdts(CBytes bytes, size_t at) {
@@ -79,6 +80,9 @@ Verdict JudgeAac(CContent& content) {
 }
 
 Verdict SearchAac(CContent& content) {
-    const std::optional<size_t> start = FindFrames(content, ParseAdts, 0xFF, kWantedAnywhere);
-    return start ? Found(kType, nullptr, L"ADTS frames behind other bytes", {*start, 7}) : NotThere();
+    if (const auto start = FindFrames(content, ParseAdts, 0xFF, kWantedAnywhere, kWantedAnywhereToTheEnd))
+        return Found(kType, nullptr, L"ADTS frames behind other bytes", {*start, 7});
+    if (const auto start = FindFrames(content, ParseLoas, 0x56, kWantedAnywhere, kWantedAnywhere))
+        return Found(kType, nullptr, L"LOAS frames behind other bytes", {*start, 3});
+    return NotThere();
 }

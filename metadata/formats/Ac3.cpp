@@ -7,6 +7,7 @@ namespace {
 constexpr const wchar_t* kType = L"audio/x-ac3";
 constexpr size_t kWanted = 2;
 constexpr size_t kWantedAnywhere = 8;
+constexpr size_t kWantedAnywhereToTheEnd = 3;
 
 // Kilobits a second by half the frame size code.
 constexpr std::uint32_t kBitRates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
@@ -56,14 +57,16 @@ Verdict JudgeAc3(CContent& content) {
     const FrameChain chain = FollowFrames(content, start, ParseAc3, kWanted);
     if (chain.frames == 0)
         return NotThere();
-    if (chain.frames < kWanted)
+    const bool isAll = content.HeadIsAll() && chain.end == content.Head().Size();
+    if (chain.frames < kWanted && !isAll)
         return RuledOut(L"no second AC-3 frame follows", {start, 6});
     return Found(kType, nullptr, L"AC-3 frames", {start, chain.end - start});
 }
 
 Verdict SearchAc3(CContent& content) {
     for (const std::uint8_t sync : {std::uint8_t{0x0B}, std::uint8_t{0x77}}) {
-        if (const std::optional<size_t> start = FindFrames(content, ParseAc3, sync, kWantedAnywhere))
+        if (const std::optional<size_t> start =
+                FindFrames(content, ParseAc3, sync, kWantedAnywhere, kWantedAnywhereToTheEnd))
             return Found(kType, nullptr, L"AC-3 frames behind other bytes", {*start, 6});
     }
     return NotThere();

@@ -8,6 +8,7 @@ namespace {
 
 constexpr const wchar_t* kType = L"audio/x-dts";
 constexpr size_t kWanted = 2;
+constexpr size_t kWantedAnywhere = 4;
 constexpr std::uint32_t kCoreSync = 0x7FFE8001;
 constexpr std::uint32_t kExtensionSync = 0x64582025;
 
@@ -67,9 +68,11 @@ std::optional<Frame> ParseDts(CBytes bytes, size_t at) {
             if (sync != packing.sync)
                 continue;
             family = static_cast<std::uint32_t>(&packing - kPackings);
-            const std::uint32_t words =
-                (CoreBytes(Unpack(bytes, at, packing)) * 8 + packing.wordBits - 1) / packing.wordBits;
-            size = words * 2;
+            size = CoreBytes(Unpack(bytes, at, packing));
+            // Frames of an odd size follow each other without filling where nothing is packed into words.
+            const bool isPlain = !packing.isLittleEndian && packing.wordBits == 16;
+            if (!isPlain)
+                size = (size * 8 + packing.wordBits - 1) / packing.wordBits * 2;
         }
     }
     if (size < 10)
@@ -89,7 +92,17 @@ Verdict JudgeDts(CContent& content) {
     const FrameChain chain = FollowFrames(content, start, ParseDts, kWanted);
     if (chain.frames == 0)
         return NotThere();
-    if (chain.frames < kWanted)
+    const bool isAll = content.HeadIsAll() && chain.end == head.Size();
+    if (chain.frames < kWanted && !isAll)
         return RuledOut(L"no second DTS frame follows", {start, 10});
     return Found(kType, nullptr, L"DTS frames", {start, chain.end - start});
+}
+
+Verdict SearchDts(CContent& content) {
+    for (const Packing& packing : kPackings) {
+        const auto sync = static_cast<std::uint8_t>(packing.sync >> 24);
+        if (const auto start = FindFrames(content, ParseDts, sync, kWantedAnywhere, kWantedAnywhere))
+            return Found(kType, nullptr, L"DTS frames behind other bytes", {*start, 10});
+    }
+    return NotThere();
 }

@@ -6,6 +6,7 @@
 #include "metadata/formats/FourCc.h"
 
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -124,13 +125,45 @@ void TakeMovie(CWalk& walk, const Box& movie, File& file) {
     file.areAll = position >= movie.end;
 }
 
+// Where the movie stands behind what is no box: bytes that the writer of the media left behind them. 0: not near.
+std::uint64_t FindMovie(CWalk& walk, std::uint64_t from) {
+    constexpr std::uint64_t kFar = 64 * 1024;
+    constexpr std::uint8_t kName[] = {'m', 'o', 'o', 'v'};
+    const std::uint64_t end = from + kFar;
+    while (from < end) {
+        const CBytes bytes = walk.At(from, CWalk::kMostBytes);
+        const std::span<const std::uint8_t> span = bytes.Span();
+        if (span.size() < 8)
+            return 0;
+        const auto found = std::search(span.begin() + 4, span.end(), std::begin(kName), std::end(kName));
+        if (found != span.end()) {
+            const std::uint64_t position = from + static_cast<std::uint64_t>(found - span.begin()) - 4;
+            const std::optional<Box> movie = BoxAt(walk, position);
+            const std::optional<Box> first = movie ? BoxAt(walk, movie->content) : std::nullopt;
+            if (first && first->type == FourCc("mvhd"))
+                return position;
+            from = position + 5;
+        } else {
+            from += span.size() - 7;
+        }
+    }
+    return 0;
+}
+
 File Read(CWalk& walk) {
     File file;
+    std::uint64_t behindData = 0;
     std::uint64_t position = 0;
     for (int i = 0; i < kMostBoxes; ++i) {
-        const std::optional<Box> box = BoxAt(walk, position);
+        std::optional<Box> box = BoxAt(walk, position);
+        if (!box && behindData != 0) {
+            position = FindMovie(walk, std::exchange(behindData, 0));
+            box = position != 0 ? BoxAt(walk, position) : std::nullopt;
+        }
         if (!box)
             break;
+        if (box->type == FourCc("mdat"))
+            behindData = box->end;
         if ((box->type == FourCc("ftyp") || box->type == FourCc("styp")) && !file.hasBrandBox) {
             TakeBrands(walk, *box, file);
         } else if (box->type == FourCc("moov")) {

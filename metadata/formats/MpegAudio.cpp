@@ -8,6 +8,7 @@ namespace {
 constexpr size_t kWanted = 4;
 constexpr size_t kWantedToTheEnd = 2;
 constexpr size_t kWantedAnywhere = 5;
+constexpr size_t kWantedAnywhereToTheEnd = 3;
 
 // As the header's bits have them.
 enum Version : unsigned { kMpeg25 = 0, kReservedVersion = 1, kMpeg2 = 2, kMpeg1 = 3 };
@@ -73,16 +74,16 @@ std::optional<Frame> ParseFrameAnywhere(CBytes bytes, size_t at) {
     return header && header->layer != kLayer1 ? ParseFrameAt(bytes, at) : std::nullopt;
 }
 
-// Whether Layer III in free format begins at `at`, where frames don't say how long they are. Headers that agree in all
-// but padding and mode extension must stand at one distance, to the end of what can be seen: records of one length in
-// other files may begin alike, too.
+// Whether Layer II or III in free format begins at `at`, where frames don't say how long they are. Headers that agree
+// in all but padding and mode extension must stand at one distance, to the end of what can be seen: records of one
+// length in other files may begin alike, too.
 bool IsFreeFormat(CBytes head, size_t at) {
     constexpr std::uint32_t kMayChange = 0x00000230;
     constexpr size_t kShortest = 48;  // below, it is a pattern that repeats itself
     constexpr size_t kLongest = 4096;
     const std::uint32_t first = head.Be32(at);
     const std::optional<Header> header = ParseHeader(first);
-    if (!header || header->layer != kLayer3 || header->bitRateIndex != 0)
+    if (!header || header->layer == kLayer1 || header->bitRateIndex != 0)
         return false;
     for (size_t bytes = 4; bytes <= kLongest; ++bytes) {
         size_t frames = 0;
@@ -111,13 +112,16 @@ Verdict JudgeMpegAudio(CContent& content) {
     const FrameChain chain = FollowFrames(content, start, ParseFrameAt, kWanted);
     if (chain.frames >= kWanted || (chain.frames >= kWantedToTheEnd && chain.reachesEnd))
         return Found(TypeOf(head, start), nullptr, L"MPEG audio frames", {start, chain.end - start});
+    if (chain.frames >= kWantedToTheEnd && FollowAllFrames(content, start, ParseFrameAt, kWanted).frames > chain.frames)
+        return Found(TypeOf(head, start), nullptr, L"MPEG audio frames of several sample rates", {start, 4});
     if (IsFreeFormat(head, start))
         return Found(TypeOf(head, start), nullptr, L"MPEG audio frames in free format", {start, 4});
     return RuledOut(L"too few MPEG audio frames follow each other", {start, 4});
 }
 
 Verdict SearchMpegAudio(CContent& content) {
-    const std::optional<size_t> start = FindFrames(content, ParseFrameAnywhere, 0xFF, kWantedAnywhere);
+    const std::optional<size_t> start =
+        FindFrames(content, ParseFrameAnywhere, 0xFF, kWantedAnywhere, kWantedAnywhereToTheEnd);
     return start ? Found(TypeOf(content.Head(), *start), nullptr, L"MPEG audio frames behind other bytes", {*start, 4})
                  : NotThere();
 }

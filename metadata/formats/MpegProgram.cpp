@@ -10,6 +10,8 @@ constexpr int kProgramEnd = 0xB9;
 constexpr int kPack = 0xBA;
 constexpr int kSystemHeader = 0xBB;
 constexpr size_t kWanted = 2;  // behind the first pack
+constexpr size_t kWantedPacksAnywhere = 3;
+constexpr size_t kWantedPacketsAnywhere = 12;
 
 // The length of the MPEG-1 pack header that `pack` begins with, by its marker bits; 0: it is none.
 size_t Mpeg1PackBytes(CBytes pack) {
@@ -49,6 +51,22 @@ std::uint64_t SkipZeros(CWalk& walk, std::uint64_t at) {
     return at;
 }
 
+Verdict FoundSystem(bool isMpeg1, Evidence evidence) {
+    return isMpeg1 ? Found(L"video/mp1s", L"video/mpeg", L"MPEG-1 pack header and packets", evidence)
+                   : Found(L"video/mp2p", nullptr, L"MPEG-2 pack header and packets", evidence);
+}
+
+// A packet of sound or pictures.
+bool IsMedia(int code) {
+    return code >= 0xC0 && code <= 0xEF;
+}
+
+// Whether the pack or the packet of sound or pictures is MPEG-1's. MPEG-2's packets go on with two bits that no MPEG-1
+// packet has there.
+bool IsMpeg1(CBytes element) {
+    return StartCodeAt(element, 0) == kPack ? Mpeg1PackBytes(element) != 0 : (element.U8(6) & 0xC0) != 0x80;
+}
+
 }  // namespace
 
 Verdict JudgeMpegProgram(CContent& content) {
@@ -75,7 +93,31 @@ Verdict JudgeMpegProgram(CContent& content) {
     const bool isCut = elements > 0 && content.HeadIsAll() && at >= head.Size();
     if (elements < kWanted && !isCut)
         return RuledOut(L"no packets follow the pack header", {start, at - start});
-    if (Mpeg1PackBytes(pack) != 0)
-        return Found(L"video/mp1s", L"video/mpeg", L"MPEG-1 pack header and packets", {start, at - start});
-    return Found(L"video/mp2p", nullptr, L"MPEG-2 pack header and packets", {start, at - start});
+    return FoundSystem(IsMpeg1(pack), {start, at - start});
+}
+
+// A capture may begin inside a pack. Some streams have one pack in many packets.
+Verdict SearchMpegProgram(CContent& content) {
+    const CBytes head = content.Head();
+    for (size_t start = 0; (start = FindStartCode(head, start)) < head.Size(); start += 4) {
+        if (const int first = StartCodeAt(head, start); first != kPack && !IsMedia(first))
+            continue;
+        size_t packs = 0;
+        size_t packets = 0;
+        size_t at = start;
+        size_t telling = start;  // the first pack, else the first packet
+        while (packs < kWantedPacksAnywhere && packets < kWantedPacketsAnywhere) {
+            const size_t bytes = ElementBytes(head.From(at));
+            if (bytes == 0)
+                break;
+            if (StartCodeAt(head, at) == kPack && packs++ == 0)
+                telling = at;
+            packets += IsMedia(StartCodeAt(head, at));
+            at += bytes;
+            at += StartCodeBehindZeros(head.From(at));
+        }
+        if (packs >= kWantedPacksAnywhere || packets >= kWantedPacketsAnywhere)
+            return FoundSystem(IsMpeg1(head.From(telling)), {start, at - start});
+    }
+    return NotThere();
 }

@@ -13,7 +13,7 @@ constexpr Layout kLayouts[] = {{188, 0}, {192, 4}, {204, 0}, {208, 0}};
 constexpr size_t kPacketBytes = 188;
 constexpr size_t kWantedWithSign = 5;
 constexpr size_t kWantedWithoutSign = 20;
-constexpr size_t kWantedFromTheMiddle = 16;
+constexpr size_t kWantedAnywhere = 16;
 
 constexpr unsigned kHasAdaptation = 2;
 constexpr unsigned kHasPayload = 1;
@@ -22,12 +22,17 @@ unsigned AdaptationControl(CBytes head, size_t at) {
     return head.U8(at + 3) >> 4 & 3U;
 }
 
-bool IsPacket(CBytes head, size_t at) {
+// What the receiver could not mend says so itself.
+bool IsDamaged(CBytes head, size_t at) {
     constexpr std::uint8_t kTransportError = 0x80;
+    return head.U8(at) == 0x47 && head.U8(at + 1) & kTransportError;
+}
+
+bool IsPacket(CBytes head, size_t at) {
     constexpr unsigned kReservedScrambling = 1;
     const unsigned adaptation = AdaptationControl(head, at);
-    if (head.U8(at) != 0x47 || head.U8(at + 1) & kTransportError || head.U8(at + 3) >> 6 == kReservedScrambling ||
-        adaptation == 0 || head.Be32(at) == head.Be32(at + 4))  // a pattern that repeats itself
+    if (head.U8(at) != 0x47 || IsDamaged(head, at) || head.U8(at + 3) >> 6 == kReservedScrambling || adaptation == 0 ||
+        head.Be32(at) == head.Be32(at + 4))  // a pattern that repeats itself
         return false;
     const unsigned room = adaptation & kHasPayload ? 182 : 183;
     return !(adaptation & kHasAdaptation) || head.U8(at + 4) <= room;
@@ -62,16 +67,23 @@ bool ShowsContent(CBytes head, size_t at) {
 
 struct Run {
     size_t packets = 0;
+    size_t end = 0;
     bool hasSign = false;
 };
 
+// The packets from `at` on. A flaw among them proves nothing against them: packets that say that they are damaged, and
+// one that isn't right between two that are. They don't count either.
 Run FollowPackets(CBytes head, size_t at, size_t stride) {
-    Run run;
-    for (; IsPacket(head, at); at += stride) {
-        ++run.packets;
-        run.hasSign = run.hasSign || ShowsContent(head, at);
+    Run run{0, at, false};
+    for (;; at += stride) {
+        if (IsPacket(head, at)) {
+            ++run.packets;
+            run.end = at + stride;
+            run.hasSign = run.hasSign || ShowsContent(head, at);
+        } else if (!IsDamaged(head, at) && (run.end != at || !IsPacket(head, at + stride))) {
+            return run;
+        }
     }
-    return run;
 }
 
 Verdict FoundPackets(size_t at, size_t count, size_t stride) {
@@ -90,13 +102,21 @@ Verdict JudgeMpegTransport(CContent& content) {
         if (run.packets > longest.packets)
             longest = run;
     }
-    // A capture may begin in the middle of a packet.
+    return longest.packets == 0 ? NotThere() : RuledOut(L"too few transport packets follow each other", {0, 5});
+}
+
+// A capture may begin in the middle of a packet or behind what the recorder or the receiver's first moments left.
+Verdict SearchMpegTransport(CContent& content) {
+    const CBytes head = content.Head();
     for (const Layout& layout : kLayouts) {
-        for (size_t at = 0; at < layout.stride; ++at) {
+        for (size_t at = 0; at + (kWantedAnywhere - 1) * layout.stride + kPacketBytes <= head.Size(); ++at) {
+            // A run is looked at once, from its first packet on.
+            if (!IsPacket(head, at) || (at >= layout.stride && IsPacket(head, at - layout.stride)))
+                continue;
             const Run run = FollowPackets(head, at, layout.stride);
-            if (run.packets >= kWantedFromTheMiddle && run.hasSign)
+            if (run.packets >= kWantedAnywhere && run.hasSign)
                 return FoundPackets(at, run.packets, layout.stride);
         }
     }
-    return longest.packets == 0 ? NotThere() : RuledOut(L"too few transport packets follow each other", {0, 5});
+    return NotThere();
 }

@@ -40,6 +40,15 @@ constexpr std::uint64_t kWrappedKind = 96;
 constexpr std::uint32_t kWrappedVideo = 0x05589F80;
 constexpr std::uint32_t kWrappedAudio = 0x05589F81;
 
+// The first page at or behind `position` in the head, where bytes are lost or strange ones stand between two; 0: there
+// is none.
+std::uint64_t NextPage(CBytes head, std::uint64_t position) {
+    constexpr char kName[] = {'O', 'g', 'g', 'S', 0};
+    const std::span<const std::uint8_t> rest = head.From(position).Span();
+    const auto found = std::search(rest.begin(), rest.end(), std::begin(kName), std::end(kName));
+    return found == rest.end() ? 0 : position + static_cast<std::uint64_t>(found - rest.begin());
+}
+
 bool IsVideo(CBytes packet) {
     return packet.Is(0, "\200theora") || packet.Is(0, "\200daala") || packet.Is(0, "BBCD\0") || packet.Is(0, "OVP80") ||
            packet.Is(0, "\1video\0\0\0") || packet.Is(0, "UVS     ") || packet.Is(0, "\213JNG\r\n") ||
@@ -63,10 +72,17 @@ Verdict JudgeOgg(CContent& content) {
     bool areAll = false;  // a page was seen that is no stream's first
     Evidence evidence{0, kPageHeader};
     std::uint64_t position = 0;
+    std::uint64_t lastPage = 0;
     for (int i = 0; i < kMostPages && !areAll; ++i) {
-        const Page page = PageAt(walk, position);
+        Page page = PageAt(walk, position);
+        if (page.bytes == 0 && position > 0) {
+            // What a lost page's rest begins with may be the middle of a page that claimed more than came.
+            position = NextPage(head, lastPage + 1);
+            page = position > lastPage ? PageAt(walk, position) : Page{};
+        }
         if (page.bytes == 0)
             break;
+        lastPage = position;
         if (IsVideo(page.body))
             return Found(L"video/ogg", L"application/ogg", L"Ogg with a video stream", {position, page.bytes});
         if (IsAudio(page.body)) {
@@ -76,7 +92,7 @@ Verdict JudgeOgg(CContent& content) {
         position += page.bytes;
         areAll = !page.isFirst;
     }
-    if (position == 0)
+    if (lastPage == 0 && PageAt(walk, 0).bytes == 0)
         return RuledOut(L"the first page is not sane", evidence);
     if (hasAudio && areAll)
         return Found(L"audio/ogg", L"application/ogg", L"Ogg with audio streams only", evidence);

@@ -24,20 +24,26 @@ bool IsVideo(CBytes properties) {
 struct Streams {
     bool hasVideo = false;
     bool hasAny = false;
-    bool areAll = false;  // the data was reached
+    bool areAll = false;  // the data was reached, or there are as many as there have to be
     Evidence evidence;
 };
 
 Streams FindStreams(CWalk& walk, std::uint64_t position) {
     constexpr size_t kProperties = 41 + 256 + 256;  // what comes before the type, and the two longest texts
+    constexpr std::uint64_t kStreamCount = 46;
     Streams streams{false, false, false, {0, position}};
+    unsigned count = 0;
+    unsigned due = 0;
     for (int i = 0; i < kMostParts && !streams.hasVideo; ++i) {
         const CBytes part = walk.At(position, kPartHeader);
         const std::uint32_t length = part.Be32(4);
-        streams.areAll = part.Is(0, "DATA");
+        streams.areAll = part.Is(0, "DATA") || (due != 0 && count >= due);
         if (streams.areAll || length < kPartHeader)
             break;
+        if (part.Is(0, "PROP"))
+            due = walk.At(position, kStreamCount + 2).Be16(kStreamCount);
         if (part.Is(0, "MDPR")) {
+            ++count;
             const CBytes properties = walk.At(position, std::min<size_t>(kProperties, length));
             streams.hasVideo = IsVideo(properties);
             streams.hasAny = true;

@@ -29,20 +29,28 @@ TEST_F(DictionaryTest, ALiveSourceLosesNothingToDetection) {
     std::string sound("RIFF\0\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x40\x1F\0\0\1\0\x08\0data\0\0\0\0", 44);
     for (int i = 0; i < 300'000; ++i)
         sound += static_cast<char>(i * 31 >> 3);
-    live.SetContents(sound);
-    live.ReportSize(~0ull);
-    live.LimitTransfers(1000);
-    const int seeks = live.Calls(Stream::kSeek);
-    ASSERT_HRESULT_SUCCEEDED(host.Open(&live));
-    EXPECT_EQ("W", host.Offers());
-    const ComPtr<IAsyncReader> reader = host.Reader();
-    std::string bytes(sound.size(), '.');
-    for (size_t at = 0; at < bytes.size(); at += 4096) {
-        const auto block = static_cast<LONG>(std::min<size_t>(4096, bytes.size() - at));
-        ASSERT_EQ(S_OK, reader->SyncRead(static_cast<LONGLONG>(at), block, reinterpret_cast<BYTE*>(bytes.data() + at)));
+    // Pieces smaller and larger than what is looked at, than the read buffer, and than what is kept for a second
+    // reading.
+    for (const ULONG piece : {1u, 100u, 1000u, 5000u, 66'000u, 0xFFFFFFFFu}) {
+        SCOPED_TRACE(piece);
+        live.SetContents(sound);
+        live.Rewind();
+        live.ReportSize(~0ull);
+        live.LimitTransfers(piece);
+        live.RefuseSeeks();
+        const int seeks = live.Calls(Stream::kSeek);
+        ASSERT_HRESULT_SUCCEEDED(host.Open(&live));
+        EXPECT_EQ("W", host.Offers());
+        const ComPtr<IAsyncReader> reader = host.Reader();
+        std::string bytes(sound.size(), '.');
+        for (size_t at = 0; at < bytes.size(); at += 4096) {
+            const auto block = static_cast<LONG>(std::min<size_t>(4096, bytes.size() - at));
+            ASSERT_EQ(S_OK,
+                      reader->SyncRead(static_cast<LONGLONG>(at), block, reinterpret_cast<BYTE*>(bytes.data() + at)));
+        }
+        EXPECT_TRUE(sound == bytes);
+        EXPECT_GE(seeks + 2, live.Calls(Stream::kSeek)) << "a live source isn't sought in";
     }
-    EXPECT_TRUE(sound == bytes);
-    EXPECT_GE(seeks + 2, live.Calls(Stream::kSeek)) << "a live source isn't sought in";
 }
 
 }  // namespace

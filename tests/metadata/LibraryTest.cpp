@@ -1,18 +1,10 @@
 // The built DLL, as a component loads and uses it.
-#include "framework/streams/TKFStreams.h"
 #include "tests/metadata/MetadataTest.h"
-#include "tests/support/CTempFile.h"
-
-#include <wrl/client.h>
 
 #include <algorithm>
-#include <chrono>
-#include <random>
 #include <thread>
 
 namespace {
-
-using Microsoft::WRL::ComPtr;
 
 class CLibrary final {
 public:
@@ -21,9 +13,12 @@ public:
     CLibrary& operator=(const CLibrary&) = delete;
     ~CLibrary() { ::FreeLibrary(m_module); }
 
+    template <class Function>
+    [[nodiscard]] Function Export(const char* name) const {
+        return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(m_module, name)));
+    }
     [[nodiscard]] IMimeTypeDictionary& Dictionary() const {
-        void* const get = reinterpret_cast<void*>(::GetProcAddress(m_module, kGetMimeTypeDictionaryExport));
-        return *reinterpret_cast<GetMimeTypeDictionaryFn>(get)();
+        return *Export<GetMimeTypeDictionaryFn>(kGetMimeTypeDictionaryExport)();
     }
 
 private:
@@ -79,6 +74,25 @@ TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
     EXPECT_EQ(nullptr, ::GetModuleHandleW(kTvMetadataLibrary));
 }
 
+TEST(LibraryTest, AFailureIsToldAsTheSourceGaveIt) {
+    const CLibrary library;
+    const auto detect = library.Export<DetectMimeTypesFn>(kDetectMimeTypesExport);
+    ASSERT_TRUE(detect);
+    const auto resultOf = [&](IStream* stream) {
+        HRESULT result = E_ABORT;
+        const std::optional<Types> types = Take(detect(stream, &result));
+        EXPECT_EQ(FAILED(result), !types);
+        return result;
+    };
+    CScriptedStream source(Tone());
+    EXPECT_EQ(S_OK, resultOf(&source));
+    source.On(CScriptedStream::kRead, 1, {.result = HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION)});
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION), resultOf(&source));
+    source.On(CScriptedStream::kSeek, 1, {.result = STG_E_ACCESSDENIED});
+    EXPECT_EQ(STG_E_ACCESSDENIED, resultOf(&source));
+    EXPECT_EQ(E_POINTER, resultOf(nullptr));
+}
+
 TEST(LibraryTest, ThreadsDetectAtOnce) {
     const CLibrary library;
     std::vector<std::jthread> threads;
@@ -121,26 +135,6 @@ TEST(LibraryTest, OperationsStandInTheirSlots) {
     EXPECT_TRUE(CallSlot<bool>(dictionary, 6, L"audio/basic") && !CallSlot<bool>(dictionary, 6, L"text/plain"));
     EXPECT_TRUE(CallSlot<bool>(dictionary, 7, L"audio/basic", L"audio/x-au"));
     EXPECT_FALSE(CallSlot<bool>(dictionary, 7, L"audio/basic", L"audio/mpeg"));
-}
-
-TEST(LibraryTest, AFileOf64KiBTakesLessThanAMillisecond) {
-    const CLibrary library;
-    std::mt19937 random(5);
-    std::string noise(65'536, '\0');
-    std::ranges::generate(noise, [&] { return static_cast<char>(random()); });
-    // Every rule is asked to its end; every byte may start a frame, or a packet; an answer.
-    for (const std::string& content : {noise, std::string(65'536, '\xFF'), std::string(65'536, 'G'), Tone() + noise}) {
-        const CTempFile file(content);
-        ComPtr<IStream> stream;
-        ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(file.Path().c_str(), kTKFStreamRead, &stream));
-        auto best = std::chrono::nanoseconds::max();
-        for (int i = 0; i < 50; ++i) {
-            const auto start = std::chrono::steady_clock::now();
-            EXPECT_NE(L"failed", FirstOf(library.Dictionary().Detect(stream.Get())));
-            best = std::min<std::chrono::nanoseconds>(best, std::chrono::steady_clock::now() - start);
-        }
-        EXPECT_GT(std::chrono::milliseconds(1), best);
-    }
 }
 
 }  // namespace

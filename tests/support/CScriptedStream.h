@@ -16,6 +16,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -54,10 +55,18 @@ public:
     void LimitTransfers(ULONG bytes) { Set(m_limit, bytes); }
     // Stat's size; unsaid, it is the length of the contents.
     void ReportSize(ULONGLONG bytes) { Set(m_reportedSize, bytes); }
+    // Stat's grfStateBits.
+    void ReportState(DWORD bits) { Set(m_state, bits); }
+    // Called at each read, with the count that it gives.
+    void OnEachRead(std::function<void(ULONG)> call) { Set(m_onRead, std::move(call)); }
     void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
     void SetName(const std::wstring& name) { Set(m_name, name); }  // for Stat; unsaid, it is "scripted"
-    // Seeks to anywhere else but where the stream stands fail, as a live source's do.
+    // Stands at its start again, whatever it refuses.
+    void Rewind() { Set(m_position, 0); }
+    // Seeks to anywhere else but where the stream stands fail, as a live source's do, and tell where that is. One
+    // position may be excepted.
     void RefuseSeeksBut(ULONGLONG position) { Set(m_onlySeek, position); }
+    void RefuseSeeks() { RefuseSeeksBut(~0ull); }
 
     // Waits until a call is held. False: none was within ten seconds.
     [[nodiscard]] bool WaitUntilHeld() {
@@ -87,6 +96,8 @@ public:
         m_lastReadSize = cb;
         const size_t start = static_cast<size_t>(std::min<ULONGLONG>(m_position, m_contents.size()));
         const size_t count = Transfer(step, cb, m_contents.size() - start);
+        if (m_onRead)
+            m_onRead(static_cast<ULONG>(count));
         m_contents.copy(static_cast<char*>(buffer), count, start);
         m_position += count;
         if (bytesRead)
@@ -118,8 +129,11 @@ public:
         const ULONGLONG target = bases[origin % 3] + static_cast<ULONGLONG>(move.QuadPart);
         if (origin > STREAM_SEEK_END || static_cast<LONGLONG>(target) < 0)
             return STG_E_INVALIDFUNCTION;
-        if (m_onlySeek && target != *m_onlySeek && target != m_position)
+        if (m_onlySeek && target != *m_onlySeek && target != m_position) {
+            if (newPosition)
+                newPosition->QuadPart = m_position;
             return STG_E_INVALIDFUNCTION;
+        }
         m_position = target;
         if (newPosition)
             newPosition->QuadPart = step.claim ? *step.claim : target;
@@ -131,6 +145,7 @@ public:
             return step.result;
         *stat = {};
         stat->type = STGTY_STREAM;
+        stat->grfStateBits = m_state;
         stat->cbSize.QuadPart = m_reportedSize.value_or(m_contents.size());
         if (!(flag & STATFLAG_NONAME) && !step.nothing) {
             const size_t bytes = (m_name.size() + 1) * sizeof(wchar_t);
@@ -197,6 +212,8 @@ private:
     std::unique_ptr<CScriptedStream> m_clone;
     std::optional<ULONGLONG> m_reportedSize;
     std::optional<ULONGLONG> m_onlySeek;
+    std::function<void(ULONG)> m_onRead;
+    DWORD m_state = 0;
     ULONG m_limit = 0xFFFFFFFF;
     ULONG m_lastReadSize = 0;
     DWORD m_lastThread = 0;
