@@ -5,6 +5,7 @@
 #include <vfwmsgs.h>
 
 #include "baseclasses/MediaTypeCopies.h"
+#include "diagnostics/ForeignCalls.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Text.h"
 
@@ -20,7 +21,7 @@ constexpr DWORD kProgressIntervalMs = 200;
 std::vector<ComPtr<IPin>> PinsOf(IBaseFilter* filter, PIN_DIRECTION wanted) {
     std::vector<ComPtr<IPin>> pins;
     ComPtr<IEnumPins> enumerator;
-    Check(filter->EnumPins(&enumerator), L"Cannot ask a filter for its pins");
+    Check(Receive(enumerator, filter, &IBaseFilter::EnumPins), L"Cannot ask a filter for its pins");
     ComPtr<IPin> pin;
     while (enumerator->Next(1, &pin, nullptr) == S_OK) {
         PIN_DIRECTION direction{};
@@ -56,7 +57,7 @@ std::wstring DescribeStream(IPin* pin) {
 
     ComPtr<IEnumMediaTypes> types;
     AM_MEDIA_TYPE* first = nullptr;
-    if (SUCCEEDED(pin->EnumMediaTypes(&types)) && types->Next(1, &first, nullptr) == S_OK) {
+    if (SUCCEEDED(Receive(types, pin, &IPin::EnumMediaTypes)) && types->Next(1, &first, nullptr) == S_OK) {
         const MediaTypePtr owned(first);
         if (owned->majortype == MEDIATYPE_Audio)
             text += L" (audio)";
@@ -68,7 +69,7 @@ std::wstring DescribeStream(IPin* pin) {
 
 ComPtr<IPin> PeerOf(IPin* pin) {
     ComPtr<IPin> peer;
-    pin->ConnectedTo(&peer);
+    static_cast<void>(Receive(peer, pin, &IPin::ConnectedTo));  // null: connected to none
     return peer;
 }
 
@@ -100,7 +101,7 @@ CPlayGraph::CPlayGraph(CSourceFilter& source) : m_source(source) {
 
 CPlayGraph::~CPlayGraph() {
     ComPtr<IMediaControl> control;
-    if (SUCCEEDED(m_graph.As(&control)))
+    if (SUCCEEDED(QueryFor(*m_graph.Get(), control.GetAddressOf())))
         control->Stop();
     RemoveAllButSource();
     m_graph->RemoveFilter(m_source.Filter());

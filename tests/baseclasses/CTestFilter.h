@@ -52,6 +52,11 @@ public:
     HRESULT Active() override { return Note("active", activeResult); }
     HRESULT Inactive() override { return Note("inactive", inactiveResult); }
     HRESULT Run(REFERENCE_TIME start) override { return Note("run " + std::to_string(start), runResult); }
+    STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** types) override {
+        if (listResult == S_OK)
+            return CBasePin::EnumMediaTypes(types);
+        return *types = reinterpret_cast<IEnumMediaTypes*>(16), listResult;
+    }
     STDMETHODIMP BeginFlush() override { return S_OK; }
     STDMETHODIMP EndFlush() override { return S_OK; }
 
@@ -62,6 +67,7 @@ public:
     HRESULT refusal = S_FALSE;
     // Any other code than S_OK is the answer of that method.
     HRESULT checkConnectResult = S_OK, setMediaTypeResult = S_OK, completeConnectResult = S_OK;
+    HRESULT listResult = S_OK;  // a failure leaves rubbish in the place of the list
     HRESULT activeResult = S_OK, inactiveResult = S_OK, runResult = S_OK;
     // Called while a connection is completed.
     std::function<void()> onComplete = [] {};
