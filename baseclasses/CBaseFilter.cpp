@@ -152,7 +152,10 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
 STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
     const CAutoLock lock(m_pLock);
     ComPtr<IMediaEventSink> sink;
-    (void)NoThrow([&] { return graph ? graph->QueryInterface(__uuidof(IMediaEventSink), &sink) : S_OK; });
+    // What a query that fails has written is no pointer.
+    void* answer = nullptr;
+    if (graph && SUCCEEDED(NoThrow([&] { return graph->QueryInterface(__uuidof(IMediaEventSink), &answer); })))
+        *sink.GetAddressOf() = static_cast<IMediaEventSink*>(answer);
     m_graph = graph;
     m_sink = sink.Get();
     ::lstrcpynW(m_name, name ? name : L"", MAX_FILTER_NAME);

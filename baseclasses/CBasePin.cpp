@@ -105,10 +105,13 @@ HRESULT CBasePin::MayConnect() const noexcept {
 HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* partial) {
     HRESULT reason = VFW_E_NO_ACCEPTABLE_TYPES;
     for (const bool mine : {m_bTryMyTypesFirst, !m_bTryMyTypesFirst}) {
-        ComPtr<IEnumMediaTypes> types;
-        HRESULT hr = mine ? EnumMediaTypes(&types) : receiver->EnumMediaTypes(&types);
-        if (FAILED(hr) || !types)
+        // What a receiver that fails has written is no pointer.
+        IEnumMediaTypes* answer = nullptr;
+        HRESULT hr = mine ? EnumMediaTypes(&answer) : receiver->EnumMediaTypes(&answer);
+        if (FAILED(hr) || !answer)
             continue;
+        ComPtr<IEnumMediaTypes> types;
+        *types.GetAddressOf() = answer;
         hr = TryMediaTypes(receiver, partial, types.Get());
         if (SUCCEEDED(hr))
             return S_OK;

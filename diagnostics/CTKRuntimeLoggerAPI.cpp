@@ -3,6 +3,7 @@
 #include "diagnostics/CAnswerCache.h"
 #include "diagnostics/CBstr.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/ForeignCalls.h"
 #include "diagnostics/LogSite.h"
 
 #include <cstdarg>
@@ -38,10 +39,11 @@ void CTKRuntimeLoggerAPI::FindService() {
     if (FAILED(::GetRunningObjectTable(0, &table)) || FAILED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker)) ||
         table->GetObject(moniker.Get(), &service) != S_OK || !service)
         return;
-    // A service of another process whose interfaces have no proxy here fails these, and is none.
-    service.As(&m_logger);
-    service.As(&m_questioner);
-    service.As(&m_dumpWriter);
+    // Each that fails stays null. A service of another process whose interfaces have no proxy here fails them all, and
+    // is none.
+    static_cast<void>(QueryFor(*service.Get(), SlotOf(m_logger)));
+    static_cast<void>(QueryFor(*service.Get(), SlotOf(m_questioner)));
+    static_cast<void>(QueryFor(*service.Get(), SlotOf(m_dumpWriter)));
 }
 
 void CTKRuntimeLoggerAPI::AbandonReferences() noexcept {

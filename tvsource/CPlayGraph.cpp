@@ -6,6 +6,7 @@
 
 #include "TvFileSourceAsync.h"
 #include "baseclasses/MediaTypeCopies.h"
+#include "diagnostics/ForeignCalls.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CLateCall.h"
 #include "tvsource/Interrupt.h"
@@ -23,7 +24,7 @@ constexpr DWORD kProgressIntervalMs = 200;
 std::vector<ComPtr<IPin>> PinsOf(IBaseFilter* filter, PIN_DIRECTION wanted) {
     std::vector<ComPtr<IPin>> pins;
     ComPtr<IEnumPins> enumerator;
-    Check(filter->EnumPins(&enumerator), L"Cannot ask a filter for its pins");
+    Check(Receive(enumerator, filter, &IBaseFilter::EnumPins), L"Cannot ask a filter for its pins");
     ComPtr<IPin> pin;
     while (enumerator->Next(1, &pin, nullptr) == S_OK) {
         PIN_DIRECTION direction{};
@@ -59,7 +60,7 @@ std::wstring DescribeStream(IPin* pin) {
 
     ComPtr<IEnumMediaTypes> types;
     AM_MEDIA_TYPE* first = nullptr;
-    if (SUCCEEDED(pin->EnumMediaTypes(&types)) && types->Next(1, &first, nullptr) == S_OK) {
+    if (SUCCEEDED(Receive(types, pin, &IPin::EnumMediaTypes)) && types->Next(1, &first, nullptr) == S_OK) {
         const MediaTypePtr owned(first);
         if (owned->majortype == MEDIATYPE_Audio)
             text += L" (audio)";
@@ -71,7 +72,7 @@ std::wstring DescribeStream(IPin* pin) {
 
 ComPtr<IPin> PeerOf(IPin* pin) {
     ComPtr<IPin> peer;
-    pin->ConnectedTo(&peer);
+    static_cast<void>(Receive(peer, pin, &IPin::ConnectedTo));  // null: connected to none
     return peer;
 }
 

@@ -5,6 +5,7 @@
 
 #include "TvFileSourceAsync.h"
 #include "baseclasses/MediaTypeCopies.h"
+#include "diagnostics/ForeignCalls.h"
 #include "diagnostics/LateLoad.h"
 #include "diagnostics/LongPath.h"
 #include "diagnostics/ModuleFolder.h"
@@ -20,8 +21,7 @@ using DllGetClassObjectFn = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
 template <class T>
 ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
     ComPtr<T> result;
-    const HRESULT hr = object->QueryInterface(__uuidof(T), reinterpret_cast<void**>(result.GetAddressOf()));
-    if (FAILED(hr))
+    if (const HRESULT hr = QueryFor(*object, result.GetAddressOf()); FAILED(hr))
         throw CHostError(std::wstring(L"The filter has no ") + interfaceName, hr);
     return result;
 }
@@ -50,7 +50,7 @@ CSourceFilter::CSourceFilter(const std::wstring& library) {
     }
 
     ComPtr<IEnumPins> pins;
-    Check(m_filter->EnumPins(&pins), L"Cannot ask the filter for its pins");
+    Check(Receive(pins, m_filter.Get(), &IBaseFilter::EnumPins), L"Cannot ask the filter for its pins");
     if (pins->Next(1, &m_pin, nullptr) != S_OK)
         throw CHostError(L"The filter has no output pin");
     m_reader = Ask<IAsyncReader>(m_pin.Get(), L"IAsyncReader on its pin");
@@ -98,7 +98,7 @@ void CSourceFilter::EnableDataFlow() {
 std::vector<StreamType> CSourceFilter::OfferedTypes() const {
     std::vector<StreamType> types;
     ComPtr<IEnumMediaTypes> enumerator;
-    Check(m_pin->EnumMediaTypes(&enumerator), L"Cannot ask the pin for its media types");
+    Check(Receive(enumerator, m_pin.Get(), &IPin::EnumMediaTypes), L"Cannot ask the pin for its media types");
     AM_MEDIA_TYPE* next = nullptr;
     while (enumerator->Next(1, &next, nullptr) == S_OK) {
         const MediaTypePtr owned(next);

@@ -71,7 +71,13 @@ HRESULT CStreamCookie::CopyTo(IStream** stream) const noexcept {
     const HRESULT hr = TKFGetGlobalInterfaceTable(&table);
     if (FAILED(hr))
         return hr;
-    return table->GetInterfaceFromGlobal(m_cookie, __uuidof(IStream), reinterpret_cast<void**>(stream));
+    // The table asks the stream once more, and passes on what it answers and leaves behind.
+    void* answer = nullptr;
+    const HRESULT fetched = table->GetInterfaceFromGlobal(m_cookie, __uuidof(IStream), &answer);
+    if (FAILED(fetched))
+        return fetched;
+    *stream = static_cast<IStream*>(answer);
+    return answer ? fetched : E_POINTER;
 }
 
 HRESULT CStreamCookie::Revoke() noexcept {

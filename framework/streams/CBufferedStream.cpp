@@ -1,5 +1,6 @@
 #include "framework/streams/CBufferedStream.h"
 
+#include "diagnostics/ForeignCalls.h"
 #include "framework/streams/CopyInBlocks.h"
 
 #include <algorithm>
@@ -202,7 +203,7 @@ HRESULT CBufferedStream::Clone(IStream** clone) noexcept {
         if (FAILED(hr))
             return hr;
         ComPtr<IStream> sourceClone;
-        hr = source->Clone(&sourceClone);
+        hr = ReceiveAny(sourceClone, source.Get(), &IStream::Clone);
         if (FAILED(hr))
             return hr;
         if (!sourceClone)

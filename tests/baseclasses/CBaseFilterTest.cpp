@@ -139,8 +139,12 @@ TEST_F(CBaseFilterTest, EventsReachTheGraphWhichIsNotCounted) {
     EXPECT_EQ(S_OK, filter->NotifyEvent(EC_COMPLETE, 11, 12));
     const auto self = reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(filter.Get()));
     EXPECT_EQ((std::vector<GraphEvent>{{EC_USER, 11, 12}, {EC_COMPLETE, 11, self}}), graph.TakeEvents());
-    EXPECT_EQ(S_OK, filter->JoinFilterGraph(nullptr, nullptr));
-    EXPECT_EQ(E_NOTIMPL, filter->NotifyEvent(EC_USER, 0, 0));
+    graph.refused = __uuidof(IMediaEventSink);
+    graph.refusalLeaves = reinterpret_cast<void*>(16);
+    for (IFilterGraph* const deaf : {static_cast<IFilterGraph*>(&graph), static_cast<IFilterGraph*>(nullptr)}) {
+        EXPECT_EQ(S_OK, filter->JoinFilterGraph(deaf, nullptr));
+        EXPECT_EQ(E_NOTIMPL, filter->NotifyEvent(EC_USER, 0, 0));
+    }
 }
 
 }  // namespace

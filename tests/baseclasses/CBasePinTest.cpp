@@ -137,6 +137,9 @@ TEST_F(CBasePinTest, TypesAreTriedInTheDocumentedOrder) {
         ExpectConnected(c.agreed);
         Part();
     }
+    input.listResult = E_OUTOFMEMORY;
+    EXPECT_EQ(S_OK, output.Connect(&input, nullptr)) << "the own list is left";
+    ExpectConnected(2);
 }
 
 // A parser's threads may ask who is connected while the graph holds the filter's lock for the connection that is being

@@ -70,6 +70,8 @@ public:
     HRESULT Inactive() override { return Note("inactive", inactiveResult); }
     HRESULT Run(REFERENCE_TIME start) override { return Note("run " + std::to_string(start), runResult); }
     STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** types) override {
+        if (listResult != S_OK)
+            return *types = reinterpret_cast<IEnumMediaTypes*>(16), listResult;
         Microsoft::WRL::ComPtr<IEnumMediaTypes> own;
         const HRESULT hr = CBasePin::EnumMediaTypes(&own);
         *types = new CUncheckedTypes(own.Get());
@@ -85,6 +87,7 @@ public:
     HRESULT refusal = S_FALSE;
     // Any other code than S_OK is the answer of that method.
     HRESULT checkConnectResult = S_OK, setMediaTypeResult = S_OK, completeConnectResult = S_OK;
+    HRESULT listResult = S_OK;  // a failure leaves rubbish in the place of the list
     HRESULT activeResult = S_OK, inactiveResult = S_OK, runResult = S_OK;
     // Called while a connection is completed.
     std::function<void()> onComplete = [] {};

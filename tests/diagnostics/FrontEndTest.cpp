@@ -58,6 +58,24 @@ TEST_F(FrontEndTest, QuestionIsDefaultAnsweredAndForgottenWhenNobodyCanAnswer) {
     EXPECT_EQ((std::pair{Record(2, question.c_str()), std::wstring(L"100% %s")}), logger->Questions().back());
 }
 
+TEST_F(FrontEndTest, WhatARefusedQueryLeavesBehindIsNoInterface) {
+    for (const auto& [result, leaves] :
+         {std::pair<HRESULT, void*>{E_FAIL, reinterpret_cast<void*>(16)}, {S_OK, nullptr}}) {
+        logger = CRecordingLogger::Create();
+        logger->refusal = result;
+        logger->refusalLeaves = leaves;
+        WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
+            EXPECT_EQ(3, api.AskQuestion(2, L"cat", L"file", 12, L"func", nullptr, nullptr, 3, false));
+            api.LogWithDump(2, L"cat", L"file", 12, L"func", L"crashed");
+        });
+        EXPECT_EQ((std::vector<std::wstring>{L"Cannot ask question: <null>", L"crashed <a dump could not be created>"}),
+                  logger->Messages());
+        logger->offersLog = false;
+        CPublishedLogger published(logger);
+        OnNewThread([] { EXPECT_EQ(nullptr, GetLoggerAPI()); });
+    }
+}
+
 TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestionInTheProcess) {
     const std::wstring question = NewQuestion();
     const auto ask = [&](LONG line, const wchar_t* function, bool remember) {

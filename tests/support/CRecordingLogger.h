@@ -86,11 +86,10 @@ public:
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
         if (onQueryInterface)
             onQueryInterface();
-        *object = nullptr;
         const bool refuses = (iid == __uuidof(ITKRuntimeLogger) && !offersLog) ||
                              (iid == __uuidof(ITKRuntimeLoggerQuestion) && !offersQuestion) ||
                              (iid == __uuidof(ITKRuntimeLoggerDump) && !offersDump);
-        return refuses ? E_NOINTERFACE : CTestObject::QueryInterface(iid, object);
+        return refuses ? Refuse(object) : CTestObject::QueryInterface(iid, object);
     }
     STDMETHODIMP_(ULONG) Release() override {
         const ULONG left = CTestObject::Release();

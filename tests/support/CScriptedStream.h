@@ -155,7 +155,7 @@ public:
     }
     STDMETHODIMP Clone(IStream** clone) override {
         const auto [step, lock] = Begin(kClone);
-        *clone = nullptr;
+        *clone = FAILED(step.result) ? reinterpret_cast<IStream*>(16) : nullptr;
         if (step.nothing || FAILED(step.result))
             return step.result;
         m_clone = std::make_unique<CScriptedStream>(m_contents);

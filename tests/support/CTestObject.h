@@ -17,16 +17,26 @@ public:
 
     [[nodiscard]] ULONG References() const { return m_references; }
 
+    // Scripts: the interface that it refuses, and what it answers and writes then.
+    IID refused{};
+    HRESULT refusal = E_NOINTERFACE;
+    void* refusalLeaves = nullptr;
+
     // IUnknown
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
         if (!object)
             return E_POINTER;
+        if (iid == refused)
+            return Refuse(object);
         *object = iid == __uuidof(IUnknown) ? static_cast<First*>(this) : nullptr;
         (Answer<First>(iid, object), ..., Answer<Others>(iid, object));
         return *object ? this->AddRef(), S_OK : E_NOINTERFACE;
     }
     STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() override { return --m_references; }
+
+protected:
+    HRESULT Refuse(void** object) const { return *object = refusalLeaves, refusal; }
 
 private:
     template <class Interface>

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <utility>
 
 using Microsoft::WRL::ComPtr;
 
@@ -38,6 +39,14 @@ TEST_F(CStreamCookieTest, HoldsTheLastStreamThatItWasGivenUntilRevokedOrGone) {
     EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Attach(&first));  // nor does this
     TKFSetGlobalInterfaceTableProvider(nullptr);
     EXPECT_EQ(&second, Held());
+    second.refused = __uuidof(IStream);
+    for (const auto& [result, leaves] : {std::pair<HRESULT, IStream*>{E_FAIL, &first}, {S_OK, nullptr}}) {
+        second.refusal = result;
+        second.refusalLeaves = leaves;
+        EXPECT_HRESULT_FAILED(cookie.CopyTo(&poisoned));
+        EXPECT_EQ(nullptr, std::exchange(poisoned, &first));
+    }
+    second.refused = {};
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(S_OK, cookie.Revoke());
         EXPECT_TRUE(cookie.IsEmpty());
