@@ -3,7 +3,7 @@
 //
 //   .live        that does not know its length
 //   .broken      whose second read and all later ones fail
-//   .hiccup      whose second read fails
+//   .hiccup      that does not know its length, and whose second read fails
 //   .huge        that claims to be longer than a media sample's times can tell
 //   .unreadable  whose reads all fail
 //   .stuck       whose ninth and tenth reads fail, and whose later ones never end
@@ -53,7 +53,7 @@ public:
             return E_INVALIDARG;
         std::ifstream file(path, std::ios::binary);
         m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
-        if (kind == L".live")
+        if (kind == L".live" || kind == L".hiccup")
             m_stream.ReportSize(0x8000000000000000u);
         if (kind == L".huge")
             m_stream.ReportSize(0x4000000000000000u);
