@@ -8,6 +8,7 @@
 //   .unreadable  whose reads all fail
 //   .stuck       whose ninth and tenth reads fail, and whose later ones never end
 //   .refused     that can't be opened: the server wants credentials
+//   .opened      that can be opened, and yet can't be loaded
 //   .older       that can't be opened, by a filter that doesn't say why
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
@@ -49,7 +50,9 @@ public:
         const std::wstring kind = path.extension();
         if (kind == L".refused")
             m_openResult = static_cast<HRESULT>(0x80190191);
-        if (kind == L".refused" || kind == L".older")
+        if (kind == L".opened")
+            m_openResult = S_OK;
+        if (kind == L".refused" || kind == L".opened" || kind == L".older")
             return E_INVALIDARG;
         std::ifstream file(path, std::ios::binary);
         m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
