@@ -197,18 +197,11 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress) {
         Check(filter->SetSyncSource(nullptr), L"Cannot take the graph's clock away");
     }
 
-    Check(control->Run(), L"The graph does not run");
-
-    const Result result = WaitForEnd(events.Get(), seeking.Get(), interrupt, progress);
-    m_counter->RefuseReads(true);
-    return result;
-}
-
-CPlayGraph::Result CPlayGraph::WaitForEnd(IMediaEvent* events, IMediaSeeking* seeking, HANDLE interrupt,
-                                          const Progress& progress) {
     OAEVENT eventHandle = 0;
     Check(events->GetEventHandle(&eventHandle), L"The graph has no event handle");
     const HANDLE handles[] = {reinterpret_cast<HANDLE>(eventHandle), interrupt};
+    Check(control->Run(), L"The graph does not run");
+
     for (;;) {
         const DWORD woken = ::WaitForMultipleObjects(2, handles, FALSE, kProgressIntervalMs);
         if (woken == WAIT_FAILED)

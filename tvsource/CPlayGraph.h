@@ -52,7 +52,7 @@ public:
     // with what each of them answered when nothing could be rendered at all.
     void Build(bool null);
 
-    // Plays to the end, or until `interrupt` is signalled. After it no read of the parser reaches the source.
+    // Plays to the end, or until `interrupt` is signalled.
     [[nodiscard]] Result Run(HANDLE interrupt, const Progress& progress);
 
     [[nodiscard]] const std::wstring& ParserName() const noexcept { return m_parserName; }
@@ -73,8 +73,6 @@ private:
     HRESULT ConnectParser(const ParserClass& parser);
     size_t RenderStreams(bool null);  // returns how many of m_streams have a renderer
     HRESULT RenderToNull(IPin* pin);
-    [[nodiscard]] Result WaitForEnd(IMediaEvent* events, IMediaSeeking* seeking, HANDLE interrupt,
-                                    const Progress& progress);
     void RemoveAllButSource();
 
     CSourceFilter& m_source;

@@ -3,11 +3,12 @@
 //
 //   .live        that does not know its length
 //   .broken      whose second read and all later ones fail
-//   .hiccup      whose second read fails
+//   .hiccup      that does not know its length, and whose second read fails
 //   .huge        that claims to be longer than a media sample's times can tell
 //   .unreadable  whose reads all fail
 //   .stuck       whose ninth and tenth reads fail, and whose later ones never end
 //   .refused     that can't be opened: the server wants credentials
+//   .opened      that can be opened, and yet can't be loaded
 //   .older       that can't be opened, by a filter that doesn't say why
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
@@ -49,11 +50,13 @@ public:
         const std::wstring kind = path.extension();
         if (kind == L".refused")
             m_openResult = static_cast<HRESULT>(0x80190191);
-        if (kind == L".refused" || kind == L".older")
+        if (kind == L".opened")
+            m_openResult = S_OK;
+        if (kind == L".refused" || kind == L".opened" || kind == L".older")
             return E_INVALIDARG;
         std::ifstream file(path, std::ios::binary);
         m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
-        if (kind == L".live")
+        if (kind == L".live" || kind == L".hiccup")
             m_stream.ReportSize(0x8000000000000000u);
         if (kind == L".huge")
             m_stream.ReportSize(0x4000000000000000u);

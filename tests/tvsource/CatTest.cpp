@@ -83,7 +83,11 @@ TEST_F(Cat, ASourceThatBreaksIsAnErrorWithWhatCouldBeReadWrittenUnlessItGoesOn) 
     ExpectRun(run, 1, {"could not be read beyond byte 131072 of 200000: 0x8003001E"});
     EXPECT_EQ(contents.substr(0, 131072), run.out);
     EXPECT_TRUE(contents == RunWithFilter(L"cat", {folder.Write(contents, L"long.hiccup")}, kAwkward).out);
-    ExpectRun(RunWithFilter(L"cat", {L"--offset", L"1000000000000", folder.Write("x", L"x.huge")}, kAwkward), 1,
+    const std::wstring huge = folder.Write("x", L"x.huge");
+    const HostRun ended = RunWithFilter(L"cat", {huge}, kAwkward);
+    ExpectRun(ended, 1, {"could not be read beyond byte 1 of 4611686018427387904\n"});
+    EXPECT_EQ("x", ended.out);
+    ExpectRun(RunWithFilter(L"cat", {L"--offset", L"1000000000000", huge}, kAwkward), 1,
               {"Position 1000000000000 is more than a media sample can carry"});
 }
 

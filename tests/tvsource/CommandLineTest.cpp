@@ -62,6 +62,7 @@ TEST_F(CommandLine, TheFilterIsAskedWhyANameCannotBeOpened) {
         {L"http://h/x.refused", "Cannot open http://h/x.refused: 0x80190191 (needs credentials, HTTP status 401)"},
         {L"http://me:pw@h/x.refused",
          "Cannot open http://***@h/x.refused: 0x80190191 (the server refused the credentials, HTTP status 401)"},
+        {L"http://h/x.opened", "Cannot open http://h/x.opened: 0x80070057 ("},
         {L"http://me:pw@h/x.older", "Cannot open http://***@h/x.older: 0x80070057 ("},
     };
     for (const auto& [name, message] : names)
