@@ -5,10 +5,12 @@
 #include "tests/dataservices/HttpTest.h"
 
 #include <atomic>
+#include <cstring>
 #include <tuple>
 
-// The program's way to the function.
+// The program's ways to these functions.
 extern "C" decltype(&::WinHttpQueryHeaders) __imp_WinHttpQueryHeaders;
+extern "C" decltype(&::WinHttpGetDefaultProxyConfiguration) __imp_WinHttpGetDefaultProxyConfiguration;
 
 namespace {
 
@@ -140,7 +142,7 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
     // The end of a range at the very end of the source is no proof of more.
     EXPECT_EQ(kHttpInvalidResponse,
               OpenServed({.bytes = "01234", .status = 206, .headers = "Content-Range: bytes 0-4/4\r\n"}));
-    EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416}));
+    EXPECT_EQ(2u, RequestsOf([&] { EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416})); }));
     EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416, .headers = "Content-Range: bytes */5\r\n"}));
 }
 
@@ -319,19 +321,28 @@ TEST_F(HttpAnswerTest, AServerThatDoesNotSpeakTlsIsAskedNothingByASecureUrl) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+std::wstring proxyOfMachine;
+BOOL WINAPI ProxyOfMachine(WINHTTP_PROXY_INFO* info) {
+    const auto copy = [](const std::wstring& text) {
+        const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
+        return static_cast<wchar_t*>(std::memcpy(::GlobalAlloc(GMEM_FIXED, bytes), text.c_str(), bytes));
+    };
+    *info = {WINHTTP_ACCESS_TYPE_NAMED_PROXY, copy(proxyOfMachine), copy(L"*.near.invalid")};
+    return TRUE;
+}
+
 TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
-    std::wstring proxy = L"127.0.0.1:" + std::to_wstring(server.Port());
-    WINHTTP_PROXY_INFO before{}, named{WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.data(), nullptr};
-    ::WinHttpGetDefaultProxyConfiguration(&before);
-    ASSERT_TRUE(::WinHttpSetDefaultProxyConfiguration(&named)) << ::GetLastError();
-    server.Serve("/a", {.bytes = bytes});
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));  // the function is known from now on
+    stream.Reset();                                 // the session goes with the last one
+    proxyOfMachine = L"127.0.0.1:" + std::to_wstring(server.Port());
+    const auto before = std::exchange(__imp_WinHttpGetDefaultProxyConfiguration, &ProxyOfMachine);
     EXPECT_EQ(S_OK, Open(L"http://nowhere.invalid/a"));
     EXPECT_TRUE(stream && IsRightAt(0));
     EXPECT_TRUE(server.Requests().back().target.starts_with("http://nowhere.invalid"));
-    stream.Reset();  // the session goes with the last one
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED), Open(L"http://very.near.invalid/a"));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
     EXPECT_EQ("/a", server.Requests().back().target) << "this machine is asked directly";
-    EXPECT_TRUE(::WinHttpSetDefaultProxyConfiguration(&before));
+    __imp_WinHttpGetDefaultProxyConfiguration = before;
 }
 
 TEST_F(HttpAnswerTest, AnyHostAndAnyPathIsAskedForAsItIsWritten) {

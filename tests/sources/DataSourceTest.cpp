@@ -317,6 +317,7 @@ TEST_P(DataSource, HasClonesThatStandWhereItStandsAndGoTheirOwnWay) {
     }
     ASSERT_EQ(S_OK, hr);
     ASSERT_EQ(S_OK, Seek(*stream.Get(), 10, STREAM_SEEK_SET));
+    EXPECT_EQ(300'000u, PositionOf(*clone.Get()));
     EXPECT_TRUE(Gives(*clone.Get(), source.bytes, 300'000, 100));
     EXPECT_TRUE(Gives(*stream.Get(), source.bytes, 10, 100));
     ComPtr<IStream> second;
