@@ -136,6 +136,26 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         EXPECT_TRUE(bytes.starts_with(got));
         EXPECT_EQ(STG_E_REVERTED, Read(10).first);
     }
+    // Without a name for its versions, its length tells, or the end of a range.
+    const std::pair<bool, CHttpServer::Resource> others[] = {
+        {true, {.bytes = "short", .etag = ""}},
+        {false, {.bytes = bytes + "long", .ranges = false, .etag = ""}},
+        {true,
+         {.bytes = std::string(700'001, 'x'),
+          .status = 206,
+          .etag = "",
+          .headers = "Content-Range: bytes 300000-1000000/*\r\n"}}};
+    for (const auto& [ranges, other] : others) {
+        const auto script = [this, other = other, first = true](const Request&) mutable {
+            if (std::exchange(first, false))
+                return CHttpServer::Misbehaviour{Fault::kClose, 300'000};
+            server.Serve("/a", other);
+            return CHttpServer::Misbehaviour{};
+        };
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = ranges, .etag = "", .script = script}));
+        EXPECT_EQ(std::pair(STG_E_REVERTED, bytes.substr(0, 300'000)), Read(bytes.size()));
+        EXPECT_EQ(STG_E_REVERTED, Read(10).first);
+    }
 }
 
 TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOneForTenSeconds) {
@@ -153,7 +173,7 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOne
         EXPECT_EQ(6u, server.Requests().size());
         ComPtr<IStream> clone;
         ASSERT_EQ(S_OK, stream->Clone(&clone));
-        for (const ULONGLONG ms : {0, 1, 9'998}) {
+        for (const ULONGLONG ms : {0ull, 1ull, 9'998ull}) {
             now += ms;
             EXPECT_EQ(std::pair(ResultOfHttpStatus(503), std::string()), Read(10)) << "at once";
             char byte = 0;
