@@ -300,6 +300,24 @@ TEST_F(HttpAnswerTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatCont
     EXPECT_EQ(S_OK, Seek(-1, STREAM_SEEK_END));
     CHttpServer::Resource twice{.bytes = bytes, .ranges = false, .headers = "Content-Length: 1000000 , 1000000\r\n"};
     EXPECT_EQ(S_OK, OpenServed(twice));
+    EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true, .headers = "Content-Length: 5\r\n"}));
+    EXPECT_EQ(0u, StateBits());
+    EXPECT_EQ(bytes, Read(bytes.size()).second) << "chunks say where they end";
+    // A later answer is held to the same.
+    const auto script = [this, requests = 0](const Request&) mutable {
+        CHttpServer::Resource senseless{.bytes = bytes, .ranges = false};
+        senseless.headers = "Content-Length: 5\r\n";
+        if (++requests == 1)
+            return CHttpServer::Misbehaviour{Fault::kClose, 300'000};
+        senseless.script = [this](const Request&) {
+            server.Serve("/a", {.bytes = bytes, .ranges = false});
+            return CHttpServer::Misbehaviour{};
+        };
+        server.Serve("/a", senseless);
+        return CHttpServer::Misbehaviour{};
+    };
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = script}));
+    EXPECT_EQ(2u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(0)); }));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .status = 203})) << "200 as a proxy has changed it";
     EXPECT_TRUE(IsRightAt(0));
 }
@@ -331,7 +349,10 @@ TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
     EXPECT_TRUE(server.Requests().back().target.starts_with("http://nowhere.invalid"));
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED), Open(L"http://very.near.invalid/a"));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
-    EXPECT_EQ("/a", server.Requests().back().target) << "this machine is asked directly";
+    EXPECT_EQ("/a", server.Requests().back().target);
+    stream.Reset();
+    proxyOfMachine = L"127.0.0.1:1";
+    EXPECT_EQ(S_OK, Open(server.Url(L"/a"))) << "this machine is asked directly";
     __imp_WinHttpGetDefaultProxyConfiguration = before;
 }
 

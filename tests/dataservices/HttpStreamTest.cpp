@@ -4,17 +4,10 @@
 #include "dataservices/http/HttpResults.h"
 #include "tests/dataservices/HttpTest.h"
 
-#include <atomic>
 #include <future>
 #include <iterator>
 
 namespace {
-
-// A clock that goes on when it is told to.
-std::atomic<ULONGLONG> now = 0;
-ULONGLONG WINAPI Now() {
-    return now;
-}
 
 TEST_F(HttpStreamTest, AnOpenReadToItsEndIsOneRequestAndASeekAmongKeptBytesIsNone) {
     EXPECT_EQ(1u, RequestsOf([&] {
@@ -42,6 +35,8 @@ TEST_F(HttpStreamTest, ALiveSourceLosesNothingOfWhatWasReadToTellItsKind) {
     ULARGE_INTEGER position{};
     EXPECT_EQ(kCannotSeek, stream->Seek({}, STREAM_SEEK_SET, &position));
     EXPECT_EQ(bytes.size(), position.QuadPart);
+    ComPtr<IStream> clone;
+    EXPECT_EQ(kCannotSeek, stream->Clone(&clone));
     EXPECT_EQ(1u, server.Requests().size());
 }
 
@@ -59,6 +54,11 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
     }
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
     EXPECT_TRUE(IsRightAt(0)) << "six failures, but no more than three without progress";
+    // What has come before is none.
+    faults.assign(7, {Fault::kClose, 100'000});
+    faults[0] = {Fault::kClose, 500'000};
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = InTurn(faults)}));
+    EXPECT_EQ(5u, RequestsOf([&] { EXPECT_EQ(kHttpConnectionError, Read(bytes.size()).first); }));
 }
 
 // Each call is whole: the bytes of one read follow one another in the source, and no two reads give the same ones.
@@ -154,8 +154,13 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         };
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = ranges, .etag = "", .script = script}));
         EXPECT_EQ(std::pair(STG_E_REVERTED, bytes.substr(0, 300'000)), Read(bytes.size()));
+        now += 3'600'000;
         EXPECT_EQ(STG_E_REVERTED, Read(10).first);
     }
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true, .script = InTurn({{Fault::kReset, 300'000}})}));
+    const HRESULT broken = Read(bytes.size()).first;
+    now += 3'600'000;
+    EXPECT_EQ(0u, RequestsOf([&] { EXPECT_EQ(broken, Read(10).first) << "nor does a live source come back"; }));
 }
 
 TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOneForTenSeconds) {
@@ -163,8 +168,7 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOne
     Faults faults(7, {Fault::kUnavailable});
     faults[0] = {Fault::kClose, 700'000};
     OnNewThread([&] {
-        server.Serve("/a", {.bytes = bytes, .script = InTurn(faults)});
-        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/a").c_str(), &stream, &Now));
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
         ComPtr<IStream> copy;
         ASSERT_EQ(S_OK, TKFCreateMemoryStream(nullptr, 0, &copy));
         ULARGE_INTEGER count{};
