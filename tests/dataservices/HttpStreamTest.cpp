@@ -155,12 +155,9 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = ranges, .etag = "", .script = script}));
         EXPECT_EQ(std::pair(STG_E_REVERTED, bytes.substr(0, 300'000)), Read(bytes.size()));
         now += 3'600'000;
+        server.Serve("/a", {.bytes = bytes, .ranges = ranges, .etag = ""});
         EXPECT_EQ(STG_E_REVERTED, Read(10).first);
     }
-    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true, .script = InTurn({{Fault::kReset, 300'000}})}));
-    const HRESULT broken = Read(bytes.size()).first;
-    now += 3'600'000;
-    EXPECT_EQ(0u, RequestsOf([&] { EXPECT_EQ(broken, Read(10).first) << "nor does a live source come back"; }));
 }
 
 TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOneForTenSeconds) {
@@ -274,11 +271,12 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
         const CTestApartment own(COINIT_MULTITHREADED);
         server.Serve("/live", {.bytes = bytes, .live = true, .script = InTurn({{Fault::kStall, 300'000}})});
         ComPtr<IStream> live;
-        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/live").c_str(), &live));
+        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/live").c_str(), &live, &Now));
         std::string got(bytes.size(), '?');
         ULONG count = 0;
         EXPECT_EQ(kHttpTimeout, live->Read(got.data(), static_cast<ULONG>(got.size()), &count));
         EXPECT_TRUE(bytes.starts_with(got.substr(0, count)));
+        now += 3'600'000;
         EXPECT_EQ(kHttpTimeout, live->Read(got.data(), 1, &count)) << "a live source is not taken up again";
     }));
     // One that falls silent later on is asked again; what came is not lost.
