@@ -28,8 +28,8 @@ public:
 
     // IStream
 
-    // STG_E_INVALIDFUNCTION: unknown origin, or the file can't be positioned there. `*newPosition` tells where the stream
-    // stands then, too: a buffer in front believes it.
+    // STG_E_INVALIDFUNCTION: unknown origin, or the file can't be positioned there. `*newPosition` tells where the
+    // stream stands then, too: a buffer in front believes it.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Leaves the file pointer where it was.
     // STG_E_MEDIUMFULL: no file can have that size.  STG_E_INVALIDFUNCTION: this file can't be given it.

@@ -31,10 +31,9 @@ public:
 
     // IStream
 
-    // `*newPosition` tells where the stream stands, after a failure too: a buffer in front believes it. Positions beyond
-    // the size are allowed, up to 64 bits.
-    // STG_E_INVALIDPOINTER: the position would be before the start or beyond 64 bits.  STG_E_INVALIDFUNCTION: unknown
-    // origin. After a failure the position is the old one.
+    // `*newPosition` tells where the stream stands, after a failure too: a buffer in front believes it. Positions
+    // beyond the size are allowed, up to 64 bits. STG_E_INVALIDPOINTER: the position would be before the start or
+    // beyond 64 bits.  STG_E_INVALIDFUNCTION: unknown origin. After a failure the position is the old one.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Neither makes bytes nor drops them: what a smaller size hides, a larger one shows again.
     STDMETHODIMP SetSize(ULARGE_INTEGER newSize) noexcept override;

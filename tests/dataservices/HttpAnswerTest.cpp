@@ -5,10 +5,12 @@
 #include "tests/dataservices/HttpTest.h"
 
 #include <atomic>
+#include <cstring>
 #include <tuple>
 
-// The program's way to the function.
+// The program's ways to these functions.
 extern "C" decltype(&::WinHttpQueryHeaders) __imp_WinHttpQueryHeaders;
+extern "C" decltype(&::WinHttpGetDefaultProxyConfiguration) __imp_WinHttpGetDefaultProxyConfiguration;
 
 namespace {
 
@@ -68,11 +70,12 @@ TEST_F(HttpAnswerTest, WhereARedirectLedToIsAskedFirstAndTheUrlItselfWhenThatIsN
         server.Serve("/new", {.bytes = bytes});
         ASSERT_EQ(S_OK, OpenServed({.status = 302, .headers = "Location: /old\r\n"}));
         EXPECT_TRUE(IsRightAt(0));
+        EXPECT_TRUE(IsRightAt(10, 10));
         std::string asked;
         const auto requests = server.Requests();
         for (size_t i = first; i < requests.size(); ++i)
             asked += requests[i].target + " ";
-        EXPECT_EQ("/a /old /old /old /a /new ", asked);
+        EXPECT_EQ("/a /old /old /old /a /new /new ", asked);
     }
 }
 
@@ -131,16 +134,15 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
         CHttpServer::Resource resource{.bytes = "0123456789", .status = 206};
         resource.headers = std::string("Content-Range: ") + range + "\r\n";
         // Without a total it is asked for once more, plainly.
-        EXPECT_EQ(result == E_PENDING ? 2u : 1u, RequestsOf([&] {
-                      EXPECT_EQ(result == E_PENDING ? kHttpInvalidResponse : result, OpenServed(resource)) << range;
-                  }))
-            << range;
+        HRESULT opened = E_PENDING;
+        EXPECT_EQ(result == E_PENDING ? 2u : 1u, RequestsOf([&] { opened = OpenServed(resource); })) << range;
+        EXPECT_EQ(result == E_PENDING ? kHttpInvalidResponse : result, opened) << range;
         EXPECT_EQ(result == E_PENDING ? "" : "bytes=0-", server.Requests().back().Header("range"));
     }
     // The end of a range at the very end of the source is no proof of more.
     EXPECT_EQ(kHttpInvalidResponse,
               OpenServed({.bytes = "01234", .status = 206, .headers = "Content-Range: bytes 0-4/4\r\n"}));
-    EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416}));
+    EXPECT_EQ(2u, RequestsOf([&] { EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416})); }));
     EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416, .headers = "Content-Range: bytes */5\r\n"}));
 }
 
@@ -192,36 +194,26 @@ TEST_F(HttpAnswerTest, TheWholeSourceInPlaceOfARangeIsNoChangeIfItsTagSaysSo) {
 }
 
 TEST_F(HttpAnswerTest, OnlyAnAnswerThatMayChangeIsAskedForAgain) {
-    for (const auto& [status, again] : std::initializer_list<std::pair<int, bool>>{{204, false},
-                                                                                   {304, false},
-                                                                                   {305, false},
-                                                                                   {400, false},
-                                                                                   {401, false},
-                                                                                   {403, false},
-                                                                                   {404, false},
-                                                                                   {407, false},
-                                                                                   {408, true},
-                                                                                   {410, false},
-                                                                                   {429, true},
-                                                                                   {499, false},
-                                                                                   {500, true},
-                                                                                   {599, true}}) {
+    const auto read = [&](int status, HRESULT expected) {
         const auto script = [this, status, requests = 0](const Request&) mutable {
             if (++requests == 1)
                 return CHttpServer::Misbehaviour{Fault::kClose, 300'000};
-            server.Serve("/a", {.status = status, .script = [this](const Request&) {
-                                    server.Serve("/a", {.bytes = bytes});
-                                    return CHttpServer::Misbehaviour{};
-                                }});
+            const auto third = [this](const Request&) {
+                server.Serve("/a", {.bytes = bytes});
+                return CHttpServer::Misbehaviour{};
+            };
+            server.Serve("/a", {.status = status, .script = third});
             return CHttpServer::Misbehaviour{};
         };
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = script}));
-        EXPECT_EQ(again ? 2u : 1u, RequestsOf([&, status = status, again = again] {
-                      EXPECT_EQ(again ? S_OK : ResultOfHttpStatus(static_cast<DWORD>(status)),
-                                Read(bytes.size()).first);
-                  }))
+        EXPECT_EQ(SUCCEEDED(expected) ? 2u : 1u,
+                  RequestsOf([&] { EXPECT_EQ(expected, Read(bytes.size()).first) << status; }))
             << status;
-    }
+    };
+    for (const int status : {408, 429, 500, 599})
+        read(status, S_OK);
+    for (const int status : {204, 304, 305, 400, 401, 403, 404, 407, 410, 499})
+        read(status, ResultOfHttpStatus(static_cast<DWORD>(status)));
 }
 
 TEST_F(HttpAnswerTest, StatTellsTheTimeOfTheLastChangeIfThatIsOne) {
@@ -308,6 +300,24 @@ TEST_F(HttpAnswerTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatCont
     EXPECT_EQ(S_OK, Seek(-1, STREAM_SEEK_END));
     CHttpServer::Resource twice{.bytes = bytes, .ranges = false, .headers = "Content-Length: 1000000 , 1000000\r\n"};
     EXPECT_EQ(S_OK, OpenServed(twice));
+    EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true, .headers = "Content-Length: 5\r\n"}));
+    EXPECT_EQ(0u, StateBits());
+    EXPECT_EQ(bytes, Read(bytes.size()).second) << "chunks say where they end";
+    // A later answer is held to the same.
+    const auto script = [this, requests = 0](const Request&) mutable {
+        CHttpServer::Resource senseless{.bytes = bytes, .ranges = false};
+        senseless.headers = "Content-Length: 5\r\n";
+        if (++requests == 1)
+            return CHttpServer::Misbehaviour{Fault::kClose, 300'000};
+        senseless.script = [this](const Request&) {
+            server.Serve("/a", {.bytes = bytes, .ranges = false});
+            return CHttpServer::Misbehaviour{};
+        };
+        server.Serve("/a", senseless);
+        return CHttpServer::Misbehaviour{};
+    };
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = script}));
+    EXPECT_EQ(2u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(0)); }));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .status = 203})) << "200 as a proxy has changed it";
     EXPECT_TRUE(IsRightAt(0));
 }
@@ -319,19 +329,31 @@ TEST_F(HttpAnswerTest, AServerThatDoesNotSpeakTlsIsAskedNothingByASecureUrl) {
     EXPECT_TRUE(server.Requests().empty());
 }
 
+std::wstring proxyOfMachine;
+BOOL WINAPI ProxyOfMachine(WINHTTP_PROXY_INFO* info) {
+    const auto copy = [](const std::wstring& text) {
+        const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
+        return static_cast<wchar_t*>(std::memcpy(::GlobalAlloc(GMEM_FIXED, bytes), text.c_str(), bytes));
+    };
+    *info = {WINHTTP_ACCESS_TYPE_NAMED_PROXY, copy(proxyOfMachine), copy(L"*.near.invalid")};
+    return TRUE;
+}
+
 TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
-    std::wstring proxy = L"127.0.0.1:" + std::to_wstring(server.Port());
-    WINHTTP_PROXY_INFO before{}, named{WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.data(), nullptr};
-    ::WinHttpGetDefaultProxyConfiguration(&before);
-    ASSERT_TRUE(::WinHttpSetDefaultProxyConfiguration(&named)) << ::GetLastError();
-    server.Serve("/a", {.bytes = bytes});
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));  // the function is known from now on
+    stream.Reset();                                 // the session goes with the last one
+    proxyOfMachine = L"127.0.0.1:" + std::to_wstring(server.Port());
+    const auto before = std::exchange(__imp_WinHttpGetDefaultProxyConfiguration, &ProxyOfMachine);
     EXPECT_EQ(S_OK, Open(L"http://nowhere.invalid/a"));
     EXPECT_TRUE(stream && IsRightAt(0));
     EXPECT_TRUE(server.Requests().back().target.starts_with("http://nowhere.invalid"));
-    stream.Reset();  // the session goes with the last one
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED), Open(L"http://very.near.invalid/a"));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
-    EXPECT_EQ("/a", server.Requests().back().target) << "this machine is asked directly";
-    EXPECT_TRUE(::WinHttpSetDefaultProxyConfiguration(&before));
+    EXPECT_EQ("/a", server.Requests().back().target);
+    stream.Reset();
+    proxyOfMachine = L"127.0.0.1:1";
+    EXPECT_EQ(S_OK, Open(server.Url(L"/a"))) << "this machine is asked directly";
+    __imp_WinHttpGetDefaultProxyConfiguration = before;
 }
 
 TEST_F(HttpAnswerTest, AnyHostAndAnyPathIsAskedForAsItIsWritten) {

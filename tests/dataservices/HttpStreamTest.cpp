@@ -4,17 +4,10 @@
 #include "dataservices/http/HttpResults.h"
 #include "tests/dataservices/HttpTest.h"
 
-#include <atomic>
 #include <future>
 #include <iterator>
 
 namespace {
-
-// A clock that goes on when it is told to.
-std::atomic<ULONGLONG> now = 0;
-ULONGLONG WINAPI Now() {
-    return now;
-}
 
 TEST_F(HttpStreamTest, AnOpenReadToItsEndIsOneRequestAndASeekAmongKeptBytesIsNone) {
     EXPECT_EQ(1u, RequestsOf([&] {
@@ -42,6 +35,8 @@ TEST_F(HttpStreamTest, ALiveSourceLosesNothingOfWhatWasReadToTellItsKind) {
     ULARGE_INTEGER position{};
     EXPECT_EQ(kCannotSeek, stream->Seek({}, STREAM_SEEK_SET, &position));
     EXPECT_EQ(bytes.size(), position.QuadPart);
+    ComPtr<IStream> clone;
+    EXPECT_EQ(kCannotSeek, stream->Clone(&clone));
     EXPECT_EQ(1u, server.Requests().size());
 }
 
@@ -59,6 +54,11 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
     }
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
     EXPECT_TRUE(IsRightAt(0)) << "six failures, but no more than three without progress";
+    // What has come before is none.
+    faults.assign(7, {Fault::kClose, 100'000});
+    faults[0] = {Fault::kClose, 500'000};
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = InTurn(faults)}));
+    EXPECT_EQ(5u, RequestsOf([&] { EXPECT_EQ(kHttpConnectionError, Read(bytes.size()).first); }));
 }
 
 // Each call is whole: the bytes of one read follow one another in the source, and no two reads give the same ones.
@@ -136,15 +136,36 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         EXPECT_TRUE(bytes.starts_with(got));
         EXPECT_EQ(STG_E_REVERTED, Read(10).first);
     }
+    // Without a name for its versions, its length tells, or the end of a range.
+    const std::pair<bool, CHttpServer::Resource> others[] = {
+        {true, {.bytes = "short", .etag = ""}},
+        {false, {.bytes = bytes + "long", .ranges = false, .etag = ""}},
+        {true,
+         {.bytes = std::string(700'001, 'x'),
+          .status = 206,
+          .etag = "",
+          .headers = "Content-Range: bytes 300000-1000000/*\r\n"}}};
+    for (const auto& [ranges, other] : others) {
+        const auto script = [this, other = other, first = true](const Request&) mutable {
+            if (std::exchange(first, false))
+                return CHttpServer::Misbehaviour{Fault::kClose, 300'000};
+            server.Serve("/a", other);
+            return CHttpServer::Misbehaviour{};
+        };
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = ranges, .etag = "", .script = script}));
+        EXPECT_EQ(std::pair(STG_E_REVERTED, bytes.substr(0, 300'000)), Read(bytes.size()));
+        now += 3'600'000;
+        server.Serve("/a", {.bytes = bytes, .ranges = ranges, .etag = ""});
+        EXPECT_EQ(STG_E_REVERTED, Read(10).first);
+    }
 }
 
 TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOneForTenSeconds) {
     const CPublishedLogger logger;
-    Faults faults(6, {Fault::kUnavailable});
+    Faults faults(7, {Fault::kUnavailable});
     faults[0] = {Fault::kClose, 700'000};
     OnNewThread([&] {
-        server.Serve("/a", {.bytes = bytes, .script = InTurn(faults)});
-        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/a").c_str(), &stream, &Now));
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
         ComPtr<IStream> copy;
         ASSERT_EQ(S_OK, TKFCreateMemoryStream(nullptr, 0, &copy));
         ULARGE_INTEGER count{};
@@ -153,7 +174,7 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOne
         EXPECT_EQ(6u, server.Requests().size());
         ComPtr<IStream> clone;
         ASSERT_EQ(S_OK, stream->Clone(&clone));
-        for (const ULONGLONG ms : {0, 1, 9'998}) {
+        for (const ULONGLONG ms : {0ull, 1ull, 9'998ull}) {
             now += ms;
             EXPECT_EQ(std::pair(ResultOfHttpStatus(503), std::string()), Read(10)) << "at once";
             char byte = 0;
@@ -162,8 +183,8 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOne
         }
         EXPECT_EQ(6u, server.Requests().size()) << "nobody was asked";
         now += 1;
-        EXPECT_TRUE(IsRightAt(700'000));
-        EXPECT_EQ(7u, server.Requests().size());
+        EXPECT_TRUE(IsRightAt(700'000)) << "each read has all tries";
+        EXPECT_EQ(8u, server.Requests().size());
         stream.Reset();
     });
     const auto told = [&](const std::wstring& text) {
@@ -171,7 +192,7 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOne
                                      [&](const auto& message) { return message.find(text) != message.npos; });
     };
     for (const int pause : {100, 200, 400, 800, 1600})
-        EXPECT_EQ(1, told(L"asking again in " + std::to_wstring(pause) + L" ms")) << pause;
+        EXPECT_EQ(pause == 100 ? 2 : 1, told(L"asking again in " + std::to_wstring(pause) + L" ms")) << pause;
     EXPECT_EQ(1, told(L"failed at position 700000, hr=0x801901F7"));
 }
 
@@ -250,11 +271,12 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
         const CTestApartment own(COINIT_MULTITHREADED);
         server.Serve("/live", {.bytes = bytes, .live = true, .script = InTurn({{Fault::kStall, 300'000}})});
         ComPtr<IStream> live;
-        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/live").c_str(), &live));
+        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/live").c_str(), &live, &Now));
         std::string got(bytes.size(), '?');
         ULONG count = 0;
         EXPECT_EQ(kHttpTimeout, live->Read(got.data(), static_cast<ULONG>(got.size()), &count));
         EXPECT_TRUE(bytes.starts_with(got.substr(0, count)));
+        now += 3'600'000;
         EXPECT_EQ(kHttpTimeout, live->Read(got.data(), 1, &count)) << "a live source is not taken up again";
     }));
     // One that falls silent later on is asked again; what came is not lost.

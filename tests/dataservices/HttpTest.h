@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <string>
 #include <utility>
@@ -33,6 +34,12 @@ inline std::function<CHttpServer::Misbehaviour(const Request&)> InTurn(Faults fa
     };
 }
 
+// A clock that goes on when it is told to.
+inline std::atomic<ULONGLONG> now = 0;
+inline ULONGLONG WINAPI Now() {
+    return now;
+}
+
 struct HttpStreamTest : ::testing::Test {
     const CTestApartment apartment{COINIT_MULTITHREADED};
     const std::string bytes = RandomBytes(815, 1'000'000);
@@ -43,19 +50,23 @@ struct HttpStreamTest : ::testing::Test {
         if (!CHttpServer::IsSupported())
             GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
     }
-    HRESULT Open(const std::wstring& url) { return CreateHttpStream(url.c_str(), stream.ReleaseAndGetAddressOf()); }
+    HRESULT Open(const std::wstring& url) {
+        return CreateHttpStream(url.c_str(), stream.ReleaseAndGetAddressOf(), &Now);
+    }
     HRESULT OpenServed(CHttpServer::Resource resource) {
         server.Serve("/a", std::move(resource));
         return Open(server.Url(L"/a"));
     }
     std::pair<HRESULT, std::string> Read(size_t cb) const {
+        if (!stream)
+            return {E_POINTER, {}};
         std::string got(cb, '?');
         ULONG count = 0xDEAD;
         const HRESULT hr = stream->Read(got.data(), static_cast<ULONG>(cb), &count);
         return {hr, got.substr(0, count)};
     }
     HRESULT Seek(LONGLONG position, DWORD origin = STREAM_SEEK_SET) const {
-        return stream->Seek({.QuadPart = position}, origin, nullptr);
+        return stream ? stream->Seek({.QuadPart = position}, origin, nullptr) : E_POINTER;
     }
     // Whether the bytes from `position` on, to the end or `cb` of them, are what the stream gives there.
     [[nodiscard]] bool IsRightAt(size_t position, size_t cb = std::string::npos) const {
@@ -64,7 +75,7 @@ struct HttpStreamTest : ::testing::Test {
     }
     [[nodiscard]] DWORD StateBits() const {
         STATSTG stat{};
-        EXPECT_EQ(S_OK, stream->Stat(&stat, STATFLAG_NONAME));
+        EXPECT_EQ(S_OK, stream ? stream->Stat(&stat, STATFLAG_NONAME) : E_POINTER);
         return stat.grfStateBits;
     }
     size_t RequestsOf(const std::function<void()>& what) const {

@@ -107,6 +107,7 @@ TEST_F(CBufferedStreamTest, SeeksInsideTheBufferWithoutTheSource) {
         const char* next;
         bool asksSource;
     } rows[] = {
+        {"to the first byte in it", 4, STREAM_SEEK_SET, {S_OK, 4}, "4", false},
         {"to the last byte in it", 7, STREAM_SEEK_SET, {S_OK, 7}, "7", false},
         {"to just behind the buffer", 8, STREAM_SEEK_SET, {S_OK, 8}, "8", true},
         {"to just before the buffer", 3, STREAM_SEEK_SET, {S_OK, 3}, "3", true},
