@@ -230,6 +230,7 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
         {L"audio/mpeg", x + Layer3(6) + Layer3(20, 1) + x},
         {kNothing, x + Layer3(6) + x},  // no more than a packet of another container holds
         {L"audio/mpeg", x + Layer3(20) + x},
+        {kNothing, x + Repeat(40, Mpeg(312, 3, 3, 9, 0)) + x},  // Layer I begins as much does that is no audio
         {L"audio/x-aac", x + Repeat(5, Adts(300)) + tag},
         {kNothing, x + Repeat(2, Adts(300))},
         {kNothing, x + Repeat(7, Adts(300)) + x},
