@@ -36,7 +36,7 @@ std::string Frame(size_t bytes, const Fields& fields) {
         for (unsigned bit = width; bit-- > 0; ++bits) {
             if (bits % 8 == 0)
                 frame += '\0';
-            frame.back() = static_cast<char>(frame.back() | (value >> bit & 1) << (7 - bits % 8));
+            frame.back() = static_cast<char>(frame.back() | static_cast<int>(value >> bit & 1) << (7 - bits % 8));
         }
     }
     return frame + Filling(bytes - std::min(bytes, frame.size()));
