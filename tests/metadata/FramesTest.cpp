@@ -36,7 +36,7 @@ std::string Frame(size_t bytes, const Fields& fields) {
         for (unsigned bit = width; bit-- > 0; ++bits) {
             if (bits % 8 == 0)
                 frame += '\0';
-            frame.back() = static_cast<char>(frame.back() | (value >> bit & 1) << (7 - bits % 8));
+            frame.back() = static_cast<char>(frame.back() | static_cast<int>(value >> bit & 1) << (7 - bits % 8));
         }
     }
     return frame + Filling(bytes - std::min(bytes, frame.size()));
@@ -230,6 +230,7 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
         {L"audio/mpeg", x + Layer3(6) + Layer3(20, 1) + x},
         {kNothing, x + Layer3(6) + x},  // no more than a packet of another container holds
         {L"audio/mpeg", x + Layer3(20) + x},
+        {kNothing, x + Repeat(40, Mpeg(312, 3, 3, 9, 0)) + x},  // Layer I begins as much does that is no audio
         {L"audio/x-aac", x + Repeat(5, Adts(300)) + tag},
         {kNothing, x + Repeat(2, Adts(300))},
         {kNothing, x + Repeat(7, Adts(300)) + x},

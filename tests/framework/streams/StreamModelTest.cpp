@@ -125,6 +125,20 @@ TEST(StreamModelTest, ABufferedStreamOfAnyBufferSizeBehavesAsAnArrayWithAPositio
             ASSERT_EQ(S_OK, TKFCreateBufferedStream(&source, &stream, bufferBytes));
             CompareWithModel(stream.Get(), contents, static_cast<unsigned>(bufferBytes), 12'500);
             ASSERT_FALSE(HasFailure());
+            if (bufferBytes != 255)
+                continue;
+            // The same over one that keeps the start, while it does and when it has ended.
+            ComPtr<CReplayStream> replay;
+            source.Rewind();
+            ASSERT_EQ(S_OK, MakeComObject<CReplayStream>(&replay));
+            ASSERT_EQ(S_OK, replay->Initialize(&source));
+            ASSERT_EQ(S_OK, TKFCreateBufferedStream(replay.Get(), &stream, bufferBytes));
+            for (const int steps : {3, 2'000}) {
+                CompareWithModel(stream.Get(), contents, static_cast<unsigned>(bufferBytes + steps), steps);
+                ASSERT_FALSE(HasFailure()) << "replay";
+                replay->EndKeeping();
+                ASSERT_EQ(S_OK, stream->Seek(By(0), STREAM_SEEK_SET, nullptr));
+            }
         }
 }
 
