@@ -121,6 +121,12 @@ TEST_F(LoadTest, TheFileIsSharedWithReadersAndDeletersNotWithWritersUntilTheNext
     EXPECT_TRUE(CAutoHandle(Open(first.Path(), GENERIC_WRITE, 0))) << "the first file is still open";
     EXPECT_TRUE(::DeleteFileW(second.Path().c_str()));
     ExpectSource(second.Path(), "second");
+    const CTempFile third("third");
+    Stream stream;
+    ASSERT_EQ(S_OK, host.Load(third.Path(), &kWave));
+    ASSERT_EQ(S_OK, host.Open(&stream, &kWave));
+    EXPECT_TRUE(CAutoHandle(Open(third.Path(), GENERIC_WRITE, 0))) << "a stream has replaced it";
+    EXPECT_EQ(0u, host.Release());
 }
 
 TEST(LoadLogTest, EachLoadIsToldOf) {

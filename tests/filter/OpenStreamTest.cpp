@@ -6,9 +6,14 @@
 #include "framework/com/GlobalInterfaceTable.h"
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
+#include "tests/support/CFakeDataService.h"
 #include "tests/support/CImportHook.h"
+#include "tests/support/CRegisteredComClass.h"
 
 #include <evcode.h>
+
+#include <functional>
+#include <future>
 
 namespace {
 
@@ -160,13 +165,79 @@ struct CFailingTable final : CTestObject<IGlobalInterfaceTable> {
         return FAILED(revokes) ? revokes : real->RevokeInterfaceFromGlobal(cookie);
     }
     STDMETHODIMP GetInterfaceFromGlobal(DWORD cookie, REFIID iid, void** object) override {
-        return real->GetInterfaceFromGlobal(cookie, iid, object);
+        return gives ? real->GetInterfaceFromGlobal(cookie, iid, object) : S_OK;
     }
 
     ComPtr<IGlobalInterfaceTable> real;
     HRESULT registers = S_OK, revokes = S_OK;
+    bool gives = true;  // or nothing, and calls it success
 };
 CFailingTable* g_table = nullptr;
+
+CAutoHandle g_waits;  // a thread waits for a critical section that another one has
+
+void WINAPI EnterAndTell(CRITICAL_SECTION* section) {
+    while (!::TryEnterCriticalSection(section)) {
+        ::SetEvent(g_waits.Get());
+        ::SwitchToThread();
+    }
+}
+
+std::function<void()> g_onAllocate;
+
+void* WINAPI AllocateAndTell(SIZE_T bytes) {
+    if (const auto tell = std::exchange(g_onAllocate, {}))
+        tell();
+    return ::CoTaskMemRealloc(nullptr, bytes);
+}
+
+bool SomebodyWaits() {
+    return ::WaitForSingleObject(g_waits.Get(), 10'000) == WAIT_OBJECT_0;
+}
+
+struct ConcurrencyTest : ::testing::Test {
+    const CTestApartment apartment{COINIT_MULTITHREADED};
+    const CImportHook enter{"EnterCriticalSection", &EnterAndTell}, allocate{"CoTaskMemAlloc", &AllocateAndTell};
+    Stream first{"0123456789"}, second{"abcdefghij"};
+    CInnerFilter filter;
+    std::future<HRESULT> other;
+
+    void SetUp() override {
+        ASSERT_TRUE(enter.IsSet() && allocate.IsSet());
+        g_waits.Reset(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    }
+};
+
+TEST_F(ConcurrencyTest, ANameIsCopiedWholeBeforeAnotherSourceReplacesIt) {
+    EXPECT_EQ(S_OK, filter->OpenStream(&first, &kWave));
+    second.SetName(L"another");
+    g_onAllocate = [&] {
+        other = std::async(std::launch::async, [&] { return filter->OpenStream(&second, &kWave); });
+        EXPECT_TRUE(SomebodyWaits());
+    };
+    CTaskMem<wchar_t> name;
+    EXPECT_EQ(S_OK, filter->GetCurFile(name.Put(), nullptr));
+    EXPECT_STREQ(L"scripted", name.Get());
+    EXPECT_EQ(S_OK, other.get());
+}
+
+TEST_F(ConcurrencyTest, TwoLoadsAreMadeOneAfterTheOther) {
+    CFakeDataService service;
+    service.createStream = [&](const std::wstring& uri, IStream** stream) {
+        if (uri == L"tvtest:first") {
+            other = std::async(std::launch::async, [&] { return filter->Load(L"tvtest:second", &kWave); });
+            EXPECT_TRUE(SomebodyWaits());
+        }
+        return (uri == L"tvtest:first" ? first : second).QueryInterface(IID_PPV_ARGS(stream));
+    };
+    const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
+    EXPECT_EQ(S_OK, filter->Load(L"tvtest:first", &kWave));
+    EXPECT_EQ(S_OK, other.get());
+    CTaskMem<wchar_t> name;
+    EXPECT_EQ(S_OK, filter->GetCurFile(name.Put(), nullptr));
+    EXPECT_STREQ(L"tvtest:second", name.Get());
+    EXPECT_EQ(Got(S_OK, "defg"), SyncRead(filter.Pin(), 3, 4));
+}
 
 // What an earlier load has left in the table is not what this one has opened.
 TEST(OpenStreamTest, ALoadWhoseStreamCannotBePassedOnFailsAndSaysWhy) {
@@ -174,6 +245,7 @@ TEST(OpenStreamTest, ALoadWhoseStreamCannotBePassedOnFailsAndSaysWhy) {
     const CTempFile first("0123456789"), second("abcdefghij");
     CFailingTable table;
     g_table = &table;
+    Stream scripted("0123456789");
     CInnerFilter filter;
     HRESULT opened = S_OK;
     TKFSetGlobalInterfaceTableProvider(
@@ -187,12 +259,18 @@ TEST(OpenStreamTest, ALoadWhoseStreamCannotBePassedOnFailsAndSaysWhy) {
     table.revokes = E_ACCESSDENIED;
     EXPECT_EQ(E_ACCESSDENIED, filter->Load(second.Path().c_str(), &kWave)) << "the pin can't let go of the first";
     EXPECT_EQ(E_ACCESSDENIED, filter->Load(first.Path().c_str(), &kWave));
+    EXPECT_EQ(E_UNEXPECTED, filter->GetOpenResult(&opened)) << "it was not tried";
+    EXPECT_EQ(E_UNEXPECTED, opened);
     table.revokes = S_OK;
     EXPECT_HRESULT_FAILED(filter->Load((first.Path() + L".missing").c_str(), &kWave));
     EXPECT_EQ(Got(S_OK, "3456"), SyncRead(filter.Pin(), 3, 4));
     EXPECT_EQ(S_OK, filter->Load(second.Path().c_str(), &kWave));
     EXPECT_EQ(Got(S_OK, "defg"), SyncRead(filter.Pin(), 3, 4));
+    EXPECT_EQ(S_OK, filter.Pin().SetSourceFileStream(&scripted, 0));
+    table.gives = false;
+    EXPECT_EQ(E_POINTER, SyncRead(filter.Pin(), 3, 4).first) << "success without a stream";
     TKFSetGlobalInterfaceTableProvider(nullptr);
+    EXPECT_EQ(S_OK, filter->Load(first.Path().c_str(), &kWave));  // lets go of it
 }
 
 }  // namespace

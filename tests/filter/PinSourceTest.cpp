@@ -171,6 +171,14 @@ TEST_F(PinSourceTest, ThePinOffersAndAcceptsTheListedPairs) {
         type.SetSubtype(&sub);
         EXPECT_EQ(S_FALSE, pin.CheckMediaType(&type)) << "halves of two entries, or neither";
     }
+    // A load that failed takes back what it has cleared, unless another one was quicker.
+    const COfferedTypes::List former = pin.OfferedTypes().Clear();
+    EXPECT_EQ(VFW_S_NO_MORE_ITEMS, pin.GetMediaType(0, &type));
+    pin.OfferedTypes().TakeBack(former);
+    EXPECT_EQ(S_OK, pin.GetMediaType(2, &type));
+    pin.OfferedTypes().Offer(std::make_shared<const std::vector<OfferedType>>(1));
+    pin.OfferedTypes().TakeBack(former);
+    EXPECT_EQ(VFW_S_NO_MORE_ITEMS, pin.GetMediaType(1, &type));
     EXPECT_EQ(E_POINTER, pin.GetMediaType(0, nullptr));
     EXPECT_EQ(E_POINTER, pin.CheckMediaType(nullptr));
 }
