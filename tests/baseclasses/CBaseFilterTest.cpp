@@ -1,5 +1,6 @@
 #include "tests/baseclasses/CTestFilter.h"
 #include "tests/support/CFakeGraph.h"
+#include "tests/support/CSecondCall.h"
 #include "tests/support/CTestApartment.h"
 
 #include <evcode.h>
@@ -78,6 +79,36 @@ TEST_F(CBaseFilterTest, ClockIsCountedWhileItIsSet) {
     EXPECT_EQ(S_OK, filter->SetSyncSource(nullptr));
     got.Reset();
     EXPECT_EQ(1u, References(clock.Get()));
+}
+
+// Whose last release tells whether another thread gets at the filter meanwhile.
+struct CLastClock final : CTestObject<IReferenceClock> {
+    explicit CLastClock(CBaseFilter& filter) : m_filter(filter) {}
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = CTestObject::Release();
+        if (left == 0)
+            released = CSecondCall([this] {
+                           ComPtr<IReferenceClock> clock;
+                           m_filter.GetSyncSource(&clock);
+                       }).Ends();
+        return left;
+    }
+    STDMETHODIMP GetTime(REFERENCE_TIME*) override { return E_NOTIMPL; }
+    STDMETHODIMP AdviseTime(REFERENCE_TIME, REFERENCE_TIME, HEVENT, DWORD_PTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP AdvisePeriodic(REFERENCE_TIME, REFERENCE_TIME, HSEMAPHORE, DWORD_PTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP Unadvise(DWORD_PTR) override { return E_NOTIMPL; }
+
+    bool released = false;
+
+private:
+    CBaseFilter& m_filter;
+};
+
+TEST_F(CBaseFilterTest, TheFormerClockIsReleasedOutsideTheLock) {
+    CLastClock clock(*filter.Get());
+    EXPECT_EQ(S_OK, filter->SetSyncSource(&clock));
+    EXPECT_EQ(S_OK, filter->SetSyncSource(nullptr));
+    EXPECT_TRUE(clock.released);
 }
 
 TEST_F(CBaseFilterTest, PinsAreFoundByTheirWholeNameAndALongFilterNameIsCutOff) {

@@ -56,6 +56,31 @@ TEST_F(ModuleTest, WhatCannotBeMadeLeavesNothingBehind) {
     EXPECT_EQ(S_OK, AMovieDllCanUnloadNow());
 }
 
+TEST_F(ModuleTest, WhatIsAliveOrLockedKeepsTheModuleAndNoUnlockUndoesALaterLock) {
+    create = MakeFilter;
+    ComPtr<IUnknown> object;
+    {
+        const ComPtr<IClassFactory> factory = Factory();
+        EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow()) << "a factory";
+        ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&object)));
+    }
+    EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow()) << "an object";
+    object.Reset();
+    EXPECT_EQ(S_OK, AMovieDllCanUnloadNow());
+    // Each step, and whether it leaves a lock; the unlock in the middle is one too many.
+    for (const auto& [lock, locked] : {std::pair{TRUE, true},
+                                       {TRUE, true},
+                                       {FALSE, true},
+                                       {FALSE, false},
+                                       {FALSE, false},
+                                       {TRUE, true},
+                                       {FALSE, false}}) {
+        EXPECT_EQ(S_OK, Factory()->LockServer(lock));
+        EXPECT_EQ(locked ? S_FALSE : S_OK, AMovieDllCanUnloadNow());
+    }
+    ExpectOnly<IClassFactory>(Factory().Get());
+}
+
 TEST_F(ModuleTest, AggregatedFilterIsMadeByItsUnknownOnlyAndCountsOnTheOuterObject) {
     create = MakeFilter;
     const ComPtr<CTestFilter> outer = new CTestFilter;
