@@ -5,6 +5,8 @@
 
 #include <evcode.h>
 
+#include <optional>
+
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -87,10 +89,12 @@ struct CLastClock final : CTestObject<IReferenceClock> {
     STDMETHODIMP_(ULONG) Release() override {
         const ULONG left = CTestObject::Release();
         if (left == 0)
-            released = CSecondCall([this] {
-                           ComPtr<IReferenceClock> clock;
-                           m_filter.GetSyncSource(&clock);
-                       }).Ends();
+            released = m_question
+                           .emplace([this] {
+                               ComPtr<IReferenceClock> clock;
+                               m_filter.GetSyncSource(&clock);
+                           })
+                           .Ends();
         return left;
     }
     STDMETHODIMP GetTime(REFERENCE_TIME*) override { return E_NOTIMPL; }
@@ -102,6 +106,7 @@ struct CLastClock final : CTestObject<IReferenceClock> {
 
 private:
     CBaseFilter& m_filter;
+    std::optional<CSecondCall> m_question;  // ends with this object, when the lock is certainly free
 };
 
 TEST_F(CBaseFilterTest, TheFormerClockIsReleasedOutsideTheLock) {
