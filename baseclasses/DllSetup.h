@@ -7,7 +7,9 @@
 // The module, once DllEntryPoint has been told of it.
 extern HINSTANCE g_hInst;
 
-// For DllMain. Records the module, turns thread notifications off, and tells the classes of loading and unloading.
+// For DllMain. Records the module and tells the classes of loading and unloading. Asks the system to leave out the
+// notifications of threads; it refuses where the module has thread-local data in its image, as every DLL of mingw-w64
+// has, and so this is called for threads as well, and does nothing then.
 extern "C" BOOL WINAPI DllEntryPoint(HINSTANCE instance, ULONG reason, LPVOID reserved);
 
 // For DllGetClassObject.

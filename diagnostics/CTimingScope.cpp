@@ -10,7 +10,7 @@
 namespace TKRuntimeLogger {
 namespace {
 
-// Serialises the decisions of all sites. Nothing foreign is called under it.
+// Serialises the decisions of all sites. Nothing foreign is called under it, only memory is allocated.
 constinit CSlimLock g_decision;
 
 std::unique_ptr<CProfile> MakeProfile(const LogSource& source, LONG line, const wchar_t* function,
@@ -36,19 +36,19 @@ std::uintptr_t CProfileSite::Decide(const LogSource& source, LONG line, const wc
                                     const wchar_t* message) noexcept {
     try {
         // A thread's search for a logger calls foreign code, so it is done before the lock is taken.
+        const bool hasLogger = ThreadLogger() != nullptr;
         std::unique_ptr<CProfile> profile;
-        if (ThreadLogger())
-            profile = MakeProfile(source, line, function, message);
         {
             const std::lock_guard lock(g_decision);
             if (const std::uintptr_t handle = m_handle.load(std::memory_order_relaxed); handle != kUndecided)
                 return handle;
             // A site whose first caller has no logger is disabled for every thread and for good: one decision, one
             // write.
-            if (!profile) {
+            if (!hasLogger) {
                 m_handle.store(kDisabled, std::memory_order_release);
                 return kDisabled;
             }
+            profile = MakeProfile(source, line, function, message);
             m_handle.store(reinterpret_cast<std::uintptr_t>(profile.get()), std::memory_order_release);
         }
         // From here on other threads may be using the profile: if the collector can't take it, it stays unreported.

@@ -1,12 +1,15 @@
 // The source filter's one output pin: IAsyncReader for parsers, and the source as a read-only IStream.
 //
 // The pin never pushes data and has no thread of its own: every read runs on its caller's thread. It keeps the source
-// only as a registration in the Global Interface Table and fetches it for each call, so that each call has a pointer
-// that is valid in the caller's apartment.
+// in a CStreamCookie and fetches it for each call, so that each call has a pointer that is valid in the caller's
+// apartment: from the Global Interface Table, or the stream itself where that is free-threaded, as the read buffer is.
 //
 // A read fails a parser with nothing worse than a short read: a failing seek or read of the source is logged, raises
 // EC_ERRORABORT when it happened inside the data, and shows as fewer bytes. Only wrong arguments, a missing source and
-// a dead apartment give failure codes.
+// one that the table can't give (its code, or E_POINTER for nothing) are failure codes.
+//
+// No operation reports its failure once more when it is left: the log lines of each are listed in docs/diagnostics.md,
+// and readers of the log count on there being no others.
 //
 // Units: positions and lengths are bytes; a media sample's times are byte positions times 10,000,000.
 // Threads: any number.  Lifetime: the filter's.
@@ -49,8 +52,11 @@ public:
     STDMETHODIMP RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps,
                                   IMemAllocator** ppActual) override;
 
-    // Reads the sample's range at once and queues the sample for WaitForNext.
-    // HRESULT 0x80070026 (end of file): nothing was read; nothing is queued.  VFW_E_WRONG_STATE: flushing.
+    // Reads the sample's range at once and queues the sample for WaitForNext. It stays queued until it is fetched, also
+    // over a stop and a new source.
+    // HRESULT 0x80070026 (end of file): nothing was read, and the sample's actual length is 0; nothing is queued. A
+    // sample that its range doesn't fit, and that still has an actual length, is queued unread.
+    // VFW_E_WRONG_STATE: flushing.
     STDMETHODIMP Request(IMediaSample* pSample, DWORD_PTR dwUser) override;
 
     // The next queued sample, first in, first out, with a reference unless SetUncountedSamples says otherwise.

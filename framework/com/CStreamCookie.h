@@ -1,8 +1,9 @@
 // Holds one IStream as a registration in the Global Interface Table, so that any apartment can get a pointer to it that
-// is valid there.
+// is valid there. A free-threaded stream is held directly, too, and handed out without asking the table.
 //
 // Threads: any thread that is in an apartment; one call at a time, except that CopyTo may run on several threads at
-// once.  Lifetime: the table keeps a reference to the stream until Revoke, the next Attach or the destructor.
+// once.  Lifetime: the table, and for a free-threaded stream this object, keeps a reference to it until Revoke, the next
+// Attach or the destructor.
 #pragma once
 
 #include <windows.h>
@@ -25,7 +26,8 @@ public:
     [[nodiscard]] HRESULT Attach(IStream* stream) noexcept;
 
     // Hands out the stream with a reference, for the calling apartment. Fails when the holder is empty; `*stream` is
-    // null on failure.  E_POINTER: `stream` is null.
+    // null on failure.  E_POINTER: `stream` is null, or the table succeeds and gives nothing.  Otherwise the table's
+    // failure, which is that of the stream where the stream has been asked.
     [[nodiscard]] HRESULT CopyTo(IStream** stream) const noexcept;
 
     // Ends the registration; S_OK when there is none. After a failure it is still held.

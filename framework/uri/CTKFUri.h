@@ -15,8 +15,10 @@
 // In all paths '/' and '\' are both separators, and every other character stands for itself: '#', '%', '?' and blanks
 // have no meaning there.
 //
-// A path counts as the file URL of the same file: its scheme is "file". Conversions lead from either to the other and
-// back without a loss:
+// A path counts as the file URL of the same file: its scheme is "file". A path leads to its URL and back to itself, but
+// for '/', which becomes '\', and the few paths that have no URL (see FileUrlOfPath). A URL leads to a path that names
+// the same file, whose own URL may be written differently: without user info, query and fragment, with the escapes and
+// slashes that FileUrlOfPath gives it:
 //
 //   CTKFUri::FromFilePath(L"C:\\a b#1.wav")->ToString()                // file:///C:/a%20b%231.wav
 //   CTKFUri::Parse(L"file://server/share/x%20y")->GetFilePath()        // \\server\share\x y

@@ -1,12 +1,12 @@
 #include "tests/baseclasses/CTestFilter.h"
 #include "tests/support/CFakeGraph.h"
+#include "tests/support/CSecondCall.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/CTestObject.h"
 
 #include <evcode.h>
 
-#include <chrono>
-#include <future>
+#include <optional>
 
 using Microsoft::WRL::ComPtr;
 
@@ -84,18 +84,18 @@ TEST_F(CBaseFilterTest, ClockIsCountedWhileItIsSet) {
     EXPECT_EQ(1u, References(clock.Get()));
 }
 
-// A clock whose last release asks the filter from another thread, which must find the filter's lock free.
-struct CCuriousClock final : CTestObject<IReferenceClock> {
-    explicit CCuriousClock(CTestFilter& filter) : m_filter(filter) {}
+// Whose last release tells whether another thread gets at the filter meanwhile.
+struct CLastClock final : CTestObject<IReferenceClock> {
+    explicit CLastClock(CBaseFilter& filter) : m_filter(filter) {}
     STDMETHODIMP_(ULONG) Release() override {
         const ULONG left = CTestObject::Release();
-        if (left == 0) {
-            answer = std::async(std::launch::async, [this] {
-                ComPtr<IReferenceClock> clock;
-                return m_filter.GetSyncSource(&clock);
-            });
-            answered = answer.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
-        }
+        if (left == 0)
+            released = m_question
+                           .emplace([this] {
+                               ComPtr<IReferenceClock> clock;
+                               m_filter.GetSyncSource(&clock);
+                           })
+                           .Ends();
         return left;
     }
     STDMETHODIMP GetTime(REFERENCE_TIME*) override { return E_NOTIMPL; }
@@ -103,18 +103,18 @@ struct CCuriousClock final : CTestObject<IReferenceClock> {
     STDMETHODIMP AdvisePeriodic(REFERENCE_TIME, REFERENCE_TIME, HSEMAPHORE, DWORD_PTR*) override { return E_NOTIMPL; }
     STDMETHODIMP Unadvise(DWORD_PTR) override { return E_NOTIMPL; }
 
-    bool answered = false;
-    std::future<HRESULT> answer;
+    bool released = false;
 
 private:
-    CTestFilter& m_filter;
+    CBaseFilter& m_filter;
+    std::optional<CSecondCall> m_question;  // ends with this object, when the lock is certainly free
 };
 
-TEST_F(CBaseFilterTest, AClockIsLetGoOfOutsideTheLock) {
-    CCuriousClock clock(*filter.Get());
+TEST_F(CBaseFilterTest, TheFormerClockIsReleasedOutsideTheLock) {
+    CLastClock clock(*filter.Get());
     EXPECT_EQ(S_OK, filter->SetSyncSource(&clock));
     EXPECT_EQ(S_OK, filter->SetSyncSource(nullptr));
-    EXPECT_TRUE(clock.answered);
+    EXPECT_TRUE(clock.released);
 }
 
 TEST_F(CBaseFilterTest, PinsAreFoundByTheirWholeNameAndALongFilterNameIsCutOff) {

@@ -63,8 +63,13 @@ public:
         return Note("check " + std::to_string(number), std::ranges::count(accepted, number) != 0 ? S_OK : refusal);
     }
     HRESULT GetMediaType(int position, CMediaType* type) override {
+        onGetMediaType(position);
         const bool isThere = position >= 0 && static_cast<size_t>(position) < offered.size();
-        return isThere ? type->Set(TestType(offered[static_cast<size_t>(position)])) : VFW_S_NO_MORE_ITEMS;
+        if (!isThere)
+            return VFW_S_NO_MORE_ITEMS;
+        AM_MEDIA_TYPE made = TestType(offered[static_cast<size_t>(position)]);
+        made.pUnk = unknown;
+        return type->Set(made);
     }
     HRESULT Active() override { return Note("active", activeResult); }
     HRESULT Inactive() override { return Note("inactive", inactiveResult); }
@@ -91,6 +96,9 @@ public:
     HRESULT activeResult = S_OK, inactiveResult = S_OK, runResult = S_OK;
     // Called while a connection is completed.
     std::function<void()> onComplete = [] {};
+    // Called while a type of the list is asked for, and what such a type refers to.
+    std::function<void(int position)> onGetMediaType = [](int) {};
+    IUnknown* unknown = nullptr;
     // Calls of CheckConnect less those of BreakConnect.
     int heldConnections = 0;
 
@@ -132,6 +140,20 @@ protected:
 private:
     const LONG m_before = CBaseObject::ObjectsActive();
 };
+
+// The object answers IUnknown and `Interface`, which are one object, and nothing else.
+template <class Interface>
+void ExpectOnly(Interface* object) {
+    void* out = &out;
+    EXPECT_EQ(E_POINTER, object->QueryInterface(__uuidof(Interface), nullptr));
+    EXPECT_EQ(E_NOINTERFACE, object->QueryInterface(__uuidof(IPersist), &out));
+    EXPECT_EQ(nullptr, out);
+    for (const IID& iid : {__uuidof(IUnknown), __uuidof(Interface)}) {
+        EXPECT_EQ(S_OK, object->QueryInterface(iid, &out));
+        EXPECT_EQ(object, out);
+        object->Release();
+    }
+}
 
 // What a COM object's count is now.
 template <class T>

@@ -11,6 +11,7 @@ struct Pins {
     static HRESULT Make(CTestFilter& filter, IEnumPins** enumerator) { return filter.EnumPins(enumerator); }
     static void Change(CTestFilter& filter) { filter.IncrementPinVersion(); }
     static void Shrink(CTestFilter& filter) { filter.RemovePins(); }
+    static void Lose(CTestFilter& filter, int position) { filter.lost = position; }
     static int Number(IPin* pin) {
         const int number = static_cast<CTestPin*>(pin)->Name()[0] - L'0';
         pin->Release();
@@ -26,6 +27,13 @@ struct MediaTypes {
     }
     static void Change(CTestFilter& filter) { filter.Pin(0).IncrementTypeVersion(); }
     static void Shrink(CTestFilter& filter) { filter.Pin(0).offered = {1}; }
+    static void Lose(CTestFilter& filter, int position) {
+        filter.Pin(0).unknown = filter.GetOwner();  // so that a type that leaks is counted
+        filter.Pin(0).onGetMediaType = [&filter, position](int asked) {
+            if (asked == position)
+                Change(filter);
+        };
+    }
     static int Number(AM_MEDIA_TYPE* type) {
         const int number = NumberOf(*type);
         DeleteMediaType(type);
@@ -71,6 +79,26 @@ TYPED_TEST(EnumeratorTest, NextGivesItemsInOrderAndThenNone) {
     EXPECT_EQ(S_OK, this->enumerator->Reset());
     EXPECT_EQ(123, this->Next(8, S_FALSE));
     EXPECT_EQ(2u, References(this->filter.Get())) << "the enumerator keeps the filter alive, once";
+    ExpectOnly<typename TypeParam::Enumerator>(this->enumerator.Get());
+    typename TypeParam::Item item{};
+    ULONG fetched = 99;
+    EXPECT_EQ(E_POINTER, this->enumerator->Next(1, nullptr, &fetched));
+    EXPECT_EQ(0u, fetched);
+    EXPECT_EQ(E_INVALIDARG, this->enumerator->Next(2, &item, nullptr));
+    EXPECT_EQ(E_POINTER, this->enumerator->Clone(nullptr));
+    ASSERT_EQ(S_OK, this->enumerator->Reset());
+    ASSERT_EQ(S_OK, this->enumerator->Next(1, &item, nullptr));
+    EXPECT_EQ(1, TypeParam::Number(item));
+}
+
+TYPED_TEST(EnumeratorTest, AnItemThatIsLostInTheMidstTakesThoseBeforeItAlong) {
+    TypeParam::Lose(*this->filter.Get(), 2);
+    typename TypeParam::Item items[3]{};
+    ULONG fetched = 99;
+    EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, this->enumerator->Next(3, items, &fetched));
+    EXPECT_EQ(0u, fetched);
+    EXPECT_TRUE(!items[0] && !items[1] && !items[2]);
+    EXPECT_EQ(2u, References(this->filter.Get())) << "they were given back";
 }
 
 TYPED_TEST(EnumeratorTest, SkipStopsAtTheEndAndACloneStandsWhereItsOriginalDid) {
@@ -103,25 +131,6 @@ TYPED_TEST(EnumeratorTest, ChangeOfTheListIsNoticedUntilReset) {
     EXPECT_EQ(12, this->Next(2));
     TypeParam::Shrink(*this->filter.Get());
     EXPECT_EQ(0, this->Next(1, S_FALSE)) << "a list that shrinks unnoticed just ends";
-}
-
-TEST(LostPinTest, PinsThatWereFetchedBeforeALostOneAreGivenBack) {
-    const ComPtr<CTestFilter> filter = new CTestFilter;
-    for (const wchar_t* const name : {L"1", L"2", L"3"})
-        filter->AddPin(name, PINDIR_OUTPUT);
-    ComPtr<IEnumPins> enumerator;
-    ASSERT_EQ(S_OK, filter->EnumPins(&enumerator));
-    filter->lost = 2;
-    IPin* pins[3]{};
-    ULONG fetched = 99;
-    EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, enumerator->Next(3, pins, &fetched));
-    EXPECT_EQ(0u, fetched);
-    EXPECT_TRUE(!pins[0] && !pins[1]);
-    EXPECT_EQ(2u, References(filter.Get())) << "the enumerator's and the test's";
-    filter->lost = -1;
-    EXPECT_EQ(S_OK, enumerator->Next(1, pins, nullptr)) << "it stands where it stood";
-    EXPECT_EQ(&filter->Pin(0), pins[0]);
-    pins[0]->Release();
 }
 
 }  // namespace

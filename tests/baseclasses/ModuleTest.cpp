@@ -56,18 +56,29 @@ TEST_F(ModuleTest, WhatCannotBeMadeLeavesNothingBehind) {
     EXPECT_EQ(S_OK, AMovieDllCanUnloadNow());
 }
 
-TEST_F(ModuleTest, AModuleStaysForItsFactoriesAndForEachLockThatNobodyElseTakesBack) {
-    EXPECT_EQ(S_OK, Factory()->LockServer(FALSE)) << "one too many";
-    ComPtr<IClassFactory> factory = Factory();
-    EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow());
-    EXPECT_EQ(S_OK, factory->LockServer(TRUE));
-    EXPECT_EQ(S_OK, factory->LockServer(TRUE));
-    factory.Reset();
-    for (const HRESULT after : {S_FALSE, S_OK}) {
-        EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow());
-        EXPECT_EQ(S_OK, Factory()->LockServer(FALSE));
-        EXPECT_EQ(after, AMovieDllCanUnloadNow());
+TEST_F(ModuleTest, WhatIsAliveOrLockedKeepsTheModuleAndNoUnlockUndoesALaterLock) {
+    create = MakeFilter;
+    ComPtr<IUnknown> object;
+    {
+        const ComPtr<IClassFactory> factory = Factory();
+        EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow()) << "a factory";
+        ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&object)));
     }
+    EXPECT_EQ(S_FALSE, AMovieDllCanUnloadNow()) << "an object";
+    object.Reset();
+    EXPECT_EQ(S_OK, AMovieDllCanUnloadNow());
+    // Each step, and whether it leaves a lock; the unlock in the middle is one too many.
+    for (const auto& [lock, locked] : {std::pair{TRUE, true},
+                                       {TRUE, true},
+                                       {FALSE, true},
+                                       {FALSE, false},
+                                       {FALSE, false},
+                                       {TRUE, true},
+                                       {FALSE, false}}) {
+        EXPECT_EQ(S_OK, Factory()->LockServer(lock));
+        EXPECT_EQ(locked ? S_FALSE : S_OK, AMovieDllCanUnloadNow());
+    }
+    ExpectOnly<IClassFactory>(Factory().Get());
 }
 
 TEST_F(ModuleTest, AggregatedFilterIsMadeByItsUnknownOnlyAndCountsOnTheOuterObject) {

@@ -1,6 +1,8 @@
 // The front end's own operations, on a thread that finds a scripted logging service.
+#include "diagnostics/CAnswerCache.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 #include "tests/support/CRecordingLogger.h"
+#include "tests/support/CSecondCall.h"
 
 using namespace TKRuntimeLogger;
 
@@ -92,6 +94,14 @@ TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestionInTheProce
             EXPECT_EQ(expected, ask(1, L"func", false)) << "memory is neither read nor written";
         });
     }
+}
+
+TEST(AnswerCacheTest, AnswersAreKeptOneThreadAfterTheOtherAndTheFirstStays) {
+    const auto key = [](LONG line) { return CAnswerCache::Key{1, L"", L"", line, L"", L"", L""}; };
+    CAnswerCache cache;
+    EXPECT_FALSE(EndsBeside([&] { cache.Store(key(1), 10); }, [&] { EXPECT_EQ(10, cache.Find(key(1))); }));
+    EXPECT_FALSE(EndsBeside([&] { cache.Store(key(2), 20); }, [&] { cache.Store(key(2), 21); }));
+    EXPECT_EQ(20, cache.Find(key(2)));
 }
 
 TEST_F(FrontEndTest, DumpTakesTheMessageAndItsAbsenceIsSaid) {

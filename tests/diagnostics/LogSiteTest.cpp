@@ -2,6 +2,8 @@
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 #include "tests/support/CRecordingLogger.h"
 
+#include <climits>
+
 using namespace TKRuntimeLogger;
 
 namespace {
@@ -43,6 +45,14 @@ TEST(FormatLogStringTest, FormatsAsTheWindowsWidePrintfDoesWithoutALengthLimit) 
               FormatLogString(L"%s %S %d 0x%08X 100%%", L"wide", "narrow", -7, 0xABCDu));
     EXPECT_EQ(L"9223372036854775807", FormatLogString(L"%I64d", INT64_MAX));
     EXPECT_EQ(L"<" + longName + L">", FormatLogString(L"<%s>", longName.c_str()));
+}
+
+TEST(SeverityNameTest, TheFiveSeveritiesHaveNamesAndNoOtherNumber) {
+    const std::pair<LONG, const wchar_t*> names[] = {{LONG_MIN, L""}, {-1, L""},      {kDebug, L"DEBUG"}, {1, L"INFO"},
+                                                     {2, L"WARN"},    {3, L"ERROR"},  {4, L"FATAL"},      {5, L""},
+                                                     {7, L""},        {LONG_MAX, L""}};
+    for (const auto& [severity, name] : names)
+        EXPECT_STREQ(name, SeverityName(severity)) << severity;
 }
 
 TEST(LogSiteTest, ThreadThatFoundNoLoggerEvaluatesNothingAndNeverLooksAgain) {
@@ -139,15 +149,65 @@ TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunctionWhichIsLo
     EXPECT_EQ(expected, published->Messages());
 }
 
+// Has a name for one code; raw-only or of no kind, it never complains.
+struct CQuietDescriptions final : CLongDescriptions {
+    CQuietDescriptions(const wchar_t* kind, bool rawOnly) : CLongDescriptions(kind, {{1, L"one"}}, rawOnly) {}
+};
+
 TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
+    const std::pair<long, const wchar_t*> events[] = {
+        {1, L"0x00000001 / 1 (EC_COMPLETE)"},
+        {2, L"0x00000002 / 2 (EC_USERABORT)"},
+        {3, L"0x00000003 / 3 (EC_ERRORABORT)"},
+        {0x0A, L"0x0000000A / 10 (EC_VIDEO_SIZE_CHANGED)"},
+        {0x0D, L"0x0000000D / 13 (EC_CLOCK_CHANGED)"},
+        {0x0E, L"0x0000000E / 14 (EC_PAUSED)"},
+        {0x53, L"0x00000053 / 83 (EC_VMR_RENDERDEVICE_SET)"},
+        {0x8100, L"0x00008100 / 33024"},
+        {0x8101, L"0x00008101 / 33025 (EC_FILE_CURRENT_AUDIO_STREAM_NUM)"},
+        {0x8102, L"0x00008102 / 33026 (EC_FILE_CURRENT_SUBPIC_STREAM_NUM)"},
+        {0x8103, L"0x00008103 / 33027 (EC_FILE_AUDIO_STREAM_INFO)"},
+        {0x8104, L"0x00008104 / 33028 (EC_FILE_SUBPIC_STREAM_INFO)"},
+        {0x8105, L"0x00008105 / 33029 (EC_FILE_CURRENT_VIDEO_STREAM_NUM)"},
+        {0x8106, L"0x00008106 / 33030 (EC_FILE_VIDEO_STREAM_INFO)"},
+        {0x8107, L"0x00008107 / 33031 (EC_FILE_STREAM_INFO_COMPLETED)"},
+        {0x8108, L"0x00008108 / 33032 (EC_FILE_PROGRAM_INFO)"},
+        {0x8109, L"0x00008109 / 33033 (EC_FILE_CURRENT_PROGRAM_NUM)"},
+        {0x810A, L"0x0000810A / 33034 (EC_FILE_SCRAMBLED)"},
+    };
+    const std::pair<unsigned long, const wchar_t*> results[] = {
+        {0x80004005, L"0x80004005 / -2147467259 (E_FAIL (Generic error))"},
+        {0x8007000E, L"0x8007000E / -2147024882 (E_OUTOFMEMORY (Out of memory))"},
+        {0x8000FFFF, L"0x8000FFFF / -2147418113 (E_UNEXPECTED (Unexpected error))"},
+        {0x80070057, L"0x80070057 / -2147024809 (E_INVALIDARG (Invalid Argument))"},
+        {0x80004003, L"0x80004003 / -2147467261 (E_POINTER (Invalid pointer))"},
+        {0x8876017C, L"0x8876017C / -2005532292 (D3DERR_OUTOFVIDEOMEMORY (Out of video memory))"},
+        {0, L"0x00000000 / 0"},
+    };
     CPublishedLogger published;
-    OnNewThread([] {
-        EXPECT_EQ(L"0x0000810A / 33034 (EC_FILE_SCRAMBLED)", DShowEventDescriptions()(33034));
-        EXPECT_EQ(L"0x80004005 / -2147467259 (E_FAIL (Generic error))", HresultDescriptions()(E_FAIL));
-        EXPECT_EQ(L"0x00000000 / 0", HresultDescriptions()(S_OK));
+    OnNewThread([&] {
+        for (const auto& [code, text] : events)
+            EXPECT_EQ(text, DShowEventDescriptions()(code));
+        for (const auto& [code, text] : results)
+            EXPECT_EQ(text, HresultDescriptions().Describe(static_cast<long>(code)));
+        EXPECT_EQ(L"{73646976-0000-0010-8000-00AA00389B71}",
+                  GuidDescriptions()(GUID{0x73646976, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}}));
+        EXPECT_EQ(L"0x00000001 / 1", CQuietDescriptions(L"kind", true)(1));
+        EXPECT_EQ(L"0x00000002 / 2", CQuietDescriptions(L"kind", true)(2));
+        EXPECT_EQ(L"0x00000002 / 2", CQuietDescriptions(L"", false)(2));
     });
-    EXPECT_EQ(Texts{L"Missing Description for HRESULT: 0x00000000 / 0"}, published->Messages());
-    EXPECT_EQ(L"LOGGER_DESCRIPTIONS", published->Records().at(0).category);
+    const auto complaint = [&](const wchar_t* function, const wchar_t* message) {
+        const LoggedRecord& any = published->Records().at(0);
+        return LoggedRecord{
+            1, L"LOGGER_DESCRIPTIONS", any.processId, any.threadId, L"TKRuntimeLoggerAPI", any.line, function, message};
+    };
+    constexpr auto kLong = L"CDescriptions<long,struct std::less<long> >::operator ()";
+    EXPECT_EQ(
+        (std::vector<LoggedRecord>{complaint(kLong, L"Missing Description for DirectShowEventCode: 0x00008100 / 33024"),
+                                   complaint(kLong, L"Missing Description for HRESULT: 0x00000000 / 0"),
+                                   complaint(L"CDescriptions<struct _GUID,struct GUIDLess>::operator ()",
+                                             L"Missing Description for GUID: {73646976-0000-0010-8000-00AA00389B71}")}),
+        published->Records());
 }
 
 TEST(WatchedValueTest, EachChangeIsReportedOnceAndByNameAndStoredWithoutALogger) {

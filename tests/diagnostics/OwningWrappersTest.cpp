@@ -1,6 +1,7 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/CDiagnosticRegistration.h"
 #include "diagnostics/ComBoundary.h"
+#include "tests/support/CSecondCall.h"
 
 #include <gtest/gtest.h>
 
@@ -50,12 +51,18 @@ TEST(DiagnosticRegistrationTest, ListsExactlyTheLiveObjectsTheNewestFirst) {
     for (std::size_t i = 0; i < 3; ++i)
         entries[i].emplace(L"TestModule", &objects[i], L"a filter");
     std::vector<const void*> expected{&objects[2], &objects[1], &objects[0]};
-    for (const std::size_t gone : {1u, 2u, 0u}) {  // from the middle, from the front, and the last
+    const auto look = [&] {
         EXPECT_EQ(expected.size(), CDiagnosticRegistration::LiveCount());
         EXPECT_TRUE(std::ranges::equal(expected, CDiagnosticRegistration::Snapshot(), {}, {},
                                        &CDiagnosticRegistration::Entry::address));
+    };
+    look();
+    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); },
+                            [] { const CDiagnosticRegistration another(nullptr, nullptr, nullptr); }));
+    for (const std::size_t gone : {1u, 2u, 0u}) {  // from the middle, from the front, and the last
         entries[gone].reset();
         std::erase(expected, &objects[gone]);
+        look();
     }
 }
 

@@ -68,5 +68,5 @@ struct CFilterWithLibrary final {
     CFilterHost host;
 
 private:
-    const CImportHook m_search{"LoadLibraryExW", &LoadFromElsewhere, host.Module()};
+    const CImportHook m_search{"LoadLibraryExW", &LoadFromElsewhere, nullptr, host.Module()};
 };

@@ -15,9 +15,15 @@
 
 class CImportHook final {
 public:
+    // `original`, when given, receives the function that the replacement stands for, before it can be called.
     template <class Function>
-    CImportHook(const char* name, Function* replacement, HMODULE module = ::GetModuleHandleW(nullptr))
-        : m_slot(FindImport(module, name)), m_original(Exchange(reinterpret_cast<void*>(replacement))) {}
+    CImportHook(const char* name, Function* replacement, Function** original = nullptr,
+                HMODULE module = ::GetModuleHandleW(nullptr))
+        : m_slot(FindImport(module, name)) {
+        if (m_slot && original)
+            *original = reinterpret_cast<Function*>(*m_slot);
+        m_original = Exchange(reinterpret_cast<void*>(replacement));
+    }
     CImportHook(const CImportHook&) = delete;
     CImportHook& operator=(const CImportHook&) = delete;
     ~CImportHook() { Exchange(m_original); }
@@ -51,5 +57,5 @@ private:
     }
 
     void** const m_slot;
-    void* const m_original;
+    void* m_original = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "threading/CRunnableThread.h"
 
 #include "diagnostics/CAutoDestructor.h"
+#include "tests/support/CImportHook.h"
 
 #include <gtest/gtest.h>
 
@@ -48,6 +49,44 @@ TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnother) {
         EXPECT_EQ(static_cast<DWORD>(E_UNEXPECTED), exitCode);
     }
     ::RemoveVectoredExceptionHandler(watch);
+}
+
+uintptr_t __cdecl NoThread(void*, unsigned, unsigned(__stdcall*)(void*), void*, unsigned, unsigned*) {
+    return ::SetLastError(ERROR_NOT_ENOUGH_MEMORY), 0;
+}
+DWORD WINAPI NoWait(HANDLE, DWORD) {
+    return ::SetLastError(ERROR_ACCESS_DENIED), WAIT_FAILED;
+}
+
+TEST(CRunnableThreadTest, AFailedStartOrJoinTellsItsReasonAndCanBeTriedAgain) {
+    struct CEmptyRunnable final : IThreadRunnable {
+        int Run() override { return 7; }
+    } runnable;
+    CRunnableThread thread;
+    thread.Init(&runnable, nullptr, 0);
+    DWORD exitCode = 99;
+    EXPECT_TRUE(thread.GetExitCode(&exitCode) && exitCode == 0) << "none was joined";
+    EXPECT_EQ(0u, thread.GetLastError());
+    {
+        const CImportHook hook("_beginthreadex", &NoThread);
+        ASSERT_TRUE(hook.IsSet());
+        EXPECT_FALSE(thread.Start() || thread.IsRunning() || thread.Join(0));
+    }
+    EXPECT_EQ(DWORD{ERROR_NOT_ENOUGH_MEMORY}, thread.GetLastError());
+    ASSERT_TRUE(thread.Start());
+    const HANDLE handle = thread.GetHandle();
+    {
+        const CImportHook hook("WaitForSingleObject", &NoWait);
+        ASSERT_TRUE(hook.IsSet());
+        EXPECT_FALSE(thread.Join(INFINITE) || thread.GetExitCode(&exitCode));
+    }
+    EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, thread.GetLastError());
+    EXPECT_EQ(handle, thread.GetHandle());
+    EXPECT_TRUE(thread.Join(INFINITE) && thread.GetExitCode(&exitCode) && exitCode == 7);
+    DWORD flags = 0;
+    EXPECT_FALSE(::GetHandleInformation(handle, &flags)) << "the handle stays open";
+    thread.Init(&runnable, nullptr, 0);
+    EXPECT_TRUE(thread.GetExitCode(&exitCode) && exitCode == 0 && thread.GetLastError() == 0);
 }
 
 }  // namespace

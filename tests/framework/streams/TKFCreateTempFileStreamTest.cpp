@@ -1,16 +1,15 @@
 #include "tests/framework/streams/StreamTest.h"
+#include "tests/support/CTempFolder.h"
 
 namespace {
 
 using TKFCreateTempFileStreamTest = StreamTest;
 
 TEST_F(TKFCreateTempFileStreamTest, GivesEachCallerAnEmptyFileThatGoesWithTheLastReference) {
-    wchar_t temp[MAX_PATH]{}, variable[MAX_PATH]{};
-    ASSERT_NE(0u, ::GetTempPathW(MAX_PATH, temp));
+    wchar_t variable[MAX_PATH]{};
     ::GetEnvironmentVariableW(L"TMP", variable, MAX_PATH);
-    const std::wstring folder = std::wstring(temp) + L"a#b%20c \u00e9";  // looks like a URI
-    ASSERT_TRUE(::CreateDirectoryW(folder.c_str(), nullptr));
-    ::SetEnvironmentVariableW(L"TMP", folder.c_str());
+    const CTempFolder temp({L"a#b%20c \u00e9"});  // looks like a URI; complains about a file that is left
+    ::SetEnvironmentVariableW(L"TMP", temp.Path().c_str());
     ComPtr<IStream> second;
     EXPECT_EQ(S_OK, TKFCreateTempFileStream(&stream));
     EXPECT_EQ(S_OK, TKFCreateTempFileStream(&second));
@@ -19,7 +18,7 @@ TEST_F(TKFCreateTempFileStreamTest, GivesEachCallerAnEmptyFileThatGoesWithTheLas
     ASSERT_TRUE(stream && second);
 
     const std::wstring path = Name();
-    EXPECT_TRUE(path.starts_with(folder + L"\\TKF"));
+    EXPECT_TRUE(path.starts_with(temp.Path() + L"\\TKF"));
     EXPECT_TRUE(Exists(path));
     EXPECT_EQ(0u, stat.cbSize.QuadPart);
     EXPECT_EQ(static_cast<DWORD>(STGM_READWRITE | STGM_SHARE_EXCLUSIVE | STGM_CREATE), stat.grfMode);
@@ -29,7 +28,6 @@ TEST_F(TKFCreateTempFileStreamTest, GivesEachCallerAnEmptyFileThatGoesWithTheLas
     EXPECT_NE(path, Name());
     stream.Reset();
     second.Reset();
-    EXPECT_TRUE(::RemoveDirectoryW(folder.c_str()));  // fails if a file is left
 }
 
 }  // namespace

@@ -1,0 +1,68 @@
+// Whether two calls keep out of each other's way: one is stopped in the midst, and another is tried meanwhile.
+//
+//   EXPECT_FALSE(EndsBeside([&] { cache.Store(key, 1); }, [&] { (void)cache.Find(key); }));
+//
+// Nothing is decided by the clock: the second call gets many turns of the processor, and what has not ended by then is
+// taken to wait. It then goes on by itself as soon as it may.
+// Threads: the one that made the object.
+#pragma once
+
+#include "tests/support/CImportHook.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <thread>
+#include <utility>
+
+// A call on a thread of its own; the destructor waits for its end.
+class CSecondCall final {
+public:
+    explicit CSecondCall(std::function<void()> body)
+        : m_thread([this, run = std::move(body)] {
+              run();
+              m_ended = true;
+          }) {}
+
+    // Gives it every chance to end.
+    [[nodiscard]] bool Ends() const {
+        for (int turn = 0; turn < 20'000 && !m_ended; ++turn)
+            ::SwitchToThread();
+        return m_ended;
+    }
+
+private:
+    std::atomic<bool> m_ended{false};
+    std::jthread m_thread;
+};
+
+namespace Detail {
+// The thread whose next allocation tells, 0 for none. No thread-local variable: the compiler's are themselves
+// allocated.
+inline std::atomic<DWORD> telling{0};
+inline std::function<void()> tell;
+inline void* (*allocate)(std::size_t) = nullptr;
+
+inline void* TellAndAllocate(std::size_t bytes) {
+    if (DWORD self = ::GetCurrentThreadId(); telling.compare_exchange_strong(self, 0))
+        tell();
+    return allocate(bytes);
+}
+}  // namespace Detail
+
+// Whether `second` comes to its end on another thread while `first` stands in its first allocation of memory.
+inline bool EndsBeside(const std::function<void()>& first, const std::function<void()>& second) {
+    std::optional<CSecondCall> call;
+    bool ended = false;
+    Detail::tell = [&] { ended = call.emplace(second).Ends(); };
+    const CImportHook hook("malloc", &Detail::TellAndAllocate, &Detail::allocate);
+    EXPECT_TRUE(hook.IsSet());
+    Detail::telling = ::GetCurrentThreadId();
+    first();
+    EXPECT_EQ(0u, Detail::telling.exchange(0)) << "nothing was allocated";
+    return ended;
+}
