@@ -107,7 +107,8 @@ std::optional<CTKCFPropertyValue::Value> CTKCFPropertyValue::Read(const VARIANT&
 
 std::optional<CTKCFPropertyValue::Value> CTKCFPropertyValue::ReadDate(DATE date) noexcept {
     DateTime dateTime{};
-    if (!::VariantTimeToSystemTime(date, &dateTime.time))
+    // The last half second of the year 9999 is rounded up to a year that has no four digits.
+    if (!::VariantTimeToSystemTime(date, &dateTime.time) || dateTime.time.wYear > 9999)
         return std::nullopt;
     return dateTime;
 }
