@@ -11,13 +11,14 @@
 #include <windows.h>
 
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 class CImportHook final {
 public:
     // `original`, when given, receives the function that the replacement stands for, before it can be called.
     template <class Function>
-    CImportHook(const char* name, Function* replacement, Function** original = nullptr,
+    CImportHook(const char* name, Function* replacement, std::type_identity_t<Function>** original = nullptr,
                 HMODULE module = ::GetModuleHandleW(nullptr))
         : m_slot(FindImport(module, name)) {
         if (m_slot && original)
