@@ -197,7 +197,7 @@ TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
         EXPECT_EQ(L"0x00000002 / 2", CQuietDescriptions(L"", false)(2));
     });
     const auto complaint = [&](const wchar_t* function, const wchar_t* message) {
-        const LoggedRecord& any = published->Records().at(0);
+        const LoggedRecord any = published->Records().at(0);
         return LoggedRecord{
             1, L"LOGGER_DESCRIPTIONS", any.processId, any.threadId, L"TKRuntimeLoggerAPI", any.line, function, message};
     };
