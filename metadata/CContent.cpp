@@ -22,7 +22,7 @@ HRESULT ResultOf(Call&& call) noexcept {
 }  // namespace
 
 CContent::CContent(IStream* source, Clock clock)
-    : m_source(source), m_clock(clock), m_deadline(clock() + kMostMs), m_head(kHeadBytes) {
+    : m_source(source), m_clock(clock), m_head(kHeadBytes) {
     ULARGE_INTEGER position{};
     Fail(ResultOf([&] { return m_source->Seek({}, STREAM_SEEK_CUR, &position); }));
     m_found = position.QuadPart;
@@ -106,6 +106,8 @@ size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
         count += read;
         m_lastReadBytes = read;
         m_lastReadMs = m_clock() - start;
+        if (!m_deadline)
+            m_deadline = start + m_lastReadMs + kMostMs;
     }
     return SUCCEEDED(m_result) ? count : 0;
 }
@@ -114,11 +116,13 @@ size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
 // own source gives would else be asked for more than comes in time.
 size_t CContent::NextReadBytes(size_t wanted) {
     constexpr size_t kGrowth = 16;
+    if (!m_deadline)
+        return 1;
     const std::uint64_t now = m_clock();
-    m_isOutOfTime = m_isOutOfTime || now >= m_deadline;
+    m_isOutOfTime = m_isOutOfTime || now >= *m_deadline;
     if (m_isOutOfTime)
         return 0;
-    const std::uint64_t inTime = m_lastReadMs == 0 ? wanted : m_lastReadBytes * (m_deadline - now) / m_lastReadMs;
+    const std::uint64_t inTime = m_lastReadMs == 0 ? wanted : m_lastReadBytes * (*m_deadline - now) / m_lastReadMs;
     return std::min(
         {wanted, std::max<size_t>(1, m_lastReadBytes * kGrowth), std::max<size_t>(1, static_cast<size_t>(inTime))});
 }

@@ -9,9 +9,10 @@
 // is read from its beginning. If it says that its seeks are dear (TKDS_STATE_SEEKS_READ_THROUGH), only tags of up to 1
 // MiB are stepped over, and nothing behind the head is read.
 //
-// Ten seconds after the start nothing more is asked of the source but the seek back, and what has come by then is
-// judged. A call that has begun isn't broken off: reads begin with a byte and grow as fast as the source answers them,
-// so that one that gives a byte a second is left in time as well.
+// Ten seconds after the first byte nothing more is asked of the source but the seek back, and what has come by then is
+// judged. The wait for that byte doesn't count: a buffer in front of a slow source fills itself with it, and has the
+// next ones at once. A call that has begun isn't broken off: reads begin with a byte and grow as fast as the source
+// answers them, so that one that gives a byte a second is left in time as well.
 //
 // Errors: std::bad_alloc. A failure of the source is no exception: nothing more is read after the first one, the
 // content looks empty, and Result says why. (The first exception that is thrown in a DLL takes resources of its
@@ -79,7 +80,7 @@ private:
 
     IStream* const m_source;
     const Clock m_clock;
-    const std::uint64_t m_deadline;
+    std::optional<std::uint64_t> m_deadline;  // from the first byte on
     std::uint64_t m_found = 0;  // where the source stood
     std::uint64_t m_start = 0;
     std::optional<std::uint64_t> m_size;  // of the source, as it says itself

@@ -175,6 +175,12 @@ TEST_F(SlowSourceTest, DetectionEndsInTimeAndJudgesByWhatCame) {
         source.Seek({}, STREAM_SEEK_CUR, &position);
         EXPECT_EQ(0u, position.QuadPart);
     }
+    // A buffer that fills itself from a slow source before it gives its first byte, and has the others then.
+    CScriptedStream buffer(content);
+    buffer.OnEachRead([first = true](ULONG) mutable { now += std::exchange(first, false) ? 60'000 : 0; });
+    const Detection buffered = DetectFormat(&buffer, [] { return now; });
+    EXPECT_FALSE(buffered.isOutOfTime);
+    EXPECT_STREQ(L"audio/wav", FirstOf(buffered).c_str());
     CScriptedStream quick(content);
     EXPECT_FALSE(Detect(quick, 0xFFFFFFFF, 1).isOutOfTime);
 }
