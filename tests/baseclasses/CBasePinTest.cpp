@@ -1,4 +1,5 @@
 #include "tests/baseclasses/CTestFilter.h"
+#include "tests/support/CTestObject.h"
 
 #include <cstring>
 #include <thread>
@@ -62,6 +63,12 @@ TEST_F(CBasePinTest, ConnectionsChangeOnlyBetweenStoppedFiltersAndFreePins) {
     EXPECT_EQ(S_FALSE, output.Disconnect());
     EXPECT_EQ(S_OK, input.Disconnect());
     ExpectConnected(0);
+    CTestObject<IUnknown> unknown;
+    AM_MEDIA_TYPE counting = type;
+    counting.pUnk = &unknown;
+    EXPECT_EQ(S_OK, output.Connect(&input, &counting));
+    Part();
+    EXPECT_EQ(0u, unknown.References()) << "neither end keeps the type";
 }
 
 TEST_F(CBasePinTest, AnyFailureLeavesNothingAndTheNextAttemptSucceeds) {
@@ -103,6 +110,15 @@ TEST_F(CBasePinTest, AnyFailureLeavesNothingAndTheNextAttemptSucceeds) {
         ExpectConnected(1);
         Part();
     }
+    // Of several reasons the first is told: of a list's second type, and of the second list.
+    input.offered = {1, 2};
+    output.accepted = {};
+    int asked = 0;
+    input.onGetMediaType =
+        output.onGetMediaType = [&](int) { output.refusal = ++asked == 1 ? VFW_E_NO_TRANSPORT : E_ACCESSDENIED; };
+    EXPECT_EQ(VFW_E_NO_TRANSPORT, output.Connect(&input, nullptr));
+    EXPECT_LT(3, asked);
+    ExpectConnected(0);
     CTestPin& second = sink->AddPin(L"Second", PINDIR_OUTPUT);
     EXPECT_EQ(VFW_E_INVALID_DIRECTION, output.Connect(&second, nullptr));
     ExpectConnected(0);
