@@ -41,6 +41,7 @@ protected:
         EXPECT_EQ(1 + held, References(sink.Get()));
     }
 
+    CTestObject<IUnknown> unknown;  // outlives the pins, which may have kept it by mistake
     const ComPtr<CTestFilter> source = new CTestFilter, sink = new CTestFilter;
     CTestPin& output = source->AddPin(L"Output", PINDIR_OUTPUT);
     CTestPin& input = sink->AddPin(L"Input", PINDIR_INPUT);
@@ -63,7 +64,6 @@ TEST_F(CBasePinTest, ConnectionsChangeOnlyBetweenStoppedFiltersAndFreePins) {
     EXPECT_EQ(S_FALSE, output.Disconnect());
     EXPECT_EQ(S_OK, input.Disconnect());
     ExpectConnected(0);
-    CTestObject<IUnknown> unknown;
     AM_MEDIA_TYPE counting = type;
     counting.pUnk = &unknown;
     EXPECT_EQ(S_OK, output.Connect(&input, &counting));
