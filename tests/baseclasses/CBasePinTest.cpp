@@ -1,4 +1,5 @@
 #include "tests/baseclasses/CTestFilter.h"
+#include "tests/support/CTestObject.h"
 
 #include <cstring>
 #include <thread>
@@ -41,6 +42,7 @@ protected:
         EXPECT_EQ(1 + held, References(sink.Get()));
     }
 
+    CTestObject<IUnknown> unknown;  // outlives the pins, which may have kept it by mistake
     const ComPtr<CTestFilter> source = new CTestFilter, sink = new CTestFilter;
     CTestPin& output = source->AddPin(L"Output", PINDIR_OUTPUT);
     CTestPin& input = sink->AddPin(L"Input", PINDIR_INPUT);
@@ -63,6 +65,11 @@ TEST_F(CBasePinTest, ConnectionsChangeOnlyBetweenStoppedFiltersAndFreePins) {
     EXPECT_EQ(S_FALSE, output.Disconnect());
     EXPECT_EQ(S_OK, input.Disconnect());
     ExpectConnected(0);
+    AM_MEDIA_TYPE counting = type;
+    counting.pUnk = &unknown;
+    EXPECT_EQ(S_OK, output.Connect(&input, &counting));
+    Part();
+    EXPECT_EQ(0u, unknown.References()) << "neither end keeps the type";
 }
 
 TEST_F(CBasePinTest, AnyFailureLeavesNothingAndTheNextAttemptSucceeds) {
@@ -104,6 +111,15 @@ TEST_F(CBasePinTest, AnyFailureLeavesNothingAndTheNextAttemptSucceeds) {
         ExpectConnected(1);
         Part();
     }
+    // Of several reasons the first is told: of a list's second type, and of the second list.
+    input.offered = {1, 2};
+    output.accepted = {};
+    int asked = 0;
+    input.onGetMediaType =
+        output.onGetMediaType = [&](int) { output.refusal = ++asked == 1 ? VFW_E_NO_TRANSPORT : E_ACCESSDENIED; };
+    EXPECT_EQ(VFW_E_NO_TRANSPORT, output.Connect(&input, nullptr));
+    EXPECT_LT(3, asked);
+    ExpectConnected(0);
     CTestPin& second = sink->AddPin(L"Second", PINDIR_OUTPUT);
     EXPECT_EQ(VFW_E_INVALID_DIRECTION, output.Connect(&second, nullptr));
     ExpectConnected(0);

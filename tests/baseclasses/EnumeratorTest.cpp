@@ -23,7 +23,7 @@ struct MediaTypes {
     using Enumerator = IEnumMediaTypes;
     using Item = AM_MEDIA_TYPE*;
     static HRESULT Make(CTestFilter& filter, IEnumMediaTypes** enumerator) {
-        return filter.Pin(0).EnumMediaTypes(enumerator);
+        return filter.Pin(0).CBasePin::EnumMediaTypes(enumerator);
     }
     static void Change(CTestFilter& filter) { filter.Pin(0).IncrementTypeVersion(); }
     static void Shrink(CTestFilter& filter) { filter.Pin(0).offered = {1}; }

@@ -1,5 +1,10 @@
 // The filter object and its DLL as a foreign host sees them: interfaces, pin, life.
+#include "filter/CMyModule.h"
 #include "tests/filter/FilterTest.h"
+#include "tests/support/CImportHook.h"
+#include "tests/support/CTestObject.h"
+
+#include <new>
 
 namespace {
 
@@ -83,6 +88,65 @@ TEST(ModuleTest, TheModuleStaysWhileAFilterOrAPinIsAliveAndExportsItsFiveEntryPo
         EXPECT_EQ(S_OK, host.Call("DllCanUnloadNow"));
     }
     EXPECT_EQ(nullptr, ::GetModuleHandleW(FilterDllPath().c_str()));
+}
+
+struct CFakeTable final : CTestObject<IGlobalInterfaceTable> {
+    STDMETHODIMP RegisterInterfaceInGlobal(IUnknown*, REFIID, DWORD*) override { return E_NOTIMPL; }
+    STDMETHODIMP RevokeInterfaceFromGlobal(DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP GetInterfaceFromGlobal(DWORD, REFIID, void**) override { return E_NOTIMPL; }
+} g_table;
+HRESULT g_tableResult = S_OK;
+int g_tablesMade = 0;
+
+HRESULT WINAPI MakeTable(REFCLSID clsid, IUnknown*, DWORD, REFIID, void** object) {
+    EXPECT_TRUE(clsid == CLSID_StdGlobalInterfaceTable);
+    ++g_tablesMade;
+    *object = nullptr;
+    return FAILED(g_tableResult) ? g_tableResult : g_table.QueryInterface(__uuidof(IGlobalInterfaceTable), object);
+}
+
+struct CFakeRegistrar final : IRegistrarBase {
+    STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP AddReplacement(LPCOLESTR key, LPCOLESTR item) override {
+        said = std::wstring(key) + L"=" + item;
+        return throws ? throw std::bad_alloc() : S_FALSE;
+    }
+    STDMETHODIMP ClearReplacements() override { return E_NOTIMPL; }
+
+    std::wstring said;
+    bool throws = false;
+};
+
+TEST(FilterModuleTest, CountsLocksKeepsOneTableOnceItIsMadeAndNamesItsReplacement) {
+    const CImportHook hook("CoCreateInstance", &MakeTable);
+    ASSERT_TRUE(hook.IsSet());
+    {
+        CMyModule module;
+        EXPECT_TRUE(module.Lock() == 1 && module.Lock() == 2 && module.Unlock() == 1 && module.GetLockCount() == 1);
+        EXPECT_EQ(E_POINTER, module.GetGITPtr(nullptr));
+        const struct {
+            HRESULT result, expected;
+            int made;
+        } calls[] = {{E_ACCESSDENIED, E_ACCESSDENIED, 1}, {S_OK, S_OK, 2}, {E_ACCESSDENIED, S_OK, 2}};
+        g_tablesMade = 0;
+        for (const auto& call : calls) {
+            g_tableResult = call.result;
+            ComPtr<IGlobalInterfaceTable> table;
+            EXPECT_EQ(call.expected, module.GetGITPtr(&table));
+            EXPECT_EQ(call.expected == S_OK ? &g_table : nullptr, table.Get());
+            EXPECT_EQ(call.made, g_tablesMade);
+        }
+        EXPECT_EQ(1u, g_table.References());
+        CFakeRegistrar registrar;
+        EXPECT_EQ(E_POINTER, module.AddCommonRGSReplacements(nullptr));
+        EXPECT_EQ(S_FALSE, module.AddCommonRGSReplacements(&registrar));
+        EXPECT_EQ(L"APPID=", registrar.said);
+        registrar.throws = true;
+        EXPECT_EQ(E_OUTOFMEMORY, module.AddCommonRGSReplacements(&registrar));
+    }
+    EXPECT_EQ(0u, g_table.References());
 }
 
 }  // namespace

@@ -57,6 +57,8 @@ public:
     void ReportSize(ULONGLONG bytes) { Set(m_reportedSize, bytes); }
     // Stat's grfStateBits.
     void ReportState(DWORD bits) { Set(m_state, bits); }
+    // Reads that begin at this position or behind it fail.
+    void BreakAt(ULONGLONG position) { Set(m_breaksAt, position); }
     // Called at each read, with the count that it gives.
     void OnEachRead(std::function<void(ULONG)> call) { Set(m_onRead, std::move(call)); }
     void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
@@ -92,7 +94,9 @@ public:
 
     // ISequentialStream
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) override {
-        const auto [step, lock] = Begin(kRead);
+        auto [step, lock] = Begin(kRead);
+        if (m_position >= m_breaksAt)
+            step = {.result = STG_E_READFAULT};
         m_lastReadSize = cb;
         const size_t start = static_cast<size_t>(std::min<ULONGLONG>(m_position, m_contents.size()));
         const size_t count = Transfer(step, cb, m_contents.size() - start);
@@ -212,6 +216,7 @@ private:
     std::unique_ptr<CScriptedStream> m_clone;
     std::optional<ULONGLONG> m_reportedSize;
     std::optional<ULONGLONG> m_onlySeek;
+    ULONGLONG m_breaksAt = ~0ull;
     std::function<void(ULONG)> m_onRead;
     DWORD m_state = 0;
     ULONG m_limit = 0xFFFFFFFF;

@@ -2,7 +2,7 @@
 // reads the file into memory and gives the filter a stream over it, by the file's extension
 //
 //   .live        that does not know its length
-//   .broken      whose second read and all later ones fail
+//   .broken      of which only the start can be read, however much that gives
 //   .hiccup      that does not know its length, and whose second read fails
 //   .huge        that claims to be longer than a media sample's times can tell
 //   .unreadable  whose reads all fail
@@ -10,6 +10,9 @@
 //   .refused     that can't be opened: the server wants credentials
 //   .opened      that can be opened, and yet can't be loaded
 //   .older       that can't be opened, by a filter that doesn't say why
+//   .foreign     that is no byte stream by its major type
+//
+// A filter that goes says on standard error which rule for references of samples its pin had at last.
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "tests/support/CScriptedStream.h"
@@ -17,7 +20,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <map>
 
 using Microsoft::WRL::ComPtr;
 
@@ -31,7 +33,10 @@ public:
         : CUnknown(L"awkward source", outer), m_inner(CCustomFileSourceFilter::CreateInstance(GetOwner(), phr)) {
         m_inner->NonDelegatingAddRef();
     }
-    ~CAwkwardSource() override { m_inner->NonDelegatingRelease(); }
+    ~CAwkwardSource() override {
+        SayWhoCountsSamples();
+        m_inner->NonDelegatingRelease();
+    }
 
     DECLARE_IUNKNOWN
     STDMETHODIMP NonDelegatingQueryInterface(REFIID iid, void** object) override {
@@ -62,14 +67,16 @@ public:
             m_stream.ReportSize(0x4000000000000000u);
         if (kind == L".hiccup")
             m_stream.On(CScriptedStream::kRead, 1, {.result = STG_E_READFAULT, .bytes = 1000});
-        const std::map<std::wstring, int> firstFailures = {{L".broken", 1}, {L".unreadable", 0}, {L".stuck", 8}};
-        const auto failure = firstFailures.find(kind);
-        for (int read = 0; read < 1000 && failure != firstFailures.end(); ++read)
-            m_stream.On(CScriptedStream::kRead, failure->second + read,
-                        {.result = STG_E_READFAULT, .holds = kind == L".stuck" && read > 1});
+        if (kind == L".broken" || kind == L".unreadable")
+            m_stream.BreakAt(kind == L".broken" ? 1 : 0);
+        for (int read = 8; kind == L".stuck" && read < 1000; ++read)
+            m_stream.On(CScriptedStream::kRead, read, {.result = STG_E_READFAULT, .holds = read > 9});
         ComPtr<ITavelIStreamFileSource> source;
         const HRESULT hr = QueryInterface(IID_PPV_ARGS(&source));
-        return FAILED(hr) ? hr : source->OpenStream(&m_stream, type);
+        AM_MEDIA_TYPE foreign{};
+        foreign.majortype = MEDIATYPE_Video;
+        foreign.subtype = MEDIASUBTYPE_Avi;
+        return FAILED(hr) ? hr : source->OpenStream(&m_stream, kind == L".foreign" ? &foreign : type);
     }
     STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override {
         ComPtr<IFileSourceFilter> source;
@@ -84,6 +91,20 @@ public:
     }
 
 private:
+    void SayWhoCountsSamples() {
+        ComPtr<IBaseFilter> filter;
+        ComPtr<IPin> pin;
+        ComPtr<ITavelSampleReferences> references;
+        BOOL uncounted = FALSE;
+        m_inner->NonDelegatingQueryInterface(__uuidof(IBaseFilter), reinterpret_cast<void**>(filter.GetAddressOf()));
+        if (FAILED(filter->FindPin(L"Output", &pin)) || FAILED(pin.As(&references)) ||
+            FAILED(references->GetUncountedSamples(&uncounted)))
+            return;
+        const std::string line = uncounted ? "samples are not counted\n" : "samples are counted\n";
+        DWORD written = 0;
+        ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+    }
+
     HRESULT m_openResult = E_UNEXPECTED;
     CScriptedStream m_stream;
     CUnknown* const m_inner;

@@ -25,6 +25,8 @@ TEST_F(CommandLine, InfoSaysWhatTheFilterSays) {
     for (const auto& [type, offer] : types)
         ExpectRun(RunWithFilter(L"info", {L"--type", type, wave}), 0,
                   {"Length   16044 bytes\n", "Type     " + offer + "\n", "Offers   " + offer + "\n"});
+    ExpectRun(RunWithFilter(L"info", {folder.Write("x", L"x.foreign")}, kAwkward), 0,
+              {"Type     {73646976-0000-0010-8000-00AA00389B71} / Avi\n"});
 }
 
 TEST_F(CommandLine, InfoNamesTheFileInFullAndDoesNotMakeUpALength) {

@@ -83,11 +83,14 @@ TEST_F(Detect, WithoutADictionaryItSaysSo) {
 }
 
 TEST_F(Detect, InfoOfASourceThatCannotBeReadSaysWhyAndFails) {
-    const HostRun run = RunWithFilter(L"info", {folder.Write("RIFF", L"x.unreadable")}, kAwkward);
-    EXPECT_EQ(1u, run.exitCode);
-    EXPECT_NE(run.out.npos, run.out.find("MIME     not known: Cannot read it: 0x8003001E")) << run.out;
-    ExpectRun(RunWithFilter(L"info", {folder.Write(std::string(200'000, 'x'), L"x.broken")}, kAwkward), 0,
-              {"MIME     -\n"});
+    const std::string bytes(200'000, 'x'), tagThatIsLonger("ID3\x03\0\0\0\x0A\0\0", 10);
+    for (const std::wstring& name :
+         {folder.Write("RIFF", L"x.unreadable"), folder.Write(tagThatIsLonger + bytes, L"tag.broken")}) {
+        const HostRun run = RunWithFilter(L"info", {name}, kAwkward);
+        EXPECT_EQ(1u, run.exitCode);
+        EXPECT_NE(run.out.npos, run.out.find("MIME     not known: Cannot read it: 0x8003001E")) << run.out;
+    }
+    ExpectRun(RunWithFilter(L"info", {folder.Write(bytes, L"x.broken")}, kAwkward), 0, {"MIME     -\n"});
 }
 
 TEST_F(Detect, InfoShowsTheMimeTypesBesideWhatIsOffered) {

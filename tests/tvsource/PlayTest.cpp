@@ -88,6 +88,16 @@ TEST_F(Play, ASourceThatBreaksOnTheWayEndsTheRunWithAnError) {
     EXPECT_EQ(1u, Count(run.out, "Ended    stopped by an error, 0x8003001E")) << run.out;
 }
 
+TEST_F(Play, SamplesAreCountedByTheRuleOfThePlatformUnlessToldOtherwise) {
+    const std::wstring name = folder.Write(LongWave(100), L"short.wav");
+    const std::pair<std::vector<std::wstring>, const char*> rules[] = {
+        {{name}, "samples are not counted\n"}, {{L"--counted-samples", name}, "samples are counted\n"}};
+    for (auto [arguments, said] : rules) {
+        arguments.insert(arguments.begin(), {L"--null", L"--type", L"WAVE"});
+        EXPECT_EQ(said, RunWithFilter(L"play", arguments, kAwkward).err);
+    }
+}
+
 TEST_F(Play, AReadThatNeverEndsDoesNotKeepTheProgram) {
     const HostRun run = RunWithFilter(
         L"play", {L"--null", L"--type", L"WAVE", folder.Write(LongWave(2'000'000), L"long.stuck")}, kAwkward);

@@ -59,7 +59,9 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
                                                     {599, "server error"}};
     for (const auto& [status, words] : statuses) {
         server.Serve("/a", {.status = status});
-        ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {words, "HTTP status " + std::to_string(status)});
+        for (const HostRun& run :
+             {RunHost({L"detect", server.Url(L"/a")}), RunWithFilter(L"info", {server.Url(L"/a")})})
+            ExpectRun(run, 1, {words, "HTTP status " + std::to_string(status)});
     }
     server.Serve("/garbage", {.script = [](auto&) { return CHttpServer::Misbehaviour{Fault::kGarbage, -1}; }});
     server.Serve("/circle", {.status = 302, .headers = "Location: /circle\r\n"});
@@ -72,8 +74,10 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
         {server.Url(L"/nowhere"), "not found"},           {closed, "connection refused"},
         {L"http://name.invalid/", "not resolved"},        {server.Url(L"/garbage"), "makes no sense"},
         {server.Url(L"/circle"), "redirected too often"}, {L"nosuch://host/file", "knows no such scheme"}};
-    for (const auto& [url, words] : urls)
+    for (const auto& [url, words] : urls) {
         ExpectRun(RunHost({L"detect", url}), 1, {Utf8(url) + ": Cannot open it: 0x8", words});
+        ExpectRun(RunWithFilter(L"info", {url}), 1, {"Cannot open " + Utf8(url) + ": 0x8", words});
+    }
     RunRegsvr32({L"/u"});
     ExpectRun(RunHost({L"detect", closed}), 1, {"regsvr32 TvDataServices.dll"});
 }
@@ -83,7 +87,9 @@ TEST_F(Url, ThatCannotBeOpenedIsAskedForOnce) {
     size_t requests = 0;
     for (const wchar_t* command : {L"info", L"cat", L"play"}) {
         const std::wstring url = server.Url(L"/a", L"me:wrong@");
-        ExpectRun(RunWithFilter(command, {url}), 1, {"Cannot open " + Utf8(server.Url(L"/a", L"***@")) + ": 0x8"});
+        ExpectRun(
+            RunWithFilter(command, {url}), 1,
+            {"Cannot open " + Utf8(server.Url(L"/a", L"***@")) + ": 0x80190191 (the server refused the credentials"});
         EXPECT_EQ(++requests, server.Requests().size());
     }
     ExpectRun(RunHost({L"detect", server.Url(L"/a", L"me:wrong@")}), 1, {"the server refused the credentials"});
