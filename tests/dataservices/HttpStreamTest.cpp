@@ -51,8 +51,13 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
         faults.insert(faults.end(), 3, {Fault::kUnavailable});
         faults.push_back({Fault::kClose, 100'000});
     }
-    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
-    EXPECT_TRUE(IsRightAt(0)) << "six failures, but no more than three without progress";
+    for (const bool fromTheEnd : {false, true}) {  // however far another read had come
+        if (fromTheEnd)
+            faults.insert(faults.begin(), 2, {});
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
+        EXPECT_TRUE(!fromTheEnd || IsRightAt(990'000, 10));
+        EXPECT_TRUE(IsRightAt(0)) << "six failures, but no more than three without progress";
+    }
     // What has come before is none.
     faults.assign(7, {Fault::kClose, 100'000});
     faults[0] = {Fault::kClose, 500'000};
