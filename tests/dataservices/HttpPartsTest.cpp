@@ -92,7 +92,7 @@ TEST(HttpUrlTest, ARedirectLeadsWhereItsReferenceSays) {
     EXPECT_FALSE(plain->Resolve(L"ftp://host/a"));
     for (const wchar_t* const elsewhere : {L"https://host:444/a", L"//other", L"//host:80/"})
         EXPECT_EQ(L"", secure->Resolve(elsewhere)->Authorization()) << ::testing::PrintToString(elsewhere);
-    EXPECT_EQ(L"", plain->Resolve(L"https://host/a")->Authorization());
+    EXPECT_EQ(L"", plain->Resolve(L"https://host:80/a")->Authorization());
     EXPECT_EQ(L"Basic eDp5", plain->Resolve(L"http://x:y@host/a")->Authorization());
 }
 

