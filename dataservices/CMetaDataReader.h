@@ -14,8 +14,8 @@ public:
     STDMETHODIMP GetSupportedKeys(ITKCFConstStringList** keys) noexcept override;
     // None without a MIME dictionary.
     STDMETHODIMP GetSupportedMimeTypes(ITKCFConstStringList** mimeTypes) noexcept override;
-    // STG_E_READFAULT: the stream failed.
+    // As DetectMimeType.
     STDMETHODIMP CanExtract(IStream* stream) noexcept override;
-    // STG_E_READFAULT: the stream failed; `metaData` is as it was. Otherwise the failure of `keys`.
+    // The failure of `keys`, or as DetectMimeType; `metaData` is as it was then.
     STDMETHODIMP Extract(ITKCFConstStringList* keys, IStream* stream, ITKDSMetaData* metaData) noexcept override;
 };

@@ -15,7 +15,7 @@ public:
     explicit CObjectMetaData(Location location) noexcept : m_location(std::move(location)) {}
 
     // ITKDSGetObjectMetaData
-    // Otherwise the failure to open the content, or STG_E_READFAULT: to read it.
+    // Otherwise the failure to open the content, or as DetectMimeType.
     STDMETHODIMP GetObjectMetaData(unsigned long flags, ITKCFConstStringList* requestList,
                                    ITKDSMetaData** metaData) noexcept override;
     STDMETHODIMP GetAllObjectMetaData(unsigned long flags, ITKDSMetaData** metaData) noexcept override;

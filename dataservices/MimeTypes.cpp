@@ -12,12 +12,16 @@ constexpr int kInThisModule = 0;
 HRESULT DetectMimeType(IStream* stream, std::wstring* mimeType) {
     mimeType->clear();
     const CMimeLibrary library(ModuleFolder(&kInThisModule));
-    IMimeTypeDictionary* const dictionary = library.Dictionary();
-    if (!dictionary)
+    HRESULT reason = STG_E_READFAULT;  // as far as the older operation tells it
+    IMimeTypeList* list = nullptr;
+    if (const auto detect = library.Export<DetectMimeTypesFn>(kDetectMimeTypesExport))
+        list = detect(stream, &reason);
+    else if (IMimeTypeDictionary* const dictionary = library.Dictionary())
+        list = dictionary->Detect(stream);
+    else
         return S_FALSE;
-    IMimeTypeList* const list = dictionary->Detect(stream);
     if (!list)
-        return STG_E_READFAULT;
+        return FAILED(reason) ? reason : STG_E_READFAULT;
     const std::vector<std::wstring> types = TakeTexts(list);
     if (types.empty())
         return S_FALSE;

@@ -276,11 +276,8 @@ void CHttpReader::Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcep
 }
 
 void CHttpReader::EndCompleteBody() noexcept {
-    if (m_bodyEnd != m_next)
-        return;
-    m_request.reset();
-    if (!m_length)
-        EndLiveSource();
+    if (m_bodyEnd == m_next)
+        m_request.reset();
 }
 
 // Told in the log, since of these sources nobody else knows where they were to end.

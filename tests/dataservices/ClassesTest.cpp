@@ -1,6 +1,8 @@
 // The classes of the layer: their registration, lists, virtual directories and metadata.
 #include "framework/streams/TKFStreams.h"
+#include "sdk/TvMetadata.h"
 #include "tests/dataservices/LayerTest.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CScriptedStream.h"
 
 #include <thread>
@@ -163,6 +165,11 @@ TEST_F(LayerTest, AVirtualDirectoryHoldsWhatIsPutIntoIt) {
     EXPECT_EQ(E_NOINTERFACE, OpenEntryAs(directory, L"id 1", TKDS_ACCESSOR_DIRECTORY));
 }
 
+decltype(&::GetProcAddress) getProcAddress = nullptr;
+FARPROC WINAPI WithoutReasons(HMODULE library, const char* name) {
+    return std::string(name) == kDetectMimeTypesExport ? nullptr : getProcAddress(library, name);
+}
+
 TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
     const auto reader = New<ITKDSMetaDataReader>(CLSID_TKDSMetaDataReader);
     const auto options = New<ITKDSMetaDataExtractionOptions>(CLSID_TKDSMetaDataExtractionOptions);
@@ -172,7 +179,8 @@ TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
     ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(tone.c_str(), kTKFStreamRead | kTKFStreamShareRead, &file));
     ASSERT_EQ(S_OK, TKFCreateMemoryStream("no media", 8, &memory));
     CScriptedStream broken("RIFF");
-    broken.On(CScriptedStream::kRead, 0, {.result = E_FAIL});
+    constexpr HRESULT kInUse = HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION);
+    broken.On(CScriptedStream::kRead, 0, {.result = kInUse});
     const struct {
         IStream* stream;
         Texts keys;
@@ -183,7 +191,7 @@ TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
         {file.Get(), {mdOriginalUri, L"other", mdMimeType}, S_OK, {isWave, isTone}},
         {file.Get(), {L"other"}, S_OK, {}},
         {memory.Get(), {mdMimeType, mdOriginalUri}, S_OK, {}},
-        {&broken, {mdMimeType}, STG_E_READFAULT, {}},
+        {&broken, {mdMimeType}, kInUse, {}},
     };
     for (const auto& row : table) {
         SCOPED_TRACE(::testing::PrintToString(row.keys));
@@ -198,6 +206,16 @@ TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
     }
     EXPECT_EQ(S_OK, reader->CanExtract(file.Get()));
     EXPECT_EQ(S_FALSE, reader->CanExtract(memory.Get()));
+    broken.On(CScriptedStream::kRead, 0, {.result = kInUse});
+    EXPECT_EQ(kInUse, reader->CanExtract(&broken));
+    {
+        const CImportHook hook("GetProcAddress", &WithoutReasons, &getProcAddress,
+                               ::GetModuleHandleW(L"TvDataServices.dll"));
+        ASSERT_TRUE(hook.IsSet());
+        EXPECT_EQ(S_OK, reader->CanExtract(file.Get())) << "a library that tells no reasons";
+        broken.On(CScriptedStream::kRead, 0, {.result = kInUse});
+        EXPECT_EQ(STG_E_READFAULT, reader->CanExtract(&broken));
+    }
     ComPtr<ITKCFConstStringList> keys, mimeTypes;
     EXPECT_EQ(S_OK, reader->GetSupportedKeys(&keys));
     EXPECT_EQ(mdMimeType, TextOf(keys, &ITKCFConstStringList::GetItem, 0l));

@@ -37,42 +37,36 @@ struct FilesTest : LayerTest {
 TEST_F(FilesTest, EachNameHasTheAccessorsOfWhatIsBehindIt) {
     const std::wstring missing = folder.PathOf(L"missing");
     const struct {
-        std::wstring name;
         HRESULT stream, directory, info;
+        Texts names;
     } table[] = {
-        {file, S_OK, E_NOINTERFACE, S_OK},
-        {LR"(\\?\)" + file, S_OK, E_NOINTERFACE, S_OK},
-        {L"FILE:///" + folder.Path() + L"/a%20b%23%2520.TXT?q#f", S_OK, E_NOINTERFACE, S_OK},
-        {folder.Path(), E_NOINTERFACE, S_OK, S_OK},
-        {folder.Path() + L"\\", E_NOINTERFACE, S_OK, S_OK},
-        {L"C:", E_NOINTERFACE, S_OK, S_OK},
-        {L"C:\\", E_NOINTERFACE, S_OK, S_OK},
-        {L"", E_INVALIDARG, S_OK, E_INVALIDARG},
-        {missing, kNotFound, kNotFound, kNotFound},
-        {missing + L"\\x", kNotFound, kNotFound, kNotFound},
-        {file + L"\\", kNotFound, kNotFound, kNotFound},
-        {file + L":stream", kNotFound, kNotFound, kNotFound},
-        {folder.PathOf(L"*"), kNotFound, kNotFound, kNotFound},
-        {folder.PathOf(L"NUL"), E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
-        {LR"(\\.\C:)", E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
-        {L"file:", E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
-        {L"file://server:80/x", E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
-        {L"http://h:99999/", E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
-        {L"http:///x", E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
-        {L"http://no.such.host.invalid/", S_OK, E_NOINTERFACE, S_OK},
-        {L"HTTPS://[::1]:1/x", S_OK, E_NOINTERFACE, S_OK},
-        {L"data:,x", S_OK, E_NOINTERFACE, S_OK},
-        {L"ftp://host/x", kUnknownScheme, kUnknownScheme, kUnknownScheme},
+        {S_OK,
+         E_NOINTERFACE,
+         S_OK,
+         {file, LR"(\\?\)" + file, L"FILE:///" + folder.Path() + L"/a%20b%23%2520.TXT?q#f",
+          L"http://no.such.host.invalid/", L"HTTPS://[::1]:1/x", L"data:,x"}},
+        {E_NOINTERFACE, S_OK, S_OK, {folder.Path(), folder.Path() + L"\\", L"C:", L"C:\\"}},
+        {E_INVALIDARG, S_OK, E_INVALIDARG, {L""}},
+        {kNotFound,
+         kNotFound,
+         kNotFound,
+         {missing, missing + L"\\x", file + L"\\", file + L":stream", folder.PathOf(L"*")}},
+        {E_INVALIDARG,
+         E_INVALIDARG,
+         E_INVALIDARG,
+         {folder.PathOf(L"NUL"), LR"(\\.\C:)", L"file:", L"file://server:80/x", L"http://h:99999/", L"http:///x"}},
+        {kUnknownScheme, kUnknownScheme, kUnknownScheme, {L"ftp://host/x"}},
     };
-    for (const auto& row : table) {
-        SCOPED_TRACE(::testing::PrintToString(row.name));
-        EXPECT_EQ(row.stream, OpenAs(row.name, TKDS_ACCESSOR_CREATESTREAM));
-        EXPECT_EQ(row.directory, OpenAs(row.name, TKDS_ACCESSOR_DIRECTORY));
-        for (const wchar_t* accessor :
-             {TKDS_ACCESSOR_SOURCEINFO, TKDS_ACCESSOR_GETPARENTINFOFORURI, TKDS_ACCESSOR_GETOBJECTMETADATA})
-            EXPECT_EQ(row.info, OpenAs(row.name, accessor));
-        EXPECT_EQ(row.info == S_OK ? E_NOINTERFACE : row.info, OpenAs(row.name, L"TKDS.Accessor.createstream"));
-    }
+    for (const auto& row : table)
+        for (const std::wstring& name : row.names) {
+            SCOPED_TRACE(::testing::PrintToString(name));
+            EXPECT_EQ(row.stream, OpenAs(name, TKDS_ACCESSOR_CREATESTREAM));
+            EXPECT_EQ(row.directory, OpenAs(name, TKDS_ACCESSOR_DIRECTORY));
+            for (const wchar_t* accessor :
+                 {TKDS_ACCESSOR_SOURCEINFO, TKDS_ACCESSOR_GETPARENTINFOFORURI, TKDS_ACCESSOR_GETOBJECTMETADATA})
+                EXPECT_EQ(row.info, OpenAs(name, accessor));
+            EXPECT_EQ(row.info == S_OK ? E_NOINTERFACE : row.info, OpenAs(name, L"TKDS.Accessor.createstream"));
+        }
 }
 
 TEST_F(FilesTest, ATextWithANulInsideIsRefusedAndNullOutPointersAre) {

@@ -90,11 +90,10 @@ Prepared Prepare(const CHttpServer::Request& request, const CHttpServer::Resourc
     const auto range = status == 200 && fault != Fault::kIgnoredRange ? RangeOf(request, resource) : std::nullopt;
     if (range) {
         const size_t end = range->second;
-        const size_t first = std::min(range->first + (fault == Fault::kWrongStart ? off : 0), end);
+        const size_t first = std::min(range->first, end);
         status = first < end ? 206 : 416;
-        const size_t total = body.size() + (fault == Fault::kWrongTotal ? off : 0);
         headers += "Content-Range: bytes " + (status == 416 ? "*" : number(first) + "-" + number(end - 1)) + "/" +
-                   (fault == Fault::kNoTotal ? "*" : number(total)) + "\r\n";
+                   (fault == Fault::kNoTotal ? "*" : number(body.size())) + "\r\n";
         body = status == 416 ? std::string_view() : body.substr(first, end - first);
     }
     if (fault == Fault::kShortBody)

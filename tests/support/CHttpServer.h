@@ -49,8 +49,6 @@ public:
         kTrickle,         // these bytes arrive one by one, the others in large pieces
         kLongBody,        // so many bytes follow the end that was announced
         kShortBody,       // so many bytes fewer than Content-Range says are announced and sent
-        kWrongStart,      // another range, which begins so many bytes further on
-        kWrongTotal,      // its total is so many bytes higher
         kNoTotal,         // its total is "*"
         kIgnoredRange,    // 200 and all bytes
         kUnavailable,     // 503

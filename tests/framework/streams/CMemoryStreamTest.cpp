@@ -47,22 +47,27 @@ TEST_F(MemoryStreamTest, CreationCopiesTheDataOrKeepsRoomForIt) {
 }
 
 // Exceptions need some memory, too.
+int refusals = 0;
 void* __cdecl LittleMemory(size_t bytes) {
-    return bytes < 100'000 ? ::calloc(bytes, 1) : nullptr;
+    return bytes < 100'000 ? ::calloc(bytes, 1) : (++refusals, nullptr);
 }
 
 TEST_F(MemoryStreamTest, AWriteBeyond32BitsOrOutOfMemoryChangesNothing) {
     ASSERT_EQ(S_OK, Create("0123", 4));
-    for (const LONGLONG position : {100'000ll, 0xFFFFFFFFll, 0xFFFFFFFEll, 0x100000000ll, kMax, kMin, -1ll}) {
+    for (const LONGLONG position :
+         {100'000ll, 0xFFFFFFFDll, 0xFFFFFFFFll, 0xFFFFFFFEll, 0x100000000ll, kMax, kMin, -1ll}) {
         SCOPED_TRACE(position);
         const At here = Seek(position, STREAM_SEEK_SET);
         At written;
+        refusals = 0;
         {
             const CImportHook hook("malloc", &LittleMemory);
             ASSERT_TRUE(hook.IsSet());
             written = Write("ab");
         }
         EXPECT_EQ(At(E_OUTOFMEMORY, 0), written);
+        const bool isPlace = position == 100'000 || (position == 0xFFFFFFFD && sizeof(void*) == 8);
+        EXPECT_EQ(isPlace, refusals > 0) << "room is asked for below 4 GiB alone";
         EXPECT_EQ(here, Seek(0, STREAM_SEEK_CUR));
         EXPECT_EQ(4u, Size());
     }

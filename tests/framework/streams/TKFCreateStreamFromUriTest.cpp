@@ -134,7 +134,8 @@ TEST_F(TKFCreateStreamFromUriTest, MakesItsOwnFactoryWhenNoneIsGiven) {
     EXPECT_EQ(E_NOINTERFACE, TKFCreateStreamFromUri(L"http://h/x", kRead, &stream, &source, nullptr));
     factory = nullptr;
     {
-        // Whether a layer is registered on the machine is not the test's to know: a class that can't be created stands for none.
+        // Whether a layer is registered on the machine is not the test's to know: a class that can't be created stands
+        // for none.
         const CRegisteredComClass broken(CLSID_TKDSUriAccessFactory, [](REFIID, void**) { return CO_E_APPNOTFOUND; });
         EXPECT_EQ(CO_E_APPNOTFOUND, Open(L"http://h/x", kRead));
     }

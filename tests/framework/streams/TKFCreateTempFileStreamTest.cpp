@@ -1,9 +1,15 @@
 #include "tests/framework/streams/StreamTest.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CTempFolder.h"
 
 namespace {
 
 using TKFCreateTempFileStreamTest = StreamTest;
+
+HANDLE WINAPI NoFile(const wchar_t*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE) {
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+}
 
 TEST_F(TKFCreateTempFileStreamTest, GivesEachCallerAnEmptyFileThatGoesWithTheLastReference) {
     wchar_t variable[MAX_PATH]{};
@@ -11,6 +17,11 @@ TEST_F(TKFCreateTempFileStreamTest, GivesEachCallerAnEmptyFileThatGoesWithTheLas
     const CTempFolder temp({L"a#b%20c \u00e9"});  // looks like a URI; complains about a file that is left
     ::SetEnvironmentVariableW(L"TMP", temp.Path().c_str());
     ComPtr<IStream> second;
+    {
+        const CImportHook hook("CreateFileW", &NoFile);
+        EXPECT_TRUE(hook.IsSet());
+        EXPECT_EQ(STG_E_ACCESSDENIED, TKFCreateTempFileStream(&second)) << "and the file that was made is gone";
+    }
     EXPECT_EQ(S_OK, TKFCreateTempFileStream(&stream));
     EXPECT_EQ(S_OK, TKFCreateTempFileStream(&second));
     EXPECT_EQ(E_POINTER, TKFCreateTempFileStream(nullptr));
