@@ -35,7 +35,7 @@ TEST(ContainersTest, BoxesTellSoundFromPictures) {
     // What is behind the end of the movie might have been a track of pictures.
     Expect(kVideo, kBrand + Box("moov", sound, 100));
     Expect(kVideo, kBrand + Box("moov", sound, 1), kBrand + Box("moov", sound + "\0\0\0\4trak"s), kBrand + media,
-           kBrand + media + "junk moov junk" + Box("moov", Box("junk", "")) + Box("moof", ""),
+           kBrand + media + "junk moov junk" + Box("moov", Box("junk", "") + sound) + Box("moof", ""),
            brand("M4A ") + Box("moov", Track("vide")), brand("3gp6") + media, brand("3g2a") + media,
            brand("what", "mp42") + media, brand("mp42", "mif1") + Box("moov", both),
            Box("moof", Box("mfhd", "\0\0\0\0\0\0\0\1"s)) + media);
@@ -90,9 +90,10 @@ TEST(ContainersTest, TracksOfMatroskaTellSoundFromPictures) {
            Ebml("webm") + Element(kSegment, Tracks({2, 2, 17}) + cluster),
            ebml + Element(kSegment, seekTo(seekBytes + cluster.size()) + cluster + Tracks({2}) + cluster),
            ebml + Element(kVoid, "fill") + Element(kSegment, Element(kVoid, "fill") + Tracks({2}) + cluster));
-    Expect(kVideo, ebml + Element(kSegment, Tracks({2, 1}) + cluster), ebml + Element(kSegment, Tracks({3}) + cluster),
-           ebml + Element(kSegment, Tracks({2}, 40), 40), ebml + Element(kSegment, Tracks({2}, 1), 1),
-           ebml + Element(kSegment, Tracks({17}) + cluster), ebml + Element(kSegment, cluster + Tracks({2})));
+    Expect(kVideo, ebml + Element(kSegment, Tracks({2, 1}) + cluster),
+           ebml + Element(kSegment, Tracks({2, 3}) + cluster), ebml + Element(kSegment, Tracks({2}, 40), 40),
+           ebml + Element(kSegment, Tracks({2}, 1), 1), ebml + Element(kSegment, Tracks({17}) + cluster),
+           ebml + Element(kSegment, cluster + Tracks({2})));
     // A live writer knows no lengths; the next part of the segment ends the list.
     Expect(kAudio, ebml + "\x18\x53\x80\x67\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x16\x54\xAE\x6B\xFF" +
                        Tracks({2}).substr(8) + cluster);
@@ -129,6 +130,7 @@ std::string Asf(const std::string& objects, size_t missing = 0) {
 const std::string kStreamObject = Guid(0xB7DC0791, 0xA9B7, 0x11CF, 0x8EE600C00C205365);
 const std::string kAsfSound = Guid(0xF8699E40, 0x5B4D, 0x11CF, 0xA8FD00805F5C442B);
 const std::string kAsfPictures = Guid(0xBC19EFC0, 0x5B4D, 0x11CF, 0xA8FD00805F5C442B);
+const std::string kAsfStills = Guid(0x35907DE0, 0xE415, 0x11CF, 0xA91700805F5C442B);
 const std::string kExtendedObject = Guid(0x14E6A5CB, 0xC672, 0x4332, 0x8399A96952065B5A);
 std::string AsfStream(const std::string& kind, const std::string& compression = "WMV3") {
     return Object(kStreamObject, kind + std::string(65, '\1') + compression + std::string(30, '\1'));
@@ -170,7 +172,7 @@ TEST(ContainersTest, StreamsTellSoundFromPictures) {
     const std::string kAsfBinary = Guid(0x3AFB65E2, 0x47EF, 0x40F2, 0xAC2C70A90D71D343) + std::string(38, '\1') +
                                    Guid(0x31178C9D, 0x03E1, 0x4528, 0xB5823DF9DB22F503);
     Expect(L"audio/avi", Avi({"auds"}, movi), Avi({"auds"}, Chunk("JUNK", std::string(9, 'j')) + movi),
-           Avi({"auds"}, movi).replace(16, 4, "\0\0\0\0"s));
+           Avi({"auds"}, Chunk("JUNK", "more")), Avi({"auds"}, movi).replace(16, 4, "\0\0\0\0"s));
     Expect(L"video/avi", Avi({"auds", "vids"}, movi), Avi({"auds", "iavs"}, movi), Avi({"auds"}, "", 200));
     // Some recorders leave a list's length zero.
     Expect(L"video/avi", Avi({"txts"}, movi));
@@ -179,7 +181,8 @@ TEST(ContainersTest, StreamsTellSoundFromPictures) {
 
     Expect(kWma, Asf(AsfStream(kAsfSound)) + "data", Asf(AsfStream(kAsfSound, "DVR ")) + "data");
     Expect(L"video/x-ms-wmv video/x-ms-asf", Asf(AsfStream(kAsfSound) + AsfStream(kAsfPictures)) + "data",
-           Asf(Object(kExtendedObject, extended + AsfStream(kAsfPictures))) + "data");
+           Asf(Object(kExtendedObject, extended + AsfStream(kAsfPictures))) + "data",
+           Asf(AsfStream(kAsfStills, "DVR ")) + "data");
     Expect(L"video/x-ms-dvr video/x-ms-asf", Asf(AsfStream(kAsfSound) + AsfStream(kAsfPictures, "DVR ")) + "data",
            Asf(AsfStream(kAsfBinary)) + "data");
     Expect(kAsf, Asf(AsfStream(kAsfSound), 100) + "data", Asf(Object(kAsfSound, "other")) + "data",

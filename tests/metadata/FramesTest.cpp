@@ -168,6 +168,12 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
            std::string(100'000, '\0') + "RIFF\x24\0\0\0WAVEfmt \x10\0\0\0"s);
     Expect(L"audio/x-ac3", Ac3(768, 0, 20), Eac3(768), x + Repeat(20, Ac3(768, 0, 20)) + x);
     Expect(L"audio/x-dts", Dts(1024), x + Repeat(10, Dts(1024)) + x);
+    // Frames inside of other formats.
+    const std::string program = "MZ" + Filling(58) + Little(80, 4) + Filling(16) + "PE\0\0"s;
+    const std::string bitmap = "BM" + Filling(4) + Big(0, 4) + Little(54, 4) + Little(40, 4);
+    Expect(kNothing, "fLaC" + Layer3(20), program + Layer3(20), bitmap + Layer3(20),
+           Filling(257) + "ustar" + Layer3(20), "RIFF1234QLCM" + Layer3(20));
+    Expect(L"audio/mpeg", program.substr(0, 80) + Layer3(20), "BM" + x + Layer3(20), "QLCM" + Layer3(20));
     const std::string zeros(100'001, '\0');
     Expect(L"audio/mpeg", zeros + Layer3(5) + x);
     Expect(L"audio/x-ac3", zeros + x + Repeat(20, Ac3(768, 0, 20)) + x);

@@ -139,23 +139,18 @@ TEST_F(SlowSourceTest, DetectionEndsInTimeAndJudgesByWhatCame) {
     }
     CScriptedStream quick(content);
     EXPECT_FALSE(Detect(quick, 0xFFFFFFFF, 1).isOutOfTime);
+    // A frame of AC-3 whose last byte is the last one in time isn't all there is.
+    CScriptedStream cut("\x0B\x77\x12\x34\x48@" + std::string(70'000, 'A'));
+    EXPECT_EQ(kNothing, FirstOf(Detect(cut, 1, 36)));
 }
 
 TEST_F(SlowSourceTest, AWalkEndsInTimeToo) {
     // Each read of a walk takes 3 s, so that four of them fit.
-    const auto box = [](const std::string& name) {
-        return std::string("\0\1\0\0", 4) + name + std::string(0xFFF8, 'x');
-    };
-    std::string content = box("ftyp");
-    for (int i = 0; i < 30; ++i)
-        content += box("free");
-    CScriptedStream source(content);
+    CScriptedStream source(Repeat(30, std::string("\0\1\0\0free", 8) + std::string(0xFFF8, 'x')));
     int walked = 0;
     source.OnEachRead([&](ULONG bytes) {
-        if (bytes == 0x8000) {
-            now += 3000;
-            ++walked;
-        }
+        walked += bytes == 0x8000;
+        now += bytes == 0x8000 ? 3000 : 0;
     });
     now = 0;
     const Detection detection = DetectFormat(&source, [] { return now; });
