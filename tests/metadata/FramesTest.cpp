@@ -111,6 +111,10 @@ std::string DtsExtension(size_t bytes, unsigned isLong = 0) {
                  isLong ? 20 : 16, 0x55, 8);
 }
 
+std::string Adif(unsigned isVariable, unsigned bitRate, unsigned rate, unsigned elements) {
+    return "ADIF" + Frame(40, 0, 3, isVariable, 1, bitRate, 23, 0, isVariable ? 4 : 24, 1, 6, rate, 4, elements, 12);
+}
+
 TEST(FramesTest, Ac3OfEverySize) {
     constexpr unsigned kBitRates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
                                       192, 224, 256, 320, 384, 448, 512, 576, 640};
@@ -146,6 +150,8 @@ TEST(FramesTest, FramesLinkUpAndAgreeOrAreNone) {
            Repeat(2, DtsExtension(10)) + x);
     Expect(kNothing, Repeat(2, DtsExtension(9)) + x, Repeat(2, Dts(95)), Repeat(2, Dts(1024, 4)),
            Repeat(2, Dts(1024, 15, 30)), FreeFormat(1, 40), FreeFormat(3, 800), Repeat(3, Mpeg(650, 3, 1, 0, 0)) + x);
+    Expect(L"audio/x-aac", Adif(1, 0, 4, 0x100), Adif(0, 128'000, 12, 1));
+    Expect(kNothing, Adif(0, 0, 4, 1), Adif(1, 0, 13, 1), Adif(1, 0, 4, 0));
     Expect(L"audio/mp2", FreeFormat(2, 800));
     Expect(L"audio/mpeg", FreeFormat(1, 650));
 }
