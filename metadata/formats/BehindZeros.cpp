@@ -8,8 +8,9 @@ Verdict JudgeBehindZeros(CContent& content) {
         return NotThere();
     for (int i = 0; i < kMostHeads && isAllZero() && content.CanWalk() && !content.HeadIsAll(); ++i)
         content.MoveStart(content.Head().Size());
-    // The frames may stand behind a tag.
-    for (const auto judge : {&JudgeAac, &JudgeAc3, &JudgeDts, &JudgeMpegAudio, &SearchMpegAudio, &SearchAac}) {
+    // The frames may stand behind a tag, or the first one may be cut.
+    for (const auto judge :
+         {&JudgeAac, &JudgeAc3, &JudgeDts, &JudgeMpegAudio, &SearchMpegAudio, &SearchAac, &SearchAc3, &SearchDts}) {
         if (const Verdict verdict = judge(content); verdict.Decides())
             return verdict;
     }

@@ -26,7 +26,7 @@ private:
 };
 
 std::string Tone() {
-    return Sample{std::filesystem::path(TV_TEST_MEDIA) / "tone.mp3", {}}.Content();
+    return SampleContent(std::filesystem::path(TV_TEST_MEDIA) / "tone.mp3");
 }
 
 // What a DLL may leave behind in its process.
@@ -55,7 +55,7 @@ TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
     const std::string content = Tone();
     const auto detect = [&](int times) {
         for (int i = 0; i < times; ++i)
-            ASSERT_EQ(L"audio/mpeg", Detected(CLibrary().Dictionary(), content));
+            ASSERT_EQ(L"audio/mpeg", Detected(content, CLibrary().Dictionary()));
         for (int i = 0; i < times; ++i) {
             CScriptedStream broken(content);
             broken.On(CScriptedStream::kRead, 0, {.result = STG_E_READFAULT});
@@ -100,7 +100,7 @@ TEST(LibraryTest, ThreadsDetectAtOnce) {
         threads.emplace_back([&library, first] {
             for (size_t i = first; i < Samples().size(); i += 3) {
                 const Sample& sample = Samples()[i];
-                EXPECT_EQ(sample.expected, Detected(library.Dictionary(), sample.Content())) << sample.path;
+                EXPECT_EQ(sample.expected, Detected(sample.Content(), library.Dictionary())) << sample.path;
             }
         });
     }

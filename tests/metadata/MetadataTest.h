@@ -1,7 +1,8 @@
-// What the tests of the metadata library share: lists as values, and the sample files.
+// What the tests of the metadata library share: lists as values, content put together from pieces, and the sample
+// files.
 #pragma once
 
-#include "sdk/TvMetadata.h"
+#include "metadata/CMimeTypeDictionary.h"
 #include "tests/support/CScriptedStream.h"
 
 #include <gtest/gtest.h>
@@ -35,9 +36,45 @@ inline std::wstring FirstOf(IMimeTypeList* list) {
 }
 
 // What a dictionary says first of a content.
-inline std::wstring Detected(IMimeTypeDictionary& dictionary, std::string_view content) {
+inline std::wstring Detected(std::string_view content, IMimeTypeDictionary& dictionary = *MimeTypeDictionary()) {
     CScriptedStream source(content);
     return FirstOf(dictionary.Detect(&source));
+}
+
+// All answers for each of the contents, with blanks between them.
+template <class... Contents>
+void Expect(const std::wstring& expected, const Contents&... contents) {
+    int index = 0;
+    for (const std::string& content : {std::string(contents)...}) {
+        CScriptedStream source(content);
+        std::wstring answers;
+        for (const std::wstring& type : Take(MimeTypeDictionary()->Detect(&source)).value_or(Types{L"failed"}))
+            answers += (answers.empty() ? L"" : L" ") + type;
+        EXPECT_EQ(expected, answers.empty() ? kNothing : answers) << "content " << index;
+        ++index;
+    }
+}
+
+inline std::string Big(unsigned long long value, int bytes) {
+    std::string text;
+    while (bytes-- > 0)
+        text += static_cast<char>(value >> 8 * bytes);
+    return text;
+}
+inline std::string Little(unsigned long long value, int bytes) {
+    const std::string text = Big(value, bytes);
+    return {text.rbegin(), text.rend()};
+}
+inline std::string Repeat(int times, const std::string& text) {
+    std::string all;
+    for (; times > 0; --times)
+        all += text;
+    return all;
+}
+
+// An ID3v2 tag of so many times 16 KiB.
+inline std::string Id3(char size) {
+    return std::string("ID3\3\0\0\0", 7) + size + std::string(2 + static_cast<size_t>(size) * 16384, '\0');
 }
 
 struct Sample {
@@ -59,6 +96,10 @@ inline void AddSamples(std::vector<Sample>& samples, const std::filesystem::path
         if (entry.is_regular_file())
             samples.push_back({entry.path(), type});
     }
+}
+
+inline std::string SampleContent(const std::filesystem::path& path) {
+    return Sample{path, {}}.Content();
 }
 
 // The samples of this repository.

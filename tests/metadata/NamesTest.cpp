@@ -1,6 +1,5 @@
 // The names of MIME types and file name extensions.
 #include "filter/MimeTypeTable.h"
-#include "metadata/CMimeTypeDictionary.h"
 #include "tests/metadata/MetadataTest.h"
 
 #include <algorithm>

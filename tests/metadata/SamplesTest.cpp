@@ -1,16 +1,10 @@
 // What is found in real content: whole, behind tags, on live sources, and cut off anywhere.
-#include "metadata/CMimeTypeDictionary.h"
 #include "tests/metadata/MetadataTest.h"
 
 #include <cstdlib>
 #include <cwchar>
-#include <map>
 
 namespace {
-
-std::wstring Detected(std::string_view content) {
-    return Detected(*MimeTypeDictionary(), content);
-}
 
 // What files of one structure have in common: the same container with sound or pictures in it. Where only the head is
 // to be had, or a part of it, the one may be taken for the other.
@@ -36,43 +30,10 @@ std::string Narrow(const std::wstring& text) {
     return {text.begin(), text.end()};  // MIME types are ASCII
 }
 
-struct Rates {
-    int media = 0;
-    int rightFirst = 0;
-    int rightFamily = 0;
-    int falsePositives = 0;
-    std::map<std::wstring, std::map<std::wstring, int>> answers;  // by expected type
-
-    void Count(const Sample& sample, const std::wstring& answer) {
-        ++answers[sample.expected][answer];
-        if (answer != sample.expected)
-            std::printf("%s: %s\n", sample.path.string().c_str(), Narrow(answer).c_str());
-        const bool isMedia = sample.expected != kNothing;
-        media += isMedia;
-        rightFirst += isMedia && answer == sample.expected;
-        rightFamily += isMedia && FamilyOf(answer) == FamilyOf(sample.expected);
-        falsePositives += !isMedia && answer != kNothing;
-    }
-    void Print() const {
-        for (const auto& [expected, row] : answers) {
-            std::printf("  %-24s", Narrow(expected).c_str());
-            for (const auto& [answer, count] : row)
-                std::printf(" %5d %s", count, answer == expected ? "right" : Narrow(answer).c_str());
-            std::printf("\n");
-        }
-        std::printf("%d media: first answer right %.2f%%, family right %.2f%%; %d others taken for media\n", media,
-                    100.0 * rightFirst / media, 100.0 * rightFamily / media, falsePositives);
-    }
-};
-
 TEST(SamplesTest, EverySampleIsWhatItsFolderSays) {
-    Rates rates;
+    EXPECT_LT(80u, Samples().size());
     for (const Sample& sample : Samples())
-        rates.Count(sample, Detected(sample.Content()));
-    rates.Print();
-    EXPECT_LT(80, rates.media);
-    EXPECT_EQ(rates.media, rates.rightFirst);
-    EXPECT_EQ(0, rates.falsePositives);
+        EXPECT_EQ(sample.expected, Detected(sample.Content())) << sample.path;
 }
 
 // tools/make-samples.sh makes such a folder.
@@ -82,22 +43,25 @@ TEST(SamplesTest, ManySamplesAreToldWellEnough) {
         GTEST_SKIP() << "TV_SAMPLES names no folder";
     std::vector<Sample> samples;
     AddSamples(samples, folder);
-    Rates rates;
-    for (const Sample& sample : samples)
-        rates.Count(sample, Detected(sample.Content()));
-    rates.Print();
-    EXPECT_EQ(0, rates.falsePositives);
-    EXPECT_LE(0.97 * rates.media, rates.rightFirst);
-    EXPECT_LE(0.99 * rates.media, rates.rightFamily);
+    int media = 0, rightFirst = 0, rightFamily = 0;
+    for (const Sample& sample : samples) {
+        const std::wstring answer = Detected(sample.Content());
+        if (answer != sample.expected)
+            std::printf("%s: %s\n", sample.path.string().c_str(), Narrow(answer).c_str());
+        const bool isMedia = sample.expected != kNothing;
+        EXPECT_TRUE(isMedia || answer == kNothing) << sample.path;
+        media += isMedia;
+        rightFirst += isMedia && answer == sample.expected;
+        rightFamily += isMedia && FamilyOf(answer) == FamilyOf(sample.expected);
+    }
+    std::printf("of %d media %d have the right first answer, %d the right family\n", media, rightFirst, rightFamily);
+    EXPECT_LE(0.97 * media, rightFirst);
+    EXPECT_LE(0.99 * media, rightFamily);
 }
 
 TEST(SamplesTest, TagsInFrontHideNothing) {
-    // A tag of so many times 16 KiB, and one with a footer.
-    const auto tag = [](char size) {
-        return std::string("ID3\3\0\0\0", 7) + size + std::string(2 + static_cast<size_t>(size) * 16384, '\0');
-    };
     const std::string withFooter = std::string("ID3\4\0\x10\0\0\0\5", 10) + std::string(15, 'x');
-    const std::string tags[] = {tag(0), withFooter, tag(5), tag(0) + tag(6) + withFooter};
+    const std::string tags[] = {Id3(0), withFooter, Id3(5), Id3(0) + Id3(6) + withFooter};
     for (const Sample& sample : Samples()) {
         SCOPED_TRACE(sample.path.string());
         for (const std::string& front : tags)
