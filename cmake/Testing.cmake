@@ -38,6 +38,7 @@ function(tv_add_test name)
   if(ARG_ENVIRONMENT)
     list(PREPEND ARG_ENVIRONMENT ENVIRONMENT)
   endif()
+  # The debugger that Wine starts for a program that crashes ends it with exit code 0.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-    PROPERTIES TIMEOUT 300 RESOURCE_LOCK wine_prefix LABELS ${name} ${ARG_ENVIRONMENT})
+    PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION "wine: Unhandled" RESOURCE_LOCK wine_prefix LABELS ${name} ${ARG_ENVIRONMENT})
 endfunction()

@@ -6,6 +6,7 @@
 #include "filter/FilterLog.h"
 #include "filter/FilterSetup.h"
 #include "filter/MediaTypeDecision.h"
+#include "filter/StreamSize.h"
 #include "framework/com/CTaskMem.h"
 #include "framework/streams/TKFStreams.h"
 #include "framework/uri/NameForLog.h"
@@ -42,18 +43,17 @@ std::wstring DescriptionOf(HRESULT hr) {
     return TKRuntimeLogger::HresultDescriptions().Describe(hr);
 }
 
-// As it says itself. Others may be live.
-bool KnowsSize(IStream* stream) noexcept {
+// Makes a read buffer over `stream`. One that doesn't know its size may be live: where its content will be looked at,
+// there is a stream in between that keeps what is read. A live source may give less in one piece than telling its type
+// takes, and then the read buffer has no longer got the first piece.
+HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<CReplayStream>& replay, ComPtr<IStream>& buffered) noexcept {
     constexpr ULONGLONG kUnknownSizeBit = ULONGLONG{1} << 63;
-    STATSTG stat{};
-    const HRESULT hr = ComBoundary([&] { return stream->Stat(&stat, STATFLAG_NONAME); });
-    const CTaskMem<wchar_t> name(SUCCEEDED(hr) ? stat.pwcsName : nullptr);  // some give it all the same
-    return SUCCEEDED(hr) && !(stat.cbSize.QuadPart & kUnknownSizeBit);
-}
-
-// Makes a read buffer over `stream` by way of a stream that keeps what is read: a live source may give less in one
-// piece than telling its type takes, and then the read buffer has no longer got the first piece.
-HRESULT BufferWithReplay(IStream* stream, ComPtr<CReplayStream>& replay, ComPtr<IStream>& buffered) noexcept {
+    if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr))
+        return hr;
+    (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
+    ULONGLONG size = 0;
+    if (!forDetection || (SUCCEEDED(AskSize(*buffered.Get(), &size)) && !(size & kUnknownSizeBit)))
+        return S_OK;
     if (const HRESULT hr = MakeComObject<CReplayStream>(&replay); FAILED(hr))
         return hr;
     if (const HRESULT hr = replay->Initialize(stream); FAILED(hr))
@@ -304,17 +304,12 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
         return E_POINTER;
     if (!m_pPin)
         return E_UNEXPECTED;
+    ComPtr<CReplayStream> replay;
     ComPtr<IStream> buffered;
-    if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr)) {
+    if (const HRESULT hr = Buffer(stream, !pmt, replay, buffered); FAILED(hr)) {
         TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
                                        L"TKFCreateBufferedStream(pStream, &pBufferedStream)", &DescriptionOf);
         return hr;
-    }
-    (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
-    ComPtr<CReplayStream> replay;
-    if (!pmt && !KnowsSize(buffered.Get())) {
-        if (const HRESULT hr = BufferWithReplay(stream, replay, buffered); FAILED(hr))
-            return hr;
     }
     // Whoever enumerates types is told of each change: detection may take seconds in between.
     const COfferedTypes::List former = m_pPin->OfferedTypes().Clear();

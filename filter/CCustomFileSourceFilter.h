@@ -80,6 +80,8 @@ public:
 
     // Buffers `stream`, decides which media types the pin offers, and gives it to the pin. After a failure to
     // decide, the pin has its former source and types.
+    // E_POINTER: no stream.  E_UNEXPECTED: no pin, because there was no memory for it when the filter was made; there
+    // is nothing then that could offer types or take the stream.
     virtual HRESULT SetSourceFileStream(IStream* stream, const AM_MEDIA_TYPE* pmt);
 
 private:

@@ -2,6 +2,7 @@
 
 #include "diagnostics/ComBoundary.h"
 #include "filter/FilterLog.h"
+#include "filter/StreamSize.h"
 
 #include <evcode.h>
 #include <uuids.h>
@@ -117,14 +118,14 @@ void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) co
 void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,
                                          const wchar_t* function) noexcept {
     if (m_pFilter && stream) {
-        STATSTG stat{};
-        const HRESULT hr = ComBoundary([&] { return stream->Stat(&stat, STATFLAG_NONAME); });
+        ULONGLONG size = 0;
+        const HRESULT hr = AskSize(*stream, &size);
         // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
         // negative position is inside none that does.
-        if (static_cast<ULONGLONG>(position) < stat.cbSize.QuadPart) {
+        if (static_cast<ULONGLONG>(position) < size) {
             TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
                    L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
-                   static_cast<LONGLONG>(stat.cbSize.QuadPart));
+                   static_cast<LONGLONG>(size));
             // What the graph throws fails no read.
             RunQuietly([&] { m_pFilter->NotifyEvent(EC_ERRORABORT, abortReason.value_or(hr), 0); });
         }
@@ -380,10 +381,10 @@ STDMETHODIMP CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable
         ComPtr<IStream> stream;
         if (const HRESULT hr = Fetch(&stream); FAILED(hr))
             return hr;
-        STATSTG stat{};
-        if (const HRESULT hr = stream->Stat(&stat, STATFLAG_NONAME); FAILED(hr))
+        ULONGLONG claimed = 0;
+        if (const HRESULT hr = AskSize(*stream.Get(), &claimed); FAILED(hr))
             return hr;
-        const auto size = static_cast<LONGLONG>(stat.cbSize.QuadPart);
+        const auto size = static_cast<LONGLONG>(claimed);
         if (size >= 0) {
             *pTotal = *pAvailable = size;
             return S_OK;

@@ -8,6 +8,8 @@ TEST(LeakTest, HundredsOfFiltersAndReadsLeaveNothingBehind) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
     const CTempFile file(std::string(5'000, 'x'));
     Stream source("xxxxxxxxxx");
+    source.SetName(std::wstring(2'000, L'n'));
+    source.TellNameAlways();
     CTestSample sample(4);
     sample.SetRange(2, 6);
     CFilterHost host;

@@ -85,31 +85,40 @@ TEST(OpenStreamTest, AStreamOfUnknownSizeIsReadWithoutSeeking) {
     EXPECT_EQ(Got(S_OK, "bcde"), SyncRead(*reader.Get(), 1, 4));
 }
 
-HRESULT NoTable(IGlobalInterfaceTable** table) {
+int g_tablesLeft = 0;
+
+HRESULT TableUnlessItIsTheNth(IGlobalInterfaceTable** table) {
     *table = nullptr;
-    return E_OUTOFMEMORY;
+    return g_tablesLeft-- == 0
+               ? E_OUTOFMEMORY
+               : ::CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(table));
 }
 
 TEST(OpenStreamTest, AStreamThatCannotBeBufferedIsLoggedAndTheSourceStays) {
-    const Log lines = LinesOf([] {
-        Stream first("0123456789"), second("abcde");
-        CInnerFilter filter;
-        EXPECT_EQ(S_OK, filter->OpenStream(&first, &kWave));
-        TKFSetGlobalInterfaceTableProvider(&NoTable);
-        const HRESULT refused = filter->OpenStream(&second, nullptr);
-        TKFSetGlobalInterfaceTableProvider(nullptr);
-        EXPECT_EQ(E_OUTOFMEMORY, refused);
-        EXPECT_EQ(Got(S_OK, "3456"), SyncRead(filter.Pin(), 3, 4));
-        CMediaType offered;
-        EXPECT_EQ(S_OK, filter.Pin().GetMediaType(0, &offered));
-        EXPECT_EQ(MEDIASUBTYPE_WAVE, offered.subtype);
-    });
     const std::wstring failed = L"ERROR: hr=0x8007000E (\"" +
                                 TKRuntimeLogger::HresultDescriptions().Describe(E_OUTOFMEMORY) +
                                 L"\"), from call TKFCreateBufferedStream(pStream, &pBufferedStream)";
-    EXPECT_EQ((Log{Loading(L"scripted"), kWaveLine, Loading(L"scripted"),
-                   Line(3, L"CCustomFileSourceFilter::SetSourceFileStream", failed), kStopped}),
-              lines);
+    for (const int tables : {0, 2}) {  // the second is for what stands before a live source
+        SCOPED_TRACE(tables);
+        const Log lines = LinesOf([&] {
+            Stream first("0123456789"), second("abcde");
+            second.ReportSize(~0ull);
+            CInnerFilter filter;
+            EXPECT_EQ(S_OK, filter->OpenStream(&first, &kWave));
+            g_tablesLeft = tables;
+            TKFSetGlobalInterfaceTableProvider(&TableUnlessItIsTheNth);
+            const HRESULT refused = filter->OpenStream(&second, nullptr);
+            TKFSetGlobalInterfaceTableProvider(nullptr);
+            EXPECT_EQ(E_OUTOFMEMORY, refused);
+            EXPECT_EQ(Got(S_OK, "3456"), SyncRead(filter.Pin(), 3, 4));
+            CMediaType offered;
+            EXPECT_EQ(S_OK, filter.Pin().GetMediaType(0, &offered));
+            EXPECT_EQ(MEDIASUBTYPE_WAVE, offered.subtype);
+        });
+        EXPECT_EQ((Log{Loading(L"scripted"), kWaveLine, Loading(L"scripted"),
+                       Line(3, L"CCustomFileSourceFilter::SetSourceFileStream", failed), kStopped}),
+                  lines);
+    }
 }
 
 int g_eventsLeft = 0;

@@ -3,7 +3,10 @@
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
 
+#include <evcode.h>
+
 #include <climits>
+#include <functional>
 #include <thread>
 
 namespace {
@@ -121,15 +124,20 @@ TEST_F(PinSourceTest, WithoutASourceEveryOperationIsRefusedAfterItsArguments) {
     EXPECT_EQ(0u, user);
 }
 
+// In a single-threaded apartment that is gone when this returns.
+void InShortLivedApartment(const std::function<void()>& body) {
+    std::thread([&] {
+        const CTestApartment shortLived(COINIT_APARTMENTTHREADED);
+        body();
+    }).join();
+}
+
 TEST(PinLostSourceTest, ASourceWhoseApartmentIsGoneIsAnErrorAndNoAbort) {
     const Log lines = LinesOf([] {
         Stream source("0123456789");
         CInnerFilter filter;
         CCustomFileSourcePin& pin = filter.Pin();
-        std::thread([&] {
-            const CTestApartment shortLived(COINIT_APARTMENTTHREADED);
-            EXPECT_EQ(S_OK, pin.SetSourceFileStream(&source, 0));
-        }).join();
+        InShortLivedApartment([&] { EXPECT_EQ(S_OK, pin.SetSourceFileStream(&source, 0)); });
         const std::vector<HRESULT> results = UseSource(pin);
         EXPECT_HRESULT_FAILED(results[0]);
         EXPECT_EQ(std::vector(results.size(), results[0]), results);
@@ -141,6 +149,56 @@ TEST(PinLostSourceTest, ASourceWhoseApartmentIsGoneIsAnErrorAndNoAbort) {
     const std::wstring aligned = Line(3, L"CCustomFileSourcePin::SyncReadAligned", kText);
     EXPECT_EQ((Log{Line(3, L"CCustomFileSourcePin::SyncRead", kText), aligned, aligned}),
               Log(lines.begin(), lines.begin() + 3));
+}
+
+// A host's stream stands behind the read buffer, which is of no apartment: it is a source that fails.
+TEST(PinLostSourceTest, AHostsStreamWhoseApartmentIsGoneFailsBehindTheReadBuffer) {
+    HRESULT lost = S_OK;
+    const Log lines = LinesOf([&] {
+        Stream source(std::string(0x20000, 'b') + "behind");
+        CInnerFilter filter;
+        CCustomFileSourcePin& pin = filter.Pin();
+        InShortLivedApartment([&] {
+            EXPECT_EQ(S_OK, filter->OpenStream(&source, &kWave));
+            EXPECT_EQ(Got(S_OK, "bbbb"), SyncRead(pin, 0, 4));
+        });
+        const int calls = source.Calls();
+        EXPECT_EQ(Got(S_OK, "bbbb"), SyncRead(pin, 0x1FFFC, 4)) << "the buffer has it";
+        EXPECT_EQ(Got(S_FALSE, "...."), SyncRead(pin, 0x20002, 4));
+        EXPECT_EQ(Got(S_FALSE, "...."), SyncRead(pin, 0, 4));
+        CTestSample sample(4);
+        sample.SetRange(0, 4);
+        EXPECT_EQ(kEndOfFile, pin.Request(&sample, 0));
+        EXPECT_EQ((std::vector<GraphEvent>{{EC_ERRORABORT, S_OK, 0},
+                                           {EC_ERRORABORT, S_OK, 0},
+                                           {EC_ERRORABORT, static_cast<HRESULT>(0x8007001E), 0}}),
+                  filter.graph.TakeEvents());
+        LONGLONG total = 0, available = 0;
+        EXPECT_EQ(S_OK, pin.Length(&total, &available));
+        EXPECT_EQ(0x20006, total);
+        BYTE byte = 0;
+        lost = pin.Read(&byte, 1, nullptr);
+        EXPECT_HRESULT_FAILED(lost);
+        EXPECT_EQ(calls, source.Calls());
+        EXPECT_EQ(S_OK, filter->OpenStream(&source, &kWave)) << "another takes its place";
+        EXPECT_EQ(Got(S_OK, "bbbb"), SyncRead(pin, 0, 4));
+    });
+    const auto failed = [&](const wchar_t* function, const wchar_t* how, const std::wstring& at) {
+        wchar_t code[9]{};
+        ::swprintf_s(code, L"%08lx", lost);
+        return Log{
+            Line(3, function, how + (L"hr=" + std::wstring(code))),
+            Line(3, function, L"The requested stream position is outside the file: Requested=" + at + L", Size=131078"),
+            Line(1, function, L"End of stream")};
+    };
+    constexpr wchar_t kReading[] = L"Error while reading the source file: ";
+    Log expected;
+    for (const Log& read : {failed(L"CCustomFileSourcePin::SyncRead",
+                                   L"Error while seeking the source file: Requested: 131074, ", L"131074"),
+                            failed(L"CCustomFileSourcePin::SyncRead", kReading, L"0"),
+                            failed(L"CCustomFileSourcePin::SyncReadAligned", kReading, L"0")})
+        expected.insert(expected.end(), read.begin(), read.end());
+    EXPECT_EQ(expected, Log(lines.begin(), lines.begin() + 9));
 }
 
 TEST_F(PinSourceTest, ThePinOffersAndAcceptsTheListedPairs) {

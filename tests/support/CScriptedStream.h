@@ -63,6 +63,7 @@ public:
     void OnEachRead(std::function<void(ULONG)> call) { Set(m_onRead, std::move(call)); }
     void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
     void SetName(const std::wstring& name) { Set(m_name, name); }  // for Stat; unsaid, it is "scripted"
+    void TellNameAlways() { Set(m_alwaysTellsName, true); }        // also to a Stat that wants none
     // Stands at its start again, whatever it refuses.
     void Rewind() { Set(m_position, 0); }
     // Seeks to anywhere else but where the stream stands fail, as a live source's do, and tell where that is. One
@@ -151,7 +152,7 @@ public:
         stat->type = STGTY_STREAM;
         stat->grfStateBits = m_state;
         stat->cbSize.QuadPart = m_reportedSize.value_or(m_contents.size());
-        if (!(flag & STATFLAG_NONAME) && !step.nothing) {
+        if ((!(flag & STATFLAG_NONAME) || m_alwaysTellsName) && !step.nothing) {
             const size_t bytes = (m_name.size() + 1) * sizeof(wchar_t);
             stat->pwcsName = static_cast<wchar_t*>(std::memcpy(::CoTaskMemAlloc(bytes), m_name.c_str(), bytes));
         }
@@ -222,5 +223,6 @@ private:
     ULONG m_limit = 0xFFFFFFFF;
     ULONG m_lastReadSize = 0;
     DWORD m_lastThread = 0;
+    bool m_alwaysTellsName = false;
     bool m_held = false;
 };
