@@ -27,10 +27,10 @@ struct ITKRuntimeLoggerAPI {
                              LONG line, ULONG value3, const wchar_t* function, const wchar_t* message, BYTE flag) = 0;
 
     // Asks the person in front of the logging service; `secondText` is passed through as it is. With `remember`, an
-    // answer counts for the same question with the same severity and texts at the same site for the life of the process;
-    // threads that ask at the same time may all be asked, and the answer that comes first stays. Returns `defaultAnswer`
-    // when there is no answer: a service that can't ask has the question logged instead, one that fails to ask has not,
-    // and neither is remembered.
+    // answer counts for the same question with the same severity and texts at the same site for the life of the
+    // process; threads that ask at the same time may all be asked, and the answer that comes first stays. Returns
+    // `defaultAnswer` when there is no answer: a service that can't ask has the question logged instead, one that fails
+    // to ask has not, and neither is remembered.
     [[nodiscard]] virtual LONG AskQuestion(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
                                            const wchar_t* function, const wchar_t* question, const wchar_t* secondText,
                                            LONG defaultAnswer, bool remember) = 0;

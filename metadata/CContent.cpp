@@ -21,8 +21,7 @@ HRESULT ResultOf(Call&& call) noexcept {
 
 }  // namespace
 
-CContent::CContent(IStream* source, Clock clock)
-    : m_source(source), m_clock(clock), m_head(kHeadBytes) {
+CContent::CContent(IStream* source, Clock clock) : m_source(source), m_clock(clock), m_head(kHeadBytes) {
     ULARGE_INTEGER position{};
     Fail(ResultOf([&] { return m_source->Seek({}, STREAM_SEEK_CUR, &position); }));
     m_found = position.QuadPart;

@@ -81,7 +81,7 @@ private:
     IStream* const m_source;
     const Clock m_clock;
     std::optional<std::uint64_t> m_deadline;  // from the first byte on
-    std::uint64_t m_found = 0;  // where the source stood
+    std::uint64_t m_found = 0;                // where the source stood
     std::uint64_t m_start = 0;
     std::optional<std::uint64_t> m_size;  // of the source, as it says itself
     bool m_areSeeksDear = false;

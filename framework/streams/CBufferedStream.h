@@ -5,8 +5,9 @@
 //
 // Units: positions and sizes are bytes.
 // Threads: any thread of the process, in any apartment and without marshalling, but one call at a time: no method takes
-// a lock. The wrapped stream is kept in a CStreamCookie and fetched for each call that needs it, so it is always reached
-// through a pointer that is valid in the calling apartment.
+// a lock. The wrapped stream is kept in a CStreamCookie and fetched for each call that needs it, so it is always
+// reached through a pointer that is valid in the calling apartment.
+//
 // Lifetime: holds the wrapped stream until the last reference goes.
 // Errors: those of the table and of the wrapped stream are returned unchanged; an exception of the wrapped stream
 // counts as its failure.
