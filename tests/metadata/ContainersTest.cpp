@@ -217,7 +217,7 @@ TEST(ContainersTest, HeadersWithFieldsThatCannotBeAreNone) {
     const auto au = [](unsigned offset, unsigned encoding, unsigned rate, unsigned channels) {
         return ".snd" + Big(offset, 4) + Big(100, 4) + Big(encoding, 4) + Big(rate, 4) + Big(channels, 4);
     };
-    const auto midi = [](int format, int tracks, const std::string& chunks, size_t length = 6) {
+    const auto midi = [](unsigned format, unsigned tracks, const std::string& chunks, size_t length = 6) {
         return "MThd" + Big(length, 4) + (Big(format, 2) + Big(tracks, 2) + "\0\x60\0\0"s).substr(0, length) + chunks;
     };
     const std::string track = "MTrk\0\0\0\4\0\xFF\x2F\0"s, other = "XFIH\0\0\0\1x"s;
@@ -225,7 +225,7 @@ TEST(ContainersTest, HeadersWithFieldsThatCannotBeAreNone) {
         return Chunk(name, "WAVE" + Chunk("bext", "odd") + Chunk("fmt ", format) + Chunk("data", "pcm"));
     };
     const std::string subtype = "\xFE\xFF" + std::string(22, '\1');
-    const auto oma = [](int codec, int length = 96) {
+    const auto oma = [](int codec, unsigned length = 96) {
         return "EA3\2" + Big(length, 2) + std::string(26, '\0') + static_cast<char>(codec) + std::string(63, '\1');
     };
     const auto disc = [](const std::string& start) {
