@@ -327,7 +327,9 @@ TEST(FramesTest, PicturesOfOneSizeInARowAreMotionJpeg) {
         return "\xFF" + std::string(1, static_cast<char>(marker)) + Big(content.size() + 2, 2) + content;
     };
     const std::string start = "\xFF\xD8", scan = segment(0xDA, "scan") + "data\xFF\0data\xFF\xD7\xFF\xFF\xD9"s;
-    const auto size = [&](int marker, unsigned height) { return segment(marker, "\x08" + Big(height, 2) + "\1\2\3more"); };
+    const auto size = [&](int marker, unsigned height) {
+        return segment(marker, "\x08" + Big(height, 2) + "\1\2\3more");
+    };
     const std::string image = start + size(0xC0, 480) + scan;
     const std::string several = start + segment(0xE2, "MPF\0"s) + size(0xC0, 480) + scan;
     Expect(kPictures, image + image,
