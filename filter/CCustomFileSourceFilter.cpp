@@ -148,7 +148,8 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
             return E_UNEXPECTED;
         }
         CAutoLock loadLock(&m_LoadLock);
-        CName name;  // now: when memory is out for it, nothing has changed yet
+        SetOpenResult(std::nullopt);  // first: what fails before the name is opened leaves no older one's
+        CName name;                   // now: when memory is out for it, nothing has changed yet
         name.SetWide(pszFileName);
         m_PendingName = pszFileName;
         ComPtr<IStream> stream;
@@ -163,7 +164,6 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
 
 // Has the creation thread open the pending name. Fails when there is no stream.
 HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
-    SetOpenResult(std::nullopt);
     // Empty as a rule. A stream that could not be revoked after its load must not be taken for this one's.
     if (const HRESULT hr = m_CreatedStream.Revoke(); FAILED(hr))
         return hr;

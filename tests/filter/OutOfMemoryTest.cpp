@@ -121,4 +121,18 @@ TEST(OutOfMemoryTest, AnOperationFailsAtItsOwnStepsOnlyAndThenChangesNothing) {
     }
 }
 
+TEST(OutOfMemoryTest, ALoadThatCannotBeginLeavesNoOlderOpenResult) {
+    const CTempFile file;
+    OnNewThread([&] {
+        CInnerFilter filter;
+        EXPECT_EQ(S_OK, filter->Load(file.Path().c_str(), &kAvi));
+        g_left = 0;
+        const HRESULT hr = filter->Load(file.Path().c_str(), &kAvi);
+        g_left = -1;
+        EXPECT_EQ(E_OUTOFMEMORY, hr);
+        HRESULT opened = S_OK;
+        EXPECT_EQ(E_UNEXPECTED, filter->GetOpenResult(&opened));
+    });
+}
+
 }  // namespace
