@@ -33,9 +33,10 @@ public:
     // Finds the entry for a URI or a path, whether or not anything is there:
     //  - If the layer knows the parent directory of the object, in that directory. This settles it: if the entry's id
     //    can't be had, that failure is the result.
-    //  - Otherwise a file is looked for in the directory that its path names, by its file name.
-    //  - Any other URI, also a file URL that no path can be made of, becomes the only entry of a virtual directory of
-    //    its own, with the URI as its id.
+    //  - Otherwise a file is looked for in the directory that its path names, by its file name. If that is only dots
+    //    and blanks, the path is resolved first.
+    //  - Any other URI, also a root and a file URL that no path can be made of, becomes the only entry of a virtual
+    //    directory of its own, with the URI as its id.
     //
     // Any failure to name a parent, of the network say, counts as having none, and goes unlogged where the layer has no
     // accessor for it.

@@ -3,6 +3,7 @@
 #include "Helper/DataServiceCalls.h"
 #include "Helper/FileAccessLog.h"
 #include "diagnostics/ForeignCalls.h"
+#include "diagnostics/LongPath.h"
 #include "framework/uri/CTKFUri.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
@@ -62,12 +63,26 @@ HRESULT EntryOfDirectory(ITKDSUriAccessFactory& factory, const std::wstring& pat
     return hr;
 }
 
+// A last name of dots and blanks is no entry of any folder, since the platform takes it away: "C:\a\.." is "C:\".
+std::wstring WithoutDots(const std::wstring& path) {
+    const size_t nameEnd = path.find_last_not_of(L'\\') + 1;
+    const size_t name = path.find_last_not_of(L". ", nameEnd - 1) + 1;
+    const bool isDots = name < nameEnd && (name == 0 || path[name - 1] == L'\\' || path[name - 1] == L':');
+    return isDots ? FullPathOf(path) : path;
+}
+
+// With or without the separator behind a share.
+bool IsRoot(const std::wstring& path) {
+    return ::PathIsRootW(path.c_str()) ||
+           (path.ends_with(L'\\') && ::PathIsRootW(path.substr(0, path.size() - 1).c_str()));
+}
+
 // False of a root, and of a file URL that leads to no path (it has a port, say, or only its scheme). The directory of
 // those would be the path "", which is the current folder, and nothing there has their name.
 bool IsInDirectory(const std::wstring& path) {
     const bool hasDirectory = ::PathFindFileNameW(path.c_str()) != path.c_str();
     const bool isPlainName = !path.empty() && path.find_first_of(L"\\/:") == path.npos;
-    return !::PathIsRootW(path.c_str()) && (hasDirectory || isPlainName);
+    return !IsRoot(path) && (hasDirectory || isPlainName);
 }
 
 HRESULT EntryOfVirtualDirectory(const wchar_t* uri, CDirEntryWrapper** ppObj) {
@@ -111,7 +126,7 @@ HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj) {
 
     const auto pUri = CTKFUri::Parse(wszUri);
     TK_CHECK_POINTER(kLog, kFunction, hr, pUri);
-    const std::wstring& path = pUri->GetFilePath();
+    const std::wstring path = WithoutDots(pUri->GetFilePath());
     return IsInDirectory(path) ? EntryOfDirectory(*factory.Get(), path, ppObj) : EntryOfVirtualDirectory(wszUri, ppObj);
 }
 

@@ -3,24 +3,66 @@
 #include "framework/uri/AsciiText.h"
 #include "framework/uri/CTKFUri.h"
 
+#include <optional>
 #include <string_view>
 
-std::wstring NameForLog(const wchar_t* name) {
-    const std::wstring_view text = name ? name : L"";
-    const size_t colon = text.find(L':');
-    // A scheme has no separators: a path may well have "://" in it.
-    if (colon == text.npos || text.substr(0, colon).find_first_of(L"/\\") != text.npos)
-        return std::wstring(text);
-    const bool isWeb = EqualsIgnoringAsciiCase(text.substr(0, colon), L"http") ||
-                       EqualsIgnoringAsciiCase(text.substr(0, colon), L"https");
-    const size_t begin = text.find_first_not_of(L"/\\", colon + 1);
-    const bool hasSlashes = text.substr(colon + 1, begin - colon - 1) == L"//";
-    if (begin == text.npos || !(hasSlashes || isWeb))
-        return std::wstring(text);
-    // In a password that should have been escaped, and where slashes are wrong, anything may stand.
-    const size_t end = hasSlashes && CTKFUri::Parse(name) ? text.find_first_of(L"/\\?#", begin) : text.npos;
+namespace {
+
+constexpr std::wstring_view kSeparators = L"/\\";
+constexpr std::wstring_view kServerEnds = L"/\\?#";
+
+struct Range {
+    size_t begin, end;
+};
+
+// From `begin` to the last '@' before `end`.
+[[nodiscard]] std::optional<Range> UpToAt(std::wstring_view text, size_t begin, size_t end = std::wstring_view::npos) {
     const size_t at = text.substr(0, end).rfind(L'@');
-    if (at == text.npos || at < begin)
-        return std::wstring(text);
-    return std::wstring(text.substr(0, begin)) + L"***" + std::wstring(text.substr(at));
+    return at == text.npos || at < begin ? std::nullopt : std::optional(Range{begin, at});
+}
+
+[[nodiscard]] bool IsScheme(std::wstring_view text, std::wstring_view scheme) {
+    return EqualsIgnoringAsciiCase(text.substr(0, text.find(L':')), scheme);
+}
+
+[[nodiscard]] bool IsWeb(std::wstring_view text) {
+    return IsScheme(text, L"http") || IsScheme(text, L"https");
+}
+
+[[nodiscard]] std::optional<Range> Credentials(const std::wstring& text) {
+    const size_t colon = text.find(L':');
+    if (colon == text.npos)
+        return std::nullopt;
+    // A scheme has no separators: a path may well have "://" in it. Two may stand in front of a server without one.
+    if (const size_t last = text.find_last_of(kSeparators, colon); last != text.npos)
+        return last == 1 && text.find_first_not_of(kSeparators) == 2
+                   ? UpToAt(text, 2, text.find_first_of(kServerEnds, 2))
+                   : std::nullopt;
+
+    const size_t begin = text.find_first_not_of(kSeparators, colon + 1);
+    const bool hasSlashes = text.substr(colon + 1, begin - colon - 1) == L"//";
+    if (hasSlashes || IsWeb(text)) {
+        // In a password that should have been escaped, and where slashes are wrong, anything may stand.
+        const bool isUri = hasSlashes && CTKFUri::Parse(text.c_str());
+        return UpToAt(text, begin, isUri ? text.find_first_of(kServerEnds, begin) : text.npos);
+    }
+    const std::wstring inner = text.substr(colon + 1);
+    if (IsWeb(inner)) {
+        const auto found = Credentials(inner);
+        return found ? std::optional(Range{found->begin + colon + 1, found->end + colon + 1}) : std::nullopt;
+    }
+    if (IsScheme(text, L"data") || IsScheme(text, L"file"))
+        return std::nullopt;
+    // Without a scheme what looks like one is a user. A path begins so only behind a drive, of one letter.
+    const auto user = UpToAt(text, 0, text.find_first_of(kServerEnds));
+    return user || colon == 1 ? user : UpToAt(text, 0);
+}
+
+}  // namespace
+
+std::wstring NameForLog(const wchar_t* name) {
+    std::wstring text = name ? name : L"";
+    if (const auto found = Credentials(text))
+        text.replace(found->begin, found->end - found->begin, L"***");
+    return text;
 }

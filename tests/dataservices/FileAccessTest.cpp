@@ -87,6 +87,14 @@ TEST_F(LayerTest, EveryWayToAnEntryEndsAtWhatTheNameMeans) {
         {L"file://server:80/x", E_INVALIDARG, L"", E_INVALIDARG},
         {L"C:\\", S_OK, L"file:///C:/", E_NOINTERFACE},  // in no folder
         {L"c:/", S_OK, L"file:///c:/", E_NOINTERFACE},
+        {L"C:\\.", S_OK, L"file:///C:/", E_NOINTERFACE},
+        {L"C:\\..\\", S_OK, L"file:///C:/", E_NOINTERFACE},
+        {L"C:\\... ", S_OK, L"file:///C:/", E_NOINTERFACE},
+        {L"C:\\windows\\..", S_OK, L"file:///C:/", E_NOINTERFACE},
+        {L"file:///C:/windows/%2E%2e/.//../", S_OK, L"file:///C:/", E_NOINTERFACE},
+        {L"C:\\windows\\system32\\..\\.", S_OK, L"file:///C:/windows", E_NOINTERFACE},
+        {L"\\\\?\\C:\\windows\\..", kNotFound, L"", kNotFound},  // the platform resolves nothing there
+        {L"\\\\?\\C:\\", S_OK, L"file:///C:/", E_NOINTERFACE},
     };
     for (const auto& row : table) {
         SCOPED_TRACE(::testing::PrintToString(row.name));

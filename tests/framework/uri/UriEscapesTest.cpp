@@ -28,6 +28,22 @@ TEST(NameForLog, HidesTheCredentialsOfUrlsAndNothingElse) {
         {L"http://h?a@b", L"http://h?a@b"},
         {L"C:\\a://b@c\\d", L"C:\\a://b@c\\d"},
         {L"a@b.wav", L"a@b.wav"},
+        {L"view-source:http://me:pw@h/a@b", L"view-source:http://***@h/a@b"},
+        {L"feed:HTTPS:/me:pw@h", L"feed:HTTPS:/***@h"},
+        {L"view-source:http://h/a@b", L"view-source:http://h/a@b"},
+        {L"me:pw@h/a@b", L"***@h/a@b"},
+        {L"me:p/w@h:80", L"***@h:80"},
+        {L"htp:/me:pw@h", L"***@h"},
+        {L"x:pw@h/a", L"***@h/a"},
+        {L"//me:pw@h/a@b", L"//***@h/a@b"},
+        {L"/me:pw@h", L"/me:pw@h"},
+        {L"///a:b@c", L"///a:b@c"},
+        {L"C:\\a:b@c.avi", L"C:\\a:b@c.avi"},
+        {L"\\\\server@80\\a:b@c", L"\\\\server@80\\a:b@c"},
+        {L"file:///C:/a@b.avi", L"file:///C:/a@b.avi"},
+        {L"FILE://me:pw@h/a@b", L"FILE://***@h/a@b"},
+        {L"mail@file.avi:x", L"mail@file.avi:x"},
+        {L"http://", L"http://"},
     };
     for (const auto& [name, shown] : table)
         EXPECT_EQ(shown, NameForLog(name));
