@@ -54,8 +54,10 @@ struct Range {
     if (IsScheme(text, L"data") || IsScheme(text, L"file"))
         return std::nullopt;
     // Without a scheme what looks like one is a user. A path begins so only behind a drive, of one letter.
-    const auto user = UpToAt(text, 0, text.find_first_of(kServerEnds));
-    return user || colon == 1 ? user : UpToAt(text, 0);
+    auto password = UpToAt(text, colon, text.find_first_of(kServerEnds));
+    if (!password && colon > 1)
+        password = UpToAt(text, colon);
+    return password ? std::optional(Range{0, password->end}) : std::nullopt;
 }
 
 }  // namespace
