@@ -30,7 +30,6 @@ struct CHttpRequest::StepToBegin {
 CHttpRequest::~CHttpRequest() {
     if (m_step == Step::None)
         return;
-    m_handles->isGivenUp = true;
     // A call that waits although it need not (see Begin) goes on until its bytes are there; so it is cut short.
     ::WinHttpSetTimeouts(m_handles->request.Get(), 1, 1, 1, 1);
 }
@@ -150,8 +149,6 @@ void CHttpRequest::Begin(Step step, ULONG bytes) noexcept {
 void CALLBACK CHttpRequest::OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept {
     const std::unique_ptr<StepToBegin> begin(static_cast<StepToBegin*>(context));
     Handles& handles = *begin->handles;
-    if (handles.isGivenUp)
-        return;
     handles.exchange->Start([&] {
         return begin->step == Step::Asking
                    ? ::WinHttpQueryDataAvailable(handles.request.Get(), nullptr)

@@ -9,7 +9,6 @@
 #include "dataservices/http/CHttpSession.h"
 #include "dataservices/http/CHttpUrl.h"
 
-#include <atomic>
 #include <memory>
 #include <span>
 #include <string>
@@ -51,7 +50,6 @@ private:
         CInternetHandle connection;
         std::shared_ptr<CHttpExchange> exchange;
         CInternetHandle request;
-        std::atomic<bool> isGivenUp = false;
     };
     enum class Step { None, Asking, Reading };
     struct StepToBegin;

@@ -19,6 +19,10 @@ using HttpAnswerTest = HttpStreamTest;
 TEST_F(HttpAnswerTest, AnAnswerThatIsNoSourceHasACodeOfItsOwn) {
     for (const int status : {400, 401, 403, 404, 407, 410, 429, 500, 503})
         EXPECT_EQ(ResultOfHttpStatus(static_cast<DWORD>(status)), OpenServed({.status = status})) << status;
+    // The library knows ways to log in with the user's own name.
+    CHttpServer::Resource inviting{.status = 401};
+    inviting.headers = "WWW-Authenticate: Negotiate\r\nWWW-Authenticate: NTLM\r\nWWW-Authenticate: Basic realm=\"a\"\r\n";
+    EXPECT_EQ(1u, RequestsOf([&] { EXPECT_EQ(ResultOfHttpStatus(401), OpenServed(inviting)); }));
     // What may be an idle connection's fault is asked for once more.
     const std::pair<Fault, HRESULT> broken[] = {{Fault::kGarbage, kHttpInvalidResponse},
                                                 {Fault::kReset, kHttpConnectionError}};
