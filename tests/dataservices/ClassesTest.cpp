@@ -35,22 +35,13 @@ void** SlotOfAny(ComPtr<IUnknown>& object) {
     return reinterpret_cast<void**>(object.GetAddressOf());
 }
 
-DWORD RunRegsvr32(const std::wstring& options) {
-    std::wstring line = L"regsvr32 /s " + options + L" \"" + CBuiltLayer::Path() + L"\"";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return ::GetLastError();
-    const CAutoHandle thread(process.hThread), handle(process.hProcess);
-    DWORD code = ~0u;
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(handle.Get(), 60'000));
-    ::GetExitCodeProcess(handle.Get(), &code);
-    return code;
-}
-
 TEST(DataServiceRegistrationTest, TheClassesAreMadeInEveryApartmentUntilTheyAreTakenBack) {
-    ASSERT_EQ(0u, RunRegsvr32(L""));
+    const CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
+    const auto call = [&](const char* name) {
+        return reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
+            reinterpret_cast<void*>(::GetProcAddress(library.Get(), name)))();
+    };
+    ASSERT_EQ(S_OK, call("DllRegisterServer"));
     for (const Class& row : kClasses) {
         SCOPED_TRACE(::testing::PrintToString(std::wstring(row.key)));
         const std::wstring server = std::wstring(row.key) + L"\\InprocServer32";
@@ -71,7 +62,7 @@ TEST(DataServiceRegistrationTest, TheClassesAreMadeInEveryApartmentUntilTheyAreT
             }).join();
         }).join();
     }
-    EXPECT_EQ(0u, RunRegsvr32(L"/u"));
+    EXPECT_EQ(S_OK, call("DllUnregisterServer"));
     for (const Class& row : kClasses)
         EXPECT_EQ(L"", RegistryText(row.key) + RegistryText(row.key + std::wstring(L"\\InprocServer32")));
 }

@@ -1,15 +1,12 @@
-// The whole way of bytes: from a web server through the data services and the filter to its reader, or to a renderer.
-#include "framework/streams/CBufferedStream.h"
+// The whole way of bytes: from a web server through the data services and the filter to its reader.
 #include "tests/dataservices/LayerTest.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CHttpServer.h"
 #include "tests/support/ProcessUse.h"
 #include "tests/support/RandomBytes.h"
-#include "tests/tvsource/CHost.h"
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <random>
 
 #include "TKDataServices.h"
@@ -18,29 +15,10 @@ namespace {
 
 using Fault = CHttpServer::Fault;
 
-struct FilterHttpTest : ::testing::Test {
+TEST(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
+    if (!CHttpServer::IsSupported())
+        GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
     const CBuiltLayer layer{};
-
-    void SetUp() override {
-        if (!CHttpServer::IsSupported())
-            GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
-    }
-};
-
-// A filter that has loaded what a server gives, and the reader of both.
-struct Loaded {
-    explicit Loaded(CHttpServer::Resource resource, HRESULT expected = S_OK) {
-        server.Serve("/a", std::move(resource));
-        host.Create();
-        EXPECT_EQ(expected, host.Load(server.Url(L"/a")));
-        reader = host.Reader();
-    }
-    CHttpServer server;
-    CFilterHost host;
-    ComPtr<IAsyncReader> reader;
-};
-
-TEST_F(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     constexpr unsigned kSeed = 2'866'894'350;
     const std::string bytes = RandomBytes(kSeed, 3'000'000);
     int faults = 0;
@@ -60,7 +38,12 @@ TEST_F(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     };
     std::mt19937 random(kSeed + 2);
     const auto read = [&](int reads) {
-        const Loaded loaded({.bytes = bytes, .script = script});
+        CHttpServer server;
+        CFilterHost host;
+        server.Serve("/a", {.bytes = bytes, .script = script});
+        host.Create();
+        ASSERT_EQ(S_OK, host.Load(server.Url(L"/a")));
+        const ComPtr<IAsyncReader> reader = host.Reader();
         size_t position = 0;
         for (int i = 0; i < reads; ++i) {
             const unsigned way = random() % 20;
@@ -71,8 +54,7 @@ TEST_F(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
             else if (way < 5)
                 position -= std::min<size_t>(position, random() % 300'000);
             const size_t length = 1 + random() % (way == 5 ? 300'000 : 8'000);
-            const auto [hr, got] =
-                SyncRead(*loaded.reader.Get(), static_cast<LONGLONG>(position), static_cast<LONG>(length));
+            const auto [hr, got] = SyncRead(*reader.Get(), static_cast<LONGLONG>(position), static_cast<LONG>(length));
             const std::string right = bytes.substr(position, length);
             ASSERT_EQ(right.size() == length ? S_OK : S_FALSE, hr) << "read " << i;
             ASSERT_TRUE(got.starts_with(right)) << "read " << i;
@@ -89,18 +71,6 @@ TEST_F(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     // The platform may keep a handle or a page of its own, and a thread more of its pool; what leaks does so each time.
     EXPECT_GE(handles + 10, Handles());
     EXPECT_GE(0x80000, std::min(between - before, PrivateBytes() - between));
-}
-
-TEST_F(FilterHttpTest, ALiveSourceReachesItsReaderFromTheFirstByteOn) {
-    const std::string bytes = BytesOf(MediaFile(L"tone.wav")) + std::string(500'000, 'x');
-    const Loaded loaded({.bytes = bytes, .live = true}, VFW_S_ESTIMATED);
-    for (size_t at = 0; at < bytes.size(); at += 9'999) {
-        const std::string right = bytes.substr(at, 9'999);
-        const auto [hr, got] = SyncRead(*loaded.reader.Get(), static_cast<LONGLONG>(at), 9'999);
-        EXPECT_EQ(right.size() == 9'999 ? S_OK : S_FALSE, hr);
-        ASSERT_TRUE(got.starts_with(right)) << at;
-    }
-    EXPECT_EQ(1u, loaded.server.Requests().size());
 }
 
 TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
@@ -128,7 +98,7 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
     std::vector<char> bytes(310'000);
     // Of the first one a read of a whole block has been given up, which would go on as long as bytes drip in.
     for (int i = 0; i < 20; ++i) {
-        const CAutoLibrary library(::LoadLibraryW(BuiltFile(L"TvDataServices.dll").c_str()));
+        const CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
         const auto function = [&](const char* name) {
             return reinterpret_cast<void*>(::GetProcAddress(library.Get(), name));
         };
@@ -141,24 +111,6 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
             ::SwitchToThread();
         ASSERT_EQ(S_OK, canUnload());
     }
-}
-
-TEST_F(FilterHttpTest, EveryMediaFilePlaysToItsEndFromAServer) {
-    constexpr GUID kWaveParser = {0xD51BD5A1, 0x7548, 0x11CF, {0xA5, 0x20, 0x00, 0x80, 0xC7, 0x7E, 0xF5, 0x8A}};
-    ComPtr<IUnknown> parser;
-    if (FAILED(::CoCreateInstance(kWaveParser, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&parser))))
-        GTEST_SKIP() << "the platform has no parsers for programs of this bitness";
-    ASSERT_EQ(S_OK, layer.Export<HRESULT STDAPICALLTYPE()>("DllRegisterServer")());
-    CHttpServer server;
-    for (const auto& file : std::filesystem::directory_iterator(TV_TEST_MEDIA)) {
-        const auto name = file.path().filename();
-        server.Serve("/" + name.string(), {.bytes = BytesOf(file.path())});
-        std::vector<std::wstring> arguments{L"--null", server.Url(L"/" + name.wstring())};
-        if (name.extension() == L".flac")  // no content tells this type
-            arguments.insert(arguments.begin(), {L"--type", L"any"});
-        ExpectRun(RunWithFilter(L"play", arguments), 0, {"Ended    complete\n"});
-    }
-    EXPECT_EQ(S_OK, layer.Export<HRESULT STDAPICALLTYPE()>("DllUnregisterServer")());
 }
 
 }  // namespace

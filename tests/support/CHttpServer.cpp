@@ -127,7 +127,7 @@ CHttpServer::CHttpServer(bool ipv6) : m_ipv6(ipv6) {
                 ::getsockname(listener, address, &size) == 0)
         << ::WSAGetLastError();
     m_port = ntohs(ipv6 ? v6.sin6_port : v4.sin_port);
-    m_acceptor = std::thread([this, listener] { Accept(listener); });
+    m_acceptor = std::jthread([this, listener] { Accept(listener); });
 }
 
 CHttpServer::~CHttpServer() {
@@ -135,8 +135,7 @@ CHttpServer::~CHttpServer() {
         return;
     ::SetEvent(m_stop.Get());
     m_acceptor.join();
-    for (Connection& connection : m_connections)
-        connection.thread.join();
+    m_connections.clear();
     ::WSACleanup();
 }
 
@@ -166,27 +165,16 @@ void CHttpServer::Accept(UINT_PTR listener) {
     while (const auto socket = from.Accept()) {
         const BOOL noDelay = TRUE;
         ::setsockopt(*socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay), sizeof noDelay);
-        for (auto old = m_connections.begin(); old != m_connections.end();)
-            if (old->done) {
-                old->thread.join();
-                old = m_connections.erase(old);
-            } else {
-                ++old;
-            }
-        Connection& connection = m_connections.emplace_back();
-        connection.thread = std::thread([this, &connection, socket = *socket] { Work(connection, socket); });
+        m_connections.emplace_back([this, socket = *socket] { Work(socket); });
     }
 }
 
-void CHttpServer::Work(Connection& connection, UINT_PTR accepted) {
-    {
-        CStoppableSocket socket(accepted, m_stop.Get());
-        std::string pending;
-        while (const auto request = Receive(socket, pending))
-            if (!Answer(socket, *request))
-                break;
-    }
-    connection.done = true;
+void CHttpServer::Work(UINT_PTR accepted) {
+    CStoppableSocket socket(accepted, m_stop.Get());
+    std::string pending;
+    while (const auto request = Receive(socket, pending))
+        if (!Answer(socket, *request))
+            break;
 }
 
 // False: the connection is not to be used again.

@@ -14,9 +14,7 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "tests/support/CStoppableSocket.h"
 
-#include <atomic>
 #include <functional>
-#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -95,13 +93,8 @@ public:
     void ReleaseStalls() const { ::SetEvent(m_release.Get()); }
 
 private:
-    struct Connection {
-        std::atomic<bool> done = false;
-        std::thread thread{};
-    };
-
     void Accept(UINT_PTR listener);
-    void Work(Connection& connection, UINT_PTR accepted);
+    void Work(UINT_PTR accepted);
     [[nodiscard]] bool Answer(CStoppableSocket& socket, const Request& request);
     [[nodiscard]] bool AnswerFrom(CStoppableSocket& socket, const Request& request, const Resource& resource,
                                   const Misbehaviour& misbehaviour) const;
@@ -120,6 +113,6 @@ private:
     std::map<std::string, std::shared_ptr<const Resource>> m_resources;
     std::vector<Request> m_requests;
 
-    std::list<Connection> m_connections;  // the acceptor's own while that runs
-    std::thread m_acceptor;
+    std::vector<std::jthread> m_connections;  // the acceptor's own while that runs
+    std::jthread m_acceptor;
 };
