@@ -18,19 +18,17 @@ struct FilesTest : LayerTest {
     CTempFolder folder;
     const std::wstring file = folder.Write("content", L"a b#%20.txt");
 
-    // Of the stream that an accessor gives, or the failure to get it.
-    template <class Interface, class Method, class... Arguments>
-    HRESULT Create(Method method, Arguments... arguments) const {
-        ComPtr<Interface> accessor;
-        ComPtr<IStream> stream;
-        const HRESULT hr = Open(file, TKDS_ACCESSOR_CREATESTREAM, accessor);
-        return FAILED(hr) ? hr : Receive(stream, accessor.Get(), method, arguments...);
-    }
     HRESULT Read(unsigned long access, unsigned long share) const {
-        return Create<ITKDSCreateStream>(&ITKDSCreateStream::CreateStream, access, share);
+        ComPtr<ITKDSCreateStream> accessor;
+        ComPtr<IStream> stream;
+        EXPECT_EQ(S_OK, Open(file, TKDS_ACCESSOR_CREATESTREAM, accessor));
+        return accessor->CreateStream(access, share, &stream);
     }
     HRESULT Write(unsigned long access, unsigned long share) const {
-        return Create<ITKDSCreateWritableStream>(&ITKDSCreateWritableStream::CreateWritableStream, access, share);
+        ComPtr<ITKDSCreateWritableStream> accessor;
+        ComPtr<IStream> stream;
+        EXPECT_EQ(S_OK, Open(file, TKDS_ACCESSOR_CREATESTREAM, accessor));
+        return accessor->CreateWritableStream(access, share, &stream);
     }
 };
 
@@ -116,20 +114,20 @@ TEST_F(FilesTest, FilesAreOpenedAsAskedForAndOthersKeptOutAsAskedFor) {
         {0, TKDS_SHARE_READ, E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
         {5, TKDS_SHARE_READ, E_INVALIDARG, E_INVALIDARG, E_INVALIDARG},
     };
+    ComPtr<ITKDSCreateStream> reader;
+    ComPtr<ITKDSCreateWritableStream> writer;
+    ComPtr<IStream> stream;
+    ASSERT_EQ(S_OK, Open(file, TKDS_ACCESSOR_CREATESTREAM, reader));
     for (const auto& row : table) {
         SCOPED_TRACE(::testing::PrintToString(std::pair(row.access, row.share)));
         EXPECT_EQ(row.alone, Write(row.access, row.share));
-        ComPtr<ITKDSCreateStream> accessor;
-        ComPtr<IStream> stream;
-        ASSERT_EQ(S_OK, Open(file, TKDS_ACCESSOR_CREATESTREAM, accessor));
-        ASSERT_EQ(S_OK, accessor->CreateStreamEx2(SC_UseDefault, &stream));
+        ASSERT_EQ(S_OK, reader->CreateStreamEx2(SC_UseDefault, &stream));
         EXPECT_EQ("content", ContentsOf(stream.Get()));
         EXPECT_EQ(row.read, Read(row.access, row.share));
         EXPECT_EQ(row.write, Write(row.access, row.share));
+        stream.Reset();
     }
-    EXPECT_EQ(E_INVALIDARG, Create<ITKDSCreateStream>(&ITKDSCreateStream::CreateStreamEx2, TKDS_STREAM_CREATION(1)));
-    ComPtr<ITKDSCreateWritableStream> writer;
-    ComPtr<IStream> stream;
+    EXPECT_EQ(E_INVALIDARG, reader->CreateStreamEx2(TKDS_STREAM_CREATION(1), &stream));
     EXPECT_EQ(E_NOINTERFACE, Open(L"http://host/x", TKDS_ACCESSOR_CREATESTREAM, writer));
     ASSERT_EQ(S_OK, Open(file, TKDS_ACCESSOR_CREATESTREAM, writer));
     ASSERT_EQ(S_OK, writer->CreateWritableStreamEx2(SC_UseDefault, &stream));

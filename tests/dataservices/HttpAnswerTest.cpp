@@ -32,7 +32,11 @@ TEST_F(HttpAnswerTest, AnAnswerThatIsNoSourceHasACodeOfItsOwn) {
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED), Open(L"http://nowhere.invalid/"));
     const std::wstring gone = std::make_unique<CHttpServer>()->Url(L"/");
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_CANNOT_CONNECT), Open(gone));
+    const size_t before = server.Requests().size();
+    std::wstring secure = server.Url(L"/a", L"me:secret@");
+    EXPECT_TRUE(FAILED(Open(secure.insert(4, L"s"))));
     EXPECT_EQ(nullptr, stream.Get());
+    EXPECT_EQ(before, server.Requests().size()) << "nothing is asked without TLS";
 }
 
 TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
@@ -64,20 +68,15 @@ TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
 }
 
 TEST_F(HttpAnswerTest, WhereARedirectLedToIsAskedFirstAndTheUrlItselfWhenThatIsNoMore) {
-    const std::vector<Faults> broken{{}, {{Fault::kReset, -1}}};  // refused, or not reached
-    for (const Faults& faults : broken) {
+    const CHttpServer::Resource good{.bytes = bytes, .script = InTurn({{Fault::kClose, 300'000}})};
+    const CHttpServer::Resource gone[] = {{.status = 400}, {.script = InTurn({{Fault::kReset, -1}})}};
+    for (const auto& last : gone) {  // refused, or not reached
         const size_t first = server.Requests().size();
-        auto target = [&, faults, requests = 0](const Request&) mutable {
-            if (++requests == 3) {
-                server.Serve("/a", {.status = 302, .headers = "Location: /new\r\n"});
-                if (faults.empty())
-                    server.Serve("/old", {.status = 400});
-            }
-            return requests < 3 ? CHttpServer::Misbehaviour{Fault::kClose, 300'000} : InTurn(faults)({});
-        };
-        server.Serve("/old", {.bytes = bytes, .script = target});
+        server.ServeInTurn("/old", {good, good, last});
         server.Serve("/new", {.bytes = bytes});
-        ASSERT_EQ(S_OK, OpenServed({.status = 302, .headers = "Location: /old\r\n"}));
+        server.ServeInTurn(
+            "/a", {{.status = 302, .headers = "Location: /old\r\n"}, {.status = 302, .headers = "Location: /new\r\n"}});
+        ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
         EXPECT_TRUE(IsRightAt(0));
         EXPECT_TRUE(IsRightAt(10, 10));
         std::string asked;
@@ -303,13 +302,6 @@ TEST_F(HttpAnswerTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatCont
     EXPECT_EQ(bytes, Read(bytes.size()).second) << "chunks say where they end";
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .status = 203})) << "200 as a proxy has changed it";
     EXPECT_TRUE(IsRightAt(0));
-}
-
-TEST_F(HttpAnswerTest, AServerThatDoesNotSpeakTlsIsAskedNothingByASecureUrl) {
-    std::wstring url = server.Url(L"/a", L"me:secret@");
-    url.insert(4, L"s");
-    EXPECT_TRUE(FAILED(Open(url)));
-    EXPECT_TRUE(server.Requests().empty());
 }
 
 std::wstring proxyOfMachine;

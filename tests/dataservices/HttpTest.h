@@ -58,14 +58,11 @@ struct HttpStreamTest : ::testing::Test {
         return Open(server.Url(L"/a"));
     }
     // The first answer is `first`, broken off; then each is the next of `later`, and all others are its last.
-    HRESULT OpenThen(CHttpServer::Resource first, const std::vector<CHttpServer::Resource>& later) {
-        first.script = [this, later, isAgain = false](const Request&) mutable {
-            if (!std::exchange(isAgain, true))
-                return CHttpServer::Misbehaviour{Fault::kClose, 300'000};
-            ServeInTurn(later, 0);
-            return CHttpServer::Misbehaviour{};
-        };
-        return OpenServed(std::move(first));
+    HRESULT OpenThen(CHttpServer::Resource first, std::vector<CHttpServer::Resource> later) {
+        first.script = InTurn({{Fault::kClose, 300'000}});
+        later.insert(later.begin(), std::move(first));
+        server.ServeInTurn("/a", std::move(later));
+        return Open(server.Url(L"/a"));
     }
     std::pair<HRESULT, std::string> Read(size_t cb) const {
         if (!stream)
@@ -92,17 +89,5 @@ struct HttpStreamTest : ::testing::Test {
         const size_t before = server.Requests().size();
         what();
         return server.Requests().size() - before;
-    }
-
-private:
-    // Serves the one at `index`, and at the request after this one those behind it.
-    void ServeInTurn(const std::vector<CHttpServer::Resource>& resources, size_t index) {
-        CHttpServer::Resource resource = resources[index];
-        if (index + 1 < resources.size())
-            resource.script = [this, resources, index](const Request&) {
-                ServeInTurn(resources, index + 1);
-                return CHttpServer::Misbehaviour{};
-            };
-        server.Serve("/a", std::move(resource));
     }
 };

@@ -39,18 +39,15 @@ public:
         return std::filesystem::absolute(std::filesystem::path(TV_BIN_DIR) / L"TvDataServices.dll").make_preferred();
     }
 
-    HRESULT Create(REFCLSID clsid, REFIID iid, void** object, IUnknown* outer = nullptr) const {
-        const auto getClass = Export<decltype(::DllGetClassObject)>("DllGetClassObject");
+private:
+    HRESULT Create(REFCLSID clsid, REFIID iid, void** object) const {
+        const auto getClass = reinterpret_cast<decltype(&::DllGetClassObject)>(
+            reinterpret_cast<void*>(::GetProcAddress(m_library, "DllGetClassObject")));
         ComPtr<IClassFactory> factory;
         const HRESULT hr = getClass ? getClass(clsid, IID_PPV_ARGS(&factory)) : E_UNEXPECTED;
-        return FAILED(hr) ? hr : factory->CreateInstance(outer, iid, object);
-    }
-    template <class Function>
-    [[nodiscard]] Function* Export(const char* name) const {
-        return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(m_library, name)));
+        return FAILED(hr) ? hr : factory->CreateInstance(nullptr, iid, object);
     }
 
-private:
     const CTestApartment m_apartment{COINIT_MULTITHREADED};
     // Never freed: a thread of the HTTP library may be on its way out of it.
     const HMODULE m_library = ::LoadLibraryW(Path().c_str());

@@ -139,10 +139,12 @@ CHttpServer::~CHttpServer() {
     ::WSACleanup();
 }
 
-void CHttpServer::Serve(const std::string& path, Resource resource) {
-    auto shared = std::make_shared<const Resource>(std::move(resource));
+void CHttpServer::ServeInTurn(const std::string& path, std::vector<Resource> inTurn) {
+    std::vector<std::shared_ptr<const Resource>> resources;
+    for (Resource& resource : inTurn)
+        resources.push_back(std::make_shared<const Resource>(std::move(resource)));
     const std::lock_guard lock(m_lock);
-    m_resources[path] = std::move(shared);
+    m_resources[path] = std::move(resources);
 }
 
 std::wstring CHttpServer::Url(const std::wstring& target, const std::wstring& credentials) const {
@@ -157,7 +159,8 @@ std::vector<CHttpServer::Request> CHttpServer::Requests() const {
 std::shared_ptr<const CHttpServer::Resource> CHttpServer::Find(const std::string& path) const {
     const std::lock_guard lock(m_lock);
     const auto found = m_resources.find(path);
-    return found == m_resources.end() ? std::make_shared<const Resource>(Resource{.status = 404}) : found->second;
+    return found == m_resources.end() ? std::make_shared<const Resource>(Resource{.status = 404})
+                                      : found->second.front();
 }
 
 void CHttpServer::Accept(UINT_PTR listener) {
@@ -189,6 +192,11 @@ bool CHttpServer::Answer(CStoppableSocket& socket, const Request& request) {
     const auto asked = Find(path);
     const Misbehaviour misbehaviour = asked->script ? asked->script(request) : Misbehaviour{};
     const auto resource = Find(path);
+    {
+        const std::lock_guard lock(m_lock);
+        if (const auto at = m_resources.find(path); at != m_resources.end() && at->second.size() > 1)
+            at->second.erase(at->second.begin());
+    }
     scriptLock.unlock();
 
     switch (misbehaviour.fault) {

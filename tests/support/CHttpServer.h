@@ -21,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 class CHttpServer final {
@@ -77,8 +78,10 @@ public:
     CHttpServer& operator=(const CHttpServer&) = delete;
     ~CHttpServer();
 
-    // Replaces what was at `path` (without query) before. What is nowhere served is answered with 404.
-    void Serve(const std::string& path, Resource resource);
+    // Replaces what was at `path` (without query) before; of several each is there for one answer, the last one for all
+    // later ones. What is nowhere served is answered with 404.
+    void Serve(const std::string& path, Resource resource) { ServeInTurn(path, std::vector{std::move(resource)}); }
+    void ServeInTurn(const std::string& path, std::vector<Resource> inTurn);
     // `credentials`: user and password as they stand in a URL, with the @.
     [[nodiscard]] std::wstring Url(const std::wstring& target, const std::wstring& credentials = {}) const;
 
@@ -110,7 +113,7 @@ private:
 
     std::mutex m_scriptLock;    // held while a script runs; taken before m_lock
     mutable std::mutex m_lock;  // guards the next two
-    std::map<std::string, std::shared_ptr<const Resource>> m_resources;
+    std::map<std::string, std::vector<std::shared_ptr<const Resource>>> m_resources;
     std::vector<Request> m_requests;
 
     std::vector<std::jthread> m_connections;  // the acceptor's own while that runs
