@@ -276,7 +276,10 @@ TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAloneAndIntoNoRecordAndNoName) 
 
 TEST_F(HttpAnswerTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatContradictsItselfIsNone) {
     EXPECT_EQ(2u, RequestsOf([&] {
-                  ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::kNoTotal}})}));
+                  server.ServeInTurn("/a",
+                                     {{.bytes = bytes, .status = 206, .headers = "Content-Range: bytes 0-999999/*\r\n"},
+                                      {.bytes = bytes}});
+                  ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
                   EXPECT_TRUE(IsRightAt(0));
                   EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(1));
               }));

@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include <span>
+#include <algorithm>
+#include <deque>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -97,41 +99,37 @@ TEST(HttpUrlTest, ARedirectLeadsWhereItsReferenceSays) {
 }
 
 TEST(RecentBytesTest, TheLastBytesAreKeptFromWhereverTheyCame) {
-    const std::string bytes = "0123456789abcdef";
-    const auto of = [&](size_t at, size_t count) {
-        return std::span(reinterpret_cast<const BYTE*>(bytes.data()) + at, count);
-    };
     CRecentBytes recent(8);
-    const auto kept = [&](ULONGLONG position) {
-        BYTE got[16]{};
-        const ULONG count = recent.CopyTo(position, got);
-        EXPECT_EQ(count > 0, recent.Holds(position));
-        return std::string(got, got + count);
-    };
-    recent.Append(100, of(0, 3));
-    recent.Append(103, of(3, 2));  // goes on
-    recent.Append(50, of(10, 2));
-    EXPECT_EQ("01234", kept(100));
-    EXPECT_EQ("4", kept(104));
-    EXPECT_EQ("", kept(105));
-    EXPECT_EQ("", kept(99));
-    EXPECT_EQ("ab", kept(50));
-    recent.Append(200, of(12, 1));  // all places are taken now
-    EXPECT_EQ("01234", kept(100));
-    recent.Append(201, of(13, 1));
-    EXPECT_EQ("", kept(100));
-    EXPECT_EQ("1234", kept(101));
-    EXPECT_EQ("cd", kept(200));
-    recent.Append(300, of(0, 16));  // more than fits
-    EXPECT_EQ("89abcdef", kept(308));
-    EXPECT_EQ("", kept(307));
-    EXPECT_EQ("", kept(201));
-    recent.Append(0, {});
-    EXPECT_EQ("89abcdef", kept(308));
-
+    std::deque<ULONGLONG> last;  // where the last ones came from
+    const auto byteAt = [](ULONGLONG position) { return static_cast<BYTE>(position * 7); };
+    std::mt19937 random(1);
+    for (int step = 0; step < 3'000; ++step) {
+        ULONGLONG position = random() % 2 && !last.empty() ? last.back() + 1 : random() % 30;
+        std::vector<BYTE> bytes(random() % 12);
+        for (size_t i = 0; i < bytes.size(); ++i) {
+            bytes[i] = byteAt(position + i);
+            last.push_back(position + i);
+        }
+        recent.Append(position, bytes);
+        last.erase(last.begin(), last.end() - std::min<std::ptrdiff_t>(std::ssize(last), 8));
+        for (position = 0; position < 50; ++position) {
+            BYTE got[16]{};
+            const ULONG count = recent.CopyTo(position, got);
+            ULONG expected = 0;
+            const auto newest = std::ranges::find(last.rbegin(), last.rend(), position);
+            for (auto at = newest.base() - (newest != last.rend()); at != last.end() && *at == position + expected;
+                 ++at)
+                ++expected;
+            ASSERT_EQ(expected, count) << "step " << step << ", position " << position;
+            ASSERT_EQ(expected > 0, recent.Holds(position));
+            for (ULONG i = 0; i < count; ++i)
+                ASSERT_EQ(byteAt(position + i), got[i]);
+        }
+    }
     CRecentBytes wide(1'000);
+    const BYTE one[1]{};
     for (ULONGLONG jump = 1; jump <= 65; ++jump)
-        wide.Append(jump * 10, of(0, 1));
+        wide.Append(jump * 10, one);
     EXPECT_FALSE(wide.Holds(10));
     EXPECT_TRUE(wide.Holds(20)) << "64 jumps are kept";
 }

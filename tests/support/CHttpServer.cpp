@@ -2,6 +2,7 @@
 #include <ws2tcpip.h>
 
 #include "tests/support/CHttpServer.h"
+#include "tests/support/CStoppableSocket.h"
 
 #include <gtest/gtest.h>
 
@@ -81,7 +82,6 @@ Prepared Prepare(const CHttpServer::Request& request, const CHttpServer::Resourc
                  const CHttpServer::Misbehaviour& misbehaviour) {
     const auto number = [](auto value) { return std::to_string(value); };
     const Fault fault = misbehaviour.fault;
-    const size_t off = BytesOf(misbehaviour);
     int status = fault == Fault::kUnavailable ? 503 : resource.status;
     std::string_view body = resource.bytes;
     std::string headers = resource.headers;
@@ -93,11 +93,9 @@ Prepared Prepare(const CHttpServer::Request& request, const CHttpServer::Resourc
         const size_t first = std::min(range->first, end);
         status = first < end ? 206 : 416;
         headers += "Content-Range: bytes " + (status == 416 ? "*" : number(first) + "-" + number(end - 1)) + "/" +
-                   (fault == Fault::kNoTotal ? "*" : number(body.size())) + "\r\n";
+                   number(body.size()) + "\r\n";
         body = status == 416 ? std::string_view() : body.substr(first, end - first);
     }
-    if (fault == Fault::kShortBody)
-        body.remove_suffix(std::min(off, body.size()));
     headers += resource.live ? "Transfer-Encoding: chunked\r\n" : "Content-Length: " + number(body.size()) + "\r\n";
     return {"HTTP/1.1 " + number(status) + " As scripted\r\n" + headers + "\r\n", body};
 }
@@ -199,22 +197,14 @@ bool CHttpServer::Answer(CStoppableSocket& socket, const Request& request) {
     }
     scriptLock.unlock();
 
-    switch (misbehaviour.fault) {
-        case Fault::kGarbage:
-            static_cast<void>(socket.Send("\x01\xFF garbage \r\n\r\n: 200\r\n\r\n"));
-            return false;
-        case Fault::kEndlessHeaders:
-            SendHeadersForEver(socket);
-            return false;
-        default:
-            return AnswerFrom(socket, request, *resource, misbehaviour);
-    }
-}
-
-void CHttpServer::SendHeadersForEver(CStoppableSocket& socket) const {
+    if (misbehaviour.fault == Fault::kGarbage)
+        return socket.Send("\x01\xFF garbage \r\n\r\n: 200\r\n\r\n") && false;
+    if (misbehaviour.fault != Fault::kEndlessHeaders)
+        return AnswerFrom(socket, request, *resource, misbehaviour);
     bool goesOn = socket.Send("HTTP/1.1 200 OK\r\n");
     while (goesOn && ::WaitForSingleObject(m_stop.Get(), 10) == WAIT_TIMEOUT)
         goesOn = socket.Send("X-Another: one\r\n");
+    return false;
 }
 
 bool CHttpServer::AnswerFrom(CStoppableSocket& socket, const Request& request, const Resource& resource,

@@ -12,7 +12,6 @@
 #include <windows.h>
 
 #include "diagnostics/CAutoDestructor.h"
-#include "tests/support/CStoppableSocket.h"
 
 #include <functional>
 #include <map>
@@ -23,6 +22,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+class CStoppableSocket;
 
 class CHttpServer final {
 public:
@@ -47,8 +48,6 @@ public:
         kClose,           // it is closed in order
         kTrickle,         // these bytes arrive one by one, the others in large pieces
         kLongBody,        // so many bytes follow the end that was announced
-        kShortBody,       // so many bytes fewer than Content-Range says are announced and sent
-        kNoTotal,         // its total is "*"
         kIgnoredRange,    // 200 and all bytes
         kUnavailable,     // 503
         kGarbage,         // this is no HTTP
@@ -101,7 +100,6 @@ private:
     [[nodiscard]] bool Answer(CStoppableSocket& socket, const Request& request);
     [[nodiscard]] bool AnswerFrom(CStoppableSocket& socket, const Request& request, const Resource& resource,
                                   const Misbehaviour& misbehaviour) const;
-    void SendHeadersForEver(CStoppableSocket& socket) const;
     [[nodiscard]] bool Stall(CStoppableSocket& socket, std::string_view* drip) const;
     [[nodiscard]] std::shared_ptr<const Resource> Find(const std::string& path) const;
 
