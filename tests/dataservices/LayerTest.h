@@ -86,13 +86,18 @@ struct LayerTest : ::testing::Test {
         ::swprintf_s(code, 16, L"0x%08X", static_cast<unsigned>(hr));
         return FAILED(hr) ? code : std::wstring(text.View());
     }
-    static Texts IdsOf(const ComPtr<ITKDSDirectory>& directory) {
-        Texts ids;
+    // All texts of a list, by its method that counts them and the one that gives each.
+    template <class Object, class Count, class Item>
+    static Texts TextsOf(const ComPtr<Object>& object, Count countOf, Item item) {
+        Texts texts;
         long count = -1;
-        EXPECT_EQ(S_OK, directory->GetEntryCount(&count));
+        EXPECT_EQ(S_OK, (object.Get()->*countOf)(&count));
         for (long index = 0; index < count; ++index)
-            ids.push_back(TextOf(directory, &ITKDSDirectory::GetEntryId, index));
-        return ids;
+            texts.push_back(TextOf(object, item, index));
+        return texts;
+    }
+    static Texts IdsOf(const ComPtr<ITKDSDirectory>& directory) {
+        return TextsOf(directory, &ITKDSDirectory::GetEntryCount, &ITKDSDirectory::GetEntryId);
     }
     std::wstring UriOf(const std::wstring& name) const {
         ComPtr<ITKDSSourceInfo> info;
@@ -104,10 +109,7 @@ struct LayerTest : ::testing::Test {
         ComPtr<ITKCFPropertySet> set;
         EXPECT_EQ(S_OK, Receive(set, metaData.Get(), &ITKDSMetaData::GetGeneralMetaData));
         Texts properties;
-        long count = -1;
-        EXPECT_EQ(S_OK, set->GetCount(&count));
-        for (long index = 0; index < count; ++index) {
-            const std::wstring key = TextOf(set, &ITKCFPropertySet::GetKey, index);
+        for (const std::wstring& key : TextsOf(set, &ITKCFPropertySet::GetCount, &ITKCFPropertySet::GetKey)) {
             std::wstring value;
             EXPECT_EQ(S_OK, CTKCFPropertyValues(set.Get()).GetString(key.c_str(), &value));
             properties.push_back(key + L"=" + value);
