@@ -13,12 +13,10 @@ std::shared_ptr<CHttpExchange> CHttpExchange::AttachTo(HINTERNET request) {
     DWORD_PTR context = reinterpret_cast<DWORD_PTR>(exchange.get());
     if (!::WinHttpSetOption(request, WINHTTP_OPTION_CONTEXT_VALUE, &context, sizeof(context)))
         return nullptr;
-    exchange->m_self = exchange;
     const DWORD events = WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES;
-    if (::WinHttpSetStatusCallback(request, &OnStatus, events, 0) == WINHTTP_INVALID_STATUS_CALLBACK) {
-        exchange->m_self.reset();
+    if (::WinHttpSetStatusCallback(request, &OnStatus, events, 0) == WINHTTP_INVALID_STATUS_CALLBACK)
         return nullptr;
-    }
+    exchange->m_self = exchange;
     return exchange;
 }
 

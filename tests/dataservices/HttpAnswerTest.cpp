@@ -137,6 +137,11 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
             EXPECT_EQ(again ? kHttpInvalidResponse : result, opened) << range;
             EXPECT_EQ(again ? "" : "bytes=0-", server.Requests().back().Header("range"));
         }
+    // Chunks that go on behind their range are no part of the source.
+    CHttpServer::Resource more{.bytes = bytes.substr(300'000) + "more", .status = 206, .live = true};
+    more.headers = "Content-Range: bytes 300000-999999/1000000\r\n";
+    ASSERT_EQ(S_OK, OpenThen({.bytes = bytes}, {more}));
+    EXPECT_TRUE(Read(bytes.size() + 10) == std::pair(S_FALSE, bytes));
     // The end of a range at the very end of the source is no proof of more.
     EXPECT_EQ(kHttpInvalidResponse,
               OpenServed({.bytes = "01234", .status = 206, .headers = "Content-Range: bytes 0-4/4\r\n"}));
