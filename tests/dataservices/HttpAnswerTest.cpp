@@ -275,6 +275,7 @@ TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAloneAndIntoNoRecordAndNoName) 
     EXPECT_LT(3u, logger->Messages().size());
     for (const std::wstring& message : logger->Messages())
         told += L"\n" + message;
+    EXPECT_NE(told.npos, told.find(L"from byte 0: status 302"));
     for (const wchar_t* const secret : {L"p@ss", L"p%40ss", L"dXNl", L"us%65r", L"Sesame"})
         EXPECT_EQ(told.npos, told.find(secret)) << secret << told;
 }
