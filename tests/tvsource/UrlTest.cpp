@@ -197,4 +197,35 @@ TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
     }
 }
 
+TEST_F(Url, BehindAFileStandsWithItsCountBelowTheLinesOnATerminal) {
+    server.Serve("/a", {.bytes = BytesOf(MediaFile(L"tone.wav")), .script = [](auto&) {
+                            return CHttpServer::Misbehaviour{Fault::kStall, -1};
+                        }});
+    folder.Write("x", L"x");
+    const COwnConsole console;
+    const CCurrentFolder current(folder.Path());
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    const CAutoHandle screen(::CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                           &inherit, OPEN_EXISTING, 0, nullptr));
+    const auto line = [&](SHORT row) {
+        char text[60]{};
+        DWORD read = 0;
+        EXPECT_TRUE(::ReadConsoleOutputCharacterA(screen.Get(), text, sizeof text, {0, row}, &read));
+        const std::string shown(text, read);
+        return shown.substr(0, shown.find_last_not_of(' ') + 1);
+    };
+    const HostRun run = RunHost({L"detect", L"x", server.Url(L"/a")}, BuiltFile(L"tvsource.exe"),
+                                [&] {
+                                    EXPECT_TRUE(server.WaitForStall());
+                                    EXPECT_EQ("x       -", line(0));
+                                    EXPECT_EQ("file 2", line(1));
+                                    server.ReleaseStalls();
+                                },
+                                {.out = screen.Get(), .err = screen.Get()});
+    EXPECT_EQ(0u, run.exitCode);
+    EXPECT_EQ("x       -", line(0));
+    EXPECT_TRUE(line(1).starts_with("http://") && line(1).ends_with("audio/wav")) << line(1);
+    EXPECT_EQ("", line(2));
+}
+
 }  // namespace
