@@ -39,8 +39,7 @@ TEST_F(Detect, GoesOnAfterAFileThatCannotBeReadAndEndsWithCodeOne) {
 TEST_F(Detect, PatternsStandForWhatTheyMatchInTheLastPartOfThePath) {
     for (const wchar_t* name : {L"in\\a1.wav", L"in\\a2.wav", L"in\\b1.mp3", L"in\\a3.wav\\x"})
         folder.Write("", name);
-    const auto before = std::filesystem::current_path();
-    std::filesystem::current_path(folder.Path());
+    const CCurrentFolder current(folder.Path());
     const std::wstring drive = folder.Path().substr(0, 2);  // its current folder is that one
     const std::string d = Utf8(drive);
     const std::pair<std::vector<std::wstring>, std::string> patterns[] = {
@@ -56,7 +55,6 @@ TEST_F(Detect, PatternsStandForWhatTheyMatchInTheLastPartOfThePath) {
         EXPECT_EQ(lines, RunHost(arguments).out);
     }
     const HostRun run = RunHost({L"detect", L"in\\*.ogg", L"no\\*.wav", L"nosuch:*", L"in\\a1.wav"});
-    std::filesystem::current_path(before);
     ExpectRun(run, 1,
               {"tvsource: in\\*.ogg: no file has such a name\n", "tvsource: no\\*.wav: Cannot list it: 0x8",
                "tvsource: nosuch:*: Cannot open it: 0x8"});

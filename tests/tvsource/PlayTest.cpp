@@ -72,15 +72,6 @@ TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserThatItsContentLeadsTo) {
     ExpectPlayed(RunWithFilter(L"play", {MediaFile(L"clip.mkv")}), "generic parser", 2);  // renderers taken unasked
 }
 
-TEST_F(Play, AnyNameThatWindowsTakesIsPlayed) {
-    const std::wstring part = std::wstring(60, L'n') + L"\\";
-    for (const std::wstring& name :
-         {std::wstring(L"T\u00F6ne & \u97F3\u697D 100% \U0001F3B5.wav"), std::wstring(L"no extension"),
-          std::wstring(L"wrong extension.mp3"), part + part + part + part + L"beyond 260 characters.wav"})
-        ExpectRun(RunWithFilter(L"play", {L"--null", folder.Copy(MediaFile(L"tone.wav"), name)}), 0,
-                  {"Ended    complete\n"});
-}
-
 TEST_F(Play, WhatTheDictionaryDoesNotKnowNeedsATypeAndThatIsSaid) {
     const std::wstring flac = MediaFile(L"tone.flac");
     EXPECT_EQ(1u, Count(RunWithFilter(L"play", {L"--null", flac}).err, "No type is known from the content"));
