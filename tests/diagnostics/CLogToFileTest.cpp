@@ -2,6 +2,7 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/CBstr.h"
 #include "diagnostics/CLogToFile.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CLogFileSetting.h"
 #include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTempFile.h"
@@ -128,6 +129,37 @@ TEST_F(CLogToFileTest, WritersToOneFileAppendWholeLines) {
         EXPECT_EQ(Line(std::string(++longest.at(static_cast<std::size_t>(letter - 'a')), letter)), line + '\n');
     }
     EXPECT_EQ(std::vector<std::size_t>(6, 100), longest);
+}
+
+ULONGLONG g_nowMs = 0;
+int g_locks = 0;
+DWORD g_lockError = 0;
+ULONGLONG WINAPI HalfASecondLater() {
+    return g_nowMs += 500;
+}
+BOOL WINAPI RefuseLock(HANDLE, DWORD, DWORD, DWORD, DWORD, LPOVERLAPPED) {
+    ++g_locks;
+    return ::SetLastError(g_lockError), FALSE;
+}
+
+TEST_F(CLogToFileTest, ALockThatIsNotToBeHadIsWaitedForOnceInAWhileAndWhereThereAreNoneNever) {
+    setting.Set(path);
+    const CImportHook clock("GetTickCount64", &HalfASecondLater), lock("LockFileEx", &RefuseLock);
+    ASSERT_TRUE(clock.IsSet() && lock.IsSet());
+    // The time that passes before each line, and how many locks are asked for until it is written.
+    const std::vector<std::pair<ULONGLONG, int>> waits{{0, 5}, {0, 0}, {30'000, 1}, {0, 0}}, none{{0, 1}, {90'000, 0}};
+    std::string expected;
+    for (const bool areThere : {true, false}) {
+        CLogToFile sink;
+        g_lockError = areThere ? ERROR_LOCK_VIOLATION : ERROR_NOT_SUPPORTED;
+        for (const auto& [passedMs, locks] : areThere ? waits : none) {
+            g_nowMs += passedMs;
+            g_locks = 0;
+            EXPECT_EQ(S_OK, Write(sink, L"text"));
+            EXPECT_EQ(locks, g_locks);
+            EXPECT_EQ(expected += Line("text"), log.Contents());
+        }
+    }
 }
 
 TEST_F(CLogToFileTest, ModuleOpensTheFileAtLoadAndClosesItAtUnload) {

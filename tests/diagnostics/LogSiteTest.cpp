@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cwchar>
+#include <iterator>
 
 using namespace TKRuntimeLogger;
 
@@ -46,6 +47,15 @@ TEST(FormatLogStringTest, FormatsAsTheWindowsWidePrintfDoesWithoutALengthLimit) 
               FormatLogString(L"%s %S %d 0x%08X 100%%", L"wide", "narrow", -7, 0xABCDu));
     EXPECT_EQ(L"9223372036854775807", FormatLogString(L"%I64d", INT64_MAX));
     EXPECT_EQ(L"<" + longName + L">", FormatLogString(L"<%s>", longName.c_str()));
+}
+
+TEST(HResultTextTest, IsTheSystemsWithoutItsLastTwoCharacters) {
+    wchar_t text[300]{};
+    const auto code = static_cast<DWORD>(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT));  // has a placeholder
+    constexpr DWORD kFlags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    const DWORD length = ::FormatMessageW(kFlags, nullptr, code, 0x400, text, 300, nullptr);
+    ASSERT_GT(length, 2u);
+    EXPECT_EQ(std::wstring(text, length - 2), HResultText(static_cast<HRESULT>(code)));
 }
 
 TEST(SeverityNameTest, TheFiveSeveritiesHaveNamesAndNoOtherNumber) {
@@ -156,44 +166,47 @@ struct CQuietDescriptions final : CLongDescriptions {
 };
 
 TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
-    const std::pair<long, std::wstring> events[] = {{1, L"COMPLETE"},
-                                                    {2, L"USERABORT"},
-                                                    {3, L"ERRORABORT"},
-                                                    {0x0A, L"VIDEO_SIZE_CHANGED"},
-                                                    {0x0D, L"CLOCK_CHANGED"},
-                                                    {0x0E, L"PAUSED"},
-                                                    {0x53, L"VMR_RENDERDEVICE_SET"},
-                                                    {0x8100, L""},
-                                                    {0x8101, L"FILE_CURRENT_AUDIO_STREAM_NUM"},
-                                                    {0x8102, L"FILE_CURRENT_SUBPIC_STREAM_NUM"},
-                                                    {0x8103, L"FILE_AUDIO_STREAM_INFO"},
-                                                    {0x8104, L"FILE_SUBPIC_STREAM_INFO"},
-                                                    {0x8105, L"FILE_CURRENT_VIDEO_STREAM_NUM"},
-                                                    {0x8106, L"FILE_VIDEO_STREAM_INFO"},
-                                                    {0x8107, L"FILE_STREAM_INFO_COMPLETED"},
-                                                    {0x8108, L"FILE_PROGRAM_INFO"},
-                                                    {0x8109, L"FILE_CURRENT_PROGRAM_NUM"},
-                                                    {0x810A, L"FILE_SCRAMBLED"}};
-    const std::pair<unsigned long, std::wstring> results[] = {
-        {0x80004005, L"E_FAIL (Generic error)"},
-        {0x8007000E, L"E_OUTOFMEMORY (Out of memory)"},
-        {0x8000FFFF, L"E_UNEXPECTED (Unexpected error)"},
-        {0x80070057, L"E_INVALIDARG (Invalid Argument)"},
-        {0x80004003, L"E_POINTER (Invalid pointer)"},
-        {0x8876017C, L"D3DERR_OUTOFVIDEOMEMORY (Out of video memory)"},
-        {0, L""}};
-    const auto described = [](unsigned long code, const std::wstring& name) {
+    const long events[] = {1,      2,      3,      0x0A,   0x0D,   0x0E,   0x53,   0x8101, 0x8102,
+                           0x8103, 0x8104, 0x8105, 0x8106, 0x8107, 0x8108, 0x8109, 0x810A, 0x8100};
+    const wchar_t* const eventNames[] = {L"COMPLETE",
+                                         L"USERABORT",
+                                         L"ERRORABORT",
+                                         L"VIDEO_SIZE_CHANGED",
+                                         L"CLOCK_CHANGED",
+                                         L"PAUSED",
+                                         L"VMR_RENDERDEVICE_SET",
+                                         L"FILE_CURRENT_AUDIO_STREAM_NUM",
+                                         L"FILE_CURRENT_SUBPIC_STREAM_NUM",
+                                         L"FILE_AUDIO_STREAM_INFO",
+                                         L"FILE_SUBPIC_STREAM_INFO",
+                                         L"FILE_CURRENT_VIDEO_STREAM_NUM",
+                                         L"FILE_VIDEO_STREAM_INFO",
+                                         L"FILE_STREAM_INFO_COMPLETED",
+                                         L"FILE_PROGRAM_INFO",
+                                         L"FILE_CURRENT_PROGRAM_NUM",
+                                         L"FILE_SCRAMBLED",
+                                         nullptr};
+    const unsigned long results[] = {0x80004005, 0x8007000E, 0x8000FFFF, 0x80070057, 0x80004003, 0x8876017C, 0};
+    const wchar_t* const resultNames[] = {L"FAIL (Generic error)",
+                                          L"OUTOFMEMORY (Out of memory)",
+                                          L"UNEXPECTED (Unexpected error)",
+                                          L"INVALIDARG (Invalid Argument)",
+                                          L"POINTER (Invalid pointer)",
+                                          L"OUTOFVIDEOMEMORY (Out of video memory)",
+                                          nullptr};
+    const auto described = [](unsigned long code, const std::wstring& prefix, const wchar_t* name) {
         wchar_t number[40]{};
         std::swprintf(number, 40, L"0x%08lX / %ld", code, static_cast<long>(code));
-        return number + (name.empty() ? name : L" (" + name + L")");
+        return number + (name ? L" (" + prefix + name + L")" : L"");
     };
     CPublishedLogger published;
     OnNewThread([&] {
-        for (const auto& [code, text] : events)
-            EXPECT_EQ(described(static_cast<unsigned long>(code), text.empty() ? text : L"EC_" + text),
-                      DShowEventDescriptions()(code));
-        for (const auto& [code, text] : results)
-            EXPECT_EQ(described(code, text), HresultDescriptions().Describe(static_cast<long>(code)));
+        for (size_t i = 0; i < std::size(events); ++i)
+            EXPECT_EQ(described(static_cast<unsigned long>(events[i]), L"EC_", eventNames[i]),
+                      DShowEventDescriptions()(events[i]));
+        for (size_t i = 0; i < std::size(results); ++i)
+            EXPECT_EQ(described(results[i], results[i] == 0x8876017C ? L"D3DERR_" : L"E_", resultNames[i]),
+                      HresultDescriptions().Describe(static_cast<long>(results[i])));
         EXPECT_EQ(L"{73646976-0000-0010-8000-00AA00389B71}",
                   GuidDescriptions()(GUID{0x73646976, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}}));
         EXPECT_EQ(L"0x00000001 / 1", CQuietDescriptions(L"kind", true)(1));

@@ -2,6 +2,7 @@
 #include "diagnostics/CDiagnosticRegistration.h"
 #include "diagnostics/ComBoundary.h"
 #include "diagnostics/LateLoad.h"
+#include "diagnostics/LongPath.h"
 #include "tests/support/CSecondCall.h"
 #include "tests/support/CTempFolder.h"
 
@@ -59,11 +60,31 @@ TEST(DiagnosticRegistrationTest, ListsExactlyTheLiveObjectsTheNewestFirst) {
     look();
     EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); },
                             [] { const CDiagnosticRegistration another(nullptr, nullptr, nullptr); }));
+    std::optional<CDiagnosticRegistration> another(std::in_place, nullptr, nullptr, nullptr);
+    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); }, [&] { another.reset(); }));
+    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); },
+                            [] { (void)CDiagnosticRegistration::LiveCount(); }));
     for (const std::size_t gone : {1u, 2u, 0u}) {  // from the middle, from the front, and the last
         entries[gone].reset();
         std::erase(expected, &objects[gone]);
         look();
     }
+}
+
+TEST(LongPathTest, APathIsMadeFullAndALongOneGetsThePrefixThatItsKindNeeds) {
+    const std::wstring folder = std::filesystem::current_path().wstring() + L"\\", name(250, L'x');
+    const std::pair<std::wstring, std::wstring> fullPaths[] = {
+        {L"a/../b", folder + L"b"}, {name, folder + name}, {LR"(\\?\C:\a\..\b)", LR"(\\?\C:\a\..\b)"}, {L"", L""}};
+    for (const auto& [path, full] : fullPaths)
+        EXPECT_EQ(full, FullPathOf(path));
+    const std::wstring longest(MAX_PATH - 4, L'x');  // behind a drive
+    const std::pair<std::wstring, std::wstring> openable[] = {{L"C:\\", L"C:\\"},
+                                                              {L"C:\\x", LR"(\\?\C:\x)"},
+                                                              {LR"(\\server\)", LR"(\\?\UNC\server\)"},
+                                                              {LR"(\\?\C:\)", LR"(\\?\C:\)"},
+                                                              {LR"(\\.\)", LR"(\\.\)"}};
+    for (const auto& [path, opens] : openable)
+        EXPECT_EQ(opens + longest, OpenablePath(path + longest));
 }
 
 std::wstring BuiltModule() {

@@ -62,6 +62,12 @@ TEST(CollectorTest, ReportsEveryProfileAfterEverGrowingIntervals) {
         }
     });
     EXPECT_EQ((std::vector{1, 2, 4, 7, 11, 16, 22}), reports);
+
+    const auto change = [&, profile = new CProfile] { collector.AddProfile(profile); };
+    EXPECT_FALSE(EndsBeside(change, [&] { collector.ReportAll(); }));
+    CProfile gone;
+    EXPECT_FALSE(EndsBeside([&, profile = new CProfile] { collector.AddProfile(profile); },
+                            [&] { collector.RemoveProfile(&gone); }));
 }
 
 void TwoSites(bool leaveByException) {

@@ -10,12 +10,19 @@
 namespace {
 
 const char* g_name;  // the last that a debugger would have seen
+int g_removals = 0;
+ULONG(WINAPI* g_remove)(PVOID);
 
 LONG CALLBACK WatchThreadNames(EXCEPTION_POINTERS* exception) {
     const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
-    if (record.ExceptionCode == 0x406D1388 && record.NumberParameters == 4)
-        g_name = reinterpret_cast<const char*>(record.ExceptionInformation[1]);
+    const ULONG_PTR* const words = record.ExceptionInformation;
+    if (record.ExceptionCode == 0x406D1388 && record.NumberParameters == 4 && words[0] == 0x1000 &&
+        words[2] == 0xFFFFFFFF && words[3] == 0)
+        g_name = reinterpret_cast<const char*>(words[1]);
     return EXCEPTION_CONTINUE_SEARCH;
+}
+ULONG WINAPI CountRemoval(PVOID handler) {
+    return ++g_removals, g_remove(handler);
 }
 
 uintptr_t __cdecl NoThread(void*, unsigned, unsigned(__stdcall*)(void*), void*, unsigned, unsigned*) {
@@ -39,13 +46,14 @@ struct CWaitingRunnable final : IThreadRunnable {
 };
 
 TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnotherAndCanTryAgainWhatFailed) {
+    g_removals = 0;
     void* const watch = ::AddVectoredExceptionHandler(1, WatchThreadNames);
+    const CImportHook removals("RemoveVectoredExceptionHandler", &CountRemoval, &g_remove);
     CWaitingRunnable runnable;
     CRunnableThread thread;
-    thread.Init(&runnable, "MTA worker", 8 << 20);
     DWORD exitCode = 99;
-    EXPECT_TRUE(thread.GetExitCode(&exitCode) && exitCode == 0) << "none was joined";
-    EXPECT_EQ(0u, thread.GetLastError());
+    EXPECT_TRUE(thread.GetExitCode(&exitCode) && exitCode == 0 && thread.GetLastError() == 0) << "none was joined";
+    thread.Init(&runnable, "MTA worker", 8 << 20);
     for (const bool fails : {true, false}) {
         if (fails) {
             const CImportHook hook("_beginthreadex", &NoThread);
@@ -71,6 +79,7 @@ TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnotherAndCanTryAgainWhatFailed
         DWORD flags = 0;
         EXPECT_FALSE(::GetHandleInformation(handle, &flags)) << "the handle stays open";
     }
+    EXPECT_EQ(2, g_removals) << "no thread leaves the handler of its name's exception";
     thread.Init(&runnable, nullptr, 0);
     EXPECT_TRUE(thread.GetExitCode(&exitCode) && exitCode == 0 && thread.GetLastError() == 0);
     ::RemoveVectoredExceptionHandler(watch);

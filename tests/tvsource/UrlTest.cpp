@@ -95,15 +95,6 @@ TEST_F(Url, ThatCannotBeOpenedIsAskedForOnce) {
     ExpectRun(RunHost({L"detect", server.Url(L"/a", L"me:wrong@")}), 1, {"the server refused the credentials"});
 }
 
-TEST_F(Url, ThatCannotBeReadHasNoTypeButAReason) {
-    server.Serve("/a", {.bytes = contents, .script = [&, answers = 0](auto&) mutable {
-                            if (answers++ > 0)
-                                server.Serve("/a", {.status = 410});
-                            return CHttpServer::Misbehaviour{Fault::kClose, 0};
-                        }});
-    ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {"Cannot read it: 0x8019019A (gone, HTTP status 410)"});
-}
-
 TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
     server.Serve("/a", {.bytes = contents, .script = [](auto&) {
                             return CHttpServer::Misbehaviour{Fault::kStall, -1};
@@ -126,12 +117,17 @@ TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
     EXPECT_EQ(contents, run.out);
 }
 
-TEST_F(Url, ThatBreaksOffIsNoEndOfTheData) {
-    server.Serve("/a", {.bytes = contents, .script = [&, answers = 0](auto&) mutable {
-                            if (answers++ > 0)
-                                server.Serve("/a", {.status = 410});
-                            return CHttpServer::Misbehaviour{Fault::kClose, 200'000};
-                        }});
+TEST_F(Url, ThatBreaksOffHasAReasonAndIsNoEndOfTheData) {
+    const auto serveUpTo = [&](LONGLONG end) {
+        server.Serve("/a", {.bytes = contents, .script = [&, end, answers = 0](auto&) mutable {
+                                if (answers++ > 0)
+                                    server.Serve("/a", {.status = 410});
+                                return CHttpServer::Misbehaviour{Fault::kClose, end};
+                            }});
+    };
+    serveUpTo(0);
+    ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {"Cannot read it: 0x8019019A (gone, HTTP status 410)"});
+    serveUpTo(200'000);
     const HostRun run = RunWithFilter(L"cat", {L"--type", L"WAVE", server.Url(L"/a")});
     ExpectRun(run, 1, {"could not be read beyond byte ", " of 300000: 0x8", "(gone, HTTP status 410)"});
     EXPECT_TRUE(contents.starts_with(run.out) && run.out.size() > 100'000) << run.out.size();
