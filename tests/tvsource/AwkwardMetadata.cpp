@@ -2,23 +2,14 @@
 //
 //   audio/wav|video/avi|1|      the MIME type that the dictionary's own operation finds, the one that the exports find,
 //                               and the exports' result as a hexadecimal number; a type of "!" is a failure
-#include "sdk/TvMetadata.h"
+#include "metadata/CMimeTypeDictionary.h"
+#include "metadata/CMimeTypeList.h"
 
 #include <cstdlib>
 #include <sstream>
 #include <string>
 
 namespace {
-
-struct CList final : IMimeTypeList {
-    explicit CList(const std::string& text) : m_text(text.begin(), text.end()) {}
-    long STDMETHODCALLTYPE GetCount() noexcept override { return m_text.empty() ? 0 : 1; }
-    const wchar_t* STDMETHODCALLTYPE Item(long) noexcept override { return m_text.c_str(); }
-    void STDMETHODCALLTYPE Destroy() noexcept override { delete this; }
-
-private:
-    const std::wstring m_text;
-};
 
 IMimeTypeList* Find(IStream* stream, int part, HRESULT* result) {
     char buffer[100]{};
@@ -32,18 +23,12 @@ IMimeTypeList* Find(IStream* stream, int part, HRESULT* result) {
         std::getline(content, each, '|');
     if (result)
         *result = static_cast<HRESULT>(std::strtoul(parts[2].c_str(), nullptr, 16));
-    return parts[part] == "!" ? nullptr : new CList(parts[part]);
+    const std::wstring type(parts[part].begin(), parts[part].end());
+    return type == L"!" ? nullptr : new CMimeTypeList(std::vector(type.empty() ? 0u : 1u, type));
 }
 
-struct CDictionary final : IMimeTypeDictionary {
+struct CDictionary final : CMimeTypeDictionary {
     IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) noexcept override { return Find(stream, 0, nullptr); }
-    IMimeTypeList* STDMETHODCALLTYPE FromExtension(const wchar_t*) noexcept override { return nullptr; }
-    const wchar_t* STDMETHODCALLTYPE PreferredExtension(const wchar_t*) noexcept override { return nullptr; }
-    IMimeTypeList* STDMETHODCALLTYPE Aliases(const wchar_t*) noexcept override { return nullptr; }
-    const wchar_t* STDMETHODCALLTYPE CanonicalName(const wchar_t*) noexcept override { return nullptr; }
-    IMimeTypeList* STDMETHODCALLTYPE KnownTypes() noexcept override { return nullptr; }
-    bool STDMETHODCALLTYPE IsMedia(const wchar_t*) noexcept override { return false; }
-    bool STDMETHODCALLTYPE Matches(const wchar_t*, const wchar_t*) noexcept override { return false; }
 } g_dictionary;
 
 }  // namespace
@@ -59,6 +44,6 @@ extern "C" IMimeTypeList* STDMETHODCALLTYPE DetectMimeTypes(IStream* stream, HRE
 extern "C" IMimeTypeList* STDMETHODCALLTYPE ExplainMimeTypes(IStream* stream, IMimeTypeList** explanation,
                                                              HRESULT* result) {
     IMimeTypeList* const types = Find(stream, 1, result);
-    *explanation = types ? new CList("because") : nullptr;
+    *explanation = types ? new CMimeTypeList({L"because"}) : nullptr;
     return types;
 }
