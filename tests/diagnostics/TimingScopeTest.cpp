@@ -34,6 +34,7 @@ TEST(ProfileTest, DurationsAreSecondsAndTheFirstIsAlwaysZero) {
         profile.function = L"Durations";
         for (const LONGLONG seconds : {1'000'000, 3, -1, 2})  // clocks may step back
             RecordElapsed(profile, seconds * ThreadLogger()->GetFrequency());
+        EXPECT_EQ(4u, profile.exitsSinceReport.load());
         ReportProfile(profile);
         ReportProfile(profile);
     });
