@@ -6,7 +6,7 @@
 
 #include "sdk/TvMetadata.h"
 
-class CMimeTypeDictionary final : public IMimeTypeDictionary {
+class CMimeTypeDictionary : public IMimeTypeDictionary {
 public:
     // IMimeTypeDictionary
     IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) noexcept override;

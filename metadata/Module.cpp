@@ -26,8 +26,9 @@ extern "C" IMimeTypeDictionary* STDMETHODCALLTYPE GetMimeTypeDictionary() {
     return MimeTypeDictionary();
 }
 
-extern "C" IMimeTypeList* STDMETHODCALLTYPE ExplainMimeTypes(IStream* stream, IMimeTypeList** explanation) {
-    return DetectAndExplain(stream, explanation, nullptr);
+extern "C" IMimeTypeList* STDMETHODCALLTYPE ExplainMimeTypes(IStream* stream, IMimeTypeList** explanation,
+                                                             HRESULT* result) {
+    return DetectAndExplain(stream, explanation, result);
 }
 
 extern "C" IMimeTypeList* STDMETHODCALLTYPE DetectMimeTypes(IStream* stream, HRESULT* result) {

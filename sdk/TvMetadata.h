@@ -88,9 +88,10 @@ using GetMimeTypeDictionaryFn = IMimeTypeDictionary*(STDMETHODCALLTYPE*)();
 
 // Optional, for people who want to know why: the export "ExplainMimeTypes" detects as Detect does and gives, in
 // `*explanation`, lines of text that say which format was found, on what bytes, and what was ruled out. The caller
-// destroys both lists. On failure both are null; `explanation` may be null.
+// destroys both lists. On failure both are null. `*result` is that of DetectMimeTypes. Both pointers may be null.
 inline constexpr char kExplainMimeTypesExport[] = "ExplainMimeTypes";
-using ExplainMimeTypesFn = IMimeTypeList*(STDMETHODCALLTYPE*)(IStream* stream, IMimeTypeList** explanation);
+using ExplainMimeTypesFn = IMimeTypeList*(STDMETHODCALLTYPE*)(IStream* stream, IMimeTypeList** explanation,
+                                                              HRESULT* result);
 
 // Optional, for those who tell people what went wrong: the export "DetectMimeTypes" detects as Detect does, and
 // `*result`, which may not be null, receives S_OK; S_FALSE where the source was so slow that less was looked at than

@@ -13,6 +13,7 @@ public:
     struct Answer {
         std::vector<std::wstring> types;        // most certain first; none: no known type
         std::vector<std::wstring> explanation;  // lines for people; only of Explain
+        bool isCutShort = false;                // the source was so slow that not all was looked at: see kCutShort
     };
 
     // Looks in `folder` (with a backslash at its end, or empty) first, then as the platform finds libraries: beside the
@@ -29,6 +30,8 @@ private:
     CMimeLibrary m_library;
     IMimeTypeDictionary* m_dictionary;  // the library's own
 };
+
+inline constexpr wchar_t kCutShort[] = L"the source is slow: only what came in time was judged";
 
 // The types by commas, "-" for none.
 [[nodiscard]] std::wstring MimeTypesText(const std::vector<std::wstring>& types);

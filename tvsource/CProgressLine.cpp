@@ -87,9 +87,9 @@ void CProgressLine::ShowText(std::wstring_view text) {
 }
 
 bool CProgressLine::IsDue(ULONGLONG now) {
-    if (!m_shown || (m_drawn && now - m_drawnMs < kRedrawMs))
+    const std::lock_guard lock(g_lock);
+    if (!m_shown || (g_width > 0 && now - m_drawnMs < kRedrawMs))
         return false;
-    m_drawn = true;
     m_drawnMs = now;
     return true;
 }

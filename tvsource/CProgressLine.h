@@ -19,15 +19,15 @@ public:
     CProgressLine& operator=(const CProgressLine&) = delete;
     ~CProgressLine();
 
-    // Draws the line anew, at most five times a second. `done` of `total`, in any unit, is the bar; there is none for a
-    // total of 0, which stands for one that nobody knows. `note` stands before the bytes that have been moved so far
-    // and their rate, which is that of the last second or so.
+    // Draws the line anew, at most five times a second while it stands. `done` of `total`, in any unit, is the bar;
+    // there is none for a total of 0, which stands for one that nobody knows. `note` stands before the bytes that have
+    // been moved so far and their rate, which is that of the last second or so.
     void Show(ULONGLONG done, ULONGLONG total, std::wstring_view note, ULONGLONG bytes);
 
     // The same with a line of any text.
     void ShowText(std::wstring_view text);
 
-    // Wipes what is there, for other words on standard error. The line comes back when it is shown next.
+    // Wipes what is there, for other words on the terminal. The line comes back when it is shown next.
     static void Wipe();
 
     // Wipes what is there and keeps anything more from being drawn: who draws waits for ever. For the end of the
@@ -38,8 +38,7 @@ private:
     [[nodiscard]] bool IsDue(ULONGLONG now);
 
     const bool m_shown;
-    bool m_drawn = false;
-    ULONGLONG m_drawnMs = 0;  // when that was
+    ULONGLONG m_drawnMs = 0;  // when the line was drawn
 
     // The rate, and since when and from which count on it is measured.
     ULONGLONG m_sinceMs;

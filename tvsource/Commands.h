@@ -40,7 +40,8 @@ struct CatOptions {
 [[nodiscard]] int Play(const PlayOptions& options);
 
 // Prints what the filter says about the source; with the environment, that comes first, and where it can be read is
-// printed. 1 when it can be read nowhere, or when the MIME types can't be told.
+// printed. 1 when it can be read nowhere, when the MIME types can't be told or not in time, or when the filter offers
+// none for those that are known.
 [[nodiscard]] int Info(const InfoOptions& options);
 
 // Copies the source's bytes, as a parser would read them.
@@ -49,12 +50,13 @@ struct CatOptions {
 struct DetectOptions {
     std::vector<std::wstring> names;  // files, folders, patterns and URIs, TypedNames
     bool explain = false;             // say why
-    bool progress = false;            // as for cat
+    bool progress = false;            // as for play
 };
 
 // Prints one line for each file: its name, a tab, and the MIME types of its content by commas, or "-". Folders stand
-// for all files in them, and a last part with "*" or "?" for all that it matches. A file that can't be read, or a
-// pattern that matches nothing, is named on standard error, the others are gone on with, and the code is 1.
+// for all files in them, and a last part with "*" or "?" for all that it matches. A file that can't be read, or
+// not all that matters of it in time, or a pattern that matches nothing, is named on standard error, the others are
+// gone on with, and the code is 1.
 [[nodiscard]] int Detect(const DetectOptions& options);
 
 // Prints how the filter takes a name apart, and what it would open. Nothing is opened.

@@ -75,7 +75,11 @@ void DetectOne(const CMimeDictionary& dictionary, const std::wstring& name, bool
     std::wstring text = ShownName(name) + L"\t" + MimeTypesText(answer.types) + L"\n";
     for (const std::wstring& line : answer.explanation)
         text += L"  " + line + L"\n";
+    if (IsTerminal(STD_OUTPUT_HANDLE))
+        CProgressLine::Wipe();
     Print(text);
+    if (answer.isCutShort)
+        throw CHostError(kCutShort);
 }
 
 }  // namespace
@@ -100,7 +104,7 @@ int Detect(const DetectOptions& options) {
     }
     std::reverse(names.begin(), names.end());
 
-    CProgressLine line(options.progress || (IsTerminal(STD_ERROR_HANDLE) && !IsTerminal(STD_OUTPUT_HANDLE)));
+    CProgressLine line(options.progress || IsTerminal(STD_ERROR_HANDLE));
     for (int files = 0; !names.empty();) {
         const std::wstring name = std::move(names.back());
         names.pop_back();

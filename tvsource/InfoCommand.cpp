@@ -34,14 +34,23 @@ bool LogEnvironment() {
     return log.kind != LogDestination::Kind::Nowhere;
 }
 
-// What the dictionary that the filter uses says of the content. Sets `code` when that can't be told.
-std::wstring MimeTypesOf(CSourceFilter& source, int& code) {
+// What the dictionary that the filter uses says of the content, and why that is not all, or nothing.
+struct MimeTypes {
+    std::wstring text;
+    std::wstring fault;  // empty: none
+    bool areKnown = false;
+};
+
+MimeTypes MimeTypesOf(CSourceFilter& source) {
     try {
         source.EnableDataFlow();
-        return MimeTypesText(CMimeDictionary(source.Folder()).Detect(source.Content().Get()).types);
+        const CMimeDictionary::Answer answer = CMimeDictionary(source.Folder()).Detect(source.Content().Get());
+        const std::wstring types = MimeTypesText(answer.types);
+        if (answer.isCutShort)
+            return {types + L" (" + kCutShort + L")", kCutShort, !answer.types.empty()};
+        return {types, {}, !answer.types.empty()};
     } catch (const CHostError& error) {
-        code = 1;
-        return L"not known: " + error.Text();
+        return {L"not known: " + error.Text(), error.Text()};
     }
 }
 
@@ -49,23 +58,33 @@ std::wstring MimeTypesOf(CSourceFilter& source, int& code) {
 int InfoOf(const CommonOptions& options, bool environment) {
     const std::wstring name = SourceName(options.name);
     CSourceFilter source(options.library);
-    int code = !environment || LogEnvironment() ? 0 : 1;
-    std::wstring mimeTypes;
+    bool isDone = !environment || LogEnvironment();
+    MimeTypes mime;
     {
         const COpeningLine opening(IsTerminal(STD_ERROR_HANDLE));
         source.Load(name, options.subtype);
-        mimeTypes = MimeTypesOf(source, code);
+        mime = MimeTypesOf(source);
     }
+    // The filter has looked at the content by itself, and a source may be slow or fail only now and then.
+    const auto typeText = [&](const StreamType& type) {
+        if (!mime.areKnown || !type.IsUnknown())
+            return TypeText(type);
+        mime.fault = L"the filter found no type: it could not tell in time or could not read, or has none for these";
+        return L"none (" + mime.fault + L")";
+    };
 
     const CSourceFilter::CurrentFile current = source.Current();
     const CSourceFilter::Length length = source.SourceLength();
     std::wstring text = L"File     " + ShownName(current.name) + L"\nLength   ";
     text += length.estimated ? L"not known (estimated)" : Format(L"%I64d bytes", length.total);
-    text += L"\nMIME     " + mimeTypes + L"\nType     " + TypeText(current.type) + L"\n";
+    text += L"\nMIME     " + mime.text + L"\nType     " + typeText(current.type) + L"\n";
     for (const StreamType& type : source.OfferedTypes())
-        text += L"Offers   " + TypeText(type) + L"\n";
+        text += L"Offers   " + typeText(type) + L"\n";
     Print(text);
-    return code;
+    if (!mime.fault.empty())
+        Complain(L"tvsource: " + ShownName(name) + L": " + mime.fault + L"\n");
+    isDone = isDone && mime.fault.empty();
+    return isDone ? 0 : 1;
 }
 
 }  // namespace

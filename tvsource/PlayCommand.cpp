@@ -80,8 +80,8 @@ int Play(const PlayOptions& options) {
     text += L"\nType     " + TypeText(graph->ConnectedType()) + L"\nParser   " + graph->ParserName() + L"\n";
     for (const std::wstring& stream : graph->Streams())
         text += L"Stream   " + stream + L"\n";
-    text += Format(L"Reads    %I64u, of %I64u bytes together\nTime     %.2f s\n", reads.reads, reads.bytes,
-                   elapsed.count());
+    text += Format(L"Reads    %I64u, of %I64u bytes together; %I64u came\nTime     %.2f s\n", reads.reads, reads.bytes,
+                   reads.delivered, elapsed.count());
     Print(text);
 
     if (result.ending == CPlayGraph::Ending::kErrorAbort) {

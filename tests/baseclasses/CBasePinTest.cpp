@@ -159,6 +159,32 @@ TEST_F(CBasePinTest, TypesAreTriedInTheDocumentedOrder) {
     ExpectConnected(2);
 }
 
+TEST_F(CBasePinTest, WhatAPinAndItsFilterAreAskedTheyTellInTheRightPlaceOnly) {
+    const std::wstring name(MAX_PIN_NAME, L'n');
+    CTestPin& named = sink->AddPin(name.c_str(), PINDIR_INPUT);
+    PIN_INFO info{};
+    EXPECT_EQ(S_OK, named.QueryPinInfo(&info));
+    EXPECT_EQ(sink.Get(), info.pFilter);
+    info.pFilter->Release();
+    EXPECT_EQ(name.substr(1), info.achName);
+    EXPECT_EQ(PINDIR_INPUT, info.dir);
+    LPWSTR id = nullptr;
+    EXPECT_EQ(S_OK, named.QueryId(&id));
+    EXPECT_EQ(name, id);
+    ::CoTaskMemFree(id);
+    const CMediaType one = TestType(1), two = TestType(2);
+    EXPECT_TRUE(output.QueryAccept(&one) == S_OK && output.QueryAccept(&two) == S_FALSE);
+    IPin* pin = &output;
+    for (const HRESULT hr :
+         {output.QueryPinInfo(nullptr), output.QueryDirection(nullptr), output.QueryId(nullptr),
+          output.QueryAccept(nullptr), output.CBasePin::EnumMediaTypes(nullptr), output.ConnectedTo(nullptr),
+          output.ConnectionMediaType(nullptr), output.Connect(nullptr, nullptr), source->GetState(0, nullptr),
+          source->GetSyncSource(nullptr), source->EnumPins(nullptr), source->FindPin(L"Output", nullptr),
+          source->FindPin(nullptr, &pin), source->QueryFilterInfo(nullptr), source->GetClassID(nullptr)})
+        EXPECT_EQ(E_POINTER, hr);
+    EXPECT_EQ(nullptr, pin);
+}
+
 // A parser's threads may ask who is connected while the graph holds the filter's lock for the connection that is being
 // made.
 TEST_F(CBasePinTest, QuestionsDoNotWaitForTheFilterLock) {

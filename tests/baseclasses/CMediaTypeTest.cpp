@@ -29,6 +29,12 @@ TEST_F(CMediaTypeTest, CopiesOwnTheirFormatBlockAndCountTheirUnknown) {
     }
     EXPECT_EQ(S_OK, type.Set(type));
     EXPECT_EQ(full, type);
+    BYTE* const block = type.Format();
+    EXPECT_EQ(block, type.AllocFormatBuffer(type.FormatLength())) << "it is large enough";
+    EXPECT_NE(nullptr, type.AllocFormatBuffer(8));
+    EXPECT_EQ(8u, type.FormatLength());
+    EXPECT_TRUE(!type.AllocFormatBuffer(0) && !type.Format() && type.FormatLength() == 0);
+    EXPECT_FALSE(type.SetFormat(nullptr, 1));
     type = TestType(2);
     EXPECT_EQ(1u, References(filter.Get()));
 }

@@ -1,4 +1,4 @@
-// A module's class factories.
+// A module's objects and class factories.
 #include "baseclasses/CClassFactory.h"
 #include "baseclasses/DllSetup.h"
 #include "tests/baseclasses/CTestFilter.h"
@@ -96,6 +96,27 @@ TEST_F(ModuleTest, AggregatedFilterIsMadeByItsUnknownOnlyAndCountsOnTheOuterObje
     EXPECT_EQ(outer->GetOwner(), identity.Get());
     ASSERT_EQ(S_OK, filter->FindPin(L"Output", &output));
     EXPECT_EQ(4u, References(outer.Get()));
+}
+
+// Refers to itself while it is destroyed, as an object does that takes itself out of others' lists.
+class CClingingObject final : public CUnknown, public IPersist {
+public:
+    explicit CClingingObject(int& destroyed) : CUnknown(L"clinging object", nullptr), m_destroyed(destroyed) {}
+    ~CClingingObject() override {
+        const ComPtr<IPersist> once = this, twice = this;
+        ++m_destroyed;
+    }
+    DECLARE_IUNKNOWN
+    STDMETHODIMP GetClassID(CLSID*) override { return E_NOTIMPL; }
+
+private:
+    int& m_destroyed;
+};
+
+TEST_F(ModuleTest, ReferencesTakenDuringDestructionDestroyNothingTwice) {
+    int destroyed = 0;
+    ComPtr<IPersist>(new CClingingObject(destroyed)).Reset();
+    EXPECT_EQ(1, destroyed);
 }
 
 }  // namespace

@@ -2,12 +2,12 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/CBstr.h"
 #include "diagnostics/CLogToFile.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CLogFileSetting.h"
 #include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTempFile.h"
 #include "tests/support/CTempFolder.h"
 
-#include <sstream>
 #include <thread>
 
 using namespace TKRuntimeLogger;
@@ -110,24 +110,44 @@ TEST_F(CLogToFileTest, OpenFileCanBeReadLockedRenamedAndDeleted) {
     EXPECT_TRUE(::DeleteFileW((path + L".old").c_str()));
 }
 
+ULONGLONG g_nowMs = 0;
+int g_locks = 0;
+DWORD g_lockError = 0;  // 0: locks are to be had
+decltype(&::LockFileEx) g_lock;
+ULONGLONG WINAPI HalfASecondLater() {
+    return g_nowMs += 500;
+}
+BOOL WINAPI CountLock(HANDLE file, DWORD flags, DWORD zero, DWORD low, DWORD high, LPOVERLAPPED where) {
+    ++g_locks;
+    return g_lockError == 0 ? g_lock(file, flags, zero, low, high, where) : (::SetLastError(g_lockError), FALSE);
+}
+
 // Each sink has opened the file by itself, as those of different modules and processes do.
-TEST_F(CLogToFileTest, WritersToOneFileAppendWholeLines) {
+TEST_F(CLogToFileTest, WritersTakeTurnsAndOneThatGetsNoLockWaitsOnceInAWhileAndNeverWhereThereAreNone) {
     setting.Set(path);
-    CLogToFile sinks[3];
-    std::vector<std::jthread> threads;
-    for (std::size_t writer = 0; writer < 6; ++writer)
-        threads.emplace_back([&sink = sinks[writer % 3], letter = static_cast<wchar_t>(L'a' + writer)] {
-            for (std::size_t length = 1; length <= 100; ++length)
-                Write(sink, std::wstring(length, letter));
-        });
-    threads.clear();
-    std::istringstream written(log.Contents());
-    std::vector<std::size_t> longest(6);
-    for (std::string line; std::getline(written, line);) {
-        const char letter = line.at(line.size() - 2);
-        EXPECT_EQ(Line(std::string(++longest.at(static_cast<std::size_t>(letter - 'a')), letter)), line + '\n');
+    const CImportHook clock("GetTickCount64", &HalfASecondLater), lock("LockFileEx", &CountLock, &g_lock);
+    ASSERT_TRUE(clock.IsSet() && lock.IsSet());
+    const struct {
+        DWORD error;
+        size_t sinks;
+        // The time that passes before each line, and how many locks are asked for until it is written.
+        std::vector<std::pair<ULONGLONG, int>> lines;
+    } cases[] = {{0, 3, {{0, 1}, {0, 1}, {0, 1}, {0, 1}}},
+                 {ERROR_LOCK_VIOLATION, 1, {{0, 5}, {0, 0}, {30'000, 1}, {0, 0}}},
+                 {ERROR_NOT_SUPPORTED, 1, {{0, 1}, {90'000, 0}}}};
+    std::string expected;
+    for (const auto& c : cases) {
+        CLogToFile sinks[3];
+        size_t next = 0;
+        g_lockError = c.error;
+        for (const auto& [passedMs, locks] : c.lines) {
+            g_nowMs += passedMs;
+            g_locks = 0;
+            EXPECT_EQ(S_OK, Write(sinks[next++ % c.sinks], L"text"));
+            EXPECT_EQ(locks, g_locks);
+            EXPECT_EQ(expected += Line("text"), log.Contents());
+        }
     }
-    EXPECT_EQ(std::vector<std::size_t>(6, 100), longest);
 }
 
 TEST_F(CLogToFileTest, ModuleOpensTheFileAtLoadAndClosesItAtUnload) {

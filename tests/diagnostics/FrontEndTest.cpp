@@ -36,9 +36,18 @@ TEST_F(FrontEndTest, RecordsGoOutAsTheyAreAndNullTextsAsNull) {
     WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
         api.Log(7, nullptr, nullptr, -1, nullptr, nullptr);
         api.Log(-7, L"", L"", 1, L"", L"");
+        api.LogExplicit(1, L"cat", 2, 3, L"file", 4, 5, L"func", L"flagged", 7);
+        api.LogExplicit(1, L"cat", 2, 3, L"file", 4, 5, L"func", L"not", 0);
+        LARGE_INTEGER before{}, frequency{};
+        ::QueryPerformanceCounter(&before);
+        ::QueryPerformanceFrequency(&frequency);
+        EXPECT_LE(before.QuadPart, api.GetTimestamp());
+        EXPECT_EQ(frequency.QuadPart, api.GetFrequency());
     });
     EXPECT_EQ((std::vector<LoggedRecord>{{7, kNullText, process, threadId, kNullText, -1, kNullText, kNullText},
-                                         {-7, L"", process, threadId, L"", 1, L"", L""}}),
+                                         {-7, L"", process, threadId, L"", 1, L"", L""},
+                                         {1, L"cat", 2, 3, L"file", 4, L"func", L"flagged 5 -1"},
+                                         {1, L"cat", 2, 3, L"file", 4, L"func", L"not 5 0"}}),
               logger->Records());
 }
 

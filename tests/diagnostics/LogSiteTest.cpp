@@ -3,6 +3,8 @@
 #include "tests/support/CRecordingLogger.h"
 
 #include <climits>
+#include <cwchar>
+#include <iterator>
 
 using namespace TKRuntimeLogger;
 
@@ -45,6 +47,15 @@ TEST(FormatLogStringTest, FormatsAsTheWindowsWidePrintfDoesWithoutALengthLimit) 
               FormatLogString(L"%s %S %d 0x%08X 100%%", L"wide", "narrow", -7, 0xABCDu));
     EXPECT_EQ(L"9223372036854775807", FormatLogString(L"%I64d", INT64_MAX));
     EXPECT_EQ(L"<" + longName + L">", FormatLogString(L"<%s>", longName.c_str()));
+}
+
+TEST(HResultTextTest, IsTheSystemsWithoutItsLastTwoCharacters) {
+    wchar_t text[300]{};
+    const auto code = static_cast<DWORD>(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT));  // has a placeholder
+    constexpr DWORD kFlags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    const DWORD length = ::FormatMessageW(kFlags, nullptr, code, 0x400, text, 300, nullptr);
+    ASSERT_GT(length, 2u);
+    EXPECT_EQ(std::wstring(text, length - 2), HResultText(static_cast<HRESULT>(code)));
 }
 
 TEST(SeverityNameTest, TheFiveSeveritiesHaveNamesAndNoOtherNumber) {
@@ -155,41 +166,47 @@ struct CQuietDescriptions final : CLongDescriptions {
 };
 
 TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
-    const std::pair<long, const wchar_t*> events[] = {
-        {1, L"0x00000001 / 1 (EC_COMPLETE)"},
-        {2, L"0x00000002 / 2 (EC_USERABORT)"},
-        {3, L"0x00000003 / 3 (EC_ERRORABORT)"},
-        {0x0A, L"0x0000000A / 10 (EC_VIDEO_SIZE_CHANGED)"},
-        {0x0D, L"0x0000000D / 13 (EC_CLOCK_CHANGED)"},
-        {0x0E, L"0x0000000E / 14 (EC_PAUSED)"},
-        {0x53, L"0x00000053 / 83 (EC_VMR_RENDERDEVICE_SET)"},
-        {0x8100, L"0x00008100 / 33024"},
-        {0x8101, L"0x00008101 / 33025 (EC_FILE_CURRENT_AUDIO_STREAM_NUM)"},
-        {0x8102, L"0x00008102 / 33026 (EC_FILE_CURRENT_SUBPIC_STREAM_NUM)"},
-        {0x8103, L"0x00008103 / 33027 (EC_FILE_AUDIO_STREAM_INFO)"},
-        {0x8104, L"0x00008104 / 33028 (EC_FILE_SUBPIC_STREAM_INFO)"},
-        {0x8105, L"0x00008105 / 33029 (EC_FILE_CURRENT_VIDEO_STREAM_NUM)"},
-        {0x8106, L"0x00008106 / 33030 (EC_FILE_VIDEO_STREAM_INFO)"},
-        {0x8107, L"0x00008107 / 33031 (EC_FILE_STREAM_INFO_COMPLETED)"},
-        {0x8108, L"0x00008108 / 33032 (EC_FILE_PROGRAM_INFO)"},
-        {0x8109, L"0x00008109 / 33033 (EC_FILE_CURRENT_PROGRAM_NUM)"},
-        {0x810A, L"0x0000810A / 33034 (EC_FILE_SCRAMBLED)"},
-    };
-    const std::pair<unsigned long, const wchar_t*> results[] = {
-        {0x80004005, L"0x80004005 / -2147467259 (E_FAIL (Generic error))"},
-        {0x8007000E, L"0x8007000E / -2147024882 (E_OUTOFMEMORY (Out of memory))"},
-        {0x8000FFFF, L"0x8000FFFF / -2147418113 (E_UNEXPECTED (Unexpected error))"},
-        {0x80070057, L"0x80070057 / -2147024809 (E_INVALIDARG (Invalid Argument))"},
-        {0x80004003, L"0x80004003 / -2147467261 (E_POINTER (Invalid pointer))"},
-        {0x8876017C, L"0x8876017C / -2005532292 (D3DERR_OUTOFVIDEOMEMORY (Out of video memory))"},
-        {0, L"0x00000000 / 0"},
+    const long events[] = {1,      2,      3,      0x0A,   0x0D,   0x0E,   0x53,   0x8101, 0x8102,
+                           0x8103, 0x8104, 0x8105, 0x8106, 0x8107, 0x8108, 0x8109, 0x810A, 0x8100};
+    const wchar_t* const eventNames[] = {L"COMPLETE",
+                                         L"USERABORT",
+                                         L"ERRORABORT",
+                                         L"VIDEO_SIZE_CHANGED",
+                                         L"CLOCK_CHANGED",
+                                         L"PAUSED",
+                                         L"VMR_RENDERDEVICE_SET",
+                                         L"FILE_CURRENT_AUDIO_STREAM_NUM",
+                                         L"FILE_CURRENT_SUBPIC_STREAM_NUM",
+                                         L"FILE_AUDIO_STREAM_INFO",
+                                         L"FILE_SUBPIC_STREAM_INFO",
+                                         L"FILE_CURRENT_VIDEO_STREAM_NUM",
+                                         L"FILE_VIDEO_STREAM_INFO",
+                                         L"FILE_STREAM_INFO_COMPLETED",
+                                         L"FILE_PROGRAM_INFO",
+                                         L"FILE_CURRENT_PROGRAM_NUM",
+                                         L"FILE_SCRAMBLED",
+                                         nullptr};
+    const unsigned long results[] = {0x80004005, 0x8007000E, 0x8000FFFF, 0x80070057, 0x80004003, 0x8876017C, 0};
+    const wchar_t* const resultNames[] = {L"FAIL (Generic error)",
+                                          L"OUTOFMEMORY (Out of memory)",
+                                          L"UNEXPECTED (Unexpected error)",
+                                          L"INVALIDARG (Invalid Argument)",
+                                          L"POINTER (Invalid pointer)",
+                                          L"OUTOFVIDEOMEMORY (Out of video memory)",
+                                          nullptr};
+    const auto described = [](unsigned long code, const std::wstring& prefix, const wchar_t* name) {
+        wchar_t number[40]{};
+        std::swprintf(number, 40, L"0x%08lX / %ld", code, static_cast<long>(code));
+        return number + (name ? L" (" + prefix + name + L")" : L"");
     };
     CPublishedLogger published;
     OnNewThread([&] {
-        for (const auto& [code, text] : events)
-            EXPECT_EQ(text, DShowEventDescriptions()(code));
-        for (const auto& [code, text] : results)
-            EXPECT_EQ(text, HresultDescriptions().Describe(static_cast<long>(code)));
+        for (size_t i = 0; i < std::size(events); ++i)
+            EXPECT_EQ(described(static_cast<unsigned long>(events[i]), L"EC_", eventNames[i]),
+                      DShowEventDescriptions()(events[i]));
+        for (size_t i = 0; i < std::size(results); ++i)
+            EXPECT_EQ(described(results[i], results[i] == 0x8876017C ? L"D3DERR_" : L"E_", resultNames[i]),
+                      HresultDescriptions().Describe(static_cast<long>(results[i])));
         EXPECT_EQ(L"{73646976-0000-0010-8000-00AA00389B71}",
                   GuidDescriptions()(GUID{0x73646976, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}}));
         EXPECT_EQ(L"0x00000001 / 1", CQuietDescriptions(L"kind", true)(1));

@@ -1,9 +1,10 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/CDiagnosticRegistration.h"
 #include "diagnostics/ComBoundary.h"
+#include "diagnostics/LateLoad.h"
+#include "diagnostics/LongPath.h"
 #include "tests/support/CSecondCall.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/CTempFolder.h"
 
 #include <algorithm>
 #include <optional>
@@ -59,10 +60,62 @@ TEST(DiagnosticRegistrationTest, ListsExactlyTheLiveObjectsTheNewestFirst) {
     look();
     EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); },
                             [] { const CDiagnosticRegistration another(nullptr, nullptr, nullptr); }));
+    std::optional<CDiagnosticRegistration> another(std::in_place, nullptr, nullptr, nullptr);
+    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); }, [&] { another.reset(); }));
+    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); },
+                            [] { (void)CDiagnosticRegistration::LiveCount(); }));
     for (const std::size_t gone : {1u, 2u, 0u}) {  // from the middle, from the front, and the last
         entries[gone].reset();
         std::erase(expected, &objects[gone]);
         look();
+    }
+}
+
+TEST(LongPathTest, APathIsMadeFullAndALongOneGetsThePrefixThatItsKindNeeds) {
+    const std::wstring folder = std::filesystem::current_path().wstring() + L"\\", name(250, L'x');
+    const std::pair<std::wstring, std::wstring> fullPaths[] = {
+        {L"a/../b", folder + L"b"}, {name, folder + name}, {LR"(\\?\C:\a\..\b)", LR"(\\?\C:\a\..\b)"}, {L"", L""}};
+    for (const auto& [path, full] : fullPaths)
+        EXPECT_EQ(full, FullPathOf(path));
+    const std::wstring longest(MAX_PATH - 4, L'x');  // behind a drive
+    const std::pair<std::wstring, std::wstring> openable[] = {{L"C:\\", L"C:\\"},
+                                                              {L"C:\\x", LR"(\\?\C:\x)"},
+                                                              {LR"(\\server\)", LR"(\\?\UNC\server\)"},
+                                                              {LR"(\\?\C:\)", LR"(\\?\C:\)"},
+                                                              {LR"(\\.\)", LR"(\\.\)"}};
+    for (const auto& [path, opens] : openable)
+        EXPECT_EQ(opens + longest, OpenablePath(path + longest));
+}
+
+std::wstring BuiltModule() {
+    const std::string bin = TV_BIN_DIR;
+    return std::filesystem::absolute(bin + "/diagnostics_module.dll").make_preferred().wstring();
+}
+
+// A system that knows no search flags, as Windows 7 was made.
+HMODULE WINAPI LoadWithoutFlags(const wchar_t* name, HANDLE file, DWORD flags) {
+    if ((flags & ~DWORD{LOAD_WITH_ALTERED_SEARCH_PATH}) == 0)
+        return ::LoadLibraryExA(std::filesystem::path(name).string().c_str(), file, flags);
+    ::SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+}
+
+TEST(LateLoadTest, ABareNameIsLookedForWhereTheApplicationAndTheSystemAreAndAPathWhereItLeads) {
+    CTempFolder folder;
+    const std::wstring planted = folder.Copy(BuiltModule(), L"tvt_planted.dll");
+    const CCurrentFolder current(folder.Path());
+    ASSERT_TRUE(CAutoLibrary(::LoadLibraryW(L"tvt_planted.dll"))) << "the platform's own search finds it";
+    for (const bool old : {false, true}) {
+        SCOPED_TRACE(old);
+        const CImportHook loader("LoadLibraryExW", old ? &LoadWithoutFlags : &::LoadLibraryExW);
+        ASSERT_TRUE(loader.IsSet());
+        for (const wchar_t* name : {L"tvt_planted.dll", L"tvt_planted", L".\\tvt_planted.dll", L"tvt_no_such.dll", L""})
+            EXPECT_FALSE(LateLoad(name)) << name;
+        EXPECT_TRUE(LateLoad(planted.c_str()));
+        EXPECT_TRUE(LateLoad(L"diagnostics_module.dll")) << "beside the program";
+        EXPECT_TRUE(LateLoad(L"version.dll")) << "the system's";
+        EXPECT_FALSE(LateLoad((planted.substr(2)).c_str())) << "of the current drive";
+        EXPECT_EQ(nullptr, ::GetModuleHandleW(L"tvt_planted.dll"));
     }
 }
 

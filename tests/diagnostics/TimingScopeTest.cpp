@@ -34,6 +34,7 @@ TEST(ProfileTest, DurationsAreSecondsAndTheFirstIsAlwaysZero) {
         profile.function = L"Durations";
         for (const LONGLONG seconds : {1'000'000, 3, -1, 2})  // clocks may step back
             RecordElapsed(profile, seconds * ThreadLogger()->GetFrequency());
+        EXPECT_EQ(4u, profile.exitsSinceReport.load());
         ReportProfile(profile);
         ReportProfile(profile);
     });
@@ -62,6 +63,12 @@ TEST(CollectorTest, ReportsEveryProfileAfterEverGrowingIntervals) {
         }
     });
     EXPECT_EQ((std::vector{1, 2, 4, 7, 11, 16, 22}), reports);
+
+    const auto change = [&, profile = new CProfile] { collector.AddProfile(profile); };
+    EXPECT_FALSE(EndsBeside(change, [&] { collector.ReportAll(); }));
+    CProfile gone;
+    EXPECT_FALSE(EndsBeside([&, profile = new CProfile] { collector.AddProfile(profile); },
+                            [&] { collector.RemoveProfile(&gone); }));
 }
 
 void TwoSites(bool leaveByException) {

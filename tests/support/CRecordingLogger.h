@@ -53,10 +53,6 @@ struct LoggedProfile {
     bool operator==(const LoggedProfile&) const = default;
 };
 
-// The arguments of LogExplicit, in order.
-using LoggedExplicit =
-    std::tuple<LONG, std::wstring, ULONG, ULONG, std::wstring, LONG, ULONG, std::wstring, std::wstring, VARIANT_BOOL>;
-
 // Threads: any. Calls may throw where a script says so.  Lifetime: that of its references.
 class CRecordingLogger final : public CTestObject<ITKRuntimeLogger, ITKRuntimeLoggerQuestion, ITKRuntimeLoggerDump> {
 public:
@@ -73,7 +69,6 @@ public:
     // With the second text.
     [[nodiscard]] std::vector<std::pair<LoggedRecord, std::wstring>> Questions() const { return Copy(m_questions); }
     [[nodiscard]] std::vector<LoggedProfile> Profiles() const { return Copy(m_profiles); }
-    [[nodiscard]] std::vector<LoggedExplicit> Explicits() const { return Copy(m_explicits); }
     // Of the records.
     [[nodiscard]] std::vector<std::wstring> Messages() const {
         std::vector<std::wstring> messages;
@@ -108,10 +103,12 @@ public:
         return Keep(m_profiles, {severity, Text(category), processId, Text(file), line, Text(function), Text(message),
                                  count, first, maximum, total});
     }
+    // A record whose message has the third value and the flag behind it.
     STDMETHODIMP LogExplicit(LONG severity, BSTR category, ULONG value1, ULONG value2, BSTR file, LONG line,
                              ULONG value3, BSTR function, BSTR message, VARIANT_BOOL flag) override {
-        return Keep(m_explicits, {severity, Text(category), value1, value2, Text(file), line, value3, Text(function),
-                                  Text(message), flag});
+        LoggedRecord record = Record(severity, category, value1, value2, file, line, function, message);
+        record.message += L" " + std::to_wstring(value3) + L" " + std::to_wstring(flag);
+        return Keep(m_records, std::move(record));
     }
 
     // ITKRuntimeLoggerQuestion
@@ -154,7 +151,6 @@ private:
     std::vector<LoggedRecord> m_records, m_dumps;
     std::vector<std::pair<LoggedRecord, std::wstring>> m_questions;
     std::vector<LoggedProfile> m_profiles;
-    std::vector<LoggedExplicit> m_explicits;
 };
 
 // Publishes a logger for as long as it lives. Enters the multithreaded apartment on its thread for that time.

@@ -7,6 +7,7 @@
 //   .huge        that claims to be longer than a media sample's times can tell
 //   .unreadable  whose reads all fail
 //   .stuck       whose ninth and tenth reads fail, and whose later ones never end
+//   .felled      whose ninth read never ends, and whose filter tells the graph of an error then
 //   .refused     that can't be opened: the server wants credentials
 //   .opened      that can be opened, and yet can't be loaded
 //   .older       that can't be opened, by a filter that doesn't say why
@@ -16,6 +17,8 @@
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "tests/support/CScriptedStream.h"
+
+#include <evcode.h>
 
 #include <filesystem>
 #include <fstream>
@@ -71,6 +74,8 @@ public:
             m_stream.BreakAt(kind == L".broken" ? 1 : 0);
         for (int read = 8; kind == L".stuck" && read < 1000; ++read)
             m_stream.On(CScriptedStream::kRead, read, {.result = STG_E_READFAULT, .holds = read > 9});
+        if (kind == L".felled")
+            m_stream.OnEachRead([this](ULONG) { FellGraphAtTheNinthRead(); });
         ComPtr<ITavelIStreamFileSource> source;
         const HRESULT hr = QueryInterface(IID_PPV_ARGS(&source));
         AM_MEDIA_TYPE foreign{};
@@ -91,12 +96,28 @@ public:
     }
 
 private:
-    void SayWhoCountsSamples() {
+    ComPtr<IBaseFilter> Filter() {
         ComPtr<IBaseFilter> filter;
+        m_inner->NonDelegatingQueryInterface(__uuidof(IBaseFilter), reinterpret_cast<void**>(filter.GetAddressOf()));
+        return filter;
+    }
+
+    void FellGraphAtTheNinthRead() {
+        if (++m_reads < 9)
+            return;
+        FILTER_INFO info{};
+        ComPtr<IMediaEventSink> sink;
+        Filter()->QueryFilterInfo(&info);
+        info.pGraph->QueryInterface(IID_PPV_ARGS(&sink));
+        sink->Notify(EC_ERRORABORT, STG_E_READFAULT, 0);
+        ::Sleep(INFINITE);
+    }
+
+    void SayWhoCountsSamples() {
+        const ComPtr<IBaseFilter> filter = Filter();
         ComPtr<IPin> pin;
         ComPtr<ITavelSampleReferences> references;
         BOOL uncounted = FALSE;
-        m_inner->NonDelegatingQueryInterface(__uuidof(IBaseFilter), reinterpret_cast<void**>(filter.GetAddressOf()));
         if (FAILED(filter->FindPin(L"Output", &pin)) || FAILED(pin.As(&references)) ||
             FAILED(references->GetUncountedSamples(&uncounted)))
             return;
@@ -107,6 +128,7 @@ private:
 
     HRESULT m_openResult = E_UNEXPECTED;
     CScriptedStream m_stream;
+    int m_reads = 0;
     CUnknown* const m_inner;
 };
 

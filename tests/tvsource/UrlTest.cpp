@@ -95,15 +95,6 @@ TEST_F(Url, ThatCannotBeOpenedIsAskedForOnce) {
     ExpectRun(RunHost({L"detect", server.Url(L"/a", L"me:wrong@")}), 1, {"the server refused the credentials"});
 }
 
-TEST_F(Url, ThatCannotBeReadHasNoTypeButAReason) {
-    server.Serve("/a", {.bytes = contents, .script = [&, answers = 0](auto&) mutable {
-                            if (answers++ > 0)
-                                server.Serve("/a", {.status = 410});
-                            return CHttpServer::Misbehaviour{Fault::kClose, 0};
-                        }});
-    ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {"Cannot read it: 0x8019019A (gone, HTTP status 410)"});
-}
-
 TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
     server.Serve("/a", {.bytes = contents, .script = [](auto&) {
                             return CHttpServer::Misbehaviour{Fault::kStall, -1};
@@ -126,12 +117,17 @@ TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
     EXPECT_EQ(contents, run.out);
 }
 
-TEST_F(Url, ThatBreaksOffIsNoEndOfTheData) {
-    server.Serve("/a", {.bytes = contents, .script = [&, answers = 0](auto&) mutable {
-                            if (answers++ > 0)
-                                server.Serve("/a", {.status = 410});
-                            return CHttpServer::Misbehaviour{Fault::kClose, 200'000};
-                        }});
+TEST_F(Url, ThatBreaksOffHasAReasonAndIsNoEndOfTheData) {
+    const auto serveUpTo = [&](LONGLONG end) {
+        server.Serve("/a", {.bytes = contents, .script = [&, end, answers = 0](auto&) mutable {
+                                if (answers++ > 0)
+                                    server.Serve("/a", {.status = 410});
+                                return CHttpServer::Misbehaviour{Fault::kClose, end};
+                            }});
+    };
+    serveUpTo(0);
+    ExpectRun(RunHost({L"detect", server.Url(L"/a")}), 1, {"Cannot read it: 0x8019019A (gone, HTTP status 410)"});
+    serveUpTo(200'000);
     const HostRun run = RunWithFilter(L"cat", {L"--type", L"WAVE", server.Url(L"/a")});
     ExpectRun(run, 1, {"could not be read beyond byte ", " of 300000: 0x8", "(gone, HTTP status 410)"});
     EXPECT_TRUE(contents.starts_with(run.out) && run.out.size() > 100'000) << run.out.size();
@@ -195,6 +191,37 @@ TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
         EXPECT_EQ(requests, stalling.Requests().size()) << "it has waited for the server until it asked again";
         EXPECT_EQ(130u, run.exitCode) << Utf8(command[0]) << run.err;
     }
+}
+
+TEST_F(Url, BehindAFileStandsWithItsCountBelowTheLinesOnATerminal) {
+    server.Serve("/a", {.bytes = BytesOf(MediaFile(L"tone.wav")), .script = [](auto&) {
+                            return CHttpServer::Misbehaviour{Fault::kStall, -1};
+                        }});
+    folder.Write("x", L"x");
+    const COwnConsole console;
+    const CCurrentFolder current(folder.Path());
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    const CAutoHandle screen(::CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                           &inherit, OPEN_EXISTING, 0, nullptr));
+    const auto line = [&](SHORT row) {
+        char text[60]{};
+        DWORD read = 0;
+        EXPECT_TRUE(::ReadConsoleOutputCharacterA(screen.Get(), text, sizeof text, {0, row}, &read));
+        const std::string shown(text, read);
+        return shown.substr(0, shown.find_last_not_of(' ') + 1);
+    };
+    const HostRun run = RunHost({L"detect", L"x", server.Url(L"/a")}, BuiltFile(L"tvsource.exe"),
+                                [&] {
+                                    EXPECT_TRUE(server.WaitForStall());
+                                    EXPECT_EQ("x       -", line(0));
+                                    EXPECT_EQ("file 2", line(1));
+                                    server.ReleaseStalls();
+                                },
+                                {.out = screen.Get(), .err = screen.Get()});
+    EXPECT_EQ(0u, run.exitCode);
+    EXPECT_EQ("x       -", line(0));
+    EXPECT_TRUE(line(1).starts_with("http://") && line(1).ends_with("audio/wav")) << line(1);
+    EXPECT_EQ("", line(2));
 }
 
 }  // namespace

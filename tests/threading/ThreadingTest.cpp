@@ -1,0 +1,136 @@
+#include "diagnostics/CAutoDestructor.h"
+#include "tests/support/CImportHook.h"
+#include "tests/support/CTestApartment.h"
+#include "threading/CBoostThreadRunner.h"
+#include "threading/CComThreadRunnableAdapter.h"
+
+#include <future>
+#include <stdexcept>
+
+namespace {
+
+const char* g_name;  // the last that a debugger would have seen
+int g_removals = 0;
+ULONG(WINAPI* g_remove)(PVOID);
+
+LONG CALLBACK WatchThreadNames(EXCEPTION_POINTERS* exception) {
+    const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+    const ULONG_PTR* const words = record.ExceptionInformation;
+    if (record.ExceptionCode == 0x406D1388 && record.NumberParameters == 4 && words[0] == 0x1000 &&
+        words[2] == 0xFFFFFFFF && words[3] == 0)
+        g_name = reinterpret_cast<const char*>(words[1]);
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+ULONG WINAPI CountRemoval(PVOID handler) {
+    return ++g_removals, g_remove(handler);
+}
+
+uintptr_t __cdecl NoThread(void*, unsigned, unsigned(__stdcall*)(void*), void*, unsigned, unsigned*) {
+    return ::SetLastError(ERROR_NOT_ENOUGH_MEMORY), 0;
+}
+DWORD WINAPI NoWait(HANDLE, DWORD) {
+    return ::SetLastError(ERROR_ACCESS_DENIED), WAIT_FAILED;
+}
+
+// Needs more stack than threads have by default.
+struct CWaitingRunnable final : IThreadRunnable {
+    int Run() override {
+        volatile char frame[4 << 20];
+        for (size_t i = 0; i < sizeof frame; i += 4096)
+            frame[i] = 1;
+        ::SignalObjectAndWait(begun.Get(), end.Get(), INFINITE, FALSE);
+        return E_UNEXPECTED;
+    }
+    CAutoHandle begun{::CreateEventW(nullptr, FALSE, FALSE, nullptr)},
+        end{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+};
+
+TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnotherAndCanTryAgainWhatFailed) {
+    g_removals = 0;
+    void* const watch = ::AddVectoredExceptionHandler(1, WatchThreadNames);
+    const CImportHook removals("RemoveVectoredExceptionHandler", &CountRemoval, &g_remove);
+    CWaitingRunnable runnable;
+    CRunnableThread thread;
+    DWORD exitCode = 99;
+    EXPECT_TRUE(thread.GetExitCode(&exitCode) && exitCode == 0 && thread.GetLastError() == 0) << "none was joined";
+    thread.Init(&runnable, "MTA worker", 8 << 20);
+    for (const bool fails : {true, false}) {
+        if (fails) {
+            const CImportHook hook("_beginthreadex", &NoThread);
+            ASSERT_TRUE(hook.IsSet());
+            EXPECT_FALSE(thread.Start() || thread.IsRunning() || thread.Join(0));
+            EXPECT_EQ(DWORD{ERROR_NOT_ENOUGH_MEMORY}, thread.GetLastError());
+        }
+        ASSERT_TRUE(thread.Start());
+        ::WaitForSingleObject(runnable.begun.Get(), INFINITE);
+        const HANDLE handle = thread.GetHandle();
+        EXPECT_STREQ("MTA worker", g_name);
+        EXPECT_FALSE(thread.Start() || thread.Join(0) || thread.GetExitCode(&exitCode));
+        ::SetEvent(runnable.end.Get());
+        if (fails) {
+            const CImportHook hook("WaitForSingleObject", &NoWait);
+            ASSERT_TRUE(hook.IsSet());
+            EXPECT_FALSE(thread.Join(INFINITE) || thread.GetExitCode(&exitCode));
+            EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, thread.GetLastError());
+        }
+        EXPECT_EQ(handle, thread.GetHandle());
+        EXPECT_TRUE(thread.Join(INFINITE) && !thread.IsRunning() && thread.GetExitCode(&exitCode));
+        EXPECT_EQ(static_cast<DWORD>(E_UNEXPECTED), exitCode);
+        DWORD flags = 0;
+        EXPECT_FALSE(::GetHandleInformation(handle, &flags)) << "the handle stays open";
+    }
+    EXPECT_EQ(2, g_removals) << "no thread leaves the handler of its name's exception";
+    thread.Init(&runnable, nullptr, 0);
+    EXPECT_TRUE(thread.GetExitCode(&exitCode) && exitCode == 0 && thread.GetLastError() == 0);
+    ::RemoveVectoredExceptionHandler(watch);
+}
+
+TEST(CBoostThreadRunnerTest, RunsItsCallableThoughASecondStartIsRefused) {
+    std::promise<int> result;
+    const auto answer = result.get_future().share();
+    CBoostThreadRunner runner(nullptr);
+    EXPECT_THROW(runner.Run(), std::exception);
+    ASSERT_TRUE(runner.Start([&] { return answer.get(); }));
+    EXPECT_FALSE(runner.Start([] { return 2; }) || runner.Join(0));
+    EXPECT_EQ(WAIT_TIMEOUT, ::WaitForSingleObject(runner.GetHandle(), 0));
+    result.set_value(-5);
+    ASSERT_TRUE(runner.Join(10'000));
+    DWORD exitCode = 99;
+    EXPECT_TRUE(runner.GetExitCode(&exitCode));
+    EXPECT_EQ(-5, static_cast<int>(exitCode));
+    EXPECT_EQ(-5, runner.Run()) << "the refused callable has not come in its place";
+}
+
+// The kind of apartment that the calling thread is in; APTTYPE_CURRENT: in none. All single-threaded ones are alike.
+APTTYPE Apartment() {
+    APTTYPE type{};
+    APTTYPEQUALIFIER qualifier{};
+    if (FAILED(::CoGetApartmentType(&type, &qualifier)) || qualifier == APTTYPEQUALIFIER_IMPLICIT_MTA)
+        return APTTYPE_CURRENT;
+    return type == APTTYPE_MAINSTA ? APTTYPE_STA : type;
+}
+
+struct CBody {
+    HRESULT Work() { return apartment = Apartment(), S_FALSE; }
+    HRESULT Throw() { throw std::runtime_error("body"); }
+
+    APTTYPE apartment = APTTYPE_NA;
+};
+using Adapter = CComThreadRunnableAdapter<CBody>;
+
+TEST(CComThreadRunnableAdapterTest, BodyRunsInTheApartmentThatWasAskedForAndTheThreadIsLeftAsItWas) {
+    for (const auto& [flags, kind] :
+         {std::pair{COINIT_MULTITHREADED, APTTYPE_MTA}, {COINIT_APARTMENTTHREADED, APTTYPE_STA}}) {
+        CBody body;
+        EXPECT_EQ(S_FALSE, Adapter(&body, &CBody::Work, flags).Run());
+        EXPECT_EQ(kind, body.apartment);
+        EXPECT_THROW(Adapter(&body, &CBody::Throw, flags).Run(), std::runtime_error);
+        EXPECT_EQ(APTTYPE_CURRENT, Apartment());
+    }
+    const CTestApartment other(COINIT_APARTMENTTHREADED);
+    CBody body;
+    EXPECT_EQ(RPC_E_CHANGED_MODE, Adapter(&body, &CBody::Work, COINIT_MULTITHREADED).Run());
+    EXPECT_EQ(APTTYPE_NA, body.apartment) << "ran in another kind of apartment";
+}
+
+}  // namespace
