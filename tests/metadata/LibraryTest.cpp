@@ -88,7 +88,7 @@ TEST(LibraryTest, AFailureIsToldAsTheSourceGaveIt) {
     EXPECT_EQ(S_OK, resultOf(&source));
     source.On(CScriptedStream::kRead, 1, {.result = HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION)});
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION), resultOf(&source));
-    source.On(CScriptedStream::kSeek, 1, {.result = STG_E_ACCESSDENIED});
+    source.On(CScriptedStream::kSeek, 0, {.result = STG_E_ACCESSDENIED});
     EXPECT_EQ(STG_E_ACCESSDENIED, resultOf(&source));
     EXPECT_EQ(E_POINTER, resultOf(nullptr));
 }
