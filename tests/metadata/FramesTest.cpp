@@ -180,9 +180,9 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
            Filling(257) + "ustar" + Layer3(20), "RIFF1234QLCM" + Layer3(20));
     Expect(L"audio/mpeg", program.substr(0, 80) + Layer3(20), "BM" + x + Layer3(20), "QLCM" + Layer3(20));
     // One frame behind a few other bytes: its checksum tells.
-    const std::filesystem::path samples(TV_TEST_SAMPLES "/audio-x-ac3");
     for (const auto& [name, bytes] : {std::pair("frames.ac3", 256), std::pair("frames.eac3", 128)}) {
-        const std::string frame = SampleContent(samples / name).substr(0, static_cast<size_t>(bytes));
+        const std::string frame =
+            Sample{kSamples / "audio-x-ac3" / name}.Content().substr(0, static_cast<size_t>(bytes));
         Expect(L"audio/x-ac3", x + frame, "x" + Swapped(frame), Filling(1024) + frame);
         Expect(kNothing, x + frame + "x", x + frame.substr(0, frame.size() - 1), Filling(1025) + frame,
                x + frame.substr(0, frame.size() - 1) + "x", x + frame.substr(0, 99) + "x" + frame.substr(100));
