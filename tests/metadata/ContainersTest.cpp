@@ -48,7 +48,8 @@ TEST(ContainersTest, BoxesTellSoundFromPictures) {
            brand("mp42", "mif1") + media, Box("wide", "") + Box("free", ""), media,
            Box("moof", Box("junk", "")) + media);
     Expect(L"audio/quicktime", brand("qt  ") + Box("moov", sound), Box("moov", sound));
-    Expect(L"video/quicktime", Box("moov", both), Box("wide", "") + media, Box("moov", Box("cmov", "packed")));
+    Expect(L"video/quicktime", Box("moov", both), Box("wide", "") + "\0\0\0\0mdat"s, Box("wide", "") + media,
+           Box("moov", Box("cmov", "packed")));
     // No brand that is cut off counts, and no movie with more boxes than are looked at is one of sound alone.
     Expect(kNothing, Box("ftyp", "isom\0\0\2\0isom"s, 4));
     Expect(kVideo, kBrand + Box("moov", sound + Repeat(2000, Box("free", ""))));
@@ -99,7 +100,8 @@ TEST(ContainersTest, TracksOfMatroskaTellSoundFromPictures) {
                        Tracks({2}).substr(8) + cluster);
     Expect(kNothing, Ebml("matroskx") + Element(kSegment, Tracks({2})),
            ebml + Repeat(5, Element(kVoid, "fill")) + Element(kSegment, Tracks({2})),
-           Ebml("webmx") + Element(kSegment, Tracks({2})), ebml + cluster);
+           Ebml("webmx") + Element(kSegment, Tracks({2})), ebml + cluster,
+           ebml + "\x08" + Element(kSegment, Tracks({2})));
     Expect(kAudio, Ebml("webm\0\0"s) + Element(kSegment, Tracks({2})),
            ebml + Repeat(4, Element(kVoid, "fill")) + Element(kSegment, Tracks({2})));
 }
@@ -231,7 +233,9 @@ TEST(ContainersTest, HeadersWithFieldsThatCannotBeAreNone) {
 
     Expect(L"audio/midi", midi(2, 1, track), midi(0, 1, Repeat(8, other) + track, 8));
     Expect(kNothing, midi(0, 1, Repeat(9, other) + track), midi(3, 1, track), midi(1, 0, track), midi(1, 1, track, 5),
-           midi(1, 1, "\1" + track), Chunk("RIFF", "RMID" + Chunk("DISP", track)));
+           midi(1, 1, "\1" + track), Chunk("RIFF", "RMID" + Chunk("DISP", track)),
+           Chunk("RIFX", "RMID" + Chunk("data", midi(2, 1, track))),
+           Chunk("RIFF", "RMIX" + Chunk("data", midi(2, 1, track))));
 
     Expect(L"audio/wav", wave(std::string(14, '\1'), "BW64"), wave(subtype + Guid(1, 0, 16, 0x800000AA00389B71)),
            Chunk("RIFF", "WAVE" + Repeat(999, Chunk("JUNK", "")) + Chunk("fmt ", std::string(16, '\1'))));
