@@ -150,8 +150,9 @@ TEST(FramesTest, FramesLinkUpAndAgreeOrAreNone) {
            Repeat(2, DtsExtension(10)) + x);
     Expect(kNothing, Repeat(2, DtsExtension(9)) + x, Repeat(2, Dts(95)), Repeat(2, Dts(1024, 4)),
            Repeat(2, Dts(1024, 15, 30)), FreeFormat(1, 40), FreeFormat(3, 800), Repeat(3, Mpeg(650, 3, 1, 0, 0)) + x);
-    Expect(L"audio/x-aac", Adif(1, 0, 4, 0x100), Adif(0, 128'000, 12, 1), Adif(0, 1 << 22, 12, 1));
-    Expect(kNothing, Adif(0, 0, 4, 1), Adif(1, 0, 13, 1), Adif(1, 0, 4, 0));
+    Expect(L"audio/x-aac", Adif(1, 0, 4, 0x100), Adif(0, 128'000, 12, 1), Adif(0, 1 << 22, 12, 1),
+           Repeat(8, Id3(0)) + Adif(1, 0, 4, 1));
+    Expect(kNothing, Repeat(9, Id3(0)) + Adif(1, 0, 4, 1), Adif(0, 0, 4, 1), Adif(1, 0, 13, 1), Adif(1, 0, 4, 0));
     Expect(L"audio/mp2", FreeFormat(2, 800));
     Expect(L"audio/mpeg", FreeFormat(1, 650));
 }
