@@ -38,7 +38,7 @@ TEST(ContainersTest, BoxesTellSoundFromPictures) {
            kBrand + media + "junk moov junk" + Box("moov", Box("junk", "") + sound) + Box("moof", ""),
            brand("M4A ") + Box("moov", Track("vide")), brand("3gp6") + media, brand("3g2a") + media,
            brand("what", "mp42") + media, brand("mp42", "mif1") + Box("moov", both),
-           Box("moof", Box("mfhd", "\0\0\0\0\0\0\0\1"s)) + media);
+           brand("mp42") + Box("mif1", "") + Box("moov", both), Box("moof", Box("mfhd", "\0\0\0\0\0\0\0\1"s)) + media);
     Expect(kAudio, kBrand + media + "junk behind" + Box("moov", sound),
            kBrand + media + std::string(60'000, 'j') + Box("moov", sound),
            kBrand + Box("mdat", std::string(300'000, 'm')) + Box("moov", sound),

@@ -152,7 +152,8 @@ TEST(FramesTest, FramesLinkUpAndAgreeOrAreNone) {
            Repeat(2, Dts(1024, 15, 30)), FreeFormat(1, 40), FreeFormat(3, 800), Repeat(3, Mpeg(650, 3, 1, 0, 0)) + x);
     Expect(L"audio/x-aac", Adif(1, 0, 4, 0x100), Adif(0, 128'000, 12, 1), Adif(0, 1 << 22, 12, 1),
            Repeat(8, Id3(0)) + Adif(1, 0, 4, 1));
-    Expect(kNothing, Repeat(9, Id3(0)) + Adif(1, 0, 4, 1), Adif(0, 0, 4, 1), Adif(1, 0, 13, 1), Adif(1, 0, 4, 0));
+    Expect(kNothing, Repeat(9, Id3(0)) + Adif(1, 0, 4, 1), Adif(0, 0, 4, 1), "ADIF of a logging program <EOH>",
+           Adif(1, 0, 13, 1), Adif(1, 0, 4, 0));
     Expect(L"audio/mp2", FreeFormat(2, 800));
     Expect(L"audio/mpeg", FreeFormat(1, 650));
 }
@@ -228,7 +229,8 @@ TEST(FramesTest, TransportPacketsWithFlawsAreFound) {
     Expect(kTs, changed(changed(Packets(5), 3, 3, 0x30), 3, 4, 182));
     Expect(kTs, changed(changed(Packets(5), 3, 3, 0x20), 3, 4, 183));
     Expect(kNothing, Packets(2) + std::string(376, 'x') + Packets(3));  // two in a row that aren't right
-    Expect(kTs, Packets(4, 188, false) + Packet(0x1FFF));
+    Expect(kTs, Packets(4, 188, false) + Packet(0x1FFF),
+           Packets(4, 188, false) + Packet(0, 188, "\2xx\0\xB0\x0D\0\1\xC1\0\0"s));
     Expect(kTs, Packets(4, 188, false) + Packet(0x100, 188, "\0\0\1\xE0"s));
     Expect(kNothing, Packets(4, 188, false) + Packet(0x100, 188, "\0\0\1\xB3"s));
     Expect(kNothing, Packets(4, 188, false) + Packet(0, 188, "\0\1\xB0\x0D"s));  // another table
