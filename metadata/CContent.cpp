@@ -21,15 +21,17 @@ HRESULT ResultOf(Call&& call) noexcept {
 
 }  // namespace
 
-CContent::CContent(IStream* source, Clock clock) : m_source(source), m_clock(clock), m_head(kHeadBytes) {
+CContent::CContent(IStream* source, Clock clock) : m_source(source), m_clock(clock) {
     ULARGE_INTEGER position{};
     Fail(ResultOf([&] { return m_source->Seek({}, STREAM_SEEK_CUR, &position); }));
-    m_found = position.QuadPart;
     m_isPutBack = FAILED(m_result);  // nobody knows where to
+    if (m_isPutBack)
+        return;
+    m_found = position.QuadPart;
     AskStat();
-    if (m_size)
-        SeekTo(0);
-    else
+    if (m_size && !CanSeekTo(0))
+        Fail(SeekTo(m_found));
+    if (!m_size)
         m_start = m_found;
     ReadHead();
 }
@@ -52,34 +54,27 @@ void CContent::PutBack() {
     if (m_isPutBack)
         return;
     m_isPutBack = true;
-    const HRESULT first = std::exchange(m_result, S_OK);
-    SeekTo(m_found);
-    if (FAILED(first))
-        m_result = first;
+    Fail(SeekTo(m_found));
 }
 
 void CContent::MoveStart(std::uint64_t count) {
     m_start += std::min(count, kUnknownSizeBit - 1 - m_start);
-    if (!m_size || m_headIsAll) {
-        m_headOffset += static_cast<size_t>(std::min<std::uint64_t>(count, m_head.size() - m_headOffset));
-        return;
-    }
-    m_headOffset = 0;
-    m_head.clear();
     // Some sources refuse positions behind their end. There is nothing to be had there.
-    m_headIsAll = m_start >= *m_size;
-    if (m_headIsAll || m_isOutOfTime || (m_areSeeksDear && m_start > kDearestStart))
-        return;
-    SeekTo(m_start);
-    ReadHead();
+    m_headIsAll = m_headIsAll || (m_size && m_start >= *m_size);
+    const bool isNear = m_size && !m_headIsAll && !m_isOutOfTime && !(m_areSeeksDear && m_start > kDearestStart);
+    if (isNear && CanSeekTo(m_start)) {
+        m_headOffset = 0;
+        ReadHead();
+    } else {
+        m_headOffset += static_cast<size_t>(std::min<std::uint64_t>(count, m_head.size() - m_headOffset));
+    }
 }
 
 size_t CContent::ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer) {
     if (!CanWalk() || position > kUnknownSizeBit - 1 - m_start)
         return 0;
-    if (m_start + position >= *m_size)
+    if (m_start + position >= *m_size || !CanSeekTo(m_start + position))
         return 0;
-    SeekTo(m_start + position);
     return ReadOn(buffer);
 }
 
@@ -126,15 +121,20 @@ size_t CContent::NextReadBytes(size_t wanted) {
         {wanted, std::max<size_t>(1, m_lastReadBytes * kGrowth), std::max<size_t>(1, static_cast<size_t>(inTime))});
 }
 
-void CContent::SeekTo(std::uint64_t position) {
-    if (FAILED(m_result))
-        return;
+// Whether a seek of the walk succeeded. After one that didn't the source is a live one.
+bool CContent::CanSeekTo(std::uint64_t position) {
+    const bool isThere = SUCCEEDED(m_result) && SUCCEEDED(SeekTo(position));
+    if (!isThere)
+        m_size.reset();
+    return isThere;
+}
+
+HRESULT CContent::SeekTo(std::uint64_t position) {
     // Not every source takes a null pointer for the new position, and some say by it that they stand elsewhere.
     ULARGE_INTEGER reached{.QuadPart = position};
     const LARGE_INTEGER target{.QuadPart = static_cast<LONGLONG>(position)};
-    Fail(ResultOf([&] { return m_source->Seek(target, STREAM_SEEK_SET, &reached); }));
-    if (reached.QuadPart != position)
-        Fail(STG_E_SEEKERROR);
+    const HRESULT result = ResultOf([&] { return m_source->Seek(target, STREAM_SEEK_SET, &reached); });
+    return SUCCEEDED(result) && reached.QuadPart != position ? STG_E_SEEKERROR : result;
 }
 
 void CContent::Fail(HRESULT result) noexcept {

@@ -7,7 +7,8 @@
 // stands, and the only seek is back to there. Nothing is lost where that seek succeeds, as it does within the bytes
 // that a buffer in front of the source still has; CReplayStream is one that has them all. A source that knows its size
 // is read from its beginning. If it says that its seeks are dear (TKDS_STATE_SEEKS_READ_THROUGH), only tags of up to 1
-// MiB are stepped over, and nothing behind the head is read.
+// MiB are stepped over, and nothing behind the head is read. A seek that fails shows that the source can't be walked:
+// it counts as a live one from then on.
 //
 // Ten seconds after the first byte nothing more is asked of the source but the seek back, and what has come by then is
 // judged. The wait for that byte doesn't count: a buffer in front of a slow source fills itself with it, and has the
@@ -57,7 +58,8 @@ public:
     [[nodiscard]] std::uint64_t Start() const noexcept { return m_start; }
 
     // Judges what stands `count` bytes behind the present start instead. On a live source what is behind the bytes
-    // already read is out of reach, and so is what stands far away where seeks are dear. The head is empty then.
+    // already read is out of reach, and so is what stands far away where seeks are dear. The head is what is left of
+    // the bytes already read then.
     void MoveStart(std::uint64_t count);
 
     // Reads at any position; fewer bytes only where the content or the time ends, none where CanWalk is false. One
@@ -67,14 +69,16 @@ public:
     // Puts the seek pointer back, also after a failure.
     void PutBack();
 
-    // S_OK, or how the source failed first: STG_E_READFAULT or STG_E_SEEKERROR where it only told what can't be.
+    // S_OK, or how the source failed first: STG_E_READFAULT or STG_E_SEEKERROR where it only told what can't be. A seek
+    // that fails is a failure only where the source is put back.
     [[nodiscard]] HRESULT Result() const noexcept { return m_result; }
 
 private:
     [[nodiscard]] size_t ReadOn(std::span<std::uint8_t> buffer);
     [[nodiscard]] size_t NextReadBytes(size_t wanted);
     void AskStat();
-    void SeekTo(std::uint64_t position);
+    [[nodiscard]] HRESULT SeekTo(std::uint64_t position);
+    [[nodiscard]] bool CanSeekTo(std::uint64_t position);
     void ReadHead();
     void Fail(HRESULT result) noexcept;
 

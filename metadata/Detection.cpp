@@ -31,6 +31,7 @@ Detection DetectFormat(IStream* source, CContent::Clock clock) {
             break;
         content.MoveStart(tag);
     }
+    detection.start = content.Start();
     for (const FormatRule& rule : FormatRules()) {
         const Verdict verdict = rule.judge(content);
         if (verdict.reason) {
@@ -39,11 +40,11 @@ Detection DetectFormat(IStream* source, CContent::Clock clock) {
                     .From(verdict.evidence.position, std::min<std::uint64_t>(verdict.evidence.length, kShownBytes))
                     .Span();
             detection.findings.push_back({&rule, verdict, {bytes.begin(), bytes.end()}});
+            detection.findings.back().verdict.evidence.position += content.Start();
         }
         if (verdict.Decides() || FAILED(content.Result()))
             break;
     }
-    detection.start = content.Start();  // a rule may have moved it
     detection.isOutOfTime = content.IsOutOfTime();
     content.PutBack();
     detection.result = content.Result();

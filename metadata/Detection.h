@@ -13,14 +13,14 @@
 // What one rule said. Rules that saw no sign of their format are left out.
 struct Finding {
     const FormatRule* rule = nullptr;
-    Verdict verdict;
+    Verdict verdict;                  // whose evidence counts from the source's beginning
     std::vector<std::uint8_t> bytes;  // the first few of those that decided, if they are in the head
 };
 
 struct Detection {
     HRESULT result = S_OK;          // how the source failed; there are no findings then
     std::vector<Finding> findings;  // in the order of the rules; the last one's verdict is the answer if it has types
-    std::uint64_t start = 0;        // where in the source the positions of the verdicts count from
+    std::uint64_t start = 0;        // where in the source what is judged begins
     int tags = 0;                   // that were stepped over before it
     bool isOutOfTime = false;       // judged by less than would have been read of a faster source
 };

@@ -14,21 +14,21 @@ std::wstring Hex(const std::vector<std::uint8_t>& bytes) {
     return text;
 }
 
-std::wstring BytesText(const Finding& finding, std::uint64_t start) {
+std::wstring BytesText(const Finding& finding) {
     const Evidence& evidence = finding.verdict.evidence;
     if (evidence.length == 0)
         return {};
-    const std::uint64_t first = start + evidence.position;
+    const std::uint64_t first = evidence.position;
     std::wstring text = L" (bytes " + std::to_wstring(first) + L" to " + std::to_wstring(first + evidence.length - 1);
     if (!finding.bytes.empty())
         text += L": " + Hex(finding.bytes) + (finding.bytes.size() < evidence.length ? L" ..." : L"");
     return text + L")";
 }
 
-std::wstring FindingText(const Finding& finding, std::uint64_t start) {
+std::wstring FindingText(const Finding& finding) {
     const Verdict& verdict = finding.verdict;
     const wchar_t* const heading = verdict.types[0] ? L"found" : verdict.isForeign ? L"not in the table" : L"ruled out";
-    return std::wstring(heading) + L": " + finding.rule->name + L": " + verdict.reason + BytesText(finding, start);
+    return std::wstring(heading) + L": " + finding.rule->name + L": " + verdict.reason + BytesText(finding);
 }
 
 // The names of the rules that were asked and saw no sign of their format.
@@ -56,14 +56,14 @@ std::vector<std::wstring> Explain(const Detection& detection) {
     const bool isDecided = !detection.findings.empty() && detection.findings.back().verdict.Decides();
     // What it is comes first, then what it isn't.
     if (isDecided)
-        lines.push_back(FindingText(detection.findings.back(), detection.start));
+        lines.push_back(FindingText(detection.findings.back()));
     else
         lines.emplace_back(L"nothing found");
     if (detection.isOutOfTime)
         lines.emplace_back(L"the source is slow: judged by what came within " +
                            std::to_wstring(CContent::kMostMs / 1000) + L" seconds");
     for (size_t i = 0; i + (isDecided ? 1 : 0) < detection.findings.size(); ++i)
-        lines.push_back(FindingText(detection.findings[i], detection.start));
+        lines.push_back(FindingText(detection.findings[i]));
     const std::wstring silent = SilentRules(detection, isDecided);
     if (!silent.empty())
         lines.push_back(L"no sign of: " + silent);

@@ -12,14 +12,19 @@ bool IsTrailingTag(CBytes bytes, size_t at) {
     return bytes.Is(at, "TAG") || bytes.Is(at, "APETAGEX") || bytes.Is(at, "LYRICSBEGIN") || bytes.Is(at, "ID3");
 }
 
-// Whether what stands from `end` to the content's end is no more than the start of a frame that was cut off, as the one
-// at `first` begins, or filling.
-bool IsSpoiltEnd(CBytes head, size_t first, size_t end) {
-    constexpr size_t kMostOfAHeader = 7;
+// Whether what stands from `end` on is no more than the start of a header that the head's end cuts off, as the one at
+// `first` begins.
+bool IsCutHeader(CBytes head, size_t first, size_t end) {
+    constexpr size_t kMostOfAHeader = 9;
     const CBytes rest = head.From(end);
-    const bool isHeader = rest.Size() <= kMostOfAHeader && rest.U8(0) == head.U8(first) &&
-                          (rest.Size() < 2 || rest.U8(1) == head.U8(first + 1));
-    return isHeader || rest.LeadingZeros() == rest.Size();
+    return rest.Size() == 0 || (rest.Size() <= kMostOfAHeader && rest.U8(0) == head.U8(first) &&
+                                (rest.Size() < 2 || rest.U8(1) == head.U8(first + 1)));
+}
+
+// Whether what stands from `end` to the content's end is no more than that, or filling.
+bool IsSpoiltEnd(CBytes head, size_t first, size_t end) {
+    const CBytes rest = head.From(end);
+    return IsCutHeader(head, first, end) || rest.LeadingZeros() == rest.Size();
 }
 
 }  // namespace
@@ -68,7 +73,10 @@ std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std:
         if (first.frames < wanted)
             continue;
         const FrameChain all = FollowAllFrames(content, position, parse, wanted);
-        return all.reachesEnd || all.end - position > kMostPacketBytes ? std::optional(position) : std::nullopt;
+        // What goes on behind the head is judged there, if it can be.
+        const bool isCut = !content.CanWalk() && IsCutHeader(content.Head(), position, all.end);
+        const bool isLong = all.end - position > kMostPacketBytes;
+        return all.reachesEnd || isCut || isLong ? std::optional(position) : std::nullopt;
     }
     return std::nullopt;
 }

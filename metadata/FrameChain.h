@@ -34,6 +34,7 @@ struct FrameChain {
 
 // Where in the head the first chain of at least `wanted` frames starts, or of `wantedToTheEnd` that reach the content's
 // end. `sync` is every frame's first byte. A chain that breaks off after no more than a container's packet holds is
-// taken for that, and nothing is found. `wanted` is small, so that the search takes time in proportion to the head.
+// taken for that, and nothing is found; so is one that the head's end cuts off, where the content can be walked on.
+// `wanted` is small, so that the search takes time in proportion to the head.
 [[nodiscard]] std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync,
                                                size_t wanted, size_t wantedToTheEnd);

@@ -5,8 +5,8 @@
 #   tools/make-samples.sh FOLDER           several hundred files; downloads about 180 MB of Debian packages for some
 #   tools/make-samples.sh --small [FOLDER] the small ones that are kept in tests/metadata/samples: only a change here needs a run
 #
-# The tests take the folder from the environment variable TV_SAMPLES. What a missing program would have made is left out,
-# and said. Needs ffmpeg and python3; on Debian all of it is had by
+# `tvsource detect FOLDER` says what is found in them. What a missing program would have made is left out, and said.
+# Needs ffmpeg and python3; on Debian all of it is had by
 #   apt-get install ffmpeg python3 sox mjpegtools vorbis-tools opus-tools flac speex mkvtoolnix lame wavpack fonts-dejavu-core
 set -uo pipefail
 tools=$(cd "$(dirname "$0")" && pwd)

@@ -50,6 +50,31 @@ std::optional<Frame> ParseAc3(CBytes bytes, size_t at) {
     return Frame{FrameBytes(rate, sizeCode), family};
 }
 
+// Whether the checksum of the frame, which goes from behind the sync word to the frame's end, is right.
+bool IsSound(CBytes frame) {
+    constexpr unsigned kPolynomial = 0x8005;
+    const size_t swap = frame.Be16(0) == 0x770B ? 1 : 0;
+    unsigned sum = 0;
+    for (size_t i = 2; i < frame.Size(); ++i) {
+        sum ^= static_cast<unsigned>(frame.U8(i ^ swap)) << 8;
+        for (int bit = 0; bit < 8; ++bit)
+            sum = (sum << 1 ^ (sum & 0x8000 ? kPolynomial : 0)) & 0xFFFF;
+    }
+    return sum == 0;
+}
+
+// Where a frame stands that goes exactly to the content's end, has little before it, and whose checksum is right.
+std::optional<size_t> FindOnlyFrame(const CContent& content) {
+    constexpr size_t kMostBefore = 1024;
+    const CBytes head = content.Head();
+    for (size_t at = 0; content.HeadIsAll() && at <= kMostBefore; ++at) {
+        const std::optional<Frame> frame = ParseAc3(head, at);
+        if (frame && at + frame->bytes == head.Size() && IsSound(head.From(at)))
+            return at;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 Verdict JudgeAc3(CContent& content) {
@@ -69,5 +94,7 @@ Verdict SearchAc3(CContent& content) {
                 FindFrames(content, ParseAc3, sync, kWantedAnywhere, kWantedAnywhereToTheEnd))
             return Found(kType, nullptr, L"AC-3 frames behind other bytes", {*start, 6});
     }
+    if (const std::optional<size_t> start = FindOnlyFrame(content))
+        return Found(kType, nullptr, L"AC-3 frame with a right checksum behind other bytes", {*start, 6});
     return NotThere();
 }

@@ -12,6 +12,7 @@ constexpr int kSystemHeader = 0xBB;
 constexpr size_t kWanted = 2;  // behind the first pack
 constexpr size_t kWantedPacksAnywhere = 3;
 constexpr size_t kWantedPacketsAnywhere = 12;
+constexpr size_t kElementBytes = 16;  // enough to tell an element's kind and length
 
 // The length of the MPEG-1 pack header that `pack` begins with, by its marker bits; 0: it is none.
 size_t Mpeg1PackBytes(CBytes pack) {
@@ -84,7 +85,7 @@ Verdict JudgeMpegProgram(CContent& content) {
     size_t elements = 0;
     for (; elements < kWanted; ++elements) {
         at = SkipZeros(walk, at);
-        const size_t bytes = ElementBytes(walk.At(at, 16));
+        const size_t bytes = ElementBytes(walk.At(at, kElementBytes));
         if (bytes == 0)
             break;
         at += bytes;
@@ -99,25 +100,26 @@ Verdict JudgeMpegProgram(CContent& content) {
 // A capture may begin inside a pack. Some streams have one pack in many packets.
 Verdict SearchMpegProgram(CContent& content) {
     const CBytes head = content.Head();
+    CWalk walk(content, CWalk::Kind::kHeaders);
     for (size_t start = 0; (start = FindStartCode(head, start)) < head.Size(); start += 4) {
         if (const int first = StartCodeAt(head, start); first != kPack && !IsMedia(first))
             continue;
         size_t packs = 0;
         size_t packets = 0;
-        size_t at = start;
-        size_t telling = start;  // the first pack, else the first packet
+        std::uint64_t at = start;
+        bool isMpeg1 = IsMpeg1(head.From(start));  // by the first pack, else by the first packet
         while (packs < kWantedPacksAnywhere && packets < kWantedPacketsAnywhere) {
-            const size_t bytes = ElementBytes(head.From(at));
+            const CBytes element = walk.At(at, kElementBytes);
+            const size_t bytes = ElementBytes(element);
             if (bytes == 0)
                 break;
-            if (StartCodeAt(head, at) == kPack && packs++ == 0)
-                telling = at;
-            packets += IsMedia(StartCodeAt(head, at));
-            at += bytes;
-            at += StartCodeBehindZeros(head.From(at));
+            if (StartCodeAt(element, 0) == kPack && packs++ == 0)
+                isMpeg1 = IsMpeg1(element);
+            packets += IsMedia(StartCodeAt(element, 0));
+            at = SkipZeros(walk, at + bytes);
         }
         if (packs >= kWantedPacksAnywhere || packets >= kWantedPacketsAnywhere)
-            return FoundSystem(IsMpeg1(head.From(telling)), {start, at - start});
+            return FoundSystem(isMpeg1, {start, at - start});
     }
     return NotThere();
 }

@@ -38,7 +38,7 @@ TEST(ContainersTest, BoxesTellSoundFromPictures) {
            kBrand + media + "junk moov junk" + Box("moov", Box("junk", "") + sound) + Box("moof", ""),
            brand("M4A ") + Box("moov", Track("vide")), brand("3gp6") + media, brand("3g2a") + media,
            brand("what", "mp42") + media, brand("mp42", "mif1") + Box("moov", both),
-           Box("moof", Box("mfhd", "\0\0\0\0\0\0\0\1"s)) + media);
+           brand("mp42") + Box("mif1", "") + Box("moov", both), Box("moof", Box("mfhd", "\0\0\0\0\0\0\0\1"s)) + media);
     Expect(kAudio, kBrand + media + "junk behind" + Box("moov", sound),
            kBrand + media + std::string(60'000, 'j') + Box("moov", sound),
            kBrand + Box("mdat", std::string(300'000, 'm')) + Box("moov", sound),
@@ -48,7 +48,8 @@ TEST(ContainersTest, BoxesTellSoundFromPictures) {
            brand("mp42", "mif1") + media, Box("wide", "") + Box("free", ""), media,
            Box("moof", Box("junk", "")) + media);
     Expect(L"audio/quicktime", brand("qt  ") + Box("moov", sound), Box("moov", sound));
-    Expect(L"video/quicktime", Box("moov", both), Box("wide", "") + media, Box("moov", Box("cmov", "packed")));
+    Expect(L"video/quicktime", Box("moov", both), Box("wide", "") + "\0\0\0\0mdat"s, Box("wide", "") + media,
+           Box("moov", Box("cmov", "packed")));
     // No brand that is cut off counts, and no movie with more boxes than are looked at is one of sound alone.
     Expect(kNothing, Box("ftyp", "isom\0\0\2\0isom"s, 4));
     Expect(kVideo, kBrand + Box("moov", sound + Repeat(2000, Box("free", ""))));
@@ -67,7 +68,12 @@ std::string Element(unsigned id, const std::string& content, size_t missing = 0)
 std::string Ebml(const std::string& type) {
     return Element(0x1A45DFA3, Element(0x4286, "\1") + Element(0x4282, type));
 }
-constexpr unsigned kSegment = 0x18538067, kTracks = 0x1654AE6B, kCluster = 0x1F43B675, kVoid = 0xEC;
+constexpr unsigned kSegment = 0x18538067, kTracks = 0x1654AE6B, kCluster = 0x1F43B675, kVoid = 0xEC,
+                   kSeekHead = 0x114D9B74;
+
+std::string SeekTo(size_t position, unsigned what = kTracks) {
+    return Element(kSeekHead, Element(0x4DBB, Element(0x53AB, Big(what, 4)) + Element(0x53AC, Big(position, 4))));
+}
 
 std::string Tracks(std::initializer_list<int> types, size_t missing = 0) {
     std::string tracks;
@@ -81,14 +87,9 @@ TEST(ContainersTest, TracksOfMatroskaTellSoundFromPictures) {
     constexpr const wchar_t* kAudio = L"audio/x-matroska";
     const std::string ebml = Ebml("matroska");
     const std::string cluster = Element(kCluster, Repeat(50, "media"));
-    const auto seekTo = [](size_t position) {
-        return Element(0x114D9B74,
-                       Element(0x4DBB, Element(0x53AB, Big(kTracks, 4)) + Element(0x53AC, Big(position, 4))));
-    };
-    const size_t seekBytes = seekTo(0).size();
     Expect(kAudio, ebml + Element(kSegment, Tracks({2}) + cluster),
            Ebml("webm") + Element(kSegment, Tracks({2, 2, 17}) + cluster),
-           ebml + Element(kSegment, seekTo(seekBytes + cluster.size()) + cluster + Tracks({2}) + cluster),
+           ebml + Element(kSegment, SeekTo(SeekTo(0).size() + cluster.size()) + cluster + Tracks({2}) + cluster),
            ebml + Element(kVoid, "fill") + Element(kSegment, Element(kVoid, "fill") + Tracks({2}) + cluster));
     Expect(kVideo, ebml + Element(kSegment, Tracks({2, 1}) + cluster),
            ebml + Element(kSegment, Tracks({2, 3}) + cluster), ebml + Element(kSegment, Tracks({2}, 40), 40),
@@ -99,7 +100,8 @@ TEST(ContainersTest, TracksOfMatroskaTellSoundFromPictures) {
                        Tracks({2}).substr(8) + cluster);
     Expect(kNothing, Ebml("matroskx") + Element(kSegment, Tracks({2})),
            ebml + Repeat(5, Element(kVoid, "fill")) + Element(kSegment, Tracks({2})),
-           Ebml("webmx") + Element(kSegment, Tracks({2})), ebml + cluster);
+           Ebml("webmx") + Element(kSegment, Tracks({2})), ebml + cluster,
+           ebml + "\x08" + Element(kSegment, Tracks({2})));
     Expect(kAudio, Ebml("webm\0\0"s) + Element(kSegment, Tracks({2})),
            ebml + Repeat(4, Element(kVoid, "fill")) + Element(kSegment, Tracks({2})));
 }
@@ -158,13 +160,6 @@ TEST(ContainersTest, StreamsTellSoundFromPictures) {
     const std::string sound = Page("\1vorbis" + std::string(23, '\1'), 2, 1);
     const std::string theora = Page("\200theora" + std::string(34, '\1'), 2, 2);
     const std::string data = Page(Repeat(20, "media "), 0, 1);
-    constexpr const wchar_t* kOgg = L"application/ogg";
-    constexpr const wchar_t* kOggSound = L"audio/ogg application/ogg";
-    constexpr const wchar_t* kOggPictures = L"video/ogg application/ogg";
-    constexpr const wchar_t* kAsf = L"video/x-ms-asf";
-    constexpr const wchar_t* kWma = L"audio/x-ms-wma video/x-ms-asf";
-    constexpr const wchar_t* kReal = L"video/x-pn-realmedia";
-    constexpr const wchar_t* kRealSound = L"audio/x-pn-realaudio";
     // Two names and two extensions stand before the stream.
     const std::string extended = std::string(60, '\0') + Little(2, 2) + Little(2, 2) +
                                  Repeat(2, Little(1, 2) + Little(5, 2) + "name ") +
@@ -179,35 +174,31 @@ TEST(ContainersTest, StreamsTellSoundFromPictures) {
     Expect(L"video/avi", Avi({"auds"}, "").replace(16, 4, "\0\0\0\0"s));
     Expect(kNothing, Chunk("RIFF", "AVI \1\2\3\4 more"));
 
-    Expect(kWma, Asf(AsfStream(kAsfSound)) + "data", Asf(AsfStream(kAsfSound, "DVR ")) + "data");
+    Expect(L"audio/x-ms-wma video/x-ms-asf", Asf(AsfStream(kAsfSound)) + "data",
+           Asf(AsfStream(kAsfSound, "DVR ")) + "data");
     Expect(L"video/x-ms-wmv video/x-ms-asf", Asf(AsfStream(kAsfSound) + AsfStream(kAsfPictures)) + "data",
            Asf(Object(kExtendedObject, extended + AsfStream(kAsfPictures))) + "data",
            Asf(AsfStream(kAsfStills, "DVR ")) + "data");
     Expect(L"video/x-ms-dvr video/x-ms-asf", Asf(AsfStream(kAsfSound) + AsfStream(kAsfPictures, "DVR ")) + "data",
            Asf(AsfStream(kAsfBinary)) + "data");
-    Expect(kAsf, Asf(AsfStream(kAsfSound), 100) + "data", Asf(Object(kAsfSound, "other")) + "data",
+    Expect(L"video/x-ms-asf", Asf(AsfStream(kAsfSound), 100) + "data", Asf(Object(kAsfSound, "other")) + "data",
            Asf(Object(kExtendedObject, extended + Object(kAsfSound, std::string(200, '\1')))) + "data");
     Expect(kNothing, Asf("").substr(0, 28) + "\2\2data");
 
-    Expect(kRealSound, Real({"audio/x-pn-realaudio"}, 1, Part("DATA", "")), Real({"audio/x-pn-realaudio"}, 1, ""),
-           Real({"audio/x-pn-realaudio"}, 2, Part("DATA", "")));
-    Expect(kReal, Real({"audio/x-pn-realaudio"}, 2, ""),
+    Expect(L"audio/x-pn-realaudio", Real({"audio/x-pn-realaudio"}, 1, Part("DATA", "")),
+           Real({"audio/x-pn-realaudio"}, 1, ""), Real({"audio/x-pn-realaudio"}, 2, Part("DATA", "")));
+    Expect(L"video/x-pn-realmedia", Real({"audio/x-pn-realaudio"}, 2, ""),
            Real({"audio/x-pn-realaudio", "video/x-pn-realvideo"}, 2, Part("DATA", "")), Real({}, 0, Part("DATA", "")));
 
-    Expect(kOggSound, sound + data, Page("OpusHead" + std::string(11, '\1'), 2, 1) + "lost bytes" + data,
-           sound + data.substr(30) + data);
-    Expect(kOggPictures, sound + theora + data, sound.substr(0, sound.size() - 9) + theora + data);
-    Expect(kOgg, sound, Page("CMML\0\0\0\0"s, 2, 3) + data, Page("\1vorbiz" + std::string(23, '\1'), 2, 1) + data);
+    Expect(L"audio/ogg application/ogg", sound + data,
+           Page("OpusHead" + std::string(11, '\1'), 2, 1) + "lost bytes" + data, sound + data.substr(30) + data);
+    Expect(L"video/ogg application/ogg", sound + theora + data, sound.substr(0, sound.size() - 9) + theora + data);
+    Expect(L"application/ogg", sound, Page("CMML\0\0\0\0"s, 2, 3) + data,
+           Page("\1vorbiz" + std::string(23, '\1'), 2, 1) + data);
     Expect(kNothing, Page("\1vorbis", 8, 1) + data, "OggS\1"s + sound.substr(5) + data);
 }
 
 TEST(ContainersTest, HeadersWithFieldsThatCannotBeAreNone) {
-    constexpr const wchar_t* kAiff = L"audio/aiff";
-    constexpr const wchar_t* kAu = L"audio/basic";
-    constexpr const wchar_t* kMidi = L"audio/midi";
-    constexpr const wchar_t* kWave = L"audio/wav";
-    constexpr const wchar_t* kReal = L"audio/x-pn-realaudio";
-    constexpr const wchar_t* kAtrac3 = L"audio/x-atrac3";
     const auto form = [](const std::string& chunks) {
         return Box("FORM", "AIFC" + chunks).replace(0, 8, "FORM\0\0\1\0"s);
     };
@@ -233,27 +224,29 @@ TEST(ContainersTest, HeadersWithFieldsThatCannotBeAreNone) {
         return Chunk("RIFF", "CDXA" + std::string(32, '\1') + sync + std::string(2340, '\0') + sync +
                                  std::string(12, '\0') + start + std::string(2324, '\1'));
     };
-    Expect(kAiff, aiff(1), aiff(0x7FFF), form("SSND\0\0\0\4"s + "data"));
+    Expect(L"audio/aiff", aiff(1), aiff(0x7FFF), form("SSND\0\0\0\4"s + "data"));
     Expect(kNothing, aiff(0), aiff(0x8000), aiff(1, 17), form("NAME\0\0\0\4"s + "name"));
 
-    Expect(kAu, au(24, 1, 1, 1), au(0x100000, 27, 8000, 255));
+    Expect(L"audio/basic", au(24, 1, 1, 1), au(0x100000, 27, 8000, 255));
     Expect(kNothing, au(23, 1, 1, 1), au(0x100001, 1, 1, 1), au(24, 0, 1, 1), au(24, 28, 1, 1), au(24, 1, 0, 1),
            au(24, 1, 1, 0), au(24, 1, 1, 256), au(24, 1, 1, 0x100).substr(0, 23));
 
-    Expect(kMidi, midi(2, 1, track), midi(0, 1, Repeat(8, other) + track, 8));
+    Expect(L"audio/midi", midi(2, 1, track), midi(0, 1, Repeat(8, other) + track, 8));
     Expect(kNothing, midi(0, 1, Repeat(9, other) + track), midi(3, 1, track), midi(1, 0, track), midi(1, 1, track, 5),
-           midi(1, 1, "\1" + track), Chunk("RIFF", "RMID" + Chunk("DISP", track)));
+           midi(1, 1, "\1" + track), Chunk("RIFF", "RMID" + Chunk("DISP", track)),
+           Chunk("RIFX", "RMID" + Chunk("data", midi(2, 1, track))),
+           Chunk("RIFF", "RMIX" + Chunk("data", midi(2, 1, track))));
 
-    Expect(kWave, wave(std::string(14, '\1'), "BW64"), wave(subtype + Guid(1, 0, 16, 0x800000AA00389B71)),
+    Expect(L"audio/wav", wave(std::string(14, '\1'), "BW64"), wave(subtype + Guid(1, 0, 16, 0x800000AA00389B71)),
            Chunk("RIFF", "WAVE" + Repeat(999, Chunk("JUNK", "")) + Chunk("fmt ", std::string(16, '\1'))));
     Expect(kNothing, wave(std::string(13, '\1')), wave("").substr(0, 36),
            Chunk("RIFF", "WAVE" + Repeat(1000, Chunk("JUNK", "")) + Chunk("fmt ", std::string(16, '\1'))));
     Expect(L"audio/x-atrac3 audio/wav", wave(subtype + Guid(0x270, 0, 16, 0x800000AA00389B71)));
 
-    Expect(kReal, ".ra\xFD\0\3"s, ".ra\xFD\0\4\0\0.ra4"s, ".ra\xFD\0\5\0\0.ra5"s);
+    Expect(L"audio/x-pn-realaudio", ".ra\xFD\0\3"s, ".ra\xFD\0\4\0\0.ra4"s, ".ra\xFD\0\5\0\0.ra5"s);
     Expect(kNothing, ".ra\xFD\0\2"s, ".ra\xFD\0\6"s, ".ra\xFD\0\4\0\0.ra5"s);
 
-    Expect(kAtrac3, oma(2), "ea3\3\0\0\0\0\1\1"s + std::string(129, 't') + oma(6));
+    Expect(L"audio/x-atrac3", oma(2), "ea3\3\0\0\0\0\1\1"s + std::string(129, 't') + oma(6));
     Expect(kNothing, oma(3), oma(5), oma(0, 95));
 
     Expect(L"video/mpeg", disc("\0\0\1\xBA\x21"s));
@@ -264,45 +257,29 @@ TEST(ContainersTest, HeadersWithFieldsThatCannotBeAreNone) {
 // Headers that never end, or lead back: far behind the head each step costs a read, of which there are no more than a
 // walk may take.
 TEST(ContainersTest, NoHeaderCostsMoreThanAWalkMayTake) {
-    constexpr int kMostReads = 32 + 2;
-    constexpr int kMostHeadReads = 8;  // which grow from a byte to the whole
-    constexpr size_t kStep = 40'000;
-    const std::string gap(kStep, '\1');
-    const std::string name = Little(0, 2) + Little(kStep, 2) + gap;
+    constexpr int kMost = 32 + 2 + 8;  // the head's reads grow from a byte to the whole
+    const std::string gap(40'000, '\1');
     const std::pair<const char*, std::string> contents[] = {
         {"boxes", kBrand + Repeat(200, Box("free", gap))},
-        {"boxes of the movie", kBrand + Box("moov", Repeat(200, Box("free", gap)))},
-        {"empty boxes", kBrand + Repeat(500'000, Box("free", ""))},
         {"empty tracks", kBrand + Box("moov", Repeat(500'000, Box("trak", "")))},
         {"no movie behind media", kBrand + Box("mdat", "") + Repeat(500'000, "\1\1moov\1")},
-        {"fillers", Ebml("matroska") + Element(kSegment, Repeat(200, Element(kVoid, gap)))},
         {"a list of unknown length",
          Ebml("matroska") + Element(kSegment, "\x16\x54\xAE\x6B\xFF" + Repeat(200, Element(kVoid, gap)))},
-        {"an index that leads to itself",
-         Ebml("matroska") + Element(kSegment, Element(0x114D9B74, Element(0x4DBB, Element(0x53AB, Big(0x114D9B74, 4)) +
-                                                                                      Element(0x53AC, Big(0, 4)))) +
-                                                  gap + gap)},
+        {"an index that leads to itself", Ebml("matroska") + Element(kSegment, SeekTo(0, kSeekHead) + gap + gap)},
         {"objects", Asf(Repeat(200, Object(kAsfSound, gap)))},
-        {"names of a stream", Asf(Object(kExtendedObject, std::string(60, '\0') + Little(0xFFFF, 2) +
-                                                              Little(0xFFFF, 2) + Repeat(100, name)))},
-        {"attributes", Asf(Object(Guid(0xD2D0A440, 0xE307, 0x11D2, 0x97F000A0C95EA850),
-                                  Little(0xFFFF, 2) + Repeat(100, Little(kStep, 2) + gap + Little(0, 4))))},
-        {"chunks", Chunk("RIFF", "AVI " + Repeat(200, Chunk("JUNK", gap)))},
         {"empty lists", Chunk("RIFF", "AVI " + Repeat(500'000, Chunk("LIST", "strl")))},
-        {"no format", Chunk("RIFF", "WAVE" + Repeat(200, Chunk("JUNK", gap)))},
         {"parts", Real({}, 0, Repeat(200, Part("CONT", gap)))},
         {"pages", Page("\1vorbis", 2, 1) + Repeat(100'000, Page("CMML\0\0\0\0"s, 2, 3))},
         {"a picture without end", "\xFF\xD8\xFF\xDA\0\2"s + Repeat(100, gap)},
-        {"zeros", std::string(8 << 20, '\0')},
         {"packs far apart", "\0\0\1\xBA\x44\0\4\0\4\1\0\0\3\0"s + std::string(4 << 20, '\0')},
+        {"zeros", std::string(8 << 20, '\0')},
         {"tags", Repeat(20, "ID3\3\0\0\0\2\0\0"s + std::string(2 << 14, 't'))},
     };
     for (const auto& [what, content] : contents) {
         CScriptedStream source(content);
         EXPECT_TRUE(Take(MimeTypeDictionary()->Detect(&source))) << what;
-        const int most = what == std::string("zeros") || what == std::string("tags") ? 17 * 2 : kMostReads;
-        EXPECT_GE(most + kMostHeadReads, source.Calls(CScriptedStream::kRead)) << what;
-        EXPECT_GE(most + kMostHeadReads, source.Calls(CScriptedStream::kSeek)) << what;
+        EXPECT_GE(kMost, source.Calls(CScriptedStream::kRead)) << what;
+        EXPECT_GE(kMost, source.Calls(CScriptedStream::kSeek)) << what;
     }
 }
 

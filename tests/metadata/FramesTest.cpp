@@ -150,8 +150,10 @@ TEST(FramesTest, FramesLinkUpAndAgreeOrAreNone) {
            Repeat(2, DtsExtension(10)) + x);
     Expect(kNothing, Repeat(2, DtsExtension(9)) + x, Repeat(2, Dts(95)), Repeat(2, Dts(1024, 4)),
            Repeat(2, Dts(1024, 15, 30)), FreeFormat(1, 40), FreeFormat(3, 800), Repeat(3, Mpeg(650, 3, 1, 0, 0)) + x);
-    Expect(L"audio/x-aac", Adif(1, 0, 4, 0x100), Adif(0, 128'000, 12, 1));
-    Expect(kNothing, Adif(0, 0, 4, 1), Adif(1, 0, 13, 1), Adif(1, 0, 4, 0));
+    Expect(L"audio/x-aac", Adif(1, 0, 4, 0x100), Adif(0, 128'000, 12, 1), Adif(0, 1 << 22, 12, 1),
+           Repeat(8, Id3(0)) + Adif(1, 0, 4, 1));
+    Expect(kNothing, Repeat(9, Id3(0)) + Adif(1, 0, 4, 1), Adif(0, 0, 4, 1), "ADIF of a logging program <EOH>",
+           Adif(1, 0, 13, 1), Adif(1, 0, 4, 0));
     Expect(L"audio/mp2", FreeFormat(2, 800));
     Expect(L"audio/mpeg", FreeFormat(1, 650));
 }
@@ -170,8 +172,7 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
     Expect(L"audio/x-aac", x + Repeat(5, Adts(300)) + tag, x + Repeat(8, Adts(1300)) + x,
            x + Repeat(50, Loas(200)) + x);
     Expect(kNothing, x + Repeat(2, Adts(300)), x + Repeat(7, Adts(300)) + x, Eac3(768).substr(0, 767),
-           Ac3(768, 0, 20) + "x", x + Repeat(3, Dts(4096)) + x, std::string(1 << 21, '\0') + Layer3(5),
-           std::string(100'000, '\0') + "RIFF\x24\0\0\0WAVEfmt \x10\0\0\0"s);
+           Ac3(768, 0, 20) + "x", x + Repeat(3, Dts(4096)) + x);
     Expect(L"audio/x-ac3", Ac3(768, 0, 20), Eac3(768), x + Repeat(20, Ac3(768, 0, 20)) + x);
     Expect(L"audio/x-dts", Dts(1024), x + Repeat(10, Dts(1024)) + x);
     // Frames inside of other formats.
@@ -180,10 +181,14 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
     Expect(kNothing, "fLaC" + Layer3(20), program + Layer3(20), bitmap + Layer3(20),
            Filling(257) + "ustar" + Layer3(20), "RIFF1234QLCM" + Layer3(20));
     Expect(L"audio/mpeg", program.substr(0, 80) + Layer3(20), "BM" + x + Layer3(20), "QLCM" + Layer3(20));
-    const std::string zeros(100'001, '\0');
-    Expect(L"audio/mpeg", zeros + Layer3(5) + x);
-    Expect(L"audio/x-ac3", zeros + x + Repeat(20, Ac3(768, 0, 20)) + x);
-    Expect(L"audio/x-dts", zeros + x + Repeat(10, Dts(1024)) + x);
+    // One frame behind a few other bytes: its checksum tells.
+    for (const auto& [name, bytes] : {std::pair("frames.ac3", 256), std::pair("frames.eac3", 128)}) {
+        const std::string frame =
+            Sample{kSamples / "audio-x-ac3" / name}.Content().substr(0, static_cast<size_t>(bytes));
+        Expect(L"audio/x-ac3", x + frame, "x" + Swapped(frame), Filling(1024) + frame);
+        Expect(kNothing, x + frame + "x", x + frame.substr(0, frame.size() - 1), Filling(1025) + frame,
+               x + frame.substr(0, frame.size() - 1) + "x", x + frame.substr(0, 99) + "x" + frame.substr(100));
+    }
 }
 
 // A transport stream's packet, with what stands before and behind it in its stride.
@@ -224,7 +229,8 @@ TEST(FramesTest, TransportPacketsWithFlawsAreFound) {
     Expect(kTs, changed(changed(Packets(5), 3, 3, 0x30), 3, 4, 182));
     Expect(kTs, changed(changed(Packets(5), 3, 3, 0x20), 3, 4, 183));
     Expect(kNothing, Packets(2) + std::string(376, 'x') + Packets(3));  // two in a row that aren't right
-    Expect(kTs, Packets(4, 188, false) + Packet(0x1FFF));
+    Expect(kTs, Packets(4, 188, false) + Packet(0x1FFF),
+           Packets(4, 188, false) + Packet(0, 188, "\2xx\0\xB0\x0D\0\1\xC1\0\0"s));
     Expect(kTs, Packets(4, 188, false) + Packet(0x100, 188, "\0\0\1\xE0"s));
     Expect(kNothing, Packets(4, 188, false) + Packet(0x100, 188, "\0\0\1\xB3"s));
     Expect(kNothing, Packets(4, 188, false) + Packet(0, 188, "\0\1\xB0\x0D"s));  // another table
@@ -256,6 +262,33 @@ TEST(FramesTest, PacksAreFoundAlsoFromTheirMiddleOn) {
             }
         }
     }
+}
+
+TEST(FramesTest, WhatBeginsNearTheHeadsEndOrBehindZerosIsLookedAtFurtherOn) {
+    const std::string packet = "\0\0\1\xC0\x40\0\x21"s + Filling(0x3FFF);
+    const std::pair<const wchar_t*, std::string> streams[] = {
+        {L"audio/mpeg", Layer3(25)},
+        {L"audio/x-aac", Repeat(30, Adts(300))},
+        {L"audio/x-ac3", Repeat(9, Ac3(2560, 0, 36))},
+        {L"audio/x-dts", Repeat(5, Dts(2012))},
+        {L"video/mp2t", Packets(40)},
+        {L"video/mp2p", Repeat(3, "\0\0\1\xBA\x44\0\4\0\4\1\0\0\3\0"s + packet)},
+        {L"video/mp1s video/mpeg", Repeat(12, packet)},
+    };
+    const std::string x = Filling(65'536);
+    for (const auto& [type, stream] : streams) {
+        for (const size_t count : {50'001u, 58'000u, 64'001u, 65'535u})
+            Expect(type, x.substr(0, count) + stream + x);
+        for (const size_t count : {32'768u, 64'001u, 65'535u, 65'536u, 130'000u, 131'071u}) {
+            const std::string zeros(count, '\0');
+            Expect(type, zeros + stream + x, zeros + x.substr(0, 700) + stream + x);
+        }
+    }
+    // Where zeros end, less is enough than anywhere.
+    const std::string zeros(100'001, '\0');
+    Expect(L"audio/mpeg", zeros + Layer3(4) + x, std::string(1 << 20, '\0') + Layer3(25));
+    Expect(kNothing, zeros + Layer3(3) + x, x + x + Layer3(25), std::string(1 << 21, '\0') + Layer3(25),
+           zeros + "RIFF\x24\0\0\0WAVEfmt \x10\0\0\0"s);
 }
 
 // The sequence header; the last bits are those of a constrained stream and of the two matrices.

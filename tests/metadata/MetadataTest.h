@@ -35,6 +35,13 @@ inline std::wstring FirstOf(IMimeTypeList* list) {
     return !types ? L"failed" : types->empty() ? kNothing : types->front();
 }
 
+// Where a stream stands.
+inline ULONGLONG PositionOf(IStream& source) {
+    ULARGE_INTEGER position{.QuadPart = 99};
+    source.Seek({}, STREAM_SEEK_CUR, &position);
+    return position.QuadPart;
+}
+
 // What a dictionary says first of a content.
 inline std::wstring Detected(std::string_view content, IMimeTypeDictionary& dictionary = *MimeTypeDictionary()) {
     CScriptedStream source(content);
@@ -79,7 +86,7 @@ inline std::string Id3(char size) {
 
 struct Sample {
     std::filesystem::path path;
-    std::wstring expected;  // the first answer that is due
+    std::wstring expected = {};  // the first answer that is due
 
     [[nodiscard]] std::string Content() const {
         std::ifstream file(path, std::ios::binary);
@@ -87,32 +94,23 @@ struct Sample {
     }
 };
 
-// All files of a folder whose folders are named after the types, with '-' for '/'.
-inline void AddSamples(std::vector<Sample>& samples, const std::filesystem::path& folder) {
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        std::wstring type = entry.path().parent_path().filename().wstring();
-        if (const size_t hyphen = type.find(L'-'); hyphen != std::wstring::npos)
-            type[hyphen] = L'/';
-        if (entry.is_regular_file())
-            samples.push_back({entry.path(), type});
-    }
-}
+inline const std::filesystem::path kSamples(TV_TEST_SAMPLES), kMedia(TV_TEST_MEDIA);
 
-inline std::string SampleContent(const std::filesystem::path& path) {
-    return Sample{path, {}}.Content();
-}
-
-// The samples of this repository.
+// The samples of this repository, whose folders are named after the types, with '-' for '/'.
 inline const std::vector<Sample>& Samples() {
     static const std::vector<Sample> samples = [] {
-        std::vector<Sample> all;
-        AddSamples(all, TV_TEST_SAMPLES);
-        const std::filesystem::path media(TV_TEST_MEDIA);
-        all.insert(all.end(), {{media / "clip.avi", L"video/avi"},
-                               {media / "clip.mkv", L"video/x-matroska"},
-                               {media / "clip.mp4", L"video/mp4"},
-                               {media / "tone.flac", kNothing},
-                               {media / "tone.mp3", L"audio/mpeg"}});
+        std::vector<Sample> all{{kMedia / "clip.avi", L"video/avi"},
+                                {kMedia / "clip.mkv", L"video/x-matroska"},
+                                {kMedia / "clip.mp4", L"video/mp4"},
+                                {kMedia / "tone.flac", kNothing},
+                                {kMedia / "tone.mp3", L"audio/mpeg"}};
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(kSamples)) {
+            std::wstring type = entry.path().parent_path().filename().wstring();
+            if (const size_t hyphen = type.find(L'-'); hyphen != std::wstring::npos)
+                type[hyphen] = L'/';
+            if (entry.is_regular_file())
+                all.push_back({entry.path(), type});
+        }
         return all;
     }();
     return samples;

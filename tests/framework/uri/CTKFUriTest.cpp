@@ -1,7 +1,6 @@
 // What names consist of, the paths and URLs they lead to, and which are equal.
 #include "framework/uri/CTKFUri.h"
 #include "framework/uri/FormatHexBytes.h"
-#include "tests/support/CImportHook.h"
 
 #include <gtest/gtest.h>
 
@@ -95,30 +94,6 @@ TEST(CTKFUriTest, MalformedAuthoritiesDevicesAndServerPathsWithoutServerAreNoNam
     for (const std::wstring& name : names)
         EXPECT_FALSE(CTKFUri::Parse(name.c_str())) << Shown(name);
     EXPECT_FALSE(CTKFUri::Parse(nullptr));
-}
-
-void* (*g_allocate)(std::size_t);
-std::size_t g_allocated;  // bytes
-
-void* CountAndAllocate(std::size_t bytes) {
-    g_allocated += bytes;
-    return g_allocate(bytes);
-}
-
-TEST(CTKFUriTest, LongNamesTakeMemoryInProportionToTheirLength) {
-    const CImportHook hook("malloc", &CountAndAllocate, &g_allocate);
-    ASSERT_TRUE(hook.IsSet());
-    for (const std::wstring start :
-         {L"", LR"(C:\)", LR"(\\)", L"file:///", L"http://h/", L"http://", L"http://[", L"%"})
-        for (const std::wstring filler : {L"a", L"/", LR"(\)", L":", L"@", L"%C3%A9", L"%C3", L"0", L".", L"?#"}) {
-            std::wstring name = start;
-            while (name.size() < 32000)
-                name += filler;
-            // What copies the rest of the name at each step needs a thousand times as much as this.
-            g_allocated = 0;
-            static_cast<void>(CTKFUri::Parse(name.c_str()));
-            EXPECT_LT(g_allocated, 100 * name.size() * sizeof(wchar_t)) << Shown(start + filler);
-        }
 }
 
 // A file has a path, which is local unless it begins with a server.

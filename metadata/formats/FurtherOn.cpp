@@ -1,0 +1,43 @@
+// A second look where the content goes on behind its head: what begins near the head's end shows too little of itself
+// there, and audio, packs and packets may stand behind many zeros, as a recorder leaves them that was started before
+// its source.
+#include "metadata/FormatRules.h"
+
+namespace {
+
+using Judge = Verdict (*)(CContent& content);
+
+// What may begin where zeros end.
+constexpr Judge kAtTheStart[] = {&JudgeMpegProgram, &JudgeAac, &JudgeAc3, &JudgeDts, &JudgeMpegAudio};
+constexpr Judge kAnywhere[] = {&SearchMpegTransport, &SearchMpegProgram, &SearchMpegAudio,
+                               &SearchAac,           &SearchAc3,         &SearchDts};
+
+Verdict FirstThatDecides(CContent& content, std::span<const Judge> rules) {
+    for (const Judge judge : rules) {
+        if (const Verdict verdict = judge(content); verdict.Decides())
+            return verdict;
+    }
+    return NotThere();
+}
+
+}  // namespace
+
+Verdict JudgeFurtherOn(CContent& content) {
+    constexpr std::uint64_t kMostZeros = 1024 * 1024;
+    constexpr size_t kStep = CContent::kHeadBytes / 2;  // so that what begins in the head's second half has room
+    constexpr size_t kOfACode = 2;                      // zeros that a start code begins with
+    const auto canGoOn = [&] { return content.CanWalk() && !content.HeadIsAll(); };
+    if (!canGoOn())
+        return NotThere();
+    const std::uint64_t first = content.Start();
+    size_t zeros = content.Head().LeadingZeros();
+    if (zeros < kStep) {
+        content.MoveStart(kStep);
+        return FirstThatDecides(content, kAnywhere);
+    }
+    for (; zeros > kOfACode && canGoOn() && content.Start() - first <= kMostZeros;
+         zeros = content.Head().LeadingZeros())
+        content.MoveStart(zeros - kOfACode);
+    const Verdict verdict = FirstThatDecides(content, kAtTheStart);
+    return verdict.Decides() ? verdict : FirstThatDecides(content, kAnywhere);
+}
