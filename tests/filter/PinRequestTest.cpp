@@ -241,32 +241,26 @@ TEST_F(PinRequestTest, AParserThatCountsNoReferencesRunsOutOfBuffersUnlessTheHos
         ComPtr<IMemAllocator> allocator;
         ASSERT_EQ(S_OK, pin.RequestAllocator(nullptr, &properties, &allocator));
         ASSERT_EQ(S_OK, allocator->Commit());
-        std::vector<IMediaSample*> queued, delivered;
-        while (delivered.size() < 20) {
-            IMediaSample* buffer = nullptr;
-            while (allocator->GetBuffer(&buffer, nullptr, nullptr, AM_GBF_NOWAIT) == S_OK) {
-                REFERENCE_TIME start = 10'000'000, stop = 50'000'000;
-                EXPECT_EQ(S_OK, buffer->SetTime(&start, &stop));
-                queued.push_back(buffer);
-                EXPECT_EQ(S_OK, pin.Request(buffer, queued.size()));
-            }
-            if (queued.size() == delivered.size())
-                break;  // no buffer is free
+        std::vector<IMediaSample*> delivered;
+        for (IMediaSample* buffer = nullptr;
+             delivered.size() < 20 && allocator->GetBuffer(&buffer, nullptr, nullptr, AM_GBF_NOWAIT) == S_OK;) {
+            REFERENCE_TIME start = 10'000'000, stop = 50'000'000;
+            EXPECT_EQ(S_OK, buffer->SetTime(&start, &stop));
+            EXPECT_EQ(S_OK, pin.Request(buffer, 7));
+            IMediaSample* next = nullptr;
             DWORD_PTR user = 0;
-            EXPECT_EQ(S_OK, pin.WaitForNext(0, &buffer, &user));
-            delivered.push_back(buffer);
-            EXPECT_EQ(delivered.size(), user);
+            EXPECT_EQ(S_OK, pin.WaitForNext(0, &next, &user));
+            EXPECT_TRUE(next == buffer && user == 7);
             BYTE* data = nullptr;
             EXPECT_EQ(S_OK, buffer->GetPointer(&data));
             EXPECT_EQ("1234", std::string(reinterpret_cast<const char*>(data), 4));
-            buffer->Release();
+            delivered.push_back(next);
+            next->Release();
         }
         EXPECT_EQ(uncounted ? 20u : 2u, delivered.size());
         for (size_t i = 0; !uncounted && i < delivered.size(); ++i)
             delivered[i]->Release();
         EXPECT_EQ(S_OK, references->SetUncountedSamples(FALSE));
-        for (Next next; (next = WaitForNext()).result == S_OK;)
-            next.sample->Release();
     }
     EXPECT_EQ(E_POINTER, references->GetUncountedSamples(nullptr));
 }
