@@ -2,7 +2,7 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
-#include "tests/support/CImportHook.h"
+#include "tests/support/CSecondCall.h"
 
 #include <chrono>
 #include <deque>
@@ -166,6 +166,40 @@ TEST_F(PinRequestTest, AFlushRefusesRequestsAndHandsOutWhatIsQueuedInItsOrder) {
     EXPECT_EQ(S_OK, pin.EndFlush());
     EXPECT_EQ(S_OK, pin.Request(&second, 4));
     EXPECT_EQ((Next{S_OK, &second, 4}), WaitForNext());
+}
+
+TEST_F(PinRequestTest, OneCallAtATimeReachesTheSourceAndAReadKeepsAFlushWaiting) {
+    CTestSample& own = NewSample(0, 4);
+    LONGLONG total = 0;
+    ULARGE_INTEGER position{};
+    STATSTG stat{};
+    const struct {
+        const char* what;
+        Stream::Kind kind;
+        bool keepsFlush;
+        std::function<HRESULT()> call;
+    } rows[] = {
+        {"SyncRead", Stream::kRead, true, [&] { return pin.SyncRead(0, 1, &byte); }},
+        {"SyncReadAligned", Stream::kRead, true, [&] { return pin.SyncReadAligned(&own); }},
+        {"Request", Stream::kRead, true, [&] { return pin.Request(&own, 0); }},
+        {"Length", Stream::kStat, true, [&] { return pin.Length(&total, &total); }},
+        {"a new source", Stream::kStat, true, [&] { return pin.SetSourceFileStream(&source, 0); }},
+        {"Read", Stream::kRead, false, [&] { return pin.Read(&byte, 1, nullptr); }},
+        {"Seek", Stream::kSeek, false, [&] { return pin.Seek({}, 0, &position); }},
+        {"Stat", Stream::kStat, false, [&] { return pin.Stat(&stat, STATFLAG_NONAME); }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        source.On(row.kind, 0, {.holds = true});
+        const CSecondCall held([&] { EXPECT_EQ(S_OK, row.call()); });
+        EXPECT_TRUE(source.WaitUntilHeld());
+        const CSecondCall writer([&] { EXPECT_EQ(E_NOTIMPL, pin.Write("x", 1, nullptr)); });
+        const CSecondCall flush([&] { EXPECT_EQ(S_OK, pin.EndFlush()); });
+        EXPECT_FALSE(writer.Ends());
+        EXPECT_EQ(row.keepsFlush, !flush.Ends());
+        source.LetGo();
+    }
+    EXPECT_EQ((Next{S_OK, &own, 0}), WaitForNext());
 }
 
 struct PinWaitTest : PinRequestTest {
