@@ -65,6 +65,9 @@ TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {
     EXPECT_EQ("0123456789abcdef", std::string(target, 16));
     EXPECT_EQ(Got(S_FALSE, ""), Read(1));
     EXPECT_EQ(Got(S_OK, ""), Read(0));
+    const int seeks = source.Calls(kSeek);
+    EXPECT_EQ(At(S_OK, 16), Seek(16, STREAM_SEEK_SET)) << "where it stands, with nothing buffered";
+    EXPECT_EQ(seeks, source.Calls(kSeek));
     EXPECT_EQ(S_OK, stream->Seek(By(3), STREAM_SEEK_SET, nullptr));
 }
 
