@@ -86,7 +86,7 @@ TEST(OpenStreamTest, AStreamThatCannotBeBufferedIsLoggedAndTheSourceStays) {
     const AM_MEDIA_TYPE* const none = nullptr;
     for (const auto& [tables, type] : {std::pair{0, none}, {1, none}, {0, &kWave}}) {
         SCOPED_TRACE(tables);
-        const Log lines = LinesOf([&] {
+        const Log lines = LinesOf([&, tables = tables, type = type] {
             Stream first("0123456789"), second("abcde");
             CInnerFilter filter;
             EXPECT_EQ(S_OK, filter->OpenStream(&first, &kWave));
