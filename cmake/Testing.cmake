@@ -26,19 +26,16 @@ function(tv_add_checked_copy library)
   target_compile_definitions(${library}_checked PRIVATE _GLIBCXX_ASSERTIONS)
 endfunction()
 
-# tv_add_test(name SOURCES... [LIBS ...] [ENVIRONMENT NAME=VALUE]): a GoogleTest program and its cases. Cases of one build
+# tv_add_test(name SOURCES... [LIBS ...]): a GoogleTest program and its cases. Cases of one build
 # tree share the tests' Wine prefix (registry, Running Object Table), so they run one at a time.
 function(tv_add_test name)
-  cmake_parse_arguments(ARG "" "" "LIBS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "" "" LIBS ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE tv_options test_support ${ARG_LIBS} GTest::gtest)
   # Tests are compiled far more often than they are run.
   target_compile_options(${name} PRIVATE -O1)
   target_compile_definitions(${name} PRIVATE _GLIBCXX_ASSERTIONS TV_TEST_MEDIA="${PROJECT_SOURCE_DIR}/tests/media" TV_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
-  if(ARG_ENVIRONMENT)
-    list(PREPEND ARG_ENVIRONMENT ENVIRONMENT)
-  endif()
   # The debugger that Wine starts for a program that crashes ends it with exit code 0.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-    PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION "wine: Unhandled" RESOURCE_LOCK wine_prefix LABELS ${name} ${ARG_ENVIRONMENT})
+    PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION "wine: Unhandled" RESOURCE_LOCK wine_prefix LABELS ${name})
 endfunction()

@@ -6,7 +6,6 @@
 #include "filter/FilterLog.h"
 #include "filter/FilterSetup.h"
 #include "filter/MediaTypeDecision.h"
-#include "filter/StreamSize.h"
 #include "framework/com/CTaskMem.h"
 #include "framework/streams/TKFStreams.h"
 #include "framework/uri/NameForLog.h"
@@ -43,22 +42,21 @@ std::wstring DescriptionOf(HRESULT hr) {
     return TKRuntimeLogger::HresultDescriptions().Describe(hr);
 }
 
-// Makes a read buffer over `stream`. One that doesn't know its size may be live: where its content will be looked at,
-// there is a stream in between that keeps what is read. A live source may give less in one piece than telling its type
-// takes, and then the read buffer has no longer got the first piece.
+// Makes a read buffer over `stream`. Where its content will be looked at, there is a stream in between that keeps what
+// is read: a source that can't be sought, whether or not it knows its size, may give less in one piece than telling its
+// type takes, and then the read buffer has no longer got the first piece.
 HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<CReplayStream>& replay, ComPtr<IStream>& buffered) noexcept {
-    constexpr ULONGLONG kUnknownSizeBit = ULONGLONG{1} << 63;
+    if (forDetection) {
+        if (const HRESULT hr = MakeComObject<CReplayStream>(&replay); FAILED(hr))
+            return hr;
+        if (const HRESULT hr = replay->Initialize(stream); FAILED(hr))
+            return hr;
+        stream = replay.Get();
+    }
     if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr))
         return hr;
     (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
-    ULONGLONG size = 0;
-    if (!forDetection || (SUCCEEDED(AskSize(*buffered.Get(), &size)) && !(size & kUnknownSizeBit)))
-        return S_OK;
-    if (const HRESULT hr = MakeComObject<CReplayStream>(&replay); FAILED(hr))
-        return hr;
-    if (const HRESULT hr = replay->Initialize(stream); FAILED(hr))
-        return hr;
-    return ::TKFCreateBufferedStream(replay.Get(), buffered.ReleaseAndGetAddressOf(), kReadBufferBytes);
+    return S_OK;
 }
 
 class CSetEventAtExit final {

@@ -1,5 +1,6 @@
 #include "framework/streams/CReplayStream.h"
 
+#include "diagnostics/ForeignCalls.h"
 #include "framework/streams/CopyInBlocks.h"
 
 #include <algorithm>
@@ -10,7 +11,12 @@ using Microsoft::WRL::ComPtr;
 HRESULT CReplayStream::Initialize(IStream* source) noexcept {
     if (!source)
         return E_POINTER;
-    if (const HRESULT hr = m_source.Attach(source); FAILED(hr))
+    // Room for all of it now: what has come must not be lost for want of it.
+    const HRESULT hr = ComBoundary([&] {
+        m_kept.reserve(kMostKept);
+        return m_source.Attach(source);
+    });
+    if (FAILED(hr))
         return hr;
     ULARGE_INTEGER position{};
     static_cast<void>(ComBoundary([&] { return source->Seek({}, STREAM_SEEK_CUR, &position); }));
@@ -20,11 +26,11 @@ HRESULT CReplayStream::Initialize(IStream* source) noexcept {
 
 void CReplayStream::EndKeeping() noexcept {
     m_isKeeping = false;
-    if (m_position == m_start + m_kept.size())
+    if (m_position == End() || SUCCEEDED(MoveSource(m_position)))
         Drop();
 }
 
-// The source stands where this stream does: nothing is left to be read again.
+// The source stands where this stream does, or anywhere else where it can be sought: nothing is left to be read again.
 void CReplayStream::Drop() noexcept {
     m_isKeeping = false;
     m_start = m_position;
@@ -39,59 +45,76 @@ HRESULT CReplayStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
         return E_POINTER;
     return ComBoundary([&]() -> HRESULT {
         HRESULT hr = S_OK;
-        const ULONGLONG end = m_start + m_kept.size();
+        const ULONGLONG end = End();
         if (m_position < end) {
             count = static_cast<ULONG>(std::min<ULONGLONG>(cb, end - m_position));
             std::memcpy(buffer, m_kept.data() + (m_position - m_start), count);
+            hr = count == cb ? S_OK : S_FALSE;
         } else {
             ComPtr<IStream> source;
             if (hr = m_source.CopyTo(&source); FAILED(hr))
                 return hr;
-            // Room first: what came must not be lost for want of it.
             if (m_isKeeping && m_kept.size() + cb > kMostKept)
                 Drop();
-            if (m_isKeeping)
-                m_kept.reserve(kMostKept);
             hr = ComBoundary([&] { return source->Read(buffer, cb, &count); });
             count = std::min(count, cb);  // a stream may claim more than it was asked for
             if (m_isKeeping)
                 m_kept.insert(m_kept.end(), static_cast<BYTE*>(buffer), static_cast<BYTE*>(buffer) + count);
         }
         m_position += count;
-        if (!m_isKeeping && m_position >= m_start + m_kept.size())
+        if (!m_isKeeping && m_position >= End())
             Drop();
-        return FAILED(hr) ? hr : count == cb ? S_OK : S_FALSE;
+        return hr;
     });
 }
 
 HRESULT CReplayStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
+    const bool hasKept = !m_kept.empty();
+    if (hasKept && origin == STREAM_SEEK_CUR) {  // the source stands elsewhere
+        move.QuadPart = static_cast<LONGLONG>(m_position + static_cast<ULONGLONG>(move.QuadPart));
+        origin = STREAM_SEEK_SET;
+    }
     HRESULT hr = S_OK;
-    if (origin == STREAM_SEEK_CUR)
-        move.QuadPart += static_cast<LONGLONG>(m_position);
     const auto target = static_cast<ULONGLONG>(move.QuadPart);
-    if (origin != STREAM_SEEK_END && target >= m_start && target <= m_start + m_kept.size())
+    if (hasKept && origin == STREAM_SEEK_SET && target >= m_start && target <= End())
         m_position = target;
-    else
-        hr = SeekSource(move, origin == STREAM_SEEK_END ? STREAM_SEEK_END : STREAM_SEEK_SET);
+    else if (!hasKept || !m_isKeeping || SUCCEEDED(hr = LeaveKept()))
+        hr = SeekSource(move, origin);
     if (newPosition)
         newPosition->QuadPart = m_position;
     return hr;
 }
 
-HRESULT CReplayStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
+// Only for a source that comes back; one that merely goes onwards would lose what was read of it.
+HRESULT CReplayStream::LeaveKept() noexcept {
+    if (const HRESULT hr = MoveSource(m_start); FAILED(hr))
+        return hr;
+    static_cast<void>(MoveSource(m_position));
+    Drop();
+    return S_OK;
+}
+
+HRESULT CReplayStream::MoveSource(ULONGLONG position) const noexcept {
+    // Some streams succeed, do nothing, and say nothing.
+    ULARGE_INTEGER reached{.QuadPart = ~position};
+    const HRESULT hr = AskSeek({.QuadPart = static_cast<LONGLONG>(position)}, STREAM_SEEK_SET, &reached);
+    return SUCCEEDED(hr) && reached.QuadPart != position ? STG_E_SEEKERROR : hr;
+}
+
+HRESULT CReplayStream::AskSeek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) const noexcept {
     ComPtr<IStream> source;
-    HRESULT hr = m_source.CopyTo(&source);
-    ULARGE_INTEGER reached{.QuadPart = m_position};
-    if (SUCCEEDED(hr))
-        hr = ComBoundary([&] { return source->Seek(move, origin, &reached); });
-    // A source that fails tells where it stands, which is here as long as nothing is kept.
+    const HRESULT hr = m_source.CopyTo(&source);
+    return FAILED(hr) ? hr : ComBoundary([&] { return source->Seek(move, origin, reached); });
+}
+
+HRESULT CReplayStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
+    ULARGE_INTEGER reached{};
+    const HRESULT hr = AskSeek(move, origin, &reached);
     if (FAILED(hr) && !m_kept.empty())
         return hr;
-    m_position = reached.QuadPart;
-    if (SUCCEEDED(hr))
+    m_start = m_position = reached.QuadPart;
+    if (!m_isKeeping)
         Drop();
-    else
-        m_start = m_position;
     return hr;
 }
 
@@ -117,7 +140,7 @@ HRESULT CReplayStream::Clone(IStream** clone) noexcept {
         if (const HRESULT hr = m_source.CopyTo(&source); FAILED(hr))
             return hr;
         ComPtr<IStream> sourceClone;
-        if (const HRESULT hr = source->Clone(&sourceClone); FAILED(hr))
+        if (const HRESULT hr = ReceiveAny(sourceClone, source.Get(), &IStream::Clone); FAILED(hr))
             return hr;
         if (!sourceClone)
             return E_UNEXPECTED;
@@ -129,7 +152,7 @@ HRESULT CReplayStream::Clone(IStream** clone) noexcept {
         copy->m_kept = m_kept;
         copy->m_start = m_start;
         copy->m_position = m_position;
-        copy->m_isKeeping = m_isKeeping;
+        copy->m_isKeeping = false;
         *clone = copy.Detach();
         return S_OK;
     });

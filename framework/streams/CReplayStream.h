@@ -1,10 +1,11 @@
-// A stream in front of a live one that keeps what is read of its start, so that whoever looks at the start can go back
-// and read it a second time, though the source can't.
+// A stream in front of another one that keeps what is read of its start, so that whoever looks at the start can go back
+// and read it a second time, also where the source can't be sought.
 //
 // Pieces go through as they come: a read gives what one read of the source gave, and none waits for more. From the
 // start until EndKeeping, what is read is kept, up to kMostKept bytes; seeks to what is kept don't reach the source.
-// After EndKeeping what is left to be read again is, once, and then every call goes to the source. The stream is
-// read-only.
+// The first seek to anywhere else has the source show that it comes back. One that does keeps its bytes itself: from
+// then on every call goes to it, as it is. One that doesn't isn't moved, and EndKeeping leaves what is kept to be read
+// once more. The stream is read-only.
 //
 // Units: positions and sizes are bytes.
 // Threads, apartments: as CBufferedStream.  Lifetime: holds a registration of the source until the last reference goes.
@@ -24,21 +25,26 @@ public:
     CReplayStream() noexcept = default;
 
     // To be called once, before any other method. A source that can't tell its position counts as standing at 0.
+    // E_OUTOFMEMORY: no room for what is to be kept.
     [[nodiscard]] HRESULT Initialize(IStream* source) noexcept;
 
-    // Nothing that is read from now on is kept.
+    // Nothing that is read from now on is kept. Moves the source to where this stream stands, and if it gets there,
+    // lets go of what was kept.
     void EndKeeping() noexcept;
 
     // ISequentialStream
-    // S_FALSE: fewer bytes than asked for. Only 0 bytes are the end.
+    // S_FALSE: fewer bytes than were asked for are kept, or what the source says. Only 0 bytes are the end.
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
     STDMETHODIMP Write(const void*, ULONG, ULONG*) noexcept override { return STG_E_ACCESSDENIED; }
 
     // IStream
     // `*newPosition` receives the position whatever happens. A seek that fails moves nothing while anything is kept;
-    // else this stream stands where the source says that it does. One that the source makes ends the keeping.
+    // else this stream stands where the source says that it does, at 0 if it says nothing.
+    // STG_E_SEEKERROR: the source claims to be sought, and isn't.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
+    // What is kept is the clone's too, once; it keeps nothing more.
+    // E_UNEXPECTED: the source reported success and gave no clone.
     STDMETHODIMP Clone(IStream** clone) noexcept override;
     STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept override { return STG_E_ACCESSDENIED; }
     STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
@@ -50,7 +56,11 @@ public:
 
 private:
     void Drop() noexcept;
+    [[nodiscard]] HRESULT LeaveKept() noexcept;
+    [[nodiscard]] HRESULT MoveSource(ULONGLONG position) const noexcept;
+    [[nodiscard]] HRESULT AskSeek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) const noexcept;
     [[nodiscard]] HRESULT SeekSource(LARGE_INTEGER move, DWORD origin) noexcept;
+    [[nodiscard]] ULONGLONG End() const noexcept { return m_start + m_kept.size(); }
 
     CStreamCookie m_source;
     std::vector<BYTE> m_kept;  // all from m_start to where the source stands; empty when nothing is kept

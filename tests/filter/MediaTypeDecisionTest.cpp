@@ -8,6 +8,7 @@
 #include "tests/support/CFakeDataLayer.h"
 
 #include <iterator>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -111,6 +112,41 @@ TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALib
         expected.push_back(kStopped);
         EXPECT_EQ(expected, lines);
     }
+}
+
+TEST(MediaTypeLibraryTest, EveryStepOfALoadAndOfAReadIsTimed) {
+    const CPublishedLogger logger;
+    OnNewThread([] {
+        const CTempFile file("0123456789");
+        CFakeDataLayer layer;
+        CScriptedDictionary dictionary;
+        for (const Library library : {Library::WithExport, Library::Foreign}) {
+            const CFilterWithLibrary filter(library);
+            EXPECT_EQ(S_OK, filter.host.Load(file.Path()));
+            EXPECT_EQ(kNothingKnown, filter.host.Offers());
+            const auto reader = filter.host.Reader();
+            CTestSample sample(4);
+            EXPECT_EQ(S_OK, reader->SyncReadAligned(&sample));
+            for (int i = 0; i < 2000; ++i)  // reports come after so many calls
+                EXPECT_EQ("0123", SyncRead(*reader.Get(), 0, 4).second);
+            LONGLONG total = 0;
+            EXPECT_EQ(S_OK, reader->Length(&total, &total));
+        }
+    });
+    const std::wstring filter = L"CCustomFileSourceFilter::", pin = L"CCustomFileSourcePin::";
+    std::set<std::wstring> timed;
+    for (const LoggedProfile& profile : logger->Profiles())
+        timed.insert(profile.category + L" " + profile.file + L" " + profile.function + L" " + profile.message);
+    std::set<std::wstring> expected;
+    for (const std::wstring& scope :
+         {filter + L"Load ", filter + L"SetSourceFileStream ", filter + L"SetSourceFileStream Loading TvMetaData.dll",
+          filter + L"SetSourceFileStream Getting Mimetype Dictionary",
+          filter + L"SetSourceFileStream Extracting MimeType via MimeTypeDictionary",
+          filter + L"SetSourceFileStream Extracting MimeType via TKDataServices", pin + L"SetSourceFileStream ",
+          pin + L"GetMediaType ", pin + L"Length ", pin + L"SyncReadAligned ", pin + L"SyncRead ",
+          pin + L"SyncRead Syncread seeking", pin + L"SyncRead Syncread reading"})
+        expected.insert(L"PROFILE CustomFileSource " + scope);
+    EXPECT_EQ(expected, timed);
 }
 
 // Detection may take seconds. Who enumerates meanwhile has neither the former types nor a list that ends in silence.

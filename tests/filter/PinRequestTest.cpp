@@ -2,7 +2,7 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
-#include "tests/support/CImportHook.h"
+#include "tests/support/CSecondCall.h"
 
 #include <chrono>
 #include <deque>
@@ -168,6 +168,40 @@ TEST_F(PinRequestTest, AFlushRefusesRequestsAndHandsOutWhatIsQueuedInItsOrder) {
     EXPECT_EQ((Next{S_OK, &second, 4}), WaitForNext());
 }
 
+TEST_F(PinRequestTest, OneCallAtATimeReachesTheSourceAndAReadKeepsAFlushWaiting) {
+    CTestSample& own = NewSample(0, 4);
+    LONGLONG total = 0;
+    ULARGE_INTEGER position{};
+    STATSTG stat{};
+    const struct {
+        const char* what;
+        Stream::Kind kind;
+        bool keepsFlush;
+        std::function<HRESULT()> call;
+    } rows[] = {
+        {"SyncRead", Stream::kRead, true, [&] { return pin.SyncRead(0, 1, &byte); }},
+        {"SyncReadAligned", Stream::kRead, true, [&] { return pin.SyncReadAligned(&own); }},
+        {"Request", Stream::kRead, true, [&] { return pin.Request(&own, 0); }},
+        {"Length", Stream::kStat, true, [&] { return pin.Length(&total, &total); }},
+        {"a new source", Stream::kStat, true, [&] { return pin.SetSourceFileStream(&source, 0); }},
+        {"Read", Stream::kRead, false, [&] { return pin.Read(&byte, 1, nullptr); }},
+        {"Seek", Stream::kSeek, false, [&] { return pin.Seek({}, 0, &position); }},
+        {"Stat", Stream::kStat, false, [&] { return pin.Stat(&stat, STATFLAG_NONAME); }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        source.On(row.kind, 0, {.holds = true});
+        const CSecondCall held([&] { EXPECT_EQ(S_OK, row.call()); });
+        EXPECT_TRUE(source.WaitUntilHeld());
+        const CSecondCall writer([&] { EXPECT_EQ(E_NOTIMPL, pin.Write("x", 1, nullptr)); });
+        const CSecondCall flush([&] { EXPECT_EQ(S_OK, pin.EndFlush()); });
+        EXPECT_FALSE(writer.Ends());
+        EXPECT_EQ(row.keepsFlush, !flush.Ends());
+        source.LetGo();
+    }
+    EXPECT_EQ((Next{S_OK, &own, 0}), WaitForNext());
+}
+
 struct PinWaitTest : PinRequestTest {
     const CImportHook wait{"SleepConditionVariableSRW", &TellThenWait};
 
@@ -241,32 +275,26 @@ TEST_F(PinRequestTest, AParserThatCountsNoReferencesRunsOutOfBuffersUnlessTheHos
         ComPtr<IMemAllocator> allocator;
         ASSERT_EQ(S_OK, pin.RequestAllocator(nullptr, &properties, &allocator));
         ASSERT_EQ(S_OK, allocator->Commit());
-        std::vector<IMediaSample*> queued, delivered;
-        while (delivered.size() < 20) {
-            IMediaSample* buffer = nullptr;
-            while (allocator->GetBuffer(&buffer, nullptr, nullptr, AM_GBF_NOWAIT) == S_OK) {
-                REFERENCE_TIME start = 10'000'000, stop = 50'000'000;
-                EXPECT_EQ(S_OK, buffer->SetTime(&start, &stop));
-                queued.push_back(buffer);
-                EXPECT_EQ(S_OK, pin.Request(buffer, queued.size()));
-            }
-            if (queued.size() == delivered.size())
-                break;  // no buffer is free
+        std::vector<IMediaSample*> delivered;
+        for (IMediaSample* buffer = nullptr;
+             delivered.size() < 20 && allocator->GetBuffer(&buffer, nullptr, nullptr, AM_GBF_NOWAIT) == S_OK;) {
+            REFERENCE_TIME start = 10'000'000, stop = 50'000'000;
+            EXPECT_EQ(S_OK, buffer->SetTime(&start, &stop));
+            EXPECT_EQ(S_OK, pin.Request(buffer, 7));
+            IMediaSample* next = nullptr;
             DWORD_PTR user = 0;
-            EXPECT_EQ(S_OK, pin.WaitForNext(0, &buffer, &user));
-            delivered.push_back(buffer);
-            EXPECT_EQ(delivered.size(), user);
+            EXPECT_EQ(S_OK, pin.WaitForNext(0, &next, &user));
+            EXPECT_TRUE(next == buffer && user == 7);
             BYTE* data = nullptr;
             EXPECT_EQ(S_OK, buffer->GetPointer(&data));
             EXPECT_EQ("1234", std::string(reinterpret_cast<const char*>(data), 4));
-            buffer->Release();
+            delivered.push_back(next);
+            next->Release();
         }
         EXPECT_EQ(uncounted ? 20u : 2u, delivered.size());
         for (size_t i = 0; !uncounted && i < delivered.size(); ++i)
             delivered[i]->Release();
         EXPECT_EQ(S_OK, references->SetUncountedSamples(FALSE));
-        for (Next next; (next = WaitForNext()).result == S_OK;)
-            next.sample->Release();
     }
     EXPECT_EQ(E_POINTER, references->GetUncountedSamples(nullptr));
 }

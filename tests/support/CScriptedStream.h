@@ -66,10 +66,15 @@ public:
     void TellNameAlways() { Set(m_alwaysTellsName, true); }        // also to a Stat that wants none
     // Stands at its start again, whatever it refuses.
     void Rewind() { Set(m_position, 0); }
-    // Seeks to anywhere else but where the stream stands fail, as a live source's do, and tell where that is. One
-    // position may be excepted.
-    void RefuseSeeksBut(ULONGLONG position) { Set(m_onlySeek, position); }
-    void RefuseSeeks() { RefuseSeeksBut(~0ull); }
+    // What becomes of seeks to anywhere else but where the stream stands. Those that fail tell where that is.
+    enum class Seeks {
+        All,
+        None,     // as a live source's
+        Claimed,  // none, but all of them are called a success
+        Onwards,
+    };
+    void RefuseSeeks(Seeks but = Seeks::None) { Set(m_seeks, but); }
+    void RefuseSeeksBut(ULONGLONG position) { Set(m_onlySeek, position), RefuseSeeks(); }
 
     // Waits until a call is held. False: none was within ten seconds.
     [[nodiscard]] bool WaitUntilHeld() {
@@ -134,7 +139,10 @@ public:
         const ULONGLONG target = bases[origin % 3] + static_cast<ULONGLONG>(move.QuadPart);
         if (origin > STREAM_SEEK_END || static_cast<LONGLONG>(target) < 0)
             return STG_E_INVALIDFUNCTION;
-        if (m_onlySeek && target != *m_onlySeek && target != m_position) {
+        if (m_seeks == Seeks::Claimed && target != m_position)
+            return S_OK;
+        const bool goes = m_seeks == Seeks::All || (m_seeks == Seeks::Onwards && target > m_position);
+        if (!goes && target != m_onlySeek && target != m_position) {
             if (newPosition)
                 newPosition->QuadPart = m_position;
             return STG_E_INVALIDFUNCTION;
@@ -216,6 +224,7 @@ private:
     std::array<int, kKinds> m_calls{};
     std::unique_ptr<CScriptedStream> m_clone;
     std::optional<ULONGLONG> m_reportedSize;
+    Seeks m_seeks = Seeks::All;
     std::optional<ULONGLONG> m_onlySeek;
     ULONGLONG m_breaksAt = ~0ull;
     std::function<void(ULONG)> m_onRead;

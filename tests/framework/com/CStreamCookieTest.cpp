@@ -14,6 +14,10 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
+HRESULT NoTable(IGlobalInterfaceTable**) {
+    return CO_E_SERVER_STOPPING;
+}
+
 struct CStreamCookieTest : ::testing::Test {
     // What the holder gives, without a reference.
     const IStream* Held() const {
@@ -35,15 +39,17 @@ TEST_F(CStreamCookieTest, HoldsTheLastStreamThatItWasGivenUntilRevokedOrGone) {
     EXPECT_EQ(S_OK, cookie.Attach(&second));
     EXPECT_EQ(0u, first.References());
     EXPECT_EQ(S_OK, cookie.Attach(nullptr));  // changes nothing
-    TKFSetGlobalInterfaceTableProvider([](IGlobalInterfaceTable**) -> HRESULT { return CO_E_SERVER_STOPPING; });
+    TKFSetGlobalInterfaceTableProvider(&NoTable);
     EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.Attach(&first));  // nor does this
+    EXPECT_EQ(CO_E_SERVER_STOPPING, cookie.CopyTo(&poisoned));
+    EXPECT_EQ(E_POINTER, cookie.CopyTo(nullptr));
     TKFSetGlobalInterfaceTableProvider(nullptr);
     EXPECT_EQ(&second, Held());
     second.refused = __uuidof(IStream);
     for (const auto& [result, leaves] : {std::pair<HRESULT, IStream*>{E_FAIL, &first}, {S_OK, nullptr}}) {
         second.refusal = result;
         second.refusalLeaves = leaves;
-        EXPECT_HRESULT_FAILED(cookie.CopyTo(&poisoned));
+        EXPECT_EQ(FAILED(result) ? result : E_POINTER, cookie.CopyTo(&poisoned));
         EXPECT_EQ(nullptr, std::exchange(poisoned, &first));
     }
     second.refused = {};
@@ -62,7 +68,9 @@ TEST_F(CStreamCookieTest, GivesAFreeThreadedStreamToOtherApartmentsUnchangedAndL
     EXPECT_EQ(S_OK, cookie.Attach(freeThreaded.Get()));
     std::thread([&] {
         const CTestApartment other(COINIT_APARTMENTTHREADED);
-        EXPECT_EQ(freeThreaded.Get(), Held());
+        TKFSetGlobalInterfaceTableProvider(&NoTable);
+        EXPECT_EQ(freeThreaded.Get(), Held()) << "the table isn't asked";
+        TKFSetGlobalInterfaceTableProvider(nullptr);
     }).join();
     EXPECT_EQ(S_OK, cookie.Attach(&second));  // has no marshaler
     EXPECT_EQ(&second, Held());

@@ -1,3 +1,4 @@
+#include "framework/com/GlobalInterfaceTable.h"
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTestApartment.h"
@@ -64,6 +65,9 @@ TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {
     EXPECT_EQ("0123456789abcdef", std::string(target, 16));
     EXPECT_EQ(Got(S_FALSE, ""), Read(1));
     EXPECT_EQ(Got(S_OK, ""), Read(0));
+    const int seeks = source.Calls(kSeek);
+    EXPECT_EQ(At(S_OK, 16), Seek(16, STREAM_SEEK_SET)) << "where it stands, with nothing buffered";
+    EXPECT_EQ(seeks, source.Calls(kSeek));
     EXPECT_EQ(S_OK, stream->Seek(By(3), STREAM_SEEK_SET, nullptr));
 }
 
@@ -165,6 +169,13 @@ TEST_F(CBufferedStreamTest, StatIsAskedOnceForEachNewFlag) {
     EXPECT_EQ(3, source.Calls(kStat));
 }
 
+int g_tables = 0;
+
+HRESULT OneTable(IGlobalInterfaceTable** table) {
+    return g_tables++ > 0 ? E_OUTOFMEMORY
+                          : ::CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_ALL, IID_PPV_ARGS(table));
+}
+
 TEST_F(CBufferedStreamTest, ACloneOrACopyGoesOnFromThePositionAndTheBufferedBytes) {
     Make(4);
     for (const auto& [step, result] : {std::pair<Step, HRESULT>{{.throws = true}, E_UNEXPECTED},
@@ -173,10 +184,15 @@ TEST_F(CBufferedStreamTest, ACloneOrACopyGoesOnFromThePositionAndTheBufferedByte
         source.On(kClone, 0, step);
         EXPECT_EQ(result, FailedClone());
     }
+    g_tables = 0;
+    TKFSetGlobalInterfaceTableProvider(&OneTable);
+    EXPECT_EQ(E_OUTOFMEMORY, FailedClone()) << "it can't be held";
+    TKFSetGlobalInterfaceTableProvider(nullptr);
     EXPECT_EQ(Got(S_OK, "012345"), Read(6));
     ComPtr<IStream> clone;
     ASSERT_EQ(S_OK, stream->Clone(&clone));
     CScriptedStream& clonedSource = *source.LastClone();
+    EXPECT_EQ(At(S_OK, 6), Seek(0, STREAM_SEEK_CUR, clone.Get()));
     EXPECT_EQ(Got(S_OK, "67"), Read(2, clone.Get()));
     EXPECT_EQ(0, clonedSource.Calls(kRead));
     EXPECT_EQ(Got(S_OK, "89"), Read(2, clone.Get()));
