@@ -259,7 +259,7 @@ TEST_P(DataSource, TellsItsSizeNeedsNoCountAndStaysWhereItIsWhenNothingIsRead) {
     const CTaskMem<wchar_t> name(stat.pwcsName);
     EXPECT_EQ(static_cast<DWORD>(STGTY_STREAM), stat.type);
     EXPECT_HRESULT_FAILED(stream->Stat(nullptr, STATFLAG_NONAME));
-    for (ULONGLONG at = 0; at < source.bytes.size(); at += 50'000) {
+    for (size_t at = 0; at < source.bytes.size(); at += 50'000) {
         char byte = '?';
         ULONG count = 0xDEAD;
         EXPECT_HRESULT_SUCCEEDED(stream->Read(&byte, 0, &count));
