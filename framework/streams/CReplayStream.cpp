@@ -30,7 +30,7 @@ void CReplayStream::EndKeeping() noexcept {
         Drop();
 }
 
-// The source stands where this stream does, or anywhere else where it can be sought: nothing is left to be read again.
+// Forgets what is kept: the source stands at m_position, or is moved by the seek that follows.
 void CReplayStream::Drop() noexcept {
     m_isKeeping = false;
     m_start = m_position;
@@ -54,9 +54,12 @@ HRESULT CReplayStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
             ComPtr<IStream> source;
             if (hr = m_source.CopyTo(&source); FAILED(hr))
                 return hr;
-            if (m_isKeeping && m_kept.size() + cb > kMostKept)
-                Drop();
+            const HRESULT room = CutToRoom(cb);
+            if (FAILED(room) || cb == 0)
+                return room;
             hr = ComBoundary([&] { return source->Read(buffer, cb, &count); });
+            if (hr == S_OK)
+                hr = room;
             count = std::min(count, cb);  // a stream may claim more than it was asked for
             if (m_isKeeping)
                 m_kept.insert(m_kept.end(), static_cast<BYTE*>(buffer), static_cast<BYTE*>(buffer) + count);
@@ -85,13 +88,26 @@ HRESULT CReplayStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* ne
     return hr;
 }
 
+// Nothing of a source that doesn't come back may go unkept. S_FALSE: `cb` is less than it was.
+HRESULT CReplayStream::CutToRoom(ULONG& cb) noexcept {
+    if (!m_isKeeping || m_kept.size() + cb <= kMostKept)
+        return S_OK;
+    const HRESULT hr = LeaveKept();
+    if (!m_isKeeping)
+        return hr;
+    cb = static_cast<ULONG>(kMostKept - m_kept.size());
+    return S_FALSE;
+}
+
 // Only for a source that comes back; one that merely goes onwards would lose what was read of it.
 HRESULT CReplayStream::LeaveKept() noexcept {
     if (const HRESULT hr = MoveSource(m_start); FAILED(hr))
         return hr;
-    static_cast<void>(MoveSource(m_position));
+    const HRESULT hr = MoveSource(m_position);
+    if (FAILED(hr))
+        m_position = m_start;  // it stands there, and has all that was kept
     Drop();
-    return S_OK;
+    return hr;
 }
 
 HRESULT CReplayStream::MoveSource(ULONGLONG position) const noexcept {

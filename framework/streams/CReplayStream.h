@@ -3,12 +3,13 @@
 //
 // Pieces go through as they come: a read gives what one read of the source gave, and none waits for more. From the
 // start until EndKeeping, what is read is kept, up to kMostKept bytes; seeks to what is kept don't reach the source.
-// The first seek to anywhere else has the source show that it comes back. One that does keeps its bytes itself: from
-// then on every call goes to it, as it is. One that doesn't isn't moved, and EndKeeping leaves what is kept to be read
-// once more. The stream is read-only.
+// The first seek to anywhere else, and the first read of more, has the source show that it comes back. One that does
+// keeps its bytes itself: from then on every call goes to it, as it is. One that doesn't isn't moved and gives no more
+// than can be kept: until EndKeeping, which leaves all that to be read once more, it seems to end there. The stream is
+// read-only.
 //
 // Units: positions and sizes are bytes.
-// Threads, apartments: as CBufferedStream.  Lifetime: holds a registration of the source until the last reference goes.
+// Threads, apartments: as CBufferedStream.  Lifetime: holds the source until the last reference goes.
 // Errors: those of the Global Interface Table and of the source are returned unchanged; an exception of the source
 // counts as its failure.
 #pragma once
@@ -33,7 +34,8 @@ public:
     void EndKeeping() noexcept;
 
     // ISequentialStream
-    // S_FALSE: fewer bytes than were asked for are kept, or what the source says. Only 0 bytes are the end.
+    // S_FALSE: fewer bytes than were asked for are kept or can be, or what the source says. Only 0 bytes are the end,
+    // or all that can be kept.
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
     STDMETHODIMP Write(const void*, ULONG, ULONG*) noexcept override { return STG_E_ACCESSDENIED; }
 
@@ -56,6 +58,7 @@ public:
 
 private:
     void Drop() noexcept;
+    [[nodiscard]] HRESULT CutToRoom(ULONG& cb) noexcept;
     [[nodiscard]] HRESULT LeaveKept() noexcept;
     [[nodiscard]] HRESULT MoveSource(ULONGLONG position) const noexcept;
     [[nodiscard]] HRESULT AskSeek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) const noexcept;

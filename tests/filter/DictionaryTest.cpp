@@ -18,6 +18,7 @@ TEST_F(DictionaryTest, ASourceThatCannotBeSoughtLosesNothingToDetection) {
     const std::string sound("RIFF\0\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x40\x1F\0\0\1\0\x08\0data\0\0\0\0", 44);
     // The type is looked for behind the tag.
     const std::string tag = std::string("ID3\4\0\0\0\6\x0D\x40", 10) + std::string(100'032, '\0');
+    const std::string shortTag = std::string("ID3\4\0\0\0\3\x54\x60", 10) + std::string(60'000, 'x');
     const struct {
         const char* what;
         std::string start;
@@ -32,6 +33,8 @@ TEST_F(DictionaryTest, ASourceThatCannotBeSoughtLosesNothingToDetection) {
         {"it is small", sound, 900, true, Seeks::None, "W"},
         {"detection would seek", tag + sound, 300'000, true, Seeks::None, nullptr},
         {"it goes onwards only", tag + sound, 300'000, true, Seeks::Onwards, nullptr},
+        {"tags that are kept, and more behind", shortTag + shortTag, 300'000, true, Seeks::None, nullptr},
+        {"zeros, too", std::string(300'000, '\0'), 2'000, true, Seeks::None, nullptr},
         {"it can be sought", tag + sound, 300'000, true, Seeks::All, "W"},
     };
     // Pieces smaller and larger than what is looked at, than the read buffer, and than what is kept for a second

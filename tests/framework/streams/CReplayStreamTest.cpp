@@ -2,6 +2,7 @@
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTestApartment.h"
+#include "tests/support/RandomBytes.h"
 
 namespace {
 
@@ -100,14 +101,29 @@ TEST_F(CReplayStreamTest, ASourceThatComesBackIsCalledAsItIs) {
     EXPECT_EQ(Got(S_OK, "67"), Read(2));
 }
 
-TEST_F(CReplayStreamTest, KeepsSoMuchAndNoMore) {
-    source.SetContents(std::string(CReplayStream::kMostKept + 9, 'x'));
-    for (const ULONG over : {0u, 1u}) {
-        Make(Seeks::None);
+TEST_F(CReplayStreamTest, ReadsNoMoreThanItKeepsOfASourceThatDoesNotComeBack) {
+    constexpr ULONG kMost = CReplayStream::kMostKept;
+    const std::string contents = RandomBytes(1, 2 + kMost + 9);
+    source.SetContents(contents);
+    for (const Seeks seeks : {Seeks::None, Seeks::Onwards, Seeks::Claimed}) {
+        Make(seeks);
         Read(9);
-        EXPECT_EQ(S_OK, Read(CReplayStream::kMostKept - 9 + over).first);
-        EXPECT_EQ(over ? STG_E_INVALIDFUNCTION : S_OK, Seek(2, STREAM_SEEK_SET).first);
+        EXPECT_EQ(Got(S_FALSE, contents.substr(11, kMost - 9)), Read(kMost - 8));
+        EXPECT_EQ(Got(S_FALSE, ""), Read(1));
+        EXPECT_EQ(At(S_OK, 2), Seek(2, STREAM_SEEK_SET));
+        replay->EndKeeping();
+        EXPECT_EQ(Got(S_OK, contents.substr(2, kMost)), Read(kMost));
+        EXPECT_EQ(Got(S_FALSE, contents.substr(2 + kMost)), Read(10));
     }
+    Make(Seeks::All);
+    Read(9);
+    EXPECT_EQ(Got(S_OK, contents.substr(11, kMost - 8)), Read(kMost - 8));
+    EXPECT_EQ(At(S_OK, 2), Seek(2, STREAM_SEEK_SET)) << "by the source, which has shown that it comes back";
+    Make(Seeks::All);
+    Read(9);
+    source.On(kSeek, 1, {.result = STG_E_SEEKERROR});
+    EXPECT_EQ(Got(STG_E_SEEKERROR, ""), Read(kMost)) << "it has gone back, and not come again";
+    EXPECT_EQ(Got(S_OK, contents.substr(2, 9)), Read(9));
 }
 
 TEST_F(CReplayStreamTest, FailuresOfTheSourceAreItsOwn) {
