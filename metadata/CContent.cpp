@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint64_t kUnknownSizeBit = std::uint64_t{1} << 63;
 constexpr std::uint64_t kDearestStart = 1024 * 1024;  // behind tags, where all before it has to be read
 
-// What a stranger's stream throws is a failure of its.
+// What a stranger's stream throws counts as its failure.
 template <class Call>
 HRESULT ResultOf(Call&& call) noexcept {
     try {

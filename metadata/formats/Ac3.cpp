@@ -63,14 +63,16 @@ bool IsSound(CBytes frame) {
     return sum == 0;
 }
 
-// Where a frame stands that goes exactly to the content's end, has little before it, and whose checksum is right.
-std::optional<size_t> FindOnlyFrame(const CContent& content) {
+// Where frames begin that go exactly to the content's end, have little before them, and whose checksums are right.
+std::optional<size_t> FindSoundFrames(const CContent& content) {
     constexpr size_t kMostBefore = 1024;
     const CBytes head = content.Head();
-    for (size_t at = 0; content.HeadIsAll() && at <= kMostBefore; ++at) {
-        const std::optional<Frame> frame = ParseAc3(head, at);
-        if (frame && at + frame->bytes == head.Size() && IsSound(head.From(at)))
-            return at;
+    for (size_t start = 0; content.HeadIsAll() && start <= kMostBefore; ++start) {
+        size_t end = start;
+        for (std::optional<Frame> frame; (frame = ParseAc3(head, end)) && IsSound(head.From(end, frame->bytes));)
+            end += frame->bytes;
+        if (end > start && end == head.Size())
+            return start;
     }
     return std::nullopt;
 }
@@ -94,7 +96,7 @@ Verdict SearchAc3(CContent& content) {
                 FindFrames(content, ParseAc3, sync, kWantedAnywhere, kWantedAnywhereToTheEnd))
             return Found(kType, nullptr, L"AC-3 frames behind other bytes", {*start, 6});
     }
-    if (const std::optional<size_t> start = FindOnlyFrame(content))
-        return Found(kType, nullptr, L"AC-3 frame with a right checksum behind other bytes", {*start, 6});
+    if (const std::optional<size_t> start = FindSoundFrames(content))
+        return Found(kType, nullptr, L"AC-3 frames with right checksums behind other bytes", {*start, 6});
     return NotThere();
 }

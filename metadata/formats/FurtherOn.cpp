@@ -9,6 +9,7 @@ using Judge = Verdict (*)(CContent& content);
 
 // What may begin where zeros end.
 constexpr Judge kAtTheStart[] = {&JudgeMpegProgram, &JudgeAac, &JudgeAc3, &JudgeDts, &JudgeMpegAudio};
+// What may begin anywhere in what is read further on.
 constexpr Judge kAnywhere[] = {&SearchMpegTransport, &SearchMpegProgram, &SearchMpegAudio,
                                &SearchAac,           &SearchAc3,         &SearchDts};
 

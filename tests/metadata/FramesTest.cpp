@@ -185,7 +185,7 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
     for (const auto& [name, bytes] : {std::pair("frames.ac3", 256), std::pair("frames.eac3", 128)}) {
         const std::string frame =
             Sample{kSamples / "audio-x-ac3" / name}.Content().substr(0, static_cast<size_t>(bytes));
-        Expect(L"audio/x-ac3", x + frame, "x" + Swapped(frame), Filling(1024) + frame);
+        Expect(L"audio/x-ac3", x + frame, x + frame + frame, "x" + Swapped(frame), Filling(1024) + frame);
         Expect(kNothing, x + frame + "x", x + frame.substr(0, frame.size() - 1), Filling(1025) + frame,
                x + frame.substr(0, frame.size() - 1) + "x", x + frame.substr(0, 99) + "x" + frame.substr(100));
     }
