@@ -165,8 +165,10 @@ HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
     // Empty as a rule. A stream that could not be revoked after its load must not be taken for this one's.
     if (const HRESULT hr = m_CreatedStream.Revoke(); FAILED(hr))
         return hr;
+    m_CreationResult.reset();
     ::SetEvent(m_hCreateRequest.Get());
     AwaitCreation();
+    SetOpenResult(m_CreationResult);
     const HRESULT hr = m_CreatedStream.CopyTo(stream);
     (void)m_CreatedStream.Revoke();
     return hr;
@@ -220,7 +222,7 @@ void CCustomFileSourceFilter::ServeCreateRequest() noexcept {
     ComPtr<IStream> stream;
     const CSetEventAtExit done(m_hCreationDone.Get());  // on failure too: Load waits for it
     const HRESULT hr = CreatePendingStream(&stream);
-    SetOpenResult(SUCCEEDED(hr) ? S_OK : hr);
+    m_CreationResult = SUCCEEDED(hr) ? S_OK : hr;
     TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction, L"Create stream thread: Creating stream %s for %s",
            SUCCEEDED(hr) ? L"succeeded" : L"failed", NameForLog(m_PendingName.c_str()).c_str());
 }

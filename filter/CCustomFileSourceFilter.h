@@ -112,6 +112,7 @@ private:
     CCritSec m_LoadLock;            // one Load at a time, from the request to the pin's new source
     std::wstring m_PendingName;     // written by Load before the request, read by the creation thread after it
     CStreamCookie m_CreatedStream;  // written by the creation thread before it is done, taken by Load after that
+    std::optional<HRESULT> m_CreationResult;  // in the same way; empty while there is none
     TKRuntimeLogger::CDiagnosticRegistration m_DiagnosticRegistration;
-    CCritSec m_CurrentLock;  // a leaf: OpenStream and Load may set the name while another thread asks for it
+    CCritSec m_CurrentLock;  // a leaf: OpenStream and Load may set what another thread asks for
 };

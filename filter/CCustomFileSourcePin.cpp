@@ -84,18 +84,12 @@ void CCustomFileSourcePin::PassFlowGate() noexcept {
         m_HaltEvent.Wait();
 }
 
-HRESULT CCustomFileSourcePin::Fetch(IStream** stream) const noexcept {
-    *stream = nullptr;
-    const HRESULT hr = m_StreamCookie.CopyTo(stream);
-    return SUCCEEDED(hr) && !*stream ? E_POINTER : hr;
-}
-
 HRESULT CCustomFileSourcePin::FetchSource(IStream** stream) const noexcept {
-    return m_StreamCookie.IsEmpty() ? E_UNEXPECTED : Fetch(stream);
+    return m_StreamCookie.IsEmpty() ? E_UNEXPECTED : m_StreamCookie.CopyTo(stream);
 }
 
 HRESULT CCustomFileSourcePin::FetchForRead(IStream** stream, const wchar_t* function) const {
-    const HRESULT hr = Fetch(stream);
+    const HRESULT hr = m_StreamCookie.CopyTo(stream);
     if (FAILED(hr)) {
         TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
                L"Could not get the stream from the GIT. Apartment was shut down prematurely!");
@@ -379,7 +373,7 @@ STDMETHODIMP CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable
             return E_UNEXPECTED;
         CAutoLock queueLock(&m_QueueLock);
         ComPtr<IStream> stream;
-        if (const HRESULT hr = Fetch(&stream); FAILED(hr))
+        if (const HRESULT hr = m_StreamCookie.CopyTo(&stream); FAILED(hr))
             return hr;
         ULONGLONG claimed = 0;
         if (const HRESULT hr = AskSize(*stream.Get(), &claimed); FAILED(hr))

@@ -121,7 +121,6 @@ private:
     enum class Gate { Pass, AlreadyPassed };
 
     void PassFlowGate() noexcept;
-    [[nodiscard]] HRESULT Fetch(IStream** stream) const noexcept;
     [[nodiscard]] HRESULT FetchSource(IStream** stream) const noexcept;
     [[nodiscard]] HRESULT FetchForRead(IStream** stream, const wchar_t* function) const;
     [[nodiscard]] HRESULT CheckRequest(const IMediaSample* sample) const noexcept;

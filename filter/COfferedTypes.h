@@ -21,9 +21,9 @@ class COfferedTypes final {
 public:
     using List = std::shared_ptr<const std::vector<OfferedType>>;  // null: empty
 
-    // Each gives what was offered before.
-    List Clear() noexcept { return m_types.exchange(nullptr); }
-    List Offer(List types) noexcept { return m_types.exchange(std::move(types)); }
+    void Offer(List types) noexcept { m_types.store(std::move(types)); }
+    // Gives what was offered before.
+    [[nodiscard]] List Clear() noexcept { return m_types.exchange(nullptr); }
 
     // Offers what Clear gave once more, unless something else is offered by now.
     void TakeBack(List cleared) noexcept {
@@ -31,7 +31,7 @@ public:
         m_types.compare_exchange_strong(none, std::move(cleared));
     }
 
-    // Nothing when there is no such index, negative ones included.
+    // Empty when there is no such index, negative ones included.
     [[nodiscard]] std::optional<OfferedType> At(int index) const noexcept;
 
     // Whether an entry has both the major type and the subtype.
