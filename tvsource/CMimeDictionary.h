@@ -16,8 +16,7 @@ public:
         bool isCutShort = false;                // the source was so slow that not all was looked at: see kCutShort
     };
 
-    // Looks in `folder` (with a backslash at its end, or empty) first, then as the platform finds libraries: beside the
-    // program, say.
+    // Looks in `folder` (with a backslash at its end, or empty) first, then in the program's and the system's folders.
     explicit CMimeDictionary(const std::wstring& folder = L"");
 
     // What the content is. Leaves the stream where it stands, unless that fails.

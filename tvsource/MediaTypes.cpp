@@ -51,7 +51,7 @@ bool StreamType::IsUnknown() const noexcept {
 
 std::wstring TypeText(const StreamType& type) {
     if (type.IsUnknown())
-        return L"none (no type is known from the content)";
+        return L"none (no type was found)";
     const auto* named = std::find_if(std::begin(kSubtypes), std::end(kSubtypes),
                                      [&](const NamedSubtype& row) { return row.subtype == type.subtype; });
     return (type.major == MEDIATYPE_Stream ? L"Stream" : GuidText(type.major)) + L" / " +

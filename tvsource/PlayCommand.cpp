@@ -49,7 +49,9 @@ int Play(const PlayOptions& options) {
     }
     const std::vector<StreamType> offered = source.OfferedTypes();
     if (offered.size() == 1 && offered.front().IsUnknown())
-        Complain(L"No type is known from the content. --type names one; --type any leaves it to the parser\n");
+        Complain(
+            L"No type was found: the content is of none that is known, or could not be read in time. --type names one; "
+            L"--type any leaves it to the parser\n");
     const CSourceFilter::Length length = source.SourceLength();
     if (length.total == 0)
         throw CHostError(ShownName(name) + L" is empty");

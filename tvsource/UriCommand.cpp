@@ -1,4 +1,5 @@
 #include "framework/uri/CTKFUri.h"
+#include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Commands.h"
@@ -33,7 +34,10 @@ std::wstring Line(std::wstring label, const std::wstring& value) {
 }  // namespace
 
 int Uri(const std::wstring& text) {
-    const auto uri = CTKFUri::Parse(text.c_str());
+    auto uri = CTKFUri::Parse(text.c_str());
+    // Credentials may stand where the grammar sees none: behind a second scheme, or without any.
+    if (uri && !uri->IsLocalFile())
+        uri = CTKFUri::Parse(NameForLog(text.c_str()).c_str());
     if (!uri)
         throw CHostError(L"'" + ShownName(text) +
                          L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "

@@ -77,7 +77,7 @@ TEST_F(Detect, ExplainsWhichRuleSpokeOnWhatBytes) {
 
 TEST_F(Detect, ANullOrAnEmptyAnswerAndOneThatIsCutShortAreToldApartByDetectAndInfoAlike) {
     const std::string slow = "the source is slow: only what came in time was judged", failed = "Cannot read it: 0x8003";
-    const std::string nothing = "none (no type is known from the content)";
+    const std::string nothing = "none (no type was found)";
     const std::string lost =
         "the filter found no type: it could not tell in time or could not read, or has none for these";
     const struct {

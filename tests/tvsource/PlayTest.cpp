@@ -74,7 +74,7 @@ TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserThatItsContentLeadsTo) {
 
 TEST_F(Play, WhatTheDictionaryDoesNotKnowNeedsATypeAndThatIsSaid) {
     const std::wstring flac = MediaFile(L"tone.flac");
-    EXPECT_EQ(1u, Count(RunWithFilter(L"play", {L"--null", flac}).err, "No type is known from the content"));
+    EXPECT_EQ(1u, Count(RunWithFilter(L"play", {L"--null", flac}).err, "No type was found: "));
     const HostRun told = RunWithFilter(L"play", {L"--null", L"--type", L"any", flac});
     ExpectPlayed(told, "generic parser", 1);
     EXPECT_EQ("", told.err);
