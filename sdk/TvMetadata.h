@@ -53,7 +53,7 @@ struct IMimeTypeDictionary {
     // be live: it is read from where it stands, no more than 64 KiB, and sought nowhere but back. A caller whose stream
     // can't go back puts one in front of it that can, as the source filter does. Another stream is read from its
     // beginning, and beyond the first 64 KiB only if it doesn't say that its seeks are dear
-    // (TKDS_STATE_SEEKS_READ_THROUGH). Some seconds after the start it begins no more reads, and judges by what has
+    // (TKDS_STATE_SEEKS_READ_THROUGH). Ten seconds after the first byte it begins no more reads, and judges by what has
     // come.
     virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) = 0;
 

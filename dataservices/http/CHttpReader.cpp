@@ -140,7 +140,7 @@ HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
         if (hr == E_PENDING && deadline.IsOver()) {
             HTTP_LOG(kError, L"CHttpReader::Read", L"%s: position %I64u was not reached in time", Name().c_str(),
                      position);
-            if (m_retries > 0)
+            if (m_retries > 0)  // asking again has brought nothing; a source that only drips isn't failed
                 StayFailed(kHttpTimeout);
             return kHttpTimeout;
         }

@@ -40,7 +40,7 @@ public:
     // Another reader of the same version of the same source, which asks for it at its first read. Not of a live source.
     [[nodiscard]] std::unique_ptr<CHttpReader> Clone() const;
 
-    // Nothing: the source is live.
+    // Empty when the source is live.
     [[nodiscard]] std::optional<ULONGLONG> Length() const noexcept { return m_length; }
     // True: the length is known, but the server gives no ranges, as far as is known by now.  Threads: any.
     [[nodiscard]] bool ReadsThrough() const noexcept { return m_length && m_ranges == Ranges::No; }
@@ -52,9 +52,10 @@ public:
 
     // Reads from `position` until `target` is full; `*count` has the bytes that are there, also after a failure.
     // S_FALSE: the data ended before.  STG_E_REVERTED: the source changed.  kHttpTimeout: nothing came for kNextByteMs,
-    // in spite of all requests, or not enough within kReadMs; what came meanwhile is not lost, the next read goes on.
-    // kHttpConnectionError: broken off, and asking again didn't help. Otherwise what asking again resulted in. A source
-    // that stays failed gives what is kept and then the failure.
+    // in spite of all requests, or not enough within kReadMs; what came meanwhile is not lost, and the next read goes
+    // on, but fails at once for kFailedMs if asking again had brought nothing. kHttpConnectionError: broken off, and
+    // asking again didn't help. Otherwise what asking again resulted in. A source that stays failed gives what is kept
+    // and then the failure.
     [[nodiscard]] HRESULT Read(ULONGLONG position, std::span<BYTE> target, ULONG* count);
 
 private:
@@ -79,7 +80,7 @@ private:
     void StayFailed(HRESULT hr) noexcept;
     [[nodiscard]] HRESULT Fail(HRESULT hr, ULONGLONG position) noexcept;
 
-    // The source, as it was when it was opened.
+    // The source.
     const CHttpUrl m_original;
     CHttpUrl m_url;  // behind all redirects
     HttpAnswer m_version;
@@ -93,7 +94,7 @@ private:
     std::shared_ptr<CHttpSession> m_session;
     std::unique_ptr<CHttpRequest> m_request;  // null: none is open
     ULONGLONG m_next = 0;                     // the position of the byte that comes next in it
-    std::optional<ULONGLONG> m_bodyEnd;       // where it ends; nothing: not told
+    std::optional<ULONGLONG> m_bodyEnd;       // where it ends; empty when not told
     std::optional<ULONGLONG> m_liveEnd;       // where a live source has ended
 
     CRecentBytes m_recent;

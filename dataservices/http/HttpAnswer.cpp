@@ -18,7 +18,7 @@ constexpr ULONGLONG kMaxNumber = 0x7FFFFFFFFFFFFFFE;
     return text;
 }
 
-// Nothing: no number, or 2^63 - 1 or more. The former is what servers give that don't know a length.
+// Empty: no number, or 2^63 - 1 or more. Servers that don't know a length give 2^63 - 1.
 [[nodiscard]] std::optional<ULONGLONG> NumberOf(std::wstring_view text) noexcept {
     text = Trimmed(text);
     if (text.empty())

@@ -11,8 +11,8 @@ inline constexpr DWORD kFirstByteMs = 10'000;
 inline constexpr DWORD kNextByteMs = 10'000;
 // An open with all its redirects.
 inline constexpr DWORD kOpenMs = 60'000;
-// A whole Read, pauses and repeated requests included, even if bytes trickle in. It ends before five stalls have. (No
-// test waits a minute for these two.)
+// A whole Read, pauses and repeated requests included, even if bytes trickle in. It ends before a sixth stall in a row
+// has. (No test waits a minute for these two.)
 inline constexpr DWORD kReadMs = 60'000;
 
 // Pauses before a request is made again. When they are used up without one more byte, the read fails.
