@@ -15,6 +15,11 @@ TEST(Uri, EveryComponentIsALine) {
         RunHost({L"uri", L"file:///C:/a%20b.wav"}).out);
 }
 
+TEST(Uri, CredentialsAreShownOfNoName) {
+    for (const wchar_t* name : {L"view-source:http://me:pw@h/x", L"me:pw@h/x"})
+        EXPECT_EQ(std::string::npos, RunHost({L"uri", name}).out.find("pw")) << Utf8(name);
+}
+
 TEST(Uri, HostTypesAreInWordsAndOnlyALocalFileHasAPathToOpen) {
     const std::string service = "through the data-service layer";
     const struct {
