@@ -37,8 +37,8 @@ public:
     STDMETHODIMP Clone(IStream** clone) noexcept override;
 
 private:
-    TKRuntimeLogger::CCriticalSection
-        m_lock;  // guards reads and m_position, not what Stat asks; held while the network is waited for
+    // Guards reads and m_position, not what Stat asks; held while the network is waited for.
+    TKRuntimeLogger::CCriticalSection m_lock;
     const std::unique_ptr<CHttpReader> m_reader;
     ULONGLONG m_position;
 };

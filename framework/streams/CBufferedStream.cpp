@@ -26,7 +26,7 @@ HRESULT CBufferedStream::Initialize(IStream* stream, LONG bufferBytes) noexcept 
 
     ULARGE_INTEGER position{};
     static_cast<void>(ComBoundary([&] { return stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_CUR, &position); }));
-    m_position = position.QuadPart;
+    m_underlyingPosition = m_position = position.QuadPart;
     return S_OK;
 }
 
@@ -82,6 +82,7 @@ HRESULT CBufferedStream::Refill(ComPtr<IStream>& source) noexcept {
     ULONG got = 0;
     const HRESULT hr = ComBoundary([&] { return source->Read(Bytes(), wanted, &got); });
     got = std::min(got, wanted);  // a stream may claim more than it was asked for
+    m_underlyingPosition += got;
     m_fill = static_cast<LONG>(got);
     return hr;
 }
@@ -118,7 +119,7 @@ HRESULT CBufferedStream::SeekTo(ULONGLONG target) noexcept {
     return SeekSource(move, STREAM_SEEK_SET);
 }
 
-// Empties the buffer and moves the wrapped stream. On purpose the position becomes what it reports, 0 if it reports
+// Empties the buffer and moves the wrapped stream. On purpose both positions become what it reports, 0 if it reports
 // nothing, whether it succeeded or not.
 HRESULT CBufferedStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
     m_offset = 0;
@@ -128,7 +129,7 @@ HRESULT CBufferedStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
     HRESULT hr = m_source.CopyTo(&source);
     if (SUCCEEDED(hr))
         hr = ComBoundary([&] { return source->Seek(move, origin, &reached); });
-    m_position = reached.QuadPart;
+    m_underlyingPosition = m_position = reached.QuadPart;
     return hr;
 }
 
@@ -216,6 +217,7 @@ HRESULT CBufferedStream::Clone(IStream** clone) noexcept {
             return hr;
         copy->m_lines = m_lines;
         copy->m_capacity = m_capacity;
+        copy->m_underlyingPosition = m_underlyingPosition;
         copy->m_position = m_position;
         copy->m_offset = m_offset;
         copy->m_fill = m_fill;

@@ -74,9 +74,12 @@ private:
     CStreamCookie m_source;
     std::vector<CacheLine> m_lines;  // the buffer, in whole lines; its length is set once
     LONG m_capacity = 0;             // bytes of it that are used
-    ULONGLONG m_position = 0;        // where callers see this stream stand
-    LONG m_offset = 0;               // index in the buffer of the byte at m_position; never above m_fill
-    LONG m_fill = 0;                 // valid bytes, counted from the start of the buffer
+    // Where the wrapped stream stands, as far as we know. No call needs it; whoever debugs a stream that lost its place
+    // does.
+    ULONGLONG m_underlyingPosition = 0;
+    ULONGLONG m_position = 0;  // where callers see this stream stand
+    LONG m_offset = 0;         // index in the buffer of the byte at m_position; never above m_fill
+    LONG m_fill = 0;           // valid bytes, counted from the start of the buffer
     bool m_statValid = false;
     DWORD m_statFlag = 0;
     STATSTG m_stat{};  // pwcsName is null here; the name is m_statName
