@@ -141,13 +141,13 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
         if (!pszFileName)
             return E_POINTER;
         if (!IsCreationThreadRunning()) {
-            SetOpenResult(std::nullopt);
+            ForgetResults();
             TK_LOG(kFilterLog, TKRuntimeLogger::kFatal, kFunction, L"The stream creation thread is not running!");
             return E_UNEXPECTED;
         }
         CAutoLock loadLock(&m_LoadLock);
-        SetOpenResult(std::nullopt);  // first: what fails before the name is opened leaves no older one's
-        CName name;                   // now: when memory is out for it, nothing has changed yet
+        ForgetResults();  // first: what fails before the name is opened leaves no older one's
+        CName name;       // now: when memory is out for it, nothing has changed yet
         name.SetWide(pszFileName);
         m_PendingName = pszFileName;
         ComPtr<IStream> stream;
@@ -168,7 +168,7 @@ HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
     m_CreationResult.reset();
     ::SetEvent(m_hCreateRequest.Get());
     AwaitCreation();
-    SetOpenResult(m_CreationResult);
+    SetResult(m_openResult, m_CreationResult);
     const HRESULT hr = m_CreatedStream.CopyTo(stream);
     (void)m_CreatedStream.Revoke();
     return hr;
@@ -238,16 +238,29 @@ HRESULT CCustomFileSourceFilter::CreatePendingStream(IStream** stream) noexcept 
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetOpenResult(HRESULT* result) {
+    return GetResult(m_openResult, result);
+}
+
+STDMETHODIMP CCustomFileSourceFilter::GetDetectionResult(HRESULT* result) {
+    return GetResult(m_detectionResult, result);
+}
+
+HRESULT CCustomFileSourceFilter::GetResult(const Result& which, HRESULT* result) noexcept {
     if (!result)
         return E_POINTER;
     CAutoLock currentLock(&m_CurrentLock);
-    *result = m_openResult.value_or(E_UNEXPECTED);
-    return m_openResult ? S_OK : E_UNEXPECTED;
+    *result = which.value_or(E_UNEXPECTED);
+    return which ? S_OK : E_UNEXPECTED;
 }
 
-void CCustomFileSourceFilter::SetOpenResult(std::optional<HRESULT> result) noexcept {
+void CCustomFileSourceFilter::SetResult(Result& which, Result result) noexcept {
     CAutoLock currentLock(&m_CurrentLock);
-    m_openResult = result;
+    which = result;
+}
+
+void CCustomFileSourceFilter::ForgetResults() noexcept {
+    SetResult(m_openResult, std::nullopt);
+    SetResult(m_detectionResult, std::nullopt);
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) {
@@ -311,6 +324,7 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
                                        L"TKFCreateBufferedStream(pStream, &pBufferedStream)", &DescriptionOf);
         return hr;
     }
+    SetResult(m_detectionResult, std::nullopt);
     // Whoever enumerates types is told of each change: detection may take seconds in between.
     const COfferedTypes::List former = m_pPin->OfferedTypes().Clear();
     m_pPin->IncrementTypeVersion();
@@ -341,7 +355,9 @@ HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
 // Content of no known type offers one pair of nulls and leaves m_mt as the source before it set it: GetCurFile then
 // still reports that older type. Hosts rely on both.
 HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
-    std::vector<OfferedType> types = TypesOf(content);
+    Result result;
+    std::vector<OfferedType> types = TypesOf(content, result);
+    SetResult(m_detectionResult, result);
     if (types.empty()) {
         m_pPin->OfferedTypes().Offer(std::make_shared<const std::vector<OfferedType>>(1));
         return S_OK;

@@ -77,6 +77,7 @@ public:
 
     // ITavelSourceOpenResult
     STDMETHODIMP GetOpenResult(HRESULT* result) override;
+    STDMETHODIMP GetDetectionResult(HRESULT* result) override;
 
     // Buffers `stream`, decides which media types the pin offers, and gives it to the pin. After a failure to
     // decide, the pin has its former source and types.
@@ -88,7 +89,10 @@ private:
     HRESULT CreateStreamThread() noexcept;
     void ServeCreateRequest() noexcept;
     [[nodiscard]] HRESULT CreatePendingStream(IStream** stream) noexcept;
-    void SetOpenResult(std::optional<HRESULT> result) noexcept;
+    using Result = std::optional<HRESULT>;
+    void SetResult(Result& which, Result result) noexcept;
+    [[nodiscard]] HRESULT GetResult(const Result& which, HRESULT* result) noexcept;
+    void ForgetResults() noexcept;
     [[nodiscard]] bool IsCreationThreadRunning() const noexcept;
     void AwaitCreation() const noexcept;
     [[nodiscard]] HRESULT FetchPendingStream(IStream** stream);
@@ -100,10 +104,11 @@ private:
 
     // In the order of construction; the destructor's members go in reverse.
     std::unique_ptr<CCustomFileSourcePin> m_pPin;
-    CCritSec m_FilterLock;                // the state lock of filter and pin
-    CName m_CurrentName;                  // guarded by m_CurrentLock
-    CMediaType m_mt;                      // what GetCurFile reports; guarded by m_CurrentLock
-    std::optional<HRESULT> m_openResult;  // of the last name; guarded by m_CurrentLock
+    CCritSec m_FilterLock;     // the state lock of filter and pin
+    CName m_CurrentName;       // guarded by m_CurrentLock
+    CMediaType m_mt;           // what GetCurFile reports; guarded by m_CurrentLock
+    Result m_openResult;       // of the last name; guarded by m_CurrentLock
+    Result m_detectionResult;  // of the last source; guarded by m_CurrentLock
     CRunnableThread m_CreationThread;
     CComThreadRunnableAdapter<CCustomFileSourceFilter> m_CreationRunnable;
     CAutoHandle m_hStop;            // manual-reset: the creation thread is to end
@@ -112,7 +117,7 @@ private:
     CCritSec m_LoadLock;            // one Load at a time, from the request to the pin's new source
     std::wstring m_PendingName;     // written by Load before the request, read by the creation thread after it
     CStreamCookie m_CreatedStream;  // written by the creation thread before it is done, taken by Load after that
-    std::optional<HRESULT> m_CreationResult;  // in the same way; empty while there is none
+    Result m_CreationResult;        // in the same way; empty while there is none
     TKRuntimeLogger::CDiagnosticRegistration m_DiagnosticRegistration;
     CCritSec m_CurrentLock;  // a leaf: OpenStream and Load may set what another thread asks for
 };

@@ -26,7 +26,7 @@ CMetadataLibrary::CMetadataLibrary() {
     m_dictionary = m_library->Dictionary();
 }
 
-std::vector<std::wstring> CMetadataLibrary::Detect(IStream* content) const {
+std::vector<std::wstring> CMetadataLibrary::Detect(IStream* content, HRESULT& result) const {
     TK_PROFILE(kFilterLog, kFunction, L"Extracting MimeType via MimeTypeDictionary");
-    return TakeTexts(m_dictionary->Detect(content));
+    return m_library->Detect(*m_dictionary, content, result);
 }

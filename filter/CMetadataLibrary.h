@@ -18,9 +18,9 @@ public:
     [[nodiscard]] bool IsLoaded() const noexcept { return m_library && m_library->IsLoaded(); }
     [[nodiscard]] bool HasDictionary() const noexcept { return m_dictionary != nullptr; }
 
-    // The MIME types of the content, most certain first; items that the library leaves out are left out.
-    // Only with a dictionary.
-    [[nodiscard]] std::vector<std::wstring> Detect(IStream* content) const;
+    // The MIME types of the content, most certain first; items that the library leaves out are left out. `result`: how
+    // it went, see CMimeLibrary::Detect. Only with a dictionary.
+    [[nodiscard]] std::vector<std::wstring> Detect(IStream* content, HRESULT& result) const;
 
     // Whether the dictionary takes both for the same type. False without a dictionary.
     [[nodiscard]] bool Matches(const wchar_t* tableMime, const wchar_t* candidate) const {

@@ -13,9 +13,11 @@ namespace {
 
 // The data-service layer is asked only where a library is there that has no dictionary: without any library no MIME
 // type is looked for at all, so that a bare machine doesn't start foreign servers at every load.
-std::vector<std::wstring> FindMimeTypes(const CMetadataLibrary& library, IStream* content) {
+std::vector<std::wstring> FindMimeTypes(const CMetadataLibrary& library, IStream* content,
+                                        std::optional<HRESULT>& result) {
+    result.reset();
     if (library.HasDictionary())
-        return library.Detect(content);
+        return library.Detect(content, result.emplace());
     if (library.IsLoaded())
         return MimeTypeFromDataServices(content);
     return {};
@@ -23,10 +25,10 @@ std::vector<std::wstring> FindMimeTypes(const CMetadataLibrary& library, IStream
 
 }  // namespace
 
-std::vector<OfferedType> TypesOf(IStream* content) {
+std::vector<OfferedType> TypesOf(IStream* content, std::optional<HRESULT>& result) {
     const CMetadataLibrary library;
     std::vector<OfferedType> types;
-    for (const std::wstring& candidate : FindMimeTypes(library, content)) {
+    for (const std::wstring& candidate : FindMimeTypes(library, content, result)) {
         if (candidate.empty())
             continue;
         for (const MimeTypeRow& row : MimeTypeTable()) {

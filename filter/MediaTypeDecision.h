@@ -9,11 +9,13 @@
 
 #include <objidl.h>
 
+#include <optional>
 #include <vector>
 
 // (MEDIATYPE_Stream, subtype) for every row of the MIME table that matches one of the content's MIME types; none when
 // no row matches.
 //
 // `content` stands at its start and is left where the metadata library leaves it.
-// Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
-[[nodiscard]] std::vector<OfferedType> TypesOf(IStream* content);
+// `result` receives how the metadata library's look at the content went (DetectMimeTypesFn), and nothing where it
+// didn't look. Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
+[[nodiscard]] std::vector<OfferedType> TypesOf(IStream* content, std::optional<HRESULT>& result);

@@ -6,7 +6,8 @@
 // libraries.
 //
 // The order of the operations in each table is the contract, and there are no others: a library with more operations
-// than these offers them by an export of their own. The source filter uses Detect and Matches alone.
+// than these offers them by an export of their own. The source filter uses Detect and Matches, and the export
+// DetectMimeTypes in place of Detect where it is there.
 //
 // The export is undecorated on x86 too, where calling conventions decorate names: a .def file does that.
 //

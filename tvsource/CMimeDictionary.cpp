@@ -4,11 +4,10 @@
 
 namespace {
 
-// A null list says that the content could not be looked at, and a `result` that is a success not why.
-CMimeDictionary::Answer TakeAnswer(IMimeTypeList* types, HRESULT result) {
-    if (!types)
-        throw CHostError(L"Cannot read it", FAILED(result) ? result : STG_E_READFAULT);
-    return {TakeTexts(types), {}, result == S_FALSE};
+CMimeDictionary::Answer AnswerOf(std::vector<std::wstring> types, HRESULT result) {
+    if (const std::wstring fault = DetectionFault(result); FAILED(result))
+        throw CHostError(fault);
+    return {std::move(types), {}, result};
 }
 
 }  // namespace
@@ -22,11 +21,8 @@ CMimeDictionary::CMimeDictionary(const std::wstring& folder) : m_library(folder)
 
 CMimeDictionary::Answer CMimeDictionary::Detect(IStream* content) const {
     HRESULT result = S_OK;
-    if (const auto detect = m_library.Export<DetectMimeTypesFn>(kDetectMimeTypesExport)) {
-        IMimeTypeList* const types = detect(content, &result);
-        return TakeAnswer(types, result);
-    }
-    return TakeAnswer(m_dictionary->Detect(content), result);
+    std::vector<std::wstring> types = m_library.Detect(*m_dictionary, content, result);
+    return AnswerOf(std::move(types), result);
 }
 
 CMimeDictionary::Answer CMimeDictionary::Explain(IStream* content) const {
@@ -37,9 +33,15 @@ CMimeDictionary::Answer CMimeDictionary::Explain(IStream* content) const {
     IMimeTypeList* lines = nullptr;
     IMimeTypeList* const types = explain(content, &lines, &result);
     std::vector<std::wstring> explanation = TakeTexts(lines);
-    Answer answer = TakeAnswer(types, result);
+    Answer answer = AnswerOf(TakeTexts(types), types ? result : DetectionFailure(result));
     answer.explanation = std::move(explanation);
     return answer;
+}
+
+std::wstring DetectionFault(HRESULT result) {
+    if (FAILED(result))
+        return L"Cannot read it: " + ResultText(result);
+    return result == S_FALSE ? L"the source is slow: only what came in time was judged" : L"";
 }
 
 std::wstring MimeTypesText(const std::vector<std::wstring>& types) {

@@ -13,7 +13,7 @@ public:
     struct Answer {
         std::vector<std::wstring> types;        // most certain first; none: no known type
         std::vector<std::wstring> explanation;  // lines for people; only of Explain
-        bool isCutShort = false;                // the source was so slow that not all was looked at: see kCutShort
+        HRESULT result = S_OK;                  // S_FALSE: the source was so slow that not all was looked at
     };
 
     // Looks in `folder` (with a backslash at its end, or empty) first, then in the program's and the system's folders.
@@ -30,7 +30,8 @@ private:
     IMimeTypeDictionary* m_dictionary;  // the library's own
 };
 
-inline constexpr wchar_t kCutShort[] = L"the source is slow: only what came in time was judged";
+// What went wrong while the content was looked at, in words, from the result of that; empty: nothing.
+[[nodiscard]] std::wstring DetectionFault(HRESULT result);
 
 // The types by commas, "-" for none.
 [[nodiscard]] std::wstring MimeTypesText(const std::vector<std::wstring>& types);

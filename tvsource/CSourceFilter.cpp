@@ -26,13 +26,13 @@ ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
     return result;
 }
 
-// What opening the name gave. An older filter says only that it has no stream.
-HRESULT ResultOfOpening(IBaseFilter* filter, HRESULT otherwise) {
-    ComPtr<ITavelSourceOpenResult> opening;
+// What the filter says that one of its steps gave. Nothing: it didn't get there, or is an older one.
+std::optional<HRESULT> ResultOf(HRESULT (STDMETHODCALLTYPE ITavelSourceOpenResult::*step)(HRESULT*),
+                                IBaseFilter* filter) {
+    ComPtr<ITavelSourceOpenResult> told;
     HRESULT result = S_OK;
-    const bool isTold = SUCCEEDED(filter->QueryInterface(__uuidof(ITavelSourceOpenResult), &opening)) &&
-                        SUCCEEDED(opening->GetOpenResult(&result));
-    return isTold && FAILED(result) ? result : otherwise;
+    const bool isTold = SUCCEEDED(QueryFor(*filter, told.GetAddressOf())) && SUCCEEDED((told.Get()->*step)(&result));
+    return isTold ? std::optional(result) : std::nullopt;
 }
 
 }  // namespace
@@ -86,9 +86,15 @@ void CSourceFilter::Load(const std::wstring& name, const std::optional<GUID>& su
     }
     const HRESULT hr =
         Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->Load(name.c_str(), subtype ? &type : nullptr);
-    if (FAILED(hr))
-        throw CHostError(L"Cannot open " + ShownName(name) + L": " +
-                         WhyNotOpened(name, FILE_SHARE_READ | FILE_SHARE_DELETE, ResultOfOpening(m_filter.Get(), hr)));
+    if (SUCCEEDED(hr))
+        return;
+    const HRESULT opened = ResultOf(&ITavelSourceOpenResult::GetOpenResult, m_filter.Get()).value_or(hr);
+    throw CHostError(L"Cannot open " + ShownName(name) + L": " +
+                     WhyNotOpened(name, FILE_SHARE_READ | FILE_SHARE_DELETE, FAILED(opened) ? opened : hr));
+}
+
+std::optional<HRESULT> CSourceFilter::DetectionResult() const {
+    return ResultOf(&ITavelSourceOpenResult::GetDetectionResult, m_filter.Get());
 }
 
 void CSourceFilter::EnableDataFlow() {

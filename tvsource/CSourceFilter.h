@@ -37,6 +37,10 @@ public:
         StreamType type;
     };
 
+    // How the filter's look at the content went: see ITavelSourceOpenResult. Nothing: there was none, or an older
+    // filter doesn't tell.
+    [[nodiscard]] std::optional<HRESULT> DetectionResult() const;
+
     // In bytes. Of a source that does not know its length, `total` is only a bound and reads end where the data end.
     struct Length {
         LONGLONG total;

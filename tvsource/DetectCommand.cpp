@@ -78,8 +78,8 @@ void DetectOne(const CMimeDictionary& dictionary, const std::wstring& name, bool
     if (IsTerminal(STD_OUTPUT_HANDLE))
         CProgressLine::Wipe();
     Print(text);
-    if (answer.isCutShort)
-        throw CHostError(kCutShort);
+    if (const std::wstring fault = DetectionFault(answer.result); !fault.empty())
+        throw CHostError(fault);
 }
 
 }  // namespace

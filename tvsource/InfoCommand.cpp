@@ -38,17 +38,19 @@ bool LogEnvironment() {
 struct MimeTypes {
     std::wstring text;
     std::wstring fault;  // empty: none
-    bool areKnown = false;
 };
 
+// The filter has looked at the content by itself. A source that it couldn't read isn't waited for once more.
 MimeTypes MimeTypesOf(CSourceFilter& source) {
     try {
+        const HRESULT result = source.DetectionResult().value_or(S_OK);
+        if (FAILED(result))
+            throw CHostError(DetectionFault(result));
         source.EnableDataFlow();
         const CMimeDictionary::Answer answer = CMimeDictionary(source.Folder()).Detect(source.Content().Get());
-        const std::wstring types = MimeTypesText(answer.types);
-        if (answer.isCutShort)
-            return {types + L" (" + kCutShort + L")", kCutShort, !answer.types.empty()};
-        return {types, {}, !answer.types.empty()};
+        const std::wstring types = MimeTypesText(answer.types),
+                           fault = DetectionFault(result == S_OK ? answer.result : result);
+        return {fault.empty() ? types : types + L" (" + fault + L")", fault};
     } catch (const CHostError& error) {
         return {L"not known: " + error.Text(), error.Text()};
     }
@@ -65,21 +67,13 @@ int InfoOf(const CommonOptions& options, bool environment) {
         source.Load(name, options.subtype);
         mime = MimeTypesOf(source);
     }
-    // The filter has looked at the content by itself, and a source may be slow or fail only now and then.
-    const auto typeText = [&](const StreamType& type) {
-        if (!mime.areKnown || !type.IsUnknown())
-            return TypeText(type);
-        mime.fault = L"the filter found no type: it could not tell in time or could not read, or has none for these";
-        return L"none (" + mime.fault + L")";
-    };
-
     const CSourceFilter::CurrentFile current = source.Current();
     const CSourceFilter::Length length = source.SourceLength();
     std::wstring text = L"File     " + ShownName(current.name) + L"\nLength   ";
     text += length.estimated ? L"not known (estimated)" : Format(L"%I64d bytes", length.total);
-    text += L"\nMIME     " + mime.text + L"\nType     " + typeText(current.type) + L"\n";
+    text += L"\nMIME     " + mime.text + L"\nType     " + TypeText(current.type) + L"\n";
     for (const StreamType& type : source.OfferedTypes())
-        text += L"Offers   " + typeText(type) + L"\n";
+        text += L"Offers   " + TypeText(type) + L"\n";
     Print(text);
     if (!mime.fault.empty())
         Complain(L"tvsource: " + ShownName(name) + L": " + mime.fault + L"\n");

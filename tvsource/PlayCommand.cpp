@@ -4,6 +4,7 @@
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CLateCall.h"
+#include "tvsource/CMimeDictionary.h"
 #include "tvsource/COpeningLine.h"
 #include "tvsource/CPlayGraph.h"
 #include "tvsource/CProgressLine.h"
@@ -48,10 +49,11 @@ int Play(const PlayOptions& options) {
         source.Load(name, options.common.subtype);
     }
     const std::vector<StreamType> offered = source.OfferedTypes();
-    if (offered.size() == 1 && offered.front().IsUnknown())
-        Complain(
-            L"No type was found: the content is of none that is known, or could not be read in time. --type names one; "
-            L"--type any leaves it to the parser\n");
+    if (offered.size() == 1 && offered.front().IsUnknown()) {
+        const std::wstring fault = DetectionFault(source.DetectionResult().value_or(S_OK));
+        Complain(L"No type was found: " + (fault.empty() ? L"the content is of none that is known" : fault) +
+                 L". --type names one; --type any leaves it to the parser\n");
+    }
     const CSourceFilter::Length length = source.SourceLength();
     if (length.total == 0)
         throw CHostError(ShownName(name) + L" is empty");

@@ -33,6 +33,16 @@ IMimeTypeDictionary* CMimeLibrary::Dictionary() const {
     return get ? get() : nullptr;
 }
 
+std::vector<std::wstring> CMimeLibrary::Detect(IMimeTypeDictionary& dictionary, IStream* content,
+                                               HRESULT& result) const {
+    result = S_OK;
+    const auto detect = Export<DetectMimeTypesFn>(kDetectMimeTypesExport);
+    IMimeTypeList* const types = detect ? detect(content, &result) : dictionary.Detect(content);
+    if (!types)
+        result = DetectionFailure(result);
+    return TakeTexts(types);
+}
+
 std::vector<std::wstring> TakeTexts(IMimeTypeList* list) {
     const std::unique_ptr<IMimeTypeList, MimeTypeListDestroyer> owned(list);
     std::vector<std::wstring> texts;

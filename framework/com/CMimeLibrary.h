@@ -1,6 +1,7 @@
 // The MIME dictionary of a metadata library, "TvMetadata.dll": loaded by the constructor, unloaded by the destructor.
 //
-// Threads: one. Several objects may exist; the loader counts.  Errors: std::bad_alloc.
+// Threads: one. Several objects may exist; the loader counts.  Errors: std::bad_alloc; what a library fails with is a
+// result.
 #pragma once
 
 #include "diagnostics/CAutoDestructor.h"
@@ -28,9 +29,20 @@ public:
     // The library's dictionary: null where there is no library, no export, or no dictionary.
     [[nodiscard]] IMimeTypeDictionary* Dictionary() const;
 
+    // The content's MIME types by `dictionary`, the library's own, and in `result` what DetectMimeTypesFn gives. Of a
+    // library without that export: S_OK, or STG_E_READFAULT where it says only that it failed.
+    [[nodiscard]] std::vector<std::wstring> Detect(IMimeTypeDictionary& dictionary, IStream* content,
+                                                   HRESULT& result) const;
+
 private:
     CAutoLibrary m_library;
 };
+
+// Why there is no list: a null one says that the content could not be looked at, and a result that is a success not
+// why.
+[[nodiscard]] constexpr HRESULT DetectionFailure(HRESULT result) noexcept {
+    return FAILED(result) ? result : STG_E_READFAULT;
+}
 
 // The texts of a list, without those that the library leaves null, and the end of the list. None for a null list.
 [[nodiscard]] std::vector<std::wstring> TakeTexts(IMimeTypeList* list);

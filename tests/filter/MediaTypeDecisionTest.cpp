@@ -24,6 +24,13 @@ struct MediaTypeDecisionTest : ::testing::Test {
     CScriptedDictionary dictionary;
 };
 
+HRESULT DetectionResult(const CFilterHost& host) {
+    HRESULT result = S_FALSE;
+    const HRESULT hr = host.As<ITavelSourceOpenResult>()->GetDetectionResult(&result);
+    EXPECT_EQ(result == E_UNEXPECTED ? E_UNEXPECTED : S_OK, hr);
+    return result;
+}
+
 // Every MIME type of the table, once.
 std::optional<Types> AllNames() {
     std::wistringstream names(
@@ -70,11 +77,15 @@ TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAlias
         dictionary.types = row.types;
         dictionary.alias = row.alias;
         EXPECT_EQ(row.offers, filter.Offers(&content)) << row.name;
+        EXPECT_EQ(row.types ? S_OK : STG_E_READFAULT, DetectionResult(filter.host)) << row.name;
         if (*row.offers != '!') {
             EXPECT_EQ(std::string(row.offers).back(), filter.host.CurrentType()) << "the last match";
         }
     }
     EXPECT_EQ(static_cast<int>(std::size(cases)), dictionary.detections) << "each content is asked for once";
+    AM_MEDIA_TYPE type{};
+    EXPECT_EQ("0", filter.Offers(&content, &type));
+    EXPECT_EQ(E_UNEXPECTED, DetectionResult(filter.host)) << "nobody looked at it";
 }
 
 TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALibraryNobody) {

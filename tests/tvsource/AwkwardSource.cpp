@@ -45,7 +45,7 @@ public:
     STDMETHODIMP NonDelegatingQueryInterface(REFIID iid, void** object) override {
         if (iid == __uuidof(IFileSourceFilter))
             return GetInterface(static_cast<IFileSourceFilter*>(this), object);
-        if (iid == __uuidof(ITavelSourceOpenResult) && m_openResult == E_UNEXPECTED)
+        if (iid == __uuidof(ITavelSourceOpenResult) && m_isOlder)
             return E_NOINTERFACE;
         if (iid == __uuidof(ITavelSourceOpenResult))
             return GetInterface(static_cast<ITavelSourceOpenResult*>(this), object);
@@ -56,6 +56,7 @@ public:
     STDMETHODIMP Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override {
         const std::filesystem::path path(name);
         const std::wstring kind = path.extension();
+        m_isOlder = kind == L".older";
         if (kind == L".refused")
             m_openResult = static_cast<HRESULT>(0x80190191);
         if (kind == L".opened")
@@ -94,6 +95,12 @@ public:
         *result = m_openResult;
         return S_OK;
     }
+    STDMETHODIMP GetDetectionResult(HRESULT* result) override {
+        ComPtr<ITavelSourceOpenResult> inner;
+        void** const object = reinterpret_cast<void**>(inner.GetAddressOf());
+        const HRESULT hr = m_inner->NonDelegatingQueryInterface(__uuidof(ITavelSourceOpenResult), object);
+        return FAILED(hr) ? hr : inner->GetDetectionResult(result);
+    }
 
 private:
     ComPtr<IBaseFilter> Filter() {
@@ -127,6 +134,7 @@ private:
     }
 
     HRESULT m_openResult = E_UNEXPECTED;
+    bool m_isOlder = false;
     CScriptedStream m_stream;
     int m_reads = 0;
     CUnknown* const m_inner;
