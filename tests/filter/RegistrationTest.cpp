@@ -16,11 +16,15 @@ bool IsKey(const wchar_t* path) {
     return found;
 }
 
+// A text as it is stored, without the terminator that must be stored with it.
 std::wstring RegistryText(const wchar_t* key, const wchar_t* name = nullptr) {
+    HKEY opened = nullptr;
+    ::RegOpenKeyExW(HKEY_CLASSES_ROOT, key, 0, KEY_READ, &opened);
     wchar_t text[2000]{};
-    DWORD bytes = sizeof text;
-    (void)::RegGetValueW(HKEY_CLASSES_ROOT, key, name, RRF_RT_REG_SZ, nullptr, text, &bytes);
-    return text;
+    DWORD bytes = sizeof text, type = REG_NONE;
+    ::RegQueryValueExW(opened, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &bytes);
+    ::RegCloseKey(opened);
+    return type == REG_SZ ? std::wstring(text, bytes / sizeof(wchar_t) - 1) : L"";
 }
 
 // How often the mapper finds the filter among those of at least this merit and this output.
