@@ -196,13 +196,14 @@ TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearche
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
     PutLibrary(elsewhere, Library::WithExport);
-    const CSearchedFolder searched(elsewhere.Path());
+    const DLL_DIRECTORY_COOKIE searched = ::AddDllDirectory(elsewhere.Path().c_str());
     for (const Library beside : {Library::WithExport, Library::None, Library::Damaged})
         EXPECT_EQ("W", CFilterWithLibrary(beside).Offers(&content)) << static_cast<int>(beside);
     const std::wstring name(120, L'n');
     const std::vector<std::wstring> folders[] = {{L"blanks, dots.dll \u00E4\u4E2D\U0001F600"}, {name, name, name}};
     for (const auto& inner : folders)
         EXPECT_EQ(kNothingKnown, CFilterWithLibrary(Library::Foreign, inner).Offers(&content));
+    ::RemoveDllDirectory(searched);
 }
 
 }  // namespace
