@@ -99,10 +99,13 @@ TEST(LoadLogTest, EachLoadIsToldOf) {
         EXPECT_EQ(E_POINTER, host.As<IFileSourceFilter>()->Load(nullptr, &kWave));
         EXPECT_EQ(L"", host.CurrentName());
         EXPECT_EQ(S_OK, host.Load(file.Path(), &kWave));
+        EXPECT_TRUE(host.Reader());
         EXPECT_EQ(NothingCreated(), host.Load(missing, &kWave));
     });
     EXPECT_EQ((Log{Line(1, kLoad, L"Loading: <invalid filename>"), Line(1, kLoad, L"Loading: " + file.Path()),
                    Line(1, kThread, L"Create stream thread: Creating stream succeeded for " + file.Path()), kWaveLine,
+                   Line(0, L"CCustomFileSourcePin::NonDelegatingQueryInterface",
+                        L"TvFileSourceAsync Output Pin: m_bAsyncReaderChecked = true"),
                    Line(1, kLoad, L"Loading: " + missing),
                    Line(3, kThread,
                         L"ERROR: hr=0x80004005 (\"" + TKRuntimeLogger::HResultText(E_FAIL) +

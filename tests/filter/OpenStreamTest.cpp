@@ -184,18 +184,23 @@ struct ConcurrencyTest : ::testing::Test {
     }
 };
 
-TEST_F(ConcurrencyTest, ANameIsCopiedWholeBeforeAnotherSourceReplacesIt) {
+TEST_F(ConcurrencyTest, NameAndTypeAreCopiedWholeBeforeAnotherSourceReplacesThem) {
     EXPECT_EQ(S_OK, filter->OpenStream(&first, &kWave));
     second.SetName(L"another");
+    second.On(Stream::kSeek, 0, {.holds = true});
     std::optional<CSecondCall> other;
     g_onAllocate = [&] {
-        // Of no known type: nothing but the name is replaced under this lock.
-        EXPECT_FALSE(other.emplace([&] { EXPECT_EQ(S_OK, filter->OpenStream(&second, nullptr)); }).Ends());
+        EXPECT_FALSE(other.emplace([&] { EXPECT_EQ(S_OK, filter->OpenStream(&second, &kWave)); }).Ends());
+        EXPECT_EQ(0, second.Calls(Stream::kSeek)) << "the name is replaced first";
     };
     EXPECT_EQ(L"scripted", CurrentName());
-    EXPECT_FALSE(g_onAllocate);
-    other.reset();
+    EXPECT_TRUE(second.WaitUntilHeld());
+    g_onAllocate = [&] {
+        second.LetGo();
+        EXPECT_FALSE(other->Ends()) << "the type comes last";
+    };
     EXPECT_EQ(L"another", CurrentName());
+    EXPECT_FALSE(g_onAllocate);
 }
 
 TEST_F(ConcurrencyTest, TwoLoadsAreMadeOneAfterTheOther) {
