@@ -6,6 +6,7 @@
 #include "tests/filter/CScriptedDictionary.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataLayer.h"
+#include "tests/support/RandomBytes.h"
 
 #include <iterator>
 #include <set>
@@ -75,6 +76,35 @@ TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAlias
         }
     }
     EXPECT_EQ(static_cast<int>(std::size(cases)), dictionary.detections) << "each content is asked for once";
+}
+
+TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) {
+    const std::string contents = RandomBytes(1, 73 * 4096);
+    dictionary.types = Types{L"audio/wav"};
+    dictionary.onDetect = [](IStream* stream) {
+        std::string head(0x10000, '.');
+        EXPECT_HRESULT_SUCCEEDED(stream->Read(head.data(), 0x10000, nullptr));
+        (void)stream->Seek({.QuadPart = 200'000}, STREAM_SEEK_SET, nullptr);
+        EXPECT_EQ(S_OK, stream->Seek({}, STREAM_SEEK_SET, nullptr));
+    };
+    const CFilterWithLibrary filter(Library::WithExport);
+    // Pieces smaller and larger than what is looked at, and than the read buffer.
+    for (const Stream::Seeks seeks :
+         {Stream::Seeks::None, Stream::Seeks::Claimed, Stream::Seeks::Onwards, Stream::Seeks::All})
+        for (const ULONG piece : {100u, 66'000u, 0xFFFFFFFFu}) {
+            SCOPED_TRACE(::testing::PrintToString(seeks) + " " + std::to_string(piece));
+            content.SetContents(contents);
+            content.Rewind();
+            content.ReportSize(seeks == Stream::Seeks::Claimed ? ~0ull : contents.size());
+            content.LimitTransfers(piece);
+            content.RefuseSeeks(seeks);
+            ASSERT_HRESULT_SUCCEEDED(filter.host.Open(&content));
+            EXPECT_EQ("W", filter.host.Offers());
+            const auto reader = filter.host.Reader();
+            for (size_t at = 0; at < contents.size(); at += 4096)
+                ASSERT_EQ(Got(S_OK, contents.substr(at, 4096)),
+                          SyncRead(*reader.Get(), static_cast<LONGLONG>(at), 4096));
+        }
 }
 
 TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALibraryNobody) {
