@@ -11,7 +11,6 @@ namespace {
 // A source with the pin `output` and a sink with the pin `input`, which agree on type 1.
 class CBasePinTest : public LeakCheck {
 protected:
-    CBasePinTest() { output.listIsUnchecked = input.listIsUnchecked = true; }
     ~CBasePinTest() override {
         source->Stop();
         sink->Stop();

@@ -77,8 +77,6 @@ public:
     STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** types) override {
         if (listResult != S_OK)
             return *types = reinterpret_cast<IEnumMediaTypes*>(16), listResult;
-        if (!listIsUnchecked)
-            return CBasePin::EnumMediaTypes(types);
         Microsoft::WRL::ComPtr<IEnumMediaTypes> own;
         const HRESULT hr = CBasePin::EnumMediaTypes(&own);
         *types = new CUncheckedTypes(own.Get());
@@ -95,7 +93,6 @@ public:
     // Any other code than S_OK is the answer of that method.
     HRESULT checkConnectResult = S_OK, setMediaTypeResult = S_OK, completeConnectResult = S_OK;
     HRESULT listResult = S_OK;  // a failure leaves rubbish in the place of the list
-    bool listIsUnchecked = false;
     HRESULT activeResult = S_OK, inactiveResult = S_OK, runResult = S_OK;
     // Called while a connection is completed.
     std::function<void()> onComplete = [] {};

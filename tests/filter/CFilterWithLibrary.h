@@ -29,18 +29,6 @@ inline void PutLibrary(CTempFolder& folder, Library library) {
         folder.Copy(dll, kTvMetadataLibrary);
 }
 
-// One of those that a DLL by its bare name is looked for in, while the object lives.
-class CSearchedFolder final {
-public:
-    explicit CSearchedFolder(const std::wstring& folder) : m_added(::AddDllDirectory(folder.c_str())) {}
-    CSearchedFolder(const CSearchedFolder&) = delete;
-    CSearchedFolder& operator=(const CSearchedFolder&) = delete;
-    ~CSearchedFolder() { ::RemoveDllDirectory(m_added); }
-
-private:
-    const DLL_DIRECTORY_COOKIE m_added;
-};
-
 // The loader's search without the folder of the test program, where the product's own metadata library is.
 inline HMODULE WINAPI LoadFromElsewhere(const wchar_t* name, HANDLE file, DWORD flags) {
     if (flags == LOAD_LIBRARY_SEARCH_DEFAULT_DIRS)
@@ -52,7 +40,6 @@ struct CFilterWithLibrary final {
     explicit CFilterWithLibrary(Library library, const std::vector<std::wstring>& innerFolders = {})
         : folder(innerFolders), host(folder.Copy(FilterDllPath(), L"TvFileSourceAsync.dll")) {
         PutLibrary(folder, library);
-        EXPECT_TRUE(m_search.IsSet());
         host.Create();
     }
     ~CFilterWithLibrary() { EXPECT_EQ(0u, host.Release()); }

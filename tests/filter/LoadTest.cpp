@@ -4,7 +4,6 @@
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataService.h"
 #include "tests/support/CRegisteredComClass.h"
-#include "tests/support/CTempFolder.h"
 
 namespace {
 
@@ -45,37 +44,6 @@ struct LoadTest : ::testing::Test {
     }
 };
 
-TEST_F(LoadTest, EveryNameThatWindowsOpensIsOpened) {
-    const std::wstring longName(150, L'n');
-    for (const std::wstring& name : {std::wstring(L"a file.bin"), std::wstring(L"100%25 %20#&1.bin"),
-                                     std::wstring(L"t\u00F6ne \u65E5\u672C\u8A9E.bin"), longName}) {
-        SCOPED_TRACE(::testing::PrintToString(name));
-        CTempFolder folder({name, name});
-        const std::wstring path = folder.Write("contents", name.c_str());
-        ASSERT_EQ(S_OK, host.Load(path, &kWave));
-        ExpectSource(path, "contents");
-        const CTempFile empty;
-        ASSERT_EQ(S_OK, host.Load(empty.Path(), &kWave));  // lets go of the file before
-        ExpectSource(empty.Path(), "");
-    }
-}
-
-TEST_F(LoadTest, ASeekThatFailsSpoilsNoReadAfterIt) {
-    std::string words;  // each is its own position
-    for (unsigned at = 0; at < 300'000; at += 4)
-        words += {char(at), char(at >> 8), char(at >> 16), 0};
-    for (const size_t size : {words.size(), size_t{100}}) {
-        const CTempFile file(words.substr(0, size));
-        ASSERT_EQ(S_OK, host.Load(file.Path(), &kWave));
-        const auto reader = host.Reader();
-        for (const size_t right : {size - 4, size_t{0}, size_t{96}, size_t{0}}) {
-            EXPECT_EQ(S_FALSE, SyncRead(*reader.Get(), -16, 4).first);
-            EXPECT_EQ(S_FALSE, SyncRead(*reader.Get(), static_cast<LONGLONG>(size) - 128 - 300'000, 4).first);
-            EXPECT_EQ(Got(S_OK, words.substr(right, 4)), SyncRead(*reader.Get(), static_cast<LONGLONG>(right), 4));
-        }
-    }
-}
-
 TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
     const CTempFile good("good"), locked("locked");
     const CAutoHandle lock(Open(locked.Path(), GENERIC_READ, 0));
@@ -87,16 +55,9 @@ TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
         HRESULT reason = REGDB_E_CLASSNOTREG;  // there is no data service
     } rows[] = {{good.Path() + L".missing", E_FAIL},
                 {folder, STG_E_ACCESSDENIED},
-                {folder + L"\\no such folder\\x.avi", E_FAIL},
-                {folder + L"\\what?.avi", E_FAIL},
                 {locked.Path(), E_FAIL},
-                {L"C:\\" + std::wstring(32'000, L'x'), E_FAIL},
                 {std::wstring(32'000, L'y'), E_FAIL},
-                {L"tvtest://nowhere/clip.avi"},
-                {LR"(\\tvtest-no-such-server\share\clip.avi)"},
-                {L"::", E_FAIL},
-                {L" ", E_FAIL},
-                {L"http://"}};
+                {L"tvtest://nowhere/clip.avi"}};
     for (const auto& [name, reason] : rows) {
         SCOPED_TRACE(::testing::PrintToString(name.substr(0, 80)));
         EXPECT_EQ(NothingCreated(), host.Load(name, &other));
@@ -112,7 +73,7 @@ TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
 }
 
 TEST_F(LoadTest, TheFileIsSharedWithReadersAndDeletersNotWithWritersUntilTheNextLoad) {
-    const CTempFile first("first"), second("second");
+    const CTempFile first("first"), second("second"), third;
     constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     ASSERT_EQ(S_OK, host.Load(first.Path(), &kWave));
     EXPECT_TRUE(CAutoHandle(Open(first.Path(), GENERIC_READ, kAll)));
@@ -121,9 +82,9 @@ TEST_F(LoadTest, TheFileIsSharedWithReadersAndDeletersNotWithWritersUntilTheNext
     EXPECT_TRUE(CAutoHandle(Open(first.Path(), GENERIC_WRITE, 0))) << "the first file is still open";
     EXPECT_TRUE(::DeleteFileW(second.Path().c_str()));
     ExpectSource(second.Path(), "second");
-    const CTempFile third("third");
     Stream stream;
     ASSERT_EQ(S_OK, host.Load(third.Path(), &kWave));
+    ExpectSource(third.Path(), "");
     ASSERT_EQ(S_OK, host.Open(&stream, &kWave));
     EXPECT_TRUE(CAutoHandle(Open(third.Path(), GENERIC_WRITE, 0))) << "a stream has replaced it";
     EXPECT_EQ(0u, host.Release());
@@ -138,10 +99,13 @@ TEST(LoadLogTest, EachLoadIsToldOf) {
         EXPECT_EQ(E_POINTER, host.As<IFileSourceFilter>()->Load(nullptr, &kWave));
         EXPECT_EQ(L"", host.CurrentName());
         EXPECT_EQ(S_OK, host.Load(file.Path(), &kWave));
+        EXPECT_TRUE(host.Reader());
         EXPECT_EQ(NothingCreated(), host.Load(missing, &kWave));
     });
     EXPECT_EQ((Log{Line(1, kLoad, L"Loading: <invalid filename>"), Line(1, kLoad, L"Loading: " + file.Path()),
                    Line(1, kThread, L"Create stream thread: Creating stream succeeded for " + file.Path()), kWaveLine,
+                   Line(0, L"CCustomFileSourcePin::NonDelegatingQueryInterface",
+                        L"TvFileSourceAsync Output Pin: m_bAsyncReaderChecked = true"),
                    Line(1, kLoad, L"Loading: " + missing),
                    Line(3, kThread,
                         L"ERROR: hr=0x80004005 (\"" + TKRuntimeLogger::HResultText(E_FAIL) +

@@ -6,6 +6,7 @@
 #include "tests/filter/CScriptedDictionary.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataLayer.h"
+#include "tests/support/RandomBytes.h"
 
 #include <iterator>
 #include <set>
@@ -86,6 +87,35 @@ TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAlias
     AM_MEDIA_TYPE type{};
     EXPECT_EQ("0", filter.Offers(&content, &type));
     EXPECT_EQ(E_UNEXPECTED, DetectionResult(filter.host)) << "nobody looked at it";
+}
+
+TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) {
+    const std::string contents = RandomBytes(1, 73 * 4096);
+    dictionary.types = Types{L"audio/wav"};
+    dictionary.onDetect = [](IStream* stream) {
+        std::string head(0x10000, '.');
+        EXPECT_HRESULT_SUCCEEDED(stream->Read(head.data(), 0x10000, nullptr));
+        (void)stream->Seek({.QuadPart = 200'000}, STREAM_SEEK_SET, nullptr);
+        EXPECT_EQ(S_OK, stream->Seek({}, STREAM_SEEK_SET, nullptr));
+    };
+    const CFilterWithLibrary filter(Library::WithExport);
+    // Pieces smaller and larger than what is looked at, and than the read buffer.
+    for (const Stream::Seeks seeks :
+         {Stream::Seeks::None, Stream::Seeks::Claimed, Stream::Seeks::Onwards, Stream::Seeks::All})
+        for (const ULONG piece : {100u, 66'000u, 0xFFFFFFFFu}) {
+            SCOPED_TRACE(::testing::PrintToString(seeks) + " " + std::to_string(piece));
+            content.SetContents(contents);
+            content.Rewind();
+            content.ReportSize(seeks == Stream::Seeks::Claimed ? ~0ull : contents.size());
+            content.LimitTransfers(piece);
+            content.RefuseSeeks(seeks);
+            ASSERT_HRESULT_SUCCEEDED(filter.host.Open(&content));
+            EXPECT_EQ("W", filter.host.Offers());
+            const auto reader = filter.host.Reader();
+            for (size_t at = 0; at < contents.size(); at += 4096)
+                ASSERT_EQ(Got(S_OK, contents.substr(at, 4096)),
+                          SyncRead(*reader.Get(), static_cast<LONGLONG>(at), 4096));
+        }
 }
 
 TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALibraryNobody) {
@@ -207,13 +237,14 @@ TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearche
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
     PutLibrary(elsewhere, Library::WithExport);
-    const CSearchedFolder searched(elsewhere.Path());
+    const DLL_DIRECTORY_COOKIE searched = ::AddDllDirectory(elsewhere.Path().c_str());
     for (const Library beside : {Library::WithExport, Library::None, Library::Damaged})
         EXPECT_EQ("W", CFilterWithLibrary(beside).Offers(&content)) << static_cast<int>(beside);
     const std::wstring name(120, L'n');
     const std::vector<std::wstring> folders[] = {{L"blanks, dots.dll \u00E4\u4E2D\U0001F600"}, {name, name, name}};
     for (const auto& inner : folders)
         EXPECT_EQ(kNothingKnown, CFilterWithLibrary(Library::Foreign, inner).Offers(&content));
+    ::RemoveDllDirectory(searched);
 }
 
 }  // namespace

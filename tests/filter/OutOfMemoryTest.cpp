@@ -90,32 +90,29 @@ int Failures(const std::function<HRESULT(CInnerFilter&)>& operation, const Sourc
 // Logging takes memory, too, and more of it; but it fails no operation.
 TEST(OutOfMemoryTest, AnOperationFailsAtItsOwnStepsOnlyAndThenChangesNothing) {
     const CImportHook text("SysAllocString", &AllocateText);
-    ASSERT_TRUE(text.IsSet());
     const std::string wave("RIFF\x24\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x40\x1F\0\0\1\0\x08\0data\0\0\0\0",
                            44);
     const CTempFile file(wave);
     Stream stream(wave);
-    const struct {
-        const char* what;
-        std::function<HRESULT(CInnerFilter&)> operation;
-    } rows[] = {
-        {"a name", [&](CInnerFilter& filter) { return filter->Load(file.Path().c_str(), &kWave); }},
-        {"a name, and a type by its content",
-         [&](CInnerFilter& filter) { return filter->Load(file.Path().c_str(), nullptr); }},
-        {"a stream", [&](CInnerFilter& filter) { return filter->OpenStream(&stream, &kWave); }},
-        {"a stream, and a type by its content",
-         [&](CInnerFilter& filter) { return filter->OpenStream(&stream, nullptr); }},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
+    const Source after{"RIFF", MEDIASUBTYPE_WAVE, MEDIASUBTYPE_WAVE};
+    const AM_MEDIA_TYPE* const byContent = nullptr;
+    for (const auto& [isName, type] :
+         {std::pair{true, &kWave}, {true, byContent}, {false, &kWave}, {false, byContent}}) {
+        SCOPED_TRACE(isName ? "a name" : "a stream");
+        const auto failures = [&, isName = isName, type = type] {
+            return Failures(
+                [&](CInnerFilter& filter) {
+                    return isName ? filter->Load(file.Path().c_str(), type) : filter->OpenStream(&stream, type);
+                },
+                after);
+        };
         int silent = 0, logged = 0;
-        const Source after{"RIFF", MEDIASUBTYPE_WAVE, MEDIASUBTYPE_WAVE};
         {
             const CPublishedLogger logger;
-            OnNewThread([&] { logged = Failures(row.operation, after); });
+            OnNewThread([&] { logged = failures(); });
             EXPECT_LT(0u, logger->Records().size());
         }
-        OnNewThread([&] { silent = Failures(row.operation, after); });
+        OnNewThread([&] { silent = failures(); });
         EXPECT_LT(0, silent);
         EXPECT_EQ(silent, logged);
     }

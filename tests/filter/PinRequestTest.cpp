@@ -24,38 +24,20 @@ struct Next {
 
 constexpr DWORD kLimitMs = 10'000;  // within which anything happens that happens at all
 
-CAutoHandle g_reached;                // a thread waits, or can't have a lock
-CAutoHandle g_mayGoOn;                // a waiter that was woken may look again
-std::vector<DWORD> g_waits;           // the time-outs of all waits
-std::function<BOOL(DWORD)> g_wait{};  // in place of the platform's, when set
+std::vector<DWORD> g_waits;    // the time-outs of all waits
+std::function<BOOL()> g_wait;  // of the condition variable; it is let go of for the call
 ULONGLONG g_now = 0;
 
-template <class Function>
-Function Platform(const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32"), name)));
-}
-
-// Called with the lock held that who wakes takes, so a thread that has got here is met by no change before it waits.
-BOOL WINAPI TellThenWait(PCONDITION_VARIABLE condition, PSRWLOCK lock, DWORD timeoutMs, ULONG flags) {
+BOOL WINAPI WaitAsTold(PCONDITION_VARIABLE, PSRWLOCK lock, DWORD timeoutMs, ULONG) {
     g_waits.push_back(timeoutMs);
-    if (g_wait)
-        return g_wait(timeoutMs);
-    ::ReleaseSemaphore(g_reached.Get(), 1, nullptr);
-    const BOOL woken =
-        Platform<decltype(&TellThenWait)>("SleepConditionVariableSRW")(condition, lock, timeoutMs, flags);
-    ::WaitForSingleObject(g_mayGoOn.Get(), kLimitMs);
+    ::ReleaseSRWLockExclusive(lock);
+    const BOOL woken = g_wait();
+    ::AcquireSRWLockExclusive(lock);
     return woken;
 }
 
 ULONGLONG WINAPI Now() {
     return g_now;
-}
-
-BOOL WINAPI TryThenTell(PCRITICAL_SECTION section) {
-    const BOOL entered = Platform<decltype(&TryThenTell)>("TryEnterCriticalSection")(section);
-    if (!entered)
-        ::ReleaseSemaphore(g_reached.Get(), 1, nullptr);
-    return entered;
 }
 
 bool IsReady(const std::future<HRESULT>& call) {
@@ -76,16 +58,9 @@ struct PinRequestTest : ::testing::Test {
     BYTE byte = 0;
     std::list<std::future<HRESULT>> calls;
 
-    void SetUp() override {
-        ASSERT_EQ(S_OK, pin.SetSourceFileStream(&source, 0));
-        g_reached.Reset(::CreateSemaphoreW(nullptr, 0, 100, nullptr));
-        g_mayGoOn.Reset(::CreateEventW(nullptr, TRUE, TRUE, nullptr));
-        g_waits.clear();
-    }
+    void SetUp() override { ASSERT_EQ(S_OK, pin.SetSourceFileStream(&source, 0)); }
     // Nobody hangs behind a test that has failed.
     void TearDown() override {
-        g_wait = nullptr;
-        ::SetEvent(g_mayGoOn.Get());
         pin.HaltEvent().Set();
         pin.BeginFlush();
         source.LetGo();
@@ -108,12 +83,12 @@ struct PinRequestTest : ::testing::Test {
     std::future<HRESULT>& Start(std::function<HRESULT()> call) {
         return calls.emplace_back(std::async(std::launch::async, std::move(call)));
     }
-    // Comes back when it waits, or can't have a lock.
-    std::future<HRESULT>& StartAndReach(std::function<HRESULT()> call) {
-        while (::WaitForSingleObject(g_reached.Get(), 0) == WAIT_OBJECT_0) {
-        }
+    // Nothing is decided by the clock: what has not ended after many turns of the processor waits.
+    std::future<HRESULT>& StartAndWait(std::function<HRESULT()> call) {
         std::future<HRESULT>& started = Start(std::move(call));
-        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(g_reached.Get(), kLimitMs)) << "it did not wait";
+        for (int turn = 0; turn < 20'000 && !IsReady(started); ++turn)
+            ::SwitchToThread();
+        EXPECT_FALSE(IsReady(started));
         return started;
     }
 };
@@ -202,19 +177,10 @@ TEST_F(PinRequestTest, OneCallAtATimeReachesTheSourceAndAReadKeepsAFlushWaiting)
     EXPECT_EQ((Next{S_OK, &own, 0}), WaitForNext());
 }
 
-struct PinWaitTest : PinRequestTest {
-    const CImportHook wait{"SleepConditionVariableSRW", &TellThenWait};
-
-    void SetUp() override {
-        PinRequestTest::SetUp();
-        ASSERT_TRUE(wait.IsSet());
-    }
-};
-
-TEST_F(PinWaitTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
+TEST_F(PinRequestTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
     const CAutoHandle ended(::CreateSemaphoreW(nullptr, 0, 3, nullptr));
     for (int i = 0; i < 3; ++i)
-        StartAndReach([&] {
+        StartAndWait([&] {
             const HRESULT hr = WaitForNext(INFINITE).result;
             ::ReleaseSemaphore(ended.Get(), 1, nullptr);
             return hr;
@@ -223,20 +189,20 @@ TEST_F(PinWaitTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
         EXPECT_EQ(S_OK, pin.Request(&NewSample(0, 4), 0));
     for (int i = 0; i < 2; ++i)
         EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(ended.Get(), kLimitMs));
+    StartAndWait([&] { return WaitForNext(INFINITE).result; });  // the third may not wait again yet
     EXPECT_EQ(S_OK, pin.BeginFlush());
     std::multiset<HRESULT> results;
     for (std::future<HRESULT>& call : calls)
         results.insert(ResultOf(call));
-    EXPECT_EQ((std::multiset<HRESULT>{S_OK, S_OK, VFW_E_WRONG_STATE}), results);
+    EXPECT_EQ((std::multiset<HRESULT>{S_OK, S_OK, VFW_E_WRONG_STATE, VFW_E_WRONG_STATE}), results);
 }
 
-TEST_F(PinWaitTest, AWaiterThatLooksAgainOnlyAfterTheFlushHasBeenFlushedAllTheSame) {
-    ::ResetEvent(g_mayGoOn.Get());
-    auto& waiter = StartAndReach([&] { return WaitForNext(INFINITE).result; });
-    EXPECT_EQ(S_OK, pin.BeginFlush());
-    EXPECT_EQ(S_OK, pin.EndFlush());
-    ::SetEvent(g_mayGoOn.Get());
-    EXPECT_EQ(VFW_E_WRONG_STATE, ResultOf(waiter));
+TEST_F(PinRequestTest, AWaiterThatLooksAgainOnlyAfterTheFlushHasBeenFlushedAllTheSame) {
+    const CImportHook wait("SleepConditionVariableSRW", &WaitAsTold);
+    g_waits.clear();
+    g_wait = [&] { return pin.BeginFlush() == S_OK && pin.EndFlush() == S_OK && g_waits.size() == 1; };
+    EXPECT_EQ(Next{VFW_E_WRONG_STATE}, WaitForNext(INFINITE));
+    g_wait = [] { return FALSE; };
     EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext()) << "that one came afterwards";
 }
 
@@ -250,73 +216,44 @@ TEST(SignalTest, WhatComesBeforeTheWaitIsNotMissed) {
 }
 
 // A waiter may be woken for nothing as often as others take what it was woken for.
-TEST_F(PinWaitTest, AVainWakeCostsTheWaiterNoTimeAndGivesItNone) {
-    const CImportHook clock("GetTickCount64", &Now);
-    ASSERT_TRUE(clock.IsSet());
-    g_wait = [](DWORD timeoutMs) -> BOOL {
+TEST_F(PinRequestTest, AVainWakeCostsTheWaiterNoTimeAndGivesItNone) {
+    const CImportHook clock("GetTickCount64", &Now), wait("SleepConditionVariableSRW", &WaitAsTold);
+    g_waits.clear();
+    g_wait = [] {
         g_now += 300;
-        return timeoutMs != 0 && g_waits.size() < 9;
+        return g_waits.back() != 0 && g_waits.size() < 9;
     };
     EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext(1000));
-    EXPECT_EQ((std::vector<DWORD>{1000, 700, 400, 100, 0}), std::exchange(g_waits, {}));
+    EXPECT_EQ((std::vector<DWORD>{1000, 700, 400, 100, 0}), g_waits);
 }
 
-// What a parser does that is written to the platform's rule: whoever gets a sample from WaitForNext has the one
-// reference that it came with.
-TEST_F(PinRequestTest, AParserThatCountsNoReferencesRunsOutOfBuffersUnlessTheHostSaysSo) {
-    ComPtr<ITavelSampleReferences> references;
-    ASSERT_EQ(S_OK, pin.QueryInterface(IID_PPV_ARGS(&references)));
+TEST_F(PinRequestTest, ASampleComesWithAReferenceUnlessTheHostSaysThatTheParserCountsNone) {
     for (const BOOL uncounted : {FALSE, TRUE}) {
-        BOOL was = TRUE;
-        EXPECT_EQ(S_OK, references->GetUncountedSamples(&was));
+        BOOL was = !uncounted;
+        EXPECT_EQ(S_OK, pin.GetUncountedSamples(&was));
         EXPECT_FALSE(was);
-        EXPECT_EQ(S_OK, references->SetUncountedSamples(uncounted));
-        ALLOCATOR_PROPERTIES properties{2, 4, 1, 0};
-        ComPtr<IMemAllocator> allocator;
-        ASSERT_EQ(S_OK, pin.RequestAllocator(nullptr, &properties, &allocator));
-        ASSERT_EQ(S_OK, allocator->Commit());
-        std::vector<IMediaSample*> delivered;
-        for (IMediaSample* buffer = nullptr;
-             delivered.size() < 20 && allocator->GetBuffer(&buffer, nullptr, nullptr, AM_GBF_NOWAIT) == S_OK;) {
-            REFERENCE_TIME start = 10'000'000, stop = 50'000'000;
-            EXPECT_EQ(S_OK, buffer->SetTime(&start, &stop));
-            EXPECT_EQ(S_OK, pin.Request(buffer, 7));
-            IMediaSample* next = nullptr;
-            DWORD_PTR user = 0;
-            EXPECT_EQ(S_OK, pin.WaitForNext(0, &next, &user));
-            EXPECT_TRUE(next == buffer && user == 7);
-            BYTE* data = nullptr;
-            EXPECT_EQ(S_OK, buffer->GetPointer(&data));
-            EXPECT_EQ("1234", std::string(reinterpret_cast<const char*>(data), 4));
-            delivered.push_back(next);
+        EXPECT_EQ(S_OK, pin.SetUncountedSamples(uncounted));
+        EXPECT_EQ(S_OK, pin.GetUncountedSamples(&was));
+        EXPECT_EQ(uncounted, was);
+        EXPECT_EQ(S_OK, pin.Request(&sample, 7));
+        IMediaSample* next = nullptr;
+        DWORD_PTR user = 0;
+        EXPECT_EQ(S_OK, pin.WaitForNext(0, &next, &user));
+        EXPECT_TRUE(next == &sample && user == 7);
+        EXPECT_EQ(uncounted ? 0u : 1u, sample.References());
+        if (!uncounted)
             next->Release();
-        }
-        EXPECT_EQ(uncounted ? 20u : 2u, delivered.size());
-        for (size_t i = 0; !uncounted && i < delivered.size(); ++i)
-            delivered[i]->Release();
-        EXPECT_EQ(S_OK, references->SetUncountedSamples(FALSE));
     }
-    EXPECT_EQ(E_POINTER, references->GetUncountedSamples(nullptr));
+    EXPECT_EQ(E_POINTER, pin.GetUncountedSamples(nullptr));
 }
 
-// The gate as a new filter has it: neither event is set.
-struct PinGateTest : PinRequestTest {
-    const CImportHook wait{"SleepConditionVariableSRW", &TellThenWait};
-    const CImportHook tryLock{"TryEnterCriticalSection", &TryThenTell};
-
-    void SetUp() override {
-        PinRequestTest::SetUp();
-        ASSERT_TRUE(wait.IsSet() && tryLock.IsSet());
-        pin.FlowEvent().Reset();
-    }
-};
-
-TEST_F(PinGateTest, ReadersWaitUntilTheFlowIsDisabledNotUntilItIsEnabled) {
+TEST_F(PinRequestTest, ReadersWaitUntilTheFlowIsDisabledNotUntilItIsEnabled) {
     BYTE bytes[2]{};
-    StartAndReach([&] { return pin.SyncRead(0, 1, bytes); });
-    StartAndReach([&] { return pin.SyncReadAligned(&sample); });
-    StartAndReach([&] { return pin.Read(bytes + 1, 1, nullptr); });
-    StartAndReach([&] { return pin.Request(&NewSample(0, 0), 0); });
+    pin.FlowEvent().Reset();  // as a new filter has it
+    StartAndWait([&] { return pin.SyncRead(0, 1, bytes); });
+    StartAndWait([&] { return pin.SyncReadAligned(&sample); });
+    StartAndWait([&] { return pin.Read(bytes + 1, 1, nullptr); });
+    StartAndWait([&] { return pin.Request(&NewSample(0, 0), 0); });
     LONGLONG total = 0;
     EXPECT_EQ(S_OK, pin.Length(&total, &total)) << "no gate here";
     EXPECT_EQ(S_OK, filter->EnableDataFlow());
@@ -334,14 +271,15 @@ TEST_F(PinGateTest, ReadersWaitUntilTheFlowIsDisabledNotUntilItIsEnabled) {
     EXPECT_EQ(Got(S_OK, "3456"), SyncRead(pin, 3, 4)) << "the gate only ever holds those before the first call";
 }
 
-TEST_F(PinGateTest, ARequestThatWaitsThereOrForASlowReadLeavesTheQueueFreeAndThenLooksAgain) {
+TEST_F(PinRequestTest, ARequestThatWaitsThereOrForASlowReadLeavesTheQueueFreeAndThenLooksAgain) {
+    pin.FlowEvent().Reset();
     for (const bool slowRead : {false, true}) {
         if (slowRead) {
             source.On(Stream::kRead, 0, {.holds = true});
             Start([&] { return pin.Read(&byte, 1, nullptr); });
             ASSERT_TRUE(source.WaitUntilHeld());
         }
-        auto& request = StartAndReach([&] { return pin.Request(&sample, 0); });
+        auto& request = StartAndWait([&] { return pin.Request(&sample, 0); });
         EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext());
         EXPECT_EQ(S_OK, pin.BeginFlush());
         EXPECT_EQ(Next{VFW_E_WRONG_STATE}, WaitForNext(INFINITE));

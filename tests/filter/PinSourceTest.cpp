@@ -3,10 +3,7 @@
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
 
-#include <evcode.h>
-
 #include <climits>
-#include <functional>
 #include <thread>
 
 namespace {
@@ -124,20 +121,15 @@ TEST_F(PinSourceTest, WithoutASourceEveryOperationIsRefusedAfterItsArguments) {
     EXPECT_EQ(0u, user);
 }
 
-// In a single-threaded apartment that is gone when this returns.
-void InShortLivedApartment(const std::function<void()>& body) {
-    std::thread([&] {
-        const CTestApartment shortLived(COINIT_APARTMENTTHREADED);
-        body();
-    }).join();
-}
-
 TEST(PinLostSourceTest, ASourceWhoseApartmentIsGoneIsAnErrorAndNoAbort) {
     const Log lines = LinesOf([] {
         Stream source("0123456789");
         CInnerFilter filter;
         CCustomFileSourcePin& pin = filter.Pin();
-        InShortLivedApartment([&] { EXPECT_EQ(S_OK, pin.SetSourceFileStream(&source, 0)); });
+        std::thread([&] {
+            const CTestApartment shortLived(COINIT_APARTMENTTHREADED);
+            EXPECT_EQ(S_OK, pin.SetSourceFileStream(&source, 0));
+        }).join();
         const std::vector<HRESULT> results = UseSource(pin);
         EXPECT_HRESULT_FAILED(results[0]);
         EXPECT_EQ(std::vector(results.size(), results[0]), results);
@@ -149,30 +141,6 @@ TEST(PinLostSourceTest, ASourceWhoseApartmentIsGoneIsAnErrorAndNoAbort) {
     const std::wstring aligned = Line(3, L"CCustomFileSourcePin::SyncReadAligned", kText);
     EXPECT_EQ((Log{Line(3, L"CCustomFileSourcePin::SyncRead", kText), aligned, aligned}),
               Log(lines.begin(), lines.begin() + 3));
-}
-
-// A host's stream stands behind the read buffer, which is of no apartment: it is a source that fails.
-TEST_F(PinSourceTest, AHostsStreamWhoseApartmentIsGoneFailsBehindTheReadBuffer) {
-    source.SetContents(std::string(0x20000, 'b') + "behind");
-    InShortLivedApartment([&] {
-        EXPECT_EQ(S_OK, filter->OpenStream(&source, &kWave));
-        EXPECT_EQ(Got(S_OK, "bbbb"), SyncRead(pin, 0, 4));
-    });
-    const int calls = source.Calls();
-    EXPECT_EQ(Got(S_OK, "bbbb"), SyncRead(pin, 0x1FFFC, 4)) << "the buffer has it";
-    EXPECT_EQ(Got(S_FALSE, "...."), SyncRead(pin, 0x20002, 4));
-    CTestSample sample(4);
-    sample.SetRange(0, 4);
-    EXPECT_EQ(kEndOfFile, pin.Request(&sample, 0));
-    EXPECT_EQ((std::vector<GraphEvent>{{EC_ERRORABORT, S_OK, 0}, {EC_ERRORABORT, static_cast<HRESULT>(0x8007001E), 0}}),
-              filter.graph.TakeEvents());
-    EXPECT_EQ(S_OK, pin.Length(&total, &available));
-    EXPECT_EQ(0x20006, total);
-    BYTE byte = 0;
-    EXPECT_HRESULT_FAILED(pin.Read(&byte, 1, nullptr));
-    EXPECT_EQ(calls, source.Calls());
-    EXPECT_EQ(S_OK, filter->OpenStream(&source, &kWave)) << "another takes its place";
-    EXPECT_EQ(Got(S_OK, "bbbb"), SyncRead(pin, 0, 4));
 }
 
 TEST_F(PinSourceTest, ThePinOffersAndAcceptsTheListedPairs) {

@@ -9,18 +9,16 @@ constexpr wchar_t kServerKey[] = L"CLSID\\{065C46E9-C13D-4245-9675-0C0B7BDFC2F3}
 constexpr wchar_t kMapperKey[] =
     L"CLSID\\{083863F1-70DE-11D0-BD40-00A0C911CE86}\\Instance\\{065C46E9-C13D-4245-9675-0C0B7BDFC2F3}";
 
-bool IsKey(const wchar_t* path) {
-    HKEY key = nullptr;
-    const bool found = ::RegOpenKeyExW(HKEY_CLASSES_ROOT, path, 0, KEY_READ, &key) == ERROR_SUCCESS;
-    ::RegCloseKey(key);
-    return found;
-}
-
+// A text as it is stored, without the terminator that must be stored with it; "<none>" where there is no such key.
 std::wstring RegistryText(const wchar_t* key, const wchar_t* name = nullptr) {
+    HKEY opened = nullptr;
+    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, key, 0, KEY_READ, &opened) != ERROR_SUCCESS)
+        return L"<none>";
     wchar_t text[2000]{};
-    DWORD bytes = sizeof text;
-    (void)::RegGetValueW(HKEY_CLASSES_ROOT, key, name, RRF_RT_REG_SZ, nullptr, text, &bytes);
-    return text;
+    DWORD bytes = sizeof text, type = REG_NONE;
+    ::RegQueryValueExW(opened, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &bytes);
+    ::RegCloseKey(opened);
+    return type == REG_SZ ? std::wstring(text, bytes / sizeof(wchar_t) - 1) : L"";
 }
 
 // How often the mapper finds the filter among those of at least this merit and this output.
@@ -49,7 +47,7 @@ TEST(RegistrationTest, TheFilterIsMappedAndMadeFromTheFolderRegisteredLastUntilI
     for (const std::wstring& path : {FilterDllPath(), copy, copy}) {
         ASSERT_EQ(S_OK, CFilterHost(path).Call("DllRegisterServer"));
         EXPECT_EQ(L"Tavel File Source (Async.)", RegistryText(kClassKey));
-        EXPECT_TRUE(IsKey(kMapperKey));
+        EXPECT_NE(L"<none>", RegistryText(kMapperKey));
         EXPECT_EQ(path, RegistryText(kServerKey));
         EXPECT_EQ(L"Both", RegistryText(kServerKey, L"ThreadingModel"));
         EXPECT_EQ(1, TimesMapped(0x00400000, FALSE, MEDIATYPE_Stream));
@@ -62,7 +60,8 @@ TEST(RegistrationTest, TheFilterIsMappedAndMadeFromTheFolderRegisteredLastUntilI
     for (int i = 0; i < 2; ++i) {  // the second time there is nothing to take back
         EXPECT_EQ(S_OK, CFilterHost().Call("DllUnregisterServer"));
         EXPECT_EQ(0, TimesMapped(0, FALSE, MEDIATYPE_Stream));
-        EXPECT_TRUE(!IsKey(kClassKey) && !IsKey(kMapperKey)) << "nothing is left behind";
+        EXPECT_EQ(L"<none>", RegistryText(kClassKey));
+        EXPECT_EQ(L"<none>", RegistryText(kMapperKey)) << "nothing is left behind";
     }
 }
 

@@ -1,14 +1,15 @@
 // Puts a function of the test's in the place of one that this program, or a module that is given, imports from a DLL,
 // while the object lives: to learn that a thread has got to a call, or to make the call fail.
 //
-//   const CImportHook hook("SetEvent", &FailingSetEvent);
-//   ASSERT_TRUE(hook.IsSet());
+//   const CImportHook hook("SetEvent", &FailingSetEvent);  // a failed test when there is no such import
 //
 // All code of the program is affected, also the test's own, or else that of the module; the module must outlive the
 // hook. Threads: no other thread may be about to make the call when a hook comes or goes.
 #pragma once
 
 #include <windows.h>
+
+#include <gtest/gtest.h>
 
 #include <string_view>
 #include <type_traits>
@@ -21,6 +22,7 @@ public:
     CImportHook(const char* name, Function* replacement, std::type_identity_t<Function>** original = nullptr,
                 HMODULE module = ::GetModuleHandleW(nullptr))
         : m_slot(FindImport(module, name)) {
+        EXPECT_NE(nullptr, m_slot) << name;
         if (m_slot && original)
             *original = reinterpret_cast<Function*>(*m_slot);
         m_original = Exchange(reinterpret_cast<void*>(replacement));
