@@ -6,7 +6,7 @@
 //
 // Threads: any, several at once. Each connection has a thread of its own, on which scripts run, one at a time.
 // Lifetime: the destructor breaks all connections off, stalled ones too, and waits for their threads: no call of theirs
-// outlives it (CStoppableSocket).
+// outlives it.
 #pragma once
 
 #include <windows.h>
