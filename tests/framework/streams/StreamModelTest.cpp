@@ -1,7 +1,6 @@
 // Long random use of the streams, compared with a byte array that has a size and a position.
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
-#include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/RandomBytes.h"
 
@@ -10,14 +9,10 @@
 
 namespace {
 
-// What a stream lets its user do besides reading. In memory the size is not tied to the bytes that exist.
-enum class Writing { kNone, kInMemory, kToFile };
-
-// Takes `steps` random steps with the stream and stops at the first one that differs from the model.
-void CompareWithModel(IStream* stream, const std::string& contents, unsigned seed, int steps,
-                      Writing writing = Writing::kNone) {
+// Takes `steps` random steps with the stream and stops at the first one that differs from the model. In memory it may
+// be written to, and its size is not tied to the bytes that exist.
+void CompareWithModel(IStream* stream, const std::string& contents, unsigned seed, int steps, bool inMemory = false) {
     SCOPED_TRACE(seed);
-    const bool inMemory = writing == Writing::kInMemory;
     std::mt19937 random(seed);
     const auto upTo = [&](size_t limit) { return static_cast<ULONG>(random() % (limit + 1)); };
     std::string bytes = contents, expected, out;
@@ -29,7 +24,7 @@ void CompareWithModel(IStream* stream, const std::string& contents, unsigned see
             bytes.copy(expected.data(), expected.size(), static_cast<size_t>(here));
     };
     for (int step = 0; step < steps; ++step) {
-        const unsigned choice = random() % (writing == Writing::kNone ? 8 : 16);
+        const unsigned choice = random() % (inMemory ? 16 : 8);
         if (choice < 5) {
             // Mostly small reads, now and then one of any size.
             const ULONG cb = upTo(choice == 0 && random() % 8 == 0 ? limit : 300);
@@ -60,7 +55,7 @@ void CompareWithModel(IStream* stream, const std::string& contents, unsigned see
             const bool fits = here < 0x100000000ull - cb;
             ASSERT_EQ(fits ? S_OK : E_OUTOFMEMORY, stream->Write(out.data(), cb, &count)) << step;
             ASSERT_EQ(fits ? cb : 0, count) << step;
-            if (!fits || (cb == 0 && !inMemory))
+            if (!fits)
                 continue;
             if (bytes.size() < here + cb) {
                 bytes.resize(static_cast<size_t>(here + cb));
@@ -69,10 +64,8 @@ void CompareWithModel(IStream* stream, const std::string& contents, unsigned see
             bytes.replace(static_cast<size_t>(here), cb, out);
             here += cb;
         } else if (choice == 12) {
-            size = inMemory && random() % 8 == 0 ? 0 - ULONGLONG{random()} : upTo(limit);
+            size = random() % 8 == 0 ? 0 - ULONGLONG{random()} : upTo(limit);
             ASSERT_EQ(S_OK, stream->SetSize(Bytes(size))) << step;
-            if (!inMemory)
-                bytes.resize(static_cast<size_t>(size));
         } else if (choice == 13 && random() % 4 == 0) {
             const ULONG cb = upTo(40'000);
             expect(cb);
@@ -93,7 +86,7 @@ TEST(StreamModelTest, AMemoryStreamBehavesAsAnArrayWithASizeAndAPosition) {
         const std::string contents = RandomBytes(4711, length);
         ComPtr<IStream> stream;
         ASSERT_EQ(S_OK, TKFCreateMemoryStream(contents.data(), static_cast<LONGLONG>(length), &stream));
-        CompareWithModel(stream.Get(), contents, static_cast<unsigned>(length), 400'000, Writing::kInMemory);
+        CompareWithModel(stream.Get(), contents, static_cast<unsigned>(length), 400'000, true);
         ASSERT_FALSE(HasFailure());
     }
 }
@@ -125,20 +118,6 @@ TEST(StreamModelTest, ABufferedStreamOfAnyBufferSizeBehavesAsAnArrayWithAPositio
                 ASSERT_EQ(S_OK, stream->Seek(By(0), STREAM_SEEK_SET, nullptr));
             }
         }
-}
-
-TEST(StreamModelTest, ALocalFileStreamAndABufferedOneOverItBehaveAsAnArrayWithAPosition) {
-    const CTestApartment apartment(COINIT_MULTITHREADED);
-    const std::string contents = RandomBytes(4711, 20'000);
-    const CTempFile read(contents), written(contents);
-    ComPtr<IStream> source, stream;
-    ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(read.Path().c_str(), kTKFStreamRead, &source));
-    CompareWithModel(source.Get(), contents, 1, 50'000);
-    source->Seek(By(0), STREAM_SEEK_SET, nullptr);
-    ASSERT_EQ(S_OK, TKFCreateBufferedStream(source.Get(), &stream, 1024));
-    CompareWithModel(stream.Get(), contents, 2, 20'000);
-    ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(written.Path().c_str(), kTKFStreamRead | kTKFStreamWrite, &stream));
-    CompareWithModel(stream.Get(), contents, 4, 50'000, Writing::kToFile);
 }
 
 }  // namespace
