@@ -234,7 +234,6 @@ std::vector<CHttpServer::Request> CHttpServer::Requests() const {
 }
 
 std::shared_ptr<const CHttpServer::Resource> CHttpServer::Find(const std::string& path) const {
-    const std::lock_guard lock(m_lock);
     const auto found = m_resources.find(path);
     return found == m_resources.end() ? std::make_shared<const Resource>(Resource{.status = 404})
                                       : found->second.front();
@@ -261,20 +260,14 @@ void CHttpServer::Work(UINT_PTR accepted) {
 bool CHttpServer::Answer(CStoppableSocket& socket, const Request& request) {
     const size_t begin = request.target.starts_with("http://") ? request.target.find('/', 7) : 0;  // asked as a proxy
     const std::string path = request.target.substr(begin, request.target.find('?') - begin);
-    std::unique_lock scriptLock(m_scriptLock);
-    {
-        const std::lock_guard lock(m_lock);
-        m_requests.push_back(request);
-    }
+    std::unique_lock lock(m_lock);
+    m_requests.push_back(request);
     const auto asked = Find(path);
     const Misbehaviour misbehaviour = asked->script ? asked->script(request) : Misbehaviour{};
     const auto resource = Find(path);
-    {
-        const std::lock_guard lock(m_lock);
-        if (const auto at = m_resources.find(path); at != m_resources.end() && at->second.size() > 1)
-            at->second.erase(at->second.begin());
-    }
-    scriptLock.unlock();
+    if (const auto at = m_resources.find(path); at != m_resources.end() && at->second.size() > 1)
+        at->second.erase(at->second.begin());
+    lock.unlock();
 
     if (misbehaviour.fault == Fault::kGarbage)
         return socket.Send("\x01\xFF garbage \r\n\r\n: 200\r\n\r\n") && false;

@@ -1,4 +1,4 @@
-// The memory stream's own rules; StreamModelTest has its long use.
+// The memory stream's own rules, beside those of every source (DataSourceTest).
 #include "framework/streams/CMemoryStream.h"
 
 #include "tests/framework/streams/StreamTest.h"
@@ -6,6 +6,7 @@
 
 namespace {
 
+constexpr ULONGLONG k2To63 = 1ull << 63;
 constexpr LONGLONG kMax = 0x7FFFFFFFFFFFFFFF;
 constexpr LONGLONG kMin = -kMax - 1;
 
@@ -70,6 +71,52 @@ TEST_F(MemoryStreamTest, AWriteBeyond32BitsOrOutOfMemoryChangesNothing) {
     EXPECT_EQ(Got(S_FALSE, "0123"), ReadAt(0, 9));
 }
 
+TEST_F(MemoryStreamTest, TheSizeIsNotTiedToTheBytesThatExistAndThoseNeverWrittenAreZero) {
+    ASSERT_EQ(S_OK, Create("0123", 4));
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(2)));
+    EXPECT_EQ(Got(S_FALSE, "01"), ReadAt(0, 9));
+    EXPECT_EQ(At(S_OK, 6), Seek(6, STREAM_SEEK_SET));
+    EXPECT_EQ(Got(S_FALSE, ""), Read(1));
+    EXPECT_EQ(At(S_OK, 2), Write("ab"));
+    EXPECT_EQ(At(S_OK, 8), Seek(0, STREAM_SEEK_CUR));
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(10)));
+    EXPECT_EQ(Got(S_OK, std::string("123\0\0ab\0\0", 9)), ReadAt(1, 9));
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(1)));
+    EXPECT_EQ(At(S_OK, 2), Seek(2, STREAM_SEEK_SET));
+    EXPECT_EQ(At(S_OK, 2), Write("xy"));
+    EXPECT_EQ(1u, Size()) << "there was room for them";
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(~0ull)));
+    EXPECT_EQ(Got(S_OK, std::string("01xy\0\0ab\0", 9)), ReadAt(0, 9));
+}
+
+TEST_F(MemoryStreamTest, SeeksStayWithin64Bits) {
+    const struct {
+        ULONGLONG size, start;
+        LONGLONG move;
+        DWORD origin;
+        At result;
+    } table[] = {
+        {4, 2, -1, STREAM_SEEK_SET, {S_OK, ~0ull}},
+        {4, 0, -1, STREAM_SEEK_CUR, {STG_E_INVALIDPOINTER, 0}},
+        {4, k2To63, kMin, STREAM_SEEK_CUR, {S_OK, 0}},
+        {4, k2To63 - 1, kMin, STREAM_SEEK_CUR, {STG_E_INVALIDPOINTER, k2To63 - 1}},
+        {4, k2To63, kMax, STREAM_SEEK_CUR, {S_OK, ~0ull}},
+        {4, k2To63 + 1, kMax, STREAM_SEEK_CUR, {STG_E_INVALIDPOINTER, k2To63 + 1}},
+        {4, 2, -4, STREAM_SEEK_END, {S_OK, 0}},
+        {4, 2, -5, STREAM_SEEK_END, {STG_E_INVALIDPOINTER, 2}},
+        {~0ull, 2, 1, STREAM_SEEK_END, {STG_E_INVALIDPOINTER, 2}},
+        {4, 2, 0, 3, {STG_E_INVALIDFUNCTION, 2}},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(::testing::Message() << "origin " << row.origin << ", move " << row.move);
+        ASSERT_EQ(S_OK, Create("0123", 4));
+        ASSERT_EQ(S_OK, stream->SetSize(Bytes(row.size)));
+        Seek(static_cast<LONGLONG>(row.start), STREAM_SEEK_SET);
+        EXPECT_EQ(row.result, Seek(row.move, row.origin));
+        EXPECT_EQ(At(S_OK, row.result.second), Seek(0, STREAM_SEEK_CUR));
+    }
+}
+
 TEST_F(MemoryStreamTest, OtherMethodsAreAsDescribed) {
     ASSERT_EQ(S_OK, Create("0123", 4));
     ULONG count = 0xDEAD;
@@ -79,7 +126,6 @@ TEST_F(MemoryStreamTest, OtherMethodsAreAsDescribed) {
     EXPECT_EQ(0u, count);
     EXPECT_EQ(S_OK, stream->Write("x", 1, nullptr));
     EXPECT_EQ(S_OK, stream->Read(&count, 1, nullptr));
-    EXPECT_EQ(At(STG_E_INVALIDFUNCTION, 2), Seek(0, 3));
     EXPECT_EQ(At(S_OK, 2), Seek(0, STREAM_SEEK_CUR));
 
     EXPECT_EQ(E_POINTER, stream->Stat(nullptr, STATFLAG_NONAME));
