@@ -1,6 +1,7 @@
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTempFile.h"
+#include "tests/support/CTempFolder.h"
 
 #include <vector>
 
@@ -91,12 +92,11 @@ TEST_F(CLocalFileSystemStreamTest, PathsOfAnyLengthAndScriptOpenAndKeepTheirName
         stream.Reset();
         EXPECT_FALSE(Exists(path.starts_with(L"\\\\") ? path : LR"(\\?\)" + path));
     }
-    wchar_t before[MAX_PATH]{};  // a relative path is resolved when it is opened
-    ASSERT_NE(0u, ::GetCurrentDirectoryW(MAX_PATH, before));
-    ASSERT_TRUE(::SetCurrentDirectoryW(folder.c_str()));
-    EXPECT_EQ(S_OK, Open(L"." + file.Path().substr(slash), kTKFStreamRead | kShareAll));
-    ::SetCurrentDirectoryW(before);
-    EXPECT_EQ(file.Path(), Name());
+    {
+        const CCurrentFolder current(folder);
+        EXPECT_EQ(S_OK, Open(L"." + file.Path().substr(slash), kTKFStreamRead | kShareAll));
+    }
+    EXPECT_EQ(file.Path(), Name()) << "a relative path is resolved when it is opened";
     for (const std::wstring& each : {deep, made})
         EXPECT_TRUE(::RemoveDirectoryW((LR"(\\?\)" + each).c_str()));
 }

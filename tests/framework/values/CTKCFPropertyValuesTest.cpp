@@ -102,6 +102,8 @@ TEST(CVariantTest, IsEmptyAtFirstAndHoldsOneValueAtATime) {
     std::ranges::fill(memory, std::byte{0xCC});
     auto* const variant = ::new (memory) CVariant;
     EXPECT_EQ(VT_EMPTY, variant->Type());
+    variant->Put()->vt = 0x7777;  // the platform doesn't clear it
+    EXPECT_EQ(VT_EMPTY, variant->Put()->vt);
     for (int i = 0; i < 2; ++i) {
         VARIANT* const put = variant->Put();
         put->vt = VT_UNKNOWN;
