@@ -102,7 +102,7 @@ TEST_F(StreamHelpersTest, ReadsUntilAllIsThereOrNothingComes) {
         {"ends", 150, 100, 0, {}, S_OK, S_FALSE, 100, 2},
         {"fails after ten", 100, 10, 1, {.result = kFault, .bytes = 5}, kFault, S_FALSE, 10, 2},
         {"fails at once", 100, 10, 0, {.result = kFault}, kFault, kFault, 0, 1},
-        {"throws after ten", 100, 10, 1, {.throws = true}, E_UNEXPECTED, S_FALSE, 10, 2},
+        {"throws after one", 100, 1, 1, {.throws = true}, E_UNEXPECTED, S_FALSE, 1, 2},
         {"claims too much", 50, 10, 1, {.claim = 1000}, S_OK, S_FALSE, 50, 2},
     };
     stream.SetContents(std::string(100, 'x'));

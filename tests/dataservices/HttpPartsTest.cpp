@@ -1,8 +1,7 @@
-// The parts of http sources that need no server: URLs, results, kept bytes; and data URIs.
+// The parts of http sources that need no server: URLs and kept bytes; and data URIs.
 #include "dataservices/DataUri.h"
 #include "dataservices/http/CHttpUrl.h"
 #include "dataservices/http/CRecentBytes.h"
-#include "dataservices/http/HttpResults.h"
 #include "tests/support/CTestApartment.h"
 
 #include <objidl.h>
@@ -10,10 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <deque>
-#include <random>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -100,56 +98,31 @@ TEST(HttpUrlTest, ARedirectLeadsWhereItsReferenceSays) {
 
 TEST(RecentBytesTest, TheLastBytesAreKeptFromWhereverTheyCame) {
     CRecentBytes recent(8);
-    std::deque<ULONGLONG> last;  // where the last ones came from
-    const auto byteAt = [](ULONGLONG position) { return static_cast<BYTE>(position * 7); };
-    std::mt19937 random(1);
-    for (int step = 0; step < 3'000; ++step) {
-        ULONGLONG position = random() % 2 && !last.empty() ? last.back() + 1 : random() % 30;
-        std::vector<BYTE> bytes(random() % 12);
-        for (size_t i = 0; i < bytes.size(); ++i) {
-            bytes[i] = byteAt(position + i);
-            last.push_back(position + i);
-        }
-        recent.Append(position, bytes);
-        last.erase(last.begin(), last.end() - std::min<std::ptrdiff_t>(std::ssize(last), 8));
-        for (position = 0; position < 50; ++position) {
-            BYTE got[16]{};
-            const ULONG count = recent.CopyTo(position, got);
-            ULONG expected = 0;
-            const auto newest = std::ranges::find(last.rbegin(), last.rend(), position);
-            for (auto at = newest.base() - (newest != last.rend()); at != last.end() && *at == position + expected;
-                 ++at)
-                ++expected;
-            ASSERT_EQ(expected, count) << "step " << step << ", position " << position;
-            ASSERT_EQ(expected > 0, recent.Holds(position));
-            for (ULONG i = 0; i < count; ++i)
-                ASSERT_EQ(byteAt(position + i), got[i]);
-        }
-    }
+    const auto append = [&](ULONGLONG position, std::string_view bytes) {
+        recent.Append(position, std::span(reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()));
+    };
+    const auto keptFrom = [&](ULONGLONG position) {
+        BYTE got[5]{};
+        const ULONG count = recent.CopyTo(position, got);
+        return std::string(got, got + count);
+    };
+    append(10, "abc");
+    append(13, "de");
+    append(50, "XYZ");
+    EXPECT_EQ("abcde XYZ ", keptFrom(10) + " " + keptFrom(50) + " " + keptFrom(15));
+    append(53, "W");
+    EXPECT_EQ(" bcde YZW", keptFrom(10) + " " + keptFrom(11) + " " + keptFrom(51));
+    append(12, "CDE");
+    EXPECT_EQ(" CDE XYZW", keptFrom(11) + " " + keptFrom(12) + " " + keptFrom(50)) << "the newest of several";
+    append(100, "0123456789");
+    EXPECT_EQ("  23456 789", keptFrom(53) + " " + keptFrom(101) + " " + keptFrom(102) + " " + keptFrom(107));
+    EXPECT_TRUE(recent.Holds(109) && !recent.Holds(110));
     CRecentBytes wide(1'000);
     const BYTE one[1]{};
     for (ULONGLONG jump = 1; jump <= 65; ++jump)
         wide.Append(jump * 10, one);
     EXPECT_FALSE(wide.Holds(10));
     EXPECT_TRUE(wide.Holds(20)) << "64 jumps are kept";
-}
-
-TEST(HttpResultsTest, FailuresOfTheNetworkAreFewAndSomeMayPass) {
-    constexpr HRESULT kSecure = HRESULT_FROM_WIN32(12175);
-    const std::pair<HRESULT, std::vector<DWORD>> rows[] = {
-        {HRESULT_FROM_WIN32(12007), {12007}},
-        {HRESULT_FROM_WIN32(12029), {12029}},
-        {kHttpTimeout, {12002, 10060}},
-        {kHttpInvalidResponse, {12152, 12181, 12182, 12183}},
-        {kHttpConnectionError, {12030, 10054}},
-        {kSecure, {12175, 12037, 12038, 12044, 12045, 12057, 12157, 12169, 12170, 12179}},
-        {E_OUTOFMEMORY, {8, 14}}};
-    for (const auto& [result, errors] : rows) {
-        EXPECT_EQ(result != kSecure && result != E_OUTOFMEMORY, MayPass(result)) << result;
-        for (const DWORD error : errors)
-            EXPECT_EQ(result, ResultOfNetworkError(error)) << error;
-    }
-    EXPECT_EQ(static_cast<HRESULT>(0x80190194), ResultOfHttpStatus(404));
 }
 
 TEST(DataUriTest, GivesTheBytesThatAreWrittenInIt) {

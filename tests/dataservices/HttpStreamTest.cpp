@@ -118,12 +118,6 @@ TEST_F(HttpStreamTest, ABrokenAnswerIsTakenUpAtTheExactByte) {
 
 TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
     using Resource = CHttpServer::Resource;
-    const auto part = [&](std::string body, const char* range, const char* tag = "\"first\"") {
-        return Resource{.bytes = std::move(body),
-                        .status = 206,
-                        .etag = tag,
-                        .headers = "Content-Range: bytes " + std::string(range) + "\r\n"};
-    };
     const auto dated = [&](const char* time) {
         return Resource{
             .bytes = bytes, .ranges = false, .etag = "", .headers = "Last-Modified: " + std::string(time) + "\r\n"};
@@ -133,12 +127,12 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         {{.bytes = bytes}, {.bytes = std::string(1'000'000, 'n'), .etag = "\"second\""}},
         {{.bytes = bytes, .ranges = false}, {.bytes = bytes, .ranges = false, .etag = "\"second\""}},
         {dated("Mon, 01 Jan 2024 00:00:00 GMT"), dated("Tue, 02 Jan 2024 00:00:00 GMT")},
-        {{.bytes = bytes}, part(bytes.substr(300'001), "300001-999999/1000000")},
-        {{.bytes = bytes}, part(bytes.substr(300'000), "300000-999999/1000001")},
+        {{.bytes = bytes}, Part(bytes.substr(300'001), "300001-999999/1000000")},
+        {{.bytes = bytes}, Part(bytes.substr(300'000), "300000-999999/1000001")},
         // Without a name for its versions, its length tells, or the end of a range, or that there are none.
         {plain, {.bytes = "short", .etag = ""}},
         {whole, {.bytes = bytes + "long", .ranges = false, .etag = ""}},
-        {plain, part(std::string(700'001, 'x'), "300000-1000000/*", "")},
+        {plain, Part(std::string(700'001, 'x'), "300000-1000000/*", "")},
         {plain, whole}};
     for (const auto& [before, after] : rows) {
         SCOPED_TRACE(after.headers + after.etag + after.bytes.substr(0, 5));
@@ -205,15 +199,6 @@ TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
     };
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = script}));
     EXPECT_TRUE(IsRightAt(0));
-}
-
-TEST_F(HttpStreamTest, DataThatComesLateIsWaitedFor) {
-    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::kStall, 500'000}})}));
-    auto reading = std::async(std::launch::async, [&] { return IsRightAt(0); });
-    ASSERT_TRUE(server.WaitForStall());
-    server.ReleaseStalls();
-    EXPECT_TRUE(reading.get());
-    EXPECT_EQ(1u, server.Requests().size());
 }
 
 TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTime) {

@@ -34,6 +34,14 @@ inline std::function<CHttpServer::Misbehaviour(const Request&)> InTurn(Faults fa
     };
 }
 
+// A part of a source, as its Content-Range says.
+inline CHttpServer::Resource Part(std::string body, const std::string& range, std::string tag = "\"first\"") {
+    return {.bytes = std::move(body),
+            .status = 206,
+            .etag = std::move(tag),
+            .headers = "Content-Range: bytes " + range + "\r\n"};
+}
+
 // A clock that goes on when it is told to.
 inline std::atomic<ULONGLONG> now = 0;
 inline ULONGLONG WINAPI Now() {

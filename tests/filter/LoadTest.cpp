@@ -2,8 +2,7 @@
 #include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/HResultText.h"
 #include "tests/filter/FilterTest.h"
-#include "tests/support/CFakeDataService.h"
-#include "tests/support/CRegisteredComClass.h"
+#include "tests/support/CFakeDataLayer.h"
 
 namespace {
 
@@ -118,12 +117,11 @@ TEST(LoadLogTest, EachLoadIsToldOf) {
 // waits nor later ones hanging, and open streams need no such thread.
 TEST(LoadLogTest, ACreationThreadThatIsGoneIsToldOf) {
     const Log lines = LinesOf([] {
-        CFakeDataService service;
+        CFakeDataLayer service;
         service.createStream = [](const std::wstring&, IStream**) -> HRESULT {
             ::ExitThread(0);
             return E_FAIL;
         };
-        const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
         Stream source("0123456789");
         CFilterHost host;
         host.Create();

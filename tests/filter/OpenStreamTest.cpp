@@ -6,9 +6,8 @@
 #include "framework/com/GlobalInterfaceTable.h"
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
-#include "tests/support/CFakeDataService.h"
+#include "tests/support/CFakeDataLayer.h"
 #include "tests/support/CImportHook.h"
-#include "tests/support/CRegisteredComClass.h"
 #include "tests/support/CSecondCall.h"
 
 #include <evcode.h>
@@ -198,11 +197,10 @@ TEST_F(ConcurrencyTest, NameAndTypeAreCopiedWholeBeforeAnotherSourceReplacesThem
 }
 
 TEST_F(ConcurrencyTest, TwoLoadsAreMadeOneAfterTheOther) {
-    CFakeDataService service;
+    CFakeDataLayer service;
     service.createStream = [&](const std::wstring& uri, IStream** stream) {
         return (uri == L"tvtest:first" ? first : second).QueryInterface(IID_PPV_ARGS(stream));
     };
-    const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
     first.On(Stream::kSeek, 0, {.holds = true});
     {
         const CSecondCall one([&] { EXPECT_EQ(S_OK, filter->Load(L"tvtest:first", &kWave)); });

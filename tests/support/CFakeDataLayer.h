@@ -12,6 +12,7 @@
 
 #include <oleauto.h>
 
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -21,9 +22,10 @@
 
 class CFakeDataLayer final
     : public CTestObject<ITKDSUriAccessFactory, ITKDSDirectory, ITKDSGetParentInfoForUri, ITKDSSourceInfo,
-                         ITKDSCreateStream, ITKDSGetObjectMetaData, ITKDSMetaData, ITKCFPropertySet, ITKCFStringList,
-                         ITKCFConstStringList, ITKDSVirtualDirectoryFactory, ITKDSVirtualDirectory,
-                         ITKDSVirtualDirectoryItem, ITKDSMetaDataReader, ITKDSMetaDataExtractionOptions> {
+                         ITKDSCreateStream, ITKDSCreateWritableStream, ITKDSGetObjectMetaData, ITKDSMetaData,
+                         ITKCFPropertySet, ITKCFStringList, ITKCFConstStringList, ITKDSVirtualDirectoryFactory,
+                         ITKDSVirtualDirectory, ITKDSVirtualDirectoryItem, ITKDSMetaDataReader,
+                         ITKDSMetaDataExtractionOptions> {
 public:
     // Fail: with kFault, and with a result that must not be used. GiveNull: success without a result.
     enum class Fault { None, Fail, Throw, GiveNull };
@@ -33,8 +35,11 @@ public:
     // the class, with the arguments behind it; of OpenUriAs and OpenEntryAs the accessor id comes first.
     std::map<std::wstring, Fault> faults;
     const wchar_t* value = nullptr;  // of every key of the metadata; null: there is no such key
-    IStream* stream = nullptr;       // what CreateStreamEx2 gives
+    IStream* stream = nullptr;       // what is created
     IStream* extracted = nullptr;    // the stream of the last extraction
+    // What these steps do otherwise; `uri` is the one opened last.
+    std::function<HRESULT(VARIANT* accessor)> openUriAs;
+    std::function<HRESULT(const std::wstring& uri, IStream** stream)> createStream;
 
     // The steps since the last call of this function.
     std::vector<std::wstring> TakeSteps() { return std::exchange(m_steps, {}); }
@@ -49,15 +54,24 @@ public:
         return Give(Answer(iid), object, [&] { return CTestObject::QueryInterface(iid, object); });
     }
 
-    STDMETHODIMP OpenUriAs(BSTR uri, BSTR id, VARIANT* to) override { return GiveAccessor(L"OpenUriAs", uri, id, to); }
+    STDMETHODIMP OpenUriAs(BSTR uri, BSTR id, VARIANT* to) override {
+        m_uri = uri;
+        return openUriAs ? openUriAs(to) : GiveAccessor(L"OpenUriAs", uri, id, to);
+    }
     STDMETHODIMP OpenEntryAs(BSTR entry, BSTR id, VARIANT* to) override {
         return GiveAccessor(L"OpenEntryAs", entry, id, to);
     }
     STDMETHODIMP GetParentDirectory(ITKDSDirectory** to) override { return Give(L"GetParentDirectory", to); }
     STDMETHODIMP GetEntryId(BSTR* to) override { return GiveText(L"GetEntryId", L"entry 7", to); }
     STDMETHODIMP GetUri(BSTR* to) override { return GiveText(L"GetUri", L"own uri", to); }
+    STDMETHODIMP CreateStream(unsigned long access, unsigned long share, IStream** to) override {
+        return GiveStream(L"CreateStream " + std::to_wstring(access) + L" " + std::to_wstring(share), to);
+    }
     STDMETHODIMP CreateStreamEx2(TKDS_STREAM_CREATION, IStream** to) override {
-        return Give(L"CreateStreamEx2", to, [&] { return stream->QueryInterface(IID_PPV_ARGS(to)); });
+        return GiveStream(L"CreateStreamEx2", to);
+    }
+    STDMETHODIMP CreateWritableStream(unsigned long access, unsigned long share, IStream** to) override {
+        return GiveStream(L"CreateWritableStream " + std::to_wstring(access) + L" " + std::to_wstring(share), to);
     }
     STDMETHODIMP GetObjectMetaData(unsigned long flags, ITKCFConstStringList* keys, ITKDSMetaData** to) override {
         return Give(L"GetObjectMetaData " + std::to_wstring(flags) + (keys ? L" with keys" : L""), to);
@@ -99,7 +113,7 @@ public:
     STDMETHODIMP GetEntryId(long, BSTR*) override { return E_NOTIMPL; }
     STDMETHODIMP GetEntryName(BSTR, BSTR*) override { return E_NOTIMPL; }
     STDMETHODIMP HasEntry(BSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP CreateStream(unsigned long, unsigned long, IStream**) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateWritableStreamEx2(TKDS_STREAM_CREATION, IStream**) override { return E_NOTIMPL; }
     STDMETHODIMP GetKey(long, BSTR*) override { return E_NOTIMPL; }
     STDMETHODIMP GetCount(long*) override { return E_NOTIMPL; }
     STDMETHODIMP GetItem(long, BSTR*) override { return E_NOTIMPL; }
@@ -136,6 +150,10 @@ private:
     HRESULT GiveText(const wchar_t* step, const wchar_t* text, BSTR* to) {
         return Give(step, to, [&] { return (*to = ::SysAllocString(text)) ? S_OK : E_OUTOFMEMORY; });
     }
+    HRESULT GiveStream(const std::wstring& step, IStream** to) {
+        return Give(step, to,
+                    [&] { return createStream ? createStream(m_uri, to) : stream->QueryInterface(IID_PPV_ARGS(to)); });
+    }
     // A VARIANT that a failing step leaves behind is for the caller to clear.
     HRESULT GiveAccessor(const std::wstring& step, const std::wstring& name, const std::wstring& id, VARIANT* to) {
         const Fault fault = Begin(step + L" " + id + L" " + name);
@@ -152,6 +170,7 @@ private:
     }
 
     std::vector<std::wstring> m_steps;
+    std::wstring m_uri;
     const CRegisteredComClass m_accessFactories{CLSID_TKDSUriAccessFactory, Creator(L"create TKDSUriAccessFactory")};
     const CRegisteredComClass m_directoryFactories{CLSID_TKDSVirtualDirectoryFactory,
                                                    Creator(L"create TKDSVirtualDirectoryFactory")};

@@ -2,20 +2,99 @@
 #include <ws2tcpip.h>
 
 #include "tests/support/CHttpServer.h"
-#include "tests/support/CStoppableSocket.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <span>
+#include <type_traits>
 #include <utility>
+
+static constexpr size_t kPiece = 0x10000;
+
+// A socket of which no call outlives an event: every wait ends as soon as that is set.
+class CStoppableSocket final {
+public:
+    CStoppableSocket(UINT_PTR socket, HANDLE stop) : m_socket(socket), m_stop(stop) {
+        // From here on no call of the socket waits.
+        EXPECT_EQ(0, ::WSAEventSelect(m_socket, m_changed.Get(), FD_ACCEPT | FD_READ | FD_WRITE | FD_CLOSE));
+    }
+    CStoppableSocket(const CStoppableSocket&) = delete;
+    CStoppableSocket& operator=(const CStoppableSocket&) = delete;
+    ~CStoppableSocket() { ::closesocket(m_socket); }
+
+    // The next connection of a socket that listens. INVALID_SOCKET: stopped, or broken.
+    [[nodiscard]] SOCKET Accept() {
+        return WhenItNeedNotWait([&] { return ::accept(m_socket, nullptr, nullptr); });
+    }
+    // The number of bytes that came. None: the other side has ended the connection, or it is broken, or stopped.
+    [[nodiscard]] size_t Receive(std::span<char> to) {
+        const int count =
+            WhenItNeedNotWait([&] { return ::recv(m_socket, to.data(), static_cast<int>(to.size()), 0); });
+        return static_cast<size_t>(std::max(count, 0));
+    }
+    // False: broken or stopped before all was taken over.
+    [[nodiscard]] bool Send(std::string_view bytes) {
+        while (!bytes.empty()) {
+            const int size = static_cast<int>(std::min(bytes.size(), kPiece));
+            const int sent = WhenItNeedNotWait([&] { return ::send(m_socket, bytes.data(), size, 0); });
+            if (sent < 0)
+                return false;
+            bytes.remove_prefix(static_cast<size_t>(sent));
+        }
+        return true;
+    }
+    // Waits until `event` is set, or `ms` are over (false). Nothing: the other side has gone, or stopped.
+    [[nodiscard]] std::optional<bool> WaitFor(HANDLE event, DWORD ms) {
+        const HANDLE events[] = {m_stop, m_changed.Get(), event};
+        while (!m_isGone) {
+            const DWORD woken = ::WaitForMultipleObjects(3, events, FALSE, ms);
+            if (woken == WAIT_OBJECT_0)
+                break;
+            if (woken != WAIT_OBJECT_0 + 1)
+                return woken == WAIT_OBJECT_0 + 2;
+            LookAtChange();
+        }
+        return {};
+    }
+    // The other side sees a reset when the socket is closed.
+    void ResetWhenClosed() const {
+        const linger hard{1, 0};
+        ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard), sizeof hard);
+    }
+
+private:
+    // What the call gives. -1: broken or stopped.
+    template <class Call>
+    std::invoke_result_t<Call> WhenItNeedNotWait(Call&& call) {
+        // A reset that comes after an orderly end is no event; the next try sees it.
+        constexpr DWORD kTryAgainMs = 100;
+        const HANDLE events[] = {m_stop, m_changed.Get()};
+        for (;;) {
+            const auto result = call();
+            if (result != static_cast<decltype(result)>(-1) || ::WSAGetLastError() != WSAEWOULDBLOCK ||
+                ::WaitForMultipleObjects(2, events, FALSE, kTryAgainMs) == WAIT_OBJECT_0)
+                return result;
+            LookAtChange();
+        }
+    }
+    void LookAtChange() {
+        WSANETWORKEVENTS changes{};
+        if (::WSAEnumNetworkEvents(m_socket, m_changed.Get(), &changes) != 0 || (changes.lNetworkEvents & FD_CLOSE))
+            m_isGone = true;
+    }
+
+    const UINT_PTR m_socket;
+    const HANDLE m_stop;
+    const CAutoHandle m_changed{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    bool m_isGone = false;  // the other side has closed the connection
+};
 
 namespace {
 
 using Fault = CHttpServer::Fault;
-
-constexpr size_t kPiece = 0x10000;
 
 bool SendBody(CStoppableSocket& socket, std::string_view bytes, bool chunked, size_t piece) {
     for (; !bytes.empty(); bytes.remove_prefix(std::min(piece, bytes.size()))) {
@@ -155,7 +234,6 @@ std::vector<CHttpServer::Request> CHttpServer::Requests() const {
 }
 
 std::shared_ptr<const CHttpServer::Resource> CHttpServer::Find(const std::string& path) const {
-    const std::lock_guard lock(m_lock);
     const auto found = m_resources.find(path);
     return found == m_resources.end() ? std::make_shared<const Resource>(Resource{.status = 404})
                                       : found->second.front();
@@ -163,10 +241,10 @@ std::shared_ptr<const CHttpServer::Resource> CHttpServer::Find(const std::string
 
 void CHttpServer::Accept(UINT_PTR listener) {
     CStoppableSocket from(listener, m_stop.Get());
-    while (const auto socket = from.Accept()) {
+    for (SOCKET socket = from.Accept(); socket != INVALID_SOCKET; socket = from.Accept()) {
         const BOOL noDelay = TRUE;
-        ::setsockopt(*socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay), sizeof noDelay);
-        m_connections.emplace_back([this, socket = *socket] { Work(socket); });
+        ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay), sizeof noDelay);
+        m_connections.emplace_back([this, socket] { Work(socket); });
     }
 }
 
@@ -182,20 +260,14 @@ void CHttpServer::Work(UINT_PTR accepted) {
 bool CHttpServer::Answer(CStoppableSocket& socket, const Request& request) {
     const size_t begin = request.target.starts_with("http://") ? request.target.find('/', 7) : 0;  // asked as a proxy
     const std::string path = request.target.substr(begin, request.target.find('?') - begin);
-    std::unique_lock scriptLock(m_scriptLock);
-    {
-        const std::lock_guard lock(m_lock);
-        m_requests.push_back(request);
-    }
+    std::unique_lock lock(m_lock);
+    m_requests.push_back(request);
     const auto asked = Find(path);
     const Misbehaviour misbehaviour = asked->script ? asked->script(request) : Misbehaviour{};
     const auto resource = Find(path);
-    {
-        const std::lock_guard lock(m_lock);
-        if (const auto at = m_resources.find(path); at != m_resources.end() && at->second.size() > 1)
-            at->second.erase(at->second.begin());
-    }
-    scriptLock.unlock();
+    if (const auto at = m_resources.find(path); at != m_resources.end() && at->second.size() > 1)
+        at->second.erase(at->second.begin());
+    lock.unlock();
 
     if (misbehaviour.fault == Fault::kGarbage)
         return socket.Send("\x01\xFF garbage \r\n\r\n: 200\r\n\r\n") && false;
@@ -239,11 +311,10 @@ bool CHttpServer::AnswerFrom(CStoppableSocket& socket, const Request& request, c
 // True: the stall was released. False: the client has gone, or the server goes. Meanwhile bytes drip out of `drip`, if
 // it isn't null.
 bool CHttpServer::Stall(CStoppableSocket& socket, std::string_view* drip) const {
-    using Wake = CStoppableSocket::Wake;
     ::SetEvent(m_stalled.Get());
-    Wake wake = Wake::TimeOut;
-    while ((wake = socket.WaitFor(m_release.Get(), drip ? 100 : INFINITE)) == Wake::TimeOut && !drip->empty() &&
+    std::optional<bool> released;
+    while ((released = socket.WaitFor(m_release.Get(), drip ? 100 : INFINITE)) == false && !drip->empty() &&
            socket.Send(drip->substr(0, 1)))
         drip->remove_prefix(1);
-    return wake == Wake::Event;
+    return released == true;
 }

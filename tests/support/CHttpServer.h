@@ -6,7 +6,7 @@
 //
 // Threads: any, several at once. Each connection has a thread of its own, on which scripts run, one at a time.
 // Lifetime: the destructor breaks all connections off, stalled ones too, and waits for their threads: no call of theirs
-// outlives it (CStoppableSocket).
+// outlives it.
 #pragma once
 
 #include <windows.h>
@@ -109,8 +109,7 @@ private:
     const CAutoHandle m_stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     unsigned m_port = 0;
 
-    std::mutex m_scriptLock;    // held while a script runs; taken before m_lock
-    mutable std::mutex m_lock;  // guards the next two
+    mutable std::recursive_mutex m_lock;  // guards the next two; held while a script runs, which may Serve
     std::map<std::string, std::vector<std::shared_ptr<const Resource>>> m_resources;
     std::vector<Request> m_requests;
 

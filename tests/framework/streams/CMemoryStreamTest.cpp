@@ -1,11 +1,8 @@
-// The memory stream's own rules; StreamModelTest has its long use.
+// The memory stream's own rules, beside those of every source (DataSourceTest).
 #include "framework/streams/CMemoryStream.h"
 
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CImportHook.h"
-#include "tests/support/CScriptedStream.h"
-
-#include <thread>
 
 namespace {
 
@@ -74,6 +71,24 @@ TEST_F(MemoryStreamTest, AWriteBeyond32BitsOrOutOfMemoryChangesNothing) {
     EXPECT_EQ(Got(S_FALSE, "0123"), ReadAt(0, 9));
 }
 
+TEST_F(MemoryStreamTest, TheSizeIsNotTiedToTheBytesThatExistAndThoseNeverWrittenAreZero) {
+    ASSERT_EQ(S_OK, Create("0123", 4));
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(2)));
+    EXPECT_EQ(Got(S_FALSE, "01"), ReadAt(0, 9));
+    EXPECT_EQ(At(S_OK, 6), Seek(6, STREAM_SEEK_SET));
+    EXPECT_EQ(Got(S_FALSE, ""), Read(1));
+    EXPECT_EQ(At(S_OK, 2), Write("ab"));
+    EXPECT_EQ(At(S_OK, 8), Seek(0, STREAM_SEEK_CUR));
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(10)));
+    EXPECT_EQ(Got(S_OK, std::string("123\0\0ab\0\0", 9)), ReadAt(1, 9));
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(1)));
+    EXPECT_EQ(At(S_OK, 2), Seek(2, STREAM_SEEK_SET));
+    EXPECT_EQ(At(S_OK, 2), Write("xy"));
+    EXPECT_EQ(1u, Size()) << "there was room for them";
+    EXPECT_EQ(S_OK, stream->SetSize(Bytes(~0ull)));
+    EXPECT_EQ(Got(S_OK, std::string("01xy\0\0ab\0", 9)), ReadAt(0, 9));
+}
+
 TEST_F(MemoryStreamTest, SeeksStayWithin64Bits) {
     const struct {
         ULONGLONG size, start;
@@ -100,58 +115,6 @@ TEST_F(MemoryStreamTest, SeeksStayWithin64Bits) {
         EXPECT_EQ(row.result, Seek(row.move, row.origin));
         EXPECT_EQ(At(S_OK, row.result.second), Seek(0, STREAM_SEEK_CUR));
     }
-}
-
-TEST_F(MemoryStreamTest, CopiesStopAtTheFirstShortWriteAndTellTheirTotalsOnSuccessOnly) {
-    using enum CScriptedStream::Kind;
-    constexpr ULONGLONG kSize = 40'000;  // two blocks and a part of one
-    std::string contents;
-    while (contents.size() < kSize + 7)
-        contents += static_cast<char>(contents.size() % 251);
-    const struct {
-        const char* what;
-        ULONGLONG cb;
-        int nth;
-        CScriptedStream::Step step;
-        HRESULT result;
-        ULONGLONG copied;
-        int writes;
-    } table[] = {
-        {"nothing", 0, 0, {}, S_OK, 0, 0},
-        {"one byte more than a block", 16'385, 9, {}, S_OK, 16'385, 2},
-        {"more than is left", ~0ull, 9, {}, S_OK, kSize, 3},
-        {"short write", ~0ull, 1, {.bytes = 5}, STG_E_MEDIUMFULL, 0, 2},
-        {"write that takes all and fails", ~0ull, 0, {.result = E_FAIL, .bytes = 16'384}, S_OK, kSize, 3},
-        {"write that claims more", ~0ull, 2, {.claim = 7'233}, STG_E_MEDIUMFULL, 0, 3},
-        {"write that throws", 5, 0, {.bytes = 0, .throws = true}, STG_E_MEDIUMFULL, 0, 1},
-    };
-    ASSERT_EQ(S_OK, Create(contents.data(), static_cast<LONGLONG>(contents.size())));
-    for (const auto& row : table) {
-        SCOPED_TRACE(row.what);
-        CScriptedStream target;
-        target.On(kWrite, row.nth, row.step);
-        ULARGE_INTEGER read = Bytes(0xDEAD), written = Bytes(0xDEAD);
-        Seek(7, STREAM_SEEK_SET);
-        EXPECT_EQ(row.result, stream->CopyTo(&target, Bytes(row.cb), &read, &written));
-        EXPECT_EQ(row.result == S_OK ? row.copied : 0xDEAD, read.QuadPart);
-        EXPECT_EQ(read.QuadPart, written.QuadPart);
-        EXPECT_EQ(row.writes, target.Calls(kWrite));
-        EXPECT_TRUE(row.result != S_OK || target.Contents() == contents.substr(7, static_cast<size_t>(row.copied)));
-    }
-    // into a target that cuts the source short
-    CScriptedStream target;
-    target.On(kWrite, 0, {.holds = true});
-    Seek(0, STREAM_SEEK_SET);
-    std::thread copy([&] { EXPECT_EQ(E_FAIL, stream->CopyTo(&target, Bytes(kSize), nullptr, nullptr)); });
-    EXPECT_TRUE(target.WaitUntilHeld());
-    EXPECT_EQ(S_OK, stream->SetSize(Bytes(16'384)));
-    target.LetGo();
-    copy.join();
-    // into itself, where it overwrites what it has copied already
-    ASSERT_EQ(S_OK, Create("0123456789", 10));
-    EXPECT_EQ(S_OK, stream->CopyTo(stream.Get(), Bytes(4), nullptr, nullptr));
-    EXPECT_EQ(Got(S_FALSE, "0123012389"), ReadAt(0, 99));
-    EXPECT_EQ(E_POINTER, stream->CopyTo(nullptr, Bytes(1), nullptr, nullptr));
 }
 
 TEST_F(MemoryStreamTest, OtherMethodsAreAsDescribed) {

@@ -1,4 +1,4 @@
-// What is kept of a source's start, and how it is given up; StreamModelTest has the long use.
+// What is kept of a source's start, and how it is given up.
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTestApartment.h"

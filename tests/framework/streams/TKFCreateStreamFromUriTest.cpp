@@ -1,25 +1,23 @@
 // How a name is opened: as a local file, or by the data service.
 #include "tests/framework/streams/StreamTest.h"
-#include "tests/support/CFakeDataService.h"
-#include "tests/support/CRegisteredComClass.h"
+#include "tests/support/CFakeDataLayer.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
 
 namespace {
 
-using Call = CFakeDataService::Call;
-using OpenUriAs = std::function<HRESULT(VARIANT*)>;
-using CreateStream = std::function<HRESULT(const std::wstring&, IStream**)>;
+using Fault = CFakeDataLayer::Fault;
+using Texts = std::vector<std::wstring>;
 
 constexpr DWORD kRead = kTKFStreamRead, kWrite = kTKFStreamWrite;
 
 struct TKFCreateStreamFromUriTest : ::testing::Test {
-    void SetUp() override { service.createStream = healthy; }
+    void SetUp() override { service.stream = &source; }
     void TearDown() override {
         stream.Reset();
         usedFactory.Reset();
-        EXPECT_EQ(0, service.LiveObjects());
+        EXPECT_EQ(0u, service.References());
         EXPECT_EQ(0u, source.References());
     }
     // Opens `uri` with the service's factory given; the out-pointers must always be written.
@@ -34,8 +32,7 @@ struct TKFCreateStreamFromUriTest : ::testing::Test {
 
     const CTestApartment apartment{COINIT_MULTITHREADED};
     CScriptedStream source;
-    CFakeDataService service;
-    const CreateStream healthy = [this](auto&, IStream** to) { return source.QueryInterface(IID_PPV_ARGS(to)); };
+    CFakeDataLayer service;
     ITKDSUriAccessFactory* factory = &service;
     ComPtr<IStream> stream;
     ComPtr<IUnknown> usedFactory;
@@ -46,7 +43,7 @@ TEST_F(TKFCreateStreamFromUriTest, RefusesWrongArgumentsBeforeAnythingIsOpened) 
     EXPECT_EQ(E_INVALIDARG, Open(L"", kRead));
     EXPECT_EQ(E_INVALIDARG, Open(L"http://h/x", ~(kRead | kWrite)));
     EXPECT_EQ(E_POINTER, TKFCreateStreamFromUri(L"http://h/x", kRead, nullptr, factory, nullptr));
-    EXPECT_TRUE(service.Calls().empty());
+    EXPECT_EQ(Texts{}, service.TakeSteps());
 }
 
 TEST_F(TKFCreateStreamFromUriTest, OpensLocalFilesWithoutTheDataService) {
@@ -58,72 +55,67 @@ TEST_F(TKFCreateStreamFromUriTest, OpensLocalFilesWithoutTheDataService) {
         EXPECT_TRUE(stream && !usedFactory);
     }
     EXPECT_EQ(E_FAIL, Open((url + L".missing").c_str(), kRead));
-    EXPECT_TRUE(service.Calls().empty());
+    EXPECT_EQ(Texts{}, service.TakeSteps());
 }
 
 TEST_F(TKFCreateStreamFromUriTest, LeavesEverythingElseToTheDataServiceAndTellsItWhoMayReadAndWrite) {
     const struct {
         DWORD mode;
-        const wchar_t* method;
-        unsigned long access, share;
-        const wchar_t* name;
+        const wchar_t *step, *name;
     } table[] = {
-        {0x001, L"CreateStream", 1, 0, L"http://h/a b%20c?d#e"},
-        {0x7FD & ~0x018u, L"CreateStream", 1, 0, LR"(\\server\share\x)"},
-        {0x019, L"CreateStream", 1, 3, L"file:"},
-        {0x002, L"CreateWritableStream", 2, 0, LR"(\\.\x)"},
-        {0x00A, L"CreateWritableStream", 2, 1, L"http://h:99999/"},
-        {0x013, L"CreateWritableStream", 3, 2, L"http://h/x"},
+        {0x001, L"CreateStream 1 0", L"http://h/a b%20c?d#e"},
+        {0x7FD & ~0x018u, L"CreateStream 1 0", LR"(\\server\share\x)"},
+        {0x019, L"CreateStream 1 3", L"file:"},
+        {0x002, L"CreateWritableStream 2 0", LR"(\\.\x)"},
+        {0x00A, L"CreateWritableStream 2 1", L"http://h:99999/"},
+        {0x013, L"CreateWritableStream 3 2", L"http://h/x"},
     };
-    std::vector<Call> calls;
     for (const auto& row : table) {
         EXPECT_EQ(S_OK, Open(row.name, row.mode)) << row.mode;
         EXPECT_EQ(&source, stream.Get());
         EXPECT_EQ(factory, usedFactory.Get());
-        calls.push_back({L"OpenUriAs", row.name, L"TKDS.Accessor.CreateStream"});
-        calls.push_back({row.method, row.name, {}, row.access, row.share});
-        EXPECT_EQ(calls, service.Calls()) << row.mode;
+        EXPECT_EQ((Texts{std::wstring(L"OpenUriAs TKDS.Accessor.CreateStream ") + row.name, row.step}),
+                  service.TakeSteps());
     }
 }
 
 // What a stranger does at one step, and what becomes of it. Each time nothing is handed out, nothing leaks, and the
 // next attempt succeeds.
 TEST_F(TKFCreateStreamFromUriTest, SurvivesADataServiceThatMisbehaves) {
-    const auto gives = [](VARTYPE type, IUnknown* object = nullptr, HRESULT hr = S_OK) -> OpenUriAs {
+    const auto gives = [](VARTYPE type, IUnknown* object) {
         return [=](VARIANT* accessor) {
             accessor->vt = type;
             accessor->punkVal = object;
-            if (object)
-                object->AddRef();
-            return hr;
+            object->AddRef();
+            return S_OK;
         };
     };
+    const auto givesText = [](VARIANT* to) { return to->vt = VT_BSTR, to->bstrVal = ::SysAllocString(L"x"), S_OK; };
     const struct {
         const char* what;
         HRESULT result;
-        OpenUriAs openUriAs;
-        CreateStream createStream = {};
+        std::map<std::wstring, Fault> faults;
+        std::function<HRESULT(VARIANT*)> openUriAs = {};
     } table[] = {
-        {"factory fails but fills the VARIANT", E_ACCESSDENIED, gives(VT_UNKNOWN, factory, E_ACCESSDENIED)},
-        {"factory runs out of memory", E_OUTOFMEMORY, [](VARIANT*) -> HRESULT { throw std::bad_alloc(); }},
-        {"no VARIANT", E_FAIL, [](VARIANT*) { return S_OK; }},
-        {"null interface", E_FAIL, gives(VT_UNKNOWN)},
-        {"a string", E_FAIL, [](VARIANT* to) { return to->vt = VT_BSTR, to->bstrVal = ::SysAllocString(L"x"), S_OK; }},
-        {"an interface by reference", E_FAIL, gives(VT_UNKNOWN | VT_BYREF)},
-        {"an object that is no accessor", E_NOINTERFACE, gives(VT_UNKNOWN, &source)},
-        {"accessor fails", E_ABORT, {}, [](auto&, IStream** to) { return *to = Poison(), E_ABORT; }},
-        {"accessor throws", E_UNEXPECTED, {}, [](auto&, IStream**) -> HRESULT { throw 1; }},
-        {"accessor gives no stream", E_FAIL, {}, [](auto&, IStream**) { return S_OK; }},
+        {"factory fails but fills the VARIANT", CFakeDataLayer::kFault, {{L"OpenUriAs", Fault::Fail}}},
+        {"factory throws", E_UNEXPECTED, {{L"OpenUriAs", Fault::Throw}}},
+        {"null interface", E_FAIL, {{L"OpenUriAs", Fault::GiveNull}}},
+        {"no VARIANT", E_FAIL, {}, [](VARIANT*) { return S_OK; }},
+        {"a string", E_FAIL, {}, givesText},
+        {"an object that is no accessor", E_NOINTERFACE, {}, gives(VT_UNKNOWN, &source)},
+        {"accessor fails", CFakeDataLayer::kFault, {{L"Create", Fault::Fail}}},
+        {"accessor throws", E_UNEXPECTED, {{L"Create", Fault::Throw}}},
+        {"accessor gives no stream", E_FAIL, {{L"Create", Fault::GiveNull}}},
     };
     for (const auto& row : table)
         for (const DWORD mode : {kRead, kWrite}) {
             SCOPED_TRACE(row.what);
+            service.faults = row.faults;
             service.openUriAs = row.openUriAs;
-            service.createStream = row.createStream ? row.createStream : healthy;
             EXPECT_EQ(row.result, Open(L"http://h/x", mode));
-            EXPECT_EQ(0, service.LiveObjects());
+            EXPECT_EQ(0u, service.References());
+            service.faults = {};
             service.openUriAs = {};
-            service.createStream = healthy;
             EXPECT_EQ(S_OK, Open(L"http://h/x", mode));
         }
     service.openUriAs = gives(VT_DISPATCH, factory);
@@ -133,13 +125,9 @@ TEST_F(TKFCreateStreamFromUriTest, SurvivesADataServiceThatMisbehaves) {
 TEST_F(TKFCreateStreamFromUriTest, MakesItsOwnFactoryWhenNoneIsGiven) {
     EXPECT_EQ(E_NOINTERFACE, TKFCreateStreamFromUri(L"http://h/x", kRead, &stream, &source, nullptr));
     factory = nullptr;
-    {
-        // Whether a layer is registered on the machine is not the test's to know: a class that can't be created stands
-        // for none.
-        const CRegisteredComClass broken(CLSID_TKDSUriAccessFactory, [](REFIID, void**) { return CO_E_APPNOTFOUND; });
-        EXPECT_EQ(CO_E_APPNOTFOUND, Open(L"http://h/x", kRead));
-    }
-    const CRegisteredComClass registered(CLSID_TKDSUriAccessFactory, service.Creator());
+    service.faults = {{L"create TKDSUriAccessFactory", Fault::Fail}};
+    EXPECT_EQ(CFakeDataLayer::kFault, Open(L"http://h/x", kRead));
+    service.faults = {};
     EXPECT_EQ(S_OK, Open(L"http://h/x", kRead));
     EXPECT_TRUE(stream && usedFactory);
 }

@@ -119,6 +119,7 @@ TEST(CTKFUriTest, NamesOfOneFileLeadToItsPathAndUrlAndEqualityLooksThroughTheWay
         {L"\\a b|c\u00e9\\x#y?z%\\\u4e2d\U0001F3B5\\%20\\%A%4g\\%C3A",
          {L"file:///a%20b%7Cc%C3%A9/x%23y%3Fz%25/%E4%B8%AD%F0%9F%8E%B5/%2520/%25A%254g/%25C3A",
           L"file:/a%20b|c\u00e9/x%23y%3fz%25/%e4%b8%ad%F0%9F%8E%B5/%2520/%%41%4g/%C3%41"}},
+        {L"C:\\\U0001F3B5\U0001F3B5", {L"file:///C:/%F0%9F%8E%B5%F0%9F%8E%B5"}},
         {LR"(C:\a b#1%20.mp3)", {L"file:///C:/a%20b%231%2520.mp3"}},
         {LR"(C:)", {L"file:///C:"}},
         {LR"(C:\w?q=1&r=[2];x~y@z+!$'(),*)", {L"file:///C:/w%3Fq=1&r=%5B2%5D;x~y@z+!$'(),*"}},

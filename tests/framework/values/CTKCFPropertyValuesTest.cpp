@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <new>
 #include <stdexcept>
@@ -57,10 +58,11 @@ TEST(CTKCFPropertyValueTest, HasAKindAndAStringFormForEachVariantThatItTakes) {
         {OF(VT_ARRAY | VT_UI1, parray, MakeArray(VT_UI1, 0, {})), L"Bytes", L""},
     };
     for (const auto& row : table) {
-        CVariant variant;
-        row.fill(*variant.Put());
-        SCOPED_TRACE(variant.Type());
-        const auto value = CTKCFPropertyValue::FromVariant(variant.Get());
+        VARIANT variant{};
+        row.fill(variant);
+        SCOPED_TRACE(variant.vt);
+        const auto value = CTKCFPropertyValue::FromVariant(variant);
+        EXPECT_EQ(S_OK, ::VariantClear(&variant)) << "an array is locked";
         ASSERT_TRUE(value);
         EXPECT_EQ(std::wstring(L"TKCF.PVT.") + row.kind, value->GetKind());
         EXPECT_EQ(row.text, value->ToString());
@@ -92,6 +94,24 @@ TEST(CTKCFPropertyValueTest, IsNothingForOtherVariantsAndDamagedOnes) {
         fill(*variant.Put());
         EXPECT_FALSE(CTKCFPropertyValue::FromVariant(variant.Get())) << variant.Type();
     }
+}
+
+TEST(CVariantTest, IsEmptyAtFirstAndHoldsOneValueAtATime) {
+    CTestObject<IUnknown> object;
+    alignas(CVariant) std::byte memory[sizeof(CVariant)];
+    std::ranges::fill(memory, std::byte{0xCC});
+    auto* const variant = ::new (memory) CVariant;
+    EXPECT_EQ(VT_EMPTY, variant->Type());
+    variant->Put()->vt = 0x7777;  // the platform doesn't clear it
+    EXPECT_EQ(VT_EMPTY, variant->Put()->vt);
+    for (int i = 0; i < 2; ++i) {
+        VARIANT* const put = variant->Put();
+        put->vt = VT_UNKNOWN;
+        EXPECT_EQ(S_OK, object.QueryInterface(IID_PPV_ARGS(&put->punkVal)));
+        EXPECT_EQ(1u, object.References());
+    }
+    variant->~CVariant();
+    EXPECT_EQ(0u, object.References());
 }
 
 using GetValueCall = std::function<HRESULT(VARIANT* value)>;
@@ -139,6 +159,7 @@ TEST(CTKCFPropertyValuesTest, GiveAStringFormOnlyWhereThereIsAValueOfAKnownKind)
     EXPECT_EQ(E_POINTER, CTKCFPropertyValues(nullptr).GetString(mdMimeType, &text));
     EXPECT_EQ(E_POINTER, values.GetString(nullptr, &text));
     EXPECT_EQ(E_POINTER, values.GetString(mdMimeType, nullptr));
+    EXPECT_EQ(E_POINTER, values.Get(mdMimeType, nullptr));
 }
 
 }  // namespace
