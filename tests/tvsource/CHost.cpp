@@ -54,8 +54,8 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
     // On a busy machine Wine now and then loses a process before its first instruction (ERROR_INTERNAL_ERROR).
     BOOL created = FALSE;
     for (int attempt = 0; attempt < 3 && !created; ++attempt)
-        created = ::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr,
-                                   &startup, &info);
+        created =
+            ::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr, &startup, &info);
     EXPECT_TRUE(created) << ::GetLastError();
     const CAutoHandle process(info.hProcess), thread(info.hThread);
     if (created && meanwhile)

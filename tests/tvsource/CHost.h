@@ -31,8 +31,9 @@ struct CPipe {
     CAutoHandle reader, writer;
 };
 
-// Runs the program with these arguments to its end. One that is not done after a minute is ended, with exit code 99.
-// With `meanwhile`, which is called once it runs, it shares this process's console; otherwise it has none.
+// Runs the program, a path or a name of the system's, with these arguments to its end. One that is not done after a
+// minute is ended, with exit code 99. With `meanwhile`, which is called once it runs, it shares this process's console;
+// otherwise it has none.
 [[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments,
                               const std::wstring& program = BuiltFile(L"tvsource.exe"),
                               const std::function<void()>& meanwhile = {}, HostHandles handles = {});
