@@ -1,27 +1,9 @@
 // The built DLL, as a component loads and uses it.
+#include "framework/com/CMimeLibrary.h"
 #include "tests/metadata/MetadataTest.h"
 #include "tests/support/ProcessUse.h"
 
 namespace {
-
-class CLibrary final {
-public:
-    CLibrary() : m_module(::LoadLibraryW((std::filesystem::path(TV_BIN_DIR) / kTvMetadataLibrary).c_str())) {}
-    CLibrary(const CLibrary&) = delete;
-    CLibrary& operator=(const CLibrary&) = delete;
-    ~CLibrary() { ::FreeLibrary(m_module); }
-
-    template <class Function>
-    [[nodiscard]] Function Export(const char* name) const {
-        return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(m_module, name)));
-    }
-    [[nodiscard]] IMimeTypeDictionary& Dictionary() const {
-        return *Export<GetMimeTypeDictionaryFn>(kGetMimeTypeDictionaryExport)();
-    }
-
-private:
-    HMODULE m_module;
-};
 
 std::string Tone() {
     return Sample{kMedia / "tone.mp3"}.Content();
@@ -43,10 +25,10 @@ TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
     const std::string content = Tone();
     const auto detect = [&](int times) {
         for (int i = 0; i < times; ++i) {
-            ASSERT_EQ(L"audio/mpeg", Detected(content, CLibrary().Dictionary()));
+            ASSERT_EQ(L"audio/mpeg", Detected(content, *CMimeLibrary(L"").Dictionary()));
             CScriptedStream broken(content);
             broken.On(CScriptedStream::kRead, 0, {.result = STG_E_READFAULT});
-            ASSERT_EQ(nullptr, CLibrary().Dictionary().Detect(&broken));
+            ASSERT_EQ(nullptr, CMimeLibrary(L"").Dictionary()->Detect(&broken));
         }
     };
     detect(10);
@@ -69,8 +51,8 @@ Result CallSlot(void* object, size_t slot, Arguments... arguments) {
 }
 
 TEST(LibraryTest, OperationsStandInTheirSlots) {
-    const CLibrary library;
-    void* const dictionary = &library.Dictionary();
+    const CMimeLibrary library(L"");
+    void* const dictionary = library.Dictionary();
     HRESULT result = S_OK;
     EXPECT_EQ(nullptr, library.Export<DetectMimeTypesFn>(kDetectMimeTypesExport)(nullptr, &result));
     EXPECT_EQ(E_POINTER, result);

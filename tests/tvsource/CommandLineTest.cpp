@@ -19,9 +19,7 @@ TEST_F(CommandLine, InfoSaysWhatTheFilterSays) {
     for (const auto& [type, offer] : types)
         ExpectRun(RunWithFilter(L"info", {L"--type", type, wave}), 0,
                   {"Length   16044 bytes\n", "Type     " + offer + "\n", "Offers   " + offer + "\n"});
-}
-
-TEST_F(CommandLine, InfoNamesTheFileInFull) {
+    // The file is named in full.
     folder.Write("x", L"T\u00F6ne \u97F3.bin");
     const HostRun run = RunWithFilter(L"info", {folder.Path() + L"\\.\\T\u00F6ne \u97F3.bin"});
     ExpectRun(run, 0, {"\\T\xC3\xB6ne \xE9\x9F\xB3.bin\n", "Length   1 bytes\n"});
