@@ -5,10 +5,6 @@
 
 namespace {
 
-std::string Tone() {
-    return Sample{kMedia / "tone.mp3"}.Content();
-}
-
 // What a DLL may leave behind in its process.
 struct Resources {
     int handles = Handles();
@@ -22,7 +18,7 @@ struct Resources {
 };
 
 TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
-    const std::string content = Tone();
+    const std::string content = Sample{kMedia / "tone.mp3"}.Content();
     const auto detect = [&](int times) {
         for (int i = 0; i < times; ++i) {
             ASSERT_EQ(L"audio/mpeg", Detected(content, *CMimeLibrary(L"").Dictionary()));
@@ -63,7 +59,7 @@ TEST(LibraryTest, OperationsStandInTheirSlots) {
         CallSlot<void>(list, 2);
         return text;
     };
-    CScriptedStream stream(Tone());
+    CScriptedStream stream(Sample{kMedia / "tone.mp3"}.Content());
     EXPECT_EQ(L"audio/mpeg", first(CallSlot<void*>(dictionary, 0, static_cast<IStream*>(&stream))));
     EXPECT_EQ(nullptr, CallSlot<void*>(dictionary, 0, static_cast<IStream*>(nullptr)));
     EXPECT_EQ(L"audio/basic", first(CallSlot<void*>(dictionary, 1, L"au")));

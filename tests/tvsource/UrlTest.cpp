@@ -67,11 +67,7 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWordsAndIsAskedForOnce) {
     }
     server.Serve("/garbage", {.script = [](auto&) { return CHttpServer::Misbehaviour{Fault::kGarbage, -1}; }});
     server.Serve("/circle", {.status = 302, .headers = "Location: /circle\r\n"});
-    std::wstring closed;
-    {
-        const CHttpServer gone;
-        closed = gone.Url(L"/a");
-    }
+    const std::wstring closed = CHttpServer().Url(L"/a");  // the server is gone by now
     const std::pair<std::wstring, const char*> urls[] = {{L"http://name.invalid/", "not resolved"},
                                                          {closed, "connection refused"},
                                                          {server.Url(L"/garbage"), "makes no sense"},
