@@ -94,6 +94,13 @@ std::string BytesOf(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+std::string LongSound() {
+    std::string sound;
+    while (sound.size() < 2'000'000)
+        sound += BytesOf(MediaFile(L"tone.mp3"));
+    return sound;
+}
+
 std::string Utf8(const std::wstring& text) {
     const std::u8string utf8 = std::filesystem::path(text).u8string();
     return {utf8.begin(), utf8.end()};

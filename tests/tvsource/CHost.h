@@ -18,6 +18,8 @@ struct HostRun {
 [[nodiscard]] std::wstring MediaFile(const std::wstring& name);
 
 [[nodiscard]] std::string BytesOf(const std::wstring& path);
+// MPEG audio longer than the filter's read buffer, so that a fault in a later read is met on the way.
+[[nodiscard]] std::string LongSound();
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
 // Where the program writes instead of to the HostRun: inheritable handles, or null.

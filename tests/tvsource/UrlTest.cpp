@@ -151,9 +151,6 @@ private:
 };
 
 TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
-    std::string sound;
-    while (sound.size() < 300'000)
-        sound += BytesOf(MediaFile(L"tone.mp3"));
     // The one waits for its source to open, the others for the source to go on.
     std::vector<std::vector<std::wstring>> commands = {{L"info"}, {L"cat", L"--type", L"mpeg1audio"}};
     // The platform may have no parsers for programs of this bitness.
@@ -162,7 +159,7 @@ TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
     const COwnConsole console;
     for (auto& command : commands) {
         CHttpServer stalling;
-        stalling.Serve("/a", {.bytes = sound, .script = [answers = command.size() > 1 ? 0 : 1](auto&) mutable {
+        stalling.Serve("/a", {.bytes = LongSound(), .script = [answers = command.size() > 1 ? 0 : 1](auto&) mutable {
                                   return answers++ == 0 ? CHttpServer::Misbehaviour{Fault::kClose, 140'000}
                                                         : CHttpServer::Misbehaviour{Fault::kStall, -1};
                               }});
