@@ -10,12 +10,6 @@
 
 namespace {
 
-CAutoHandle InheritedFile(const std::wstring& path) {
-    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    return CAutoHandle(::CreateFileW(path.c_str(), GENERIC_WRITE, kShareAll, &inherit, OPEN_EXISTING, 0, nullptr));
-}
-
 std::wstring FileIn(const char* folder, const std::wstring& name) {
     return std::filesystem::absolute(std::filesystem::path(folder) / name).make_preferred().wstring();
 }
@@ -35,6 +29,12 @@ CPipe::CPipe() {
     ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
 }
 
+CAutoHandle OpenInherited(const std::wstring& path, DWORD access) {
+    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    return CAutoHandle(::CreateFileW(path.c_str(), access, kShareAll, &inherit, OPEN_EXISTING, 0, nullptr));
+}
+
 HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& program,
                 const std::function<void()>& meanwhile, HostHandles handles) {
     std::wstring line = L'"' + program + L'"';
@@ -42,7 +42,8 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
         line += L" \"" + Quoted(argument) + L'"';
     // Files, not pipes: nobody need read while the program runs.
     const CTempFile out, err;
-    const CAutoHandle outHandle = InheritedFile(out.Path()), errHandle = InheritedFile(err.Path());
+    const CAutoHandle outHandle = OpenInherited(out.Path(), GENERIC_WRITE);
+    const CAutoHandle errHandle = OpenInherited(err.Path(), GENERIC_WRITE);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;

@@ -27,6 +27,9 @@ struct HostHandles {
     HANDLE out = nullptr, err = nullptr;
 };
 
+// A file that is there, or the screen, for a program that writes to it.
+[[nodiscard]] CAutoHandle OpenInherited(const std::wstring& path, DWORD access);
+
 // A pipe whose writing end is inheritable.
 struct CPipe {
     CPipe();

@@ -74,7 +74,6 @@ TEST_F(CommandLine, OneThatMakesNoSenseHasAnExitCodeOfItsOwnAndIsExplained) {
     const std::pair<std::vector<std::wstring>, std::string> lines[] = {
         {{}, "A subcommand is required"},
         {{L"sing", wave}, "'sing' is no command. There are: play, info, cat, detect, uri\n"},
-        {{L"--loud"}, "'--loud' is no command"},
         {{L"uri"}, "TEXT is required"},
         {{L"info"}, "FILE is required"},
         {{L"play", wave, L"one too many"}, "one too many"},
@@ -95,9 +94,7 @@ TEST_F(CommandLine, NoNameSteersTheTerminal) {
         {L"info", L"--dll", BuiltFile(L"TvFileSourceAsync.dll"), L"nosuch:" + name},
         {L"info", L"--dll", name, wave},
         {L"detect", name},
-        {L"detect", L"nosuch:" + name},
         {L"uri", L"http://h:99999/" + name},
-        {L"cat", L"one too many", name},
         {name}};
     for (const auto& line : lines) {
         const HostRun run = RunHost(line);
@@ -114,9 +111,7 @@ TEST_F(CommandLine, OutputThatCannotBeWrittenEndsEveryCommandWithAFailure) {
                                                {L"info", L"--dll", dll, wave},
                                                {L"cat", L"--dll", dll, wave},
                                                {L"detect", wave, wave}};
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    const CAutoHandle readOnly(
-        ::CreateFileW(wave.c_str(), GENERIC_READ, FILE_SHARE_READ, &inherit, OPEN_EXISTING, 0, nullptr));
+    const CAutoHandle readOnly = OpenInherited(wave, GENERIC_READ);
     for (const auto& line : lines) {
         const std::wstring program = BuiltFile(L"tvsource.exe");
         const HostRun run = RunHost(line, program, {}, {.out = readOnly.Get()});
@@ -133,7 +128,6 @@ TEST_F(CommandLine, OutputThatCannotBeWrittenEndsEveryCommandWithAFailure) {
 
 TEST_F(CommandLine, TheHelpTellsIntegratorsThatReadersWaitForTheDataFlow) {
     ExpectRun(RunHost({L"--help"}), 0, {"IDataFlowControl::EnableDataFlow"});
-    ExpectRun(RunHost({L"play", L"--help"}), 0, {"--dll"});
     EXPECT_EQ("tvsource 0.1.0\n", RunHost({L"--version"}).out);
 }
 

@@ -33,16 +33,13 @@ TEST_F(Detect, PatternsStandForWhatTheyMatchInTheLastPartOfThePath) {
     folder.Write("", L"z");
     const std::wstring drive = folder.Path().substr(0, 2);  // its current folder is that one
     const std::pair<std::vector<std::wstring>, std::string> patterns[] = {
-        {{L"in\\*.wav"}, "in\\a1.wav\t-\nin\\a2.wav\t-\nin\\a3.wav\\x\t-\n"},
-        {{L"in/?1.*", L"in/a2.wav"}, "in\\a1.wav\t-\nin\\b1.mp3\t-\nin\\a2.wav\t-\n"},
-        {{L"i?"}, "in\\a1.wav\t-\nin\\a2.wav\t-\nin\\a3.wav\\x\t-\nin\\b1.mp3\t-\n"},
-        {{drive + L"z*"}, Utf8(drive) + "z\t-\n"},
-        {{folder.Path() + L"\\in\\b*"}, Utf8(folder.Path()) + "\\in\\b1.mp3\t-\n"}};
-    for (const auto& [names, lines] : patterns) {
-        std::vector<std::wstring> arguments = names;
-        arguments.insert(arguments.begin(), L"detect");
+        {{L"detect", L"in\\*.wav"}, "in\\a1.wav\t-\nin\\a2.wav\t-\nin\\a3.wav\\x\t-\n"},
+        {{L"detect", L"in/?1.*", L"in/a2.wav"}, "in\\a1.wav\t-\nin\\b1.mp3\t-\nin\\a2.wav\t-\n"},
+        {{L"detect", L"i?"}, "in\\a1.wav\t-\nin\\a2.wav\t-\nin\\a3.wav\\x\t-\nin\\b1.mp3\t-\n"},
+        {{L"detect", drive + L"z*"}, Utf8(drive) + "z\t-\n"},
+        {{L"detect", folder.Path() + L"\\in\\b*"}, Utf8(folder.Path()) + "\\in\\b1.mp3\t-\n"}};
+    for (const auto& [arguments, lines] : patterns)
         EXPECT_EQ(lines, RunHost(arguments).out);
-    }
     // It goes on after what can't be read.
     const std::wstring locked = folder.Write("RIFF", L"locked.wav");
     const CAutoHandle lock(::CreateFileW(locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));

@@ -45,20 +45,17 @@ struct Play : ::testing::Test {
 };
 
 TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserThatItsContentLeadsTo) {
-    const struct {
-        const wchar_t* name;
-        const char* parser;
-        size_t streams;
-    } files[] = {{L"tone.wav", "WAVE Parser", 1},
-                 {L"tone.mp3", "MPEG-I Stream Splitter", 1},
-                 {L"tone.au", "generic parser", 1},
-                 {L"tone.ogg", "generic parser", 1},
-                 {L"clip.mkv", "generic parser", 2},
-                 {L"clip.mp4", "generic parser", 2},
-                 // The AVI splitter's video goes nowhere without a screen, so the next parser is taken.
-                 {L"clip.avi", "generic parser", 2}};
-    for (const auto& file : files)
-        ExpectPlayed(RunWithFilter(L"play", {L"--null", MediaFile(file.name)}), file.parser, file.streams);
+    const std::tuple<const wchar_t*, const char*, size_t> files[] = {
+        {L"tone.wav", "WAVE Parser", 1},
+        {L"tone.mp3", "MPEG-I Stream Splitter", 1},
+        {L"tone.au", "generic parser", 1},
+        {L"tone.ogg", "generic parser", 1},
+        {L"clip.mkv", "generic parser", 2},
+        {L"clip.mp4", "generic parser", 2},
+        // The AVI splitter's video goes nowhere without a screen, so the next parser is taken.
+        {L"clip.avi", "generic parser", 2}};
+    for (const auto& [name, parser, streams] : files)
+        ExpectPlayed(RunWithFilter(L"play", {L"--null", MediaFile(name)}), parser, streams);
     ExpectPlayed(RunWithFilter(L"play", {MediaFile(L"clip.mkv")}), "generic parser", 2);  // renderers taken unasked
 }
 

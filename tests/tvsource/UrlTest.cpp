@@ -182,9 +182,7 @@ TEST_F(Url, BehindAFileStandsWithItsCountBelowTheLinesOnATerminal) {
     folder.Write("x", L"x");
     const COwnConsole console;
     const CCurrentFolder current(folder.Path());
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    const CAutoHandle screen(::CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                           &inherit, OPEN_EXISTING, 0, nullptr));
+    const CAutoHandle screen = OpenInherited(L"CONOUT$", GENERIC_READ | GENERIC_WRITE);
     const auto line = [&](SHORT row) {
         char text[60]{};
         DWORD read = 0;
