@@ -26,7 +26,7 @@ std::tuple<unsigned, unsigned, unsigned> ReadsOf(const HostRun& run) {
 }
 
 void ExpectPlayed(const HostRun& run, const std::string& parser, size_t streams) {
-    ExpectRun(run, 0, {"Parser   " + parser + "\n", "Ended    complete\n"});
+    ExpectRun(run, 0, {"\nOffered  Stream / ", "Parser   " + parser + "\n", " (audio) -> Null", "Ended    complete\n"});
     EXPECT_EQ(streams, Count(run.out, "-> Null Renderer")) << run.out;
     const auto [reads, asked, came] = ReadsOf(run);
     EXPECT_TRUE(reads > 0 && asked > reads && asked == came) << run.out;

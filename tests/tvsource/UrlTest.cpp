@@ -120,8 +120,9 @@ TEST_F(Url, ThatBreaksOffHasAReasonAndIsNoEndOfTheData) {
 
 TEST_F(Url, ShowsItsProgressOnlyToATerminalUnlessToldTo) {
     server.Serve("/live", {.bytes = contents, .live = true});
-    const std::pair<std::wstring, const char*> sources[] = {{folder.Write(contents, L"a"), "\r[####      "},
-                                                            {server.Url(L"/live"), "\r65.5 kB, "}};
+    const std::pair<std::wstring, const char*> sources[] = {
+        {folder.Write(contents, L"a"), "\r[####                ]  21%  65.5 kB, "},
+        {server.Url(L"/live"), "\r65.5 kB, "}};
     for (const auto& [source, begin] : sources) {
         EXPECT_EQ("", RunWithFilter(L"cat", {source}).err);
         const HostRun run = RunWithFilter(L"cat", {L"--progress", source});
@@ -152,7 +153,7 @@ private:
 
 TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
     // The one waits for its source to open, the others for the source to go on.
-    std::vector<std::vector<std::wstring>> commands = {{L"info"}, {L"cat", L"--type", L"mpeg1audio"}};
+    std::vector<std::vector<std::wstring>> commands = {{L"info"}, {L"cat", L"--progress", L"--type", L"mpeg1audio"}};
     // The platform may have no parsers for programs of this bitness.
     if (RunWithFilter(L"play", {L"--null", MediaFile(L"tone.mp3")}).exitCode == 0)
         commands.push_back({L"play", L"--type", L"mpeg1audio"});
@@ -172,6 +173,7 @@ TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
         });
         EXPECT_EQ(requests, stalling.Requests().size()) << "it has waited for the server until it asked again";
         EXPECT_EQ(130u, run.exitCode) << Utf8(command[0]) << run.err;
+        EXPECT_EQ(command[0] == L"cat", run.err.ends_with("   \r")) << "the line of progress is wiped";
     }
 }
 
