@@ -131,6 +131,19 @@ TEST_F(SlowSourceTest, DetectionEndsInTimeAndJudgesByWhatCame) {
     EXPECT_EQ(kNothing, FirstOf(Detect(cut, 1, 36)));
 }
 
+TEST_F(SlowSourceTest, AWalkEndsInTimeToo) {
+    // Each read of a walk takes 3 s, so that four of them fit.
+    CScriptedStream source(Repeat(30, std::string("\0\1\0\0free", 8) + std::string(0xFFF8, 'x')));
+    int walked = 0;
+    source.OnEachRead([&](ULONG bytes) {
+        walked += bytes == 0x8000;
+        now += bytes == 0x8000 ? 3000 : 0;
+    });
+    now = 0;
+    EXPECT_TRUE(DetectFormat(&source, [] { return now; }).isOutOfTime);
+    EXPECT_EQ(4, walked) << "the fourth begins in time";
+}
+
 TEST_F(SlowSourceTest, WhereSeeksAreDearTheHeadIsJudgedAlone) {
     const std::string song = Sample{kMedia / "tone.mp3"}.Content();
     const std::string frames = Repeat(10, song);
