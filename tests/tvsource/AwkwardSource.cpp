@@ -8,10 +8,7 @@
 //   .unreadable  whose reads all fail
 //   .stuck       whose ninth and tenth reads fail, and whose later ones never end
 //   .felled      whose ninth read never ends, and whose filter tells the graph of an error then
-//   .refused     that can't be opened: the server wants credentials
-//   .opened      that can be opened, and yet can't be loaded
 //   .older       that can't be opened, by a filter that doesn't say why
-//   .foreign     that is no byte stream by its major type
 //
 // A filter that goes says on standard error which rule for references of samples its pin had at last.
 #include "baseclasses/DllSetup.h"
@@ -28,7 +25,7 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-class CAwkwardSource final : public CUnknown, public IFileSourceFilter, public ITavelSourceOpenResult {
+class CAwkwardSource final : public CUnknown, public IFileSourceFilter {
 public:
     static CUnknown* CALLBACK CreateInstance(IUnknown* outer, HRESULT* phr) { return new CAwkwardSource(outer, phr); }
 
@@ -45,10 +42,8 @@ public:
     STDMETHODIMP NonDelegatingQueryInterface(REFIID iid, void** object) override {
         if (iid == __uuidof(IFileSourceFilter))
             return GetInterface(static_cast<IFileSourceFilter*>(this), object);
-        if (iid == __uuidof(ITavelSourceOpenResult) && m_isOlder)
-            return E_NOINTERFACE;
         if (iid == __uuidof(ITavelSourceOpenResult))
-            return GetInterface(static_cast<ITavelSourceOpenResult*>(this), object);
+            return E_NOINTERFACE;
         return iid == __uuidof(IUnknown) ? CUnknown::NonDelegatingQueryInterface(iid, object)
                                          : m_inner->NonDelegatingQueryInterface(iid, object);
     }
@@ -56,12 +51,7 @@ public:
     STDMETHODIMP Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override {
         const std::filesystem::path path(name);
         const std::wstring kind = path.extension();
-        m_isOlder = kind == L".older";
-        if (kind == L".refused")
-            m_openResult = static_cast<HRESULT>(0x80190191);
-        if (kind == L".opened")
-            m_openResult = S_OK;
-        if (kind == L".refused" || kind == L".opened" || kind == L".older")
+        if (kind == L".older")
             return E_INVALIDARG;
         std::ifstream file(path, std::ios::binary);
         m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
@@ -79,27 +69,13 @@ public:
             m_stream.OnEachRead([this](ULONG) { FellGraphAtTheNinthRead(); });
         ComPtr<ITavelIStreamFileSource> source;
         const HRESULT hr = QueryInterface(IID_PPV_ARGS(&source));
-        AM_MEDIA_TYPE foreign{};
-        foreign.majortype = MEDIATYPE_Video;
-        foreign.subtype = MEDIASUBTYPE_Avi;
-        return FAILED(hr) ? hr : source->OpenStream(&m_stream, kind == L".foreign" ? &foreign : type);
+        return FAILED(hr) ? hr : source->OpenStream(&m_stream, type);
     }
     STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override {
         ComPtr<IFileSourceFilter> source;
         void** const object = reinterpret_cast<void**>(source.GetAddressOf());
         const HRESULT hr = m_inner->NonDelegatingQueryInterface(__uuidof(IFileSourceFilter), object);
         return FAILED(hr) ? hr : source->GetCurFile(name, type);
-    }
-
-    STDMETHODIMP GetOpenResult(HRESULT* result) override {
-        *result = m_openResult;
-        return S_OK;
-    }
-    STDMETHODIMP GetDetectionResult(HRESULT* result) override {
-        ComPtr<ITavelSourceOpenResult> inner;
-        void** const object = reinterpret_cast<void**>(inner.GetAddressOf());
-        const HRESULT hr = m_inner->NonDelegatingQueryInterface(__uuidof(ITavelSourceOpenResult), object);
-        return FAILED(hr) ? hr : inner->GetDetectionResult(result);
     }
 
 private:
@@ -133,8 +109,6 @@ private:
         ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
     }
 
-    HRESULT m_openResult = E_UNEXPECTED;
-    bool m_isOlder = false;
     CScriptedStream m_stream;
     int m_reads = 0;
     CUnknown* const m_inner;

@@ -10,12 +10,6 @@
 
 namespace {
 
-CAutoHandle InheritedFile(const std::wstring& path) {
-    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    return CAutoHandle(::CreateFileW(path.c_str(), GENERIC_WRITE, kShareAll, &inherit, OPEN_EXISTING, 0, nullptr));
-}
-
 std::wstring FileIn(const char* folder, const std::wstring& name) {
     return std::filesystem::absolute(std::filesystem::path(folder) / name).make_preferred().wstring();
 }
@@ -35,6 +29,12 @@ CPipe::CPipe() {
     ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
 }
 
+CAutoHandle OpenInherited(const std::wstring& path, DWORD access) {
+    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    return CAutoHandle(::CreateFileW(path.c_str(), access, kShareAll, &inherit, OPEN_EXISTING, 0, nullptr));
+}
+
 HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& program,
                 const std::function<void()>& meanwhile, HostHandles handles) {
     std::wstring line = L'"' + program + L'"';
@@ -42,7 +42,8 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
         line += L" \"" + Quoted(argument) + L'"';
     // Files, not pipes: nobody need read while the program runs.
     const CTempFile out, err;
-    const CAutoHandle outHandle = InheritedFile(out.Path()), errHandle = InheritedFile(err.Path());
+    const CAutoHandle outHandle = OpenInherited(out.Path(), GENERIC_WRITE);
+    const CAutoHandle errHandle = OpenInherited(err.Path(), GENERIC_WRITE);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -54,8 +55,8 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
     // On a busy machine Wine now and then loses a process before its first instruction (ERROR_INTERNAL_ERROR).
     BOOL created = FALSE;
     for (int attempt = 0; attempt < 3 && !created; ++attempt)
-        created = ::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr,
-                                   &startup, &info);
+        created =
+            ::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr, &startup, &info);
     EXPECT_TRUE(created) << ::GetLastError();
     const CAutoHandle process(info.hProcess), thread(info.hThread);
     if (created && meanwhile)
@@ -92,6 +93,13 @@ std::string BytesOf(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     EXPECT_TRUE(file.is_open()) << std::filesystem::path(path);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string LongSound() {
+    std::string sound;
+    while (sound.size() < 2'000'000)
+        sound += BytesOf(MediaFile(L"tone.mp3"));
+    return sound;
 }
 
 std::string Utf8(const std::wstring& text) {

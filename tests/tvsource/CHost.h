@@ -18,6 +18,8 @@ struct HostRun {
 [[nodiscard]] std::wstring MediaFile(const std::wstring& name);
 
 [[nodiscard]] std::string BytesOf(const std::wstring& path);
+// MPEG audio longer than the filter's read buffer, so that a fault in a later read is met on the way.
+[[nodiscard]] std::string LongSound();
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
 // Where the program writes instead of to the HostRun: inheritable handles, or null.
@@ -25,14 +27,18 @@ struct HostHandles {
     HANDLE out = nullptr, err = nullptr;
 };
 
+// A file that is there, or the screen, for a program that writes to it.
+[[nodiscard]] CAutoHandle OpenInherited(const std::wstring& path, DWORD access);
+
 // A pipe whose writing end is inheritable.
 struct CPipe {
     CPipe();
     CAutoHandle reader, writer;
 };
 
-// Runs the program with these arguments to its end. One that is not done after a minute is ended, with exit code 99.
-// With `meanwhile`, which is called once it runs, it shares this process's console; otherwise it has none.
+// Runs the program, a path or a name of the system's, with these arguments to its end. One that is not done after a
+// minute is ended, with exit code 99. With `meanwhile`, which is called once it runs, it shares this process's console;
+// otherwise it has none.
 [[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments,
                               const std::wstring& program = BuiltFile(L"tvsource.exe"),
                               const std::function<void()>& meanwhile = {}, HostHandles handles = {});

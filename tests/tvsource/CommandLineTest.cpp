@@ -6,12 +6,6 @@
 namespace {
 
 struct CommandLine : ::testing::Test {
-    static std::wstring SystemFile(const std::wstring& name) {
-        wchar_t folder[MAX_PATH]{};
-        ::GetSystemDirectoryW(folder, MAX_PATH);
-        return folder + (L"\\" + name);
-    }
-
     CTempFolder folder;
     const std::wstring wave = MediaFile(L"tone.wav");
 };
@@ -25,17 +19,11 @@ TEST_F(CommandLine, InfoSaysWhatTheFilterSays) {
     for (const auto& [type, offer] : types)
         ExpectRun(RunWithFilter(L"info", {L"--type", type, wave}), 0,
                   {"Length   16044 bytes\n", "Type     " + offer + "\n", "Offers   " + offer + "\n"});
-    ExpectRun(RunWithFilter(L"info", {folder.Write("x", L"x.foreign")}, kAwkward), 0,
-              {"Type     {73646976-0000-0010-8000-00AA00389B71} / Avi\n"});
-}
-
-TEST_F(CommandLine, InfoNamesTheFileInFullAndDoesNotMakeUpALength) {
+    // The file is named in full.
     folder.Write("x", L"T\u00F6ne \u97F3.bin");
     const HostRun run = RunWithFilter(L"info", {folder.Path() + L"\\.\\T\u00F6ne \u97F3.bin"});
     ExpectRun(run, 0, {"\\T\xC3\xB6ne \xE9\x9F\xB3.bin\n", "Length   1 bytes\n"});
     EXPECT_EQ(std::string::npos, run.out.find("\\.\\")) << run.out;
-    ExpectRun(RunWithFilter(L"info", {folder.Write("x", L"endless.live")}, kAwkward), 0,
-              {"Length   not known (estimated)\n"});
 }
 
 TEST_F(CommandLine, WhatCannotBeOpenedIsNamedByEveryCommandWithTheReason) {
@@ -49,9 +37,7 @@ TEST_F(CommandLine, WhatCannotBeOpenedIsNamedByEveryCommandWithTheReason) {
         {folder.Path(), "is a folder"},
         {used, "0x80070020 (in use by another program)"},
         {url(L"missing.wav"), "0x80070002 (no such file)"},
-        {url(L"no\\missing.wav"), "0x80070003 (no such folder)"},
         {url(L"."), ": a folder, not a file"},
-        {L"nosuchscheme://host/file.wav", "Cannot open nosuchscheme://host/file.wav: 0x8"},
     };
     for (const wchar_t* command : {L"play", L"info", L"cat"}) {
         for (const auto& [name, message] : names)
@@ -59,34 +45,28 @@ TEST_F(CommandLine, WhatCannotBeOpenedIsNamedByEveryCommandWithTheReason) {
     }
 }
 
-TEST_F(CommandLine, TheFilterIsAskedWhyANameCannotBeOpened) {
-    const std::pair<const wchar_t*, const char*> names[] = {
-        {L"http://h/x.refused", "Cannot open http://h/x.refused: 0x80190191 (needs credentials, HTTP status 401)"},
-        {L"http://me:pw@h/x.refused",
-         "Cannot open http://***@h/x.refused: 0x80190191 (the server refused the credentials, HTTP status 401)"},
-        {L"http://h/x.opened", "Cannot open http://h/x.opened: 0x80070057 ("},
-        {L"http://me:pw@h/x.older", "Cannot open http://***@h/x.older: 0x80070057 ("},
-    };
-    for (const auto& [name, message] : names)
-        ExpectRun(RunWithFilter(L"info", {name}, kAwkward), 1, {message});
+TEST_F(CommandLine, AFilterThatDoesNotSayWhyANameCannotBeOpenedIsQuoted) {
+    const HostRun run = RunWithFilter(L"info", {L"http://me:pw@h/x.older"}, kAwkward);
+    ExpectRun(run, 1, {"Cannot open http://***@h/x.older: 0x80070057 ("});
+    EXPECT_TRUE(run.err.ends_with(".)\n")) << run.err;  // the system's words end with a line of their own
 }
 
 TEST_F(CommandLine, ALibraryThatHasNoFilterIsNamed) {
     const std::pair<std::wstring, const char*> libraries[] = {
         {folder.PathOf(L"missing.dll"), "Cannot load the library"},
         {folder.Write("MZ, but nothing behind it", L"bad.dll"), "0x800700C1 (damaged, or no library for "},
-        {SystemFile(L"kernel32.dll"), "has no DllGetClassObject"},
-        {SystemFile(L"quartz.dll"), "does not have the filter's class: 0x80040111"},
+        {BuiltFile(L"TvMetadata.dll"), "has no DllGetClassObject"},
+        {BuiltFile(L"TvDataServices.dll"), "does not have the filter's class: 0x80040111"},
     };
     for (const auto& [library, message] : libraries)
         ExpectRun(RunHost({L"info", L"--dll", library, wave}), 1, {message, Utf8(library)});
 }
 
 TEST_F(CommandLine, WithoutALibraryTheRegisteredFilterIsUsedAndItsLackIsExplained) {
-    const std::wstring dll = BuiltFile(L"TvFileSourceAsync.dll"), regsvr32 = SystemFile(L"regsvr32.exe");
-    ExpectRun(RunHost({L"/s", dll}, regsvr32), 0, {});
+    const std::wstring dll = BuiltFile(L"TvFileSourceAsync.dll");
+    ExpectRun(RunHost({L"/s", dll}, L"regsvr32.exe"), 0, {});
     EXPECT_EQ(BytesOf(wave), RunHost({L"cat", wave}).out);
-    ExpectRun(RunHost({L"/s", L"/u", dll}, regsvr32), 0, {});
+    ExpectRun(RunHost({L"/s", L"/u", dll}, L"regsvr32.exe"), 0, {});
     ExpectRun(RunHost({L"info", wave}), 1, {"not registered", "0x80040154"});
 }
 
@@ -95,14 +75,12 @@ TEST_F(CommandLine, OneThatMakesNoSenseHasAnExitCodeOfItsOwnAndIsExplained) {
     const std::pair<std::vector<std::wstring>, std::string> lines[] = {
         {{}, "A subcommand is required"},
         {{L"sing", wave}, "'sing' is no command. There are: play, info, cat, detect, uri\n"},
-        {{L"--loud"}, "'--loud' is no command"},
         {{L"uri"}, "TEXT is required"},
         {{L"info"}, "FILE is required"},
         {{L"play", wave, L"one too many"}, "one too many"},
         {{L"info", L"--null", wave}, "--null"},
         {{L"info", L"--type", L"{E436EB88-524F}", wave}, "neither a known name nor a GUID"},
         {{L"cat", L"--offset", L"-1", wave}, "--offset: '-1" + range},
-        {{L"cat", L"--offset", L"99999999999999999999", wave}, "--offset: '99999999999999999999" + range},
         {{L"cat", L"--length", L"9223372036854775808", wave}, "--length: '9223372036854775808" + range},
         {{L"cat", L"--length", L"1k", wave}, "--length: '1k" + range}};
     for (const auto& [line, message] : lines)
@@ -117,9 +95,7 @@ TEST_F(CommandLine, NoNameSteersTheTerminal) {
         {L"info", L"--dll", BuiltFile(L"TvFileSourceAsync.dll"), L"nosuch:" + name},
         {L"info", L"--dll", name, wave},
         {L"detect", name},
-        {L"detect", L"nosuch:" + name},
         {L"uri", L"http://h:99999/" + name},
-        {L"cat", L"one too many", name},
         {name}};
     for (const auto& line : lines) {
         const HostRun run = RunHost(line);
@@ -136,32 +112,23 @@ TEST_F(CommandLine, OutputThatCannotBeWrittenEndsEveryCommandWithAFailure) {
                                                {L"info", L"--dll", dll, wave},
                                                {L"cat", L"--dll", dll, wave},
                                                {L"detect", wave, wave}};
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    const CAutoHandle readOnly(
-        ::CreateFileW(wave.c_str(), GENERIC_READ, FILE_SHARE_READ, &inherit, OPEN_EXISTING, 0, nullptr));
+    const CAutoHandle readOnly = OpenInherited(wave, GENERIC_READ);
     for (const auto& line : lines) {
         const std::wstring program = BuiltFile(L"tvsource.exe");
         const HostRun run = RunHost(line, program, {}, {.out = readOnly.Get()});
         EXPECT_EQ(1u, run.exitCode) << Utf8(line[0]);
         EXPECT_EQ("tvsource: Cannot write the output: 0x80070005 (access denied)\n", run.err);
-        // Whoever reads has read enough. What a writer is told then depends on the kind of pipe.
+        // Whoever reads has read enough.
         CPipe pipe;
         pipe.reader.Reset();
-        const std::wstring name = L"\\\\.\\pipe\\tvsource_tests" + std::to_wstring(::GetCurrentProcessId());
-        const CAutoHandle server(::CreateNamedPipeW(name.c_str(), PIPE_ACCESS_INBOUND, 0, 1, 0, 0, 0, nullptr));
-        const CAutoHandle client(::CreateFileW(name.c_str(), GENERIC_WRITE, 0, &inherit, OPEN_EXISTING, 0, nullptr));
-        EXPECT_TRUE(::DisconnectNamedPipe(server.Get())) << ::GetLastError();
-        for (const HANDLE writer : {pipe.writer.Get(), client.Get()}) {
-            const HostRun closed = RunHost(line, program, {}, {.out = writer});
-            EXPECT_EQ(1u, closed.exitCode) << Utf8(line[0]);
-            EXPECT_EQ("", closed.err);
-        }
+        const HostRun closed = RunHost(line, program, {}, {.out = pipe.writer.Get()});
+        EXPECT_EQ(1u, closed.exitCode) << Utf8(line[0]);
+        EXPECT_EQ("", closed.err);
     }
 }
 
 TEST_F(CommandLine, TheHelpTellsIntegratorsThatReadersWaitForTheDataFlow) {
     ExpectRun(RunHost({L"--help"}), 0, {"IDataFlowControl::EnableDataFlow"});
-    ExpectRun(RunHost({L"play", L"--help"}), 0, {"--dll"});
     EXPECT_EQ("tvsource 0.1.0\n", RunHost({L"--version"}).out);
 }
 
