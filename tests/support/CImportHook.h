@@ -31,9 +31,6 @@ public:
     CImportHook& operator=(const CImportHook&) = delete;
     ~CImportHook() { Exchange(m_original); }
 
-    // False: no function of this name is imported.
-    [[nodiscard]] bool IsSet() const noexcept { return m_slot != nullptr; }
-
 private:
     // The module's table entry through which the function is called; null when there is none.
     static void** FindImport(HMODULE module, std::string_view name) {

