@@ -2,8 +2,8 @@
 
 #include "Helper/FileAccessLog.h"
 #include "Helper/FindEntry.h"
-#include "diagnostics/ComBoundary.h"
-#include "diagnostics/ForeignCalls.h"
+#include "base/ComBoundary.h"
+#include "base/ForeignCalls.h"
 #include "framework/values/CTKCFPropertyValues.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
@@ -25,7 +25,7 @@ constexpr wchar_t kCreateStream[] = L"FileAccess::CDirEntryWrapper::CreateStream
 template <class Interface>
 [[nodiscard]] HRESULT GetAccessorOf(const CDirEntryWrapper& entry, const wchar_t* accessorId,
                                     ComPtr<Interface>& accessor) {
-    CVariant variant;
+    framework::CVariant variant;
     const HRESULT hr = entry.GetAccessor(accessorId, variant.Put());
     return FAILED(hr) ? hr : CopyVariantToComPointer(variant, accessor.ReleaseAndGetAddressOf());
 }
@@ -33,9 +33,9 @@ template <class Interface>
 HRESULT OpenAccessor(BSTR uri, const wchar_t* accessorId, VARIANT* pAccessor) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSUriAccessFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kGetAccessor, hr, CreateInstance(CLSID_TKDSUriAccessFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kGetAccessor, hr, base::CreateObject(CLSID_TKDSUriAccessFactory, factory),
                      L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))");
-    TK_CHECK_CALL_AS(kLog, kGetAccessor, hr, factory->OpenUriAs(uri, CBstr(accessorId).Get(), pAccessor),
+    TK_CHECK_CALL_AS(kLog, kGetAccessor, hr, factory->OpenUriAs(uri, base::CBstr(accessorId).Get(), pAccessor),
                      L"pUriAccessFactory->OpenUriAs(m_strUri.ToBSTR(),CComBSTR(wszAccessorId),pAccessor)");
     return hr;
 }
@@ -45,8 +45,8 @@ HRESULT ReadUri(const CDirEntryWrapper& entry, BSTR* pbstrUri) {
     ComPtr<ITKDSSourceInfo> sourceInfo;
     TK_CHECK_CALL_AS(kLog, kGetUri, hr, GetAccessorOf(entry, TKDS_ACCESSOR_SOURCEINFO, sourceInfo),
                      L"GetAccessor(TKDS_ACCESSOR_SOURCEINFO,&pSourceInfo)");
-    CBstr uri;
-    TK_CHECK_CALL_AS(kLog, kGetUri, hr, ReceiveAny(uri, sourceInfo.Get(), &ITKDSSourceInfo::GetUri),
+    base::CBstr uri;
+    TK_CHECK_CALL_AS(kLog, kGetUri, hr, base::ReceiveAny(uri, sourceInfo.Get(), &ITKDSSourceInfo::GetUri),
                      L"pSourceInfo->GetUri(&bstrUri)");
     *pbstrUri = uri.Detach();
     return hr;
@@ -60,23 +60,24 @@ HRESULT ReadProperties(const CDirEntryWrapper& entry, ComPtr<ITKCFPropertySet>& 
                      L"GetAccessor(TKDS_ACCESSOR_GETOBJECTMETADATA,&pGetObjectMetaData)");
 
     ComPtr<ITKCFStringList> requestList;
-    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, CreateInstance(CLSID_TKCFStringList, requestList),
+    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, base::CreateObject(CLSID_TKCFStringList, requestList),
                      L"pRequestList.CoCreateInstance(__uuidof(TKCFStringList))");
-    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, requestList->Add(CBstr(mdOriginalUri).Get()),
+    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, requestList->Add(base::CBstr(mdOriginalUri).Get()),
                      L"pRequestList->Add(CComBSTR(mdOriginalUri))");
     ComPtr<ITKCFConstStringList> keys;
-    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr, Receive(keys, requestList.Get(), &ITKCFStringList::GetConstAccessor),
+    TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr,
+                     base::Receive(keys, requestList.Get(), &ITKCFStringList::GetConstAccessor),
                      L"pRequestList->GetConstAccessor(&pConstRequestList)");
 
     ComPtr<ITKDSMetaData> pMetaData;
     TK_CHECK_CALL_AS(
         kLog, kGetCompatibleUri, hr,
-        ReceiveAny(pMetaData, accessor.Get(), &ITKDSGetObjectMetaData::GetObjectMetaData,
-                   GetMetaDataExtractFromObjectIfOutdated, keys.Get()),
+        base::ReceiveAny(pMetaData, accessor.Get(), &ITKDSGetObjectMetaData::GetObjectMetaData,
+                         GetMetaDataExtractFromObjectIfOutdated, keys.Get()),
         L"pGetObjectMetaData->GetObjectMetaData(GetMetaDataExtractFromObjectIfOutdated,pConstRequestList,&pMetaData)");
     TK_CHECK_POINTER(kLog, kGetCompatibleUri, hr, pMetaData);
     TK_CHECK_CALL_AS(kLog, kGetCompatibleUri, hr,
-                     ReceiveAny(properties, pMetaData.Get(), &ITKDSMetaData::GetGeneralMetaData),
+                     base::ReceiveAny(properties, pMetaData.Get(), &ITKDSMetaData::GetGeneralMetaData),
                      L"pMetaData->GetGeneralMetaData(&pProperties)");
     return hr;
 }
@@ -89,7 +90,7 @@ HRESULT ReadCompatibleUri(const CDirEntryWrapper& entry, BSTR* pbstrUri) {
     std::wstring original;
     if (CTKCFPropertyValues(properties.Get()).GetString(mdOriginalUri, &original) != S_OK || original.empty())
         return entry.GetUri(pbstrUri);
-    *pbstrUri = CBstr(std::wstring_view(original)).Detach();
+    *pbstrUri = base::CBstr(std::wstring_view(original)).Detach();
     return S_OK;
 }
 
@@ -100,7 +101,7 @@ HRESULT OpenStream(const CDirEntryWrapper& entry, IStream** ppStream) {
                      L"GetAccessor(TKDS_ACCESSOR_CREATESTREAM,&pCreateStream)");
     ComPtr<IStream> stream;
     TK_CHECK_CALL_AS(kLog, kCreateStream, hr,
-                     Receive(stream, accessor.Get(), &ITKDSCreateStream::CreateStreamEx2, SC_UseDefault),
+                     base::Receive(stream, accessor.Get(), &ITKDSCreateStream::CreateStreamEx2, SC_UseDefault),
                      L"pCreateStream->CreateStreamEx2(SC_UseDefault, ppStream)");
     *ppStream = stream.Detach();
     return hr;
@@ -132,7 +133,7 @@ HRESULT CDirEntryWrapper::CreateFromURI(const wchar_t* wszUri, CDirEntryWrapper*
     TK_EXIT_SCOPE_GUARD(kLog, kCreateFromURI, hr);
     TK_CHECK_RETVAL(kLog, kCreateFromURI, hr, ppObj);
     *ppObj = nullptr;
-    hr = ComBoundary([&] { return FindEntry(wszUri, ppObj); });
+    hr = base::ComBoundary([&] { return FindEntry(wszUri, ppObj); });
     return hr;
 }
 
@@ -143,7 +144,7 @@ HRESULT CDirEntryWrapper::CreateFromEntry(ITKDSDirectory* pDirectory, const wcha
     TK_EXIT_SCOPE_GUARD(kLog, kCreateFromEntry, hr);
     TK_CHECK_RETVAL(kLog, kCreateFromEntry, hr, ppObj);
     *ppObj = nullptr;
-    hr = ComBoundary([&]() -> HRESULT {
+    hr = base::ComBoundary([&]() -> HRESULT {
         ComPtr<CDirEntryWrapper> entry(new CDirEntryWrapper(pDirectory, wszEntryId));
         if (!entry->IsValid())
             return E_FAIL;
@@ -161,10 +162,10 @@ HRESULT CDirEntryWrapper::GetAccessor(const wchar_t* wszAccessorId, VARIANT* pAc
     ::VariantInit(pAccessor);
     if (m_pDirectory)
         guard.Dismiss();  // its answer is not logged here: the caller knows whether it matters
-    hr = ComBoundary([&]() -> HRESULT {
+    hr = base::ComBoundary([&]() -> HRESULT {
         if (!m_pDirectory)
             return OpenAccessor(m_strUri.GetBstr(), wszAccessorId, pAccessor);
-        const CBstr accessorId(wszAccessorId);
+        const base::CBstr accessorId(wszAccessorId);
         return m_pDirectory->OpenEntryAs(m_strEntryId.GetBstr(), accessorId.Get(), pAccessor);
     });
     if (FAILED(hr)) {
@@ -181,7 +182,7 @@ HRESULT CDirEntryWrapper::GetUri(BSTR* pbstrUri) const noexcept {
     TK_CHECK_RETVAL(kLog, kGetUri, hr, pbstrUri);
     *pbstrUri = nullptr;
     TK_CHECK_POINTER(kLog, kGetUri, hr, m_pDirectory);
-    hr = ComBoundary([&] { return ReadUri(*this, pbstrUri); });
+    hr = base::ComBoundary([&] { return ReadUri(*this, pbstrUri); });
     return hr;
 }
 
@@ -192,7 +193,7 @@ HRESULT CDirEntryWrapper::GetCompatibleUri(BSTR* pbstrUri) const noexcept {
     TK_CHECK_RETVAL(kLog, kGetCompatibleUri, hr, pbstrUri);
     *pbstrUri = nullptr;
     TK_CHECK_POINTER(kLog, kGetCompatibleUri, hr, m_pDirectory);
-    hr = ComBoundary([&] { return ReadCompatibleUri(*this, pbstrUri); });
+    hr = base::ComBoundary([&] { return ReadCompatibleUri(*this, pbstrUri); });
     return hr;
 }
 
@@ -202,7 +203,7 @@ HRESULT CDirEntryWrapper::CreateStream(IStream** ppStream) const noexcept {
     TK_EXIT_SCOPE_GUARD(kLog, kCreateStream, hr);
     TK_CHECK_RETVAL(kLog, kCreateStream, hr, ppStream);
     *ppStream = nullptr;
-    hr = ComBoundary([&] { return OpenStream(*this, ppStream); });
+    hr = base::ComBoundary([&] { return OpenStream(*this, ppStream); });
     return hr;
 }
 

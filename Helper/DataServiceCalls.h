@@ -1,8 +1,8 @@
 // Steps of this folder's functions that are no single call of ForeignCalls.h.
 #pragma once
 
-#include "diagnostics/CBstr.h"
-#include "diagnostics/ComBoundary.h"
+#include "base/CBstr.h"
+#include "base/ComBoundary.h"
 
 #include <windows.h>
 
@@ -16,9 +16,9 @@ namespace FileAccess {
 // Throws CAtlException carrying E_OUTOFMEMORY for strings that can't be allocated; what the layer throws is a result.
 [[nodiscard]] inline HRESULT OpenUriAs(ITKDSUriAccessFactory& factory, const wchar_t* uri, const wchar_t* accessorId,
                                        VARIANT* accessor) {
-    const CBstr uriText(uri);
-    const CBstr accessorIdText(accessorId);
-    return ComBoundary([&] { return factory.OpenUriAs(uriText.Get(), accessorIdText.Get(), accessor); });
+    const base::CBstr uriText(uri);
+    const base::CBstr accessorIdText(accessorId);
+    return base::ComBoundary([&] { return factory.OpenUriAs(uriText.Get(), accessorIdText.Get(), accessor); });
 }
 
 // Hands `from` out as the last step of a function.  E_POINTER: there is no place to put it.

@@ -2,8 +2,8 @@
 
 #include "Helper/DataServiceCalls.h"
 #include "Helper/FileAccessLog.h"
-#include "diagnostics/ComBoundary.h"
-#include "diagnostics/ForeignCalls.h"
+#include "base/ComBoundary.h"
+#include "base/ForeignCalls.h"
 #include "framework/streams/TKFCreateMemoryStream.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
@@ -70,9 +70,9 @@ HRESULT CopySmallStream(IStream& source, ULONGLONG maximumSize, IStream** ppStre
 HRESULT FetchMetaData(const wchar_t* wszUri, DWORD dwFlags, ITKDSMetaData** ppMetaData) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSUriAccessFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kGetMetaData, hr, CreateInstance(CLSID_TKDSUriAccessFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kGetMetaData, hr, base::CreateObject(CLSID_TKDSUriAccessFactory, factory),
                      L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))");
-    CVariant variant;
+    framework::CVariant variant;
     TK_CHECK_CALL_AS(
         kLog, kGetMetaData, hr, OpenUriAs(*factory.Get(), wszUri, TKDS_ACCESSOR_GETOBJECTMETADATA, variant.Put()),
         L"pUriAccessFactory->OpenUriAs(CComBSTR(wszUri),CComBSTR(TKDS_ACCESSOR_GETOBJECTMETADATA),&Variant)");
@@ -80,9 +80,10 @@ HRESULT FetchMetaData(const wchar_t* wszUri, DWORD dwFlags, ITKDSMetaData** ppMe
     TK_CHECK_CALL_AS(kLog, kGetMetaData, hr, CopyVariantToComPointer(variant, accessor.GetAddressOf()),
                      L"CopyVariantToComPointer(Variant,&pGetObjectMetaData)");
     ComPtr<ITKDSMetaData> pMetaData;
-    TK_CHECK_CALL_AS(kLog, kGetMetaData, hr,
-                     ReceiveAny(pMetaData, accessor.Get(), &ITKDSGetObjectMetaData::GetAllObjectMetaData, dwFlags),
-                     L"pGetObjectMetaData->GetObjectMetaData(dwFlags,&pMetaData)");
+    TK_CHECK_CALL_AS(
+        kLog, kGetMetaData, hr,
+        base::ReceiveAny(pMetaData, accessor.Get(), &ITKDSGetObjectMetaData::GetAllObjectMetaData, dwFlags),
+        L"pGetObjectMetaData->GetObjectMetaData(dwFlags,&pMetaData)");
     TK_CHECK_POINTER(kLog, kGetMetaData, hr, pMetaData);
     TK_CHECK_CALL_AS(kLog, kGetMetaData, hr, HandOut(pMetaData, ppMetaData), L"pMetaData.CopyTo(ppMetaData)");
     return hr;
@@ -98,7 +99,7 @@ HRESULT CreateSmallFileStream(IStream* pStream, IStream** ppStream, ULONGLONG ma
         *ppStream = nullptr;
     TK_CHECK_POINTER(kLog, kCreateSmall, hr, pStream);
     TK_CHECK_RETVAL(kLog, kCreateSmall, hr, ppStream);
-    hr = ComBoundary([&] { return CopySmallStream(*pStream, maximumSize, ppStream); });
+    hr = base::ComBoundary([&] { return CopySmallStream(*pStream, maximumSize, ppStream); });
     return hr;
 }
 
@@ -118,7 +119,7 @@ HRESULT TryAsHardAsPossibleToReallyGiveMeAllTheBytesIWant(IStream* pStream, void
         TK_PROFILE(kTiming, kReadAll, L"Actual Reading");
         const ULONG left = cb - *pulRead;
         got = 0;
-        hr = ComBoundary([&] { return pStream->Read(static_cast<BYTE*>(pBuffer) + *pulRead, left, &got); });
+        hr = base::ComBoundary([&] { return pStream->Read(static_cast<BYTE*>(pBuffer) + *pulRead, left, &got); });
         if (FAILED(hr)) {
             TKRuntimeLogger::LogFailedCall(kLog, __LINE__, kReadAll, hr,
                                            L"pStream->Read(pcBuffer,ulBytesLeft,&ulRead)");
@@ -138,7 +139,7 @@ HRESULT GetObjectMetaDataFromUri(const wchar_t* wszUri, DWORD dwFlags, ITKDSMeta
     TK_EXIT_SCOPE_GUARD(kLog, kGetMetaData, hr);
     if (ppMetaData)
         *ppMetaData = nullptr;
-    hr = ComBoundary([&] { return FetchMetaData(wszUri, dwFlags, ppMetaData); });
+    hr = base::ComBoundary([&] { return FetchMetaData(wszUri, dwFlags, ppMetaData); });
     return hr;
 }
 

@@ -2,8 +2,8 @@
 
 #include "Helper/DataServiceCalls.h"
 #include "Helper/FileAccessLog.h"
-#include "diagnostics/ForeignCalls.h"
-#include "diagnostics/LongPath.h"
+#include "base/ForeignCalls.h"
+#include "base/LongPath.h"
 #include "framework/uri/CTKFUri.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
@@ -23,7 +23,7 @@ constexpr wchar_t kFunction[] = L"FileAccess::CDirEntryWrapper::CreateFromURI";
 HRESULT FindParent(ITKDSUriAccessFactory& factory, const wchar_t* uri, ComPtr<ITKDSGetParentInfoForUri>& parentInfo,
                    ComPtr<ITKDSDirectory>& parent) {
     HRESULT hr = S_OK;
-    CVariant variant;
+    framework::CVariant variant;
     // Most objects of most layers have no parent: that is not worth a record.
     hr = OpenUriAs(factory, uri, TKDS_ACCESSOR_GETPARENTINFOFORURI, variant.Put());
     if (FAILED(hr))
@@ -31,15 +31,15 @@ HRESULT FindParent(ITKDSUriAccessFactory& factory, const wchar_t* uri, ComPtr<IT
     TK_CHECK_CALL_AS(kLog, kFunction, hr, CopyVariantToComPointer(variant, parentInfo.GetAddressOf()),
                      L"CopyVariantToComPointer(variant, &pGetParentInfoForUri)");
     TK_CHECK_CALL_AS(kLog, kFunction, hr,
-                     ReceiveAny(parent, parentInfo.Get(), &ITKDSGetParentInfoForUri::GetParentDirectory),
+                     base::ReceiveAny(parent, parentInfo.Get(), &ITKDSGetParentInfoForUri::GetParentDirectory),
                      L"pGetParentInfoForUri->GetParentDirectory(&pDirectory)");
     return hr;
 }
 
 HRESULT EntryOfParent(ITKDSGetParentInfoForUri& parentInfo, ITKDSDirectory* parent, CDirEntryWrapper** ppObj) {
     HRESULT hr = S_OK;
-    CBstr entryId;
-    TK_CHECK_CALL_AS(kLog, kFunction, hr, ReceiveAny(entryId, &parentInfo, &ITKDSGetParentInfoForUri::GetEntryId),
+    base::CBstr entryId;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, base::ReceiveAny(entryId, &parentInfo, &ITKDSGetParentInfoForUri::GetEntryId),
                      L"pGetParentInfoForUri->GetEntryId(&bstrEntryId)");
     TK_CHECK_CALL_AS(kLog, kFunction, hr, CDirEntryWrapper::CreateFromEntry(parent, entryId.Get(), ppObj),
                      L"CreateFromEntry(pDirectory, bstrEntryId, ppObj)");
@@ -51,7 +51,7 @@ HRESULT EntryOfDirectory(ITKDSUriAccessFactory& factory, const std::wstring& pat
     HRESULT hr = S_OK;
     const wchar_t* const fileName = ::PathFindFileNameW(path.c_str());
     const std::wstring directoryPath(path.c_str(), fileName);
-    CVariant variant;
+    framework::CVariant variant;
     TK_CHECK_CALL_AS(kLog, kFunction, hr,
                      OpenUriAs(factory, directoryPath.c_str(), TKDS_ACCESSOR_DIRECTORY, variant.Put()),
                      L"pUriAccessFactory->OpenUriAs(CComBSTR(wszDir), CComBSTR(TKDS_ACCESSOR_DIRECTORY), &variant)");
@@ -68,7 +68,7 @@ std::wstring WithoutDots(const std::wstring& path) {
     const size_t nameEnd = path.find_last_not_of(L'\\') + 1;
     const size_t name = path.find_last_not_of(L". ", nameEnd - 1) + 1;
     const bool isDots = name < nameEnd && (name == 0 || path[name - 1] == L'\\' || path[name - 1] == L':');
-    return isDots ? FullPathOf(path) : path;
+    return isDots ? base::FullPathOf(path) : path;
 }
 
 // With or without the separator behind a share.
@@ -88,23 +88,24 @@ bool IsInDirectory(const std::wstring& path) {
 HRESULT EntryOfVirtualDirectory(const wchar_t* uri, CDirEntryWrapper** ppObj) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSVirtualDirectoryFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kFunction, hr, CreateInstance(CLSID_TKDSVirtualDirectoryFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, base::CreateObject(CLSID_TKDSVirtualDirectoryFactory, factory),
                      L"pVDFactory.CoCreateInstance(__uuidof(TKDSVirtualDirectoryFactory))");
     ComPtr<ITKDSVirtualDirectory> virtualDirectory;
-    TK_CHECK_CALL_AS(kLog, kFunction, hr,
-                     Receive(virtualDirectory, factory.Get(), &ITKDSVirtualDirectoryFactory::CreateVirtualDirectory),
-                     L"pVDFactory->CreateVirtualDirectory(&pVirtualDirectory)");
-    const CBstr uriText(uri);
-    ComPtr<ITKDSVirtualDirectoryItem> item;
     TK_CHECK_CALL_AS(
         kLog, kFunction, hr,
-        Receive(item, factory.Get(), &ITKDSVirtualDirectoryFactory::CreateVirtualDirectoryItemFromUri, uriText.Get()),
-        L"pVDFactory->CreateVirtualDirectoryItemFromUri(CComBSTR(wszUri), &pVirtualDirectoryItem)");
+        base::Receive(virtualDirectory, factory.Get(), &ITKDSVirtualDirectoryFactory::CreateVirtualDirectory),
+        L"pVDFactory->CreateVirtualDirectory(&pVirtualDirectory)");
+    const base::CBstr uriText(uri);
+    ComPtr<ITKDSVirtualDirectoryItem> item;
+    TK_CHECK_CALL_AS(kLog, kFunction, hr,
+                     base::Receive(item, factory.Get(),
+                                   &ITKDSVirtualDirectoryFactory::CreateVirtualDirectoryItemFromUri, uriText.Get()),
+                     L"pVDFactory->CreateVirtualDirectoryItemFromUri(CComBSTR(wszUri), &pVirtualDirectoryItem)");
     TK_CHECK_CALL_AS(
         kLog, kFunction, hr, virtualDirectory->AppendChildWithId(item.Get(), uriText.Get(), uriText.Get()),
         L"pVirtualDirectory->AppendChildWithId(pVirtualDirectoryItem, CComBSTR(wszUri), CComBSTR(wszUri))");
     ComPtr<ITKDSDirectory> directory;
-    TK_CHECK_CALL_AS(kLog, kFunction, hr, QueryFor(*virtualDirectory.Get(), directory.GetAddressOf()),
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, base::QueryFor(*virtualDirectory.Get(), directory.GetAddressOf()),
                      L"pVirtualDirectory.QueryInterface(&pDirectory)");
     TK_CHECK_CALL_AS(kLog, kFunction, hr, CDirEntryWrapper::CreateFromEntry(directory.Get(), uri, ppObj),
                      L"CreateFromEntry(pDirectory, wszUri, ppObj)");
@@ -116,7 +117,7 @@ HRESULT EntryOfVirtualDirectory(const wchar_t* uri, CDirEntryWrapper** ppObj) {
 HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSUriAccessFactory> factory;
-    TK_CHECK_CALL_AS(kLog, kFunction, hr, CreateInstance(CLSID_TKDSUriAccessFactory, factory),
+    TK_CHECK_CALL_AS(kLog, kFunction, hr, base::CreateObject(CLSID_TKDSUriAccessFactory, factory),
                      L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))");
 
     ComPtr<ITKDSGetParentInfoForUri> parentInfo;

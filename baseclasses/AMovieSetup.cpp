@@ -1,5 +1,8 @@
 #include "baseclasses/AMovieSetup.h"
 
+#include "base/CApartment.h"
+#include "base/CAutoDestructor.h"
+
 #include <wrl/client.h>
 
 #include <cwchar>
@@ -9,61 +12,36 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-// This thread's stay in COM.
-class CComStay final {
+class CUnusedLibraryFreer final {
 public:
-    // The thread may be in another kind of apartment already, which serves as well and isn't ours to leave.
-    CComStay() noexcept : m_result(::CoInitialize(nullptr)) {}
-    ~CComStay() {
-        ::CoFreeUnusedLibraries();
-        if (SUCCEEDED(m_result))
-            ::CoUninitialize();
-    }
-    CComStay(const CComStay&) = delete;
-    CComStay& operator=(const CComStay&) = delete;
-
-    [[nodiscard]] HRESULT Result() const noexcept { return m_result == RPC_E_CHANGED_MODE ? S_OK : m_result; }
-
-private:
-    const HRESULT m_result;
+    CUnusedLibraryFreer() noexcept = default;
+    CUnusedLibraryFreer(const CUnusedLibraryFreer&) = delete;
+    CUnusedLibraryFreer& operator=(const CUnusedLibraryFreer&) = delete;
+    ~CUnusedLibraryFreer() { ::CoFreeUnusedLibraries(); }
 };
 
-class CRegistryKey final {
-public:
-    CRegistryKey() = default;
-    ~CRegistryKey() {
-        if (m_key)
-            ::RegCloseKey(m_key);
-    }
-    CRegistryKey(const CRegistryKey&) = delete;
-    CRegistryKey& operator=(const CRegistryKey&) = delete;
+LSTATUS CreateKey(HKEY parent, const wchar_t* path, base::CAutoRegistryKey& key) noexcept {
+    return ::RegCreateKeyExW(parent, path, 0, nullptr, 0, KEY_WRITE, nullptr, key.Put(), nullptr);
+}
 
-    LSTATUS Create(HKEY parent, const wchar_t* path) noexcept {
-        return ::RegCreateKeyExW(parent, path, 0, nullptr, 0, KEY_WRITE, nullptr, &m_key, nullptr);
-    }
-    // A null `name` is the key's default value.
-    LSTATUS SetText(const wchar_t* name, const wchar_t* text) const noexcept {
-        const size_t bytes = (std::wcslen(text) + 1) * sizeof(wchar_t);
-        return ::RegSetValueExW(m_key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), static_cast<DWORD>(bytes));
-    }
-    [[nodiscard]] HKEY Get() const noexcept { return m_key; }
-
-private:
-    HKEY m_key = nullptr;
-};
+// A null `name` is the key's default value.
+LSTATUS SetText(const base::CAutoRegistryKey& key, const wchar_t* name, const wchar_t* text) noexcept {
+    const size_t bytes = (std::wcslen(text) + 1) * sizeof(wchar_t);
+    return ::RegSetValueExW(key.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), static_cast<DWORD>(bytes));
+}
 
 LSTATUS InstallServer(const wchar_t* keyPath, const WCHAR* name, const WCHAR* path) noexcept {
-    CRegistryKey classKey;
-    CRegistryKey serverKey;
-    LSTATUS status = classKey.Create(HKEY_CLASSES_ROOT, keyPath);
+    base::CAutoRegistryKey classKey;
+    base::CAutoRegistryKey serverKey;
+    LSTATUS status = CreateKey(HKEY_CLASSES_ROOT, keyPath, classKey);
     if (status == ERROR_SUCCESS)
-        status = classKey.SetText(nullptr, name);
+        status = SetText(classKey, nullptr, name);
     if (status == ERROR_SUCCESS)
-        status = serverKey.Create(classKey.Get(), L"InprocServer32");
+        status = CreateKey(classKey.Get(), L"InprocServer32", serverKey);
     if (status == ERROR_SUCCESS)
-        status = serverKey.SetText(nullptr, path);
+        status = SetText(serverKey, nullptr, path);
     if (status == ERROR_SUCCESS)
-        status = serverKey.SetText(L"ThreadingModel", L"Both");
+        status = SetText(serverKey, L"ThreadingModel", L"Both");
     return status;
 }
 
@@ -124,9 +102,11 @@ HRESULT AMovieSetupRegisterFilter(const AMOVIESETUP_FILTER& setup, IFilterMapper
 }
 
 HRESULT AMovieSetupFilter(const AMOVIESETUP_FILTER& setup, BOOL install) noexcept {
-    const CComStay stay;
-    if (FAILED(stay.Result()))
-        return stay.Result();
+    const base::CApartment apartment(COINIT_APARTMENTTHREADED);
+    const CUnusedLibraryFreer freer;
+    // The thread may be in another kind of apartment already, which serves as well.
+    if (FAILED(apartment.Result()) && apartment.Result() != RPC_E_CHANGED_MODE)
+        return apartment.Result();
     ComPtr<IFilterMapper2> mapper2;
     if (SUCCEEDED(::CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper2))))
         return AMovieSetupRegisterFilter2(setup, mapper2.Get(), install);

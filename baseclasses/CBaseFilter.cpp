@@ -1,8 +1,8 @@
 #include "baseclasses/CBaseFilter.h"
 
+#include "base/ComBoundary.h"
 #include "baseclasses/CBasePin.h"
 #include "baseclasses/CEnumPins.h"
-#include "baseclasses/NoThrow.h"
 
 #include <evcode.h>
 
@@ -154,7 +154,8 @@ STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
     ComPtr<IMediaEventSink> sink;
     // What a query that fails has written is no pointer.
     void* answer = nullptr;
-    if (graph && SUCCEEDED(NoThrow([&] { return graph->QueryInterface(__uuidof(IMediaEventSink), &answer); })))
+    if (graph &&
+        SUCCEEDED(base::ComBoundary([&] { return graph->QueryInterface(__uuidof(IMediaEventSink), &answer); })))
         *sink.GetAddressOf() = static_cast<IMediaEventSink*>(answer);
     m_graph = graph;
     m_sink = sink.Get();

@@ -1,8 +1,8 @@
 #include "baseclasses/CBasePin.h"
 
+#include "base/ComBoundary.h"
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CEnumMediaTypes.h"
-#include "baseclasses/NoThrow.h"
 
 #include <new>
 
@@ -29,7 +29,7 @@ CBasePin::CBasePin(const wchar_t* objectName, CBaseFilter* filter, CCritSec* loc
       m_pLock(lock),
       m_pFilter(filter),
       m_direction(direction),
-      m_name(CopyTaskText(name)) {
+      m_name(base::TKFTaskMemDuplicate(name ? name : L"")) {
     if (!m_name && phr)
         *phr = E_OUTOFMEMORY;
 }
@@ -65,7 +65,7 @@ STDMETHODIMP CBasePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
         return hr;
     if (type && !requested.IsPartiallySpecified())
         return MakeConnection(receiver, requested, true);
-    return NoThrow([&] { return AgreeMediaType(receiver, type ? &requested : nullptr); });
+    return base::ComBoundary([&] { return AgreeMediaType(receiver, type ? &requested : nullptr); });
 }
 
 STDMETHODIMP CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
@@ -88,7 +88,7 @@ STDMETHODIMP CBasePin::Disconnect() {
         return VFW_E_NOT_STOPPED;
     if (!m_connected)
         return S_FALSE;
-    const HRESULT hr = NoThrow([&] { return BreakConnect(); });
+    const HRESULT hr = base::ComBoundary([&] { return BreakConnect(); });
     if (FAILED(hr))
         return hr;
     peer = m_connected;
@@ -155,7 +155,7 @@ HRESULT CBasePin::AcceptMediaType(const CMediaType& type) {
 
 HRESULT CBasePin::MakeConnection(IPin* peer, const CMediaType& type, bool initiator) {
     bool received = false;
-    const HRESULT hr = NoThrow([&] {
+    const HRESULT hr = base::ComBoundary([&] {
         HRESULT result = CheckConnect(peer);
         if (SUCCEEDED(result))
             result = AcceptMediaType(type);
@@ -172,8 +172,8 @@ HRESULT CBasePin::MakeConnection(IPin* peer, const CMediaType& type, bool initia
     });
     if (SUCCEEDED(hr))
         return S_OK;
-    (void)NoThrow([&] { return received ? peer->Disconnect() : S_OK; });
-    (void)NoThrow([&] { return BreakConnect(); });
+    (void)base::ComBoundary([&] { return received ? peer->Disconnect() : S_OK; });
+    (void)base::ComBoundary([&] { return BreakConnect(); });
     SetConnection(nullptr);
     return hr;
 }
@@ -235,7 +235,7 @@ STDMETHODIMP CBasePin::QueryDirection(PIN_DIRECTION* direction) {
 STDMETHODIMP CBasePin::QueryId(LPWSTR* id) {
     if (!id)
         return E_POINTER;
-    *id = CopyTaskText(Name()).release();
+    *id = base::TKFTaskMemDuplicate(Name()).Detach();
     return *id ? S_OK : E_OUTOFMEMORY;
 }
 

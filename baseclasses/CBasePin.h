@@ -10,9 +10,9 @@
 // Errors: overrides let no exception out.
 #pragma once
 
+#include "base/CTaskMem.h"
 #include "baseclasses/CAutoLock.h"
 #include "baseclasses/CMediaType.h"
-#include "baseclasses/CTaskText.h"
 #include "baseclasses/CUnknown.h"
 #include "baseclasses/DirectShow.h"
 
@@ -98,7 +98,7 @@ public:
     [[nodiscard]] bool IsConnected() const noexcept;
     // Whether the pin's filter is.
     [[nodiscard]] bool IsStopped() const noexcept;
-    [[nodiscard]] const wchar_t* Name() const noexcept { return m_name ? m_name.get() : L""; }
+    [[nodiscard]] const wchar_t* Name() const noexcept { return m_name ? m_name.Get() : L""; }
 
 protected:
     // The filter's lock.
@@ -124,7 +124,7 @@ private:
     void SetConnection(IPin* peer) noexcept;
 
     const PIN_DIRECTION m_direction;
-    CTaskText m_name;
+    base::CTaskMem<wchar_t> m_name;
     std::atomic<LONG> m_typeVersion{1};
     // Guards the two members below. Taken last, and held only to copy or replace them; they change only while the
     // filter's lock is held, too.

@@ -1,6 +1,6 @@
 #include "baseclasses/CClassFactory.h"
 
-#include "baseclasses/NoThrow.h"
+#include "base/ComBoundary.h"
 
 #include <memory>
 #include <new>
@@ -38,7 +38,7 @@ STDMETHODIMP CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** 
     *ppv = nullptr;
     if (outer && riid != __uuidof(IUnknown))
         return E_NOINTERFACE;
-    return NoThrow([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         HRESULT hr = S_OK;
         std::unique_ptr<CUnknown> object{m_template.m_lpfnNew(outer, &hr)};
         if (FAILED(hr))

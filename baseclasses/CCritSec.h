@@ -1,20 +1,19 @@
 // A re-entrant lock: the thread that has it may take it again, and gives it back as often as it took it.
 #pragma once
 
-#include <windows.h>
+#include "base/CCriticalSection.h"
 
 class CCritSec final {
 public:
-    CCritSec() noexcept { ::InitializeCriticalSection(&m_section); }
-    ~CCritSec() { ::DeleteCriticalSection(&m_section); }
+    CCritSec() noexcept = default;
     CCritSec(const CCritSec&) = delete;
     CCritSec& operator=(const CCritSec&) = delete;
 
-    void Lock() noexcept { ::EnterCriticalSection(&m_section); }
+    void Lock() noexcept { m_lock.lock(); }
     // False, without waiting: another thread holds it.
-    [[nodiscard]] bool TryLock() noexcept { return ::TryEnterCriticalSection(&m_section) != FALSE; }
-    void Unlock() noexcept { ::LeaveCriticalSection(&m_section); }
+    [[nodiscard]] bool TryLock() noexcept { return m_lock.try_lock(); }
+    void Unlock() noexcept { m_lock.unlock(); }
 
 private:
-    CRITICAL_SECTION m_section;
+    base::CCriticalSection m_lock;
 };

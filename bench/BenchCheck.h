@@ -7,6 +7,8 @@
 #include <string>
 #include <system_error>
 
+namespace bench {
+
 // Throws std::runtime_error that names the call, unless `hr` is S_OK. A short read (S_FALSE) counts as failed too.
 inline void Check(HRESULT hr, const char* call) {
     if (hr != S_OK)
@@ -18,3 +20,5 @@ inline void CheckWin32(bool succeeded, const char* call) {
     if (!succeeded)
         throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), call);
 }
+
+}  // namespace bench

@@ -6,6 +6,8 @@
 #include "bench/CFilterLibrary.h"
 #include "bench/CReport.h"
 
+namespace bench {
+
 // Sequential and random reads of all three contenders, after a check that they read the same bytes; seeks.
 void BenchReads(CReport& report, const CFilterLibrary& library, const CBenchFile& file);
 
@@ -21,3 +23,5 @@ void BenchHttp(CReport& report, const CFilterLibrary& library, const CBenchFile&
 // Log sites and timing scopes, without a logger and with one. No CFilterLibrary may be there: this loads its own, since
 // a DLL decides once for its lifetime which of its sites are timed.
 void BenchLogging(CReport& report, const CBenchFile& file);
+
+}  // namespace bench

@@ -2,6 +2,8 @@
 
 #include "bench/BenchCheck.h"
 
+namespace bench {
+
 CBareFile::CBareFile(const wchar_t* path)
     : m_file(::CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr)) {
     CheckWin32(static_cast<bool>(m_file), "CreateFile");
@@ -18,3 +20,5 @@ void CBareFile::ReadAt(LONGLONG position, LONG bytes, BYTE* buffer) {
     CheckWin32(read && count == static_cast<DWORD>(bytes), "ReadFile");
     m_position = position + bytes;
 }
+
+}  // namespace bench

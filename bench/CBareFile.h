@@ -1,8 +1,10 @@
 // ReadFile and nothing else: what a read costs at least. The file pointer is moved only when it doesn't stand there.
 #pragma once
 
+#include "base/CAutoDestructor.h"
 #include "bench/CContender.h"
-#include "diagnostics/CAutoDestructor.h"
+
+namespace bench {
 
 class CBareFile final : public CContender {
 public:
@@ -11,6 +13,8 @@ public:
     void ReadAt(LONGLONG position, LONG bytes, BYTE* buffer) override;
 
 private:
-    CAutoHandle m_file;
+    base::CAutoHandle m_file;
     LONGLONG m_position = 0;
 };
+
+}  // namespace bench

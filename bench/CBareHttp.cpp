@@ -2,6 +2,8 @@
 
 #include "bench/BenchCheck.h"
 
+namespace bench {
+
 CBareHttp::CBareHttp(unsigned port, const std::wstring& target)
     : m_session(
           ::WinHttpOpen(L"tvbench", WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0)),
@@ -20,3 +22,5 @@ void CBareHttp::ReadAt(LONGLONG, LONG bytes, BYTE* buffer) {
     for (auto left = static_cast<DWORD>(bytes); left > 0; left -= count, buffer += count)
         CheckWin32(::WinHttpReadData(m_request.Get(), buffer, left, &count) && count > 0, "WinHttpReadData");
 }
+
+}  // namespace bench

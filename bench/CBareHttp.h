@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace bench {
+
 class CBareHttp final : public CContender {
 public:
     // Asks 127.0.0.1 for `target`; the answer's headers have come.  Throws std::runtime_error.
@@ -15,7 +17,9 @@ public:
     void ReadAt(LONGLONG position, LONG bytes, BYTE* buffer) override;
 
 private:
-    CInternetHandle m_session;
-    CInternetHandle m_connection;
-    CInternetHandle m_request;
+    dataservices::http::CInternetHandle m_session;
+    dataservices::http::CInternetHandle m_connection;
+    dataservices::http::CInternetHandle m_request;
 };
+
+}  // namespace bench

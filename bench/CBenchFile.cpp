@@ -1,11 +1,13 @@
 #include "bench/CBenchFile.h"
 
+#include "base/CAutoDestructor.h"
 #include "bench/BenchCheck.h"
-#include "diagnostics/CAutoDestructor.h"
 
 #include <cstring>
 #include <system_error>
 #include <vector>
+
+namespace bench {
 
 namespace {
 
@@ -44,7 +46,7 @@ CBenchFile::~CBenchFile() {
 }
 
 void CBenchFile::Write() const {
-    const CAutoHandle file(::CreateFileW(Path(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    const base::CAutoHandle file(::CreateFileW(Path(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
     CheckWin32(static_cast<bool>(file), "CreateFile of the benchmark's file");
     std::vector<ULONGLONG> block((1 << 20) / kWordBytes);
     const auto blockBytes = static_cast<DWORD>(block.size() * kWordBytes);
@@ -67,3 +69,5 @@ bool CBenchFile::Matches(LONGLONG position, std::span<const BYTE> bytes) noexcep
     }
     return true;
 }
+
+}  // namespace bench

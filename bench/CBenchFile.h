@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <span>
 
+namespace bench {
+
 inline constexpr LONGLONG kBenchFileBytes = 256LL << 20;
 
 class CBenchFile final {
@@ -32,3 +34,5 @@ private:
 
 // A pseudo-random number for each `index`.
 [[nodiscard]] ULONGLONG Scrambled(ULONGLONG index) noexcept;
+
+}  // namespace bench

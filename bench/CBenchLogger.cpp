@@ -2,10 +2,12 @@
 
 #include "bench/BenchCheck.h"
 
+namespace bench {
+
 using Microsoft::WRL::ComPtr;
 
 CBenchLogger::CBenchLogger() {
-    Check(MakeComObject<CService>(&m_service), "Making the logging service");
+    Check(framework::MakeComObject<CService>(&m_service), "Making the logging service");
     ComPtr<IMoniker> moniker;
     Check(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker), "CreateFileMoniker");
     Check(::GetRunningObjectTable(0, &m_table), "GetRunningObjectTable");
@@ -32,3 +34,5 @@ STDMETHODIMP CBenchLogger::CService::LogExplicit(LONG, BSTR, ULONG, ULONG, BSTR,
                                                  VARIANT_BOOL) noexcept {
     return S_OK;
 }
+
+}  // namespace bench

@@ -10,6 +10,8 @@
 
 #include <atomic>
 
+namespace bench {
+
 class CBenchLogger final {
 public:
     // Throws std::runtime_error when the table doesn't take it.
@@ -23,7 +25,7 @@ public:
     [[nodiscard]] long long ProfileRecords() const noexcept { return m_service->profileRecords; }
 
 private:
-    class CService final : public CComObjectBase<ITKRuntimeLogger> {
+    class CService final : public framework::CComObjectBase<ITKRuntimeLogger> {
     public:
         STDMETHODIMP Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
                          BSTR function, BSTR message) noexcept override;
@@ -41,3 +43,5 @@ private:
     Microsoft::WRL::ComPtr<IRunningObjectTable> m_table;
     DWORD m_registration = 0;
 };
+
+}  // namespace bench

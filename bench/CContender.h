@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+namespace bench {
+
 class CContender {
 public:
     CContender() = default;
@@ -13,3 +15,5 @@ public:
     // Reads exactly `bytes` at `position`.  Throws std::runtime_error when it can't.
     virtual void ReadAt(LONGLONG position, LONG bytes, BYTE* buffer) = 0;
 };
+
+}  // namespace bench

@@ -5,6 +5,8 @@
 #include <TKDataServices.h>
 #include <objbase.h>
 
+namespace bench {
+
 CDataServices::CDataServices() {
     m_library.Keep();  // the HTTP library ends requests on threads of its own
     Check(::CoRegisterClassObject(CLSID_TKDSUriAccessFactory, m_library.Factory(CLSID_TKDSUriAccessFactory).Get(),
@@ -15,3 +17,5 @@ CDataServices::CDataServices() {
 CDataServices::~CDataServices() {
     ::CoRevokeClassObject(m_registration);
 }
+
+}  // namespace bench

@@ -3,6 +3,8 @@
 
 #include "bench/CProductLibrary.h"
 
+namespace bench {
+
 class CDataServices final {
 public:
     // Throws std::runtime_error when the DLL isn't there or COM doesn't take its class.
@@ -15,3 +17,5 @@ private:
     const CProductLibrary m_library{L"TvDataServices.dll"};
     DWORD m_registration = 0;
 };
+
+}  // namespace bench

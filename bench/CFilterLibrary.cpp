@@ -6,6 +6,8 @@
 #include <objbase.h>
 #include <uuids.h>
 
+namespace bench {
+
 using Microsoft::WRL::ComPtr;
 
 CFilterLibrary::CFilterLibrary() : m_factory(m_library.Factory(CLSID_TvFileSourceAsync)) {}
@@ -16,3 +18,5 @@ ComPtr<IClassFactory> StockFactory() {
           "CoGetClassObject of the stock file source");
     return factory;
 }
+
+}  // namespace bench

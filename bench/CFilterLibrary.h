@@ -5,6 +5,8 @@
 
 #include "bench/CProductLibrary.h"
 
+namespace bench {
+
 class CFilterLibrary final {
 public:
     // Throws std::runtime_error when the DLL isn't there or has no class of ours.
@@ -19,3 +21,5 @@ private:
 
 // The platform's own file source.  Throws std::runtime_error.
 [[nodiscard]] Microsoft::WRL::ComPtr<IClassFactory> StockFactory();
+
+}  // namespace bench

@@ -4,6 +4,8 @@
 
 #include <TvFileSourceAsync.h>
 
+namespace bench {
+
 using Microsoft::WRL::ComPtr;
 
 CFilterSource::CFilterSource(IClassFactory& factory) {
@@ -33,3 +35,5 @@ ComPtr<IStream> CFilterSource::Stream() const {
     Check(m_pin.As(&stream), "QueryInterface for IStream");
     return stream;
 }
+
+}  // namespace bench

@@ -8,6 +8,8 @@
 #include <strmif.h>
 #include <wrl/client.h>
 
+namespace bench {
+
 class CFilterSource final : public CContender {
 public:
     // An idle filter. Data flow is enabled where the filter has a gate for it.
@@ -26,3 +28,5 @@ private:
     Microsoft::WRL::ComPtr<IPin> m_pin;
     Microsoft::WRL::ComPtr<IAsyncReader> m_reader;
 };
+
+}  // namespace bench

@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+namespace bench {
+
 class CPageBuffer final {
 public:
     explicit CPageBuffer(SIZE_T bytes)
@@ -21,3 +23,5 @@ public:
 private:
     void* const m_memory;
 };
+
+}  // namespace bench

@@ -5,6 +5,8 @@
 #include <bit>
 #include <filesystem>
 
+namespace bench {
+
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -36,3 +38,5 @@ void CProductLibrary::Keep() const {
                                     reinterpret_cast<const wchar_t*>(m_library.Get()), &ignored),
                "GetModuleHandleEx");
 }
+
+}  // namespace bench

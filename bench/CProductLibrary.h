@@ -3,12 +3,14 @@
 // Lifetime: its objects must be gone before it goes.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 
 #include <windows.h>
 
 #include <unknwn.h>
 #include <wrl/client.h>
+
+namespace bench {
 
 class CProductLibrary final {
 public:
@@ -22,5 +24,7 @@ public:
     void Keep() const;
 
 private:
-    CAutoLibrary m_library;
+    base::CAutoLibrary m_library;
 };
+
+}  // namespace bench

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+namespace bench {
+
 namespace {
 
 std::string Text(const char* format, double value) {
@@ -69,3 +71,5 @@ bool CReport::PrintGoals() const {
     }
     return good;
 }
+
+}  // namespace bench

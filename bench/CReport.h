@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace bench {
+
 class CReport final {
 public:
     struct Row {
@@ -49,3 +51,5 @@ private:
     double m_whole = 0;
     std::vector<GoalLine> m_goals;
 };
+
+}  // namespace bench

@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+namespace bench {
+
 namespace {
 
 constexpr LONG kKiB = 1 << 10;
@@ -133,3 +135,5 @@ void BenchHttp(CReport& report, const CFilterLibrary& library, const CBenchFile&
     BenchRequests(report, library.Factory(), served, {buffer.Get(), kBlockBytes});
     BenchTransfers(report, library.Factory(), served, buffer.Get());
 }
+
+}  // namespace bench

@@ -1,10 +1,10 @@
+#include "base/ModuleFolder.h"
 #include "bench/BenchCheck.h"
 #include "bench/Benches.h"
 #include "bench/CFilterSource.h"
 #include "bench/Timing.h"
-#include "diagnostics/ModuleFolder.h"
-#include "framework/com/CMimeLibrary.h"
 #include "framework/streams/TKFStreams.h"
+#include "mime/CMimeLibrary.h"
 
 #include <uuids.h>
 
@@ -14,6 +14,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+namespace bench {
 
 using Microsoft::WRL::ComPtr;
 
@@ -112,7 +114,7 @@ void MeasureMemoryOfReads(CReport& report, IClassFactory& factory, const CBenchF
 // code.
 void MeasureDetection(CReport& report) {
     constexpr size_t kBytes = 64 * 1024;
-    const CMimeLibrary library(ModuleFolder(&kInThisProgram));
+    const mime::CMimeLibrary library(base::ModuleFolder(&kInThisProgram));
     IMimeTypeDictionary* const dictionary = library.Dictionary();
     if (!dictionary)
         throw std::runtime_error("no MIME dictionary");
@@ -128,7 +130,8 @@ void MeasureDetection(CReport& report) {
         ComPtr<IStream> stream;
         Check(::TKFCreateMemoryStream(content.data(), static_cast<LONGLONG>(content.size()), &stream),
               "TKFCreateMemoryStream");
-        worst = std::max(worst, BestTime([&] { static_cast<void>(TakeTexts(dictionary->Detect(stream.Get()))); }));
+        worst =
+            std::max(worst, BestTime([&] { static_cast<void>(mime::TakeTexts(dictionary->Detect(stream.Get()))); }));
     }
     report.AddGoal("detection in 64 KiB of the worst content", worst, CReport::Goal::AtMost, 1000, "us");
 }
@@ -141,3 +144,5 @@ void BenchLoads(CReport& report, const CFilterLibrary& library, const CBenchFile
     MeasureMemoryOfLoads(report, library.Factory(), file);
     MeasureMemoryOfReads(report, library.Factory(), file);
 }
+
+}  // namespace bench

@@ -1,8 +1,8 @@
 // A thread decides once whether it has a logger, and a timing site is decided by its first caller. So what is measured
 // without a logger and with one runs on threads of its own, over sites of its own.
+#include "base/CApartment.h"
 #include "bench/BenchCheck.h"
 #include "bench/Benches.h"
-#include "bench/CApartment.h"
 #include "bench/CBenchLogger.h"
 #include "bench/CFilterSource.h"
 #include "bench/Timing.h"
@@ -11,6 +11,8 @@
 #include <exception>
 #include <stdexcept>
 #include <thread>
+
+namespace bench {
 
 namespace {
 
@@ -23,7 +25,8 @@ void OnFreshThread(Body&& body) {
     std::exception_ptr failure;
     std::thread([&] {
         try {
-            const CApartment apartment;
+            const base::CApartment apartment(COINIT_MULTITHREADED);
+            Check(apartment.Result(), "CoInitializeEx");
             body();
         } catch (...) {
             failure = std::current_exception();
@@ -91,3 +94,5 @@ void BenchLogging(CReport& report, const CBenchFile& file) {
     report.AddPair("timing scope", without.timingScope, with.timingScope);
     report.AddPair("read of 188 bytes that the buffer has", without.packetRead, with.packetRead);
 }
+
+}  // namespace bench

@@ -4,6 +4,8 @@
 
 #include "bench/CBenchFile.h"
 
+namespace bench {
+
 // One read after the other, and from the start of the file again where it ends.
 class CSequentialPositions final {
 public:
@@ -40,3 +42,5 @@ private:
     ULONGLONG m_index;
     const ULONGLONG m_places;
 };
+
+}  // namespace bench

@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace bench {
+
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -133,3 +135,5 @@ void BenchReads(CReport& report, const CFilterLibrary& library, const CBenchFile
     report.Add({"random read, 4 KiB over 256 MiB", ours, stock, readFile, kRandomReadBytes});
     BenchSeeks(report, contenders.ours, file);
 }
+
+}  // namespace bench

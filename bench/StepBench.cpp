@@ -17,6 +17,8 @@
 #include <atomic>
 #include <cstring>
 
+namespace bench {
+
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -47,14 +49,14 @@ void ReadBytes(IStream& stream, void* buffer, LONG bytes) {
     Check(stream.Read(buffer, static_cast<ULONG>(bytes), nullptr), "IStream::Read");
 }
 
-double TimeFetch(const CStreamCookie& cookie) {
+double TimeFetch(const framework::CStreamCookie& cookie) {
     return BestTime([&] {
         ComPtr<IStream> fetched;
         Check(cookie.CopyTo(&fetched), "GetInterfaceFromGlobal");
     });
 }
 
-double TimeTableFetch(const CStreamCookie& cookie) {
+double TimeTableFetch(const framework::CStreamCookie& cookie) {
     ComPtr<IGlobalInterfaceTable> table;
     Check(::TKFGetGlobalInterfaceTable(&table), "Getting the Global Interface Table");
     return BestTime([&] {
@@ -81,7 +83,7 @@ double TimeThreeScopes() {
 }
 
 double TimeKernelEvent() {
-    const CAutoHandle event(::CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    const base::CAutoHandle event(::CreateEventW(nullptr, TRUE, TRUE, nullptr));
     return BestTime([&] { ::WaitForSingleObject(event.Get(), 0); });
 }
 
@@ -89,7 +91,7 @@ void BenchSmallRead(CReport& report, CFilterSource& ours, const CBenchFile& file
     const ComPtr<IStream> source = OpenFile(file);
     ComPtr<IStream> buffered;
     Check(::TKFCreateBufferedStream(source.Get(), &buffered), "TKFCreateBufferedStream");
-    CStreamCookie cookie;
+    framework::CStreamCookie cookie;
     Check(cookie.Attach(buffered.Get()), "RegisterInterfaceInGlobal");
     BYTE packet[kPacketBytes];
     ReadBytes(*buffered.Get(), packet, kPacketBytes);
@@ -173,3 +175,5 @@ void BenchSteps(CReport& report, const CFilterLibrary& library, const CBenchFile
     BenchLargeRead(report, ours, file);
     BenchRandomRead(report, ours, file);
 }
+
+}  // namespace bench

@@ -12,6 +12,8 @@
 #include <limits>
 #include <vector>
 
+namespace bench {
+
 class CStopwatch final {
 public:
     CStopwatch() noexcept : m_start(Ticks()) {}
@@ -86,3 +88,5 @@ template <class Operation>
     std::nth_element(times.begin(), middle, times.end());
     return *middle;
 }
+
+}  // namespace bench

@@ -1,15 +1,19 @@
 // The benchmark program: no arguments; prints a table and the goals.
 //
 // Exit codes: 0 every goal was reached; 1 one was missed; 2 the run broke off.
+#include "base/CApartment.h"
+#include "bench/BenchCheck.h"
 #include "bench/Benches.h"
-#include "bench/CApartment.h"
 
 #include <cstdio>
 #include <exception>
 
+using namespace bench;
+
 int wmain() {
     try {
-        const CApartment apartment;
+        const base::CApartment apartment(COINIT_MULTITHREADED);
+        Check(apartment.Result(), "CoInitializeEx");
         const CBenchFile file;
         CReport report;
         {

@@ -1,11 +1,13 @@
 #include "dataservices/Accessors.h"
 
-#include "dataservices/CFolder.h"
-#include "dataservices/CObjectMetaData.h"
-#include "dataservices/CParentInfo.h"
-#include "dataservices/CSourceInfo.h"
 #include "dataservices/CStreamCreator.h"
 #include "dataservices/ComMethod.h"
+#include "dataservices/directories/CFolder.h"
+#include "dataservices/directories/CParentInfo.h"
+#include "dataservices/properties/CObjectMetaData.h"
+#include "dataservices/properties/CSourceInfo.h"
+
+namespace dataservices {
 
 HRESULT OpenLocationAs(const Location& location, const std::wstring& accessorId, VARIANT* accessor) {
     const bool isFolder = location.kind == Location::Kind::Folder;
@@ -29,3 +31,5 @@ HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VAR
     const HRESULT hr = FindLocation(isCurrentFolder ? L".\\" : name, &location);
     return FAILED(hr) ? hr : OpenLocationAs(location, accessorId, accessor);
 }
+
+}  // namespace dataservices

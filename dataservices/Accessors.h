@@ -10,7 +10,11 @@
 
 #include <oaidl.h>
 
+namespace dataservices {
+
 [[nodiscard]] HRESULT OpenLocationAs(const Location& location, const std::wstring& accessorId, VARIANT* accessor);
 
 // `name` as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindLocation, too.
 [[nodiscard]] HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor);
+
+}  // namespace dataservices

@@ -10,7 +10,9 @@
 
 #include <optional>
 
-class CReadOnlyStream : public CComObjectBase<IStream, ISequentialStream> {
+namespace dataservices {
+
+class CReadOnlyStream : public framework::CComObjectBase<IStream, ISequentialStream> {
 public:
     // ISequentialStream
     STDMETHODIMP Write(const void*, ULONG, ULONG* bytesWritten) noexcept final {  // STG_E_ACCESSDENIED
@@ -25,7 +27,7 @@ public:
     STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                         ULARGE_INTEGER* bytesWritten) noexcept final {
         HRESULT read = S_OK;
-        const HRESULT hr = CopyInBlocks(*this, target, cb, bytesRead, bytesWritten, &read);
+        const HRESULT hr = framework::CopyInBlocks(*this, target, cb, bytesRead, bytesWritten, &read);
         return FAILED(read) ? read : hr;
     }
     STDMETHODIMP Commit(DWORD) noexcept final { return S_OK; }  // nothing is ever outstanding
@@ -53,3 +55,5 @@ protected:
 
     static constexpr ULONGLONG kLastPosition = 0x7FFFFFFFFFFFFFFF;
 };
+
+}  // namespace dataservices

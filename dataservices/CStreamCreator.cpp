@@ -3,6 +3,8 @@
 #include "dataservices/ComMethod.h"
 #include "dataservices/OpenStream.h"
 
+namespace dataservices {
+
 namespace {
 
 constexpr unsigned long kReadAndWrite = TKDS_ACCESS_READ | TKDS_ACCESS_WRITE;
@@ -39,3 +41,5 @@ HRESULT CStreamCreator::Open(bool isValid, unsigned long access, unsigned long s
         return isValid && (share & ~kAllShares) == 0 ? OpenStream(m_location, access, share, stream) : E_INVALIDARG;
     });
 }
+
+}  // namespace dataservices

@@ -10,6 +10,8 @@
 
 #include "TKDataServices.h"
 
+namespace dataservices {
+
 class CStreamCreator final : public CTwoInterfaceObject<ITKDSCreateStream, ITKDSCreateWritableStream> {
 public:
     explicit CStreamCreator(Location location) noexcept : m_location(std::move(location)) {}
@@ -31,3 +33,5 @@ private:
 
     const Location m_location;
 };
+
+}  // namespace dataservices

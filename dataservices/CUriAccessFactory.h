@@ -7,9 +7,13 @@
 
 #include "TKDataServices.h"
 
-class CUriAccessFactory final : public CComObjectBase<ITKDSUriAccessFactory> {
+namespace dataservices {
+
+class CUriAccessFactory final : public framework::CComObjectBase<ITKDSUriAccessFactory> {
 public:
     // ITKDSUriAccessFactory
     // Results: those of FindLocation and OpenLocationAs.
     STDMETHODIMP OpenUriAs(BSTR uri, BSTR accessorId, VARIANT* accessor) noexcept override;
 };
+
+}  // namespace dataservices

@@ -7,9 +7,9 @@
 // Threads: any.  Errors: all but ComMethod may throw what ComBoundary knows; a result that they fill stays clear then.
 #pragma once
 
+#include "base/CBstr.h"
+#include "base/ComBoundary.h"
 #include "dataservices/Results.h"
-#include "diagnostics/CBstr.h"
-#include "diagnostics/ComBoundary.h"
 #include "framework/com/CComObjectBase.h"
 
 #include <oleauto.h>
@@ -20,13 +20,15 @@
 #include <utility>
 #include <vector>
 
+namespace dataservices {
+
 // Clears `*result`, then runs `body`, which returns a HRESULT.  E_POINTER: `result` is null.
 template <class Result, class Body>
 [[nodiscard]] HRESULT ComMethod(Result* result, Body&& body) noexcept {
     if (!result)
         return E_POINTER;
     *result = {};
-    return ComBoundary(std::forward<Body>(body));
+    return base::ComBoundary(std::forward<Body>(body));
 }
 
 // The text of a caller; null is empty. Throws CAtlException carrying E_INVALIDARG for one that has a NUL inside, of
@@ -34,12 +36,12 @@ template <class Result, class Body>
 [[nodiscard]] inline std::wstring TextOf(BSTR text) {
     std::wstring copy(text ? text : L"", ::SysStringLen(text));
     if (copy.find(L'\0') != copy.npos)
-        throw CAtlException(E_INVALIDARG);
+        throw base::CAtlException(E_INVALIDARG);
     return copy;
 }
 
 [[nodiscard]] inline HRESULT GiveText(std::wstring_view text, BSTR* to) {
-    *to = CBstr(text).Detach();
+    *to = base::CBstr(text).Detach();
     return S_OK;
 }
 
@@ -54,7 +56,7 @@ template <class Result, class Body>
 template <class T, class Interface, class... Arguments>
 [[nodiscard]] HRESULT GiveNew(Interface** to, Arguments&&... arguments) {
     Microsoft::WRL::ComPtr<T> made;
-    const HRESULT hr = MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
+    const HRESULT hr = framework::MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
     if (SUCCEEDED(hr))
         *to = made.Detach();
     return hr;
@@ -64,7 +66,7 @@ template <class T, class Interface, class... Arguments>
 template <class T, class... Arguments>
 [[nodiscard]] HRESULT GiveNew(VARIANT* to, Arguments&&... arguments) {
     Microsoft::WRL::ComPtr<T> made;
-    HRESULT hr = MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
+    HRESULT hr = framework::MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
     void* unknown = nullptr;
     if (SUCCEEDED(hr))
         hr = made->QueryInterface(__uuidof(IUnknown), &unknown);
@@ -74,3 +76,5 @@ template <class T, class... Arguments>
     to->punkVal = static_cast<IUnknown*>(unknown);
     return S_OK;
 }
+
+}  // namespace dataservices

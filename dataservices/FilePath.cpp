@@ -1,9 +1,11 @@
 #include "dataservices/FilePath.h"
 
-#include "diagnostics/CAutoDestructor.h"
-#include "diagnostics/LongPath.h"
+#include "base/CAutoDestructor.h"
+#include "base/LongPath.h"
 
 #include <algorithm>
+
+namespace dataservices {
 
 namespace {
 
@@ -19,7 +21,7 @@ constexpr std::wstring_view kLiteral = LR"(\\?\)", kLiteralShare = LR"(\\?\UNC\)
 }  // namespace
 
 HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal) {
-    const std::wstring full = FullPathOf(path);
+    const std::wstring full = base::FullPathOf(path);
     if (full.starts_with(kDevice))
         return E_INVALIDARG;
     std::wstring made;
@@ -42,7 +44,7 @@ HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal) {
 std::wstring ReadablePath(const std::wstring& literal) {
     const std::wstring readable = IsLiteralShare(literal) ? std::wstring(kShare) + literal.substr(kLiteralShare.size())
                                                           : literal.substr(kLiteral.size());
-    return FullPathOf(readable) == readable ? readable : literal;
+    return base::FullPathOf(readable) == readable ? readable : literal;
 }
 
 size_t RootLength(std::wstring_view literal) {
@@ -61,7 +63,7 @@ std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name)
 
 std::wstring ListedName(const std::wstring& literal) {
     WIN32_FIND_DATAW data{};
-    const CAutoFind search(::FindFirstFileW(literal.c_str(), &data));
+    const base::CAutoFind search(::FindFirstFileW(literal.c_str(), &data));
     return search ? data.cFileName : literal.substr(literal.rfind(L'\\') + 1);  // it has just been renamed
 }
 
@@ -69,3 +71,5 @@ bool IsFileName(std::wstring_view name) noexcept {
     // The platform takes '"', '<' and '>' for patterns too.
     return !name.empty() && name != L"." && name != L".." && name.find_first_of(LR"(\/:*?"<>|)") == name.npos;
 }
+
+}  // namespace dataservices

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+namespace dataservices {
+
 // From a path as people write it, relative ones included. A backslash at its end goes, except behind a root.
 // E_INVALIDARG: it names a device.
 [[nodiscard]] HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal);
@@ -27,3 +29,5 @@
 
 // Whether `name` can be that of a file in a folder: it is not empty, leads nowhere else, and is no pattern.
 [[nodiscard]] bool IsFileName(std::wstring_view name) noexcept;
+
+}  // namespace dataservices

@@ -4,6 +4,8 @@
 #include "dataservices/Results.h"
 #include "framework/uri/CTKFUri.h"
 
+namespace dataservices {
+
 namespace {
 
 [[nodiscard]] HRESULT FindFile(const CTKFUri& uri, Location* location) {
@@ -72,3 +74,5 @@ std::wstring UriOf(const Location& location) {
     }
     return location.text;
 }
+
+}  // namespace dataservices

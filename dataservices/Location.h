@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace dataservices {
+
 struct Location {
     enum class Kind { File, Folder, Http, Data };
 
@@ -26,3 +28,5 @@ struct Location {
 
 // A URI that leads here again. Credentials are not in it: people see it, and it is written down.
 [[nodiscard]] std::wstring UriOf(const Location& location);
+
+}  // namespace dataservices

@@ -1,11 +1,13 @@
 // The DLL's entry points, and the classes that it serves.
 #include "baseclasses/DllSetup.h"
-#include "dataservices/CMetaDataExtractionOptions.h"
-#include "dataservices/CMetaDataReader.h"
-#include "dataservices/CStringList.h"
 #include "dataservices/CUriAccessFactory.h"
-#include "dataservices/CVirtualDirectoryFactory.h"
 #include "dataservices/NewObject.h"
+#include "dataservices/directories/CVirtualDirectoryFactory.h"
+#include "dataservices/properties/CMetaDataExtractionOptions.h"
+#include "dataservices/properties/CMetaDataReader.h"
+#include "dataservices/properties/CStringList.h"
+
+using namespace dataservices;
 
 CFactoryTemplate g_Templates[] = {
     {L"Tavel data services: access by URI", &CLSID_TKDSUriAccessFactory, &NewObject<CUriAccessFactory>, nullptr,

@@ -10,13 +10,15 @@
 
 #include <new>
 
+namespace dataservices {
+
 // Stands for a T while the class factory asks it for an interface, and goes once it has.
 template <class T>
 class CNewObject final : public CUnknown {
 public:
     // CLASS_E_NOAGGREGATION in `*phr`: there is an `outer`; the framework's objects can't be a part of another one.
     CNewObject(IUnknown* outer, HRESULT* phr) noexcept : CUnknown(L"New object", nullptr) {
-        const HRESULT hr = outer ? CLASS_E_NOAGGREGATION : MakeComObject<T>(m_object.GetAddressOf());
+        const HRESULT hr = outer ? CLASS_E_NOAGGREGATION : framework::MakeComObject<T>(m_object.GetAddressOf());
         if (FAILED(hr))
             *phr = hr;
     }
@@ -33,3 +35,5 @@ template <class T>
 CUnknown* CALLBACK NewObject(IUnknown* outer, HRESULT* phr) {
     return new (std::nothrow) CNewObject<T>(outer, phr);
 }
+
+}  // namespace dataservices

@@ -1,13 +1,15 @@
 #include "dataservices/OpenStream.h"
 
-#include "dataservices/DataUri.h"
+#include "base/CAutoDestructor.h"
 #include "dataservices/FilePath.h"
 #include "dataservices/Results.h"
+#include "dataservices/data/DataUri.h"
 #include "dataservices/http/CHttpStream.h"
-#include "diagnostics/CAutoDestructor.h"
 #include "framework/streams/CLocalFileSystemStream.h"
 
 #include "TKDataServices.h"
+
+namespace dataservices {
 
 namespace {
 
@@ -18,7 +20,7 @@ namespace {
 // The framework's stream has one failure for most reasons; the platform is asked again for the one that it is.
 [[nodiscard]] HRESULT ReasonOfFailure(const std::wstring& path, unsigned long access, unsigned long share,
                                       HRESULT failure) {
-    const CAutoHandle file(::CreateFileW(
+    const base::CAutoHandle file(::CreateFileW(
         path.c_str(), BitIf(access & TKDS_ACCESS_READ, GENERIC_READ) | BitIf(access & TKDS_ACCESS_WRITE, GENERIC_WRITE),
         BitIf(share & TKDS_SHARE_READ, FILE_SHARE_READ) | BitIf(share & TKDS_SHARE_WRITE, FILE_SHARE_WRITE), nullptr,
         OPEN_EXISTING, 0, nullptr));
@@ -45,9 +47,11 @@ HRESULT OpenStream(const Location& location, unsigned long access, unsigned long
         case Location::Kind::Folder:
             return E_NOINTERFACE;
         case Location::Kind::Http:
-            return writes ? STG_E_ACCESSDENIED : CreateHttpStream(location.text.c_str(), stream);
+            return writes ? STG_E_ACCESSDENIED : http::CreateHttpStream(location.text.c_str(), stream);
         case Location::Kind::Data:
             return writes ? STG_E_ACCESSDENIED : CreateDataUriStream(location.text.c_str(), stream);
     }
     return E_UNEXPECTED;
 }
+
+}  // namespace dataservices

@@ -7,6 +7,8 @@
 
 #include <objidl.h>
 
+namespace dataservices {
+
 // `access` and `share` are combinations of TKDS_ACCESS and TKDS_SHARE; how others share what is not a file is not ours
 // to say. The stream stands at its start. `*stream` is null on failure.
 //
@@ -14,3 +16,5 @@
 // E_NOINTERFACE: a folder has no content.  STG_E_ACCESSDENIED: what is no file can't be written.
 // Otherwise as CreateHttpStream and CreateDataUriStream.
 [[nodiscard]] HRESULT OpenStream(const Location& location, unsigned long access, unsigned long share, IStream** stream);
+
+}  // namespace dataservices

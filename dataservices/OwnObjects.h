@@ -8,6 +8,8 @@
 
 #include "TKDataServices.h"
 
+namespace dataservices {
+
 // Answered by CMetaData.
 MIDL_INTERFACE("6B0A2C0E-5F0D-4B4F-9A55-0C2A6C3B7D41")
 IOwnMetaData : public ITKDSMetaData {
@@ -22,7 +24,9 @@ IOwnVirtualDirectoryItem : public ITKDSVirtualDirectoryItem {
     STDMETHOD_(const wchar_t*, Uri)() noexcept = 0;
 };
 
+}  // namespace dataservices
+
 #ifdef __CRT_UUID_DECL  // the compilers that don't read the identifiers above
-__CRT_UUID_DECL(IOwnMetaData, 0x6B0A2C0E, 0x5F0D, 0x4B4F, 0x9A, 0x55, 0x0C, 0x2A, 0x6C, 0x3B, 0x7D, 0x41)
-__CRT_UUID_DECL(IOwnVirtualDirectoryItem, 0x6B0A2C0E, 0x5F0D, 0x4B4F, 0x9A, 0x55, 0x0C, 0x2A, 0x6C, 0x3B, 0x7D, 0x42)
+__CRT_UUID_DECL(dataservices::IOwnMetaData, 0x6B0A2C0E, 0x5F0D, 0x4B4F, 0x9A, 0x55, 0x0C, 0x2A, 0x6C, 0x3B, 0x7D, 0x41)
+__CRT_UUID_DECL(dataservices::IOwnVirtualDirectoryItem, 0x6B0A2C0E, 0x5F0D, 0x4B4F, 0x9A, 0x55, 0x0C, 0x2A, 0x6C, 0x3B, 0x7D, 0x42)
 #endif

@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+namespace dataservices {
+
 inline constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80040001);
 inline constexpr HRESULT kExistsAlready = static_cast<HRESULT>(0x80040002);
 inline constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
@@ -29,3 +31,5 @@ inline constexpr HRESULT kOutOfRange = static_cast<HRESULT>(0x80040006);
             return HRESULT_FROM_WIN32(error);
     }
 }
+
+}  // namespace dataservices

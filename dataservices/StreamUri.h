@@ -7,6 +7,10 @@
 
 #include <string>
 
+namespace dataservices {
+
 // The URI of what the stream gives as its name, if that is an http URL or a full path. Empty: the stream has no name,
 // or one that means something only to whoever gave it.
 [[nodiscard]] std::wstring UriOfStream(IStream& stream);
+
+}  // namespace dataservices

@@ -4,7 +4,7 @@
 // that is stored first stays.
 #pragma once
 
-#include "diagnostics/CCriticalSection.h"
+#include "base/CCriticalSection.h"
 
 #include <map>
 #include <optional>
@@ -25,7 +25,7 @@ public:
     void Store(Key key, LONG answer);
 
 private:
-    CCriticalSection m_lock;  // guards the map; never held while anyone is asked
+    base::CCriticalSection m_lock;  // guards the map; never held while anyone is asked
     std::map<Key, LONG> m_answers;
 };
 

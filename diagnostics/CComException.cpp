@@ -1,8 +1,9 @@
 #include "diagnostics/CComException.h"
 
-#include "diagnostics/CBstr.h"
-#include "diagnostics/ComBoundary.h"
-#include "diagnostics/ForeignCalls.h"
+#include "base/CBstr.h"
+#include "base/ComBoundary.h"
+#include "base/ForeignCalls.h"
+#include "base/FormatText.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogSite.h"
 
@@ -19,7 +20,7 @@ std::wstring OrEmpty(const wchar_t* text) {
 std::wstring SystemMessageOf(HRESULT hr) {
     std::wstring text = TKRuntimeLogger::SystemText(hr, 0);
     if (text.size() < 2 || text.back() != L'\n')
-        return TKRuntimeLogger::FormatLogString(L"Unknown error 0x%0lX", static_cast<unsigned long>(hr));
+        return base::FormatText(L"Unknown error 0x%0lX", static_cast<unsigned long>(hr));
     text.pop_back();
     if (text.back() == L'\r')
         text.pop_back();
@@ -38,8 +39,8 @@ std::string Narrow(const std::wstring& text) {
 // False: the call fails, throws or gives null; `text` is as it was.
 template <class Method>
 bool ReadText(IErrorInfo& info, Method method, std::wstring& text) {
-    CBstr read;
-    if (FAILED(ComBoundary([&] { return Receive(read, &info, method); })))
+    base::CBstr read;
+    if (FAILED(base::ComBoundary([&] { return base::Receive(read, &info, method); })))
         return false;
     text = read.View();
     return true;
@@ -65,6 +66,11 @@ const char* CComException::what() const noexcept {
     }
 }
 
+HRESULT CComException::Report() const noexcept {
+    static_cast<void>(RestoreErrorInfo());  // most hold none
+    return m_result;
+}
+
 HRESULT CComException::RestoreErrorInfo() const noexcept {
     return m_errorInfo ? ::SetErrorInfo(0, m_errorInfo.Get()) : E_FAIL;
 }
@@ -88,10 +94,10 @@ bool CComException::ReadErrorInfo() const {
     ReadText(info, &IErrorInfo::GetHelpFile, m_helpFile);
     ReadText(info, &IErrorInfo::GetSource, m_source);
     DWORD helpContext = 0;
-    if (SUCCEEDED(ComBoundary([&] { return info.GetHelpContext(&helpContext); })))
+    if (SUCCEEDED(base::ComBoundary([&] { return info.GetHelpContext(&helpContext); })))
         m_helpContext = helpContext;
     GUID interfaceId{};
-    if (SUCCEEDED(ComBoundary([&] { return info.GetGUID(&interfaceId); })))
+    if (SUCCEEDED(base::ComBoundary([&] { return info.GetGUID(&interfaceId); })))
         m_interfaceId = interfaceId;
     return described;
 }

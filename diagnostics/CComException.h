@@ -12,6 +12,8 @@
 // Errors: reading throws std::bad_alloc or CAtlException when memory is out, except what(), and starts anew next time.
 #pragma once
 
+#include "base/CResultException.h"
+
 #include <windows.h>
 
 #include <oaidl.h>
@@ -20,7 +22,7 @@
 #include <exception>
 #include <string>
 
-class CComException : public std::exception {
+class CComException : public std::exception, public base::CResultException {
 public:
     // `errorInfo` may be null.
     CComException(HRESULT hr, IErrorInfo* errorInfo);
@@ -30,6 +32,9 @@ public:
                   const wchar_t* source);
 
     [[nodiscard]] HRESULT GetResult() const noexcept { return m_result; }
+
+    // The result code; the error info object, if there is one, becomes the thread's.
+    [[nodiscard]] HRESULT Report() const noexcept override;
 
     // The system message in the ANSI code page of the thread that reads first. A fixed text when memory is out.
     [[nodiscard]] const char* what() const noexcept override;

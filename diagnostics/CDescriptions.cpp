@@ -1,5 +1,7 @@
 #include "diagnostics/CDescriptions.h"
 
+#include "base/FormatText.h"
+
 #include <objbase.h>
 
 namespace TKRuntimeLogger {
@@ -20,7 +22,7 @@ CLongDescriptions::CLongDescriptions(std::wstring typeName, Names names, bool ra
                     rawOnly) {}
 
 std::wstring CLongDescriptions::DefaultText(const long& key) const {
-    return FormatLogString(L"0x%08X / %d", key, key);
+    return base::FormatText(L"0x%08X / %d", key, key);
 }
 
 // The codes are written out: those of the user range are values that other components of the family send and expect.

@@ -1,6 +1,6 @@
 #include "diagnostics/CDiagnosticRegistration.h"
 
-#include "diagnostics/CCriticalSection.h"
+#include "base/CSlimLock.h"
 
 #include <mutex>
 
@@ -8,7 +8,7 @@ namespace TKRuntimeLogger {
 namespace {
 
 // Guards the links of all registrations. Nothing is called under it.
-constinit CSlimLock g_lock;
+constinit base::CSlimLock g_lock;
 constinit CDiagnosticRegistration* g_newest = nullptr;
 
 }  // namespace

@@ -1,7 +1,10 @@
 #include "diagnostics/CLogToFile.h"
 
+#include "base/ComBoundary.h"
+#include "base/FormatText.h"
+#include "base/LongPath.h"
+#include "base/Utf8Text.h"
 #include "diagnostics/LogSite.h"
-#include "diagnostics/LongPath.h"
 
 #include <algorithm>
 #include <atomic>
@@ -17,7 +20,7 @@ constexpr wchar_t kValueName[] = L"LogFile";
 
 // The path from the registry; empty if there is none.
 std::wstring ReadLogFilePath() {
-    CAutoRegistryKey key;
+    base::CAutoRegistryKey key;
     if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKeyPath, 0, KEY_QUERY_VALUE, key.Put()) != ERROR_SUCCESS)
         return {};
     DWORD type = REG_NONE;
@@ -35,25 +38,16 @@ std::wstring ReadLogFilePath() {
     return path.data();
 }
 
-std::string ToUtf8(const std::wstring& text) {
-    if (text.size() > std::numeric_limits<int>::max() / 3)  // no character takes more than three bytes
-        return {};
-    std::string bytes(text.size() * 3, '\0');
-    const int length = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                                             static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-    return bytes;
-}
-
 // Opened for reading too, since only a readable or writable file can be locked; where that is refused, appending must
 // do.
-CAutoHandle OpenForAppend(const std::wstring& path) {
+base::CAutoHandle OpenForAppend(const std::wstring& path) {
     // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of the file as it is then, whoever else
     // writes.
     constexpr DWORD kAppend = FILE_APPEND_DATA | SYNCHRONIZE;
     for (const DWORD access : {kAppend | FILE_READ_DATA, kAppend}) {
-        CAutoHandle file(::CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                       nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        base::CAutoHandle file(::CreateFileW(path.c_str(), access,
+                                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                             OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (file)
             return file;
     }
@@ -120,16 +114,14 @@ const wchar_t* OrEmpty(const wchar_t* text) noexcept {
 }  // namespace
 
 CLogToFile::CLogToFile() noexcept {
-    try {
+    base::RunQuietly([&] {
         const std::wstring path = ReadLogFilePath();
         if (path.empty())
             return;
-        m_path = FullPathOf(path);
-        m_file = OpenForAppend(OpenablePath(m_path));
+        m_path = base::FullPathOf(path);
+        m_file = OpenForAppend(base::OpenablePath(m_path));
         m_enabled = static_cast<bool>(m_file);
-    } catch (...) {
-        // Out of memory: there is no log file.
-    }
+    });  // out of memory: there is no log file
 }
 
 STDMETHODIMP CLogToFile::QueryInterface(REFIID, void** object) noexcept {
@@ -143,22 +135,17 @@ STDMETHODIMP CLogToFile::Log(LONG severity, BSTR category, ULONG processId, ULON
                              BSTR function, BSTR message) noexcept {
     if (!m_enabled)
         return S_OK;
-    try {
-        std::wstring text = FormatLogString(
+    base::RunQuietly([&] {
+        std::wstring text = base::FormatText(
             L"SEV: %d, CAT: %s, PID: %d, TID: %d, FILE: %s, LINE: %d, FUNC: %s, MSG: %s", severity, OrEmpty(category),
             processId, threadId, OrEmpty(file), line, OrEmpty(function), OrEmpty(message));
         std::replace(text.begin(), text.end(), L'\r', L'\u240D');
         std::replace(text.begin(), text.end(), L'\n', L'\u240A');
-        const std::string record = ToUtf8(text);
-        if (record.empty())
-            return S_OK;
-        const std::string bytes = record + "\r\n";
+        const std::string bytes = base::Utf8OfWide(text) + "\r\n";
         DWORD written = 0;
         const CAppendTurn turn(m_file.Get(), m_turnsSuspendedUntilMs);
         ::WriteFile(m_file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    } catch (...) {
-        // Out of memory: the line is lost.
-    }
+    });  // out of memory: the line is lost
     return S_OK;
 }
 

@@ -17,7 +17,7 @@
 // written is lost.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 
 #include <objbase.h>
 
@@ -60,7 +60,7 @@ public:
 
 private:
     std::wstring m_path;
-    CAutoHandle m_file;
+    base::CAutoHandle m_file;
     bool m_enabled = false;
     std::atomic<ULONGLONG> m_turnsSuspendedUntilMs{0};  // see CAppendTurn; in the tick count of the system
 };

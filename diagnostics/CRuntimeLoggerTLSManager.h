@@ -4,7 +4,7 @@
 // with each thread's first record and stay until the module is unloaded, whether or not the thread has ended.
 #pragma once
 
-#include "diagnostics/CCriticalSection.h"
+#include "base/CCriticalSection.h"
 #include "diagnostics/CTKRuntimeLoggerAPI.h"
 
 #include <memory>
@@ -30,7 +30,7 @@ private:
     // Guards the making of front ends and the set. It is held while COM and a foreign logger are called: a thread of
     // the same process that serves such a call must not wait for this lock, that is, not write its own first record
     // meanwhile.
-    CCriticalSection m_creation;
+    base::CCriticalSection m_creation;
     std::set<std::unique_ptr<CTKRuntimeLoggerAPI>> m_frontEnds;
 };
 

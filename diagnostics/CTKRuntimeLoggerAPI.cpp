@@ -1,9 +1,10 @@
 #include "diagnostics/CTKRuntimeLoggerAPI.h"
 
+#include "base/CBstr.h"
+#include "base/ComBoundary.h"
+#include "base/ForeignCalls.h"
+#include "base/FormatText.h"
 #include "diagnostics/CAnswerCache.h"
-#include "diagnostics/CBstr.h"
-#include "diagnostics/ComBoundary.h"
-#include "diagnostics/ForeignCalls.h"
 #include "diagnostics/LogSite.h"
 
 #include <cstdarg>
@@ -27,7 +28,7 @@ CTKRuntimeLoggerAPI::CTKRuntimeLoggerAPI(ITKRuntimeLogger* fallback) noexcept
     LARGE_INTEGER frequency{};
     ::QueryPerformanceFrequency(&frequency);
     m_frequency = frequency.QuadPart;
-    RunQuietly([&] { FindService(); });
+    base::RunQuietly([&] { FindService(); });
     if (!m_logger)
         m_logger = fallback;
 }
@@ -41,9 +42,9 @@ void CTKRuntimeLoggerAPI::FindService() {
         return;
     // Each that fails stays null. A service of another process whose interfaces have no proxy here fails them all, and
     // is none.
-    static_cast<void>(QueryFor(*service.Get(), SlotOf(m_logger)));
-    static_cast<void>(QueryFor(*service.Get(), SlotOf(m_questioner)));
-    static_cast<void>(QueryFor(*service.Get(), SlotOf(m_dumpWriter)));
+    static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_logger)));
+    static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_questioner)));
+    static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_dumpWriter)));
 }
 
 void CTKRuntimeLoggerAPI::AbandonReferences() noexcept {
@@ -56,8 +57,8 @@ void CTKRuntimeLoggerAPI::Log(LONG severity, const wchar_t* category, const wcha
                               const wchar_t* function, const wchar_t* message) {
     if (!m_logger)
         return;
-    const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    RunQuietly([&] {
+    const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
+    base::RunQuietly([&] {
         m_logger->Log(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line, functionText.Get(),
                       messageText.Get());
     });
@@ -68,8 +69,8 @@ void CTKRuntimeLoggerAPI::LogProfile(LONG severity, const wchar_t* category, con
                                      double firstDuration, double maximumDuration, double totalDuration) {
     if (!m_logger)
         return;
-    const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    RunQuietly([&] {
+    const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
+    base::RunQuietly([&] {
         m_logger->LogProfile(severity, categoryText.Get(), m_processId, fileText.Get(), line, functionText.Get(),
                              messageText.Get(), count, firstDuration, maximumDuration, totalDuration);
     });
@@ -80,8 +81,8 @@ void CTKRuntimeLoggerAPI::LogExplicit(LONG severity, const wchar_t* category, UL
                                       const wchar_t* message, BYTE flag) {
     if (!m_logger)
         return;
-    const CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    RunQuietly([&] {
+    const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
+    base::RunQuietly([&] {
         m_logger->LogExplicit(severity, categoryText.Get(), value1, value2, fileText.Get(), line, value3,
                               functionText.Get(), messageText.Get(), flag ? VARIANT_TRUE : VARIANT_FALSE);
     });
@@ -102,11 +103,11 @@ LONG CTKRuntimeLoggerAPI::AskQuestion(LONG severity, const wchar_t* category, co
         if (const auto answer = CAnswerCache::Instance().Find(key))
             return *answer;
     }
-    const CBstr categoryText(category), fileText(file), functionText(function), questionText(question),
+    const base::CBstr categoryText(category), fileText(file), functionText(function), questionText(question),
         secondTextText(secondText);
     LONG answer = defaultAnswer;
     HRESULT hr = E_FAIL;
-    RunQuietly([&] {
+    base::RunQuietly([&] {
         hr = m_questioner->AskQuestion(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
                                        functionText.Get(), questionText.Get(), secondTextText.Get(), defaultAnswer,
                                        &answer);
@@ -122,12 +123,13 @@ void CTKRuntimeLoggerAPI::LogWithDump(LONG severity, const wchar_t* category, co
                                       const wchar_t* function, const wchar_t* message, ...) {
     va_list arguments;
     va_start(arguments, message);
-    const std::wstring formatted = FormatLogStringV(message, arguments);
+    const std::wstring formatted = base::FormatTextV(message, arguments);
     va_end(arguments);
     if (m_dumpWriter) {
-        const CBstr categoryText(category), fileText(file), functionText(function), messageText(formatted.c_str());
+        const base::CBstr categoryText(category), fileText(file), functionText(function),
+            messageText(formatted.c_str());
         HRESULT hr = E_FAIL;
-        RunQuietly([&] {
+        base::RunQuietly([&] {
             hr = m_dumpWriter->LogWithDump(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
                                            functionText.Get(), messageText.Get());
         });

@@ -1,5 +1,6 @@
 #include "diagnostics/CTKRuntimeLoggerProfilesCollector.h"
 
+#include "base/CSlimLock.h"
 #include "diagnostics/CTimingScope.h"
 
 #include <cstdlib>
@@ -9,7 +10,7 @@
 namespace TKRuntimeLogger {
 namespace {
 
-constinit CSlimLock g_creation;
+constinit base::CSlimLock g_creation;
 constinit std::atomic<CTKRuntimeLoggerProfilesCollector*> g_collector{nullptr};
 constinit std::atomic<bool> g_destroyed{false};
 

@@ -3,7 +3,7 @@
 // Reports fall after 1, 1, 2, 3, 4, ... finished scopes: frequent at the start of a process, ever rarer later.
 #pragma once
 
-#include "diagnostics/CCriticalSection.h"
+#include "base/CCriticalSection.h"
 #include "diagnostics/ITKRuntimeLoggerProfilesCollector.h"
 
 #include <atomic>
@@ -28,7 +28,7 @@ private:
     std::atomic<ULONG> m_reportThreshold{0};
 
     // Guards the set. ReportAll calls the logger while it holds it, so that reports of two threads don't mix.
-    CCriticalSection m_lock;
+    base::CCriticalSection m_lock;
     std::set<CProfile*> m_profiles;
 };
 

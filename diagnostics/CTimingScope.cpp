@@ -1,6 +1,7 @@
 #include "diagnostics/CTimingScope.h"
 
-#include "diagnostics/CCriticalSection.h"
+#include "base/CSlimLock.h"
+#include "base/ComBoundary.h"
 #include "diagnostics/CTKRuntimeLoggerProfilesCollector.h"
 #include "diagnostics/LogSite.h"
 
@@ -11,7 +12,7 @@ namespace TKRuntimeLogger {
 namespace {
 
 // Serialises the decisions of all sites. Nothing foreign is called under it, only memory is allocated.
-constinit CSlimLock g_decision;
+constinit base::CSlimLock g_decision;
 
 std::unique_ptr<CProfile> MakeProfile(const LogSource& source, LONG line, const wchar_t* function,
                                       const wchar_t* message) {
@@ -68,7 +69,7 @@ LONGLONG CTimingScope::Now() noexcept {
 }
 
 void CTimingScope::Finish() const noexcept {
-    const CLastErrorKeeper lastError;
+    const base::CLastErrorKeeper lastError;
     const LONGLONG elapsed = Now() - m_startTicks;
     // A scope that outlives the collector, in the destructor of some static object, has lost its profile.
     if (Detail::ProfilesAlive())
@@ -94,16 +95,14 @@ void ReportProfile(const CProfile& profile) noexcept {
 void ReportProfile(const CProfile& profile, ITKRuntimeLoggerAPI& logger) noexcept {
     const LONGLONG ticksPerSecond = logger.GetFrequency();
     const double frequency = ticksPerSecond != 0 ? static_cast<double>(ticksPerSecond) : 1.0;
-    try {
+    base::RunQuietly([&] {
         logger.LogProfile(profile.severity, profile.category.c_str(), profile.file.c_str(), profile.line,
                           profile.function.c_str(), profile.message.c_str(),
                           profile.count.load(std::memory_order_relaxed),
                           static_cast<double>(profile.firstDurationTicks) / frequency,
                           static_cast<double>(profile.maximumTicks.load(std::memory_order_relaxed)) / frequency,
                           static_cast<double>(profile.totalTicks.load(std::memory_order_relaxed)) / frequency);
-    } catch (...) {
-        // Out of memory: the figures are cumulative, so the next report has them.
-    }
+    });  // out of memory: the figures are cumulative, so the next report has them
 }
 
 }  // namespace TKRuntimeLogger

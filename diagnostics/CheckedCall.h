@@ -10,7 +10,7 @@
 // The caller gets the result of the call in every case: out of memory loses no more than the record.
 #pragma once
 
-#include "diagnostics/ComBoundary.h"
+#include "base/ComBoundary.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogTypes.h"
 
@@ -34,7 +34,7 @@ void LogError(const LogSource& source, LONG line, const wchar_t* function, const
 // The same with the text given: code formatters re-space source text, and the log's texts are looked for by people.
 #define TK_CHECK_CALL_AS(source, function, hr, call, text)                            \
     do {                                                                              \
-        (hr) = ComBoundary([&]() -> HRESULT { return (call); });                      \
+        (hr) = base::ComBoundary([&]() -> HRESULT { return (call); });                \
         if (FAILED(hr)) {                                                             \
             ::TKRuntimeLogger::LogFailedCall(source, __LINE__, function, (hr), text); \
             return (hr);                                                              \

@@ -1,9 +1,10 @@
 #include "diagnostics/EnvironmentReport.h"
 
-#include "diagnostics/CAutoDestructor.h"
-#include "diagnostics/LateLoad.h"
+#include "base/CAutoDestructor.h"
+#include "base/ComBoundary.h"
+#include "base/LateLoad.h"
+#include "base/LongPath.h"
 #include "diagnostics/LogSite.h"
-#include "diagnostics/LongPath.h"
 #include "diagnostics/OperatingSystemName.h"
 
 #include <psapi.h>
@@ -46,7 +47,7 @@ std::wstring PathOf(HMODULE module) {
 }
 
 template <class Function>
-Function* Find(const CAutoLibrary& library, const char* name) noexcept {
+Function* Find(const base::CAutoLibrary& library, const char* name) noexcept {
     // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
     return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(library.Get(), name)));
 }
@@ -59,7 +60,7 @@ struct Machine {
 // Looked up by name, as systems that lack these functions are in the report too.
 Machine AskForMachine() noexcept {
     Machine machine;
-    const CAutoLibrary kernel = LateLoad(L"Kernel32.dll");
+    const base::CAutoLibrary kernel = base::LateLoad(L"Kernel32.dll");
     if (!kernel)
         return machine;
     BOOL isWow64 = FALSE;
@@ -74,7 +75,7 @@ Machine AskForMachine() noexcept {
 }
 
 std::optional<VS_FIXEDFILEINFO> VersionOf(const std::wstring& path) {
-    const std::wstring openable = OpenablePath(path);
+    const std::wstring openable = base::OpenablePath(path);
     DWORD ignored = 0;
     const DWORD size = ::GetFileVersionInfoSizeW(openable.c_str(), &ignored);
     if (size == 0)
@@ -111,14 +112,10 @@ std::wstring ApplicationDirectory() {
 // Runs `body` on a thread that has a logger. Logging fails no operation, reporting doesn't either.
 template <class Body>
 void Report(Body&& body) noexcept {
-    const CLastErrorKeeper lastError;
+    const base::CLastErrorKeeper lastError;
     if (!ThreadLogger())
         return;
-    try {
-        body();
-    } catch (...) {
-        // Out of memory: the rest of the report is lost.
-    }
+    base::RunQuietly(body);  // out of memory: the rest of the report is lost
 }
 
 }  // namespace

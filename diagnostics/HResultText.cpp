@@ -1,6 +1,7 @@
 #include "diagnostics/HResultText.h"
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
+#include "base/FormatText.h"
 #include "diagnostics/LogSite.h"
 
 namespace TKRuntimeLogger {
@@ -15,7 +16,7 @@ struct CLocalMemoryCloser {
 }  // namespace
 
 std::wstring SystemText(HRESULT hr, DWORD flags) {
-    CAutoDestructor<wchar_t*, CLocalMemoryCloser> text;
+    base::CAutoDestructor<wchar_t*, CLocalMemoryCloser> text;
     // With ALLOCATE_BUFFER, the buffer argument is where the address of the text goes.
     const DWORD length = ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | flags, nullptr,
                                           static_cast<DWORD>(hr), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
@@ -26,7 +27,7 @@ std::wstring SystemText(HRESULT hr, DWORD flags) {
 std::wstring HResultText(HRESULT hr) {
     std::wstring text = SystemText(hr, FORMAT_MESSAGE_IGNORE_INSERTS);
     if (text.empty())
-        return FormatLogString(L"%08X <no error message>", static_cast<unsigned>(hr));
+        return base::FormatText(L"%08X <no error message>", static_cast<unsigned>(hr));
     // The system's texts end in CR LF. The last two characters go without a look at them: the texts in logs stay
     // comparable.
     if (text.size() > 2)

@@ -14,7 +14,9 @@
 // Threads: any.  The last-error value stays as it is.
 #pragma once
 
-#include "diagnostics/CLastErrorKeeper.h"
+#include "base/CLastErrorKeeper.h"
+#include "base/ComBoundary.h"
+#include "base/FormatText.h"
 #include "diagnostics/ITKRuntimeLoggerAPI.h"
 #include "diagnostics/LogTypes.h"
 
@@ -35,7 +37,7 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
 
 // The same, short for a thread that has decided before.
 [[nodiscard]] inline ITKRuntimeLoggerAPI* ThreadLogger() noexcept {
-    const CLastErrorKeeper lastError;
+    const base::CLastErrorKeeper lastError;
     if (void* frontEnd = ::TlsGetValue(Detail::frontEndSlot))
         return static_cast<ITKRuntimeLoggerAPI*>(frontEnd);
     return ::TlsGetValue(Detail::triedSlot) ? nullptr : GetLoggerAPI();
@@ -45,23 +47,19 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
 // Whatever a record takes to be made belongs into `write`.
 template <class Write>
 void AtLogSite(Write&& write) noexcept {
-    const CLastErrorKeeper lastError;
-    if (ITKRuntimeLoggerAPI* const logger = ThreadLogger()) {
-        try {
-            write(*logger);
-        } catch (...) {
-            // Out of memory as a rule.
-        }
-    }
+    const base::CLastErrorKeeper lastError;
+    if (ITKRuntimeLoggerAPI* const logger = ThreadLogger())
+        base::RunQuietly([&] { write(*logger); });  // out of memory as a rule
 }
 
 // "DEBUG", "INFO", "WARN", "ERROR", "FATAL" for 0 to 4; empty for every other number. Never null.
 [[nodiscard]] const wchar_t* SeverityName(LONG severity) noexcept;
 
-// Formats as the wide printf family of Windows does (%s is a wide string), to any length.
-// A format that the runtime library refuses gives an empty text.  Throws std::bad_alloc.
-[[nodiscard]] std::wstring FormatLogString(const wchar_t* format, ...);
-[[nodiscard]] std::wstring FormatLogStringV(const wchar_t* format, va_list arguments);
+// A message as log sites format it, see FormatText.
+template <class... Values>
+[[nodiscard]] std::wstring FormatLogString(const wchar_t* format, Values... values) {
+    return base::FormatText(format, values...);
+}
 
 // The building block of TK_LOG and its relatives, for within AtLogSite: throws when memory is out.
 void LogFormatted(ITKRuntimeLoggerAPI& logger, const LogSource& source, LONG severity, LONG line,

@@ -18,7 +18,7 @@ ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept {
     // static object, is skipped without deciding for the thread.
     if (Detail::frontEndSlot == TLS_OUT_OF_INDEXES || Detail::triedSlot == TLS_OUT_OF_INDEXES)
         return nullptr;
-    const CLastErrorKeeper lastError;
+    const base::CLastErrorKeeper lastError;
     return g_tlsManager.FrontEnd();
 }
 

@@ -1,5 +1,6 @@
 #include "diagnostics/OperatingSystemName.h"
 
+#include "base/FormatText.h"
 #include "diagnostics/LogSite.h"
 
 #include <algorithm>
@@ -95,7 +96,7 @@ SystemNames NamesOf(const SystemVersion& version, const std::function<int(int)>&
     // Only now, so an unknown system on a known architecture goes by the suffix alone; and the major number stands
     // for the minor one too. Support tools match both.
     if (names.system.empty())
-        names.system = FormatLogString(L"Unknown (%d.%d)", version.major, version.major);
+        names.system = base::FormatText(L"Unknown (%d.%d)", version.major, version.major);
     return names;
 }
 

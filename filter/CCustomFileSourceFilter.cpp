@@ -1,12 +1,12 @@
 #include "filter/CCustomFileSourceFilter.h"
 
+#include "base/CTaskMem.h"
+#include "base/ComBoundary.h"
 #include "diagnostics/CDescriptions.h"
-#include "diagnostics/ComBoundary.h"
 #include "filter/CCustomFileSourcePin.h"
 #include "filter/FilterLog.h"
 #include "filter/FilterSetup.h"
 #include "filter/MediaTypeDecision.h"
-#include "framework/com/CTaskMem.h"
 #include "framework/streams/TKFStreams.h"
 #include "framework/uri/NameForLog.h"
 
@@ -45,9 +45,10 @@ std::wstring DescriptionOf(HRESULT hr) {
 // Makes a read buffer over `stream`. Where its content will be looked at, there is a stream in between that keeps what
 // is read: a source that can't be sought, whether or not it knows its size, may give less in one piece than telling its
 // type takes, and then the read buffer has no longer got the first piece.
-HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<CReplayStream>& replay, ComPtr<IStream>& buffered) noexcept {
+HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<framework::CReplayStream>& replay,
+               ComPtr<IStream>& buffered) noexcept {
     if (forDetection) {
-        if (const HRESULT hr = MakeComObject<CReplayStream>(&replay); FAILED(hr))
+        if (const HRESULT hr = framework::MakeComObject<framework::CReplayStream>(&replay); FAILED(hr))
             return hr;
         if (const HRESULT hr = replay->Initialize(stream); FAILED(hr))
             return hr;
@@ -74,7 +75,7 @@ private:
 
 CUnknown* CALLBACK CCustomFileSourceFilter::CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept {
     CCustomFileSourceFilter* filter = nullptr;
-    const HRESULT created = ComBoundary([&] {
+    const HRESULT created = base::ComBoundary([&] {
         filter = new CCustomFileSourceFilter(outer, phr);
         return S_OK;
     });
@@ -89,7 +90,7 @@ CCustomFileSourceFilter::CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr)
       m_hStop(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       m_hCreateRequest(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       m_hCreationDone(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      m_DiagnosticRegistration(kFilterLog.category, this, L"TvFileSourceAsync filter") {
+      m_DiagnosticRegistration(filter::kFilterLog.category, this, L"TvFileSourceAsync filter") {
     m_CreationThread.Init(&m_CreationRunnable, kCreationThreadName, 0);
     m_pPin.reset(new (std::nothrow) CCustomFileSourcePin(phr, &m_FilterLock, this));
     m_mt = StreamType(GUID_NULL);
@@ -133,16 +134,17 @@ const AMOVIESETUP_FILTER* CCustomFileSourceFilter::GetSetupData() {
 // ---- The source by name
 
 STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) {
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
-        TK_PROFILE(kFilterLog, kFunction, L"");
-        TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kFunction, L"Loading: %s",
-               pszFileName ? NameForLog(pszFileName).c_str() : L"<invalid filename>");
+        TK_PROFILE(filter::kFilterLog, kFunction, L"");
+        TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kFunction, L"Loading: %s",
+               pszFileName ? framework::NameForLog(pszFileName).c_str() : L"<invalid filename>");
         if (!pszFileName)
             return E_POINTER;
         if (!IsCreationThreadRunning()) {
             ForgetResults();
-            TK_LOG(kFilterLog, TKRuntimeLogger::kFatal, kFunction, L"The stream creation thread is not running!");
+            TK_LOG(filter::kFilterLog, TKRuntimeLogger::kFatal, kFunction,
+                   L"The stream creation thread is not running!");
             return E_UNEXPECTED;
         }
         CAutoLock loadLock(&m_LoadLock);
@@ -153,7 +155,7 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
         ComPtr<IStream> stream;
         HRESULT hr = FetchPendingStream(&stream);
         if (SUCCEEDED(hr))
-            hr = ComBoundary([&] { return SetSourceFileStream(stream.Get(), pmt); });
+            hr = base::ComBoundary([&] { return SetSourceFileStream(stream.Get(), pmt); });
         // Not the pending name: a stream that calls back into this thread may have loaded another one meanwhile.
         SetCurrentName(name);
         return hr;
@@ -187,10 +189,10 @@ void CCustomFileSourceFilter::AwaitCreation() const noexcept {
         case WAIT_OBJECT_0:
             break;
         case WAIT_TIMEOUT:  // can't be while the wait has no limit; kept for the day it has one
-            TK_LOG(kFilterLog, TKRuntimeLogger::kError, kFunction, L"Timeout for creating the stream");
+            TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, kFunction, L"Timeout for creating the stream");
             break;
         default:
-            TK_LOG(kFilterLog, TKRuntimeLogger::kFatal, kFunction,
+            TK_LOG(filter::kFilterLog, TKRuntimeLogger::kFatal, kFunction,
                    L"A fatal error ocurred while trying to open the stream");
             break;
     }
@@ -204,14 +206,14 @@ HRESULT CCustomFileSourceFilter::CreateStreamThread() noexcept {
     for (;;) {
         switch (::WaitForMultipleObjects(2, events, FALSE, INFINITE)) {
             case WAIT_OBJECT_0:
-                TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
+                TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
                        L"Create stream thread stop message received");
                 return S_OK;
             case WAIT_OBJECT_0 + 1:
                 ServeCreateRequest();
                 break;
             default:
-                TK_LOG(kFilterLog, TKRuntimeLogger::kError, kThreadFunction,
+                TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, kThreadFunction,
                        L"Error in WaitForMultipleObjects in create stream thread");
                 return S_OK;
         }
@@ -223,16 +225,17 @@ void CCustomFileSourceFilter::ServeCreateRequest() noexcept {
     const CSetEventAtExit done(m_hCreationDone.Get());  // on failure too: Load waits for it
     const HRESULT hr = CreatePendingStream(&stream);
     m_CreationResult = SUCCEEDED(hr) ? S_OK : hr;
-    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction, L"Create stream thread: Creating stream %s for %s",
-           SUCCEEDED(hr) ? L"succeeded" : L"failed", NameForLog(m_PendingName.c_str()).c_str());
+    TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
+           L"Create stream thread: Creating stream %s for %s", SUCCEEDED(hr) ? L"succeeded" : L"failed",
+           framework::NameForLog(m_PendingName.c_str()).c_str());
 }
 
 HRESULT CCustomFileSourceFilter::CreatePendingStream(IStream** stream) noexcept {
     HRESULT hr = S_OK;
-    TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr,
+    TK_CHECK_CALL_AS(filter::kFilterLog, kThreadFunction, hr,
                      ::TKFCreateStreamFromUri(m_PendingName.c_str(), kSourceMode, stream, nullptr, nullptr),
                      L"TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)");
-    TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr, m_CreatedStream.Attach(*stream),
+    TK_CHECK_CALL_AS(filter::kFilterLog, kThreadFunction, hr, m_CreatedStream.Attach(*stream),
                      L"m_CreatedStream.Attach(pStream)");
     return hr;
 }
@@ -267,12 +270,12 @@ STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDI
     if (!ppszFileName)
         return E_POINTER;
     *ppszFileName = nullptr;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         CAutoLock currentLock(&m_CurrentLock);
         const wchar_t* current = m_CurrentName.GetWide();
         if (!current || !*current)
             return E_FAIL;
-        CTaskMem<wchar_t> name = TKFTaskMemDuplicate(current);
+        base::CTaskMem<wchar_t> name = base::TKFTaskMemDuplicate(current);
         if (!name)
             return E_OUTOFMEMORY;
         if (pmt) {
@@ -295,40 +298,41 @@ void CCustomFileSourceFilter::SetCurrentName(CName& name) noexcept {
 STDMETHODIMP CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA_TYPE* type) {
     if (!stream)
         return E_POINTER;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         STATSTG stat{};
         // A stream that throws is one that has no name; as everywhere, its exception counts as its failure.
-        const HRESULT hr = ComBoundary([&] { return stream->Stat(&stat, STATFLAG_DEFAULT); });
-        const CTaskMem<wchar_t> given(SUCCEEDED(hr) ? stat.pwcsName : nullptr);
+        const HRESULT hr = base::ComBoundary([&] { return stream->Stat(&stat, STATFLAG_DEFAULT); });
+        const base::CTaskMem<wchar_t> given(SUCCEEDED(hr) ? stat.pwcsName : nullptr);
         const wchar_t* name = given && *given.Get() ? given.Get() : L"IStream : <no filename>";
         CName current;
         current.SetWide(name);
         SetCurrentName(current);
-        TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::OpenStream", L"Loading file : %s",
-               NameForLog(name).c_str());
+        TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::OpenStream", L"Loading file : %s",
+               framework::NameForLog(name).c_str());
         return SetSourceFileStream(stream, type);
     });
 }
 
 HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_MEDIA_TYPE* pmt) {
     constexpr auto kFunction = L"CCustomFileSourceFilter::SetSourceFileStream";
-    TK_PROFILE(kFilterLog, kFunction, L"");
+    TK_PROFILE(filter::kFilterLog, kFunction, L"");
     if (!stream)
         return E_POINTER;
     if (!m_pPin)
         return E_UNEXPECTED;
-    ComPtr<CReplayStream> replay;
+    ComPtr<framework::CReplayStream> replay;
     ComPtr<IStream> buffered;
     if (const HRESULT hr = Buffer(stream, !pmt, replay, buffered); FAILED(hr)) {
-        TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kFunction, hr,
+        TKRuntimeLogger::LogFailedCall(filter::kFilterLog, __LINE__, kFunction, hr,
                                        L"TKFCreateBufferedStream(pStream, &pBufferedStream)", &DescriptionOf);
         return hr;
     }
     SetResult(m_detectionResult, std::nullopt);
     // Whoever enumerates types is told of each change: detection may take seconds in between.
-    const COfferedTypes::List former = m_pPin->OfferedTypes().Clear();
+    const filter::COfferedTypes::List former = m_pPin->OfferedTypes().Clear();
     m_pPin->IncrementTypeVersion();
-    const HRESULT offered = ComBoundary([&] { return pmt ? OfferType(*pmt) : OfferTypesOfContent(buffered.Get()); });
+    const HRESULT offered =
+        base::ComBoundary([&] { return pmt ? OfferType(*pmt) : OfferTypesOfContent(buffered.Get()); });
     if (replay)
         replay->EndKeeping();
     if (FAILED(offered))
@@ -343,7 +347,7 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
 HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
     wchar_t subtype[39] = L"";
     ::StringFromGUID2(type.subtype, subtype, static_cast<int>(std::size(subtype)));
-    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::SetSourceFileStream",
+    TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::SetSourceFileStream",
            L"Using MediaType set from outside. Subtype is %s", subtype);
     CMediaType copy;
     if (const HRESULT hr = copy.Set(type); FAILED(hr))
@@ -356,10 +360,10 @@ HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
 // still reports that older type. Hosts rely on both.
 HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
     Result result;
-    std::vector<OfferedType> types = TypesOf(content, result);
+    std::vector<filter::OfferedType> types = filter::TypesOf(content, result);
     SetResult(m_detectionResult, result);
     if (types.empty()) {
-        m_pPin->OfferedTypes().Offer(std::make_shared<const std::vector<OfferedType>>(1));
+        m_pPin->OfferedTypes().Offer(std::make_shared<const std::vector<filter::OfferedType>>(1));
         return S_OK;
     }
     CMediaType lastMatch = StreamType(types.back().subtype);
@@ -368,8 +372,8 @@ HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
 }
 
 // Leaves the former current type in `current`, for the caller to free where no lock is held.
-void CCustomFileSourceFilter::Offer(std::vector<OfferedType> types, CMediaType& current) {
-    auto list = std::make_shared<const std::vector<OfferedType>>(std::move(types));
+void CCustomFileSourceFilter::Offer(std::vector<filter::OfferedType> types, CMediaType& current) {
+    auto list = std::make_shared<const std::vector<filter::OfferedType>>(std::move(types));
     {
         CAutoLock currentLock(&m_CurrentLock);
         m_mt.Swap(current);

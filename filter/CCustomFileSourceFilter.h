@@ -8,10 +8,10 @@
 // Lifetime: reference-counted. The last release waits for a load that is under way in the creation thread.
 #pragma once
 
+#include "base/CAutoDestructor.h"
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CCritSec.h"
 #include "baseclasses/CMediaType.h"
-#include "diagnostics/CAutoDestructor.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 #include "filter/COfferedTypes.h"
 #include "framework/com/CStreamCookie.h"
@@ -98,7 +98,7 @@ private:
     [[nodiscard]] HRESULT FetchPendingStream(IStream** stream);
     HRESULT OfferType(const AM_MEDIA_TYPE& type);
     HRESULT OfferTypesOfContent(IStream* content);
-    void Offer(std::vector<OfferedType> types, CMediaType& current);
+    void Offer(std::vector<filter::OfferedType> types, CMediaType& current);
     using CName = CStringManager<CP_ACP>;
     void SetCurrentName(CName& name) noexcept;
 
@@ -111,13 +111,14 @@ private:
     Result m_detectionResult;  // of the last source; guarded by m_CurrentLock
     CRunnableThread m_CreationThread;
     CComThreadRunnableAdapter<CCustomFileSourceFilter> m_CreationRunnable;
-    CAutoHandle m_hStop;            // manual-reset: the creation thread is to end
-    CAutoHandle m_hCreateRequest;   // auto-reset: the pending name is to be opened
-    CAutoHandle m_hCreationDone;    // auto-reset: it has been tried
-    CCritSec m_LoadLock;            // one Load at a time, from the request to the pin's new source
-    std::wstring m_PendingName;     // written by Load before the request, read by the creation thread after it
-    CStreamCookie m_CreatedStream;  // written by the creation thread before it is done, taken by Load after that
-    Result m_CreationResult;        // in the same way; empty while there is none
+    base::CAutoHandle m_hStop;           // manual-reset: the creation thread is to end
+    base::CAutoHandle m_hCreateRequest;  // auto-reset: the pending name is to be opened
+    base::CAutoHandle m_hCreationDone;   // auto-reset: it has been tried
+    CCritSec m_LoadLock;                 // one Load at a time, from the request to the pin's new source
+    std::wstring m_PendingName;          // written by Load before the request, read by the creation thread after it
+    framework::CStreamCookie
+        m_CreatedStream;      // written by the creation thread before it is done, taken by Load after that
+    Result m_CreationResult;  // in the same way; empty while there is none
     TKRuntimeLogger::CDiagnosticRegistration m_DiagnosticRegistration;
     CCritSec m_CurrentLock;  // a leaf: OpenStream and Load may set what another thread asks for
 };

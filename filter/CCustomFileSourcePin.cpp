@@ -1,6 +1,6 @@
 #include "filter/CCustomFileSourcePin.h"
 
-#include "diagnostics/ComBoundary.h"
+#include "base/ComBoundary.h"
 #include "filter/FilterLog.h"
 #include "filter/StreamSize.h"
 
@@ -52,8 +52,8 @@ private:
 
 CCustomFileSourcePin::CCustomFileSourcePin(HRESULT* phr, CCritSec* filterLock, CBaseFilter* filter)
     : CBasePin(kObjectName, filter, filterLock, phr, L"Output", PINDIR_OUTPUT),
-      m_bAsyncReaderChecked(kFilterLog, kObjectName, L"m_bAsyncReaderChecked", false),
-      m_bInfiniteStream(kFilterLog, kObjectName, L"m_bInfiniteStream", false) {}
+      m_bAsyncReaderChecked(filter::kFilterLog, kObjectName, L"m_bAsyncReaderChecked", false),
+      m_bInfiniteStream(filter::kFilterLog, kObjectName, L"m_bInfiniteStream", false) {}
 
 CCustomFileSourcePin::~CCustomFileSourcePin() {
     (void)m_StreamCookie.Revoke();  // the source goes first, then what was queued from it
@@ -91,19 +91,19 @@ HRESULT CCustomFileSourcePin::FetchSource(IStream** stream) const noexcept {
 HRESULT CCustomFileSourcePin::FetchForRead(IStream** stream, const wchar_t* function) const {
     const HRESULT hr = m_StreamCookie.CopyTo(stream);
     if (FAILED(hr)) {
-        TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+        TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, function,
                L"Could not get the stream from the GIT. Apartment was shut down prematurely!");
     }
     return hr;
 }
 
 void CCustomFileSourcePin::LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept {
-    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+    TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, function,
            L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
 }
 
 void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept {
-    TK_LOG(kFilterLog, TKRuntimeLogger::kError, function, L"Error while reading the source file: hr=%08x", hr);
+    TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, function, L"Error while reading the source file: hr=%08x", hr);
 }
 
 // Aborts the graph when the failure happened inside the data. The message says "outside" although the position is
@@ -113,29 +113,29 @@ void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std
                                          const wchar_t* function) noexcept {
     if (m_pFilter && stream) {
         ULONGLONG size = 0;
-        const HRESULT hr = AskSize(*stream, &size);
+        const HRESULT hr = filter::AskSize(*stream, &size);
         // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
         // negative position is inside none that does.
         if (static_cast<ULONGLONG>(position) < size) {
-            TK_LOG(kFilterLog, TKRuntimeLogger::kError, function,
+            TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, function,
                    L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
                    static_cast<LONGLONG>(size));
             // What the graph throws fails no read.
-            RunQuietly([&] { m_pFilter->NotifyEvent(EC_ERRORABORT, abortReason.value_or(hr), 0); });
+            base::RunQuietly([&] { m_pFilter->NotifyEvent(EC_ERRORABORT, abortReason.value_or(hr), 0); });
         }
     }
-    TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, function, L"End of stream");
+    TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, function, L"End of stream");
 }
 
 // ---- IAsyncReader
 
 STDMETHODIMP CCustomFileSourcePin::SyncReadAligned(IMediaSample* pSample) {
-    return ComBoundary([&] { return ReadSample(pSample, Gate::Pass); });
+    return base::ComBoundary([&] { return ReadSample(pSample, Gate::Pass); });
 }
 
 HRESULT CCustomFileSourcePin::ReadSample(IMediaSample* sample, Gate gate) {
     constexpr auto kFunction = L"CCustomFileSourcePin::SyncReadAligned";
-    TK_PROFILE(kFilterLog, kFunction, L"");
+    TK_PROFILE(filter::kFilterLog, kFunction, L"");
     if (gate == Gate::Pass)
         PassFlowGate();
     CAutoLock streamLock(&m_StreamLock);
@@ -158,7 +158,7 @@ HRESULT CCustomFileSourcePin::ReadSample(IMediaSample* sample, Gate gate) {
     const LONGLONG position = start / kSampleTimeUnitsPerByte;
     const LONGLONG length = stop / kSampleTimeUnitsPerByte - position;
     if (length < 0 || length > size) {
-        TK_LOG(kFilterLog, TKRuntimeLogger::kError, kFunction, L"media sample is invalid");
+        TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, kFunction, L"media sample is invalid");
         return E_FAIL;
     }
 
@@ -191,9 +191,9 @@ bool CCustomFileSourcePin::ReadIntoSample(IStream* stream, IMediaSample* sample,
 }
 
 STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) {
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         constexpr auto kFunction = L"CCustomFileSourcePin::SyncRead";
-        TK_PROFILE(kFilterLog, kFunction, L"");
+        TK_PROFILE(filter::kFilterLog, kFunction, L"");
         PassFlowGate();
         CAutoLock streamLock(&m_StreamLock);
         if (m_StreamCookie.IsEmpty())
@@ -207,7 +207,7 @@ STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, B
 
         HRESULT hr = S_OK;
         if (!m_bInfiniteStream.Get()) {
-            TK_PROFILE(kFilterLog, kFunction, L"Syncread seeking");
+            TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread seeking");
             LARGE_INTEGER target;
             target.QuadPart = llPosition;
             hr = stream->Seek(target, STREAM_SEEK_SET, nullptr);
@@ -216,7 +216,7 @@ STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, B
         }
         ULONG read = 0;
         if (SUCCEEDED(hr)) {
-            TK_PROFILE(kFilterLog, kFunction, L"Syncread reading");
+            TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread reading");
             hr = stream->Read(pBuffer, static_cast<ULONG>(lLength), &read);
             if (FAILED(hr))
                 LogFailedRead(hr, kFunction);
@@ -242,7 +242,7 @@ HRESULT CCustomFileSourcePin::CheckRequest(const IMediaSample* sample) const noe
 // nothing is waited for with the queue lock held: it is given back first, and what it guards is looked at again
 // afterwards.
 STDMETHODIMP CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUser) {
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         {
             CAutoLock queueLock(&m_QueueLock);
             if (const HRESULT hr = CheckRequest(pSample); FAILED(hr))
@@ -339,7 +339,7 @@ STDMETHODIMP CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, A
     *ppActual = nullptr;
     if (!pProps)
         return E_POINTER;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         ComPtr<IMemAllocator> allocator = pPreferred;
         if (!allocator) {
             if (const HRESULT hr =
@@ -364,8 +364,8 @@ STDMETHODIMP CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, A
 }
 
 STDMETHODIMP CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable) {
-    return ComBoundary([&]() -> HRESULT {
-        TK_PROFILE(kFilterLog, L"CCustomFileSourcePin::Length", L"");
+    return base::ComBoundary([&]() -> HRESULT {
+        TK_PROFILE(filter::kFilterLog, L"CCustomFileSourcePin::Length", L"");
         CAutoLock streamLock(&m_StreamLock);
         if (!pTotal || !pAvailable)
             return E_POINTER;
@@ -376,7 +376,7 @@ STDMETHODIMP CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable
         if (const HRESULT hr = m_StreamCookie.CopyTo(&stream); FAILED(hr))
             return hr;
         ULONGLONG claimed = 0;
-        if (const HRESULT hr = AskSize(*stream.Get(), &claimed); FAILED(hr))
+        if (const HRESULT hr = filter::AskSize(*stream.Get(), &claimed); FAILED(hr))
             return hr;
         const auto size = static_cast<LONGLONG>(claimed);
         if (size >= 0) {
@@ -392,7 +392,7 @@ STDMETHODIMP CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable
 // ---- The source as a stream
 
 STDMETHODIMP CCustomFileSourcePin::Read(void* pv, ULONG cb, ULONG* pcbRead) {
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         PassFlowGate();
         CAutoLock streamLock(&m_StreamLock);
         if (!pv)
@@ -409,7 +409,7 @@ STDMETHODIMP CCustomFileSourcePin::Write(const void*, ULONG, ULONG*) {
 }
 
 STDMETHODIMP CCustomFileSourcePin::Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, ULARGE_INTEGER* plibNewPosition) {
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         CAutoLock streamLock(&m_StreamLock);
         if (!plibNewPosition)
             return E_POINTER;
@@ -420,7 +420,7 @@ STDMETHODIMP CCustomFileSourcePin::Seek(LARGE_INTEGER dlibMove, DWORD dwOrigin, 
 }
 
 STDMETHODIMP CCustomFileSourcePin::Stat(STATSTG* pstatstg, DWORD grfStatFlag) {
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         CAutoLock streamLock(&m_StreamLock);
         ComPtr<IStream> stream;
         const HRESULT hr = FetchSource(&stream);
@@ -437,8 +437,8 @@ STDMETHODIMP CCustomFileSourcePin::Clone(IStream** ppstm) {
 // ---- Media types
 
 HRESULT CCustomFileSourcePin::GetMediaType(int iPosition, CMediaType* pmt) {
-    return ComBoundary([&]() -> HRESULT {
-        TK_PROFILE(kFilterLog, L"CCustomFileSourcePin::GetMediaType", L"");
+    return base::ComBoundary([&]() -> HRESULT {
+        TK_PROFILE(filter::kFilterLog, L"CCustomFileSourcePin::GetMediaType", L"");
         if (!pmt)
             return E_POINTER;
         const auto offered = m_OfferedTypes.At(iPosition);
@@ -458,9 +458,9 @@ HRESULT CCustomFileSourcePin::CheckMediaType(const CMediaType* pmt) {
 }
 
 HRESULT CCustomFileSourcePin::SetSourceFileStream(IStream* stream, DWORD) noexcept {
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         constexpr auto kFunction = L"CCustomFileSourcePin::SetSourceFileStream";
-        TK_PROFILE(kFilterLog, kFunction, L"");
+        TK_PROFILE(filter::kFilterLog, kFunction, L"");
         CAutoLock streamLock(&m_StreamLock);
         if (!stream)
             return E_POINTER;

@@ -106,12 +106,12 @@ public:
     virtual HRESULT SetSourceFileStream(IStream* stream, DWORD unused) noexcept;
 
     // The filter fills the list during a load.
-    [[nodiscard]] COfferedTypes& OfferedTypes() noexcept { return m_OfferedTypes; }
+    [[nodiscard]] filter::COfferedTypes& OfferedTypes() noexcept { return m_OfferedTypes; }
 
     // For the filter's IDataFlowControl. Readers pass while the flow event is set; otherwise they wait for the halt
     // event.
-    [[nodiscard]] CFlowEvent& FlowEvent() noexcept { return m_FlowEvent; }
-    [[nodiscard]] CFlowEvent& HaltEvent() noexcept { return m_HaltEvent; }
+    [[nodiscard]] filter::CFlowEvent& FlowEvent() noexcept { return m_FlowEvent; }
+    [[nodiscard]] filter::CFlowEvent& HaltEvent() noexcept { return m_HaltEvent; }
 
 private:
     struct PendingRequest {
@@ -132,17 +132,18 @@ private:
     void EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,
                        const wchar_t* function) noexcept;
 
-    CFlowEvent m_FlowEvent;
-    CFlowEvent m_HaltEvent;
-    CStreamCookie m_StreamCookie;  // guarded by m_StreamLock, except for the question whether there is a source
+    filter::CFlowEvent m_FlowEvent;
+    filter::CFlowEvent m_HaltEvent;
+    framework::CStreamCookie
+        m_StreamCookie;  // guarded by m_StreamLock, except for the question whether there is a source
     TKRuntimeLogger::CWatchedValue<bool> m_bAsyncReaderChecked;  // diagnostic only
     TKRuntimeLogger::CWatchedValue<bool> m_bInfiniteStream;  // of unknown length: reads go on where the stream stands
     std::list<PendingRequest> m_RequestQueue;                // guarded by m_QueueLock
     bool m_bFlushing = false;                                // guarded by m_QueueLock
     unsigned m_flushCount = 0;                               // of BeginFlush; guarded by m_QueueLock
-    CSignal m_changed;                                       // the queue has grown, or is being flushed
+    filter::CSignal m_changed;                               // the queue has grown, or is being flushed
     std::atomic<bool> m_uncountedSamples{false};             // WaitForNext hands out no reference
     mutable CCritSec m_QueueLock;
     mutable CCritSec m_StreamLock;  // one call at a time reaches the source
-    COfferedTypes m_OfferedTypes;
+    filter::COfferedTypes m_OfferedTypes;
 };

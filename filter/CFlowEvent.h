@@ -4,9 +4,11 @@
 // Threads: any; no operation fails.
 #pragma once
 
-#include <windows.h>
+#include "base/CSlimLock.h"
 
 #include <atomic>
+
+namespace filter {
 
 class CFlowEvent final {
 public:
@@ -25,7 +27,9 @@ public:
 
 private:
     std::atomic<bool> m_set{false};
-    SRWLOCK m_lock = SRWLOCK_INIT;  // guards changes of m_set, and m_setCount; a leaf
+    base::CSlimLock m_lock;  // guards changes of m_set, and m_setCount; a leaf
     CONDITION_VARIABLE m_changed = CONDITION_VARIABLE_INIT;
     unsigned m_setCount = 0;  // tells a waiter of a Set that a Reset has already undone
 };
+
+}  // namespace filter

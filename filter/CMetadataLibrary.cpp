@@ -1,7 +1,9 @@
 #include "filter/CMetadataLibrary.h"
 
-#include "diagnostics/ModuleFolder.h"
+#include "base/ModuleFolder.h"
 #include "filter/FilterLog.h"
+
+namespace filter {
 
 namespace {
 
@@ -12,7 +14,7 @@ constexpr wchar_t kFunction[] = L"CCustomFileSourceFilter::SetSourceFileStream";
 CMetadataLibrary::CMetadataLibrary() {
     {
         TK_PROFILE(kFilterLog, kFunction, L"Loading TvMetaData.dll");
-        m_library.emplace(ModuleFolder(&kFunction));
+        m_library.emplace(base::OwnModuleFolder());
     }
     if (!IsLoaded()) {
         TK_LOG(kFilterLog, TKRuntimeLogger::kWarn, kFunction, L"TvMetadata.dll was not found");
@@ -30,3 +32,5 @@ std::vector<std::wstring> CMetadataLibrary::Detect(IStream* content, HRESULT& re
     TK_PROFILE(kFilterLog, kFunction, L"Extracting MimeType via MimeTypeDictionary");
     return m_library->Detect(*m_dictionary, content, result);
 }
+
+}  // namespace filter

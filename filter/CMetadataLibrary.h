@@ -4,11 +4,13 @@
 // Threads: one. Several objects may exist; the loader counts.
 #pragma once
 
-#include "framework/com/CMimeLibrary.h"
+#include "mime/CMimeLibrary.h"
 
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace filter {
 
 class CMetadataLibrary final {
 public:
@@ -28,6 +30,8 @@ public:
     }
 
 private:
-    std::optional<CMimeLibrary> m_library;        // made within a timing scope
+    std::optional<mime::CMimeLibrary> m_library;  // made within a timing scope
     IMimeTypeDictionary* m_dictionary = nullptr;  // the library's own
 };
+
+}  // namespace filter

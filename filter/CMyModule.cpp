@@ -1,6 +1,6 @@
 #include "filter/CMyModule.h"
 
-#include "diagnostics/ComBoundary.h"
+#include "base/ComBoundary.h"
 
 #include <wrl/client.h>
 
@@ -45,5 +45,5 @@ HRESULT CMyModule::GetGITPtr(IGlobalInterfaceTable** table) noexcept {
 HRESULT CMyModule::AddCommonRGSReplacements(IRegistrarBase* registrar) noexcept {
     if (!registrar)
         return E_POINTER;
-    return ComBoundary([&] { return registrar->AddReplacement(L"APPID", L""); });
+    return base::ComBoundary([&] { return registrar->AddReplacement(L"APPID", L""); });
 }

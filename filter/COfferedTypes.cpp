@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace filter {
+
 std::optional<OfferedType> COfferedTypes::At(int index) const noexcept {
     const auto types = m_types.load();
     if (!types || index < 0 || static_cast<std::size_t>(index) >= types->size())
@@ -15,3 +17,5 @@ bool COfferedTypes::Contains(const GUID& majorType, const GUID& subtype) const n
                return type.majorType == majorType && type.subtype == subtype;
            });
 }
+
+}  // namespace filter

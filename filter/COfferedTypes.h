@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+namespace filter {
+
 struct OfferedType {
     GUID majorType;
     GUID subtype;
@@ -40,3 +42,5 @@ public:
 private:
     std::atomic<List> m_types;
 };
+
+}  // namespace filter

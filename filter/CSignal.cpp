@@ -1,22 +1,25 @@
 #include "filter/CSignal.h"
 
+#include <mutex>
+
+namespace filter {
+
 unsigned CSignal::Count() const noexcept {
-    ::AcquireSRWLockShared(&m_lock);
-    const unsigned count = m_count;
-    ::ReleaseSRWLockShared(&m_lock);
-    return count;
+    const std::lock_guard lock(m_lock);
+    return m_count;
 }
 
 void CSignal::Raise() noexcept {
-    ::AcquireSRWLockExclusive(&m_lock);
-    ++m_count;
-    ::ReleaseSRWLockExclusive(&m_lock);
+    {
+        const std::lock_guard lock(m_lock);
+        ++m_count;
+    }
     ::WakeAllConditionVariable(&m_raised);
 }
 
 bool CSignal::WaitForMore(unsigned known, DWORD timeoutMs) noexcept {
-    ::AcquireSRWLockExclusive(&m_lock);
-    const bool woken = m_count != known || ::SleepConditionVariableSRW(&m_raised, &m_lock, timeoutMs, 0);
-    ::ReleaseSRWLockExclusive(&m_lock);
-    return woken;
+    const std::lock_guard lock(m_lock);
+    return m_count != known || m_lock.Await(m_raised, timeoutMs);
 }
+
+}  // namespace filter

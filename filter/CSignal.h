@@ -8,7 +8,9 @@
 // Threads: any; Raise is never blocked by a waiter. Nothing has to be allocated, so there is always a signal.
 #pragma once
 
-#include <windows.h>
+#include "base/CSlimLock.h"
+
+namespace filter {
 
 class CSignal final {
 public:
@@ -24,7 +26,9 @@ public:
     [[nodiscard]] bool WaitForMore(unsigned known, DWORD timeoutMs) noexcept;
 
 private:
-    mutable SRWLOCK m_lock = SRWLOCK_INIT;  // guards m_count; a leaf
+    mutable base::CSlimLock m_lock;  // guards m_count; a leaf
     CONDITION_VARIABLE m_raised = CONDITION_VARIABLE_INIT;
     unsigned m_count = 0;
 };
+
+}  // namespace filter

@@ -6,6 +6,10 @@
 #include <string>
 #include <vector>
 
+namespace filter {
+
 // One MIME type, or none when the layer isn't there, fails at any step, or has none for this content.
 // Throws CAtlException carrying E_OUTOFMEMORY when the name of the key can't be allocated.
 [[nodiscard]] std::vector<std::wstring> MimeTypeFromDataServices(IStream* content);
+
+}  // namespace filter

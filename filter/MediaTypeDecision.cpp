@@ -1,6 +1,6 @@
 #include "filter/MediaTypeDecision.h"
 
-#include "diagnostics/ComBoundary.h"
+#include "base/ComBoundary.h"
 #include "filter/CMetadataLibrary.h"
 #include "filter/DataServiceMimeType.h"
 #include "filter/MimeTypeTable.h"
@@ -8,6 +8,8 @@
 #include <uuids.h>
 
 #include <cwchar>
+
+namespace filter {
 
 namespace {
 
@@ -38,3 +40,5 @@ std::vector<OfferedType> TypesOf(IStream* content, std::optional<HRESULT>& resul
     }
     return types;
 }
+
+}  // namespace filter

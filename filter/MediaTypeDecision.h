@@ -12,6 +12,8 @@
 #include <optional>
 #include <vector>
 
+namespace filter {
+
 // (MEDIATYPE_Stream, subtype) for every row of the MIME table that matches one of the content's MIME types; none when
 // no row matches.
 //
@@ -19,3 +21,5 @@
 // `result` receives how the metadata library's look at the content went (DetectMimeTypesFn), and nothing where it
 // didn't look. Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
 [[nodiscard]] std::vector<OfferedType> TypesOf(IStream* content, std::optional<HRESULT>& result);
+
+}  // namespace filter

@@ -1,5 +1,7 @@
 #include "filter/MimeTypeTable.h"
 
+namespace filter {
+
 namespace {
 
 // The platform's stream subtypes, as its headers uuids.h and ksuuids.h have them.
@@ -76,3 +78,5 @@ constexpr MimeTypeRow kRows[] = {
 std::span<const MimeTypeRow> MimeTypeTable() noexcept {
     return kRows;
 }
+
+}  // namespace filter

@@ -5,6 +5,8 @@
 
 #include <span>
 
+namespace filter {
+
 struct MimeTypeRow {
     const wchar_t* mime;  // lower case
     GUID subtype;         // GUID_NULL: a stream, of a kind that has no subtype of its own
@@ -13,3 +15,5 @@ struct MimeTypeRow {
 // All rows, in the order in which they are offered. A type may stand in several rows and so offers several subtypes;
 // rows that stand twice offer their subtype twice.
 [[nodiscard]] std::span<const MimeTypeRow> MimeTypeTable() noexcept;
+
+}  // namespace filter

@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <span>
 
+namespace metadata {
+
 class CBytes final {
 public:
     constexpr CBytes() noexcept = default;
@@ -91,3 +93,5 @@ public:
 private:
     std::span<const std::uint8_t> m_bytes;
 };
+
+}  // namespace metadata

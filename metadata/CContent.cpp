@@ -1,29 +1,22 @@
 #include "metadata/CContent.h"
 
 #include "TKDataServices.h"
+#include "base/ComBoundary.h"
 
 #include <utility>
+
+namespace metadata {
 
 namespace {
 
 constexpr std::uint64_t kUnknownSizeBit = std::uint64_t{1} << 63;
 constexpr std::uint64_t kDearestStart = 1024 * 1024;  // behind tags, where all before it has to be read
 
-// What a stranger's stream throws counts as its failure.
-template <class Call>
-HRESULT ResultOf(Call&& call) noexcept {
-    try {
-        return call();
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
-}
-
 }  // namespace
 
 CContent::CContent(IStream* source, Clock clock) : m_source(source), m_clock(clock) {
     ULARGE_INTEGER position{};
-    Fail(ResultOf([&] { return m_source->Seek({}, STREAM_SEEK_CUR, &position); }));
+    Fail(base::ComBoundary([&] { return m_source->Seek({}, STREAM_SEEK_CUR, &position); }));
     m_isPutBack = FAILED(m_result);  // nobody knows where to
     if (m_isPutBack)
         return;
@@ -42,7 +35,7 @@ CContent::~CContent() {
 
 void CContent::AskStat() {
     STATSTG stat{};
-    if (FAILED(ResultOf([&] { return m_source->Stat(&stat, STATFLAG_NONAME); })))
+    if (FAILED(base::ComBoundary([&] { return m_source->Stat(&stat, STATFLAG_NONAME); })))
         return;
     ::CoTaskMemFree(stat.pwcsName);  // some give a name all the same
     if (!(stat.cbSize.QuadPart & kUnknownSizeBit))
@@ -92,7 +85,7 @@ size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
             break;
         const std::uint64_t start = m_clock();
         ULONG read = 0;
-        Fail(ResultOf([&] { return m_source->Read(buffer.data() + count, wanted, &read); }));
+        Fail(base::ComBoundary([&] { return m_source->Read(buffer.data() + count, wanted, &read); }));
         if (read > wanted)
             Fail(STG_E_READFAULT);
         if (read == 0)
@@ -133,7 +126,7 @@ HRESULT CContent::SeekTo(std::uint64_t position) {
     // Not every source takes a null pointer for the new position, and some say by it that they stand elsewhere.
     ULARGE_INTEGER reached{.QuadPart = position};
     const LARGE_INTEGER target{.QuadPart = static_cast<LONGLONG>(position)};
-    const HRESULT result = ResultOf([&] { return m_source->Seek(target, STREAM_SEEK_SET, &reached); });
+    const HRESULT result = base::ComBoundary([&] { return m_source->Seek(target, STREAM_SEEK_SET, &reached); });
     return SUCCEEDED(result) && reached.QuadPart != position ? STG_E_SEEKERROR : result;
 }
 
@@ -141,3 +134,5 @@ void CContent::Fail(HRESULT result) noexcept {
     if (SUCCEEDED(m_result) && FAILED(result))
         m_result = result;
 }
+
+}  // namespace metadata

@@ -28,6 +28,8 @@
 #include <optional>
 #include <vector>
 
+namespace metadata {
+
 class CContent final {
 public:
     static constexpr size_t kHeadBytes = 64 * 1024;
@@ -98,3 +100,5 @@ private:
     bool m_isPutBack = false;
     HRESULT m_result = S_OK;
 };
+
+}  // namespace metadata

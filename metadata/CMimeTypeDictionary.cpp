@@ -1,11 +1,14 @@
 #include "metadata/CMimeTypeDictionary.h"
 
+#include "base/ComBoundary.h"
 #include "metadata/CMimeTypeList.h"
 #include "metadata/Detection.h"
 #include "metadata/Explanation.h"
 #include "metadata/MimeTypeNames.h"
 
 #include <memory>
+
+namespace metadata {
 
 namespace {
 
@@ -16,11 +19,9 @@ using ListPointer = std::unique_ptr<IMimeTypeList, MimeTypeListDestroyer>;
 // The list that `make` gives, or null when it throws or there is nothing to be listed.
 template <class Make>
 IMimeTypeList* List(Make&& make) noexcept {
-    try {
-        return make();
-    } catch (...) {
-        return nullptr;
-    }
+    IMimeTypeList* list = nullptr;
+    base::RunQuietly([&] { list = make(); });
+    return list;
 }
 
 IMimeTypeList* NullIfEmpty(Texts texts) {
@@ -97,3 +98,5 @@ IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation, HR
         return types.release();
     });
 }
+
+}  // namespace metadata

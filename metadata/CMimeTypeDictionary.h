@@ -6,6 +6,8 @@
 
 #include "sdk/TvMetadata.h"
 
+namespace metadata {
+
 class CMimeTypeDictionary : public IMimeTypeDictionary {
 public:
     // IMimeTypeDictionary
@@ -24,3 +26,5 @@ public:
 
 // Detect that also says why, where the pointers aren't null: see ExplainMimeTypesFn and DetectMimeTypesFn.
 [[nodiscard]] IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation, HRESULT* result) noexcept;
+
+}  // namespace metadata

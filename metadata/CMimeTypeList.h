@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace metadata {
+
 class CMimeTypeList final : public IMimeTypeList {
 public:
     explicit CMimeTypeList(std::vector<std::wstring> items) noexcept : m_items(std::move(items)) {}
@@ -25,3 +27,5 @@ private:
 
     const std::vector<std::wstring> m_items;
 };
+
+}  // namespace metadata

@@ -1,5 +1,7 @@
 #include "metadata/CWalk.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr size_t kWindowBytes = 32 * 1024;
@@ -29,3 +31,5 @@ CBytes CWalk::At(std::uint64_t position, size_t count) {
     m_windowIsLast = m_window.size() < wanted || wanted < kWindowBytes;
     return CBytes(m_window).From(0, count);
 }
+
+}  // namespace metadata

@@ -9,6 +9,8 @@
 
 #include "metadata/CContent.h"
 
+namespace metadata {
+
 class CWalk final {
 public:
     enum class Kind { kHeaders, kBoxes };
@@ -35,3 +37,5 @@ private:
     bool m_windowIsLast = false;  // nothing can be read behind it
     int m_readsLeft;
 };
+
+}  // namespace metadata

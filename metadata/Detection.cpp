@@ -1,5 +1,7 @@
 #include "metadata/Detection.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr int kMostTags = 8;
@@ -52,3 +54,5 @@ Detection DetectFormat(IStream* source, CContent::Clock clock) {
         detection.findings.clear();
     return detection;
 }
+
+}  // namespace metadata

@@ -10,6 +10,8 @@
 
 #include <vector>
 
+namespace metadata {
+
 // What one rule said. Rules that saw no sign of their format are left out.
 struct Finding {
     const FormatRule* rule = nullptr;
@@ -29,3 +31,5 @@ struct Detection {
 
 // The seek pointer is put back, also after a failure.
 [[nodiscard]] Detection DetectFormat(IStream* source, CContent::Clock clock = &SystemTimeMs);
+
+}  // namespace metadata

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace metadata {
+
 namespace {
 
 std::wstring Hex(const std::vector<std::uint8_t>& bytes) {
@@ -69,3 +71,5 @@ std::vector<std::wstring> Explain(const Detection& detection) {
         lines.push_back(L"no sign of: " + silent);
     return lines;
 }
+
+}  // namespace metadata

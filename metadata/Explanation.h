@@ -8,6 +8,10 @@
 #include <string>
 #include <vector>
 
+namespace metadata {
+
 // One line for each of: the tags that were stepped over, the rule that spoke and the bytes that decided, each rule that
 // saw its signature and was not convinced, and all rules together that were asked and saw nothing.
 [[nodiscard]] std::vector<std::wstring> Explain(const Detection& detection);
+
+}  // namespace metadata

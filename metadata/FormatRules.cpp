@@ -1,5 +1,7 @@
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr FormatRule kRules[] = {
@@ -13,3 +15,5 @@ constexpr FormatRule kRules[] = {
 std::span<const FormatRule> FormatRules() noexcept {
     return kRules;
 }
+
+}  // namespace metadata

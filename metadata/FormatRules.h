@@ -11,6 +11,8 @@
 
 #include <span>
 
+namespace metadata {
+
 struct FormatRule {
     const wchar_t* name;  // for people
     // Judges the content from its start on. Throws what CContent throws.
@@ -23,3 +25,5 @@ struct FormatRule {
 #define TV_FORMAT_RULE(function, name) [[nodiscard]] Verdict function(CContent& content);
 #include "metadata/FormatRules.inc"
 #undef TV_FORMAT_RULE
+
+}  // namespace metadata

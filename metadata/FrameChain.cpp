@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace metadata {
+
 namespace {
 
 // More than a sector of a Video CD or a DVD holds, and than most packets of other containers.
@@ -80,3 +82,5 @@ std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std:
     }
     return std::nullopt;
 }
+
+}  // namespace metadata

@@ -8,6 +8,8 @@
 
 #include <optional>
 
+namespace metadata {
+
 struct Frame {
     std::uint32_t bytes = 0;   // from this frame's start to the next one's, at least 1
     std::uint32_t family = 0;  // what all frames of a stream have in common, in a number
@@ -38,3 +40,5 @@ struct FrameChain {
 // `wanted` is small, so that the search takes time in proportion to the head.
 [[nodiscard]] std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync,
                                                size_t wanted, size_t wantedToTheEnd);
+
+}  // namespace metadata

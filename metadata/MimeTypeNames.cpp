@@ -3,6 +3,8 @@
 #include <array>
 #include <cwchar>
 
+namespace metadata {
+
 namespace {
 
 struct MimeTypeNames {
@@ -238,3 +240,5 @@ std::vector<std::wstring> MimeTypesOfExtension(const wchar_t* extension) {
     }
     return types;
 }
+
+}  // namespace metadata

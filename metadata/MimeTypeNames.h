@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace metadata {
+
 // Whether both name the same type. An unknown type is the same as itself only.
 [[nodiscard]] bool IsSameMimeType(const wchar_t* one, const wchar_t* other) noexcept;
 
@@ -29,3 +31,5 @@
 
 // The types of files with that extension, which is written with or without its dot, in any case; the most usual first.
 [[nodiscard]] std::vector<std::wstring> MimeTypesOfExtension(const wchar_t* extension);
+
+}  // namespace metadata

@@ -3,6 +3,8 @@
 
 #include <exception>
 
+using namespace metadata;
+
 #ifdef __GLIBCXX__
 namespace __gnu_cxx {
 void __freeres() noexcept;

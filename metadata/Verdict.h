@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace metadata {
+
 // The bytes that a verdict rests on, counted from the start of what the rule was given.
 struct Evidence {
     std::uint64_t position = 0;
@@ -50,3 +52,5 @@ struct Verdict {
 [[nodiscard]] constexpr Verdict Foreign(const wchar_t* reason, Evidence evidence) noexcept {
     return {{}, reason, evidence, true};
 }
+
+}  // namespace metadata

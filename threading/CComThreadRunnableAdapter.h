@@ -5,11 +5,8 @@
 // Lifetime: the object is neither owned nor counted, and must outlive the run.
 #pragma once
 
+#include "base/CApartment.h"
 #include "threading/IThreadRunnable.h"
-
-#include <windows.h>
-
-#include <objbase.h>
 
 template <class T>
 class CComThreadRunnableAdapter final : public IThreadRunnable {
@@ -28,24 +25,13 @@ public:
     // RPC_E_CHANGED_MODE where the thread is in one of another kind. An exception of the function passes through, after
     // the apartment was left.
     int Run() override {
-        const CApartment apartment(m_apartment);
-        if (FAILED(apartment.m_entered))
-            return apartment.m_entered;
+        const base::CApartment apartment(m_apartment);
+        if (FAILED(apartment.Result()))
+            return apartment.Result();
         return (m_object->*m_member)();
     }
 
 private:
-    struct CApartment {
-        explicit CApartment(DWORD flags) noexcept : m_entered(::CoInitializeEx(nullptr, flags)) {}
-        CApartment(const CApartment&) = delete;
-        CApartment& operator=(const CApartment&) = delete;
-        ~CApartment() {
-            if (SUCCEEDED(m_entered))  // S_FALSE, entered already, has to be undone as well
-                ::CoUninitialize();
-        }
-        const HRESULT m_entered;
-    };
-
     T* m_object;
     Member m_member;
     DWORD m_apartment;

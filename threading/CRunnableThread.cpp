@@ -46,6 +46,6 @@ bool CRunnableThread::GetExitCode(DWORD* exitCode) const noexcept {
 unsigned __stdcall CRunnableThread::ThreadProc(void* thread) {
     const CRunnableThread& self = *static_cast<CRunnableThread*>(thread);
     if (self.m_name)
-        AnnounceThreadName(self.m_name);
+        threading::AnnounceThreadName(self.m_name);
     return static_cast<unsigned>(self.m_runnable->Run());
 }

@@ -4,6 +4,8 @@
 
 #include <iterator>
 
+namespace threading {
+
 namespace {
 
 // Debuggers know a thread's name from an exception with this code and four argument words.
@@ -34,3 +36,5 @@ void AnnounceThreadName(const char* name) noexcept {
     ::RaiseException(kThreadNameException, 0, static_cast<DWORD>(std::size(arguments)), arguments);
     ::RemoveVectoredExceptionHandler(handler);
 }
+
+}  // namespace threading

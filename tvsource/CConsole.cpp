@@ -1,8 +1,10 @@
 #include "tvsource/CConsole.h"
 
+#include "base/Utf8Text.h"
+
 #include <string>
 
-#include "tvsource/Text.h"
+namespace tvsource {
 
 namespace {
 
@@ -14,7 +16,7 @@ bool IsConsole(HANDLE handle) noexcept {
 void Write(DWORD standardHandle, std::wstring_view text) {
     const HANDLE handle = ::GetStdHandle(standardHandle);
     if (!IsConsole(handle)) {
-        const std::string bytes = ToUtf8(text);
+        const std::string bytes = base::Utf8OfWide(text);
         WriteAll(handle, {reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()});
         return;
     }
@@ -54,3 +56,5 @@ void Complain(std::wstring_view text) {
 bool IsTerminal(DWORD standardHandle) noexcept {
     return IsConsole(::GetStdHandle(standardHandle));
 }
+
+}  // namespace tvsource

@@ -8,6 +8,8 @@
 #include <span>
 #include <string_view>
 
+namespace tvsource {
+
 // What was asked for can't be written. It ends every command: main says why and gives the exit code.
 class COutputError final {
 public:
@@ -34,3 +36,5 @@ void Complain(std::wstring_view text);
 
 // Whether this one of the standard handles (STD_OUTPUT_HANDLE, STD_ERROR_HANDLE) leads to a person's eyes.
 [[nodiscard]] bool IsTerminal(DWORD standardHandle) noexcept;
+
+}  // namespace tvsource

@@ -4,6 +4,8 @@
 
 #include <new>
 
+namespace tvsource {
+
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -125,3 +127,5 @@ void CCountingPin::CountDelivered(LONG bytes) noexcept {
     if (bytes > 0)
         m_delivered += static_cast<unsigned long long>(bytes);
 }
+
+}  // namespace tvsource

@@ -14,6 +14,8 @@
 
 #include "tvsource/CPinProxy.h"
 
+namespace tvsource {
+
 class CCountingPin final : public CPinProxy, public IAsyncReader {
 public:
     struct Counts {
@@ -64,3 +66,5 @@ private:
     std::atomic<LONGLONG> m_shortAt{0};
     std::atomic<bool> m_refused{false};
 };
+
+}  // namespace tvsource

@@ -1,5 +1,7 @@
 #include "tvsource/CHostError.h"
 
+#include "base/FormatText.h"
+
 #include <objbase.h>
 #include <strmif.h>
 
@@ -9,7 +11,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tvsource/Text.h"
+namespace tvsource {
 
 namespace {
 
@@ -59,7 +61,7 @@ std::wstring OurWords(HRESULT result) {
     const ULONG status = code & 0xFFFF;
     if (status >= 500 && status < 600)
         words = L"server error";
-    return words + (words.empty() ? L"" : L", ") + Format(L"HTTP status %u", status);
+    return words + (words.empty() ? L"" : L", ") + base::FormatText(L"HTTP status %u", status);
 }
 
 std::wstring SystemWords(HRESULT result) {
@@ -74,7 +76,7 @@ std::wstring SystemWords(HRESULT result) {
     std::wstring words(text, length);
     while (!words.empty() && (words.back() == L'\r' || words.back() == L'\n' || words.back() == L' '))
         words.pop_back();
-    if (words == Format(L"Error: 0x%x", static_cast<unsigned>(result)))
+    if (words == base::FormatText(L"Error: 0x%x", static_cast<unsigned>(result)))
         words.clear();
     return words;
 }
@@ -87,7 +89,7 @@ std::wstring ResultText(HRESULT result) {
     std::wstring words = OurWords(result);
     if (words.empty())
         words = SystemWords(result);
-    const std::wstring code = Format(L"0x%08X", static_cast<unsigned>(result));
+    const std::wstring code = base::FormatText(L"0x%08X", static_cast<unsigned>(result));
     return words.empty() ? code : code + L" (" + words + L")";
 }
 
@@ -95,3 +97,5 @@ void Check(HRESULT result, const wchar_t* step) {
     if (FAILED(result))
         throw CHostError(step, result);
 }
+
+}  // namespace tvsource

@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace tvsource {
+
 class CHostError final {
 public:
     // `step` says what could not be done, without a full stop.
@@ -26,3 +28,5 @@ private:
 
 // Throws CHostError when `result` is a failure.
 void Check(HRESULT result, const wchar_t* step);
+
+}  // namespace tvsource

@@ -2,6 +2,8 @@
 
 #include <system_error>
 
+namespace tvsource {
+
 CLateCall::CLateCall(DWORD afterMs, Function late) noexcept {
     if (!m_over || !late)
         return;
@@ -20,3 +22,5 @@ CLateCall::~CLateCall() {
     if (m_thread.joinable())
         m_thread.join();
 }
+
+}  // namespace tvsource

@@ -5,11 +5,13 @@
 // Errors: none; where there is no memory or no thread for it, nothing is called.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 
 #include <windows.h>
 
 #include <thread>
+
+namespace tvsource {
 
 class CLateCall final {
 public:
@@ -23,6 +25,8 @@ public:
     ~CLateCall();
 
 private:
-    const CAutoHandle m_over{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const base::CAutoHandle m_over{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     std::thread m_thread;
 };
+
+}  // namespace tvsource

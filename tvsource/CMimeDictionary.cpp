@@ -2,6 +2,8 @@
 
 #include "tvsource/CHostError.h"
 
+namespace tvsource {
+
 namespace {
 
 CMimeDictionary::Answer AnswerOf(std::vector<std::wstring> types, HRESULT result) {
@@ -32,8 +34,8 @@ CMimeDictionary::Answer CMimeDictionary::Explain(IStream* content) const {
     HRESULT result = S_OK;
     IMimeTypeList* lines = nullptr;
     IMimeTypeList* const types = explain(content, &lines, &result);
-    std::vector<std::wstring> explanation = TakeTexts(lines);
-    Answer answer = AnswerOf(TakeTexts(types), types ? result : DetectionFailure(result));
+    std::vector<std::wstring> explanation = mime::TakeTexts(lines);
+    Answer answer = AnswerOf(mime::TakeTexts(types), types ? result : mime::DetectionFailure(result));
     answer.explanation = std::move(explanation);
     return answer;
 }
@@ -50,3 +52,5 @@ std::wstring MimeTypesText(const std::vector<std::wstring>& types) {
         text += (text.empty() ? L"" : L",") + type;
     return text.empty() ? L"-" : text;
 }
+
+}  // namespace tvsource

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "framework/com/CMimeLibrary.h"
+#include "mime/CMimeLibrary.h"
+
+namespace tvsource {
 
 class CMimeDictionary final {
 public:
@@ -26,7 +28,7 @@ public:
     [[nodiscard]] Answer Explain(IStream* content) const;
 
 private:
-    CMimeLibrary m_library;
+    mime::CMimeLibrary m_library;
     IMimeTypeDictionary* m_dictionary;  // the library's own
 };
 
@@ -35,3 +37,5 @@ private:
 
 // The types by commas, "-" for none.
 [[nodiscard]] std::wstring MimeTypesText(const std::vector<std::wstring>& types);
+
+}  // namespace tvsource

@@ -4,6 +4,8 @@
 
 #include "tvsource/CProgressLine.h"
 
+namespace tvsource {
+
 namespace {
 
 constexpr DWORD kPatienceMs = 500;
@@ -21,3 +23,5 @@ void Draw(HANDLE over) {
 }  // namespace
 
 COpeningLine::COpeningLine(bool shown) noexcept : m_late(kPatienceMs, shown ? Draw : nullptr) {}
+
+}  // namespace tvsource

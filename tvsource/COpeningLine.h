@@ -6,6 +6,8 @@
 
 #include "tvsource/CLateCall.h"
 
+namespace tvsource {
+
 class COpeningLine final {
 public:
     // Not `shown`: nothing is ever drawn.
@@ -14,3 +16,5 @@ public:
 private:
     const CLateCall m_late;
 };
+
+}  // namespace tvsource

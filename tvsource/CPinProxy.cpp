@@ -1,5 +1,7 @@
 #include "tvsource/CPinProxy.h"
 
+namespace tvsource {
+
 STDMETHODIMP CPinProxy::QueryInterface(REFIID riid, void** object) noexcept {
     if (!object)
         return E_POINTER;
@@ -81,3 +83,5 @@ STDMETHODIMP CPinProxy::EndFlush() noexcept {
 STDMETHODIMP CPinProxy::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) noexcept {
     return m_pin->NewSegment(start, stop, rate);
 }
+
+}  // namespace tvsource

@@ -12,6 +12,8 @@
 
 #include <atomic>
 
+namespace tvsource {
+
 class CPinProxy : public IPin {
 public:
     explicit CPinProxy(IPin* pin) noexcept : m_pin(pin) {}
@@ -49,3 +51,5 @@ private:
     std::atomic<ULONG> m_references{1};
     Microsoft::WRL::ComPtr<IPin> m_pin;
 };
+
+}  // namespace tvsource

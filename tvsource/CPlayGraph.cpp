@@ -5,12 +5,13 @@
 #include <vfwmsgs.h>
 
 #include "TvFileSourceAsync.h"
+#include "base/ForeignCalls.h"
 #include "baseclasses/MediaTypeCopies.h"
-#include "diagnostics/ForeignCalls.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CLateCall.h"
 #include "tvsource/Interrupt.h"
-#include "tvsource/Text.h"
+
+namespace tvsource {
 
 using Microsoft::WRL::ComPtr;
 
@@ -24,7 +25,7 @@ constexpr DWORD kProgressIntervalMs = 200;
 std::vector<ComPtr<IPin>> PinsOf(IBaseFilter* filter, PIN_DIRECTION wanted) {
     std::vector<ComPtr<IPin>> pins;
     ComPtr<IEnumPins> enumerator;
-    Check(Receive(enumerator, filter, &IBaseFilter::EnumPins), L"Cannot ask a filter for its pins");
+    Check(base::Receive(enumerator, filter, &IBaseFilter::EnumPins), L"Cannot ask a filter for its pins");
     ComPtr<IPin> pin;
     while (enumerator->Next(1, &pin, nullptr) == S_OK) {
         PIN_DIRECTION direction{};
@@ -60,7 +61,7 @@ std::wstring DescribeStream(IPin* pin) {
 
     ComPtr<IEnumMediaTypes> types;
     AM_MEDIA_TYPE* first = nullptr;
-    if (SUCCEEDED(Receive(types, pin, &IPin::EnumMediaTypes)) && types->Next(1, &first, nullptr) == S_OK) {
+    if (SUCCEEDED(base::Receive(types, pin, &IPin::EnumMediaTypes)) && types->Next(1, &first, nullptr) == S_OK) {
         const MediaTypePtr owned(first);
         if (owned->majortype == MEDIATYPE_Audio)
             text += L" (audio)";
@@ -72,7 +73,7 @@ std::wstring DescribeStream(IPin* pin) {
 
 ComPtr<IPin> PeerOf(IPin* pin) {
     ComPtr<IPin> peer;
-    static_cast<void>(Receive(peer, pin, &IPin::ConnectedTo));  // null: connected to none
+    static_cast<void>(base::Receive(peer, pin, &IPin::ConnectedTo));  // null: connected to none
     return peer;
 }
 
@@ -261,3 +262,5 @@ void CPlayGraph::RemoveAllButSource() {
     m_onlyNullRenderers = true;
     m_counter->RefuseReads(false);
 }
+
+}  // namespace tvsource

@@ -23,6 +23,8 @@
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Parsers.h"
 
+namespace tvsource {
+
 class CPlayGraph final {
 public:
     // How a run ended.
@@ -83,3 +85,5 @@ private:
     std::vector<std::wstring> m_streams;
     bool m_onlyNullRenderers = true;
 };
+
+}  // namespace tvsource

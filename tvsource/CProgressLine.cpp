@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <mutex>
 
+#include "base/FormatText.h"
 #include "tvsource/CConsole.h"
-#include "tvsource/Text.h"
+
+namespace tvsource {
 
 namespace {
 
@@ -33,18 +35,18 @@ std::wstring Bar(ULONGLONG done, ULONGLONG total) {
     const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
     const auto filled = static_cast<size_t>(share * static_cast<double>(kWidth));
     return L"[" + std::wstring(filled, L'#') + std::wstring(kWidth - filled, L' ') +
-           Format(L"] %3d%%  ", static_cast<int>(share * 100));
+           base::FormatText(L"] %3d%%  ", static_cast<int>(share * 100));
 }
 
 std::wstring Amount(ULONGLONG bytes) {
     constexpr const wchar_t* kUnits[] = {L"kB", L"MB", L"GB", L"TB"};
     if (bytes < 1000)
-        return Format(L"%I64u B", bytes);
+        return base::FormatText(L"%I64u B", bytes);
     const wchar_t* const* unit = kUnits;
     double amount = static_cast<double>(bytes) / 1000;
     for (; amount >= 1000 && unit + 1 != std::end(kUnits); ++unit)
         amount /= 1000;
-    return Format(L"%.1f %s", amount, *unit);
+    return base::FormatText(L"%.1f %s", amount, *unit);
 }
 
 }  // namespace
@@ -112,3 +114,5 @@ void CProgressLine::WipeForGood() noexcept {
         // The line stays.
     }
 }
+
+}  // namespace tvsource

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+namespace tvsource {
+
 class CProgressLine final {
 public:
     // Not `shown`: nothing is ever drawn.
@@ -46,3 +48,5 @@ private:
     ULONGLONG m_bytesPerSecond = 0;
     bool m_measured = false;  // for a whole interval
 };
+
+}  // namespace tvsource

@@ -4,13 +4,15 @@
 #include <vfwmsgs.h>
 
 #include "TvFileSourceAsync.h"
+#include "base/ForeignCalls.h"
+#include "base/LateLoad.h"
+#include "base/LongPath.h"
+#include "base/ModuleFolder.h"
 #include "baseclasses/MediaTypeCopies.h"
-#include "diagnostics/ForeignCalls.h"
-#include "diagnostics/LateLoad.h"
-#include "diagnostics/LongPath.h"
-#include "diagnostics/ModuleFolder.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
+
+namespace tvsource {
 
 using Microsoft::WRL::ComPtr;
 
@@ -21,7 +23,7 @@ using DllGetClassObjectFn = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
 template <class T>
 ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
     ComPtr<T> result;
-    if (const HRESULT hr = QueryFor(*object, result.GetAddressOf()); FAILED(hr))
+    if (const HRESULT hr = base::QueryFor(*object, result.GetAddressOf()); FAILED(hr))
         throw CHostError(std::wstring(L"The filter has no ") + interfaceName, hr);
     return result;
 }
@@ -31,7 +33,8 @@ std::optional<HRESULT> ResultOf(HRESULT (STDMETHODCALLTYPE ITavelSourceOpenResul
                                 IBaseFilter* filter) {
     ComPtr<ITavelSourceOpenResult> told;
     HRESULT result = S_OK;
-    const bool isTold = SUCCEEDED(QueryFor(*filter, told.GetAddressOf())) && SUCCEEDED((told.Get()->*step)(&result));
+    const bool isTold =
+        SUCCEEDED(base::QueryFor(*filter, told.GetAddressOf())) && SUCCEEDED((told.Get()->*step)(&result));
     return isTold ? std::optional(result) : std::nullopt;
 }
 
@@ -39,7 +42,7 @@ std::optional<HRESULT> ResultOf(HRESULT (STDMETHODCALLTYPE ITavelSourceOpenResul
 
 CSourceFilter::CSourceFilter(const std::wstring& library) {
     if (!library.empty()) {
-        CreateFrom(FullPathOf(library));
+        CreateFrom(base::FullPathOf(library));
     } else {
         const HRESULT hr = ::CoCreateInstance(CLSID_TvFileSourceAsync, nullptr, CLSCTX_INPROC_SERVER,
                                               __uuidof(IBaseFilter), &m_filter);
@@ -50,7 +53,7 @@ CSourceFilter::CSourceFilter(const std::wstring& library) {
     }
 
     ComPtr<IEnumPins> pins;
-    Check(Receive(pins, m_filter.Get(), &IBaseFilter::EnumPins), L"Cannot ask the filter for its pins");
+    Check(base::Receive(pins, m_filter.Get(), &IBaseFilter::EnumPins), L"Cannot ask the filter for its pins");
     if (pins->Next(1, &m_pin, nullptr) != S_OK)
         throw CHostError(L"The filter has no output pin");
     m_reader = Ask<IAsyncReader>(m_pin.Get(), L"IAsyncReader on its pin");
@@ -58,7 +61,7 @@ CSourceFilter::CSourceFilter(const std::wstring& library) {
 
 // What COM does for a registered class, done by hand: the DLL's own class factory makes the object.
 void CSourceFilter::CreateFrom(const std::wstring& library) {
-    m_library = LateLoad(library.c_str());
+    m_library = base::LateLoad(library.c_str());
     if (!m_library)
         throw CHostError(L"Cannot load the library " + ShownName(library), HRESULT_FROM_WIN32(::GetLastError()));
 
@@ -104,7 +107,7 @@ void CSourceFilter::EnableDataFlow() {
 std::vector<StreamType> CSourceFilter::OfferedTypes() const {
     std::vector<StreamType> types;
     ComPtr<IEnumMediaTypes> enumerator;
-    Check(Receive(enumerator, m_pin.Get(), &IPin::EnumMediaTypes), L"Cannot ask the pin for its media types");
+    Check(base::Receive(enumerator, m_pin.Get(), &IPin::EnumMediaTypes), L"Cannot ask the pin for its media types");
     AM_MEDIA_TYPE* next = nullptr;
     while (enumerator->Next(1, &next, nullptr) == S_OK) {
         const MediaTypePtr owned(next);
@@ -145,7 +148,7 @@ HRESULT CSourceFilter::TryByteAt(LONGLONG position) const {
 
 std::wstring CSourceFilter::Folder() const {
     // An object begins with the address of its virtual table, which is part of the module that it comes from.
-    return ModuleFolder(*reinterpret_cast<void**>(m_filter.Get()));
+    return base::ModuleFolder(*reinterpret_cast<void**>(m_filter.Get()));
 }
 
 CSourceFilter::CurrentFile CSourceFilter::Current() const {
@@ -158,3 +161,5 @@ CSourceFilter::CurrentFile CSourceFilter::Current() const {
     FreeMediaType(type);
     return current;
 }
+
+}  // namespace tvsource

@@ -26,8 +26,10 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "tvsource/MediaTypes.h"
+
+namespace tvsource {
 
 class CSourceFilter final {
 public:
@@ -81,8 +83,10 @@ public:
 private:
     void CreateFrom(const std::wstring& library);
 
-    CAutoLibrary m_library;  // stands first, so that it is unloaded after all that comes from it is released
+    base::CAutoLibrary m_library;  // stands first, so that it is unloaded after all that comes from it is released
     Microsoft::WRL::ComPtr<IBaseFilter> m_filter;
     Microsoft::WRL::ComPtr<IPin> m_pin;
     Microsoft::WRL::ComPtr<IAsyncReader> m_reader;
 };
+
+}  // namespace tvsource

@@ -7,8 +7,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "diagnostics/CAutoDestructor.h"
-#include "diagnostics/LongPath.h"
+#include "base/CAutoDestructor.h"
+#include "base/FormatText.h"
+#include "base/LongPath.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/COpeningLine.h"
@@ -16,7 +17,8 @@
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
-#include "tvsource/Text.h"
+
+namespace tvsource {
 
 using Microsoft::WRL::ComPtr;
 
@@ -24,7 +26,8 @@ namespace {
 
 constexpr LONG kBlockBytes = 0x10000;
 constexpr LONGLONG kTimeUnitsPerByte = 10'000'000;  // a sample's times carry byte positions in this scale
-constexpr LONGLONG kMaxPosition = std::numeric_limits<LONGLONG>::max() / kTimeUnitsPerByte - kBlockBytes;
+constexpr LONGLONG kMaxPosition =
+    std::numeric_limits<LONGLONG>::max() / kTimeUnitsPerByte - kBlockBytes;
 
 // Reads blocks with media samples: a sample says how many bytes came, which the plain SyncRead does not.
 class CSampleReader final {
@@ -46,7 +49,7 @@ public:
     // The number of bytes read, at most `length`; fewer when the source ends before or can't be read on.
     LONG Read(LONGLONG position, LONG length) {
         if (position > kMaxPosition)
-            throw CHostError(Format(L"Position %I64d is more than a media sample can carry", position));
+            throw CHostError(base::FormatText(L"Position %I64d is more than a media sample can carry", position));
         REFERENCE_TIME start = position * kTimeUnitsPerByte;
         REFERENCE_TIME stop = (position + length) * kTimeUnitsPerByte;
         Check(m_sample->SetTime(&start, &stop), L"The buffer takes no position");
@@ -68,8 +71,8 @@ public:
     explicit COutput(const std::wstring& path) {
         if (path.empty())
             return;
-        m_file.Reset(::CreateFileW(OpenablePath(FullPathOf(path)).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+        m_file.Reset(::CreateFileW(base::OpenablePath(base::FullPathOf(path)).c_str(), GENERIC_WRITE, 0, nullptr,
+                                   CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!m_file)
             throw CHostError(L"Cannot write " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
     }
@@ -80,7 +83,7 @@ public:
     }
 
 private:
-    CAutoHandle m_file;
+    base::CAutoHandle m_file;
 };
 
 // Whether there are bytes at `position` after a read that gave none. The filter reports no failed read to its reader,
@@ -89,8 +92,8 @@ bool GoesOn(const CSourceFilter& source, LONGLONG position, const CSourceFilter:
     const HRESULT hr = source.TryByteAt(position);
     if (hr == S_OK || (hr == S_FALSE && length.estimated))
         return hr == S_OK;
-    const std::wstring step = Format(L"The source could not be read beyond byte %I64d", position) +
-                              (length.estimated ? L"" : Format(L" of %I64d", length.total));
+    const std::wstring step = base::FormatText(L"The source could not be read beyond byte %I64d", position) +
+                              (length.estimated ? L"" : base::FormatText(L" of %I64d", length.total));
     throw FAILED(hr) ? CHostError(step, hr) : CHostError(step);
 }
 
@@ -135,3 +138,5 @@ int Cat(const CatOptions& options) {
     }
     return 0;
 }
+
+}  // namespace tvsource

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace tvsource {
+
 // What every command is told.
 struct CommonOptions {
     std::wstring name;            // of the source, a TypedName
@@ -61,3 +63,5 @@ struct DetectOptions {
 
 // Prints how the filter takes a name apart, and what it would open. Nothing is opened.
 [[nodiscard]] int Uri(const std::wstring& text);
+
+}  // namespace tvsource

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "diagnostics/LongPath.h"
+#include "base/FormatText.h"
+#include "base/LongPath.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
@@ -10,7 +11,8 @@
 #include "tvsource/CProgressLine.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
-#include "tvsource/Text.h"
+
+namespace tvsource {
 
 using Microsoft::WRL::ComPtr;
 
@@ -22,9 +24,9 @@ constexpr DWORD kLinkedFolder = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARS
 std::vector<std::wstring> EntriesOf(const std::wstring& folder, const std::wstring& pattern) {
     std::vector<std::wstring> entries;
     WIN32_FIND_DATAW data{};
-    const std::wstring full = FullPathOf(folder);
-    const CAutoFind find(
-        ::FindFirstFileW(OpenablePath(full + (full.ends_with(L'\\') ? L"" : L"\\") + pattern).c_str(), &data));
+    const std::wstring full = base::FullPathOf(folder);
+    const base::CAutoFind find(
+        ::FindFirstFileW(base::OpenablePath(full + (full.ends_with(L'\\') ? L"" : L"\\") + pattern).c_str(), &data));
     if (!find && ::GetLastError() == ERROR_FILE_NOT_FOUND)
         return entries;
     if (!find)
@@ -41,7 +43,7 @@ std::vector<std::wstring> EntriesOf(const std::wstring& folder, const std::wstri
 }
 
 bool IsFolder(const std::wstring& path) {
-    const DWORD attributes = ::GetFileAttributesW(OpenablePath(FullPathOf(path)).c_str());
+    const DWORD attributes = ::GetFileAttributesW(base::OpenablePath(base::FullPathOf(path)).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
@@ -110,7 +112,7 @@ int Detect(const DetectOptions& options) {
         names.pop_back();
         try {
             if (IsUri(name) || !IsFolder(name)) {
-                line.ShowText(Format(L"file %d", ++files));
+                line.ShowText(base::FormatText(L"file %d", ++files));
                 DetectOne(dictionary, name, options.explain);
                 continue;
             }
@@ -124,3 +126,5 @@ int Detect(const DetectOptions& options) {
     }
     return code;
 }
+
+}  // namespace tvsource

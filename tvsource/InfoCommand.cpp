@@ -1,3 +1,4 @@
+#include "base/FormatText.h"
 #include "diagnostics/EnvironmentReport.h"
 #include "diagnostics/LogDestination.h"
 #include "tvsource/CConsole.h"
@@ -7,7 +8,8 @@
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
-#include "tvsource/Text.h"
+
+namespace tvsource {
 
 namespace {
 
@@ -70,7 +72,7 @@ int InfoOf(const CommonOptions& options, bool environment) {
     const CSourceFilter::CurrentFile current = source.Current();
     const CSourceFilter::Length length = source.SourceLength();
     std::wstring text = L"File     " + ShownName(current.name) + L"\nLength   ";
-    text += length.estimated ? L"not known (estimated)" : Format(L"%I64d bytes", length.total);
+    text += length.estimated ? L"not known (estimated)" : base::FormatText(L"%I64d bytes", length.total);
     text += L"\nMIME     " + mime.text + L"\nType     " + TypeText(current.type) + L"\n";
     for (const StreamType& type : source.OfferedTypes())
         text += L"Offers   " + TypeText(type) + L"\n";
@@ -88,3 +90,5 @@ int Info(const InfoOptions& options) {
         return LogEnvironment() ? 0 : 1;
     return InfoOf(options.common, options.environment);
 }
+
+}  // namespace tvsource

@@ -6,6 +6,8 @@
 #include "tvsource/CHostError.h"
 #include "tvsource/CProgressLine.h"
 
+namespace tvsource {
+
 namespace {
 
 constexpr DWORD kGraceMs = 500;
@@ -47,3 +49,5 @@ void EndStuckProcess(HANDLE) {
     Complain(L"tvsource: a read of the source does not end; the program ends without it\n");
     EndProcess(1);
 }
+
+}  // namespace tvsource

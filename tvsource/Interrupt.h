@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+namespace tvsource {
+
 // The program's exit code then, the one that shells give a program that Ctrl+C has ended.
 inline constexpr int kInterrupted = 130;
 
@@ -19,3 +21,5 @@ void EndOnInterrupt();
 // A CLateCall's for what waits for a read of the source that does not end: says so and ends the process with code 1.
 inline constexpr DWORD kStopLimitMs = 5000;
 void EndStuckProcess(HANDLE over);
+
+}  // namespace tvsource

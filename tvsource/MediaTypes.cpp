@@ -7,6 +7,8 @@
 
 #include "baseclasses/MediaTypeCopies.h"
 
+namespace tvsource {
+
 namespace {
 
 struct NamedSubtype {
@@ -75,3 +77,5 @@ std::wstring SubtypeNames() {
         names += (names.empty() ? L"" : L", ") + std::wstring(row.name);
     return names;
 }
+
+}  // namespace tvsource

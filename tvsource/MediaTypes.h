@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+namespace tvsource {
+
 // A media type allocated by the platform, with its format block.
 struct CMediaTypeFreer {
     void operator()(AM_MEDIA_TYPE* type) const noexcept;
@@ -33,3 +35,5 @@ struct StreamType {
 
 // The names that SubtypeFromText knows, separated by commas.
 [[nodiscard]] std::wstring SubtypeNames();
+
+}  // namespace tvsource

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+namespace tvsource {
+
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -86,3 +88,5 @@ std::vector<ParserClass> ParsersFor(const std::vector<StreamType>& types) {
     }
     return parsers;
 }
+
+}  // namespace tvsource

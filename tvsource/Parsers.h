@@ -8,6 +8,8 @@
 
 #include "tvsource/MediaTypes.h"
 
+namespace tvsource {
+
 struct ParserClass {
     std::wstring name;
     GUID classId;
@@ -16,3 +18,5 @@ struct ParserClass {
 // The parsers to try for a source that offers `types`, each once: type by type, the one made for the type first, then
 // one that judges by the content, then what else is registered for it. Not all of them need exist on this system.
 [[nodiscard]] std::vector<ParserClass> ParsersFor(const std::vector<StreamType>& types);
+
+}  // namespace tvsource

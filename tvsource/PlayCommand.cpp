@@ -1,6 +1,7 @@
 #include <chrono>
 #include <optional>
 
+#include "base/FormatText.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CLateCall.h"
@@ -13,13 +14,14 @@
 #include "tvsource/Interrupt.h"
 #include "tvsource/Screen.h"
 #include "tvsource/SourceName.h"
-#include "tvsource/Text.h"
+
+namespace tvsource {
 
 namespace {
 
 std::wstring Clock(LONGLONG units) {
     const LONGLONG seconds = units / 10'000'000;
-    return Format(L"%I64d:%02I64d", seconds / 60, seconds % 60);
+    return base::FormatText(L"%I64d:%02I64d", seconds / 60, seconds % 60);
 }
 
 std::wstring EndingText(const CPlayGraph::Result& result) {
@@ -78,14 +80,14 @@ int Play(const PlayOptions& options) {
 
     const CCountingPin::Counts reads = graph->Reads();
     std::wstring text = L"File     " + ShownName(source.Current().name) + L"\nLength   ";
-    text += length.estimated ? L"not known" : Format(L"%I64d bytes", length.total);
+    text += length.estimated ? L"not known" : base::FormatText(L"%I64d bytes", length.total);
     for (const StreamType& type : source.OfferedTypes())
         text += L"\nOffered  " + TypeText(type);
     text += L"\nType     " + TypeText(graph->ConnectedType()) + L"\nParser   " + graph->ParserName() + L"\n";
     for (const std::wstring& stream : graph->Streams())
         text += L"Stream   " + stream + L"\n";
-    text += Format(L"Reads    %I64u, of %I64u bytes together; %I64u came\nTime     %.2f s\n", reads.reads, reads.bytes,
-                   reads.delivered, elapsed.count());
+    text += base::FormatText(L"Reads    %I64u, of %I64u bytes together; %I64u came\nTime     %.2f s\n", reads.reads,
+                             reads.bytes, reads.delivered, elapsed.count());
     Print(text);
 
     if (result.ending == CPlayGraph::Ending::kErrorAbort) {
@@ -101,3 +103,5 @@ int Play(const PlayOptions& options) {
         return kInterrupted;
     return result.ending == CPlayGraph::Ending::kComplete ? 0 : 1;
 }
+
+}  // namespace tvsource

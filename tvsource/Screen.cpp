@@ -5,7 +5,9 @@
 #include <d3d9.h>
 #include <wrl/client.h>
 
-#include "diagnostics/LateLoad.h"
+#include "base/LateLoad.h"
+
+namespace tvsource {
 
 using Microsoft::WRL::ComPtr;
 
@@ -16,7 +18,7 @@ bool HasScreen() noexcept {
         return false;
 
     // Loaded at run time: a system without Direct3D must still start the program.
-    const CAutoLibrary library = LateLoad(L"d3d9.dll");
+    const base::CAutoLibrary library = base::LateLoad(L"d3d9.dll");
     if (!library)
         return false;
     const auto create = reinterpret_cast<decltype(&::Direct3DCreate9)>(
@@ -27,3 +29,5 @@ bool HasScreen() noexcept {
     *direct3D.GetAddressOf() = create(D3D_SDK_VERSION);
     return direct3D && direct3D->GetAdapterCount() > 0;
 }
+
+}  // namespace tvsource

@@ -2,18 +2,17 @@
 
 #include <algorithm>
 
-#include "diagnostics/CAutoDestructor.h"
-#include "diagnostics/LongPath.h"
+#include "base/AsciiText.h"
+#include "base/CAutoDestructor.h"
+#include "base/LongPath.h"
 #include "framework/uri/CTKFUri.h"
 #include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Text.h"
 
-namespace {
+namespace tvsource {
 
-bool IsAsciiLetter(wchar_t c) {
-    return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z');
-}
+namespace {
 
 bool IsFolder(const std::wstring& openablePath) {
     const DWORD attributes = ::GetFileAttributesW(openablePath.c_str());
@@ -25,8 +24,8 @@ std::wstring WhyNoFile(const std::wstring& name, DWORD share) {
     const auto uri = CTKFUri::Parse(name.c_str());
     if (!uri || !uri->IsLocalFile())
         return {};
-    const std::wstring path = OpenablePath(FullPathOf(uri->GetLocalPath()));
-    const CAutoHandle file(::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
+    const std::wstring path = base::OpenablePath(base::FullPathOf(uri->GetLocalPath()));
+    const base::CAutoHandle file(::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
     if (file)
         return {};
     const HRESULT result = HRESULT_FROM_WIN32(::GetLastError());
@@ -55,18 +54,18 @@ std::wstring TypedName(const std::wstring& typed) {
 
 bool IsUri(const std::wstring& name) {
     const size_t colon = name.find(L':');
-    if (colon == name.npos || colon < 2 || !IsAsciiLetter(name.front()))
+    if (colon == name.npos || colon < 2 || !base::IsAsciiLetter(name.front()))
         return false;
     return std::all_of(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(colon), [](wchar_t c) {
-        return IsAsciiLetter(c) || (c >= L'0' && c <= L'9') || c == L'+' || c == L'-' || c == L'.';
+        return base::IsAsciiLetter(c) || (c >= L'0' && c <= L'9') || c == L'+' || c == L'-' || c == L'.';
     });
 }
 
 std::wstring SourceName(const std::wstring& typed) {
     if (IsUri(typed))
         return typed;
-    std::wstring path = FullPathOf(typed);
-    const DWORD attributes = ::GetFileAttributesW(OpenablePath(path).c_str());
+    std::wstring path = base::FullPathOf(typed);
+    const DWORD attributes = ::GetFileAttributesW(base::OpenablePath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         throw CHostError(L"Cannot find " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)
@@ -75,12 +74,12 @@ std::wstring SourceName(const std::wstring& typed) {
 }
 
 std::wstring ShownName(const std::wstring& name) {
-    return Printable(NameForLog(name.c_str()));
+    return Printable(framework::NameForLog(name.c_str()));
 }
 
 std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result) {
     constexpr auto kDenied = static_cast<HRESULT>(0x80190191);
-    const bool hasCredentials = NameForLog(name.c_str()) != name;
+    const bool hasCredentials = framework::NameForLog(name.c_str()) != name;
     if (result == kDenied && hasCredentials)
         return L"0x80190191 (the server refused the credentials, HTTP status 401)";
     if (result == REGDB_E_CLASSNOTREG)
@@ -94,3 +93,5 @@ std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result)
     // The data-service layer makes one code of two for the files of shares.
     return ResultText(result) + (result == E_ACCESSDENIED ? L", or in use by another program" : L"");
 }
+
+}  // namespace tvsource

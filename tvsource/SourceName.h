@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace tvsource {
+
 // What was typed, without the blanks and the quotation marks that stand around a URI. They belong to a path.
 [[nodiscard]] std::wstring TypedName(const std::wstring& typed);
 
@@ -21,3 +23,5 @@
 // Why a source could not be opened for reading, in words. `result` is what opening it gave. It says little of a local
 // file, which therefore is asked itself, with `share` (FILE_SHARE_ bits) as it was opened; nothing else is asked twice.
 [[nodiscard]] std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result);
+
+}  // namespace tvsource

@@ -6,6 +6,8 @@
 #include "tvsource/SourceName.h"
 #include "tvsource/Text.h"
 
+namespace tvsource {
+
 namespace {
 
 const wchar_t* InWords(TKFURI_HOSTNAME_TYPE type) {
@@ -37,7 +39,7 @@ int Uri(const std::wstring& text) {
     auto uri = CTKFUri::Parse(text.c_str());
     // Credentials may stand where the grammar sees none: behind a second scheme, or without any.
     if (uri && !uri->IsLocalFile())
-        uri = CTKFUri::Parse(NameForLog(text.c_str()).c_str());
+        uri = CTKFUri::Parse(framework::NameForLog(text.c_str()).c_str());
     if (!uri)
         throw CHostError(L"'" + ShownName(text) +
                          L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
@@ -57,3 +59,5 @@ int Uri(const std::wstring& text) {
     Print(lines);
     return 0;
 }
+
+}  // namespace tvsource

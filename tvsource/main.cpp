@@ -10,13 +10,16 @@
 #include <optional>
 #include <sstream>
 
+#include "base/CApartment.h"
+#include "base/Utf8Text.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Commands.h"
 #include "tvsource/Interrupt.h"
 #include "tvsource/MediaTypes.h"
 #include "tvsource/SourceName.h"
-#include "tvsource/Text.h"
+
+using namespace tvsource;
 
 namespace {
 
@@ -79,33 +82,25 @@ CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, cons
     command
         ->add_option("--type", arguments.type,
                      "Tell the filter the subtype instead of letting it find out: a GUID in braces, or " +
-                         ToUtf8(SubtypeNames()))
+                         base::Utf8OfWide(SubtypeNames()))
         ->type_name("SUBTYPE")
         ->check([](const std::string& text) {
-            return SubtypeFromText(FromUtf8(text)) ? std::string()
-                                                   : "'" + text + "' is neither a known name nor a GUID in braces";
+            return SubtypeFromText(base::WideOfUtf8(text))
+                       ? std::string()
+                       : "'" + text + "' is neither a known name nor a GUID in braces";
         });
     return command;
 }
 
 CommonOptions Common(const Arguments& arguments) {
-    return {TypedName(FromUtf8(arguments.name)), FromUtf8(arguments.library),
-            arguments.type.empty() ? std::nullopt : SubtypeFromText(FromUtf8(arguments.type))};
+    return {TypedName(base::WideOfUtf8(arguments.name)), base::WideOfUtf8(arguments.library),
+            arguments.type.empty() ? std::nullopt : SubtypeFromText(base::WideOfUtf8(arguments.type))};
 }
-
-// Leaves the apartment after everything that was made in it is gone.
-class CApartment final {
-public:
-    CApartment() { Check(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), L"Cannot start COM"); }
-    CApartment(const CApartment&) = delete;
-    CApartment& operator=(const CApartment&) = delete;
-    ~CApartment() { ::CoUninitialize(); }
-};
 
 // What was typed may be repeated in a message about it: as people may see it.
 std::wstring Harmless(std::wstring message, const std::vector<std::string>& typed) {
     for (const std::string& word : typed) {
-        const std::wstring name = FromUtf8(word), harmless = ShownName(name);
+        const std::wstring name = base::WideOfUtf8(word), harmless = ShownName(name);
         for (size_t at = 0; harmless != name && (at = message.find(name, at)) != message.npos; at += harmless.size())
             message.replace(at, name.size(), harmless);
     }
@@ -176,12 +171,13 @@ int Run(std::vector<std::string> words) {
         std::ostringstream out;
         std::ostringstream err;
         const int code = app.exit(error, out, err);
-        Print(FromUtf8(out.str()));
-        Complain(Harmless(FromUtf8(err.str()), typed));
+        Print(base::WideOfUtf8(out.str()));
+        Complain(Harmless(base::WideOfUtf8(err.str()), typed));
         return code == 0 ? 0 : kWrongUsage;
     }
 
-    const CApartment apartment;
+    const base::CApartment apartment(COINIT_MULTITHREADED);
+    Check(apartment.Result(), L"Cannot start COM");
     if (play->parsed())
         return Play({Common(arguments), arguments.null, arguments.progress, arguments.countedSamples});
     if (info->parsed())
@@ -189,13 +185,13 @@ int Run(std::vector<std::string> words) {
     if (detect->parsed()) {
         DetectOptions options{{}, arguments.explain, arguments.progress};
         for (const std::string& name : arguments.names)
-            options.names.push_back(TypedName(FromUtf8(name)));
+            options.names.push_back(TypedName(base::WideOfUtf8(name)));
         return Detect(options);
     }
     if (uri->parsed())
-        return Uri(TypedName(FromUtf8(arguments.name)));
+        return Uri(TypedName(base::WideOfUtf8(arguments.name)));
     return Cat({Common(arguments), ByteCount(arguments.offset).value_or(0), ByteCount(arguments.length),
-                FromUtf8(arguments.output), arguments.progress});
+                base::WideOfUtf8(arguments.output), arguments.progress});
 }
 
 }  // namespace
@@ -206,7 +202,7 @@ int wmain(int count, wchar_t** words) {
         // The parser takes the words last first.
         std::vector<std::string> arguments;
         for (int i = count - 1; i > 0; --i)
-            arguments.push_back(ToUtf8(words[i]));
+            arguments.push_back(base::Utf8OfWide(words[i]));
         return Run(std::move(arguments));
     } catch (const CHostError& error) {
         Complain(L"tvsource: " + error.Text() + L"\n");
@@ -214,7 +210,7 @@ int wmain(int count, wchar_t** words) {
         if (!error.IsClosedPipe())
             Complain(L"tvsource: Cannot write the output: " + ResultText(HRESULT_FROM_WIN32(error.Error())) + L"\n");
     } catch (const std::exception& error) {
-        Complain(L"tvsource: " + FromUtf8(error.what()) + L"\n");
+        Complain(L"tvsource: " + base::WideOfUtf8(error.what()) + L"\n");
     }
     return kFailed;
 }

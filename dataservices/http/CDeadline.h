@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace dataservices::http {
+
 class CDeadline final {
 public:
     explicit CDeadline(DWORD ms) noexcept : m_end(::GetTickCount64() + ms) {}
@@ -21,3 +23,5 @@ public:
 private:
     ULONGLONG m_end;
 };
+
+}  // namespace dataservices::http

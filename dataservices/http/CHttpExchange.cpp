@@ -6,6 +6,8 @@
 
 #include <utility>
 
+namespace dataservices::http {
+
 CHttpExchange::CHttpExchange() : CBaseObject(L"CHttpExchange"), m_buffer(kBlockBytes) {}
 
 std::shared_ptr<CHttpExchange> CHttpExchange::AttachTo(HINTERNET request) {
@@ -74,3 +76,5 @@ void CALLBACK CHttpExchange::OnStatus(HINTERNET, DWORD_PTR context, DWORD status
             break;
     }
 }
+
+}  // namespace dataservices::http

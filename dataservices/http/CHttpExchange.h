@@ -16,6 +16,8 @@
 #include <memory>
 #include <vector>
 
+namespace dataservices::http {
+
 class CHttpExchange final : private CBaseObject {
 public:
     // Made for `request` and its operations.  Null: the library refused.  Throws std::bad_alloc.
@@ -52,3 +54,5 @@ private:
     std::vector<BYTE> m_buffer;
     std::shared_ptr<CHttpExchange> m_self;
 };
+
+}  // namespace dataservices::http

@@ -9,6 +9,8 @@
 #include <iterator>
 #include <utility>
 
+namespace dataservices::http {
+
 using TKRuntimeLogger::kError;
 using TKRuntimeLogger::kInfo;
 using TKRuntimeLogger::kWarn;
@@ -307,3 +309,5 @@ HRESULT CHttpReader::Fail(HRESULT hr, ULONGLONG position) noexcept {
     StayFailed(hr);
     return hr;
 }
+
+}  // namespace dataservices::http

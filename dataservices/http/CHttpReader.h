@@ -27,6 +27,8 @@
 #include <optional>
 #include <span>
 
+namespace dataservices::http {
+
 class CHttpReader final {
 public:
     // Tells milliseconds; for how long a source stays failed goes by it.
@@ -105,3 +107,5 @@ private:
     ULONGLONG m_furthest = 0;  // how far the source has come
     size_t m_retries = 0;      // since it came further
 };
+
+}  // namespace dataservices::http

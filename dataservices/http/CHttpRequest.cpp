@@ -1,17 +1,19 @@
 #include "dataservices/http/CHttpRequest.h"
 
+#include "base/AsciiText.h"
+#include "base/ModuleFolder.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
-#include "framework/uri/AsciiText.h"
 
 #include <algorithm>
 #include <new>
 #include <string_view>
 #include <utility>
 
+namespace dataservices::http {
+
 namespace {
 
-constexpr int kInThisModule = 0;
 constexpr std::wstring_view kBlanks = L" \t\r";
 
 [[nodiscard]] std::wstring_view Trimmed(std::wstring_view text) noexcept {
@@ -120,7 +122,7 @@ std::vector<std::wstring> CHttpRequest::Headers(const wchar_t* name) const {
         const std::wstring_view line = left.substr(0, left.find(L'\n'));
         left.remove_prefix(std::min(line.size() + 1, left.size()));
         const size_t colon = line.find(L':');
-        if (colon != line.npos && EqualsIgnoringAsciiCase(line.substr(0, colon), name))
+        if (colon != line.npos && base::EqualsIgnoringAsciiCase(line.substr(0, colon), name))
             values.emplace_back(Trimmed(line.substr(colon + 1)));
     }
     return values;
@@ -133,12 +135,9 @@ void CHttpRequest::Begin(Step step, ULONG bytes) noexcept {
     CHttpExchange& exchange = *m_handles->exchange;
     exchange.Announce();
     std::unique_ptr<StepToBegin> begin(new (std::nothrow) StepToBegin{m_handles, step, std::min(bytes, kBlockBytes)});
-    HMODULE module = nullptr;
-    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                         reinterpret_cast<const wchar_t*>(&kInThisModule), &module);
     TP_CALLBACK_ENVIRON environment;
     ::InitializeThreadpoolEnvironment(&environment);
-    ::SetThreadpoolCallbackLibrary(&environment, module);
+    ::SetThreadpoolCallbackLibrary(&environment, base::OwnModule());
     if (begin && ::TrySubmitThreadpoolCallback(&OnPool, begin.get(), &environment))
         static_cast<void>(begin.release());
     else
@@ -177,3 +176,5 @@ HRESULT CHttpRequest::Receive(ULONG atMost, Wait wait, DWORD timeoutMs, std::spa
     *bytes = {exchange.Buffer(), count};
     return count > 0 ? S_OK : S_FALSE;
 }
+
+}  // namespace dataservices::http

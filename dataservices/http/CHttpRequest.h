@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+namespace dataservices::http {
+
 class CHttpRequest final {
 public:
     // What a Receive waits for: whatever there is, or all the bytes that were asked for.
@@ -62,3 +64,5 @@ private:
     std::shared_ptr<Handles> m_handles;
     Step m_step = Step::None;  // the one that is under way
 };
+
+}  // namespace dataservices::http

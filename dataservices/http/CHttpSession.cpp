@@ -1,17 +1,19 @@
 #include "dataservices/http/CHttpSession.h"
 
+#include "base/CSlimLock.h"
+#include "base/LateLoad.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
-#include "diagnostics/CCriticalSection.h"
-#include "diagnostics/LateLoad.h"
 
 #include <mutex>
 #include <string>
 #include <utility>
 
+namespace dataservices::http {
+
 namespace {
 
-constinit TKRuntimeLogger::CSlimLock lock;  // guards `shared`; nothing of ours is taken while it is held
+constinit base::CSlimLock lock;  // guards `shared`; nothing of ours is taken while it is held
 constinit std::weak_ptr<CHttpSession> shared;
 
 // Strings that the library has allocated.
@@ -20,7 +22,7 @@ struct CGlobalTextFreer {
     static bool IsValid(wchar_t* text) noexcept { return text != nullptr; }
     static void Close(wchar_t* text) noexcept { ::GlobalFree(text); }
 };
-using CGlobalText = CAutoDestructor<wchar_t*, CGlobalTextFreer>;
+using CGlobalText = base::CAutoDestructor<wchar_t*, CGlobalTextFreer>;
 
 [[nodiscard]] CInternetHandle OpenWith(DWORD access, const wchar_t* proxy, const wchar_t* bypass) noexcept {
     return CInternetHandle(::WinHttpOpen(L"TvDataServices/0.1", access, proxy, bypass, WINHTTP_FLAG_ASYNC));
@@ -50,12 +52,12 @@ using CGlobalText = CAutoDestructor<wchar_t*, CGlobalTextFreer>;
 
 }  // namespace
 
-CHttpSession::CHttpSession(CAutoLibrary library, CInternetHandle handle) noexcept
+CHttpSession::CHttpSession(base::CAutoLibrary library, CInternetHandle handle) noexcept
     : m_library(std::move(library)), m_handle(std::move(handle)) {}
 
 HRESULT CHttpSession::Get(std::shared_ptr<CHttpSession>& session) {
     // Its functions are looked up at their first call, which must not be made without it.
-    CAutoLibrary library = LateLoad(L"winhttp.dll");
+    base::CAutoLibrary library = base::LateLoad(L"winhttp.dll");
     if (!library)
         return HRESULT_FROM_WIN32(::GetLastError());
     const std::lock_guard guard(lock);
@@ -69,3 +71,5 @@ HRESULT CHttpSession::Get(std::shared_ptr<CHttpSession>& session) {
     shared = session;
     return S_OK;
 }
+
+}  // namespace dataservices::http

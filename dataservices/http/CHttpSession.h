@@ -9,17 +9,21 @@
 
 #include <memory>
 
+namespace dataservices::http {
+
 class CHttpSession final {
 public:
     // The session, opened if there is none.
     // HRESULT_FROM_WIN32: the library doesn't load.  Otherwise as ResultOfNetworkError.  Throws std::bad_alloc.
     [[nodiscard]] static HRESULT Get(std::shared_ptr<CHttpSession>& session);
 
-    CHttpSession(CAutoLibrary library, CInternetHandle handle) noexcept;
+    CHttpSession(base::CAutoLibrary library, CInternetHandle handle) noexcept;
 
     [[nodiscard]] HINTERNET Handle() const noexcept { return m_handle.Get(); }
 
 private:
-    const CAutoLibrary m_library;
+    const base::CAutoLibrary m_library;
     const CInternetHandle m_handle;
 };
+
+}  // namespace dataservices::http

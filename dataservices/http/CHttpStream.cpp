@@ -1,11 +1,13 @@
 #include "dataservices/http/CHttpStream.h"
 
-#include "framework/com/CTaskMem.h"
+#include "base/CTaskMem.h"
 
 #include <mutex>
 #include <utility>
 
 #include "TKDataServices.h"
+
+namespace dataservices::http {
 
 namespace {
 
@@ -33,7 +35,7 @@ HRESULT CHttpStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
         return STG_E_INVALIDPOINTER;
     const std::lock_guard guard(m_lock);
     ULONG count = 0;
-    const HRESULT hr = ComBoundary([&] {
+    const HRESULT hr = base::ComBoundary([&] {
         return m_reader->Read(m_position, {static_cast<BYTE*>(buffer), cb}, &count);
     });
     m_position += count;
@@ -59,9 +61,9 @@ HRESULT CHttpStream::Stat(STATSTG* stat, DWORD flag) noexcept {
     if (!stat)
         return STG_E_INVALIDPOINTER;
     *stat = {};
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         if (!(flag & STATFLAG_NONAME)) {
-            stat->pwcsName = TKFTaskMemDuplicate(m_reader->Name()).Detach();
+            stat->pwcsName = base::TKFTaskMemDuplicate(m_reader->Name()).Detach();
             if (!stat->pwcsName)
                 return STG_E_INSUFFICIENTMEMORY;
         }
@@ -78,12 +80,12 @@ HRESULT CHttpStream::Clone(IStream** clone) noexcept {
     if (!clone)
         return E_POINTER;
     *clone = nullptr;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         const std::lock_guard guard(m_lock);
         if (!m_reader->Length())
             return kCannotSeek;
         Microsoft::WRL::ComPtr<CHttpStream> made;
-        const HRESULT hr = MakeComObject<CHttpStream>(made.GetAddressOf(), m_reader->Clone(), m_position);
+        const HRESULT hr = framework::MakeComObject<CHttpStream>(made.GetAddressOf(), m_reader->Clone(), m_position);
         *clone = made.Detach();
         return hr;
     });
@@ -93,14 +95,16 @@ HRESULT CreateHttpStream(const wchar_t* url, IStream** stream, CHttpReader::Cloc
     if (!stream)
         return E_POINTER;
     *stream = nullptr;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         std::unique_ptr<CHttpReader> reader;
         HRESULT hr = CHttpReader::Open(url, clock, reader);
         if (FAILED(hr))
             return hr;
         Microsoft::WRL::ComPtr<CHttpStream> made;
-        hr = MakeComObject<CHttpStream>(made.GetAddressOf(), std::move(reader));
+        hr = framework::MakeComObject<CHttpStream>(made.GetAddressOf(), std::move(reader));
         *stream = made.Detach();
         return hr;
     });
 }
+
+}  // namespace dataservices::http

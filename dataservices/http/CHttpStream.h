@@ -5,11 +5,13 @@
 // other. Releasing the last reference waits for nothing, also while a request is under way.
 #pragma once
 
+#include "base/CCriticalSection.h"
 #include "dataservices/CReadOnlyStream.h"
 #include "dataservices/http/CHttpReader.h"
-#include "diagnostics/CCriticalSection.h"
 
 #include <memory>
+
+namespace dataservices::http {
 
 class CHttpStream final : public CReadOnlyStream {
 public:
@@ -38,7 +40,7 @@ public:
 
 private:
     // Guards reads and m_position, not what Stat asks; held while the network is waited for.
-    TKRuntimeLogger::CCriticalSection m_lock;
+    base::CCriticalSection m_lock;
     const std::unique_ptr<CHttpReader> m_reader;
     ULONGLONG m_position;
 };
@@ -49,3 +51,5 @@ private:
 // E_POINTER: `stream` is null.  Otherwise as CHttpReader::Open.
 [[nodiscard]] HRESULT CreateHttpStream(const wchar_t* url, IStream** stream,
                                        CHttpReader::Clock clock = &::GetTickCount64) noexcept;
+
+}  // namespace dataservices::http

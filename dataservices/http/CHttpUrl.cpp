@@ -1,19 +1,21 @@
 #include "dataservices/http/CHttpUrl.h"
 
-#include "dataservices/Base64.h"
-#include "framework/uri/AsciiText.h"
+#include "base/AsciiText.h"
+#include "base/Utf8Text.h"
+#include "dataservices/data/Base64.h"
 #include "framework/uri/UriEscapes.h"
-#include "framework/uri/Utf8Text.h"
 
 #include <algorithm>
 #include <vector>
+
+namespace dataservices::http {
 
 namespace {
 
 constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has them
 
 [[nodiscard]] bool IsHostCharacter(wchar_t character) noexcept {
-    return IsAsciiLetterOrDigit(character) ||
+    return base::IsAsciiLetterOrDigit(character) ||
            std::wstring_view(L".-_~!$&'()*+,;=").find(character) != std::wstring::npos;
 }
 
@@ -39,7 +41,7 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
     const size_t colon = std::min(userInfo.find(L':'), userInfo.size());
     const std::wstring user = UnescapeUri(userInfo.substr(0, colon).c_str());
     const std::wstring password = UnescapeUri(userInfo.substr(std::min(colon + 1, userInfo.size())).c_str());
-    return L"Basic " + EncodeBase64(Utf8OfWide(user + L':' + password));
+    return L"Basic " + EncodeBase64(base::Utf8OfWide(user + L':' + password));
 }
 
 // "/a/./b/../c/" from {"a", ".", "b", "..", "c", ""}: RFC 3986, 5.2.4.
@@ -72,7 +74,7 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
             return header;
         bytes.push_back(byte);
     }
-    const std::wstring text = WideOfUtf8(bytes);
+    const std::wstring text = base::WideOfUtf8(bytes);
     return text.find(L'\uFFFD') == text.npos ? text : header;
 }
 
@@ -134,10 +136,13 @@ std::optional<CHttpUrl> CHttpUrl::Resolve(const std::wstring& header) const {
 }
 
 bool CHttpUrl::HasOriginOf(const CHttpUrl& other) const noexcept {
-    return m_isSecure == other.m_isSecure && m_port == other.m_port && EqualsIgnoringAsciiCase(m_host, other.m_host);
+    return m_isSecure == other.m_isSecure && m_port == other.m_port &&
+           base::EqualsIgnoringAsciiCase(m_host, other.m_host);
 }
 
 std::wstring CHttpUrl::Origin() const {
     const bool isDefault = m_port == (m_isSecure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT);
     return (m_isSecure ? L"https://" : L"http://") + m_host + (isDefault ? L"" : L':' + std::to_wstring(m_port));
 }
+
+}  // namespace dataservices::http

@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+namespace dataservices::http {
+
 class CHttpUrl final {
 public:
     // Nothing: `text` is null, no URL with one of the two schemes, or has no host that could be asked or port 0.
@@ -54,3 +56,5 @@ private:
     std::wstring m_query;  // with its '?', which may be all of it; or empty
     std::wstring m_authorization;
 };
+
+}  // namespace dataservices::http

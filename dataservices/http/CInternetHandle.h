@@ -2,11 +2,13 @@
 // later, on a thread of the library.  Threads: any.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 
 #include <windows.h>
 
 #include <winhttp.h>
+
+namespace dataservices::http {
 
 struct CInternetHandleCloser {
     static HINTERNET Invalid() noexcept { return nullptr; }
@@ -14,4 +16,6 @@ struct CInternetHandleCloser {
     static void Close(HINTERNET handle) noexcept { ::WinHttpCloseHandle(handle); }
 };
 
-using CInternetHandle = CAutoDestructor<HINTERNET, CInternetHandleCloser>;
+using CInternetHandle = base::CAutoDestructor<HINTERNET, CInternetHandleCloser>;
+
+}  // namespace dataservices::http

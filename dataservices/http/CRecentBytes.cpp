@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace dataservices::http {
+
 namespace {
 
 // A run costs as much as some tens of bytes, and each is looked at in a search.
@@ -70,3 +72,5 @@ ULONG CRecentBytes::CopyTo(ULONGLONG position, std::span<BYTE> target) const noe
     std::memcpy(target.data() + first, m_ring.data(), count - first);
     return static_cast<ULONG>(count);
 }
+
+}  // namespace dataservices::http

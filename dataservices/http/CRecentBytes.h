@@ -8,6 +8,8 @@
 #include <span>
 #include <vector>
 
+namespace dataservices::http {
+
 class CRecentBytes final {
 public:
     // Throws std::bad_alloc.
@@ -36,3 +38,5 @@ private:
     std::vector<Run> m_runs;   // the oldest first
     ULONGLONG m_end = 0;       // how many bytes ever came
 };
+
+}  // namespace dataservices::http

@@ -1,10 +1,12 @@
 #include "dataservices/http/HttpAnswer.h"
 
-#include "framework/uri/AsciiText.h"
+#include "base/AsciiText.h"
 
 #include <algorithm>
 #include <string_view>
 #include <vector>
+
+namespace dataservices::http {
 
 namespace {
 
@@ -40,7 +42,7 @@ void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
     constexpr std::wstring_view unit = L"bytes ";
     text = Trimmed(text);
     const size_t slash = text.find(L'/');
-    if (!EqualsIgnoringAsciiCase(text.substr(0, unit.size()), unit) || slash == text.npos)
+    if (!base::EqualsIgnoringAsciiCase(text.substr(0, unit.size()), unit) || slash == text.npos)
         return;
     const std::wstring_view range = Trimmed(text.substr(unit.size(), slash - unit.size()));
     const auto total = NumberOf(text.substr(slash + 1));
@@ -98,12 +100,14 @@ HttpAnswer ReadHttpAnswer(const CHttpRequest& request) {
     HttpAnswer answer;
     answer.status = request.Status();
     const std::wstring coding = request.Header(L"Transfer-Encoding");
-    if (coding.empty() || EqualsIgnoringAsciiCase(Trimmed(coding), L"identity"))
+    if (coding.empty() || base::EqualsIgnoringAsciiCase(Trimmed(coding), L"identity"))
         ReadContentLength(request.Headers(L"Content-Length"), answer);
     ReadContentRange(request.Header(L"Content-Range"), answer);
     const std::wstring ranges = request.Header(L"Accept-Ranges");
-    answer.acceptsRanges = EqualsIgnoringAsciiCase(Trimmed(ranges), L"bytes");
+    answer.acceptsRanges = base::EqualsIgnoringAsciiCase(Trimmed(ranges), L"bytes");
     answer.entityTag = request.Header(L"ETag");
     answer.lastModified = request.Header(L"Last-Modified");
     return answer;
 }
+
+}  // namespace dataservices::http

@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+namespace dataservices::http {
+
 struct HttpAnswer {
     DWORD status = 0;
     // Of this body. Nothing: it is not told, or the body comes in chunks.
@@ -34,3 +36,5 @@ struct HttpAnswer {
 };
 
 [[nodiscard]] HttpAnswer ReadHttpAnswer(const CHttpRequest& request);
+
+}  // namespace dataservices::http

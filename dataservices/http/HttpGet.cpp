@@ -6,6 +6,8 @@
 
 #include <utility>
 
+namespace dataservices::http {
+
 namespace {
 
 [[nodiscard]] bool IsRedirect(DWORD status) noexcept {
@@ -60,3 +62,5 @@ HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, con
     }
     return kHttpRedirectFailed;
 }
+
+}  // namespace dataservices::http

@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 
+namespace dataservices::http {
+
 // Where to begin: at `from`, by a range, or at the start without one. With `validator`, the range is only for the
 // version that has it.
 struct HttpStart {
@@ -23,3 +25,5 @@ struct HttpStart {
 // must not be followed.  Otherwise as CHttpRequest::Send.  Throws std::bad_alloc.
 [[nodiscard]] HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, const HttpStart& start,
                               const CDeadline& deadline, std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer);
+
+}  // namespace dataservices::http

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+namespace dataservices::http {
+
 // To resolve the name, connect (with TLS, by way of proxies) and send the request.
 inline constexpr DWORD kConnectMs = 10'000;
 // From there to the end of the answer's headers.
@@ -35,3 +37,5 @@ inline constexpr ULONG kBlockBytes = 0x20000;
 inline constexpr ULONG kFastBytes = 0x8000;
 inline constexpr DWORD kFastBlockMs = 1'000;
 inline constexpr DWORD kSlowBlockMs = 2'000;
+
+}  // namespace dataservices::http

@@ -5,6 +5,10 @@
 
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 
+namespace dataservices::http {
+
 inline constexpr TKRuntimeLogger::LogSource kHttpLog{L"TvDataServices", L"HttpStream"};
 
 #define HTTP_LOG(severity, function, ...) TK_LOG(kHttpLog, severity, function, __VA_ARGS__)
+
+}  // namespace dataservices::http

@@ -1,5 +1,7 @@
 #include "dataservices/http/HttpResults.h"
 
+namespace dataservices::http {
+
 HRESULT ResultOfNetworkError(DWORD error) noexcept {
     switch (error) {
         case ERROR_WINHTTP_NAME_NOT_RESOLVED:
@@ -47,3 +49,5 @@ bool MayPass(HRESULT hr) noexcept {
         }
     }
 }
+
+}  // namespace dataservices::http

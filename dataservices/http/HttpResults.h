@@ -12,6 +12,8 @@
 
 #include <winhttp.h>
 
+namespace dataservices::http {
+
 inline constexpr HRESULT kHttpTimeout = HRESULT_FROM_WIN32(ERROR_WINHTTP_TIMEOUT);                   // 0x80072EE2
 inline constexpr HRESULT kHttpConnectionError = HRESULT_FROM_WIN32(ERROR_WINHTTP_CONNECTION_ERROR);  // 0x80072EFE
 inline constexpr HRESULT kHttpRedirectFailed = HRESULT_FROM_WIN32(ERROR_WINHTTP_REDIRECT_FAILED);    // 0x80072F7C
@@ -29,3 +31,5 @@ inline constexpr ULONG kHttpStatusBase = 0x80190000;
 
 // True of failures that may pass: of connections, of busy servers and proxies. Asking again may help.
 [[nodiscard]] bool MayPass(HRESULT hr) noexcept;
+
+}  // namespace dataservices::http

@@ -15,8 +15,8 @@
 // counts as in use while the object lives, so that a stream that a stranger still holds keeps its code.
 #pragma once
 
+#include "base/ComBoundary.h"
 #include "baseclasses/CBaseObject.h"
-#include "diagnostics/ComBoundary.h"
 
 #include <windows.h>
 
@@ -27,6 +27,8 @@
 #include <atomic>
 #include <new>
 #include <utility>
+
+namespace framework {
 
 template <class Primary, class... Also>
 class CComObjectBase : public Primary, private CBaseObject {
@@ -86,7 +88,7 @@ private:
 template <class T, class... Arguments>
 [[nodiscard]] HRESULT MakeComObject(T** object, Arguments&&... arguments) noexcept {
     *object = nullptr;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         Microsoft::WRL::ComPtr<T> made;
         // Not Attach: some compilers' ComPtr takes a reference of its own there.
         *made.GetAddressOf() = new (std::nothrow) T(std::forward<Arguments>(arguments)...);
@@ -98,3 +100,5 @@ template <class T, class... Arguments>
         return hr;
     });
 }
+
+}  // namespace framework

@@ -1,10 +1,12 @@
 #include "framework/com/CStreamCookie.h"
 
-#include "diagnostics/ComBoundary.h"
-#include "diagnostics/ForeignCalls.h"
+#include "base/ComBoundary.h"
+#include "base/ForeignCalls.h"
 #include "framework/com/GlobalInterfaceTable.h"
 
 #include <wrl/client.h>
+
+namespace framework {
 
 using Microsoft::WRL::ComPtr;
 
@@ -15,10 +17,10 @@ namespace {
 constexpr CLSID kInProcFreeMarshaler = {0x0000033A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 bool IsFreeThreaded(IStream* stream) noexcept {
-    const HRESULT hr = ComBoundary([&]() -> HRESULT {
+    const HRESULT hr = base::ComBoundary([&]() -> HRESULT {
         ComPtr<IMarshal> marshal;
         CLSID unmarshaler{};
-        return SUCCEEDED(QueryFor(*stream, marshal.GetAddressOf())) &&
+        return SUCCEEDED(base::QueryFor(*stream, marshal.GetAddressOf())) &&
                        SUCCEEDED(marshal->GetUnmarshalClass(__uuidof(IStream), stream, MSHCTX_INPROC, nullptr,
                                                             MSHLFLAGS_TABLESTRONG, &unmarshaler)) &&
                        unmarshaler == kInProcFreeMarshaler
@@ -45,10 +47,10 @@ HRESULT CStreamCookie::Attach(IStream* stream) noexcept {
     if (FAILED(hr))
         return hr;
     // The stream is foreign: it is asked for its interfaces here, and may throw.
-    return ComBoundary([&] {
+    return base::ComBoundary([&] {
         // By our own call first, so that what it throws has no frames of the platform to cross.
         ComPtr<IStream> checked;
-        if (const HRESULT asked = QueryFor(*stream, checked.GetAddressOf()); FAILED(asked))
+        if (const HRESULT asked = base::QueryFor(*stream, checked.GetAddressOf()); FAILED(asked))
             return asked;
         DWORD cookie = 0;
         const HRESULT registered = table->RegisterInterfaceInGlobal(stream, __uuidof(IStream), &cookie);
@@ -94,3 +96,5 @@ HRESULT CStreamCookie::Revoke() noexcept {
     m_freeThreaded.Reset();
     return hr;
 }
+
+}  // namespace framework

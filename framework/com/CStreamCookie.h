@@ -13,6 +13,8 @@
 
 #include <atomic>
 
+namespace framework {
+
 class CStreamCookie final {
 public:
     CStreamCookie() noexcept = default;
@@ -46,3 +48,5 @@ private:
     // than a read.
     Microsoft::WRL::ComPtr<IStream> m_freeThreaded;
 };
+
+}  // namespace framework

@@ -13,8 +13,8 @@
 // Errors: CAtlException carrying E_OUTOFMEMORY when a form can't be made; what was kept before stays.
 #pragma once
 
-#include "diagnostics/CAtlException.h"
-#include "diagnostics/CBstr.h"
+#include "base/CAtlException.h"
+#include "base/CBstr.h"
 
 #include <windows.h>
 
@@ -35,7 +35,7 @@ public:
     // Each replaces the string: the new form is kept and the other two are freed. Null leaves no string.
     void SetWide(const wchar_t* text) { Replace(m_wide, Copy(text, text ? std::wcslen(text) : 0)); }
     void SetNarrow(const char* text) { Replace(m_narrow, Copy(text, text ? std::strlen(text) : 0)); }
-    void SetBstr(const wchar_t* text) { Replace(m_bstr, CBstr(text)); }
+    void SetBstr(const wchar_t* text) { Replace(m_bstr, base::CBstr(text)); }
 
     // Exchanges the strings, with the forms they have. As setting: one thread.
     void Swap(CStringManager& other) noexcept {
@@ -65,7 +65,7 @@ public:
     [[nodiscard]] BSTR GetBstr() const {
         if (!m_bstr.load())
             if (const wchar_t* wide = GetWide())
-                Install(m_bstr, CBstr(wide));
+                Install(m_bstr, base::CBstr(wide));
         return m_bstr.load();
     }
 
@@ -77,7 +77,7 @@ private:
     static Buffer<Char> Allocate(size_t characters) {
         Buffer<Char> buffer(new (std::nothrow) Char[characters]);
         if (!buffer)
-            throw CAtlException(E_OUTOFMEMORY);
+            throw base::CAtlException(E_OUTOFMEMORY);
         return buffer;
     }
 
@@ -95,10 +95,10 @@ private:
     static Buffer<Char> Converted(Convert&& convert) {
         const int characters = convert(nullptr, 0);
         if (characters <= 0)
-            throw CAtlException(E_OUTOFMEMORY);
+            throw base::CAtlException(E_OUTOFMEMORY);
         Buffer<Char> text = Allocate<Char>(static_cast<size_t>(characters));
         if (convert(text.get(), characters) != characters)
-            throw CAtlException(E_OUTOFMEMORY);
+            throw base::CAtlException(E_OUTOFMEMORY);
         return text;
     }
 
@@ -120,7 +120,7 @@ private:
         if (form.compare_exchange_strong(expected, made.get()))
             static_cast<void>(made.release());
     }
-    static void Install(std::atomic<wchar_t*>& form, CBstr made) noexcept {
+    static void Install(std::atomic<wchar_t*>& form, base::CBstr made) noexcept {
         wchar_t* expected = nullptr;
         if (form.compare_exchange_strong(expected, made.Get()))
             static_cast<void>(made.Detach());

@@ -1,6 +1,6 @@
 #include "framework/streams/CBufferedStream.h"
 
-#include "diagnostics/ForeignCalls.h"
+#include "base/ForeignCalls.h"
 #include "framework/streams/CopyInBlocks.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ HRESULT CBufferedStream::Initialize(IStream* stream, LONG bufferBytes) noexcept 
 
     HRESULT hr = m_source.Attach(stream);
     if (SUCCEEDED(hr))
-        hr = ComBoundary([&] {
+        hr = base::ComBoundary([&] {
             m_lines.resize((static_cast<size_t>(bufferBytes) + sizeof(CacheLine) - 1) / sizeof(CacheLine));
             m_capacity = bufferBytes;
             return S_OK;
@@ -25,7 +25,7 @@ HRESULT CBufferedStream::Initialize(IStream* stream, LONG bufferBytes) noexcept 
         return hr;
 
     ULARGE_INTEGER position{};
-    static_cast<void>(ComBoundary([&] { return stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_CUR, &position); }));
+    static_cast<void>(base::ComBoundary([&] { return stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_CUR, &position); }));
     m_underlyingPosition = m_position = position.QuadPart;
     return S_OK;
 }
@@ -80,7 +80,7 @@ HRESULT CBufferedStream::Refill(ComPtr<IStream>& source) noexcept {
     }
     const ULONG wanted = static_cast<ULONG>(m_capacity);
     ULONG got = 0;
-    const HRESULT hr = ComBoundary([&] { return source->Read(Bytes(), wanted, &got); });
+    const HRESULT hr = base::ComBoundary([&] { return source->Read(Bytes(), wanted, &got); });
     got = std::min(got, wanted);  // a stream may claim more than it was asked for
     m_underlyingPosition += got;
     m_fill = static_cast<LONG>(got);
@@ -128,7 +128,7 @@ HRESULT CBufferedStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
     ComPtr<IStream> source;
     HRESULT hr = m_source.CopyTo(&source);
     if (SUCCEEDED(hr))
-        hr = ComBoundary([&] { return source->Seek(move, origin, &reached); });
+        hr = base::ComBoundary([&] { return source->Seek(move, origin, &reached); });
     m_underlyingPosition = m_position = reached.QuadPart;
     return hr;
 }
@@ -139,7 +139,7 @@ HRESULT CBufferedStream::SetSize(ULARGE_INTEGER) noexcept {
 
 HRESULT CBufferedStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                                 ULARGE_INTEGER* bytesWritten) noexcept {
-    return CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
+    return framework::CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
 }
 
 HRESULT CBufferedStream::Commit(DWORD) noexcept {
@@ -170,7 +170,7 @@ HRESULT CBufferedStream::Stat(STATSTG* stat, DWORD flag) noexcept {
     }
     *stat = m_stat;
     if (m_statName) {
-        stat->pwcsName = TKFTaskMemDuplicate(m_statName.Get()).Detach();
+        stat->pwcsName = base::TKFTaskMemDuplicate(m_statName.Get()).Detach();
         if (!stat->pwcsName)
             hr = E_OUTOFMEMORY;
     }
@@ -185,7 +185,7 @@ HRESULT CBufferedStream::AskStat(DWORD flag) noexcept {
     if (FAILED(hr))
         return hr;
     STATSTG answer{};
-    hr = ComBoundary([&] { return source->Stat(&answer, flag); });
+    hr = base::ComBoundary([&] { return source->Stat(&answer, flag); });
     if (SUCCEEDED(hr)) {
         m_statName.Reset(std::exchange(answer.pwcsName, nullptr));
         m_stat = answer;
@@ -197,20 +197,20 @@ HRESULT CBufferedStream::Clone(IStream** clone) noexcept {
     if (!clone)
         return E_POINTER;
     *clone = nullptr;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         ComPtr<IStream> source;
         HRESULT hr = m_source.CopyTo(&source);
         if (FAILED(hr))
             return hr;
         ComPtr<IStream> sourceClone;
-        hr = ReceiveAny(sourceClone, source.Get(), &IStream::Clone);
+        hr = base::ReceiveAny(sourceClone, source.Get(), &IStream::Clone);
         if (FAILED(hr))
             return hr;
         if (!sourceClone)
             return E_UNEXPECTED;
 
         ComPtr<CBufferedStream> copy;
-        hr = MakeComObject<CBufferedStream>(&copy);
+        hr = framework::MakeComObject<CBufferedStream>(&copy);
         if (SUCCEEDED(hr))
             hr = copy->m_source.Attach(sourceClone.Get());
         if (FAILED(hr))
@@ -230,7 +230,7 @@ HRESULT TKFCreateBufferedStream(IStream* stream, IStream** bufferedStream, LONG 
     if (bufferedStream)
         *bufferedStream = nullptr;
     ComPtr<CBufferedStream> made;
-    HRESULT hr = MakeComObject<CBufferedStream>(&made);
+    HRESULT hr = framework::MakeComObject<CBufferedStream>(&made);
     if (SUCCEEDED(hr))
         hr = made->Initialize(stream, bufferBytes);
     return SUCCEEDED(hr) ? made.CopyTo(bufferedStream) : hr;

@@ -13,13 +13,13 @@
 // counts as its failure.
 #pragma once
 
+#include "base/CTaskMem.h"
 #include "framework/com/CComObjectBase.h"
 #include "framework/com/CStreamCookie.h"
-#include "framework/com/CTaskMem.h"
 
 #include <vector>
 
-class CBufferedStream final : public CComObjectBase<IStream, ISequentialStream> {
+class CBufferedStream final : public framework::CComObjectBase<IStream, ISequentialStream> {
 public:
     CBufferedStream() noexcept = default;
 
@@ -71,7 +71,7 @@ private:
         BYTE bytes[64];
     };
 
-    CStreamCookie m_source;
+    framework::CStreamCookie m_source;
     std::vector<CacheLine> m_lines;  // the buffer, in whole lines; its length is set once
     LONG m_capacity = 0;             // bytes of it that are used
     // Where the wrapped stream stands, as far as we know. No call needs it; whoever debugs a stream that lost its place
@@ -83,7 +83,7 @@ private:
     bool m_statValid = false;
     DWORD m_statFlag = 0;
     STATSTG m_stat{};  // pwcsName is null here; the name is m_statName
-    CTaskMem<wchar_t> m_statName;
+    base::CTaskMem<wchar_t> m_statName;
 };
 
 inline constexpr LONG kTKFDefaultBufferBytes = 0x20000;

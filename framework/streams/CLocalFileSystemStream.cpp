@@ -1,7 +1,7 @@
 #include "framework/streams/CLocalFileSystemStream.h"
 
-#include "diagnostics/LongPath.h"
-#include "framework/com/CTaskMem.h"
+#include "base/CTaskMem.h"
+#include "base/LongPath.h"
 #include "framework/streams/CopyInBlocks.h"
 
 #include <span>
@@ -72,10 +72,10 @@ bool IsOpenable(const wchar_t* path, DWORD mode) noexcept {
 HRESULT CLocalFileSystemStream::Open(const wchar_t* path, DWORD mode) noexcept {
     if (!IsOpenable(path, mode))
         return E_INVALIDARG;
-    return ComBoundary([&] {
-        m_path = FullPathOf(path);
+    return base::ComBoundary([&] {
+        m_path = base::FullPathOf(path);
         m_mode = mode;
-        const std::wstring openable = OpenablePath(m_path);
+        const std::wstring openable = base::OpenablePath(m_path);
         m_file.Reset(OpenFile(openable, mode));
         return m_file ? S_OK : ResultOf(::GetLastError(), kOpenErrors, E_FAIL);
     });
@@ -145,7 +145,7 @@ HRESULT CLocalFileSystemStream::SetSize(ULARGE_INTEGER newSize) noexcept {
 
 HRESULT CLocalFileSystemStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                                        ULARGE_INTEGER* bytesWritten) noexcept {
-    return CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
+    return framework::CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
 }
 
 HRESULT CLocalFileSystemStream::Commit(DWORD) noexcept {
@@ -171,9 +171,9 @@ HRESULT CLocalFileSystemStream::Stat(STATSTG* stat, DWORD flag) noexcept {
     stat->type = STGTY_STREAM;
     stat->grfMode = StgMode();
 
-    CTaskMem<wchar_t> name;
+    base::CTaskMem<wchar_t> name;
     if (!(flag & STATFLAG_NONAME)) {
-        name = TKFTaskMemDuplicate(m_path);
+        name = base::TKFTaskMemDuplicate(m_path);
         if (!name)
             return STG_E_INSUFFICIENTMEMORY;
     }
@@ -227,7 +227,7 @@ HRESULT TKFCreateLocalFileSystemStream(const wchar_t* path, DWORD mode, IStream*
     if (!IsOpenable(path, mode))
         return E_INVALIDARG;
     ComPtr<CLocalFileSystemStream> made;
-    HRESULT hr = MakeComObject<CLocalFileSystemStream>(&made);
+    HRESULT hr = framework::MakeComObject<CLocalFileSystemStream>(&made);
     if (SUCCEEDED(hr))
         hr = made->Open(path, mode);
     if (FAILED(hr))

@@ -7,13 +7,13 @@
 // own.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "framework/com/CComObjectBase.h"
 #include "framework/streams/TKFStreamMode.h"
 
 #include <string>
 
-class CLocalFileSystemStream final : public CComObjectBase<IStream, ISequentialStream> {
+class CLocalFileSystemStream final : public framework::CComObjectBase<IStream, ISequentialStream> {
 public:
     CLocalFileSystemStream() noexcept = default;
 
@@ -55,7 +55,7 @@ private:
     [[nodiscard]] bool GetSizeAndTimes(STATSTG& stat) const noexcept;
     [[nodiscard]] DWORD StgMode() const noexcept;
 
-    CAutoHandle m_file;
+    base::CAutoHandle m_file;
     std::wstring m_path;  // as it is reported: full, and without a prefix that it wasn't given with
     DWORD m_mode = 0;     // kTKFStream bits
 };

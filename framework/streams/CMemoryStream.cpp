@@ -7,7 +7,7 @@
 HRESULT CMemoryStream::Initialize(const void* data, LONGLONG size) noexcept {
     if (data && size < 0)  // it would be copied from far beyond the end of any data
         return E_INVALIDARG;
-    return ComBoundary([&] {
+    return base::ComBoundary([&] {
         const ULONG low32Bits = static_cast<ULONG>(size);
         if (!data) {
             m_storage.reserve(low32Bits);
@@ -54,7 +54,7 @@ HRESULT CMemoryStream::Write(const void* buffer, ULONG cb, ULONG* bytesWritten) 
     const size_t start = static_cast<size_t>(m_position);
     const ULONGLONG end = m_position + cb;
     if (m_storage.size() < end) {
-        const HRESULT hr = ComBoundary([&] {
+        const HRESULT hr = base::ComBoundary([&] {
             m_storage.resize(static_cast<size_t>(end));
             return S_OK;
         });
@@ -100,7 +100,7 @@ HRESULT CMemoryStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER
                               ULARGE_INTEGER* bytesWritten) noexcept {
     if (!target)
         return E_POINTER;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         ULONGLONG remaining = std::min(cb.QuadPart, Available());
         std::vector<BYTE> block(16384);
         ULONGLONG totalRead = 0;
@@ -111,7 +111,7 @@ HRESULT CMemoryStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER
             const ULONG chunk = static_cast<ULONG>(std::min<ULONGLONG>(remaining, block.size()));
             static_cast<void>(Read(block.data(), chunk, &got));
             written = 0;
-            static_cast<void>(ComBoundary([&] { return target->Write(block.data(), got, &written); }));
+            static_cast<void>(base::ComBoundary([&] { return target->Write(block.data(), got, &written); }));
             totalRead += got;
             totalWritten += written;
             remaining -= got;

@@ -12,7 +12,7 @@
 
 #include <vector>
 
-class CMemoryStream final : public CComObjectBase<IStream, ISequentialStream> {
+class CMemoryStream final : public framework::CComObjectBase<IStream, ISequentialStream> {
 public:
     CMemoryStream() noexcept = default;
 

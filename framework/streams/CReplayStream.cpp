@@ -1,10 +1,12 @@
 #include "framework/streams/CReplayStream.h"
 
-#include "diagnostics/ForeignCalls.h"
+#include "base/ForeignCalls.h"
 #include "framework/streams/CopyInBlocks.h"
 
 #include <algorithm>
 #include <cstring>
+
+namespace framework {
 
 using Microsoft::WRL::ComPtr;
 
@@ -12,14 +14,14 @@ HRESULT CReplayStream::Initialize(IStream* source) noexcept {
     if (!source)
         return E_POINTER;
     // Room for all of it now: what has come must not be lost for want of it.
-    const HRESULT hr = ComBoundary([&] {
+    const HRESULT hr = base::ComBoundary([&] {
         m_kept.reserve(kMostKept);
         return m_source.Attach(source);
     });
     if (FAILED(hr))
         return hr;
     ULARGE_INTEGER position{};
-    static_cast<void>(ComBoundary([&] { return source->Seek({}, STREAM_SEEK_CUR, &position); }));
+    static_cast<void>(base::ComBoundary([&] { return source->Seek({}, STREAM_SEEK_CUR, &position); }));
     m_start = m_position = position.QuadPart;
     return S_OK;
 }
@@ -43,7 +45,7 @@ HRESULT CReplayStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
     count = 0;
     if (!buffer)
         return E_POINTER;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         HRESULT hr = S_OK;
         const ULONGLONG end = End();
         if (m_position < end) {
@@ -57,7 +59,7 @@ HRESULT CReplayStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
             const HRESULT room = CutToRoom(cb);
             if (FAILED(room) || cb == 0)
                 return room;
-            hr = ComBoundary([&] { return source->Read(buffer, cb, &count); });
+            hr = base::ComBoundary([&] { return source->Read(buffer, cb, &count); });
             if (hr == S_OK)
                 hr = room;
             count = std::min(count, cb);  // a stream may claim more than it was asked for
@@ -120,7 +122,7 @@ HRESULT CReplayStream::MoveSource(ULONGLONG position) const noexcept {
 HRESULT CReplayStream::AskSeek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) const noexcept {
     ComPtr<IStream> source;
     const HRESULT hr = m_source.CopyTo(&source);
-    return FAILED(hr) ? hr : ComBoundary([&] { return source->Seek(move, origin, reached); });
+    return FAILED(hr) ? hr : base::ComBoundary([&] { return source->Seek(move, origin, reached); });
 }
 
 HRESULT CReplayStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
@@ -139,7 +141,7 @@ HRESULT CReplayStream::Stat(STATSTG* stat, DWORD flag) noexcept {
         return E_POINTER;
     ComPtr<IStream> source;
     const HRESULT hr = m_source.CopyTo(&source);
-    return FAILED(hr) ? hr : ComBoundary([&] { return source->Stat(stat, flag); });
+    return FAILED(hr) ? hr : base::ComBoundary([&] { return source->Stat(stat, flag); });
 }
 
 HRESULT CReplayStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
@@ -151,12 +153,12 @@ HRESULT CReplayStream::Clone(IStream** clone) noexcept {
     if (!clone)
         return E_POINTER;
     *clone = nullptr;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         ComPtr<IStream> source;
         if (const HRESULT hr = m_source.CopyTo(&source); FAILED(hr))
             return hr;
         ComPtr<IStream> sourceClone;
-        if (const HRESULT hr = ReceiveAny(sourceClone, source.Get(), &IStream::Clone); FAILED(hr))
+        if (const HRESULT hr = base::ReceiveAny(sourceClone, source.Get(), &IStream::Clone); FAILED(hr))
             return hr;
         if (!sourceClone)
             return E_UNEXPECTED;
@@ -173,3 +175,5 @@ HRESULT CReplayStream::Clone(IStream** clone) noexcept {
         return S_OK;
     });
 }
+
+}  // namespace framework

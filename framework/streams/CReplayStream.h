@@ -19,6 +19,8 @@
 
 #include <vector>
 
+namespace framework {
+
 class CReplayStream final : public CComObjectBase<IStream, ISequentialStream> {
 public:
     static constexpr size_t kMostKept = 256 * 1024;
@@ -71,3 +73,5 @@ private:
     ULONGLONG m_position = 0;  // where callers see this stream stand
     bool m_isKeeping = true;
 };
+
+}  // namespace framework

@@ -1,9 +1,11 @@
 #include "framework/streams/CopyInBlocks.h"
 
-#include "diagnostics/ComBoundary.h"
+#include "base/ComBoundary.h"
 
 #include <algorithm>
 #include <array>
+
+namespace framework {
 
 HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* readTotal,
                      ULARGE_INTEGER* writtenTotal, HRESULT* readResult) noexcept {
@@ -18,7 +20,7 @@ HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARG
     if (!target)
         return E_POINTER;
 
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         std::array<BYTE, 16384> block;
         ULONGLONG remaining = cb.QuadPart;
         while (remaining > 0) {
@@ -30,7 +32,7 @@ HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARG
 
             // Also with nothing to write: the target sees the end of the copy as a write of no bytes.
             ULONG written = 0;
-            static_cast<void>(ComBoundary([&] { return target->Write(block.data(), got, &written); }));
+            static_cast<void>(base::ComBoundary([&] { return target->Write(block.data(), got, &written); }));
             totalWritten.QuadPart += written;
 
             if (got != chunk)
@@ -39,3 +41,5 @@ HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARG
         return totalRead.QuadPart == totalWritten.QuadPart ? S_OK : STG_E_MEDIUMFULL;
     });
 }
+
+}  // namespace framework

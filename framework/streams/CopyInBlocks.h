@@ -6,6 +6,8 @@
 
 #include <objidl.h>
 
+namespace framework {
+
 // Copies up to `cb` bytes from where `source` stands to `target`, through a block of 16384 bytes on the stack. Either
 // total may be null; they are kept up to date as the copy goes on.
 //
@@ -16,3 +18,5 @@
 [[nodiscard]] HRESULT CopyInBlocks(ISequentialStream& source, ISequentialStream* target, ULARGE_INTEGER cb,
                                    ULARGE_INTEGER* readTotal, ULARGE_INTEGER* writtenTotal,
                                    HRESULT* readResult = nullptr) noexcept;
+
+}  // namespace framework

@@ -9,7 +9,7 @@ HRESULT TKFCreateMemoryStream(const void* data, LONGLONG size, IStream** stream)
         return E_POINTER;
     *stream = nullptr;
     ComPtr<CMemoryStream> made;
-    HRESULT hr = MakeComObject<CMemoryStream>(&made);
+    HRESULT hr = framework::MakeComObject<CMemoryStream>(&made);
     if (SUCCEEDED(hr))
         hr = made->Initialize(data, size);
     return SUCCEEDED(hr) ? made.CopyTo(stream) : hr;

@@ -1,8 +1,8 @@
 #include "framework/streams/TKFCreateStreamFromUri.h"
 
-#include "diagnostics/CBstr.h"
-#include "diagnostics/ComBoundary.h"
-#include "diagnostics/ForeignCalls.h"
+#include "base/CBstr.h"
+#include "base/ComBoundary.h"
+#include "base/ForeignCalls.h"
 #include "framework/streams/CLocalFileSystemStream.h"
 #include "framework/uri/CTKFUri.h"
 #include "framework/values/CopyVariantToComPointer.h"
@@ -21,12 +21,13 @@ namespace {
 }
 
 [[nodiscard]] HRESULT GetAccessFactory(IUnknown* given, ComPtr<ITKDSUriAccessFactory>& factory) {
-    return given ? QueryFor(*given, factory.GetAddressOf()) : CreateInstance(CLSID_TKDSUriAccessFactory, factory);
+    return given ? base::QueryFor(*given, factory.GetAddressOf())
+                 : base::CreateObject(CLSID_TKDSUriAccessFactory, factory);
 }
 
-[[nodiscard]] HRESULT OpenAccessor(ITKDSUriAccessFactory& factory, const wchar_t* uri, CVariant& accessor) {
-    const CBstr uriText(uri);
-    const CBstr accessorId(TKDS_ACCESSOR_CREATESTREAM);
+[[nodiscard]] HRESULT OpenAccessor(ITKDSUriAccessFactory& factory, const wchar_t* uri, framework::CVariant& accessor) {
+    const base::CBstr uriText(uri);
+    const base::CBstr accessorId(TKDS_ACCESSOR_CREATESTREAM);
     return factory.OpenUriAs(uriText.Get(), accessorId.Get(), accessor.Put());
 }
 
@@ -34,20 +35,22 @@ namespace {
     return condition ? bit : 0;
 }
 
-[[nodiscard]] HRESULT CreateStream(const CVariant& accessor, DWORD mode, ComPtr<IStream>& stream) {
+[[nodiscard]] HRESULT CreateStream(const framework::CVariant& accessor, DWORD mode, ComPtr<IStream>& stream) {
     const unsigned long share =
         BitIf(mode & kTKFStreamShareRead, TKDS_SHARE_READ) | BitIf(mode & kTKFStreamShareWrite, TKDS_SHARE_WRITE);
     if (mode & kTKFStreamWrite) {
         const unsigned long access = TKDS_ACCESS_WRITE | BitIf(mode & kTKFStreamRead, TKDS_ACCESS_READ);
         ComPtr<ITKDSCreateWritableStream> writable;
         const HRESULT hr = CopyVariantToComPointer(accessor, writable.GetAddressOf());
-        return FAILED(hr)
-                   ? hr
-                   : Receive(stream, writable.Get(), &ITKDSCreateWritableStream::CreateWritableStream, access, share);
+        return FAILED(hr) ? hr
+                          : base::Receive(stream, writable.Get(), &ITKDSCreateWritableStream::CreateWritableStream,
+                                          access, share);
     }
     ComPtr<ITKDSCreateStream> readable;
     const HRESULT hr = CopyVariantToComPointer(accessor, readable.GetAddressOf());
-    return FAILED(hr) ? hr : Receive(stream, readable.Get(), &ITKDSCreateStream::CreateStream, TKDS_ACCESS_READ, share);
+    return FAILED(hr)
+               ? hr
+               : base::Receive(stream, readable.Get(), &ITKDSCreateStream::CreateStream, TKDS_ACCESS_READ, share);
 }
 
 [[nodiscard]] HRESULT OpenThroughDataService(const wchar_t* uri, DWORD mode, IStream** stream, IUnknown* accessFactory,
@@ -57,7 +60,7 @@ namespace {
     if (FAILED(hr))
         return hr;
 
-    CVariant accessor;
+    framework::CVariant accessor;
     hr = OpenAccessor(*factory.Get(), uri, accessor);
     if (FAILED(hr))
         return hr;
@@ -68,7 +71,7 @@ namespace {
         return hr;
 
     if (usedAccessFactory) {
-        hr = QueryFor(*factory.Get(), usedAccessFactory);
+        hr = base::QueryFor(*factory.Get(), usedAccessFactory);
         if (FAILED(hr))
             return hr;
     }
@@ -89,7 +92,7 @@ HRESULT TKFCreateStreamFromUri(const wchar_t* uri, DWORD mode, IStream** stream,
     if (!stream)
         return E_POINTER;
 
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         const auto parsed = CTKFUri::Parse(uri);
         if (parsed && parsed->IsLocalFile())
             return TKFCreateLocalFileSystemStream(parsed->GetLocalPath().c_str(), mode, stream);

@@ -1,6 +1,6 @@
 #include "framework/streams/TKFCreateTempFileStream.h"
 
-#include "diagnostics/ComBoundary.h"
+#include "base/ComBoundary.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
 
 #include <string>
@@ -34,7 +34,7 @@ HRESULT TKFCreateTempFileStream(IStream** stream) noexcept {
     if (!stream)
         return E_POINTER;
     *stream = nullptr;
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         std::wstring folder;
         HRESULT hr = GetTempFolder(folder);
         if (FAILED(hr))

@@ -1,6 +1,6 @@
 #include "framework/uri/CTKFUri.h"
 
-#include "framework/uri/AsciiText.h"
+#include "base/AsciiText.h"
 #include "framework/uri/CTKFUriGrammar.h"
 #include "framework/uri/FileUrlPath.h"
 #include "framework/uri/UriEscapes.h"
@@ -26,8 +26,8 @@ using Notation = CTKFUriParts::Notation;
 [[nodiscard]] std::string ComparableHost(const std::wstring& host) {
     std::string text = ComparableUriText(host);
     for (char& character : text)
-        if (IsAsciiLetter(static_cast<unsigned char>(character)))
-            character = static_cast<char>(AsciiLower(static_cast<unsigned char>(character)));
+        if (base::IsAsciiLetter(static_cast<unsigned char>(character)))
+            character = static_cast<char>(base::AsciiLower(static_cast<unsigned char>(character)));
     return text;
 }
 
@@ -39,7 +39,7 @@ using Notation = CTKFUriParts::Notation;
             end = std::find(path.begin() + static_cast<std::ptrdiff_t>(prefix.size()), path.end(), L'\\');
             break;
         }
-    std::transform(path.begin(), end, path.begin(), AsciiLower);
+    std::transform(path.begin(), end, path.begin(), base::AsciiLower);
     return path;
 }
 
@@ -52,17 +52,17 @@ CTKFUri::CTKFUri(CTKFUriParts parts, std::wstring text) : m_parts(std::move(part
     if (m_parts.notation != Notation::Uri) {
         (hasServer ? m_uncPath : m_localPath) = PathOf(m_parts);
     } else if (!hasServer) {
-        m_localPath = LocalPathOfFileUrlPath(m_parts.path);
+        m_localPath = framework::LocalPathOfFileUrlPath(m_parts.path);
     } else {
         // With its escapes resolved the host may be none that a path can have, or lead to a device.
-        const auto path = CTKFUriGrammar::Parse(NetworkPathOfFileUrl(m_parts.host, m_parts.path));
+        const auto path = framework::CTKFUriGrammar::Parse(framework::NetworkPathOfFileUrl(m_parts.host, m_parts.path));
         if (path && path->notation != Notation::Uri)
             (path->hostType == TKFURI_HOSTNAME_UNC_SERVER ? m_uncPath : m_localPath) = PathOf(*path);
     }
 }
 
 boost::shared_ptr<CTKFUri> CTKFUri::Parse(const wchar_t* text) {
-    auto parts = text ? CTKFUriGrammar::Parse(text) : std::nullopt;
+    auto parts = text ? framework::CTKFUriGrammar::Parse(text) : std::nullopt;
     return boost::shared_ptr<CTKFUri>(parts ? new CTKFUri(std::move(*parts), text) : nullptr);
 }
 
@@ -74,7 +74,7 @@ boost::shared_ptr<CTKFUri> CTKFUri::FromFilePath(const wchar_t* path) {
 }
 
 std::wstring CTKFUri::ToString() const {
-    return m_parts.notation == Notation::Uri ? m_text : FileUrlOfPath(GetFilePath());
+    return m_parts.notation == Notation::Uri ? m_text : framework::FileUrlOfPath(GetFilePath());
 }
 
 std::wstring CTKFUri::NormalizeUriEscapes() const {

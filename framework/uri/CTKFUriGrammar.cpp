@@ -1,12 +1,14 @@
 #include "framework/uri/CTKFUriGrammar.h"
 
-#include "framework/uri/AsciiText.h"
+#include "base/AsciiText.h"
 #include "framework/uri/EscapedByte.h"
 
 #include <boost/spirit/include/classic_assign_actor.hpp>
 #include <boost/spirit/include/classic_core.hpp>
 #include <boost/spirit/include/classic_loops.hpp>
 #include <boost/spirit/include/classic_push_back_actor.hpp>
+
+namespace framework {
 
 namespace {
 
@@ -48,7 +50,7 @@ private:
 }
 
 [[nodiscard]] constexpr bool IsHostCharacter(wchar_t character) noexcept {
-    return IsAsciiLetterOrDigit(character) || character >= L'\x80' || IsOneOf(character, L"._~!$&'()*+,;=-");
+    return base::IsAsciiLetterOrDigit(character) || character >= L'\x80' || IsOneOf(character, L"._~!$&'()*+,;=-");
 }
 
 [[nodiscard]] constexpr bool IsServerCharacter(wchar_t character) noexcept {
@@ -162,7 +164,7 @@ private:
                     tail;
     }
 
-    const CIs m_letter{&IsAsciiLetter};
+    const CIs m_letter{&base::IsAsciiLetter};
     const CIs m_digit{[](wchar_t character) noexcept { return character >= L'0' && character <= L'9'; }};
     const CIs m_hexDigit{[](wchar_t character) noexcept { return HexDigitValue(character) >= 0; }};
     const CIs m_separator{[](wchar_t character) noexcept { return IsOneOf(character, L"/\\"); }};
@@ -191,12 +193,14 @@ std::optional<CTKFUriParts> CTKFUriGrammar::Parse(std::wstring_view text) {
     if (parts.scheme.empty())  // the rules of paths and file URLs leave it so
         parts.scheme = L"file";
     for (wchar_t& character : parts.scheme)
-        character = AsciiLower(character);
+        character = base::AsciiLower(character);
     if (parts.path.empty())
         parts.segments.clear();
     // In a file URL any other machine is reached as a server of shares.
     if (parts.scheme == L"file" && parts.hostType != TKFURI_HOSTNAME_NONE &&
-        !EqualsIgnoringAsciiCase(parts.host, L"localhost"))
+        !base::EqualsIgnoringAsciiCase(parts.host, L"localhost"))
         parts.hostType = TKFURI_HOSTNAME_UNC_SERVER;
     return parts;
 }
+
+}  // namespace framework

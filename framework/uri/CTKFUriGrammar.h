@@ -8,8 +8,12 @@
 #include <optional>
 #include <string_view>
 
+namespace framework {
+
 class CTKFUriGrammar final {
 public:
     // Nothing: `text` is no name. CTKFUri::Parse says what is.  Threads: any.
     [[nodiscard]] static std::optional<CTKFUriParts> Parse(std::wstring_view text);
 };
+
+}  // namespace framework

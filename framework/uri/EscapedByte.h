@@ -1,11 +1,13 @@
 // The escapes of URIs: '%' and two hexadecimal digits stand for a byte.
 #pragma once
 
-#include "framework/uri/AsciiText.h"
+#include "base/AsciiText.h"
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+
+namespace framework {
 
 inline constexpr std::size_t URI_ESCAPE_LENGTH = 3;
 
@@ -13,7 +15,7 @@ inline constexpr std::size_t URI_ESCAPE_LENGTH = 3;
 [[nodiscard]] constexpr int HexDigitValue(wchar_t character) noexcept {
     if (character >= L'0' && character <= L'9')
         return character - L'0';
-    const wchar_t lower = AsciiLower(character);
+    const wchar_t lower = base::AsciiLower(character);
     return lower >= L'a' && lower <= L'f' ? lower - L'a' + 10 : -1;
 }
 
@@ -30,7 +32,7 @@ template <class Char>
 // Appends the byte as it is if it is a letter, a digit or one of `kept`, otherwise as an escape in upper case.
 inline void AppendEscapedUnlessKept(std::wstring& text, char byte, std::string_view kept) {
     const auto value = static_cast<unsigned char>(byte);
-    if (IsAsciiLetterOrDigit(value) || kept.find(byte) != kept.npos) {
+    if (base::IsAsciiLetterOrDigit(value) || kept.find(byte) != kept.npos) {
         text += static_cast<wchar_t>(value);
         return;
     }
@@ -39,3 +41,5 @@ inline void AppendEscapedUnlessKept(std::wstring& text, char byte, std::string_v
     text += DIGITS[value >> 4];
     text += DIGITS[value & 15];
 }
+
+}  // namespace framework

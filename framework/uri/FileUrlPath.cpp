@@ -1,9 +1,11 @@
 #include "framework/uri/FileUrlPath.h"
 
+#include "base/Utf8Text.h"
 #include "framework/uri/EscapedByte.h"
-#include "framework/uri/Utf8Text.h"
 
 #include <windows.h>
+
+namespace framework {
 
 namespace {
 
@@ -72,7 +74,7 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
         if (length == 0)
             escaped += text[i];
         else
-            for (const char byte : Utf8OfWide(text.substr(i, length)))
+            for (const char byte : base::Utf8OfWide(text.substr(i, length)))
                 AppendEscapedUnlessKept(escaped, byte, kept);
         i += std::max<std::size_t>(length, 1);
     }
@@ -86,7 +88,7 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
 }
 
 [[nodiscard]] bool BeginsWithDrive(std::wstring_view path) noexcept {
-    return path.size() >= 2 && IsAsciiLetter(path[0]) && path[1] == L':';
+    return path.size() >= 2 && base::IsAsciiLetter(path[0]) && path[1] == L':';
 }
 
 }  // namespace
@@ -94,7 +96,7 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
 std::wstring LocalPathOfFileUrlPath(std::wstring_view path) {
     std::wstring local = PathText(path);
     const std::size_t name = local.find_first_not_of(L'\\');
-    if (name != std::wstring::npos && IsAsciiLetter(local[name]) && name + 1 < local.size()) {
+    if (name != std::wstring::npos && base::IsAsciiLetter(local[name]) && name + 1 < local.size()) {
         const bool endsAfterMark = name + 2 == local.size() || local[name + 2] == L'\\';
         if (local[name + 1] == L':' || (local[name + 1] == L'|' && endsAfterMark)) {
             local[name + 1] = L':';
@@ -115,7 +117,7 @@ std::wstring FileUrlOfPath(std::wstring_view path) {
         path.remove_prefix(2);
         const std::wstring_view server = path.substr(0, path.find(L'\\'));
         // Behind two slashes "localhost" is no server, but this machine itself.
-        const wchar_t* const start = EqualsIgnoringAsciiCase(server, L"localhost") ? L"file:////" : L"file://";
+        const wchar_t* const start = base::EqualsIgnoringAsciiCase(server, L"localhost") ? L"file:////" : L"file://";
         return start + Escape(server, KEPT_IN_HOSTS) + EscapePath(path.substr(server.size()));
     }
     const std::wstring urlPath = (BeginsWithDrive(path) ? L"/" : L"") + EscapePath(path);
@@ -123,3 +125,5 @@ std::wstring FileUrlOfPath(std::wstring_view path) {
         return {};
     return (urlPath.starts_with(L'/') ? L"file://" : L"file:") + urlPath;
 }
+
+}  // namespace framework

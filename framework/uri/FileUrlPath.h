@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace framework {
+
 // The path of a file URL without a server. `path` is as the URL has it: with escapes, '/' or '\' between names, and
 // "C:" or "C|" for a drive, behind any number of separators. The result has '\' for separators and begins with the
 // drive if there is one. It is empty if there is no drive and the path would lead to a server or a device instead of a
@@ -27,3 +29,5 @@
 // Empty: no URL leads to this path. These are paths without a drive whose first name begins as a drive does: \C:x,
 // C|\x.
 [[nodiscard]] std::wstring FileUrlOfPath(std::wstring_view path);
+
+}  // namespace framework

@@ -1,10 +1,12 @@
 #include "framework/uri/NameForLog.h"
 
-#include "framework/uri/AsciiText.h"
+#include "base/AsciiText.h"
 #include "framework/uri/CTKFUri.h"
 
 #include <optional>
 #include <string_view>
+
+namespace framework {
 
 namespace {
 
@@ -22,7 +24,7 @@ struct Range {
 }
 
 [[nodiscard]] bool IsScheme(std::wstring_view text, std::wstring_view scheme) {
-    return EqualsIgnoringAsciiCase(text.substr(0, text.find(L':')), scheme);
+    return base::EqualsIgnoringAsciiCase(text.substr(0, text.find(L':')), scheme);
 }
 
 [[nodiscard]] bool IsWeb(std::wstring_view text) {
@@ -68,3 +70,5 @@ std::wstring NameForLog(const wchar_t* name) {
         text.replace(found->begin, found->end - found->begin, L"***");
     return text;
 }
+
+}  // namespace framework

@@ -1,7 +1,7 @@
 #include "framework/uri/UriEscapes.h"
 
+#include "base/Utf8Text.h"
 #include "framework/uri/EscapedByte.h"
-#include "framework/uri/Utf8Text.h"
 
 namespace {
 
@@ -15,14 +15,14 @@ constexpr std::string_view RESERVED = ":/?#[]@!$&'()*+,;=%";
 }
 
 [[nodiscard]] std::wstring Escape(std::wstring_view text, std::string_view kept, bool keepValidEscapes) {
-    const std::string bytes = Utf8OfWide(text);
+    const std::string bytes = base::Utf8OfWide(text);
     std::wstring escaped;
-    escaped.reserve(bytes.size() * URI_ESCAPE_LENGTH);
+    escaped.reserve(bytes.size() * framework::URI_ESCAPE_LENGTH);
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (keepValidEscapes && EscapedByteAt<char>(bytes, i) >= 0)
+        if (keepValidEscapes && framework::EscapedByteAt<char>(bytes, i) >= 0)
             escaped += L'%';
         else
-            AppendEscapedUnlessKept(escaped, bytes[i], kept);
+            framework::AppendEscapedUnlessKept(escaped, bytes[i], kept);
     }
     return escaped;
 }
@@ -32,10 +32,10 @@ constexpr std::string_view RESERVED = ":/?#[]@!$&'()*+,;=%";
     std::string resolved;
     resolved.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size();) {
-        const int escaped = EscapedByteAt(bytes, i);
+        const int escaped = framework::EscapedByteAt(bytes, i);
         const bool resolves = escaped >= 0 && kept.find(static_cast<char>(escaped)) == kept.npos;
         resolved += resolves ? static_cast<char>(escaped) : bytes[i];
-        i += resolves ? URI_ESCAPE_LENGTH : 1;
+        i += resolves ? framework::URI_ESCAPE_LENGTH : 1;
     }
     return resolved;
 }
@@ -51,18 +51,18 @@ std::wstring EscapeUriComponent(const wchar_t* text) {
 }
 
 std::wstring UnescapeUri(const wchar_t* text) {
-    return WideOfUtf8(Resolve(Utf8OfWide(ViewOf(text)), {}));
+    return base::WideOfUtf8(Resolve(base::Utf8OfWide(ViewOf(text)), {}));
 }
 
 std::wstring NormalizeUriEscapesOf(const wchar_t* text) {
-    return WideOfUtf8(Resolve(Utf8OfWide(ViewOf(text)), DELIMITERS));
+    return base::WideOfUtf8(Resolve(base::Utf8OfWide(ViewOf(text)), DELIMITERS));
 }
 
 std::string ComparableUriText(std::wstring_view text) {
-    std::string comparable = Resolve(Utf8OfWide(text), RESERVED);
+    std::string comparable = Resolve(base::Utf8OfWide(text), RESERVED);
     for (std::size_t i = 0; i < comparable.size(); ++i)
-        if (EscapedByteAt<char>(comparable, i) >= 0)
-            for (std::size_t digit = i + 1; digit < i + URI_ESCAPE_LENGTH; ++digit)
+        if (framework::EscapedByteAt<char>(comparable, i) >= 0)
+            for (std::size_t digit = i + 1; digit < i + framework::URI_ESCAPE_LENGTH; ++digit)
                 if (comparable[digit] >= 'a')
                     comparable[digit] = static_cast<char>(comparable[digit] - 'a' + 'A');
     return comparable;

@@ -1,7 +1,7 @@
 #include "framework/values/CTKCFPropertyValues.h"
 
-#include "diagnostics/CBstr.h"
-#include "diagnostics/ComBoundary.h"
+#include "base/CBstr.h"
+#include "base/ComBoundary.h"
 #include "framework/values/CVariant.h"
 
 HRESULT CTKCFPropertyValues::Get(const wchar_t* key, std::optional<CTKCFPropertyValue>* value) const noexcept {
@@ -10,9 +10,9 @@ HRESULT CTKCFPropertyValues::Get(const wchar_t* key, std::optional<CTKCFProperty
     value->reset();
     if (!key || !m_propertySet)
         return E_POINTER;
-    return ComBoundary([&]() -> HRESULT {
-        const CBstr keyText(key);
-        CVariant variant;
+    return base::ComBoundary([&]() -> HRESULT {
+        const base::CBstr keyText(key);
+        framework::CVariant variant;
         const HRESULT hr = m_propertySet->GetValue(keyText.Get(), variant.Put());
         if (FAILED(hr))
             return hr;
@@ -27,7 +27,7 @@ HRESULT CTKCFPropertyValues::GetString(const wchar_t* key, std::wstring* text) c
     if (!text)
         return E_POINTER;
     text->clear();
-    return ComBoundary([&]() -> HRESULT {
+    return base::ComBoundary([&]() -> HRESULT {
         std::optional<CTKCFPropertyValue> value;
         const HRESULT hr = Get(key, &value);
         if (hr == S_OK)

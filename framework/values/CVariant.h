@@ -7,6 +7,8 @@
 
 #include <oleauto.h>
 
+namespace framework {
+
 class CVariant final {
 public:
     CVariant() noexcept { ::VariantInit(&m_value); }
@@ -32,3 +34,5 @@ public:
 private:
     VARIANT m_value;
 };
+
+}  // namespace framework

@@ -3,6 +3,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/FrameChain.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr const wchar_t* kType = L"audio/x-aac";
@@ -86,3 +88,5 @@ Verdict SearchAac(CContent& content) {
         return Found(kType, nullptr, L"LOAS frames behind other bytes", {*start, 3});
     return NotThere();
 }
+
+}  // namespace metadata

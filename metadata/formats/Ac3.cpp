@@ -2,6 +2,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/FrameChain.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr const wchar_t* kType = L"audio/x-ac3";
@@ -100,3 +102,5 @@ Verdict SearchAc3(CContent& content) {
         return Found(kType, nullptr, L"AC-3 frames with right checksums behind other bytes", {*start, 6});
     return NotThere();
 }
+
+}  // namespace metadata

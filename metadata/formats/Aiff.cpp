@@ -5,6 +5,8 @@
 #include "metadata/formats/FourCc.h"
 #include "metadata/formats/Riff.h"
 
+namespace metadata {
+
 Verdict JudgeAiff(CContent& content) {
     const CBytes head = content.Head();
     if (!head.Is(0, "FORM") || !(head.Is(8, "AIFF") || head.Is(8, "AIFC")))
@@ -23,3 +25,5 @@ Verdict JudgeAiff(CContent& content) {
         return RuledOut(L"the description has no channels", evidence);
     return Found(L"audio/aiff", nullptr, L"AIFF with a description of its samples", evidence);
 }
+
+}  // namespace metadata

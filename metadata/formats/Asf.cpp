@@ -5,6 +5,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/formats/GuidAt.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr GUID kHeaderObject = {0x75B22630, 0x668E, 0x11CF, {0xA6, 0xD9, 0x00, 0xAA, 0x00, 0x62, 0xCE, 0x6C}};
@@ -150,3 +152,5 @@ Verdict JudgeAsf(CContent& content) {
         return Found(L"audio/x-ms-wma", kAny, L"ASF with audio streams only", streams.evidence);
     return Found(kAny, nullptr, L"ASF whose streams are not to be seen", streams.evidence);
 }
+
+}  // namespace metadata

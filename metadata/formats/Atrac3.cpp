@@ -3,6 +3,8 @@
 #include "metadata/CWalk.h"
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr std::uint64_t kTagHeader = 10;
@@ -35,3 +37,5 @@ Verdict JudgeAtrac3(CContent& content) {
         return RuledOut(L"the codec is not ATRAC3", evidence);
     return Found(L"audio/x-atrac3", nullptr, L"ATRAC3 header", evidence);
 }
+
+}  // namespace metadata

@@ -2,6 +2,8 @@
 
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr std::uint64_t kHeader = 24;
@@ -38,3 +40,5 @@ Verdict JudgeAu(CContent& content) {
         return RuledOut(L"the header is not sane", {0, kHeader});
     return Found(L"audio/basic", nullptr, L"AU header", {0, kHeader});
 }
+
+}  // namespace metadata

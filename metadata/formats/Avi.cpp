@@ -5,6 +5,8 @@
 #include "metadata/formats/FourCc.h"
 #include "metadata/formats/Riff.h"
 
+namespace metadata {
+
 namespace {
 
 struct Streams {
@@ -60,3 +62,5 @@ Verdict JudgeAvi(CContent& content) {
         return Found(L"audio/avi", nullptr, L"AVI with audio streams only", streams.evidence);
     return Found(L"video/avi", nullptr, L"AVI whose streams are not to be seen", streams.evidence);
 }
+
+}  // namespace metadata

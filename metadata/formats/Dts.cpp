@@ -4,6 +4,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/FrameChain.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr const wchar_t* kType = L"audio/x-dts";
@@ -106,3 +108,5 @@ Verdict SearchDts(CContent& content) {
     }
     return NotThere();
 }
+
+}  // namespace metadata

@@ -1,6 +1,8 @@
 // DV as it comes from a tape: blocks of 80 bytes, each with its section's type and its number (IEC 61834, SMPTE 314M).
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr size_t kBlockBytes = 80;
@@ -48,3 +50,5 @@ Verdict JudgeDv(CContent& content) {
         return RuledOut(L"too few blocks", {0, blocks * kBlockBytes});
     return Found(L"video/x-dv", nullptr, L"blocks of a DV sequence", {0, blocks * kBlockBytes});
 }
+
+}  // namespace metadata

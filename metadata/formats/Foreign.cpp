@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+namespace metadata {
+
 namespace {
 
 using namespace std::string_view_literals;
@@ -156,3 +158,5 @@ Verdict JudgeForeign(CContent& content) {
         return Foreign(L"Windows program", {head.Le32(0x3C), 4});
     return IsBitmap(head) ? Foreign(L"bitmap", {0, 18}) : NotThere();
 }
+
+}  // namespace metadata

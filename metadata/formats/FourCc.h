@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace metadata {
+
 // The number that a big-endian read of the four characters gives, whatever byte order the format's numbers are in.
 [[nodiscard]] constexpr std::uint32_t FourCc(const char (&name)[5]) noexcept {
     std::uint32_t value = 0;
@@ -20,3 +22,5 @@
     }
     return true;
 }
+
+}  // namespace metadata

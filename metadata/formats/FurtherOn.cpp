@@ -3,6 +3,8 @@
 // its source.
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 using Judge = Verdict (*)(CContent& content);
@@ -42,3 +44,5 @@ Verdict JudgeFurtherOn(CContent& content) {
     const Verdict verdict = FirstThatDecides(content, kAtTheStart);
     return verdict.Decides() ? verdict : FirstThatDecides(content, kAnywhere);
 }
+
+}  // namespace metadata

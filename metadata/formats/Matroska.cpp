@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+namespace metadata {
+
 namespace {
 
 constexpr std::uint32_t kHeader = 0x1A45DFA3;
@@ -205,3 +207,5 @@ Verdict JudgeMatroska(CContent& content) {
         return Found(L"audio/x-matroska", nullptr, L"Matroska with audio tracks only", tracks.evidence);
     return Found(L"video/x-matroska", nullptr, L"Matroska without a track that tells its kind", evidence);
 }
+
+}  // namespace metadata

@@ -5,6 +5,8 @@
 #include "metadata/formats/FourCc.h"
 #include "metadata/formats/Riff.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr std::uint64_t kChunkHeader = 8;
@@ -44,3 +46,5 @@ Verdict JudgeMidi(CContent& content) {
     const std::optional<Chunk> data = FindChunk(walk, ByteOrder::kLittle, {FourCc("data")});
     return data ? JudgeSong(walk, data->content) : RuledOut(L"no song in the wrapper", {0, kFirstChunk});
 }
+
+}  // namespace metadata

@@ -3,6 +3,8 @@
 #include "metadata/CWalk.h"
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr unsigned kStartOfImage = 0xD8;
@@ -114,3 +116,5 @@ Verdict JudgeMotionJpeg(CContent& content) {
         return RuledOut(L"the JPEG images are not of one size", {0, second.end});
     return Found(L"video/x-motion-jpeg", nullptr, L"JPEG images of one size in a row", {0, second.end});
 }
+
+}  // namespace metadata

@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+namespace metadata {
+
 namespace {
 
 constexpr int kMostBoxes = 2000;  // so that a file of empty ones costs no time
@@ -213,3 +215,5 @@ Verdict JudgeMp4(CContent& content) {
         return Found(isAudio ? L"audio/quicktime" : L"video/quicktime", nullptr, reason, file.evidence);
     return Found(isAudio ? L"audio/mp4" : L"video/mp4", nullptr, reason, file.evidence);
 }
+
+}  // namespace metadata

@@ -4,6 +4,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/formats/StartCode.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr int kLastVideoObject = 0x1F;
@@ -74,3 +76,5 @@ Verdict JudgeMpeg4Video(CContent& content) {
         return RuledOut(L"no picture follows the video object layer", {start, layer + 4 - start});
     return Found(L"video/mp4v-es", nullptr, L"video object layer and picture", {start, at + 4 - start});
 }
+
+}  // namespace metadata

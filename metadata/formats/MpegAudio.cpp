@@ -3,6 +3,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/FrameChain.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr size_t kWanted = 4;
@@ -125,3 +127,5 @@ Verdict SearchMpegAudio(CContent& content) {
     return start ? Found(TypeOf(content.Head(), *start), nullptr, L"MPEG audio frames behind other bytes", {*start, 4})
                  : NotThere();
 }
+
+}  // namespace metadata

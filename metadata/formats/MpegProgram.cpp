@@ -4,6 +4,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/formats/StartCode.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr int kProgramEnd = 0xB9;
@@ -123,3 +125,5 @@ Verdict SearchMpegProgram(CContent& content) {
     }
     return NotThere();
 }
+
+}  // namespace metadata

@@ -2,6 +2,8 @@
 // time, off the air with 16 or 20 bytes of error correction.
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 struct Layout {
@@ -120,3 +122,5 @@ Verdict SearchMpegTransport(CContent& content) {
     }
     return NotThere();
 }
+
+}  // namespace metadata

@@ -3,6 +3,8 @@
 #include "metadata/FormatRules.h"
 #include "metadata/formats/StartCode.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr int kPicture = 0x00;
@@ -71,3 +73,5 @@ Verdict JudgeMpegVideo(CContent& content) {
         isMpeg2 ? L"sequence header with MPEG-2's extension, picture and slice" : L"sequence header, picture and slice",
         {start, next + 4 - start});
 }
+
+}  // namespace metadata

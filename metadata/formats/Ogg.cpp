@@ -4,6 +4,8 @@
 #include "metadata/CWalk.h"
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr std::uint64_t kPageHeader = 27;
@@ -99,3 +101,5 @@ Verdict JudgeOgg(CContent& content) {
     // Streams of other kinds, or a file cut off among its first pages.
     return Found(L"application/ogg", nullptr, L"Ogg without a stream of a known kind", evidence);
 }
+
+}  // namespace metadata

@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+namespace metadata {
+
 namespace {
 
 constexpr std::uint64_t kPartHeader = 10;  // name, length, version
@@ -87,3 +89,5 @@ Verdict JudgeRealMedia(CContent& content) {
         return RuledOut(L"the inner signature is missing", {0, kInnerName + 4});
     return Found(L"audio/x-pn-realaudio", nullptr, L"RealAudio header", {0, 6});
 }
+
+}  // namespace metadata

@@ -2,6 +2,8 @@
 
 #include "metadata/formats/FourCc.h"
 
+namespace metadata {
+
 std::optional<Chunk> ChunkAt(CWalk& walk, std::uint64_t position, ByteOrder order) {
     constexpr size_t kHeader = 8;
     const CBytes bytes = walk.At(position, kHeader);
@@ -21,3 +23,5 @@ std::optional<Chunk> FindChunk(CWalk& walk, ByteOrder order, std::initializer_li
     }
     return std::nullopt;
 }
+
+}  // namespace metadata

@@ -9,6 +9,8 @@
 #include <initializer_list>
 #include <optional>
 
+namespace metadata {
+
 enum class ByteOrder { kLittle, kBig };
 
 // The first chunk stands behind the file's own name, length and kind.
@@ -30,3 +32,5 @@ struct Chunk {
 
 // The first chunk of one of the names among those that follow each other from kFirstChunk on.
 [[nodiscard]] std::optional<Chunk> FindChunk(CWalk& walk, ByteOrder order, std::initializer_list<std::uint32_t> names);
+
+}  // namespace metadata

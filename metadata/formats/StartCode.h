@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace metadata {
+
 // The code that stands at `at`, or -1.
 [[nodiscard]] inline int StartCodeAt(CBytes bytes, std::uint64_t at) {
     return bytes.Has(at, 4) && bytes.Be24(at) == 1 ? bytes.U8(at + 3) : -1;
@@ -25,3 +27,5 @@
     const size_t one = head.LeadingZeros();
     return one < 2 ? 0 : one - 2;
 }
+
+}  // namespace metadata

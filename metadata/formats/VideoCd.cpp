@@ -3,6 +3,8 @@
 
 #include "metadata/FormatRules.h"
 
+namespace metadata {
+
 namespace {
 
 constexpr std::uint64_t kFirstSector = 44;
@@ -30,3 +32,5 @@ Verdict JudgeVideoCd(CContent& content) {
     }
     return RuledOut(L"no pack in the first sectors", {kFirstSector, kSectorBytes});
 }
+
+}  // namespace metadata

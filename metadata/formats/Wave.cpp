@@ -6,6 +6,8 @@
 #include "metadata/formats/GuidAt.h"
 #include "metadata/formats/Riff.h"
 
+namespace metadata {
+
 namespace {
 
 // The oldest form of the description has no sample size.
@@ -48,3 +50,5 @@ Verdict JudgeWave(CContent& content) {
         return Found(L"audio/x-atrac3", L"audio/wav", L"WAVE whose format is ATRAC3", evidence);
     return Found(L"audio/wav", nullptr, L"WAVE with a format chunk", evidence);
 }
+
+}  // namespace metadata

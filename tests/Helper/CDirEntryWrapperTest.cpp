@@ -18,7 +18,7 @@ struct CDirEntryWrapperTest : FileAccessTest {
         return [=] {
             return Open<CDirEntryWrapper>([&](CDirEntryWrapper** to) {
                 const HRESULT hr = CDirEntryWrapper::CreateFromURI(uri.c_str(), to);
-                CBstr text;
+                base::CBstr text;
                 EXPECT_TRUE(FAILED(hr) || (*to)->GetUri(text.Put()) == S_OK);
                 return hr;
             });
@@ -35,7 +35,7 @@ struct CDirEntryWrapperTest : FileAccessTest {
             BSTR given = reinterpret_cast<BSTR>(1);
             const HRESULT hr = (Entry(hasDirectory ? &layer : nullptr).Get()->*method)(&given);
             EXPECT_EQ(SUCCEEDED(hr), given != nullptr);
-            CBstr text;
+            base::CBstr text;
             *text.Put() = given;
             result = text.View();
             return hr;

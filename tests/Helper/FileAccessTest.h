@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Helper/FileAccess.h"
-#include "diagnostics/CBstr.h"
+#include "base/CBstr.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 #include "tests/support/CFakeDataLayer.h"
 #include "tests/support/CImportHook.h"

@@ -70,8 +70,8 @@ TEST_F(FilesTest, EachNameHasTheAccessorsOfWhatIsBehindIt) {
 }
 
 TEST_F(FilesTest, ATextWithANulInsideIsRefusedAndNullOutPointersAre) {
-    const CBstr name(std::wstring_view(L"C:\\\0x", 5)), id(TKDS_ACCESSOR_SOURCEINFO), good(file.c_str());
-    CVariant variant;
+    const base::CBstr name(std::wstring_view(L"C:\\\0x", 5)), id(TKDS_ACCESSOR_SOURCEINFO), good(file.c_str());
+    framework::CVariant variant;
     EXPECT_EQ(E_INVALIDARG, factory->OpenUriAs(name.Get(), id.Get(), variant.Put()));
     EXPECT_EQ(E_INVALIDARG, factory->OpenUriAs(good.Get(), name.Get(), variant.Put()));
     EXPECT_EQ(E_POINTER, factory->OpenUriAs(good.Get(), id.Get(), nullptr));
@@ -136,18 +136,18 @@ TEST_F(FilesTest, AFolderShowsAllThatIsInItAndFindsEntriesAsTheFileSystemDoes) {
     std::ranges::sort(ids);
     EXPECT_EQ((Texts{L"Hidden", L"a b#%20.txt", L"sub"}), ids);
     for (const std::wstring& id : ids) {
-        EXPECT_EQ(S_OK, directory->HasEntry(CBstr(id.c_str()).Get()));
-        EXPECT_EQ(id, TextOf(directory, &ITKDSDirectory::GetEntryName, CBstr(id.c_str()).Get()));
+        EXPECT_EQ(S_OK, directory->HasEntry(base::CBstr(id.c_str()).Get()));
+        EXPECT_EQ(id, TextOf(directory, &ITKDSDirectory::GetEntryName, base::CBstr(id.c_str()).Get()));
         EXPECT_EQ(S_OK, OpenEntryAs(directory, id));
     }
-    EXPECT_EQ(L"Hidden", TextOf(directory, &ITKDSDirectory::GetEntryName, CBstr(L"hIDDEN").Get()));
+    EXPECT_EQ(L"Hidden", TextOf(directory, &ITKDSDirectory::GetEntryName, base::CBstr(L"hIDDEN").Get()));
     EXPECT_EQ(S_OK, OpenEntryAs(directory, L"sub", TKDS_ACCESSOR_DIRECTORY));
     EXPECT_EQ(E_NOINTERFACE, OpenEntryAs(directory, L"Hidden", TKDS_ACCESSOR_DIRECTORY));
     for (const wchar_t* id : {L"", L".", L"..", L"*", L"Hid?en", L"<", L"sub\\\u97F3", L"sub/\u97F3", L"missing",
                               L"Hidden:stream", L"C:", L"NUL", L"Hidden."}) {
         SCOPED_TRACE(::testing::PrintToString(std::wstring(id)));
-        EXPECT_EQ(S_FALSE, directory->HasEntry(CBstr(id).Get()));
-        EXPECT_EQ(L"0x80040001", TextOf(directory, &ITKDSDirectory::GetEntryName, CBstr(id).Get()));
+        EXPECT_EQ(S_FALSE, directory->HasEntry(base::CBstr(id).Get()));
+        EXPECT_EQ(L"0x80040001", TextOf(directory, &ITKDSDirectory::GetEntryName, base::CBstr(id).Get()));
         EXPECT_EQ(kNotFound, OpenEntryAs(directory, id));
     }
 }
@@ -187,7 +187,7 @@ TEST_F(FilesTest, AShareIsAFolderLikeAnother) {
     ComPtr<IStream> stream;
     for (const std::wstring& root : {share.Path(), share.Path() + L"\\", L"file:" + share.Path()})
         ASSERT_EQ(S_OK, Open(root, TKDS_ACCESSOR_DIRECTORY, directory));
-    EXPECT_EQ(S_OK, directory->HasEntry(CBstr(L"tv test.txt").Get()));
+    EXPECT_EQ(S_OK, directory->HasEntry(base::CBstr(L"tv test.txt").Get()));
     std::wstring uri = L"file:" + name;
     std::ranges::replace(uri, L'\\', L'/');
     EXPECT_EQ(uri.replace(uri.find(L' '), 1, L"%20"), UriOf(name));
@@ -221,10 +221,10 @@ TEST_F(FilesTest, TheParentOfAFileOrFolderHasItAsAnEntry) {
         ASSERT_EQ(S_OK, Open(name, TKDS_ACCESSOR_GETPARENTINFOFORURI, info));
         ASSERT_EQ(S_OK, info->GetParentDirectory(&parent));
         const std::wstring id = TextOf(info, &ITKDSGetParentInfoForUri::GetEntryId);
-        CVariant variant;
+        framework::CVariant variant;
         ComPtr<ITKDSSourceInfo> entry;
-        ASSERT_EQ(S_OK,
-                  parent->OpenEntryAs(CBstr(id.c_str()).Get(), CBstr(TKDS_ACCESSOR_SOURCEINFO).Get(), variant.Put()));
+        ASSERT_EQ(S_OK, parent->OpenEntryAs(base::CBstr(id.c_str()).Get(), base::CBstr(TKDS_ACCESSOR_SOURCEINFO).Get(),
+                                            variant.Put()));
         ASSERT_EQ(S_OK, CopyVariantToComPointer(variant, entry.GetAddressOf()));
         EXPECT_EQ(UriOf(listed), TextOf(entry, &ITKDSSourceInfo::GetUri));
     }
@@ -243,7 +243,7 @@ TEST_F(FilesTest, TheParentOfAFileOrFolderHasItAsAnEntry) {
 TEST_F(FilesTest, EveryWayToAnEntryEndsAtWhatTheNameMeans) {
     using FileAccess::CDirEntryWrapper;
     const std::wstring url = CTKFUri::FromFilePath(file.c_str())->ToString(), drive = L"file:///C:/";
-    const CAutoLibrary http(::LoadLibraryW(L"winhttp.dll"));  // which not every platform has for both bitnesses
+    const base::CAutoLibrary http(::LoadLibraryW(L"winhttp.dll"));  // which not every platform has for both bitnesses
     const HRESULT noHost = HRESULT_FROM_WIN32(http ? 12007 : ::GetLastError());
     const struct {
         std::wstring name;
@@ -271,7 +271,7 @@ TEST_F(FilesTest, EveryWayToAnEntryEndsAtWhatTheNameMeans) {
     for (const auto& row : table) {
         SCOPED_TRACE(::testing::PrintToString(row.name));
         ASSERT_EQ(S_OK, CDirEntryWrapper::CreateFromURI(row.name.c_str(), entry.ReleaseAndGetAddressOf()));
-        CBstr uri, compatible;
+        base::CBstr uri, compatible;
         ComPtr<IStream> stream;
         ComPtr<ITKDSMetaData> metaData;
         EXPECT_EQ(row.uri, entry->GetUri(uri.Put()));

@@ -85,11 +85,11 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
         ComPtr<ITKDSUriAccessFactory> factory;
         ComPtr<ITKDSCreateStream> creator;
         ComPtr<IStream> stream;
-        CVariant accessor;
+        framework::CVariant accessor;
         EXPECT_EQ(S_OK, getClass(CLSID_TKDSUriAccessFactory, IID_PPV_ARGS(&classFactory)));
         EXPECT_EQ(S_OK, classFactory->CreateInstance(nullptr, IID_PPV_ARGS(&factory)));
-        EXPECT_EQ(S_OK, factory->OpenUriAs(CBstr(server.Url(L"/a").c_str()).Get(),
-                                           CBstr(TKDS_ACCESSOR_CREATESTREAM).Get(), accessor.Put()));
+        EXPECT_EQ(S_OK, factory->OpenUriAs(base::CBstr(server.Url(L"/a").c_str()).Get(),
+                                           base::CBstr(TKDS_ACCESSOR_CREATESTREAM).Get(), accessor.Put()));
         EXPECT_EQ(S_OK, CopyVariantToComPointer(accessor, creator.GetAddressOf()));
         EXPECT_EQ(S_OK, creator->CreateStreamEx2(SC_UseDefault, &stream));
         return stream;
@@ -97,7 +97,7 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
     std::vector<char> bytes(310'000);
     // Of the first one a read of a whole block has been given up, which would go on as long as bytes drip in.
     for (int i = 0; i < 20; ++i) {
-        const CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
+        const base::CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
         const auto function = [&](const char* name) {
             return reinterpret_cast<void*>(::GetProcAddress(library.Get(), name));
         };

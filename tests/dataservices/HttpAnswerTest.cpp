@@ -1,11 +1,13 @@
 // What is asked of web servers, and what is made of their answers.
+#include "base/CTaskMem.h"
 #include "dataservices/StreamUri.h"
 #include "dataservices/http/HttpResults.h"
-#include "framework/com/CTaskMem.h"
 #include "tests/dataservices/HttpTest.h"
 
 #include <atomic>
 #include <cstring>
+
+using namespace dataservices;
 
 // The program's ways to these functions.
 extern "C" decltype(&::WinHttpQueryHeaders) __imp_WinHttpQueryHeaders;
@@ -18,10 +20,11 @@ using HttpAnswerTest = HttpStreamTest;
 
 TEST_F(HttpAnswerTest, AnAnswerThatIsNoSourceHasACodeOfItsOwn) {
     for (const int status : {400, 401, 403, 404, 407, 410, 429, 500, 503})
-        EXPECT_EQ(ResultOfHttpStatus(static_cast<DWORD>(status)), OpenServed({.status = status})) << status;
+        EXPECT_EQ(dataservices::http::ResultOfHttpStatus(static_cast<DWORD>(status)), OpenServed({.status = status}))
+            << status;
     // What may be an idle connection's fault is asked for once more.
-    const std::pair<Fault, HRESULT> broken[] = {{Fault::kGarbage, kHttpInvalidResponse},
-                                                {Fault::kReset, kHttpConnectionError}};
+    const std::pair<Fault, HRESULT> broken[] = {{Fault::kGarbage, dataservices::http::kHttpInvalidResponse},
+                                                {Fault::kReset, dataservices::http::kHttpConnectionError}};
     for (const auto& [fault, result] : broken)
         for (const size_t times : {1u, 2u}) {
             const CHttpServer::Resource resource{.bytes = bytes, .script = InTurn(Faults(times, {fault, -1}))};
@@ -53,14 +56,16 @@ TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
     EXPECT_TRUE(IsRightAt(0));
     for (const char* const to : {"/circle", "ftp://127.0.0.1/", "file:///c:/", ""}) {
         redirect("/circle", 302, to);
-        EXPECT_EQ(*to == '/' ? 11u : 1u,
-                  RequestsOf([&] { EXPECT_EQ(kHttpRedirectFailed, Open(server.Url(L"/circle"))) << to; }));
+        EXPECT_EQ(*to == '/' ? 11u : 1u, RequestsOf([&] {
+            EXPECT_EQ(dataservices::http::kHttpRedirectFailed, Open(server.Url(L"/circle"))) << to;
+        }));
     }
     for (int left = 1; left <= 11; ++left)  // ten are followed
         redirect(("/left" + std::to_string(left)).c_str(), 302,
                  left == 1 ? "/d/end" : "left" + std::to_string(left - 1));
     EXPECT_EQ(11u, RequestsOf([&] { EXPECT_EQ(S_OK, Open(server.Url(L"/left10"))); }));
-    EXPECT_EQ(11u, RequestsOf([&] { EXPECT_EQ(kHttpRedirectFailed, Open(server.Url(L"/left11"))); }));
+    EXPECT_EQ(11u,
+              RequestsOf([&] { EXPECT_EQ(dataservices::http::kHttpRedirectFailed, Open(server.Url(L"/left11"))); }));
     // The bytes of this name are no characters of Latin-1 in some systems' eyes.
     server.Serve("/%E6%97%A5%E6%9C%AC.avi", {.bytes = bytes});
     redirect("/1", 302, "/\xE6\x97\xA5\xE6\x9C\xAC.avi");
@@ -122,7 +127,7 @@ TEST_F(HttpAnswerTest, ARequestAsksForPlainBytesOfTheSameVersion) {
 TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
     const std::pair<HRESULT, std::vector<const char*>> rows[] = {
         {S_OK, {"bytes 0-9/10", " BYTES  0 - 9 / 10 "}},
-        {kHttpInvalidResponse,
+        {dataservices::http::kHttpInvalidResponse,
          {"bytes 0-9/9223372036854775807", "", "bytes 0-9/9", "0-9/10", "bytes 0-9/x", "bytes 0-9", "octet 0-9/10",
           "bytes 0-8/10", "bytes 0-10/11", "bytes 1-10/11", "bytes 9-0/10", "bytes 0-/10", "bytes -9/10", "bytes 9/10",
           "bytes */10", "bytes 0-9/", "bytes 0-9/-10"}}};
@@ -138,9 +143,11 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
     ASSERT_EQ(S_OK, OpenThen({.bytes = bytes}, {more}));
     EXPECT_TRUE(Read(bytes.size() + 10) == std::pair(S_FALSE, bytes));
     // The end of a range at the very end of the source is no proof of more.
-    EXPECT_EQ(kHttpInvalidResponse, OpenServed(Part("01234", "0-4/4")));
-    EXPECT_EQ(2u, RequestsOf([&] { EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416})); }));
-    EXPECT_EQ(ResultOfHttpStatus(416), OpenServed({.status = 416, .headers = "Content-Range: bytes */5\r\n"}));
+    EXPECT_EQ(dataservices::http::kHttpInvalidResponse, OpenServed(Part("01234", "0-4/4")));
+    EXPECT_EQ(2u,
+              RequestsOf([&] { EXPECT_EQ(dataservices::http::ResultOfHttpStatus(416), OpenServed({.status = 416})); }));
+    EXPECT_EQ(dataservices::http::ResultOfHttpStatus(416),
+              OpenServed({.status = 416, .headers = "Content-Range: bytes */5\r\n"}));
 }
 
 TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) {
@@ -207,7 +214,7 @@ TEST_F(HttpAnswerTest, OnlyAnAnswerThatMayChangeOrMakesNoSenseIsAskedForAgain) {
     for (const int status : {408, 429, 500, 599})
         read({.status = status}, S_OK);
     for (const int status : {204, 304, 305, 400, 401, 403, 404, 407, 410, 499})
-        read({.status = status}, ResultOfHttpStatus(static_cast<DWORD>(status)));
+        read({.status = status}, dataservices::http::ResultOfHttpStatus(static_cast<DWORD>(status)));
     read({.bytes = bytes, .ranges = false, .headers = "Content-Length: 5\r\n"}, S_OK, false);
     read({.bytes = "??", .status = 206, .live = true, .headers = "Content-Range: bytes 300000-0/1000000\r\n"}, S_OK);
 }
@@ -258,9 +265,9 @@ TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAloneAndIntoNoRecordAndNoName) 
         EXPECT_TRUE(IsRightAt(0));
         STATSTG stat{};
         EXPECT_EQ(S_OK, stream->Stat(&stat, STATFLAG_DEFAULT));
-        told = CTaskMem<wchar_t>(stat.pwcsName).Get();
+        told = base::CTaskMem<wchar_t>(stat.pwcsName).Get();
         stream.Reset();
-        EXPECT_EQ(ResultOfHttpStatus(404), Open(server.Url(L"/none", L"us%65r:p%40ss@")));
+        EXPECT_EQ(dataservices::http::ResultOfHttpStatus(404), Open(server.Url(L"/none", L"us%65r:p%40ss@")));
     });
     for (const Request& request : server.Requests())
         EXPECT_EQ("Basic dXNlcjpwQHNz", request.Header("authorization")) << request.target;
@@ -282,13 +289,13 @@ TEST_F(HttpAnswerTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatCont
                   EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(1));
               }));
     EXPECT_EQ("", server.Requests().back().Header("range"));
-    EXPECT_EQ(kHttpInvalidResponse, OpenServed(Part(bytes, "0-999999/*")));
+    EXPECT_EQ(dataservices::http::kHttpInvalidResponse, OpenServed(Part(bytes, "0-999999/*")));
     for (const char* const length :
          {"5", "ten", "-5", "9223372036854775807", "9223372036854775808", "", "1000000,5", "5,1000000", "1000000,"})
         for (const bool ranges : {true, false}) {
             CHttpServer::Resource resource{.bytes = bytes, .ranges = ranges};
             resource.headers = std::string("Content-Length: ") + length + "\r\n";
-            EXPECT_EQ(kHttpInvalidResponse, OpenServed(resource)) << length;
+            EXPECT_EQ(dataservices::http::kHttpInvalidResponse, OpenServed(resource)) << length;
         }
     // A length that no server here has, but that one may have.
     EXPECT_EQ(S_OK, OpenServed(Part("0", "0-0/9223372036854775806", "")));

@@ -1,5 +1,5 @@
 // The parts of http sources that need no server: URLs and kept bytes; and data URIs.
-#include "dataservices/DataUri.h"
+#include "dataservices/data/DataUri.h"
 #include "dataservices/http/CHttpUrl.h"
 #include "dataservices/http/CRecentBytes.h"
 #include "tests/support/CTestApartment.h"
@@ -14,6 +14,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+using namespace dataservices;
 
 namespace {
 
@@ -38,7 +40,7 @@ TEST(HttpUrlTest, AUrlIsTakenApartAsARequestNeedsIt) {
         {L"http://:pw@h/", L"h", L"/", L"http://h/", L"Basic OnB3", 80},
     };
     for (const auto& row : rows) {
-        const auto url = CHttpUrl::Parse(row.text);
+        const auto url = dataservices::http::CHttpUrl::Parse(row.text);
         ASSERT_TRUE(url) << ::testing::PrintToString(row.text);
         EXPECT_EQ(row.host, url->Host());
         EXPECT_EQ(row.port, url->Port());
@@ -49,8 +51,8 @@ TEST(HttpUrlTest, AUrlIsTakenApartAsARequestNeedsIt) {
     }
     for (const wchar_t* const text : {L"", L"h/p", L"ftp://h/", L"http:", L"http:///p", L"http://:80/", L"http://h:0/",
                                       L"http://h:65536/", L"http://h%2F/", L"C:\\p", L"http://%00/"})
-        EXPECT_FALSE(CHttpUrl::Parse(text)) << ::testing::PrintToString(text);
-    EXPECT_FALSE(CHttpUrl::Parse(nullptr));
+        EXPECT_FALSE(dataservices::http::CHttpUrl::Parse(text)) << ::testing::PrintToString(text);
+    EXPECT_FALSE(dataservices::http::CHttpUrl::Parse(nullptr));
 }
 
 // RFC 3986, 5.2, as far as headers have it.
@@ -80,12 +82,13 @@ TEST(HttpUrlTest, ARedirectLeadsWhereItsReferenceSays) {
         {L"\u2014\u65E5", L"/a/%E2%80%94%E6%97%A5"},
     };
     for (const auto& [location, target] : rows) {
-        const auto url = CHttpUrl::Parse(L"http://me:pw@h/a/b?old")->Resolve(location);
+        const auto url = dataservices::http::CHttpUrl::Parse(L"http://me:pw@h/a/b?old")->Resolve(location);
         ASSERT_TRUE(url) << ::testing::PrintToString(location);
         EXPECT_EQ(target, url->Target()) << ::testing::PrintToString(location);
         EXPECT_EQ(L"Basic bWU6cHc=", url->Authorization());
     }
-    const auto secure = CHttpUrl::Parse(L"https://me:pw@host/a/b?c"), plain = CHttpUrl::Parse(L"http://me:pw@host/");
+    const auto secure = dataservices::http::CHttpUrl::Parse(L"https://me:pw@host/a/b?c"),
+               plain = dataservices::http::CHttpUrl::Parse(L"http://me:pw@host/");
     EXPECT_FALSE(secure->Resolve(L"http://host/a"));
     EXPECT_TRUE(secure->Resolve(L"//host/a")->IsSecure());
     EXPECT_FALSE(plain->Resolve(L"//host/a")->IsSecure());
@@ -97,7 +100,7 @@ TEST(HttpUrlTest, ARedirectLeadsWhereItsReferenceSays) {
 }
 
 TEST(RecentBytesTest, TheLastBytesAreKeptFromWhereverTheyCame) {
-    CRecentBytes recent(8);
+    dataservices::http::CRecentBytes recent(8);
     const auto append = [&](ULONGLONG position, std::string_view bytes) {
         recent.Append(position, std::span(reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()));
     };
@@ -117,7 +120,7 @@ TEST(RecentBytesTest, TheLastBytesAreKeptFromWhereverTheyCame) {
     append(100, "0123456789");
     EXPECT_EQ("  23456 789", keptFrom(53) + " " + keptFrom(101) + " " + keptFrom(102) + " " + keptFrom(107));
     EXPECT_TRUE(recent.Holds(109) && !recent.Holds(110));
-    CRecentBytes wide(1'000);
+    dataservices::http::CRecentBytes wide(1'000);
     const BYTE one[1]{};
     for (ULONGLONG jump = 1; jump <= 65; ++jump)
         wide.Append(jump * 10, one);

@@ -7,6 +7,8 @@
 
 #include <future>
 
+using namespace dataservices;
+
 namespace {
 
 TEST_F(HttpStreamTest, AnOpenReadToItsEndIsOneRequestAndASeekAmongKeptBytesIsNone) {
@@ -14,10 +16,10 @@ TEST_F(HttpStreamTest, AnOpenReadToItsEndIsOneRequestAndASeekAmongKeptBytesIsNon
                   ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
                   for (size_t at = 0; at < bytes.size(); at += 10'000) {
                       ASSERT_TRUE(Read(10'000).second == bytes.substr(at, 10'000)) << at;
-                      const size_t back = std::min<size_t>(at + 10'000, kKeptBytes);
+                      const size_t back = std::min<size_t>(at + 10'000, dataservices::http::kKeptBytes);
                       ASSERT_TRUE(IsRightAt(at + 10'000 - back, back)) << at;
                   }
-                  EXPECT_TRUE(IsRightAt(bytes.size() - kKeptBytes));
+                  EXPECT_TRUE(IsRightAt(bytes.size() - dataservices::http::kKeptBytes));
                   EXPECT_TRUE(IsRightAt(bytes.size() - 1'000));
               }));
     EXPECT_EQ(1u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(20, 1'000)); }));
@@ -62,7 +64,7 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
     faults.assign(7, {Fault::kClose, 100'000});
     faults[0] = {Fault::kClose, 500'000};
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = InTurn(faults)}));
-    EXPECT_EQ(5u, RequestsOf([&] { EXPECT_EQ(kHttpConnectionError, Read(bytes.size()).first); }));
+    EXPECT_EQ(5u, RequestsOf([&] { EXPECT_EQ(dataservices::http::kHttpConnectionError, Read(bytes.size()).first); }));
 }
 
 TEST_F(HttpStreamTest, CallsOfSeveralThreadsWaitForEachOtherButForStat) {
@@ -153,16 +155,17 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOne
         ComPtr<IStream> copy;
         ASSERT_EQ(S_OK, TKFCreateMemoryStream(nullptr, 0, &copy));
         ULARGE_INTEGER count{};
-        EXPECT_EQ(ResultOfHttpStatus(503), stream->CopyTo(copy.Get(), {.QuadPart = ~0ull}, &count, nullptr));
+        EXPECT_EQ(dataservices::http::ResultOfHttpStatus(503),
+                  stream->CopyTo(copy.Get(), {.QuadPart = ~0ull}, &count, nullptr));
         EXPECT_EQ(700'000u, count.QuadPart);
         EXPECT_EQ(6u, server.Requests().size());
         ComPtr<IStream> clone;
         ASSERT_EQ(S_OK, stream->Clone(&clone));
         for (const ULONGLONG ms : {0ull, 1ull, 9'998ull}) {
             now += ms;
-            EXPECT_EQ(std::pair(ResultOfHttpStatus(503), std::string()), Read(10)) << "at once";
+            EXPECT_EQ(std::pair(dataservices::http::ResultOfHttpStatus(503), std::string()), Read(10)) << "at once";
             char byte = 0;
-            EXPECT_EQ(ResultOfHttpStatus(503), clone->Read(&byte, 1, nullptr));
+            EXPECT_EQ(dataservices::http::ResultOfHttpStatus(503), clone->Read(&byte, 1, nullptr));
             EXPECT_TRUE(IsRightAt(690'000, 10'000)) << "what is kept is there";
         }
         EXPECT_EQ(6u, server.Requests().size()) << "nobody was asked";
@@ -209,19 +212,22 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
             const std::wstring path = L"/" + std::to_wstring(static_cast<int>(fault));
             server.Serve({path.begin(), path.end()}, {.script = InTurn(Faults(99, {fault, -1}))});
             ComPtr<IStream> none;
-            EXPECT_EQ(kHttpTimeout, CreateHttpStream(server.Url(path).c_str(), &none)) << path;
+            EXPECT_EQ(dataservices::http::kHttpTimeout,
+                      dataservices::http::CreateHttpStream(server.Url(path).c_str(), &none))
+                << path;
         }));
     opens.push_back(std::async(std::launch::async, [this] {
         const CTestApartment own(COINIT_MULTITHREADED);
         server.Serve("/live", {.bytes = bytes, .live = true, .script = InTurn({{Fault::kStall, 300'000}})});
         ComPtr<IStream> live;
-        ASSERT_EQ(S_OK, CreateHttpStream(server.Url(L"/live").c_str(), &live, &Now));
+        ASSERT_EQ(S_OK, dataservices::http::CreateHttpStream(server.Url(L"/live").c_str(), &live, &Now));
         std::string got(bytes.size(), '?');
         ULONG count = 0;
-        EXPECT_EQ(kHttpTimeout, live->Read(got.data(), static_cast<ULONG>(got.size()), &count));
+        EXPECT_EQ(dataservices::http::kHttpTimeout, live->Read(got.data(), static_cast<ULONG>(got.size()), &count));
         EXPECT_TRUE(bytes.starts_with(got.substr(0, count)));
         now += 3'600'000;
-        EXPECT_EQ(kHttpTimeout, live->Read(got.data(), 1, &count)) << "a live source is not taken up again";
+        EXPECT_EQ(dataservices::http::kHttpTimeout, live->Read(got.data(), 1, &count))
+            << "a live source is not taken up again";
     }));
     // One that falls silent later on is asked again; what came is not lost.
     server.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::kClose, 500}, {Fault::kStall, 0}})});

@@ -22,6 +22,8 @@
 
 #include "TKDataServices.h"
 
+using namespace dataservices;
+
 using Microsoft::WRL::ComPtr;
 using Fault = CHttpServer::Fault;
 using Faults = std::vector<CHttpServer::Misbehaviour>;
@@ -59,7 +61,7 @@ struct HttpStreamTest : ::testing::Test {
             GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
     }
     HRESULT Open(const std::wstring& url) {
-        return CreateHttpStream(url.c_str(), stream.ReleaseAndGetAddressOf(), &Now);
+        return dataservices::http::CreateHttpStream(url.c_str(), stream.ReleaseAndGetAddressOf(), &Now);
     }
     HRESULT OpenServed(CHttpServer::Resource resource) {
         server.Serve("/a", std::move(resource));

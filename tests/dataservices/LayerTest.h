@@ -1,8 +1,8 @@
 // What the tests of this folder share: the built data-service layer, reached as its callers reach it.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
-#include "diagnostics/CBstr.h"
+#include "base/CAutoDestructor.h"
+#include "base/CBstr.h"
 #include "framework/values/CTKCFPropertyValues.h"
 #include "framework/values/CopyVariantToComPointer.h"
 #include "tests/support/CRegisteredComClass.h"
@@ -58,13 +58,14 @@ struct LayerTest : ::testing::Test {
     template <class Interface>
     static ComPtr<Interface> New(REFCLSID clsid) {
         ComPtr<Interface> object;
-        EXPECT_EQ(S_OK, CreateInstance(clsid, object));
+        EXPECT_EQ(S_OK, base::CreateObject(clsid, object));
         return object;
     }
     template <class Interface>
     HRESULT Open(const std::wstring& uri, const wchar_t* accessor, ComPtr<Interface>& to) const {
-        CVariant variant;
-        const HRESULT hr = factory->OpenUriAs(CBstr(uri.c_str()).Get(), CBstr(accessor).Get(), variant.Put());
+        framework::CVariant variant;
+        const HRESULT hr =
+            factory->OpenUriAs(base::CBstr(uri.c_str()).Get(), base::CBstr(accessor).Get(), variant.Put());
         EXPECT_EQ(SUCCEEDED(hr) ? VT_UNKNOWN : VT_EMPTY, variant.Type());
         return FAILED(hr) ? hr : CopyVariantToComPointer(variant, to.ReleaseAndGetAddressOf());
     }
@@ -74,14 +75,14 @@ struct LayerTest : ::testing::Test {
     }
     static HRESULT OpenEntryAs(const ComPtr<ITKDSDirectory>& directory, const std::wstring& id,
                                const wchar_t* accessor = TKDS_ACCESSOR_SOURCEINFO) {
-        CVariant variant;
-        return directory->OpenEntryAs(CBstr(id.c_str()).Get(), CBstr(accessor).Get(), variant.Put());
+        framework::CVariant variant;
+        return directory->OpenEntryAs(base::CBstr(id.c_str()).Get(), base::CBstr(accessor).Get(), variant.Put());
     }
     // The text that a method gives, or "0x..." for its failure.
     template <class Object, class Method, class... Arguments>
     static std::wstring TextOf(const ComPtr<Object>& object, Method method, Arguments... arguments) {
-        CBstr text;
-        const HRESULT hr = Receive(text, object.Get(), method, arguments...);
+        base::CBstr text;
+        const HRESULT hr = base::Receive(text, object.Get(), method, arguments...);
         wchar_t code[16]{};
         ::swprintf_s(code, 16, L"0x%08X", static_cast<unsigned>(hr));
         return FAILED(hr) ? code : std::wstring(text.View());
@@ -107,7 +108,7 @@ struct LayerTest : ::testing::Test {
     // The properties as "key=value".
     static Texts PropertiesOf(const ComPtr<ITKDSMetaData>& metaData) {
         ComPtr<ITKCFPropertySet> set;
-        EXPECT_EQ(S_OK, Receive(set, metaData.Get(), &ITKDSMetaData::GetGeneralMetaData));
+        EXPECT_EQ(S_OK, base::Receive(set, metaData.Get(), &ITKDSMetaData::GetGeneralMetaData));
         Texts properties;
         for (const std::wstring& key : TextsOf(set, &ITKCFPropertySet::GetCount, &ITKCFPropertySet::GetKey)) {
             std::wstring value;
@@ -119,7 +120,7 @@ struct LayerTest : ::testing::Test {
     static ComPtr<ITKCFConstStringList> Keys(const Texts& keys) {
         const auto list = New<ITKCFStringList>(CLSID_TKCFStringList);
         for (const std::wstring& key : keys)
-            EXPECT_EQ(S_OK, list->Add(CBstr(key.c_str()).Get()));
+            EXPECT_EQ(S_OK, list->Add(base::CBstr(key.c_str()).Get()));
         ComPtr<ITKCFConstStringList> face;
         EXPECT_EQ(S_OK, list->GetConstAccessor(&face));
         return face;

@@ -1,8 +1,8 @@
 // What an exception can tell about a failure, and what a failing function leaves for its caller to fetch.
-#include "diagnostics/CBstr.h"
+#include "base/CBstr.h"
+#include "base/ComBoundary.h"
 #include "diagnostics/CComException.h"
 #include "diagnostics/CDefaultComErrorDescriptionContainer.h"
-#include "diagnostics/ComBoundary.h"
 #include "diagnostics/ComErrors.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CRecordingLogger.h"
@@ -44,7 +44,7 @@ struct CScriptedErrorInfo final : CTestObject<IErrorInfo> {
         const HRESULT hr = Result();
         if (FAILED(hr))
             return hr;
-        *out = answer == Answer::Null ? nullptr : CBstr(answer == Answer::Empty ? L"" : text).Detach();
+        *out = answer == Answer::Null ? nullptr : base::CBstr(answer == Answer::Empty ? L"" : text).Detach();
         return hr;
     }
 
@@ -107,10 +107,10 @@ TEST(ComErrors, FrameworkCodesAreThrownAndReportedWithTheirTexts) {
 }
 
 TEST(ComErrors, TheCodeAndTheErrorInfoOfAnExceptionGetPastAComBoundary) {
-    EXPECT_EQ(kNoSeek, ComBoundary([]() -> HRESULT { ThrowComError(kNoSeek); }));
+    EXPECT_EQ(kNoSeek, base::ComBoundary([]() -> HRESULT { ThrowComError(kNoSeek); }));
     SetComErrorInfo(kNoSeek, __uuidof(IStream), L"what", 0, nullptr, nullptr);
     const ComPtr<IErrorInfo> info = TakeErrorInfo();
-    EXPECT_EQ(kNoSeek, ComBoundary([&]() -> HRESULT { throw CComException(kNoSeek, info.Get()); }));
+    EXPECT_EQ(kNoSeek, base::ComBoundary([&]() -> HRESULT { throw CComException(kNoSeek, info.Get()); }));
     EXPECT_EQ(info.Get(), TakeErrorInfo().Get());
 }
 

@@ -1,6 +1,6 @@
 // The log file: which registry values open one, what a line looks like, and who may write at the same time.
-#include "diagnostics/CAutoDestructor.h"
-#include "diagnostics/CBstr.h"
+#include "base/CAutoDestructor.h"
+#include "base/CBstr.h"
 #include "diagnostics/CLogToFile.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CLogFileSetting.h"
@@ -20,19 +20,20 @@ struct CModule {
         const auto function = reinterpret_cast<void*>(::GetProcAddress(library.Get(), "LogFromModule"));
         reinterpret_cast<void (*)(const wchar_t*)>(function)(text);
     }
-    const CAutoLibrary library{::LoadLibraryW(L"diagnostics_module.dll")};
+    const base::CAutoLibrary library{::LoadLibraryW(L"diagnostics_module.dll")};
 };
 
 HRESULT Write(CLogToFile& sink, const std::wstring& message) {
-    return sink.Log(1, CBstr(L"cat").Get(), 2, 3, CBstr(L"file").Get(), 4, CBstr(L"func").Get(), CBstr(message).Get());
+    return sink.Log(1, base::CBstr(L"cat").Get(), 2, 3, base::CBstr(L"file").Get(), 4, base::CBstr(L"func").Get(),
+                    base::CBstr(message).Get());
 }
 
 std::string Line(const std::string& message) {
     return "SEV: 1, CAT: cat, PID: 2, TID: 3, FILE: file, LINE: 4, FUNC: func, MSG: " + message + "\r\n";
 }
 
-CAutoHandle Open(const std::wstring& path, DWORD sharing) {
-    return CAutoHandle(
+base::CAutoHandle Open(const std::wstring& path, DWORD sharing) {
+    return base::CAutoHandle(
         ::CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, sharing, nullptr, OPEN_EXISTING, 0, nullptr));
 }
 
@@ -69,8 +70,8 @@ TEST_F(CLogToFileTest, OnlyAPlainStringOpensAFile) {
 TEST_F(CLogToFileTest, LineHasEveryFieldInOrderAndEveryCharacterAndStaysOneLine) {
     setting.Set(path);
     CLogToFile sink;
-    EXPECT_EQ(S_OK, sink.Log(7, CBstr(L"cat").Get(), 0x80000000, 4294967295u, CBstr(L"..\\file").Get(), -1,
-                             CBstr(L"CThing::Do").Get(), CBstr(L"50% of %s").Get()));
+    EXPECT_EQ(S_OK, sink.Log(7, base::CBstr(L"cat").Get(), 0x80000000, 4294967295u, base::CBstr(L"..\\file").Get(), -1,
+                             base::CBstr(L"CThing::Do").Get(), base::CBstr(L"50% of %s").Get()));
     EXPECT_EQ(S_OK, sink.Log(-1, nullptr, 1, 2, nullptr, 0, nullptr, nullptr));
     std::string expected =
         "SEV: 7, CAT: cat, PID: -2147483648, TID: -1, FILE: ..\\file, LINE: -1, FUNC: CThing::Do, MSG: 50% of %s\r\n"
@@ -100,7 +101,7 @@ TEST_F(CLogToFileTest, OpenFileCanBeReadLockedRenamedAndDeleted) {
     setting.Set(path);
     CLogToFile sink;
     {
-        const CAutoHandle reader = Open(path, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+        const base::CAutoHandle reader = Open(path, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
         OVERLAPPED fromTheStart{};
         ASSERT_TRUE(::LockFileEx(reader.Get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &fromTheStart));
         Write(sink, L"text");

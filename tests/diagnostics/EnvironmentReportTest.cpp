@@ -1,5 +1,5 @@
 // What the environment report writes, and that it asks nothing when nobody reads it.
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "diagnostics/EnvironmentReport.h"
 #include "diagnostics/LogDestination.h"
 #include "diagnostics/OperatingSystemName.h"
@@ -77,7 +77,7 @@ std::wstring PathOf(HMODULE module) {
 const std::wstring kModuleVersions = L"  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)";
 
 struct EnvironmentReportTest : ::testing::Test {
-    const CAutoLibrary module{::LoadLibraryW(L"diagnostics_module.dll")};
+    const base::CAutoLibrary module{::LoadLibraryW(L"diagnostics_module.dll")};
 };
 
 }  // namespace
@@ -221,7 +221,7 @@ TEST_F(EnvironmentReportTest, AModuleIsOneLineWithTheFourNumbersOfBothVersionsOr
 TEST_F(EnvironmentReportTest, AModuleAtALongPathIsReportedInFull) {
     CTempFolder folder({std::wstring(250, L'x')});
     const std::wstring path = folder.Copy(PathOf(module.Get()), std::to_wstring(::GetCurrentProcessId()) + L".dll");
-    const CAutoLibrary copy(::LoadLibraryW(path.c_str()));
+    const base::CAutoLibrary copy(::LoadLibraryW(path.c_str()));
     const Texts messages = MessagesOf([&] { LogLoadedModule(copy.Get(), L"host"); });
     EXPECT_TRUE(AnyContains(messages, path.substr(4) + kModuleVersions)) << "without the prefix";
 }

@@ -1,8 +1,9 @@
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAtlException.h"
+#include "base/CAutoDestructor.h"
+#include "base/ComBoundary.h"
+#include "base/LateLoad.h"
+#include "base/LongPath.h"
 #include "diagnostics/CDiagnosticRegistration.h"
-#include "diagnostics/ComBoundary.h"
-#include "diagnostics/LateLoad.h"
-#include "diagnostics/LongPath.h"
 #include "tests/support/CSecondCall.h"
 #include "tests/support/CTempFolder.h"
 
@@ -21,7 +22,7 @@ struct CNumberCloser {
     static bool IsValid(int number) noexcept { return number != 0; }
     static void Close(int number) noexcept { g_closed.push_back(number), ::SetLastError(ERROR_GEN_FAILURE); }
 };
-using CAutoNumber = CAutoDestructor<int, CNumberCloser>;
+using CAutoNumber = base::CAutoDestructor<int, CNumberCloser>;
 
 TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnceAndKeepsTheLastError) {
     g_closed.clear();
@@ -35,15 +36,15 @@ TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnceAndKeepsTheLastError) {
     }
     EXPECT_EQ((std::vector{1, 2, 3, 4}), g_closed);
     EXPECT_EQ(DWORD{ERROR_DISK_FULL}, ::GetLastError());
-    EXPECT_FALSE(CAutoHandle(nullptr) || CAutoHandle(INVALID_HANDLE_VALUE));
+    EXPECT_FALSE(base::CAutoHandle(nullptr) || base::CAutoHandle(INVALID_HANDLE_VALUE));
 }
 
 TEST(ComBoundaryTest, ExceptionsBecomeResultCodes) {
-    EXPECT_EQ(S_FALSE, ComBoundary([] { return S_FALSE; }));
-    EXPECT_EQ(E_ABORT, ComBoundary([]() -> HRESULT { throw CAtlException(E_ABORT); }));
-    EXPECT_EQ(E_OUTOFMEMORY, ComBoundary([]() -> HRESULT { throw std::bad_alloc(); }));
-    EXPECT_EQ(E_OUTOFMEMORY, ComBoundary([]() -> HRESULT { throw std::length_error("too long"); }));
-    EXPECT_EQ(E_UNEXPECTED, ComBoundary([]() -> HRESULT { throw 42; }));
+    EXPECT_EQ(S_FALSE, base::ComBoundary([] { return S_FALSE; }));
+    EXPECT_EQ(E_ABORT, base::ComBoundary([]() -> HRESULT { throw base::CAtlException(E_ABORT); }));
+    EXPECT_EQ(E_OUTOFMEMORY, base::ComBoundary([]() -> HRESULT { throw std::bad_alloc(); }));
+    EXPECT_EQ(E_OUTOFMEMORY, base::ComBoundary([]() -> HRESULT { throw std::length_error("too long"); }));
+    EXPECT_EQ(E_UNEXPECTED, base::ComBoundary([]() -> HRESULT { throw 42; }));
 }
 
 TEST(DiagnosticRegistrationTest, ListsExactlyTheLiveObjectsTheNewestFirst) {
@@ -76,7 +77,7 @@ TEST(LongPathTest, APathIsMadeFullAndALongOneGetsThePrefixThatItsKindNeeds) {
     const std::pair<std::wstring, std::wstring> fullPaths[] = {
         {L"a/../b", folder + L"b"}, {name, folder + name}, {LR"(\\?\C:\a\..\b)", LR"(\\?\C:\a\..\b)"}, {L"", L""}};
     for (const auto& [path, full] : fullPaths)
-        EXPECT_EQ(full, FullPathOf(path));
+        EXPECT_EQ(full, base::FullPathOf(path));
     const std::wstring longest(MAX_PATH - 4, L'x');  // behind a drive
     const std::pair<std::wstring, std::wstring> openable[] = {{L"C:\\", L"C:\\"},
                                                               {L"C:\\x", LR"(\\?\C:\x)"},
@@ -84,7 +85,7 @@ TEST(LongPathTest, APathIsMadeFullAndALongOneGetsThePrefixThatItsKindNeeds) {
                                                               {LR"(\\?\C:\)", LR"(\\?\C:\)"},
                                                               {LR"(\\.\)", LR"(\\.\)"}};
     for (const auto& [path, opens] : openable)
-        EXPECT_EQ(opens + longest, OpenablePath(path + longest));
+        EXPECT_EQ(opens + longest, base::OpenablePath(path + longest));
 }
 
 std::wstring BuiltModule() {
@@ -104,16 +105,16 @@ TEST(LateLoadTest, ABareNameIsLookedForWhereTheApplicationAndTheSystemAreAndAPat
     CTempFolder folder;
     const std::wstring planted = folder.Copy(BuiltModule(), L"tvt_planted.dll");
     const CCurrentFolder current(folder.Path());
-    ASSERT_TRUE(CAutoLibrary(::LoadLibraryW(L"tvt_planted.dll"))) << "the platform's own search finds it";
+    ASSERT_TRUE(base::CAutoLibrary(::LoadLibraryW(L"tvt_planted.dll"))) << "the platform's own search finds it";
     for (const bool old : {false, true}) {
         SCOPED_TRACE(old);
         const CImportHook loader("LoadLibraryExW", old ? &LoadWithoutFlags : &::LoadLibraryExW);
         for (const wchar_t* name : {L"tvt_planted.dll", L"tvt_planted", L".\\tvt_planted.dll", L"tvt_no_such.dll", L""})
-            EXPECT_FALSE(LateLoad(name)) << name;
-        EXPECT_TRUE(LateLoad(planted.c_str()));
-        EXPECT_TRUE(LateLoad(L"diagnostics_module.dll")) << "beside the program";
-        EXPECT_TRUE(LateLoad(L"version.dll")) << "the system's";
-        EXPECT_FALSE(LateLoad((planted.substr(2)).c_str())) << "of the current drive";
+            EXPECT_FALSE(base::LateLoad(name)) << name;
+        EXPECT_TRUE(base::LateLoad(planted.c_str()));
+        EXPECT_TRUE(base::LateLoad(L"diagnostics_module.dll")) << "beside the program";
+        EXPECT_TRUE(base::LateLoad(L"version.dll")) << "the system's";
+        EXPECT_FALSE(base::LateLoad((planted.substr(2)).c_str())) << "of the current drive";
         EXPECT_EQ(nullptr, ::GetModuleHandleW(L"tvt_planted.dll"));
     }
 }

@@ -1,8 +1,8 @@
 #include "tests/filter/CFilterHost.h"
 
+#include "base/CTaskMem.h"
 #include "baseclasses/CMediaType.h"
 #include "baseclasses/MediaTypeCopies.h"
-#include "framework/com/CTaskMem.h"
 
 #include <uuids.h>
 
@@ -80,12 +80,12 @@ ULONG CFilterHost::Release() {
 }
 
 std::wstring CFilterHost::CurrentName() const {
-    CTaskMem<wchar_t> name;
+    base::CTaskMem<wchar_t> name;
     return SUCCEEDED(As<IFileSourceFilter>()->GetCurFile(name.Put(), nullptr)) && name ? name.Get() : L"";
 }
 
 char CFilterHost::CurrentType() const {
-    CTaskMem<wchar_t> name;
+    base::CTaskMem<wchar_t> name;
     CMediaType type;
     EXPECT_EQ(S_OK, As<IFileSourceFilter>()->GetCurFile(name.Put(), &type));
     return LetterOf(type);

@@ -11,12 +11,12 @@ using Texts = std::vector<std::wstring>;
 
 TEST(DataServiceMimeTypeTest, TheMimeTypeIsAskedForStepByStepAndAFaultAtAnyStepEndsTheSearch) {
     Stream content("content");
-    EXPECT_EQ(Texts{}, MimeTypeFromDataServices(&content)) << "a thread outside COM";
+    EXPECT_EQ(Texts{}, filter::MimeTypeFromDataServices(&content)) << "a thread outside COM";
     const CTestApartment apartment(COINIT_MULTITHREADED);
-    EXPECT_EQ(Texts{}, MimeTypeFromDataServices(&content)) << "no service";
+    EXPECT_EQ(Texts{}, filter::MimeTypeFromDataServices(&content)) << "no service";
     CFakeDataLayer layer;
     const auto expect = [&](const Texts& types, const std::wstring& lastStep) {
-        EXPECT_EQ(types, MimeTypeFromDataServices(&content));
+        EXPECT_EQ(types, filter::MimeTypeFromDataServices(&content));
         EXPECT_EQ(lastStep, layer.TakeSteps().back());
         EXPECT_EQ(0u, layer.References());
         EXPECT_EQ(0u, content.References());

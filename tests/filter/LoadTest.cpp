@@ -1,5 +1,5 @@
 // Loading a source by its name: what is opened, what is refused, what is kept, and what the log says of it.
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "diagnostics/HResultText.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataLayer.h"
@@ -45,7 +45,7 @@ struct LoadTest : ::testing::Test {
 
 TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
     const CTempFile good("good"), locked("locked");
-    const CAutoHandle lock(Open(locked.Path(), GENERIC_READ, 0));
+    const base::CAutoHandle lock(Open(locked.Path(), GENERIC_READ, 0));
     ASSERT_EQ(S_OK, host.Load(good.Path(), &kWave));
     const std::wstring folder = good.Path().substr(0, good.Path().rfind(L'\\'));
     const AM_MEDIA_TYPE other{};
@@ -75,17 +75,17 @@ TEST_F(LoadTest, TheFileIsSharedWithReadersAndDeletersNotWithWritersUntilTheNext
     const CTempFile first("first"), second("second"), third;
     constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     ASSERT_EQ(S_OK, host.Load(first.Path(), &kWave));
-    EXPECT_TRUE(CAutoHandle(Open(first.Path(), GENERIC_READ, kAll)));
-    EXPECT_FALSE(CAutoHandle(Open(first.Path(), GENERIC_WRITE, kAll)));
+    EXPECT_TRUE(base::CAutoHandle(Open(first.Path(), GENERIC_READ, kAll)));
+    EXPECT_FALSE(base::CAutoHandle(Open(first.Path(), GENERIC_WRITE, kAll)));
     ASSERT_EQ(S_OK, host.Load(second.Path(), &kWave));
-    EXPECT_TRUE(CAutoHandle(Open(first.Path(), GENERIC_WRITE, 0))) << "the first file is still open";
+    EXPECT_TRUE(base::CAutoHandle(Open(first.Path(), GENERIC_WRITE, 0))) << "the first file is still open";
     EXPECT_TRUE(::DeleteFileW(second.Path().c_str()));
     ExpectSource(second.Path(), "second");
     Stream stream;
     ASSERT_EQ(S_OK, host.Load(third.Path(), &kWave));
     ExpectSource(third.Path(), "");
     ASSERT_EQ(S_OK, host.Open(&stream, &kWave));
-    EXPECT_TRUE(CAutoHandle(Open(third.Path(), GENERIC_WRITE, 0))) << "a stream has replaced it";
+    EXPECT_TRUE(base::CAutoHandle(Open(third.Path(), GENERIC_WRITE, 0))) << "a stream has replaced it";
     EXPECT_EQ(0u, host.Release());
 }
 

@@ -1,6 +1,6 @@
 // Which media types the pin offers for a content, with every kind of metadata library beside the filter.
+#include "base/CTaskMem.h"
 #include "baseclasses/CMediaType.h"
-#include "framework/com/CTaskMem.h"
 #include "sdk/TvMetadata.h"
 #include "tests/filter/CFilterWithLibrary.h"
 #include "tests/filter/CScriptedDictionary.h"
@@ -218,7 +218,7 @@ TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchang
     EXPECT_EQ(0, dictionary.detections) << "nothing is looked for";
     for (int i = 0; i < 2; ++i) {
         CMediaType current;
-        CTaskMem<wchar_t> name;
+        base::CTaskMem<wchar_t> name;
         ASSERT_EQ(S_OK, filter.host.As<IFileSourceFilter>()->GetCurFile(name.Put(), &current));
         EXPECT_TRUE(CMediaType(type) == current);
         EXPECT_EQ(188u, current.lSampleSize);

@@ -1,8 +1,8 @@
 // Giving the filter an open stream: the name that is reported, what the log says, and what may go wrong. In one module
 // with the stream, as an exception of another module's on x86 meets no handler in this one.
+#include "base/CTaskMem.h"
 #include "diagnostics/CDescriptions.h"
 #include "diagnostics/CDiagnosticRegistration.h"
-#include "framework/com/CTaskMem.h"
 #include "framework/com/GlobalInterfaceTable.h"
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
@@ -51,7 +51,7 @@ TEST(OpenStreamTest, AnyFailureOfTheStreamIsSurvivedAndItsNameIsReportedAndLogge
             EXPECT_EQ(E_POINTER, filter->OpenStream(nullptr, &kWave));
             source.On(row.kind, row.nth, row.step);
             EXPECT_EQ(row.result, filter->OpenStream(&source, &kWave));
-            CTaskMem<wchar_t> name;
+            base::CTaskMem<wchar_t> name;
             EXPECT_EQ(S_OK, filter->GetCurFile(name.Put(), nullptr));
             EXPECT_STREQ(row.name, name.Get());
             source.SetName(L"scripted");
@@ -171,7 +171,7 @@ struct ConcurrencyTest : ::testing::Test {
     CInnerFilter filter;
 
     std::wstring CurrentName() {
-        CTaskMem<wchar_t> name;
+        base::CTaskMem<wchar_t> name;
         EXPECT_EQ(S_OK, filter->GetCurFile(name.Put(), nullptr));
         return name.Get();
     }

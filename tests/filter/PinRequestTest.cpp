@@ -1,5 +1,5 @@
 // The pin's queued requests, its flushing, its flow gate, and its two locks.
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "tests/filter/CInnerFilter.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CSecondCall.h"
@@ -178,7 +178,7 @@ TEST_F(PinRequestTest, OneCallAtATimeReachesTheSourceAndAReadKeepsAFlushWaiting)
 }
 
 TEST_F(PinRequestTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
-    const CAutoHandle ended(::CreateSemaphoreW(nullptr, 0, 3, nullptr));
+    const base::CAutoHandle ended(::CreateSemaphoreW(nullptr, 0, 3, nullptr));
     for (int i = 0; i < 3; ++i)
         StartAndWait([&] {
             const HRESULT hr = WaitForNext(INFINITE).result;
@@ -207,7 +207,7 @@ TEST_F(PinRequestTest, AWaiterThatLooksAgainOnlyAfterTheFlushHasBeenFlushedAllTh
 }
 
 TEST(SignalTest, WhatComesBeforeTheWaitIsNotMissed) {
-    CSignal signal;
+    filter::CSignal signal;
     const unsigned known = signal.Count();
     EXPECT_FALSE(signal.WaitForMore(known, 0));
     signal.Raise();

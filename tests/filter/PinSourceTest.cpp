@@ -144,11 +144,12 @@ TEST(PinLostSourceTest, ASourceWhoseApartmentIsGoneIsAnErrorAndNoAbort) {
 }
 
 TEST_F(PinSourceTest, ThePinOffersAndAcceptsTheListedPairs) {
-    const OfferedType listed[] = {
+    const filter::OfferedType listed[] = {
         {MEDIATYPE_Stream, MEDIASUBTYPE_Avi}, {MEDIATYPE_Stream, MEDIASUBTYPE_WAVE}, {GUID_NULL, GUID_NULL}};
     CMediaType type;
     EXPECT_EQ(S_FALSE, pin.CheckMediaType(&type)) << "nothing is offered yet";
-    pin.OfferedTypes().Offer(std::make_shared<const std::vector<OfferedType>>(std::begin(listed), std::end(listed)));
+    pin.OfferedTypes().Offer(
+        std::make_shared<const std::vector<filter::OfferedType>>(std::begin(listed), std::end(listed)));
     type.SetFormatType(&FORMAT_VideoInfo);
     type.lSampleSize = 42;
     for (const int index : {-1, 3, INT_MAX, INT_MIN})
@@ -168,11 +169,11 @@ TEST_F(PinSourceTest, ThePinOffersAndAcceptsTheListedPairs) {
         EXPECT_EQ(S_FALSE, pin.CheckMediaType(&type)) << "halves of two entries, or neither";
     }
     // A load that failed takes back what it has cleared, unless another one was quicker.
-    const COfferedTypes::List former = pin.OfferedTypes().Clear();
+    const filter::COfferedTypes::List former = pin.OfferedTypes().Clear();
     EXPECT_EQ(VFW_S_NO_MORE_ITEMS, pin.GetMediaType(0, &type));
     pin.OfferedTypes().TakeBack(former);
     EXPECT_EQ(S_OK, pin.GetMediaType(2, &type));
-    pin.OfferedTypes().Offer(std::make_shared<const std::vector<OfferedType>>(1));
+    pin.OfferedTypes().Offer(std::make_shared<const std::vector<filter::OfferedType>>(1));
     pin.OfferedTypes().TakeBack(former);
     EXPECT_EQ(VFW_S_NO_MORE_ITEMS, pin.GetMediaType(1, &type));
     EXPECT_EQ(E_POINTER, pin.GetMediaType(0, nullptr));

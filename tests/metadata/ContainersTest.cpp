@@ -4,6 +4,8 @@
 
 #include <utility>
 
+using namespace metadata;
+
 namespace {
 
 using namespace std::string_literals;

@@ -1,7 +1,9 @@
 // The built DLL, as a component loads and uses it.
-#include "framework/com/CMimeLibrary.h"
+#include "mime/CMimeLibrary.h"
 #include "tests/metadata/MetadataTest.h"
 #include "tests/support/ProcessUse.h"
+
+using namespace metadata;
 
 namespace {
 
@@ -21,10 +23,10 @@ TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
     const std::string content = Sample{kMedia / "tone.mp3"}.Content();
     const auto detect = [&](int times) {
         for (int i = 0; i < times; ++i) {
-            ASSERT_EQ(L"audio/mpeg", Detected(content, *CMimeLibrary(L"").Dictionary()));
+            ASSERT_EQ(L"audio/mpeg", Detected(content, *mime::CMimeLibrary(L"").Dictionary()));
             CScriptedStream broken(content);
             broken.On(CScriptedStream::kRead, 0, {.result = STG_E_READFAULT});
-            ASSERT_EQ(nullptr, CMimeLibrary(L"").Dictionary()->Detect(&broken));
+            ASSERT_EQ(nullptr, mime::CMimeLibrary(L"").Dictionary()->Detect(&broken));
         }
     };
     detect(10);
@@ -47,7 +49,7 @@ Result CallSlot(void* object, size_t slot, Arguments... arguments) {
 }
 
 TEST(LibraryTest, OperationsStandInTheirSlots) {
-    const CMimeLibrary library(L"");
+    const mime::CMimeLibrary library(L"");
     void* const dictionary = library.Dictionary();
     HRESULT result = S_OK;
     EXPECT_EQ(nullptr, library.Export<DetectMimeTypesFn>(kDetectMimeTypesExport)(nullptr, &result));

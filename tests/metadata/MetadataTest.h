@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+using namespace metadata;
+
 using Types = std::vector<std::wstring>;
 
 inline constexpr wchar_t kNothing[] = L"none";  // the answer for what is no media

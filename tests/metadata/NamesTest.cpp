@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace metadata;
+
 namespace {
 
 IMimeTypeDictionary& Names() {
@@ -70,7 +72,7 @@ TEST(NamesTest, ExtensionsLeadToTypesWithOrWithoutDotInAnyCase) {
 
 TEST(NamesTest, EveryTypeOfTheFiltersTableIsKnownAndItsExtensionLeadsBackToIt) {
     const Types known = Take(Names().KnownTypes()).value_or(Types());
-    for (const MimeTypeRow& row : MimeTypeTable()) {
+    for (const filter::MimeTypeRow& row : filter::MimeTypeTable()) {
         const wchar_t* const name = Names().CanonicalName(row.mime);
         ASSERT_NE(nullptr, name) << row.mime;
         EXPECT_EQ(1, std::ranges::count(known, name)) << row.mime;

@@ -6,6 +6,8 @@
 
 #include <utility>
 
+using namespace metadata;
+
 namespace {
 
 constexpr ULONGLONG kPosition = 3;  // where sources stand before detection

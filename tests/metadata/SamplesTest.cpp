@@ -1,6 +1,8 @@
 // What is found in real content: whole, behind tags, on live sources, and cut off anywhere.
 #include "tests/metadata/MetadataTest.h"
 
+using namespace metadata;
+
 namespace {
 
 // What files of one structure have in common: the same container with sound or pictures in it. Where only the head is

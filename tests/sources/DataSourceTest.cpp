@@ -1,9 +1,9 @@
 // What every source of data owes its readers. Another data-service layer is held to it too, in place of ours, when the
 // environment gives a URI that it opens (TV_SOURCE_URI) and a local file with the same bytes (TV_SOURCE_FILE).
-#include "dataservices/Base64.h"
-#include "dataservices/DataUri.h"
+#include "base/CTaskMem.h"
+#include "dataservices/data/Base64.h"
+#include "dataservices/data/DataUri.h"
 #include "dataservices/http/CHttpStream.h"
-#include "framework/com/CTaskMem.h"
 #include "framework/streams/TKFStreams.h"
 #include "tests/support/CHttpServer.h"
 #include "tests/support/CTempFile.h"
@@ -21,6 +21,8 @@
 #include <iterator>
 #include <random>
 #include <stdexcept>
+
+using namespace dataservices;
 
 namespace {
 
@@ -57,7 +59,9 @@ Source Buffered(Source source) {
 Source Http(const std::string& bytes, bool ranges, bool live) {
     const auto server = std::make_shared<CHttpServer>();
     server->Serve("/source", {.bytes = bytes, .ranges = ranges, .live = live});
-    return {bytes, [server](IStream** stream) { return CreateHttpStream(server->Url(L"/source").c_str(), stream); }};
+    return {bytes, [server](IStream** stream) {
+                return dataservices::http::CreateHttpStream(server->Url(L"/source").c_str(), stream);
+            }};
 }
 
 Source Data(const std::string& bytes, bool base64) {
@@ -235,7 +239,7 @@ TEST_P(DataSource, TellsItsSizeNeedsNoCountAndStaysWhereItIsWhenNothingIsRead) {
     EXPECT_TRUE(IsLive(*stream.Get()) || SizeOf(*stream.Get()) == source.bytes.size());
     STATSTG stat{};
     EXPECT_EQ(S_OK, stream->Stat(&stat, STATFLAG_DEFAULT));
-    const CTaskMem<wchar_t> name(stat.pwcsName);
+    const base::CTaskMem<wchar_t> name(stat.pwcsName);
     EXPECT_EQ(static_cast<DWORD>(STGTY_STREAM), stat.type);
     EXPECT_HRESULT_FAILED(stream->Stat(nullptr, STATFLAG_NONAME));
     for (size_t at = 0; at < source.bytes.size(); at += 50'000) {

@@ -88,7 +88,7 @@ private:
 
     const UINT_PTR m_socket;
     const HANDLE m_stop;
-    const CAutoHandle m_changed{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const base::CAutoHandle m_changed{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     bool m_isGone = false;  // the other side has closed the connection
 };
 

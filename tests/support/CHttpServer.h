@@ -11,7 +11,7 @@
 
 #include <windows.h>
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 
 #include <functional>
 #include <map>
@@ -104,9 +104,9 @@ private:
     [[nodiscard]] std::shared_ptr<const Resource> Find(const std::string& path) const;
 
     const bool m_ipv6;
-    const CAutoHandle m_stalled{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    const CAutoHandle m_release{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    const CAutoHandle m_stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const base::CAutoHandle m_stalled{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const base::CAutoHandle m_release{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const base::CAutoHandle m_stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     unsigned m_port = 0;
 
     mutable std::recursive_mutex m_lock;  // guards the next two; held while a script runs, which may Serve

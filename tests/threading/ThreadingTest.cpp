@@ -1,4 +1,4 @@
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CTestApartment.h"
 #include "threading/CBoostThreadRunner.h"
@@ -41,7 +41,7 @@ struct CWaitingRunnable final : IThreadRunnable {
         ::SignalObjectAndWait(begun.Get(), end.Get(), INFINITE, FALSE);
         return E_UNEXPECTED;
     }
-    CAutoHandle begun{::CreateEventW(nullptr, FALSE, FALSE, nullptr)},
+    base::CAutoHandle begun{::CreateEventW(nullptr, FALSE, FALSE, nullptr)},
         end{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
 };
 

@@ -9,6 +9,8 @@
 #include <sstream>
 #include <string>
 
+using namespace metadata;
+
 namespace {
 
 IMimeTypeList* Find(IStream* stream, int part, HRESULT* result) {

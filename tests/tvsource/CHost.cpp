@@ -29,10 +29,10 @@ CPipe::CPipe() {
     ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
 }
 
-CAutoHandle OpenInherited(const std::wstring& path, DWORD access) {
+base::CAutoHandle OpenInherited(const std::wstring& path, DWORD access) {
     constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    return CAutoHandle(::CreateFileW(path.c_str(), access, kShareAll, &inherit, OPEN_EXISTING, 0, nullptr));
+    return base::CAutoHandle(::CreateFileW(path.c_str(), access, kShareAll, &inherit, OPEN_EXISTING, 0, nullptr));
 }
 
 HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& program,
@@ -42,8 +42,8 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
         line += L" \"" + Quoted(argument) + L'"';
     // Files, not pipes: nobody need read while the program runs.
     const CTempFile out, err;
-    const CAutoHandle outHandle = OpenInherited(out.Path(), GENERIC_WRITE);
-    const CAutoHandle errHandle = OpenInherited(err.Path(), GENERIC_WRITE);
+    const base::CAutoHandle outHandle = OpenInherited(out.Path(), GENERIC_WRITE);
+    const base::CAutoHandle errHandle = OpenInherited(err.Path(), GENERIC_WRITE);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -58,7 +58,7 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
         created =
             ::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr, &startup, &info);
     EXPECT_TRUE(created) << ::GetLastError();
-    const CAutoHandle process(info.hProcess), thread(info.hThread);
+    const base::CAutoHandle process(info.hProcess), thread(info.hThread);
     if (created && meanwhile)
         meanwhile();
     DWORD exitCode = ~0u;

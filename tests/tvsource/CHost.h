@@ -1,7 +1,7 @@
 // Runs tvsource.exe as a child process, and says where the files are that it works on.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 
 #include <functional>
 #include <initializer_list>
@@ -28,12 +28,12 @@ struct HostHandles {
 };
 
 // A file that is there, or the screen, for a program that writes to it.
-[[nodiscard]] CAutoHandle OpenInherited(const std::wstring& path, DWORD access);
+[[nodiscard]] base::CAutoHandle OpenInherited(const std::wstring& path, DWORD access);
 
 // A pipe whose writing end is inheritable.
 struct CPipe {
     CPipe();
-    CAutoHandle reader, writer;
+    base::CAutoHandle reader, writer;
 };
 
 // Runs the program, a path or a name of the system's, with these arguments to its end. One that is not done after a

@@ -1,5 +1,5 @@
 // What the program says of a source, of itself, and of a command line that it can do nothing with.
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
 
@@ -28,8 +28,8 @@ TEST_F(CommandLine, InfoSaysWhatTheFilterSays) {
 
 TEST_F(CommandLine, WhatCannotBeOpenedIsNamedByEveryCommandWithTheReason) {
     const std::wstring used = folder.Write("RIFF", L"used.wav");
-    const CAutoHandle writer(::CreateFileW(used.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                           OPEN_EXISTING, 0, nullptr));
+    const base::CAutoHandle writer(::CreateFileW(used.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                                 nullptr, OPEN_EXISTING, 0, nullptr));
     const auto url = [&](const wchar_t* name) { return L"file:///" + folder.PathOf(name); };
     const std::pair<std::wstring, const char*> names[] = {
         {folder.PathOf(L"missing \u97F3.wav"), "0x80070002 (no such file)"},
@@ -112,7 +112,7 @@ TEST_F(CommandLine, OutputThatCannotBeWrittenEndsEveryCommandWithAFailure) {
                                                {L"info", L"--dll", dll, wave},
                                                {L"cat", L"--dll", dll, wave},
                                                {L"detect", wave, wave}};
-    const CAutoHandle readOnly = OpenInherited(wave, GENERIC_READ);
+    const base::CAutoHandle readOnly = OpenInherited(wave, GENERIC_READ);
     for (const auto& line : lines) {
         const std::wstring program = BuiltFile(L"tvsource.exe");
         const HostRun run = RunHost(line, program, {}, {.out = readOnly.Get()});

@@ -1,5 +1,5 @@
 // What the program says of the MIME types of files.
-#include "diagnostics/CAutoDestructor.h"
+#include "base/CAutoDestructor.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
 
@@ -42,7 +42,7 @@ TEST_F(Detect, PatternsStandForWhatTheyMatchInTheLastPartOfThePath) {
         EXPECT_EQ(lines, RunHost(arguments).out);
     // It goes on after what can't be read.
     const std::wstring locked = folder.Write("RIFF", L"locked.wav");
-    const CAutoHandle lock(::CreateFileW(locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    const base::CAutoHandle lock(::CreateFileW(locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     const HostRun run = RunHost({L"detect", L"in\\*.ogg", L"no\\*.wav", L"nosuch:*", locked, L"no.wav", L"in\\a1.wav"});
     ExpectRun(run, 1,
               {"tvsource: in\\*.ogg: no file has such a name\n", "tvsource: no\\*.wav: Cannot list it: 0x8",

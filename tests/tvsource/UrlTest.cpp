@@ -184,7 +184,7 @@ TEST_F(Url, BehindAFileStandsWithItsCountBelowTheLinesOnATerminal) {
     folder.Write("x", L"x");
     const COwnConsole console;
     const CCurrentFolder current(folder.Path());
-    const CAutoHandle screen = OpenInherited(L"CONOUT$", GENERIC_READ | GENERIC_WRITE);
+    const base::CAutoHandle screen = OpenInherited(L"CONOUT$", GENERIC_READ | GENERIC_WRITE);
     const auto line = [&](SHORT row) {
         char text[60]{};
         DWORD read = 0;

@@ -27,7 +27,7 @@ struct CStreamCookieTest : ::testing::Test {
 
     const CTestApartment apartment{COINIT_MULTITHREADED};
     CScriptedStream first, second;
-    CStreamCookie cookie;
+    framework::CStreamCookie cookie;
 };
 
 TEST_F(CStreamCookieTest, HoldsTheLastStreamThatItWasGivenUntilRevokedOrGone) {
@@ -58,7 +58,7 @@ TEST_F(CStreamCookieTest, HoldsTheLastStreamThatItWasGivenUntilRevokedOrGone) {
         EXPECT_TRUE(cookie.IsEmpty());
         EXPECT_EQ(0u, second.References());
     }
-    EXPECT_EQ(S_OK, CStreamCookie().Attach(&first));
+    EXPECT_EQ(S_OK, framework::CStreamCookie().Attach(&first));
     EXPECT_EQ(0u, first.References());
 }
 

@@ -151,7 +151,7 @@ TEST_F(CBufferedStreamTest, ASeekThatFailsLeavesThePositionThatTheSourceReported
 TEST_F(CBufferedStreamTest, StatIsAskedOnceForEachNewFlag) {
     Make(4);
     EXPECT_EQ(L"scripted", Name());
-    const CTaskMem<wchar_t> firstName = std::move(name);  // each caller has one of its own
+    const base::CTaskMem<wchar_t> firstName = std::move(name);  // each caller has one of its own
     source.ReportSize(99);
     EXPECT_EQ(L"scripted", Name());
     EXPECT_NE(firstName.Get(), name.Get());

@@ -18,10 +18,10 @@ struct CLocalFileSystemStreamTest : StreamTest {
         stream.Reset();
         return TKFCreateLocalFileSystemStream(path.c_str(), mode, &stream);
     }
-    CAutoHandle Handle(DWORD access) const {
-        return CAutoHandle(::CreateFileW(file.Path().c_str(), access,
-                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                         0, nullptr));
+    base::CAutoHandle Handle(DWORD access) const {
+        return base::CAutoHandle(::CreateFileW(file.Path().c_str(), access,
+                                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                               OPEN_EXISTING, 0, nullptr));
     }
 
     const CTempFile file{"0123456789"};
@@ -145,7 +145,7 @@ TEST_F(CLocalFileSystemStreamTest, ASeekToNowhereAndANewSizeLeaveThePosition) {
 
 TEST_F(CLocalFileSystemStreamTest, StatTellsNameSizeAndTimesAsTheyAreNow) {
     FILETIME times[3] = {{0x11111100, 0x01D00000}, {0x22222200, 0x01D10000}, {0x33333300, 0x01D20000}};
-    const CAutoHandle other = Handle(FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES);
+    const base::CAutoHandle other = Handle(FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES);
     ASSERT_EQ(S_OK, stream->SetSize(Bytes(3)));
     ASSERT_TRUE(::SetFileTime(other.Get(), &times[0], &times[1], &times[2]));
     ASSERT_TRUE(::GetFileTime(other.Get(), &times[0], &times[1], &times[2]));  // file systems keep them in their way

@@ -20,14 +20,14 @@ struct CReplayStreamTest : StreamTest {
         source.RefuseSeeks(Seeks::All);
         source.Seek(By(2), STREAM_SEEK_SET, nullptr);
         source.RefuseSeeks(seeks);
-        ASSERT_EQ(S_OK, MakeComObject<CReplayStream>(replay.ReleaseAndGetAddressOf()));
+        ASSERT_EQ(S_OK, framework::MakeComObject<framework::CReplayStream>(replay.ReleaseAndGetAddressOf()));
         ASSERT_EQ(S_OK, replay->Initialize(&source));
         stream = replay;
     }
 
     const CTestApartment apartment{COINIT_MULTITHREADED};
     CScriptedStream source{"0123456789abcdef"};
-    ComPtr<CReplayStream> replay;
+    ComPtr<framework::CReplayStream> replay;
 };
 
 TEST_F(CReplayStreamTest, WhatASourceThatDoesNotComeBackHasGivenIsGivenOnceMore) {
@@ -102,7 +102,7 @@ TEST_F(CReplayStreamTest, ASourceThatComesBackIsCalledAsItIs) {
 }
 
 TEST_F(CReplayStreamTest, ReadsNoMoreThanItKeepsOfASourceThatDoesNotComeBack) {
-    constexpr ULONG kMost = CReplayStream::kMostKept;
+    constexpr ULONG kMost = framework::CReplayStream::kMostKept;
     const std::string contents = RandomBytes(1, 2 + kMost + 9);
     source.SetContents(contents);
     for (const Seeks seeks : {Seeks::None, Seeks::Onwards, Seeks::Claimed}) {

@@ -50,7 +50,7 @@ TEST_F(CopyInBlocksTest, CopiesAsDescribedWhateverTheTargetDoes) {
             read = written = Bytes(0xDEAD);
             EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_SET));
             EXPECT_EQ(row.result, inMemory ? stream->CopyTo(&target, Bytes(row.cb), &read, &written)
-                                           : CopyInBlocks(source, &target, Bytes(row.cb), &read, &written));
+                                           : framework::CopyInBlocks(source, &target, Bytes(row.cb), &read, &written));
             const bool silent = inMemory && FAILED(row.result);
             EXPECT_EQ(silent ? 0xDEAD : row.read, read.QuadPart);
             EXPECT_EQ(silent ? 0xDEAD : row.written, written.QuadPart);
@@ -59,7 +59,7 @@ TEST_F(CopyInBlocksTest, CopiesAsDescribedWhateverTheTargetDoes) {
         }
     EXPECT_EQ(E_POINTER, stream->CopyTo(nullptr, Bytes(1), nullptr, nullptr));
     CScriptedStream source(contents);
-    EXPECT_EQ(E_POINTER, CopyInBlocks(source, nullptr, Bytes(1), &read, &written));
+    EXPECT_EQ(E_POINTER, framework::CopyInBlocks(source, nullptr, Bytes(1), &read, &written));
     EXPECT_EQ(0u, read.QuadPart + written.QuadPart);
 }
 
@@ -72,7 +72,7 @@ TEST_F(CopyInBlocksTest, EndsWithTheFirstReadThatIsShortAndKeepsWhatCameWithIt) 
     for (const auto& [step, total] : rows) {
         CScriptedStream source(contents), target;
         source.On(kRead, 1, step);
-        EXPECT_EQ(S_OK, CopyInBlocks(source, &target, Bytes(kAll), &read, &written));
+        EXPECT_EQ(S_OK, framework::CopyInBlocks(source, &target, Bytes(kAll), &read, &written));
         EXPECT_EQ(std::pair(total, total), std::pair(read.QuadPart, written.QuadPart));
         EXPECT_EQ(contents.substr(0, static_cast<size_t>(total)), target.Contents());
         EXPECT_EQ(2, source.Calls(kRead));

@@ -1,8 +1,8 @@
 // What the tests of streams have in common: calls into poisoned out-parameters, with all that they give in one value.
 #pragma once
 
-#include "diagnostics/CAutoDestructor.h"
-#include "framework/com/CTaskMem.h"
+#include "base/CAutoDestructor.h"
+#include "base/CTaskMem.h"
 #include "framework/streams/TKFStreams.h"
 
 #include <gtest/gtest.h>
@@ -85,5 +85,5 @@ struct StreamTest : ::testing::Test {
 
     ComPtr<IStream> stream;
     STATSTG stat{};
-    CTaskMem<wchar_t> name;
+    base::CTaskMem<wchar_t> name;
 };

@@ -46,7 +46,7 @@ TEST(NameForLog, HidesTheCredentialsOfUrlsAndNothingElse) {
         {L"http://", L"http://"},
     };
     for (const auto& [name, shown] : table)
-        EXPECT_EQ(shown, NameForLog(name));
+        EXPECT_EQ(shown, framework::NameForLog(name));
 }
 
 TEST(UriEscapes, OfWholeUrisAndOfComponents) {

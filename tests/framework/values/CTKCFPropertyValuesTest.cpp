@@ -90,7 +90,7 @@ TEST(CTKCFPropertyValueTest, IsNothingForOtherVariantsAndDamagedOnes) {
         OF(VT_ARRAY | VT_UI1, parray, ::SafeArrayCreate(VT_UI1, 2, square)),
     };
     for (const Fill& fill : table) {
-        CVariant variant;
+        framework::CVariant variant;
         fill(*variant.Put());
         EXPECT_FALSE(CTKCFPropertyValue::FromVariant(variant.Get())) << variant.Type();
     }
@@ -98,9 +98,9 @@ TEST(CTKCFPropertyValueTest, IsNothingForOtherVariantsAndDamagedOnes) {
 
 TEST(CVariantTest, IsEmptyAtFirstAndHoldsOneValueAtATime) {
     CTestObject<IUnknown> object;
-    alignas(CVariant) std::byte memory[sizeof(CVariant)];
+    alignas(framework::CVariant) std::byte memory[sizeof(framework::CVariant)];
     std::ranges::fill(memory, std::byte{0xCC});
-    auto* const variant = ::new (memory) CVariant;
+    auto* const variant = ::new (memory) framework::CVariant;
     EXPECT_EQ(VT_EMPTY, variant->Type());
     variant->Put()->vt = 0x7777;  // the platform doesn't clear it
     EXPECT_EQ(VT_EMPTY, variant->Put()->vt);

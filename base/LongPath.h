@@ -1,0 +1,17 @@
+// Paths of any length, for the platform's file calls.
+//
+// Threads: any.  Errors: std::bad_alloc.
+#pragma once
+
+#include <string>
+
+namespace base {
+
+// The full path, whether or not anything is there; `path` itself when the platform can't resolve it. A path that begins
+// with \\?\ is full by definition and means what it says: resolving would take dots away that belong to it.
+[[nodiscard]] std::wstring FullPathOf(const std::wstring& path);
+
+// The form in which the platform opens a full path: a long one needs a prefix, without which it is refused.
+[[nodiscard]] std::wstring OpenablePath(const std::wstring& fullPath);
+
+}  // namespace base

@@ -1,0 +1,20 @@
+// Where the DLL or program stands that a piece of code, or of constant data, belongs to.
+//
+// Threads: any.  Errors: std::bad_alloc.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace base {
+
+// The folder of the module that has `address` inside it, with a trailing backslash; empty when it can't be told. Paths
+// of any length.
+[[nodiscard]] std::wstring ModuleFolder(const void* address);
+
+// The module that this library is linked into, and its folder.
+[[nodiscard]] HMODULE OwnModule() noexcept;
+[[nodiscard]] std::wstring OwnModuleFolder();
+
+}  // namespace base

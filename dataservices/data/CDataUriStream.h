@@ -1,0 +1,33 @@
+// The content of a data: URI: bytes that never change, shared by all clones.
+//
+// Units: positions and sizes are bytes.  Threads: any thread, one call at a time.
+#pragma once
+
+#include "dataservices/CReadOnlyStream.h"
+
+#include <memory>
+#include <vector>
+
+namespace dataservices {
+
+class CDataUriStream final : public CReadOnlyStream {
+public:
+    using Content = std::shared_ptr<const std::vector<BYTE>>;
+
+    // `content` is not null.
+    explicit CDataUriStream(Content content, ULONGLONG position = 0) noexcept;
+
+    // S_FALSE: the data ended before `cb` bytes; `*bytesRead` has the count.  STG_E_INVALIDPOINTER: `buffer` is null.
+    STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
+    // See SeekTarget. `*newPosition` tells where the stream stands, after a failure too.
+    STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
+    // Type, size and mode; there is no name.  STG_E_INVALIDPOINTER: `stat` is null.
+    STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
+    STDMETHODIMP Clone(IStream** clone) noexcept override;
+
+private:
+    const Content m_content;
+    ULONGLONG m_position;
+};
+
+}  // namespace dataservices

@@ -1,0 +1,71 @@
+#include "dataservices/data/DataUri.h"
+
+#include "base/Utf8Text.h"
+#include "dataservices/data/Base64.h"
+#include "dataservices/data/CDataUriStream.h"
+#include "framework/uri/EscapedByte.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace dataservices {
+
+namespace {
+
+constexpr std::wstring_view kScheme = L"data:";
+constexpr std::wstring_view kBase64 = L";base64";
+
+[[nodiscard]] bool EndsWithBase64(std::wstring_view mediaType) {
+    while (mediaType.ends_with(L' '))
+        mediaType.remove_suffix(1);
+    return mediaType.size() >= kBase64.size() &&
+           base::EqualsIgnoringAsciiCase(mediaType.substr(mediaType.size() - kBase64.size()), kBase64);
+}
+
+// What is no escape stays as it is written.
+[[nodiscard]] std::string BytesOf(std::wstring_view text) {
+    const std::string utf8 = base::Utf8OfWide(text);
+    std::string bytes;
+    bytes.reserve(utf8.size());
+    for (size_t i = 0; i < utf8.size();) {
+        const int escaped = framework::EscapedByteAt<char>(utf8, i);
+        bytes += escaped >= 0 ? static_cast<char>(escaped) : utf8[i];
+        i += escaped >= 0 ? framework::URI_ESCAPE_LENGTH : 1;
+    }
+    return bytes;
+}
+
+[[nodiscard]] std::optional<std::vector<BYTE>> ContentOf(std::wstring_view uri) {
+    if (!base::EqualsIgnoringAsciiCase(uri.substr(0, kScheme.size()), kScheme))
+        return std::nullopt;
+    uri.remove_prefix(kScheme.size());
+    uri = uri.substr(0, uri.find(L'#'));
+    const size_t comma = uri.find(L',');
+    if (comma == uri.npos)
+        return std::nullopt;
+    const std::string bytes = BytesOf(uri.substr(comma + 1));
+    if (EndsWithBase64(uri.substr(0, comma)))
+        return DecodeBase64(bytes);
+    return std::vector<BYTE>(bytes.begin(), bytes.end());
+}
+
+}  // namespace
+
+HRESULT CreateDataUriStream(const wchar_t* uri, IStream** stream) noexcept {
+    if (!stream)
+        return E_POINTER;
+    *stream = nullptr;
+    return base::ComBoundary([&]() -> HRESULT {
+        auto content = uri ? ContentOf(uri) : std::nullopt;
+        if (!content)
+            return E_INVALIDARG;
+        Microsoft::WRL::ComPtr<CDataUriStream> made;
+        const HRESULT hr = framework::MakeComObject<CDataUriStream>(
+            made.GetAddressOf(), std::make_shared<const std::vector<BYTE>>(std::move(*content)));
+        *stream = made.Detach();
+        return hr;
+    });
+}
+
+}  // namespace dataservices

@@ -1,0 +1,29 @@
+#include "dataservices/directories/CParentInfo.h"
+
+#include "dataservices/ComMethod.h"
+#include "dataservices/FilePath.h"
+#include "dataservices/directories/CFolder.h"
+
+#include <algorithm>
+
+namespace dataservices {
+
+CParentInfo::CParentInfo(const Location& location) {
+    const std::wstring& path = location.text;
+    if (location.kind != Location::Kind::File && location.kind != Location::Kind::Folder)
+        return;
+    const size_t root = RootLength(path);
+    const size_t name = std::max(path.rfind(L'\\') + 1, root);
+    m_name = name == path.size() ? std::wstring() : ListedName(path);
+    m_folder = path.substr(0, std::max(name - 1, root));
+}
+
+HRESULT CParentInfo::GetParentDirectory(ITKDSDirectory** directory) noexcept {
+    return ComMethod(directory, [&] { return m_name.empty() ? S_OK : GiveNew<CFolder>(directory, m_folder); });
+}
+
+HRESULT CParentInfo::GetEntryId(BSTR* entryId) noexcept {
+    return ComMethod(entryId, [&] { return m_name.empty() ? kNotFound : GiveText(m_name, entryId); });
+}
+
+}  // namespace dataservices

@@ -1,0 +1,27 @@
+// Accessor "TKDS.Accessor.GetParentInfoForUri". Files and folders stand in a folder; a root, and what is no file,
+// stands in none.
+//
+// Threads: any, several at once.
+#pragma once
+
+#include "dataservices/Location.h"
+#include "framework/com/CComObjectBase.h"
+
+#include "TKDataServices.h"
+
+namespace dataservices {
+
+class CParentInfo final : public framework::CComObjectBase<ITKDSGetParentInfoForUri> {
+public:
+    explicit CParentInfo(const Location& location);
+
+    // ITKDSGetParentInfoForUri
+    STDMETHODIMP GetParentDirectory(ITKDSDirectory** directory) noexcept override;
+    STDMETHODIMP GetEntryId(BSTR* entryId) noexcept override;
+
+private:
+    std::wstring m_folder;  // its literal path
+    std::wstring m_name;    // empty: there is no parent
+};
+
+}  // namespace dataservices

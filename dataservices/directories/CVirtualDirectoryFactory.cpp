@@ -1,0 +1,21 @@
+#include "dataservices/directories/CVirtualDirectoryFactory.h"
+
+#include "dataservices/ComMethod.h"
+#include "dataservices/directories/CVirtualDirectory.h"
+#include "dataservices/directories/CVirtualDirectoryItem.h"
+
+namespace dataservices {
+
+HRESULT CVirtualDirectoryFactory::CreateVirtualDirectory(ITKDSVirtualDirectory** directory) noexcept {
+    return ComMethod(directory, [&] { return GiveNew<CVirtualDirectory>(directory); });
+}
+
+HRESULT CVirtualDirectoryFactory::CreateVirtualDirectoryItemFromUri(BSTR uri,
+                                                                    ITKDSVirtualDirectoryItem** item) noexcept {
+    return ComMethod(item, [&] {
+        std::wstring text = TextOf(uri);
+        return text.empty() ? E_INVALIDARG : GiveNew<CVirtualDirectoryItem>(item, std::move(text));
+    });
+}
+
+}  // namespace dataservices

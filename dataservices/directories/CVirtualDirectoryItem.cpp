@@ -1,0 +1,11 @@
+#include "dataservices/directories/CVirtualDirectoryItem.h"
+
+#include "dataservices/ComMethod.h"
+
+namespace dataservices {
+
+HRESULT CVirtualDirectoryItem::GetUri(BSTR* uri) noexcept {
+    return ComMethod(uri, [&] { return GiveText(m_uri, uri); });
+}
+
+}  // namespace dataservices

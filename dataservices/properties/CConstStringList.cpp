@@ -1,0 +1,18 @@
+#include "dataservices/properties/CConstStringList.h"
+
+#include "dataservices/ComMethod.h"
+
+namespace dataservices {
+
+HRESULT CConstStringList::GetCount(long* count) noexcept {
+    return ComMethod(count, [&] {
+        *count = static_cast<long>(m_items->size());
+        return S_OK;
+    });
+}
+
+HRESULT CConstStringList::GetItem(long index, BSTR* item) noexcept {
+    return ComMethod(item, [&] { return GiveItem(*m_items, index, item); });
+}
+
+}  // namespace dataservices

@@ -1,0 +1,33 @@
+// The read-only face of a string list: of one that changes, or of one that was made for this only.
+//
+// Threads: one at a time, together with the list that it shows.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TKDataServices.h"
+
+namespace dataservices {
+
+class CConstStringList final : public framework::CComObjectBase<ITKCFConstStringList> {
+public:
+    using Items = std::vector<std::wstring>;
+
+    // Shows `items` as they are at each call, and keeps them.
+    explicit CConstStringList(std::shared_ptr<const Items> items) noexcept : m_items(std::move(items)) {}
+    explicit CConstStringList(Items items) : m_items(std::make_shared<const Items>(std::move(items))) {}
+
+    // ITKCFConstStringList
+    STDMETHODIMP GetCount(long* count) noexcept override;
+    STDMETHODIMP GetItem(long index, BSTR* item) noexcept override;
+
+private:
+    const std::shared_ptr<const Items> m_items;
+};
+
+}  // namespace dataservices

@@ -1,0 +1,12 @@
+#include "dataservices/properties/CMetaDataExtractionOptions.h"
+
+#include "dataservices/ComMethod.h"
+#include "dataservices/properties/CMetaData.h"
+
+namespace dataservices {
+
+HRESULT CMetaDataExtractionOptions::CreateMetaData(ITKDSMetaData** metaData) noexcept {
+    return ComMethod(metaData, [&] { return GiveNew<CMetaData>(metaData); });
+}
+
+}  // namespace dataservices

@@ -1,0 +1,25 @@
+// Class TKDSMetaDataReader: the MIME type of a content, and where it came from, as far as the stream's own name says.
+//
+// Threads: one at a time.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+
+#include "TKDataServices.h"
+
+namespace dataservices {
+
+class CMetaDataReader final : public framework::CComObjectBase<ITKDSMetaDataReader> {
+public:
+    // ITKDSMetaDataReader
+    STDMETHODIMP GetReaderName(BSTR* name) noexcept override;
+    STDMETHODIMP GetSupportedKeys(ITKCFConstStringList** keys) noexcept override;
+    // None without a MIME dictionary.
+    STDMETHODIMP GetSupportedMimeTypes(ITKCFConstStringList** mimeTypes) noexcept override;
+    // As DetectMimeType.
+    STDMETHODIMP CanExtract(IStream* stream) noexcept override;
+    // The failure of `keys`, or as DetectMimeType; `metaData` is as it was then.
+    STDMETHODIMP Extract(ITKCFConstStringList* keys, IStream* stream, ITKDSMetaData* metaData) noexcept override;
+};
+
+}  // namespace dataservices

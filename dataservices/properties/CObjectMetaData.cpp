@@ -1,0 +1,52 @@
+#include "dataservices/properties/CObjectMetaData.h"
+
+#include "dataservices/ComMethod.h"
+#include "dataservices/OpenStream.h"
+#include "dataservices/properties/CMetaData.h"
+#include "dataservices/properties/MimeTypes.h"
+
+namespace dataservices {
+
+using Microsoft::WRL::ComPtr;
+
+HRESULT CObjectMetaData::GetObjectMetaData(unsigned long flags, ITKCFConstStringList* requestList,
+                                           ITKDSMetaData** metaData) noexcept {
+    return ComMethod(metaData, [&] {
+        RequestedKeys keys;
+        const HRESULT hr = requestList ? ReadRequestedKeys(*requestList, &keys) : E_POINTER;
+        return FAILED(hr) ? hr : Collect(flags, keys, metaData);
+    });
+}
+
+HRESULT CObjectMetaData::GetAllObjectMetaData(unsigned long flags, ITKDSMetaData** metaData) noexcept {
+    return ComMethod(metaData, [&] { return Collect(flags, {.mimeType = true, .originalUri = true}, metaData); });
+}
+
+HRESULT CObjectMetaData::Collect(unsigned long flags, const RequestedKeys& keys, ITKDSMetaData** metaData) const {
+    if (flags > GetMetaDataExtractFromObjectIfOutdated)
+        return E_INVALIDARG;
+    std::wstring mimeType;
+    HRESULT hr = keys.mimeType && flags == GetMetaDataExtractFromObjectIfOutdated ? ReadMimeType(&mimeType) : S_OK;
+    ComPtr<CMetaData> collected;
+    if (SUCCEEDED(hr))
+        hr = framework::MakeComObject<CMetaData>(collected.GetAddressOf());
+    if (SUCCEEDED(hr) && !mimeType.empty())
+        hr = collected->PutText(mdMimeType, mimeType.c_str());
+    if (SUCCEEDED(hr) && keys.originalUri)
+        hr = collected->PutText(mdOriginalUri, UriOf(m_location).c_str());
+    if (FAILED(hr))
+        return hr;
+    *metaData = collected.Detach();
+    return S_OK;
+}
+
+HRESULT CObjectMetaData::ReadMimeType(std::wstring* mimeType) const {
+    if (m_location.kind == Location::Kind::Folder)
+        return S_OK;
+    ComPtr<IStream> stream;
+    const HRESULT hr =
+        OpenStream(m_location, TKDS_ACCESS_READ, TKDS_SHARE_READ | TKDS_SHARE_WRITE, stream.GetAddressOf());
+    return FAILED(hr) ? hr : DetectMimeType(stream.Get(), mimeType);
+}
+
+}  // namespace dataservices

@@ -1,0 +1,32 @@
+// Accessor "TKDS.Accessor.GetObjectMetaData". The original URI is always known, and is the one that SourceInfo gives;
+// the MIME type is found in the content, so only where the caller lets it be opened.
+//
+// Threads: any, several at once.
+#pragma once
+
+#include "dataservices/Location.h"
+#include "dataservices/properties/RequestedKeys.h"
+#include "framework/com/CComObjectBase.h"
+
+#include <utility>
+
+namespace dataservices {
+
+class CObjectMetaData final : public framework::CComObjectBase<ITKDSGetObjectMetaData> {
+public:
+    explicit CObjectMetaData(Location location) noexcept : m_location(std::move(location)) {}
+
+    // ITKDSGetObjectMetaData
+    // Otherwise the failure to open the content, or as DetectMimeType.
+    STDMETHODIMP GetObjectMetaData(unsigned long flags, ITKCFConstStringList* requestList,
+                                   ITKDSMetaData** metaData) noexcept override;
+    STDMETHODIMP GetAllObjectMetaData(unsigned long flags, ITKDSMetaData** metaData) noexcept override;
+
+private:
+    [[nodiscard]] HRESULT Collect(unsigned long flags, const RequestedKeys& keys, ITKDSMetaData** metaData) const;
+    [[nodiscard]] HRESULT ReadMimeType(std::wstring* mimeType) const;
+
+    const Location m_location;
+};
+
+}  // namespace dataservices

@@ -1,0 +1,34 @@
+// The properties of an object: texts by their keys, in the order in which they came. Keys are compared character by
+// character.
+//
+// Threads: one at a time, together with the metadata that it belongs to.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+
+#include <string>
+#include <vector>
+
+#include "TKDataServices.h"
+
+namespace dataservices {
+
+class CPropertySet final : public framework::CComObjectBase<ITKCFPropertySet> {
+public:
+    // Replaces the value of `key`.  Errors: std::bad_alloc; then nothing has changed.
+    void Put(std::wstring key, std::wstring value);
+
+    // ITKCFPropertySet
+    STDMETHODIMP GetCount(long* count) noexcept override;
+    STDMETHODIMP GetKey(long index, BSTR* key) noexcept override;
+    STDMETHODIMP GetValue(BSTR key, VARIANT* value) noexcept override;
+
+private:
+    struct Property {
+        std::wstring key;
+        std::wstring value;
+    };
+    std::vector<Property> m_properties;
+};
+
+}  // namespace dataservices

@@ -1,0 +1,11 @@
+#include "dataservices/properties/CSourceInfo.h"
+
+#include "dataservices/ComMethod.h"
+
+namespace dataservices {
+
+HRESULT CSourceInfo::GetUri(BSTR* uri) noexcept {
+    return ComMethod(uri, [&] { return GiveText(m_uri, uri); });
+}
+
+}  // namespace dataservices

@@ -1,0 +1,26 @@
+// Accessor "TKDS.Accessor.SourceInfo".
+//
+// Threads: any, several at once.
+#pragma once
+
+#include "framework/com/CComObjectBase.h"
+
+#include <string>
+#include <utility>
+
+#include "TKDataServices.h"
+
+namespace dataservices {
+
+class CSourceInfo final : public framework::CComObjectBase<ITKDSSourceInfo> {
+public:
+    explicit CSourceInfo(std::wstring uri) noexcept : m_uri(std::move(uri)) {}
+
+    // ITKDSSourceInfo
+    STDMETHODIMP GetUri(BSTR* uri) noexcept override;
+
+private:
+    const std::wstring m_uri;
+};
+
+}  // namespace dataservices

@@ -1,0 +1,52 @@
+// The MIME dictionary of a metadata library, "TvMetadata.dll": loaded by the constructor, unloaded by the destructor.
+//
+// Threads: one. Several objects may exist; the loader counts.  Errors: std::bad_alloc; what a library fails with is a
+// result.
+#pragma once
+
+#include "base/CAutoDestructor.h"
+#include "sdk/TvMetadata.h"
+
+#include <string>
+#include <vector>
+
+namespace mime {
+
+class CMimeLibrary final {
+public:
+    // Looks in `folder` (with a backslash at its end, or empty) first, then in the folders of
+    // the application and the system. A damaged library shows no message box.
+    explicit CMimeLibrary(const std::wstring& folder);
+
+    [[nodiscard]] bool IsLoaded() const noexcept { return static_cast<bool>(m_library); }
+
+    // One of the library's exports, or null.
+    template <class Function>
+    [[nodiscard]] Function Export(const char* name) const noexcept {
+        // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
+        return m_library ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(m_library.Get(), name)))
+                         : nullptr;
+    }
+
+    // The library's dictionary: null where there is no library, no export, or no dictionary.
+    [[nodiscard]] IMimeTypeDictionary* Dictionary() const;
+
+    // The content's MIME types by `dictionary`, the library's own, and in `result` what DetectMimeTypesFn gives. Of a
+    // library without that export: S_OK, or STG_E_READFAULT where it says only that it failed.
+    [[nodiscard]] std::vector<std::wstring> Detect(IMimeTypeDictionary& dictionary, IStream* content,
+                                                   HRESULT& result) const;
+
+private:
+    base::CAutoLibrary m_library;
+};
+
+// Why there is no list: a null one says that the content could not be looked at, and a result that is a success not
+// why.
+[[nodiscard]] constexpr HRESULT DetectionFailure(HRESULT result) noexcept {
+    return FAILED(result) ? result : STG_E_READFAULT;
+}
+
+// The texts of a list, without those that the library leaves null, and the end of the list. None for a null list.
+[[nodiscard]] std::vector<std::wstring> TakeTexts(IMimeTypeList* list);
+
+}  // namespace mime
