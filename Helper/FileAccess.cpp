@@ -4,7 +4,7 @@
 #include "Helper/FileAccessLog.h"
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
-#include "framework/streams/TKFCreateMemoryStream.h"
+#include "framework/streams/CMemoryStream.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
 #include <algorithm>

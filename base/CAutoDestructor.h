@@ -5,8 +5,6 @@
 //
 // Threads: as for a plain value.  Errors: closing never fails the caller, and the thread's last-error value is the same
 // after it as before, so that an early return may still report the error that caused it.
-//
-// The owning wrappers live in this folder because the logger, which everything else stands on, needs them too.
 #pragma once
 
 #include <windows.h>

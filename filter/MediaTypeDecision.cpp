@@ -1,7 +1,7 @@
 #include "filter/MediaTypeDecision.h"
 
 #include "base/ComBoundary.h"
-#include "filter/CMetadataLibrary.h"
+#include "filter/CMimeDictionary.h"
 #include "filter/DataServiceMimeType.h"
 #include "filter/MimeTypeTable.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 // The data-service layer is asked only where a library is there that has no dictionary: without any library no MIME
 // type is looked for at all, so that a bare machine doesn't start foreign servers at every load.
-std::vector<std::wstring> FindMimeTypes(const CMetadataLibrary& library, IStream* content,
+std::vector<std::wstring> FindMimeTypes(const CMimeDictionary& library, IStream* content,
                                         std::optional<HRESULT>& result) {
     result.reset();
     if (library.HasDictionary())
@@ -28,7 +28,7 @@ std::vector<std::wstring> FindMimeTypes(const CMetadataLibrary& library, IStream
 }  // namespace
 
 std::vector<OfferedType> TypesOf(IStream* content, std::optional<HRESULT>& result) {
-    const CMetadataLibrary library;
+    const CMimeDictionary library;
     std::vector<OfferedType> types;
     for (const std::wstring& candidate : FindMimeTypes(library, content, result)) {
         if (candidate.empty())

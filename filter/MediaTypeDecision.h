@@ -1,8 +1,8 @@
 // Which media types a content is offered as.
 //
-// The MIME types of the content come from the metadata library; where the library has no dictionary, from the
-// data-service layer's metadata reader; where there is no library, from nowhere. Each MIME type is looked up in the
-// MIME table.
+// The MIME types of the content come from the MIME dictionary; where TvMetadata.dll gives none, from the data-service
+// layer's metadata reader; where there is no TvMetadata.dll, from nowhere. Each MIME type is looked up in the MIME
+// table.
 #pragma once
 
 #include "filter/COfferedTypes.h"
@@ -17,9 +17,9 @@ namespace filter {
 // (MEDIATYPE_Stream, subtype) for every row of the MIME table that matches one of the content's MIME types; none when
 // no row matches.
 //
-// `content` stands at its start and is left where the metadata library leaves it.
-// `result` receives how the metadata library's look at the content went (DetectMimeTypesFn), and nothing where it
-// didn't look. Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
+// `content` stands at its start and is left where the MIME dictionary leaves it. `result` receives how the dictionary's
+// look at the content went (DetectMimeTypesFn), and nothing where it didn't look.
+// Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
 [[nodiscard]] std::vector<OfferedType> TypesOf(IStream* content, std::optional<HRESULT>& result);
 
 }  // namespace filter

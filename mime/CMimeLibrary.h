@@ -1,4 +1,4 @@
-// The MIME dictionary of a metadata library, "TvMetadata.dll": loaded by the constructor, unloaded by the destructor.
+// The MIME dictionary, "TvMetadata.dll": loaded by the constructor, unloaded by the destructor.
 //
 // Threads: one. Several objects may exist; the loader counts.  Errors: std::bad_alloc; what a library fails with is a
 // result.

@@ -1,4 +1,4 @@
-// The contract of the metadata library, "TvMetadata.dll": from a stream's content to MIME types.
+// The contract of the MIME dictionary, "TvMetadata.dll": from a stream's content to MIME types.
 //
 // A component loads the library at run time, calls the export "GetMimeTypeDictionary" and uses the objects through the
 // virtual tables declared here. Neither table has a destructor, every operation has a fixed calling convention and

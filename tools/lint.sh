@@ -24,6 +24,9 @@ definitions=(-DUNICODE -D_UNICODE -DNOMINMAX -DWIN32_LEAN_AND_MEAN -D_WIN32_WINN
   '-DTV_BIN_DIR=""' '-DTV_VERSION=""')
 warnings=(-std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Werror)
 
+echo '== the folders'
+tools/check-folders.sh
+
 echo '== clang'
 printf '%s\n' $sources | xargs -P "$(nproc)" -n 1 clang++ "${flags[@]}" "${definitions[@]}" "${includes[@]}" "${warnings[@]}" -fsyntax-only
 

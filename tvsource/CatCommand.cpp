@@ -26,8 +26,7 @@ namespace {
 
 constexpr LONG kBlockBytes = 0x10000;
 constexpr LONGLONG kTimeUnitsPerByte = 10'000'000;  // a sample's times carry byte positions in this scale
-constexpr LONGLONG kMaxPosition =
-    std::numeric_limits<LONGLONG>::max() / kTimeUnitsPerByte - kBlockBytes;
+constexpr LONGLONG kMaxPosition = std::numeric_limits<LONGLONG>::max() / kTimeUnitsPerByte - kBlockBytes;
 
 // Reads blocks with media samples: a sample says how many bytes came, which the plain SyncRead does not.
 class CSampleReader final {

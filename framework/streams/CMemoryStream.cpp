@@ -158,3 +158,14 @@ HRESULT CMemoryStream::Clone(IStream** clone) noexcept {
         *clone = nullptr;
     return E_NOTIMPL;
 }
+
+HRESULT TKFCreateMemoryStream(const void* data, LONGLONG size, IStream** stream) noexcept {
+    if (!stream)
+        return E_POINTER;
+    *stream = nullptr;
+    Microsoft::WRL::ComPtr<CMemoryStream> made;
+    HRESULT hr = framework::MakeComObject<CMemoryStream>(&made);
+    if (SUCCEEDED(hr))
+        hr = made->Initialize(data, size);
+    return SUCCEEDED(hr) ? made.CopyTo(stream) : hr;
+}

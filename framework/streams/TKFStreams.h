@@ -3,8 +3,8 @@
 
 #include "framework/streams/CBufferedStream.h"
 #include "framework/streams/CLocalFileSystemStream.h"
+#include "framework/streams/CMemoryStream.h"
 #include "framework/streams/CReplayStream.h"
-#include "framework/streams/TKFCreateMemoryStream.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
 #include "framework/streams/TKFCreateTempFileStream.h"
 #include "framework/streams/TKFStreamMode.h"

@@ -1,4 +1,4 @@
-// A copy of the filter's DLL in a folder of its own, with a metadata library beside it that the test chooses.
+// A copy of the filter's DLL in a folder of its own, with a MIME dictionary beside it that the test chooses.
 //
 // The copy has its own statics: no other test decided about its loggers and timing sites.  Threads: as CFilterHost.
 #pragma once
@@ -29,7 +29,7 @@ inline void PutLibrary(CTempFolder& folder, Library library) {
         folder.Copy(dll, kTvMetadataLibrary);
 }
 
-// The loader's search without the folder of the test program, where the product's own metadata library is.
+// The loader's search without the folder of the test program, where the product's own MIME dictionary is.
 inline HMODULE WINAPI LoadFromElsewhere(const wchar_t* name, HANDLE file, DWORD flags) {
     if (flags == LOAD_LIBRARY_SEARCH_DEFAULT_DIRS)
         flags = LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_USER_DIRS;

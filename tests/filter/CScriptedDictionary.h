@@ -1,4 +1,4 @@
-// The MIME dictionary of a test, reached through the test's metadata library: "filter_test_metadata.dll", copied beside
+// The MIME dictionary of a test, reached through "filter_test_metadata.dll", copied beside
 // the filter as "TvMetadata.dll". While the object lives, the library gives it out as its dictionary; when there is
 // none, the library has none either.
 //

@@ -1,4 +1,4 @@
-// Which media types the pin offers for a content, with every kind of metadata library beside the filter.
+// Which media types the pin offers for a content, with every kind of MIME dictionary beside the filter.
 #include "base/CTaskMem.h"
 #include "baseclasses/CMediaType.h"
 #include "sdk/TvMetadata.h"

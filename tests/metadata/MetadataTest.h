@@ -1,4 +1,4 @@
-// What the tests of the metadata library share: lists as values, content put together from pieces, and the sample
+// What the tests of the MIME dictionary share: lists as values, content put together from pieces, and the sample
 // files.
 #pragma once
 

@@ -1,4 +1,4 @@
-// A metadata library that says what the content tells it to, in three parts with a bar behind each:
+// A MIME dictionary that says what the content tells it to, in three parts with a bar behind each:
 //
 //   audio/wav|video/avi|1|      the MIME type that the dictionary's own operation finds, the one that the exports find,
 //                               and the exports' result as a hexadecimal number; a type of "!" is a failure

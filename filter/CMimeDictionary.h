@@ -1,4 +1,4 @@
-// The metadata library, "TvMetadata.dll", for the time of one decision: loaded by the constructor, unloaded by the
+// The MIME dictionary, "TvMetadata.dll", for the time of one decision: loaded by the constructor, unloaded by the
 // destructor. It is looked for beside this DLL first, then in the folders of the application and the system.
 //
 // Threads: one. Several objects may exist; the loader counts.
@@ -12,10 +12,10 @@
 
 namespace filter {
 
-class CMetadataLibrary final {
+class CMimeDictionary final {
 public:
     // Loads and logs what is missing: WARN no library, FATAL no export.
-    CMetadataLibrary();
+    CMimeDictionary();
 
     [[nodiscard]] bool IsLoaded() const noexcept { return m_library && m_library->IsLoaded(); }
     [[nodiscard]] bool HasDictionary() const noexcept { return m_dictionary != nullptr; }

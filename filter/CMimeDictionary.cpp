@@ -1,4 +1,4 @@
-#include "filter/CMetadataLibrary.h"
+#include "filter/CMimeDictionary.h"
 
 #include "base/ModuleFolder.h"
 #include "filter/FilterLog.h"
@@ -11,7 +11,7 @@ constexpr wchar_t kFunction[] = L"CCustomFileSourceFilter::SetSourceFileStream";
 
 }  // namespace
 
-CMetadataLibrary::CMetadataLibrary() {
+CMimeDictionary::CMimeDictionary() {
     {
         TK_PROFILE(kFilterLog, kFunction, L"Loading TvMetaData.dll");
         m_library.emplace(base::OwnModuleFolder());
@@ -28,7 +28,7 @@ CMetadataLibrary::CMetadataLibrary() {
     m_dictionary = m_library->Dictionary();
 }
 
-std::vector<std::wstring> CMetadataLibrary::Detect(IStream* content, HRESULT& result) const {
+std::vector<std::wstring> CMimeDictionary::Detect(IStream* content, HRESULT& result) const {
     TK_PROFILE(kFilterLog, kFunction, L"Extracting MimeType via MimeTypeDictionary");
     return m_library->Detect(*m_dictionary, content, result);
 }

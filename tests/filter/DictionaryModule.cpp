@@ -1,4 +1,4 @@
-// The metadata library of the tests: gives out the CScriptedDictionary of the test program, if there is one.
+// The MIME dictionary of the tests: gives out the CScriptedDictionary of the test program, if there is one.
 #include "sdk/TvMetadata.h"
 
 #include <cstdint>

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Checks that a folder includes only from itself and from folders above it, in the order that CMakeLists.txt has, and that
+# README lists the folders in that order.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+order=$(sed -n 's/^foreach(folder \(.*\))$/\1/p' CMakeLists.txt)
+[ -n "$order" ] || { echo 'check-folders: CMakeLists.txt has no list of folders' >&2; exit 1; }
+
+git ls-files '*.cpp' '*.h' '*.inc' | xargs awk -v order="$order" '
+  BEGIN { count = split(order, folders, " "); for (i = 1; i <= count; ++i) place[folders[i]] = i }
+  /^#include "[^"]*\// {
+    split(FILENAME, from, "/"); split($2, to, /["\/]/)
+    if (!(to[2] in place)) { print FILENAME ":" FNR ": " to[2] "/ is no folder of the list"; bad = 1 }
+    else if (place[to[2]] > place[from[1]]) { print FILENAME ":" FNR ": " from[1] "/ stands above " to[2] "/"; bad = 1 }
+  }
+  END { exit bad }' || { echo 'check-folders: a folder includes one below it' >&2; exit 1; }
+
+# Scripts and documents have no code that others include.
+listed=$(sed -n '/^| folder | holds |/,/^$/s/^| `\([A-Za-z0-9]*\)\/`.*/\1/p' README.md | grep -vx -e tools -e docs | tr '\n' ' ')
+built=$(tr ' ' '\n' <<<"$order" | grep -vx docs | tr '\n' ' ')
+[ "$listed" = "$built" ] || {
+  printf 'check-folders: README lists the folders as\n  %s\nand CMakeLists.txt as\n  %s\n' "$listed" "$built" >&2
+  exit 1
+}
