@@ -14,6 +14,7 @@
 // for what CreateFromURI and GetAccessor say below.
 #pragma once
 
+#include "TKDataServices.h"
 #include "framework/com/CStringManager.h"
 
 #include <windows.h>
@@ -23,8 +24,6 @@
 #include <wrl/client.h>
 
 #include <atomic>
-
-#include "TKDataServices.h"
 
 namespace FileAccess {
 

@@ -1,6 +1,7 @@
 // Steps of this folder's functions that are no single call of ForeignCalls.h.
 #pragma once
 
+#include "TKDataServices.h"
 #include "base/CBstr.h"
 #include "base/ComBoundary.h"
 
@@ -8,8 +9,6 @@
 
 #include <oleauto.h>
 #include <wrl/client.h>
-
-#include "TKDataServices.h"
 
 namespace FileAccess {
 

@@ -13,12 +13,11 @@
 #pragma once
 
 #include "Helper/CDirEntryWrapper.h"
+#include "TKDataServices.h"
 
 #include <windows.h>
 
 #include <objidl.h>
-
-#include "TKDataServices.h"
 
 namespace FileAccess {
 

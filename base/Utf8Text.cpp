@@ -9,7 +9,7 @@ namespace base {
 
 namespace {
 
-constexpr std::size_t MAX_BYTES_PER_UNIT = 3;
+constexpr std::size_t kMaxBytesPerUnit = 3;
 
 // The platform counts in int.
 void ThrowIfTooLong(std::size_t count) {
@@ -23,8 +23,8 @@ std::string Utf8OfWide(std::wstring_view text) {
     if (text.empty())
         return {};
     ThrowIfTooLong(text.size());
-    ThrowIfTooLong(text.size() * MAX_BYTES_PER_UNIT);
-    std::string bytes(text.size() * MAX_BYTES_PER_UNIT, '\0');
+    ThrowIfTooLong(text.size() * kMaxBytesPerUnit);
+    std::string bytes(text.size() * kMaxBytesPerUnit, '\0');
     const int length = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
                                              static_cast<int>(bytes.size()), nullptr, nullptr);
     bytes.resize(static_cast<std::size_t>(length));

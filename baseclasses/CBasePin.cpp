@@ -172,8 +172,8 @@ HRESULT CBasePin::MakeConnection(IPin* peer, const CMediaType& type, bool initia
     });
     if (SUCCEEDED(hr))
         return S_OK;
-    (void)base::ComBoundary([&] { return received ? peer->Disconnect() : S_OK; });
-    (void)base::ComBoundary([&] { return BreakConnect(); });
+    static_cast<void>(base::ComBoundary([&] { return received ? peer->Disconnect() : S_OK; }));
+    static_cast<void>(base::ComBoundary([&] { return BreakConnect(); }));
     SetConnection(nullptr);
     return hr;
 }

@@ -3,12 +3,11 @@
 // Threads: any, several at once.  Results: as the interfaces say; see OpenStream too.
 #pragma once
 
+#include "TKDataServices.h"
 #include "dataservices/CTwoInterfaceObject.h"
 #include "dataservices/Location.h"
 
 #include <utility>
-
-#include "TKDataServices.h"
 
 namespace dataservices {
 

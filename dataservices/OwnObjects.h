@@ -4,9 +4,9 @@
 // Threads: as the class that answers it.
 #pragma once
 
-#include <windows.h>
-
 #include "TKDataServices.h"
+
+#include <windows.h>
 
 namespace dataservices {
 

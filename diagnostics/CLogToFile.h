@@ -17,14 +17,13 @@
 // written is lost.
 #pragma once
 
+#include "TKRuntimeLogger.h"
 #include "base/CAutoDestructor.h"
 
 #include <objbase.h>
 
 #include <atomic>
 #include <string>
-
-#include "TKRuntimeLogger.h"
 
 namespace TKRuntimeLogger {
 

@@ -1,12 +1,11 @@
 // The front end of one thread: finds the logger when it is made, and turns records into calls on it.
 #pragma once
 
+#include "TKRuntimeLogger.h"
 #include "diagnostics/ITKRuntimeLoggerAPI.h"
 
 #include <objbase.h>
 #include <wrl/client.h>
-
-#include "TKRuntimeLogger.h"
 
 namespace TKRuntimeLogger {
 

@@ -56,7 +56,7 @@ HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<framework::CReplayStre
     }
     if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr))
         return hr;
-    (void)buffered->Seek({}, STREAM_SEEK_SET, nullptr);
+    static_cast<void>(buffered->Seek({}, STREAM_SEEK_SET, nullptr));
     return S_OK;
 }
 
@@ -97,7 +97,7 @@ CCustomFileSourceFilter::CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr)
     // Without the thread every Load fails, and OpenStream works. A thread that lacked an event would leave loads
     // waiting for ever, or answer one with what an earlier one asked for.
     if (m_hStop && m_hCreateRequest && m_hCreationDone)
-        (void)m_CreationThread.Start();
+        static_cast<void>(m_CreationThread.Start());
 }
 
 CCustomFileSourceFilter::~CCustomFileSourceFilter() {
@@ -172,7 +172,7 @@ HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
     AwaitCreation();
     SetResult(m_openResult, m_CreationResult);
     const HRESULT hr = m_CreatedStream.CopyTo(stream);
-    (void)m_CreatedStream.Revoke();
+    static_cast<void>(m_CreatedStream.Revoke());
     return hr;
 }
 

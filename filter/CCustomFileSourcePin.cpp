@@ -56,7 +56,7 @@ CCustomFileSourcePin::CCustomFileSourcePin(HRESULT* phr, CCritSec* filterLock, C
       m_bInfiniteStream(filter::kFilterLog, kObjectName, L"m_bInfiniteStream", false) {}
 
 CCustomFileSourcePin::~CCustomFileSourcePin() {
-    (void)m_StreamCookie.Revoke();  // the source goes first, then what was queued from it
+    static_cast<void>(m_StreamCookie.Revoke());  // the source goes first, then what was queued from it
 }
 
 STDMETHODIMP CCustomFileSourcePin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -288,7 +288,7 @@ STDMETHODIMP CCustomFileSourcePin::WaitForNext(DWORD dwTimeout, IMediaSample** p
                 if (m_uncountedSamples)
                     uncounted = std::move(front.sample);
                 else
-                    (void)front.sample.Detach();
+                    static_cast<void>(front.sample.Detach());
                 m_RequestQueue.pop_front();
                 return S_OK;
             }

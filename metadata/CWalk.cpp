@@ -19,11 +19,11 @@ CBytes CWalk::At(std::uint64_t position, size_t count) {
     const bool isInWindow = position >= m_windowPosition && position - m_windowPosition < m_window.size();
     if (isInWindow && (m_windowIsLast || CBytes(m_window).Has(position - m_windowPosition, count)))
         return CBytes(m_window).From(position - m_windowPosition, count);
-    const bool isTooFar = m_kind == Kind::kHeaders && position >= kHeadersEnd;
+    const bool isTooFar = m_kind == Kind::Headers && position >= kHeadersEnd;
     if (m_readsLeft == 0 || isTooFar)
         return head.From(position, count);
     --m_readsLeft;
-    const std::uint64_t most = m_kind == Kind::kHeaders ? kHeadersEnd - position : kWindowBytes;
+    const std::uint64_t most = m_kind == Kind::Headers ? kHeadersEnd - position : kWindowBytes;
     m_window.resize(static_cast<size_t>(std::min<std::uint64_t>(kWindowBytes, most)));
     const size_t wanted = m_window.size();
     m_windowPosition = position;

@@ -13,7 +13,7 @@ namespace metadata {
 
 class CWalk final {
 public:
-    enum class Kind { kHeaders, kBoxes };
+    enum class Kind { Headers, Boxes };
 
     // The most that one call of At gives.
     static constexpr size_t kMostBytes = 4096;

@@ -9,21 +9,21 @@
 extern "C" int __wrap_pthread_once(long* state, void (*initialize)());
 
 extern "C" int __wrap_pthread_once(long* state, void (*initialize)()) {
-    enum : long { kNew, kRunning, kDone };  // kNew is what statically made states have
+    enum : long { New, Running, Done };  // New is what statically made states have
     for (;;) {
-        const long found = ::InterlockedCompareExchange(state, kRunning, kNew);
-        if (found == kDone)
+        const long found = ::InterlockedCompareExchange(state, Running, New);
+        if (found == Done)
             return 0;
-        if (found == kNew)
+        if (found == New)
             break;
         ::Sleep(1);
     }
     try {
         initialize();
     } catch (...) {
-        ::InterlockedExchange(state, kNew);
+        ::InterlockedExchange(state, New);
         throw;
     }
-    ::InterlockedExchange(state, kDone);
+    ::InterlockedExchange(state, Done);
     return 0;
 }

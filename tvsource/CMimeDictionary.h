@@ -3,10 +3,10 @@
 // Threads: one.  Errors: CHostError.
 #pragma once
 
+#include "mime/CMimeLibrary.h"
+
 #include <string>
 #include <vector>
-
-#include "mime/CMimeLibrary.h"
 
 namespace tvsource {
 

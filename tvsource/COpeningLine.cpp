@@ -1,8 +1,8 @@
 #include "tvsource/COpeningLine.h"
 
-#include <exception>
-
 #include "tvsource/CProgressLine.h"
+
+#include <exception>
 
 namespace tvsource {
 

@@ -1,15 +1,15 @@
 #include "tvsource/CPlayGraph.h"
 
-#include <evcode.h>
-#include <uuids.h>
-#include <vfwmsgs.h>
-
 #include "TvFileSourceAsync.h"
 #include "base/ForeignCalls.h"
 #include "baseclasses/MediaTypeCopies.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CLateCall.h"
 #include "tvsource/Interrupt.h"
+
+#include <evcode.h>
+#include <uuids.h>
+#include <vfwmsgs.h>
 
 namespace tvsource {
 
@@ -208,7 +208,7 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress) {
         if (woken == WAIT_FAILED)
             throw CHostError(L"Cannot wait for the graph", HRESULT_FROM_WIN32(::GetLastError()));
         if (woken == WAIT_OBJECT_0 + 1)
-            return {Ending::kInterrupted, S_OK};
+            return {Ending::Interrupted, S_OK};
         long code = 0;
         LONG_PTR first = 0;
         LONG_PTR second = 0;
@@ -217,11 +217,11 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress) {
             events->FreeEventParams(code, first, second);
             switch (code) {
                 case EC_COMPLETE:
-                    return {Ending::kComplete, S_OK};
+                    return {Ending::Complete, S_OK};
                 case EC_USERABORT:
-                    return {Ending::kUserAbort, S_OK};
+                    return {Ending::UserAbort, S_OK};
                 case EC_ERRORABORT:
-                    return {Ending::kErrorAbort, error};
+                    return {Ending::ErrorAbort, error};
             }
         }
         LONGLONG position = 0;

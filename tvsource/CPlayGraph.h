@@ -6,6 +6,10 @@
 // reads doesn't end say, ends the process as EndStuckProcess does.  Errors: CHostError.
 #pragma once
 
+#include "tvsource/CCountingPin.h"
+#include "tvsource/CSourceFilter.h"
+#include "tvsource/Parsers.h"
+
 #include <windows.h>
 
 #include <objbase.h>
@@ -19,20 +23,16 @@
 #include <string>
 #include <vector>
 
-#include "tvsource/CCountingPin.h"
-#include "tvsource/CSourceFilter.h"
-#include "tvsource/Parsers.h"
-
 namespace tvsource {
 
 class CPlayGraph final {
 public:
     // How a run ended.
     enum class Ending {
-        kComplete,     // every stream to its end
-        kErrorAbort,   // a filter gave up (EC_ERRORABORT)
-        kUserAbort,    // the person closed a window of the graph (EC_USERABORT)
-        kInterrupted,  // the caller's event was signalled
+        Complete,     // every stream to its end
+        ErrorAbort,   // a filter gave up (EC_ERRORABORT)
+        UserAbort,    // the person closed a window of the graph (EC_USERABORT)
+        Interrupted,  // the caller's event was signalled
     };
     struct Result {
         Ending ending;

@@ -1,10 +1,10 @@
 #include "tvsource/CProgressLine.h"
 
-#include <algorithm>
-#include <mutex>
-
 #include "base/FormatText.h"
 #include "tvsource/CConsole.h"
+
+#include <algorithm>
+#include <mutex>
 
 namespace tvsource {
 
@@ -103,7 +103,7 @@ void CProgressLine::WipeForGood() noexcept {
     std::unique_lock lock(g_lock, std::try_to_lock);
     for (int i = 0; i < kAttempts && !lock.owns_lock(); ++i) {
         ::Sleep(kPauseMs);
-        (void)lock.try_lock();
+        static_cast<void>(lock.try_lock());
     }
     if (!lock.owns_lock())
         return;

@@ -1,8 +1,5 @@
 #include "tvsource/CSourceFilter.h"
 
-#include <uuids.h>
-#include <vfwmsgs.h>
-
 #include "TvFileSourceAsync.h"
 #include "base/ForeignCalls.h"
 #include "base/LateLoad.h"
@@ -11,6 +8,9 @@
 #include "baseclasses/MediaTypeCopies.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
+
+#include <uuids.h>
+#include <vfwmsgs.h>
 
 namespace tvsource {
 

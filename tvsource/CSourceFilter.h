@@ -16,6 +16,9 @@
 // goes; whoever keeps interfaces of the filter lets go of them before.  Errors: CHostError.
 #pragma once
 
+#include "base/CAutoDestructor.h"
+#include "tvsource/MediaTypes.h"
+
 #include <windows.h>
 
 #include <objbase.h>
@@ -25,9 +28,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "base/CAutoDestructor.h"
-#include "tvsource/MediaTypes.h"
 
 namespace tvsource {
 

@@ -1,12 +1,3 @@
-#include <windows.h>
-
-#include <objbase.h>
-#include <strmif.h>
-#include <wrl/client.h>
-
-#include <algorithm>
-#include <limits>
-
 #include "base/CAutoDestructor.h"
 #include "base/FormatText.h"
 #include "base/LongPath.h"
@@ -17,6 +8,15 @@
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
+
+#include <windows.h>
+
+#include <objbase.h>
+#include <strmif.h>
+#include <wrl/client.h>
+
+#include <algorithm>
+#include <limits>
 
 namespace tvsource {
 

@@ -1,7 +1,3 @@
-#include <wrl/client.h>
-
-#include <algorithm>
-
 #include "base/FormatText.h"
 #include "base/LongPath.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
@@ -11,6 +7,10 @@
 #include "tvsource/CProgressLine.h"
 #include "tvsource/Commands.h"
 #include "tvsource/SourceName.h"
+
+#include <wrl/client.h>
+
+#include <algorithm>
 
 namespace tvsource {
 

@@ -1,10 +1,10 @@
 #include "tvsource/Interrupt.h"
 
-#include <atomic>
-
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CProgressLine.h"
+
+#include <atomic>
 
 namespace tvsource {
 

@@ -1,11 +1,11 @@
 #include "tvsource/MediaTypes.h"
 
+#include "baseclasses/MediaTypeCopies.h"
+
 #include <uuids.h>
 
 #include <algorithm>
 #include <cwchar>
-
-#include "baseclasses/MediaTypeCopies.h"
 
 namespace tvsource {
 

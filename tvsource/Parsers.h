@@ -1,12 +1,12 @@
 // The platform's parsers: which filters may take a byte stream of a type apart.
 #pragma once
 
+#include "tvsource/MediaTypes.h"
+
 #include <windows.h>
 
 #include <string>
 #include <vector>
-
-#include "tvsource/MediaTypes.h"
 
 namespace tvsource {
 

@@ -1,6 +1,3 @@
-#include <chrono>
-#include <optional>
-
 #include "base/FormatText.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
@@ -15,6 +12,9 @@
 #include "tvsource/Screen.h"
 #include "tvsource/SourceName.h"
 
+#include <chrono>
+#include <optional>
+
 namespace tvsource {
 
 namespace {
@@ -26,15 +26,15 @@ std::wstring Clock(LONGLONG units) {
 
 std::wstring EndingText(const CPlayGraph::Result& result) {
     switch (result.ending) {
-        case CPlayGraph::Ending::kComplete:
+        case CPlayGraph::Ending::Complete:
             return L"complete";
-        case CPlayGraph::Ending::kErrorAbort:
+        case CPlayGraph::Ending::ErrorAbort:
             // The filter may give up without a code of its own: a success then.
             return FAILED(result.error) ? L"stopped by an error, " + ResultText(result.error)
                                         : L"stopped: the source could not be read on";
-        case CPlayGraph::Ending::kUserAbort:
+        case CPlayGraph::Ending::UserAbort:
             return L"stopped: a window of the graph was closed";
-        case CPlayGraph::Ending::kInterrupted:
+        case CPlayGraph::Ending::Interrupted:
             break;
     }
     return L"stopped: interrupted";
@@ -90,7 +90,7 @@ int Play(const PlayOptions& options) {
                              reads.bytes, reads.delivered, elapsed.count());
     Print(text);
 
-    if (result.ending == CPlayGraph::Ending::kErrorAbort) {
+    if (result.ending == CPlayGraph::Ending::ErrorAbort) {
         // What the graph is told of a failed read doesn't say why it failed. The parser has to let go of the source
         // before that can be asked for.
         graph.reset();
@@ -99,9 +99,9 @@ int Play(const PlayOptions& options) {
             result.error = hr;
     }
     Print(L"Ended    " + EndingText(result) + L"\n");
-    if (result.ending == CPlayGraph::Ending::kInterrupted)
+    if (result.ending == CPlayGraph::Ending::Interrupted)
         return kInterrupted;
-    return result.ending == CPlayGraph::Ending::kComplete ? 0 : 1;
+    return result.ending == CPlayGraph::Ending::Complete ? 0 : 1;
 }
 
 }  // namespace tvsource

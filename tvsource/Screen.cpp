@@ -1,11 +1,11 @@
 #include "tvsource/Screen.h"
 
+#include "base/LateLoad.h"
+
 #include <windows.h>
 
 #include <d3d9.h>
 #include <wrl/client.h>
-
-#include "base/LateLoad.h"
 
 namespace tvsource {
 

@@ -1,7 +1,5 @@
 #include "tvsource/SourceName.h"
 
-#include <algorithm>
-
 #include "base/AsciiText.h"
 #include "base/CAutoDestructor.h"
 #include "base/LongPath.h"
@@ -9,6 +7,8 @@
 #include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Text.h"
+
+#include <algorithm>
 
 namespace tvsource {
 

@@ -1,5 +1,14 @@
 // tvsource: plays, describes and copies a media source through the filter TvFileSourceAsync, tells the MIME types of
 // files, and explains names.
+#include "base/CApartment.h"
+#include "base/Utf8Text.h"
+#include "tvsource/CConsole.h"
+#include "tvsource/CHostError.h"
+#include "tvsource/Commands.h"
+#include "tvsource/Interrupt.h"
+#include "tvsource/MediaTypes.h"
+#include "tvsource/SourceName.h"
+
 #include <windows.h>
 
 #include <objbase.h>
@@ -9,15 +18,6 @@
 #include <limits>
 #include <optional>
 #include <sstream>
-
-#include "base/CApartment.h"
-#include "base/Utf8Text.h"
-#include "tvsource/CConsole.h"
-#include "tvsource/CHostError.h"
-#include "tvsource/Commands.h"
-#include "tvsource/Interrupt.h"
-#include "tvsource/MediaTypes.h"
-#include "tvsource/SourceName.h"
 
 using namespace tvsource;
 

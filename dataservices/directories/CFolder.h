@@ -4,12 +4,11 @@
 // Threads: any, several at once.
 #pragma once
 
+#include "TKDataServices.h"
 #include "dataservices/directories/CEntryList.h"
 #include "framework/com/CComObjectBase.h"
 
 #include <optional>
-
-#include "TKDataServices.h"
 
 namespace dataservices {
 

@@ -1,11 +1,10 @@
 #include "dataservices/http/CHttpStream.h"
 
+#include "TKDataServices.h"
 #include "base/CTaskMem.h"
 
 #include <mutex>
 #include <utility>
-
-#include "TKDataServices.h"
 
 namespace dataservices::http {
 

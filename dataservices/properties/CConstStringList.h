@@ -3,14 +3,13 @@
 // Threads: one at a time, together with the list that it shows.
 #pragma once
 
+#include "TKDataServices.h"
 #include "framework/com/CComObjectBase.h"
 
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "TKDataServices.h"
 
 namespace dataservices {
 

@@ -4,12 +4,11 @@
 // Threads: one at a time, together with the metadata that it belongs to.
 #pragma once
 
+#include "TKDataServices.h"
 #include "framework/com/CComObjectBase.h"
 
 #include <string>
 #include <vector>
-
-#include "TKDataServices.h"
 
 namespace dataservices {
 

@@ -3,12 +3,11 @@
 // Threads: any, several at once.
 #pragma once
 
+#include "TKDataServices.h"
 #include "framework/com/CComObjectBase.h"
 
 #include <string>
 #include <utility>
-
-#include "TKDataServices.h"
 
 namespace dataservices {
 

@@ -3,9 +3,9 @@
 // Threads: those of the list.  Errors: std::bad_alloc, and what the list throws.
 #pragma once
 
-#include <windows.h>
-
 #include "TKDataServices.h"
+
+#include <windows.h>
 
 namespace dataservices {
 

@@ -47,8 +47,8 @@ HRESULT CMemoryStream::Write(const void* buffer, ULONG cb, ULONG* bytesWritten) 
         *bytesWritten = 0;
     if (!buffer)
         return STG_E_INVALIDPOINTER;
-    constexpr ULONGLONG MAX_END = std::numeric_limits<ULONG>::max();
-    if (m_position > MAX_END - cb)
+    constexpr ULONGLONG kMaxEnd = std::numeric_limits<ULONG>::max();
+    if (m_position > kMaxEnd - cb)
         return E_OUTOFMEMORY;
 
     const size_t start = static_cast<size_t>(m_position);

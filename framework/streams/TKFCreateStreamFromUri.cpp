@@ -1,5 +1,6 @@
 #include "framework/streams/TKFCreateStreamFromUri.h"
 
+#include "TKDataServices.h"
 #include "base/CBstr.h"
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
@@ -9,8 +10,6 @@
 
 #include <oleauto.h>
 #include <wrl/client.h>
-
-#include "TKDataServices.h"
 
 using Microsoft::WRL::ComPtr;
 

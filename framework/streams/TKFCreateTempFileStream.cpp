@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr DWORD TEMP_FILE_MODE = kTKFStreamRead | kTKFStreamWrite | kTKFStreamCreate | kTKFStreamShareDelete |
-                                 kTKFStreamDeleteOnClose | kTKFStreamTemporary;
+constexpr DWORD kTempFileMode = kTKFStreamRead | kTKFStreamWrite | kTKFStreamCreate | kTKFStreamShareDelete |
+                                kTKFStreamDeleteOnClose | kTKFStreamTemporary;
 
 [[nodiscard]] HRESULT LastErrorResult() noexcept {
     const DWORD error = ::GetLastError();
@@ -42,7 +42,7 @@ HRESULT TKFCreateTempFileStream(IStream** stream) noexcept {
         wchar_t name[MAX_PATH];  // the call takes no other size, and refuses a folder that is too long for it
         if (::GetTempFileNameW(folder.c_str(), L"TKF", 0, name) == 0)
             return LastErrorResult();
-        hr = TKFCreateStreamFromUri(name, TEMP_FILE_MODE, stream, nullptr, nullptr);
+        hr = TKFCreateStreamFromUri(name, kTempFileMode, stream, nullptr, nullptr);
         if (FAILED(hr))
             ::DeleteFileW(name);
         return hr;

@@ -9,7 +9,7 @@
 
 namespace framework {
 
-inline constexpr std::size_t URI_ESCAPE_LENGTH = 3;
+inline constexpr std::size_t kUriEscapeLength = 3;
 
 // The value of a digit in either case; -1 if it is none.
 [[nodiscard]] constexpr int HexDigitValue(wchar_t character) noexcept {
@@ -22,7 +22,7 @@ inline constexpr std::size_t URI_ESCAPE_LENGTH = 3;
 // The byte of the escape at `index`; -1 if none begins there. Any index will do.
 template <class Char>
 [[nodiscard]] constexpr int EscapedByteAt(std::basic_string_view<Char> text, std::size_t index) noexcept {
-    if (index >= text.size() || text.size() - index < URI_ESCAPE_LENGTH || text[index] != Char{'%'})
+    if (index >= text.size() || text.size() - index < kUriEscapeLength || text[index] != Char{'%'})
         return -1;
     const int high = HexDigitValue(static_cast<wchar_t>(text[index + 1]));
     const int low = HexDigitValue(static_cast<wchar_t>(text[index + 2]));
@@ -36,10 +36,10 @@ inline void AppendEscapedUnlessKept(std::wstring& text, char byte, std::string_v
         text += static_cast<wchar_t>(value);
         return;
     }
-    static constexpr wchar_t DIGITS[] = L"0123456789ABCDEF";
+    static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
     text += L'%';
-    text += DIGITS[value >> 4];
-    text += DIGITS[value & 15];
+    text += kDigits[value >> 4];
+    text += kDigits[value & 15];
 }
 
 }  // namespace framework

@@ -10,8 +10,8 @@ namespace framework {
 namespace {
 
 // What RFC 3986 allows in hosts and in paths, besides letters and digits.
-constexpr std::string_view KEPT_IN_HOSTS = "-._~!$&'()*+,;=";
-constexpr std::string_view KEPT_IN_PATHS = "-._~!$&'()*+,;=:@/";
+constexpr std::string_view kKeptInHosts = "-._~!$&'()*+,;=";
+constexpr std::string_view kKeptInPaths = "-._~!$&'()*+,;=:@/";
 
 [[nodiscard]] std::size_t Utf8SequenceLength(int leadByte) noexcept {
     return leadByte < 0x80 ? 1 : leadByte < 0xE0 ? 2 : leadByte < 0xF0 ? 3 : 4;
@@ -26,7 +26,7 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
     const std::size_t length = Utf8SequenceLength(lead);
     char bytes[4];
     for (std::size_t i = 0; i < length; ++i) {
-        const int byte = EscapedByteAt(text, i * URI_ESCAPE_LENGTH);
+        const int byte = EscapedByteAt(text, i * kUriEscapeLength);
         if (byte < 0)
             return 0;
         bytes[i] = static_cast<char>(byte);
@@ -37,7 +37,7 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
     if (count <= 0 || units[0] == L'\0' || units[0] == L'/' || units[0] == L'\\')
         return 0;
     result.append(units, static_cast<std::size_t>(count));
-    return length * URI_ESCAPE_LENGTH;
+    return length * kUriEscapeLength;
 }
 
 [[nodiscard]] std::wstring Unescape(std::wstring_view text) {
@@ -84,7 +84,7 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
 [[nodiscard]] std::wstring EscapePath(std::wstring_view path) {
     std::wstring slashes(path);
     std::replace(slashes.begin(), slashes.end(), L'\\', L'/');
-    return Escape(slashes, KEPT_IN_PATHS);
+    return Escape(slashes, kKeptInPaths);
 }
 
 [[nodiscard]] bool BeginsWithDrive(std::wstring_view path) noexcept {
@@ -118,7 +118,7 @@ std::wstring FileUrlOfPath(std::wstring_view path) {
         const std::wstring_view server = path.substr(0, path.find(L'\\'));
         // Behind two slashes "localhost" is no server, but this machine itself.
         const wchar_t* const start = base::EqualsIgnoringAsciiCase(server, L"localhost") ? L"file:////" : L"file://";
-        return start + Escape(server, KEPT_IN_HOSTS) + EscapePath(path.substr(server.size()));
+        return start + Escape(server, kKeptInHosts) + EscapePath(path.substr(server.size()));
     }
     const std::wstring urlPath = (BeginsWithDrive(path) ? L"/" : L"") + EscapePath(path);
     if (LocalPathOfFileUrlPath(urlPath) != path)

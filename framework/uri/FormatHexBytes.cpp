@@ -1,7 +1,7 @@
 #include "framework/uri/FormatHexBytes.h"
 
 std::wstring FormatHexBytes(const void* bytes, size_t count) {
-    static constexpr wchar_t DIGITS[] = L"0123456789ABCDEF";
+    static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
     std::wstring text;
     if (!bytes)
         return text;
@@ -10,8 +10,8 @@ std::wstring FormatHexBytes(const void* bytes, size_t count) {
         const unsigned char byte = static_cast<const unsigned char*>(bytes)[i];
         if (i > 0)
             text += L'-';
-        text += DIGITS[byte >> 4];
-        text += DIGITS[byte & 15];
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 15];
     }
     return text;
 }

@@ -5,10 +5,10 @@
 
 namespace {
 
-constexpr std::string_view KEPT_IN_COMPONENTS = "$-_.+!*'(),";
-constexpr std::string_view KEPT_IN_URIS = "$-_.+!*'(),/:@;?&=|#";
-constexpr std::string_view DELIMITERS = "#/?%";
-constexpr std::string_view RESERVED = ":/?#[]@!$&'()*+,;=%";
+constexpr std::string_view kKeptInComponents = "$-_.+!*'(),";
+constexpr std::string_view kKeptInUris = "$-_.+!*'(),/:@;?&=|#";
+constexpr std::string_view kDelimiters = "#/?%";
+constexpr std::string_view kReserved = ":/?#[]@!$&'()*+,;=%";
 
 [[nodiscard]] std::wstring_view ViewOf(const wchar_t* text) noexcept {
     return text ? text : std::wstring_view{};
@@ -17,7 +17,7 @@ constexpr std::string_view RESERVED = ":/?#[]@!$&'()*+,;=%";
 [[nodiscard]] std::wstring Escape(std::wstring_view text, std::string_view kept, bool keepValidEscapes) {
     const std::string bytes = base::Utf8OfWide(text);
     std::wstring escaped;
-    escaped.reserve(bytes.size() * framework::URI_ESCAPE_LENGTH);
+    escaped.reserve(bytes.size() * framework::kUriEscapeLength);
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         if (keepValidEscapes && framework::EscapedByteAt<char>(bytes, i) >= 0)
             escaped += L'%';
@@ -35,7 +35,7 @@ constexpr std::string_view RESERVED = ":/?#[]@!$&'()*+,;=%";
         const int escaped = framework::EscapedByteAt(bytes, i);
         const bool resolves = escaped >= 0 && kept.find(static_cast<char>(escaped)) == kept.npos;
         resolved += resolves ? static_cast<char>(escaped) : bytes[i];
-        i += resolves ? framework::URI_ESCAPE_LENGTH : 1;
+        i += resolves ? framework::kUriEscapeLength : 1;
     }
     return resolved;
 }
@@ -43,11 +43,11 @@ constexpr std::string_view RESERVED = ":/?#[]@!$&'()*+,;=%";
 }  // namespace
 
 std::wstring EscapeUri(const wchar_t* text, bool keepValidEscapes) {
-    return Escape(ViewOf(text), KEPT_IN_URIS, keepValidEscapes);
+    return Escape(ViewOf(text), kKeptInUris, keepValidEscapes);
 }
 
 std::wstring EscapeUriComponent(const wchar_t* text) {
-    return Escape(ViewOf(text), KEPT_IN_COMPONENTS, false);
+    return Escape(ViewOf(text), kKeptInComponents, false);
 }
 
 std::wstring UnescapeUri(const wchar_t* text) {
@@ -55,14 +55,14 @@ std::wstring UnescapeUri(const wchar_t* text) {
 }
 
 std::wstring NormalizeUriEscapesOf(const wchar_t* text) {
-    return base::WideOfUtf8(Resolve(base::Utf8OfWide(ViewOf(text)), DELIMITERS));
+    return base::WideOfUtf8(Resolve(base::Utf8OfWide(ViewOf(text)), kDelimiters));
 }
 
 std::string ComparableUriText(std::wstring_view text) {
-    std::string comparable = Resolve(base::Utf8OfWide(text), RESERVED);
+    std::string comparable = Resolve(base::Utf8OfWide(text), kReserved);
     for (std::size_t i = 0; i < comparable.size(); ++i)
         if (framework::EscapedByteAt<char>(comparable, i) >= 0)
-            for (std::size_t digit = i + 1; digit < i + framework::URI_ESCAPE_LENGTH; ++digit)
+            for (std::size_t digit = i + 1; digit < i + framework::kUriEscapeLength; ++digit)
                 if (comparable[digit] >= 'a')
                     comparable[digit] = static_cast<char>(comparable[digit] - 'a' + 'A');
     return comparable;

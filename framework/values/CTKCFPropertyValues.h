@@ -6,15 +6,15 @@
 // Threads: those of the property set.  Lifetime: keeps a reference to the property set; reads it anew each time.
 #pragma once
 
+#include "TKDataServices.h"
+#include "framework/values/CTKCFPropertyValue.h"
+
 #include <windows.h>
 
 #include <wrl/client.h>
 
 #include <optional>
 #include <string>
-
-#include "TKDataServices.h"
-#include "framework/values/CTKCFPropertyValue.h"
 
 class CTKCFPropertyValues final {
 public:

@@ -11,9 +11,9 @@ Verdict JudgeAiff(CContent& content) {
     const CBytes head = content.Head();
     if (!head.Is(0, "FORM") || !(head.Is(8, "AIFF") || head.Is(8, "AIFC")))
         return NotThere();
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    CWalk walk(content, CWalk::Kind::Headers);
     // The chunks may come in any order: the samples often too far for what describes them to be reached behind them.
-    const std::optional<Chunk> chunk = FindChunk(walk, ByteOrder::kBig, {FourCc("COMM"), FourCc("SSND")});
+    const std::optional<Chunk> chunk = FindChunk(walk, ByteOrder::Big, {FourCc("COMM"), FourCc("SSND")});
     if (!chunk)
         return RuledOut(L"neither a description nor samples follow", {0, kFirstChunk});
     if (chunk->name == FourCc("SSND"))

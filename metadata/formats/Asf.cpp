@@ -141,7 +141,7 @@ Verdict JudgeAsf(CContent& content) {
     if (head.Has(kFileHeader, kObjectHeader) && (firstLength < kObjectHeader || firstLength > length))
         return RuledOut(L"the first object in the header is not sane", {kFileHeader, kObjectHeader});
     // Cover pictures of any size stand between the streams: they are stepped over.
-    CWalk walk(content, CWalk::Kind::kBoxes);
+    CWalk walk(content, CWalk::Kind::Boxes);
     const Streams streams = FindStreams(walk, length);
     constexpr const wchar_t* kAny = L"video/x-ms-asf";
     if (streams.isRecording)

@@ -25,7 +25,7 @@ Verdict JudgeAtrac3(CContent& content) {
     const std::uint64_t tag = TagLength(head);
     if (tag == 0 && !head.Is(0, "EA3"))
         return NotThere();
-    CWalk walk(content, CWalk::Kind::kBoxes);
+    CWalk walk(content, CWalk::Kind::Boxes);
     const CBytes header = walk.At(tag, kHeader);
     const Evidence evidence{tag, kHeader};
     if (!header.Is(0, "EA3") || header.Be16(4) != kHeader)

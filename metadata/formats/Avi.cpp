@@ -24,7 +24,7 @@ Streams FindStreams(CWalk& walk) {
     std::uint64_t position = kFirstChunk;
     std::uint64_t headerEnd = UINT64_MAX;
     for (int i = 0; i < kMostChunks && !streams.hasVideo; ++i) {
-        const std::optional<Chunk> chunk = ChunkAt(walk, position, ByteOrder::kLittle);
+        const std::optional<Chunk> chunk = ChunkAt(walk, position, ByteOrder::Little);
         if (!chunk)
             break;
         const std::uint32_t kind = walk.At(chunk->content, 4).Be32(0);
@@ -54,7 +54,7 @@ Verdict JudgeAvi(CContent& content) {
         return NotThere();
     if (head.Has(kFirstChunk, 4) && !IsFourCc(head.Be32(kFirstChunk)))
         return RuledOut(L"no chunk follows", {0, kFirstChunk});
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    CWalk walk(content, CWalk::Kind::Headers);
     const Streams streams = FindStreams(walk);
     if (streams.hasVideo)
         return Found(L"video/avi", nullptr, L"AVI with a video stream", streams.evidence);

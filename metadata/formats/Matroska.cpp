@@ -192,7 +192,7 @@ Verdict JudgeMatroska(CContent& content) {
     const CBytes head = content.Head();
     if (head.Be32(0) != kHeader)
         return NotThere();
-    CWalk walk(content, CWalk::Kind::kBoxes);
+    CWalk walk(content, CWalk::Kind::Boxes);
     const std::optional<Element> header = ElementAt(walk, 0);
     if (!header || !IsKnownKind(walk, *header))
         return RuledOut(L"the document is of another kind", {0, 4});

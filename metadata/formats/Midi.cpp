@@ -38,12 +38,12 @@ Verdict JudgeSong(CWalk& walk, std::uint64_t start) {
 
 Verdict JudgeMidi(CContent& content) {
     const CBytes head = content.Head();
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    CWalk walk(content, CWalk::Kind::Headers);
     if (head.Is(0, "MThd"))
         return JudgeSong(walk, 0);
     if (!head.Is(0, "RIFF") || !head.Is(8, "RMID"))
         return NotThere();
-    const std::optional<Chunk> data = FindChunk(walk, ByteOrder::kLittle, {FourCc("data")});
+    const std::optional<Chunk> data = FindChunk(walk, ByteOrder::Little, {FourCc("data")});
     return data ? JudgeSong(walk, data->content) : RuledOut(L"no song in the wrapper", {0, kFirstChunk});
 }
 

@@ -99,7 +99,7 @@ Verdict JudgeMotionJpeg(CContent& content) {
         return NotThere();
     // How far the content can be seen, should it not end before.
     const std::uint64_t limit = content.CanWalk() ? CWalk::kReach : content.Head().Size();
-    CWalk walk(content, CWalk::Kind::kBoxes);
+    CWalk walk(content, CWalk::Kind::Boxes);
     const Image first = WalkImage(walk, 0, limit);
     if (!first.isComplete)
         return RuledOut(L"the first JPEG image isn't seen to its end", {0, first.end});

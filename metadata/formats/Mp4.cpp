@@ -189,7 +189,7 @@ File Read(CWalk& walk) {
 }  // namespace
 
 Verdict JudgeMp4(CContent& content) {
-    CWalk walk(content, CWalk::Kind::kBoxes);
+    CWalk walk(content, CWalk::Kind::Boxes);
     const std::optional<Box> first = BoxAt(walk, 0);
     if (!first || !IsAnyOf(first->type, kFirstTypes))
         return NotThere();

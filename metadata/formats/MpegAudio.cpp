@@ -13,8 +13,8 @@ constexpr size_t kWantedAnywhere = 5;
 constexpr size_t kWantedAnywhereToTheEnd = 3;
 
 // As the header's bits have them.
-enum Version : unsigned { kMpeg25 = 0, kReservedVersion = 1, kMpeg2 = 2, kMpeg1 = 3 };
-enum Layer : unsigned { kReservedLayer = 0, kLayer3 = 1, kLayer2 = 2, kLayer1 = 3 };
+enum Version : unsigned { Mpeg25 = 0, ReservedVersion = 1, Mpeg2 = 2, Mpeg1 = 3 };
+enum Layer : unsigned { ReservedLayer = 0, Layer3 = 1, Layer2 = 2, Layer1 = 3 };
 
 struct Header {
     unsigned version;
@@ -28,9 +28,9 @@ struct Header {
 std::optional<Header> ParseHeader(std::uint32_t bits) {
     const Header header{bits >> 19 & 3, bits >> 17 & 3, bits >> 12 & 15, bits >> 10 & 3, bits >> 9 & 1};
     constexpr unsigned kReservedEmphasis = 2;
-    if (bits >> 21 != 0x7FF || header.version == kReservedVersion || header.layer == kReservedLayer ||
+    if (bits >> 21 != 0x7FF || header.version == ReservedVersion || header.layer == ReservedLayer ||
         header.bitRateIndex == 15 || header.rateIndex == 3 || (bits & 3) == kReservedEmphasis ||
-        (header.version == kMpeg25 && header.layer != kLayer3))
+        (header.version == Mpeg25 && header.layer != Layer3))
         return std::nullopt;
     return header;
 }
@@ -44,19 +44,19 @@ unsigned BitRate(const Header& header) {
         {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
         {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},
     };
-    const size_t mpeg1Row = kLayer1 - header.layer;
-    const size_t mpeg2Row = header.layer == kLayer1 ? 3 : 4;
-    return kRates[header.version == kMpeg1 ? mpeg1Row : mpeg2Row][header.bitRateIndex];
+    const size_t mpeg1Row = Layer1 - header.layer;
+    const size_t mpeg2Row = header.layer == Layer1 ? 3 : 4;
+    return kRates[header.version == Mpeg1 ? mpeg1Row : mpeg2Row][header.bitRateIndex];
 }
 
 std::uint32_t FrameBytes(const Header& header) {
     constexpr std::uint32_t kSampleRates[] = {44100, 48000, 32000};
-    const std::uint32_t divisor = header.version == kMpeg1 ? 1 : header.version == kMpeg2 ? 2 : 4;
+    const std::uint32_t divisor = header.version == Mpeg1 ? 1 : header.version == Mpeg2 ? 2 : 4;
     const std::uint32_t sampleRate = kSampleRates[header.rateIndex] / divisor;
     const std::uint32_t bitRate = BitRate(header) * 1000;
-    if (header.layer == kLayer1)
+    if (header.layer == Layer1)
         return (12 * bitRate / sampleRate + header.padding) * 4;
-    const bool isHalf = header.layer == kLayer3 && header.version != kMpeg1;
+    const bool isHalf = header.layer == Layer3 && header.version != Mpeg1;
     return (isHalf ? 72 : 144) * bitRate / sampleRate + header.padding;
 }
 
@@ -73,7 +73,7 @@ std::optional<Frame> ParseFrameAt(CBytes bytes, size_t at) {
 // Layer I isn't searched for: its frames begin with FF FE or FF FF, as much does that is no audio.
 std::optional<Frame> ParseFrameAnywhere(CBytes bytes, size_t at) {
     const std::optional<Header> header = ParseHeader(bytes.Be32(at));
-    return header && header->layer != kLayer1 ? ParseFrameAt(bytes, at) : std::nullopt;
+    return header && header->layer != Layer1 ? ParseFrameAt(bytes, at) : std::nullopt;
 }
 
 // Whether Layer II or III in free format begins at `at`, where frames don't say how long they are. Headers that agree
@@ -85,7 +85,7 @@ bool IsFreeFormat(CBytes head, size_t at) {
     constexpr size_t kLongest = 4096;
     const std::uint32_t first = head.Be32(at);
     const std::optional<Header> header = ParseHeader(first);
-    if (!header || header->layer == kLayer1 || header->bitRateIndex != 0)
+    if (!header || header->layer == Layer1 || header->bitRateIndex != 0)
         return false;
     for (size_t bytes = 4; bytes <= kLongest; ++bytes) {
         size_t frames = 0;
@@ -101,7 +101,7 @@ bool IsFreeFormat(CBytes head, size_t at) {
 
 const wchar_t* TypeOf(CBytes head, size_t at) {
     const unsigned layer = head.Be32(at) >> 17 & 3;
-    return layer == kLayer1 ? L"audio/mp1" : layer == kLayer2 ? L"audio/mp2" : L"audio/mpeg";
+    return layer == Layer1 ? L"audio/mp1" : layer == Layer2 ? L"audio/mp2" : L"audio/mpeg";
 }
 
 }  // namespace

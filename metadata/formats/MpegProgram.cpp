@@ -82,7 +82,7 @@ Verdict JudgeMpegProgram(CContent& content) {
     if (packBytes == 0)
         return RuledOut(L"the pack header's marker bits are missing", {start, 14});
 
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    CWalk walk(content, CWalk::Kind::Headers);
     std::uint64_t at = start + packBytes;
     size_t elements = 0;
     for (; elements < kWanted; ++elements) {
@@ -102,7 +102,7 @@ Verdict JudgeMpegProgram(CContent& content) {
 // A capture may begin inside a pack. Some streams have one pack in many packets.
 Verdict SearchMpegProgram(CContent& content) {
     const CBytes head = content.Head();
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    CWalk walk(content, CWalk::Kind::Headers);
     for (size_t start = 0; (start = FindStartCode(head, start)) < head.Size(); start += 4) {
         if (const int first = StartCodeAt(head, start); first != kPack && !IsMedia(first))
             continue;

@@ -69,7 +69,7 @@ Verdict JudgeOgg(CContent& content) {
     const CBytes head = content.Head();
     if (!head.Is(0, "OggS"))
         return NotThere();
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    CWalk walk(content, CWalk::Kind::Headers);
     bool hasAudio = false;
     bool areAll = false;  // a page was seen that is no stream's first
     Evidence evidence{0, kPageHeader};

@@ -64,7 +64,7 @@ Verdict JudgeMedia(CContent& content) {
         return RuledOut(L"the header is not sane", {0, kPartHeader});
     if (head.Has(length, 4) && !IsFourCc(head.Be32(length)))
         return RuledOut(L"no part follows the header", {length, 4});
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    CWalk walk(content, CWalk::Kind::Headers);
     const Streams streams = FindStreams(walk, length);
     if (streams.hasVideo)
         return Found(L"video/x-pn-realmedia", nullptr, L"RealMedia with a video stream", streams.evidence);

@@ -10,7 +10,7 @@ std::optional<Chunk> ChunkAt(CWalk& walk, std::uint64_t position, ByteOrder orde
     const std::uint32_t name = bytes.Be32(0);
     if (!bytes.Has(0, kHeader) || !IsFourCc(name))
         return std::nullopt;
-    return Chunk{name, position + kHeader, order == ByteOrder::kBig ? bytes.Be32(4) : bytes.Le32(4)};
+    return Chunk{name, position + kHeader, order == ByteOrder::Big ? bytes.Be32(4) : bytes.Le32(4)};
 }
 
 std::optional<Chunk> FindChunk(CWalk& walk, ByteOrder order, std::initializer_list<std::uint32_t> names) {

@@ -11,7 +11,7 @@
 
 namespace metadata {
 
-enum class ByteOrder { kLittle, kBig };
+enum class ByteOrder { Little, Big };
 
 // The first chunk stands behind the file's own name, length and kind.
 constexpr std::uint64_t kFirstChunk = 12;

@@ -20,7 +20,7 @@ constexpr GUID kSubtypeAtrac3 = {kTagAtrac3, 0x0000, 0x0010, {0x80, 0x00, 0x00, 
 constexpr GUID kSubtypeAtrac3Plus = {0xE923AABF, 0xCB58, 0x4471, {0xA1, 0x19, 0xFF, 0xFA, 0x01, 0xE4, 0xCE, 0x62}};
 
 bool IsAtrac3(CBytes format, ByteOrder order) {
-    const std::uint16_t tag = order == ByteOrder::kBig ? format.Be16(0) : format.Le16(0);
+    const std::uint16_t tag = order == ByteOrder::Big ? format.Be16(0) : format.Le16(0);
     if (tag != kTagExtensible)
         return tag == kTagAtrac3;
     constexpr std::uint64_t kSubtype = 24;
@@ -36,8 +36,8 @@ Verdict JudgeWave(CContent& content) {
     const bool isRiff = isBig || head.Is(0, "RIFF") || head.Is(0, "RF64") || head.Is(0, "BW64");
     if (!isRiff || !head.Is(8, "WAVE"))
         return NotThere();
-    const ByteOrder order = isBig ? ByteOrder::kBig : ByteOrder::kLittle;
-    CWalk walk(content, CWalk::Kind::kHeaders);
+    const ByteOrder order = isBig ? ByteOrder::Big : ByteOrder::Little;
+    CWalk walk(content, CWalk::Kind::Headers);
     const std::optional<Chunk> format = FindChunk(walk, order, {FourCc("fmt ")});
     if (!format)
         return RuledOut(L"no format chunk follows", {0, kFirstChunk});

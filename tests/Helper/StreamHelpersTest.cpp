@@ -8,7 +8,7 @@ namespace {
 constexpr wchar_t kCopy[] = L"CreateSmallFileStream";
 constexpr wchar_t kReadAll[] = L"TryAsHardAsPossibleToReallyGiveMeAllTheBytesIWant";
 constexpr wchar_t kReadCall[] = L"pStream->Read(tempbuf,(ULONG)min(32*1024,llSize),&ulRead)";
-constexpr auto kRead = CScriptedStream::kRead;
+using enum CScriptedStream::Kind;
 
 HRESULT WINAPI NoMarshaler(IUnknown*, IUnknown**) {
     return kFault;
@@ -38,10 +38,10 @@ TEST_F(StreamHelpersTest, CopiesInBlocksOf32768BytesAndGivesNothingIfAnyFails) {
     stream.ReportSize(70000);
     EXPECT_EQ(S_OK, Copy(70000));
     EXPECT_EQ(std::string(70000, 'a'), copied);
-    EXPECT_EQ(3, stream.Calls(kRead));
+    EXPECT_EQ(3, stream.Calls(ReadCall));
     for (int i = 0; const ULONG size : {32768u, 32768u, 4464u}) {
         stream.Seek({}, STREAM_SEEK_SET, nullptr);
-        stream.On(kRead, i++, {.result = kFault, .bytes = 7});
+        stream.On(ReadCall, i++, {.result = kFault, .bytes = 7});
         EXPECT_EQ(kFault, Copy(70000));
         ExpectLog(kCopy, kReadCall, kFault, kFault);
         EXPECT_EQ(size, stream.LastReadSize());
@@ -74,8 +74,8 @@ TEST_F(StreamHelpersTest, CopiesFromWhereTheSourceStandsIfItIsSmall) {
         stream.ForgetSteps();
         stream.ReportSize(row.size);
         stream.Seek({.QuadPart = row.start}, STREAM_SEEK_SET, nullptr);
-        stream.On(kRead, 0, row.read);
-        stream.On(CScriptedStream::kStat, 0, row.stat);
+        stream.On(ReadCall, 0, row.read);
+        stream.On(CScriptedStream::StatCall, 0, row.stat);
         EXPECT_EQ(row.result, Copy(row.maximum));
         EXPECT_EQ(row.copy, copied);
         ExpectLog(kCopy, row.failedCall, row.result, row.result);
@@ -111,15 +111,15 @@ TEST_F(StreamHelpersTest, ReadsUntilAllIsThereOrNothingComes) {
         stream.ForgetSteps();
         stream.Seek({}, STREAM_SEEK_SET, nullptr);
         stream.LimitTransfers(row.limit);
-        stream.On(kRead, row.nth, row.step);
-        const int before = stream.Calls(kRead);
+        stream.On(ReadCall, row.nth, row.step);
+        const int before = stream.Calls(ReadCall);
         std::string buffer(row.cb + 4, '?');
         ULONG read = 99;
         EXPECT_EQ(row.result, Run([&] {
                       return TryAsHardAsPossibleToReallyGiveMeAllTheBytesIWant(&stream, buffer.data(), row.cb, &read);
                   }));
         EXPECT_EQ(row.read, read);
-        EXPECT_EQ(row.reads, stream.Calls(kRead) - before);
+        EXPECT_EQ(row.reads, stream.Calls(ReadCall) - before);
         EXPECT_EQ("????", buffer.substr(row.cb));
         ExpectLog(kReadAll, L"pStream->Read(pcBuffer,ulBytesLeft,&ulRead)", row.failure, row.result);
     }

@@ -25,7 +25,7 @@ const Class kClasses[] = {
 std::wstring RegistryText(const std::wstring& key, const wchar_t* name = nullptr) {
     wchar_t text[2000]{};
     DWORD bytes = sizeof text;
-    (void)::RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &bytes);
+    static_cast<void>(::RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &bytes));
     return text;
 }
 
@@ -145,7 +145,7 @@ TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
     ASSERT_EQ(S_OK, TKFCreateMemoryStream("no media", 8, &memory));
     CScriptedStream broken("RIFF");
     constexpr HRESULT kInUse = HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION);
-    broken.On(CScriptedStream::kRead, 0, {.result = kInUse});
+    broken.On(CScriptedStream::ReadCall, 0, {.result = kInUse});
     const struct {
         IStream* stream;
         Texts keys;
@@ -171,13 +171,13 @@ TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
     }
     EXPECT_EQ(S_OK, reader->CanExtract(file.Get()));
     EXPECT_EQ(S_FALSE, reader->CanExtract(memory.Get()));
-    broken.On(CScriptedStream::kRead, 0, {.result = kInUse});
+    broken.On(CScriptedStream::ReadCall, 0, {.result = kInUse});
     EXPECT_EQ(kInUse, reader->CanExtract(&broken));
     {
         const CImportHook hook("GetProcAddress", &WithoutReasons, &getProcAddress,
                                ::GetModuleHandleW(L"TvDataServices.dll"));
         EXPECT_EQ(S_OK, reader->CanExtract(file.Get())) << "a library that tells no reasons";
-        broken.On(CScriptedStream::kRead, 0, {.result = kInUse});
+        broken.On(CScriptedStream::ReadCall, 0, {.result = kInUse});
         EXPECT_EQ(STG_E_READFAULT, reader->CanExtract(&broken));
     }
     ComPtr<ITKCFConstStringList> keys, mimeTypes;

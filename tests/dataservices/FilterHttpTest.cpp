@@ -1,4 +1,5 @@
 // The whole way of bytes: from a web server through the data services and the filter to its reader.
+#include "TKDataServices.h"
 #include "tests/dataservices/LayerTest.h"
 #include "tests/filter/FilterTest.h"
 #include "tests/support/CHttpServer.h"
@@ -8,8 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <random>
-
-#include "TKDataServices.h"
 
 namespace {
 
@@ -29,11 +28,11 @@ TEST(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
             return inRow = 0, CHttpServer::Misbehaviour{};
         ++faults;
         const LONGLONG after = random() % 3 ? random() % 400'000 : random() % 3 - 1LL;
-        const Fault fault = std::array{Fault::kReset,       Fault::kClose,   Fault::kTrickle, Fault::kLongBody,
-                                       Fault::kUnavailable, Fault::kGarbage, Fault::kStall}[random() % 7];
-        if (fault == Fault::kStall && stalls-- <= 0)
-            return CHttpServer::Misbehaviour{Fault::kReset, after};
-        return CHttpServer::Misbehaviour{fault, fault == Fault::kTrickle ? std::max(after, 0LL) % 500 : after};
+        const Fault fault = std::array{Fault::Reset,       Fault::Close,   Fault::Trickle, Fault::LongBody,
+                                       Fault::Unavailable, Fault::Garbage, Fault::Stall}[random() % 7];
+        if (fault == Fault::Stall && stalls-- <= 0)
+            return CHttpServer::Misbehaviour{Fault::Reset, after};
+        return CHttpServer::Misbehaviour{fault, fault == Fault::Trickle ? std::max(after, 0LL) % 500 : after};
     };
     std::mt19937 random(kSeed + 2);
     const auto read = [&](int reads) {
@@ -78,7 +77,7 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
     CHttpServer server;
     server.Serve("/a", {.bytes = std::string(500'000, 'x'), .script = [](auto&) {
-                            return CHttpServer::Misbehaviour{Fault::kDrip, 300'000};
+                            return CHttpServer::Misbehaviour{Fault::Drip, 300'000};
                         }});
     const auto open = [&](decltype(&::DllGetClassObject) getClass) {
         ComPtr<IClassFactory> classFactory;

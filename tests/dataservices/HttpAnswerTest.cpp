@@ -23,8 +23,8 @@ TEST_F(HttpAnswerTest, AnAnswerThatIsNoSourceHasACodeOfItsOwn) {
         EXPECT_EQ(dataservices::http::ResultOfHttpStatus(static_cast<DWORD>(status)), OpenServed({.status = status}))
             << status;
     // What may be an idle connection's fault is asked for once more.
-    const std::pair<Fault, HRESULT> broken[] = {{Fault::kGarbage, dataservices::http::kHttpInvalidResponse},
-                                                {Fault::kReset, dataservices::http::kHttpConnectionError}};
+    const std::pair<Fault, HRESULT> broken[] = {{Fault::Garbage, dataservices::http::kHttpInvalidResponse},
+                                                {Fault::Reset, dataservices::http::kHttpConnectionError}};
     for (const auto& [fault, result] : broken)
         for (const size_t times : {1u, 2u}) {
             const CHttpServer::Resource resource{.bytes = bytes, .script = InTurn(Faults(times, {fault, -1}))};
@@ -73,8 +73,8 @@ TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
 }
 
 TEST_F(HttpAnswerTest, WhereARedirectLedToIsAskedFirstAndTheUrlItselfWhenThatIsNoMore) {
-    const CHttpServer::Resource good{.bytes = bytes, .script = InTurn({{Fault::kClose, 300'000}})};
-    const CHttpServer::Resource gone[] = {{.status = 400}, {.script = InTurn({{Fault::kReset, -1}})}};
+    const CHttpServer::Resource good{.bytes = bytes, .script = InTurn({{Fault::Close, 300'000}})};
+    const CHttpServer::Resource gone[] = {{.status = 400}, {.script = InTurn({{Fault::Reset, -1}})}};
     for (const auto& last : gone) {  // refused, or not reached
         const size_t first = server.Requests().size();
         server.ServeInTurn("/old", {good, good, last});
@@ -103,7 +103,7 @@ TEST_F(HttpAnswerTest, ARequestAsksForPlainBytesOfTheSameVersion) {
                 {strange, "", ""},       {strange, date, date}};
     for (const auto& [tag, time, validator] : rows) {
         const size_t first = server.Requests().size();
-        CHttpServer::Resource resource{.bytes = bytes, .etag = tag, .script = InTurn({{Fault::kClose, 400'000}})};
+        CHttpServer::Resource resource{.bytes = bytes, .etag = tag, .script = InTurn({{Fault::Close, 400'000}})};
         resource.headers = time.empty() ? "" : "Last-Modified: " + time + "\r\n";
         ASSERT_EQ(S_OK, OpenServed(resource));
         EXPECT_TRUE(IsRightAt(0)) << tag << time;
@@ -164,7 +164,7 @@ TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) 
         CHttpServer::Resource resource{.bytes = bytes,
                                        .ranges = ranges,
                                        .etag = "",
-                                       .script = InTurn({{Fault::kIgnoredRange}, {}, {}, {Fault::kIgnoredRange}})};
+                                       .script = InTurn({{Fault::IgnoredRange}, {}, {}, {Fault::IgnoredRange}})};
         resource.headers = *promise ? std::string("Accept-Ranges: ") + promise + "\r\n" : "";
         ASSERT_EQ(S_OK, OpenServed(resource));
         EXPECT_EQ(asksRange ? 0 : TKDS_STATE_SEEKS_READ_THROUGH, StateBits());
@@ -177,11 +177,11 @@ TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) 
         EXPECT_EQ(readsThrough ? S_OK : STG_E_REVERTED, Read(10).first) << "it gave ranges before";
     }
     // The range of everything may be answered as if it were none.
-    for (const Fault first : {Fault::kIgnoredRange, Fault::kNone}) {
+    for (const Fault first : {Fault::IgnoredRange, Fault::None}) {
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes,
                                     .etag = "",
                                     .headers = "Accept-Ranges: bytes\r\n",
-                                    .script = InTurn({{first}, {Fault::kIgnoredRange}})}));
+                                    .script = InTurn({{first}, {Fault::IgnoredRange}})}));
         EXPECT_TRUE(Read(bytes.size()).second == bytes);
         EXPECT_EQ(2u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(0, 10) && IsRightAt(600'000, 10)); }));
         EXPECT_EQ("bytes=600000-", server.Requests().back().Header("range"));
@@ -227,10 +227,10 @@ BOOL WINAPI CountedQuery(HINTERNET request, DWORD what, const wchar_t* name, voi
 }
 
 decltype(&::WinHttpSetOption) setOption = nullptr;
-DWORD disabled = 0;
+DWORD g_disabled = 0;
 BOOL WINAPI NotedOption(HINTERNET handle, DWORD option, void* value, DWORD size) {
     if (option == WINHTTP_OPTION_DISABLE_FEATURE)
-        disabled = *static_cast<const DWORD*>(value);
+        g_disabled = *static_cast<const DWORD*>(value);
     return setOption(handle, option, value, size);
 }
 
@@ -245,7 +245,7 @@ TEST_F(HttpAnswerTest, TheLibraryLogsInNowhereAndItsHeadersAreAskedForInOneGoHow
     EXPECT_EQ(S_OK, OpenServed(resource));
     __imp_WinHttpQueryHeaders = queryHeaders;
     __imp_WinHttpSetOption = setOption;
-    EXPECT_TRUE(disabled & WINHTTP_DISABLE_AUTHENTICATION) << "with the user's own name, where the server invites it";
+    EXPECT_TRUE(g_disabled & WINHTTP_DISABLE_AUTHENTICATION) << "with the user's own name, where the server invites it";
     EXPECT_LT(0, queries);
     EXPECT_GT(40, queries);
     EXPECT_TRUE(IsRightAt(0));
@@ -254,7 +254,7 @@ TEST_F(HttpAnswerTest, TheLibraryLogsInNowhereAndItsHeadersAreAskedForInOneGoHow
 TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAloneAndIntoNoRecordAndNoName) {
     const CPublishedLogger logger;
     CHttpServer other;
-    other.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::kReset, 100}})});
+    other.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::Reset, 100}})});
     server.Serve("/a", {.status = 302, .headers = "Location: /b\r\n"});
     CHttpServer::Resource away{.status = 302};
     away.headers = "Location: http://127.0.0.1:" + std::to_string(other.Port()) + "/a\r\n";

@@ -48,10 +48,10 @@ TEST_F(HttpStreamTest, ALiveSourceLosesNothingOfWhatWasReadToTellItsKind) {
 }
 
 TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
-    Faults faults{{Fault::kClose, 100'000}};
+    Faults faults{{Fault::Close, 100'000}};
     for (int part = 0; part < 2; ++part) {
-        faults.insert(faults.end(), 3, {Fault::kUnavailable});
-        faults.push_back({Fault::kClose, 100'000});
+        faults.insert(faults.end(), 3, {Fault::Unavailable});
+        faults.push_back({Fault::Close, 100'000});
     }
     for (const bool fromTheEnd : {false, true}) {  // however far another read had come
         if (fromTheEnd)
@@ -61,8 +61,8 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
         EXPECT_TRUE(IsRightAt(0)) << "six failures, but no more than three without progress";
     }
     // What has come before is none.
-    faults.assign(7, {Fault::kClose, 100'000});
-    faults[0] = {Fault::kClose, 500'000};
+    faults.assign(7, {Fault::Close, 100'000});
+    faults[0] = {Fault::Close, 500'000};
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = InTurn(faults)}));
     EXPECT_EQ(5u, RequestsOf([&] { EXPECT_EQ(dataservices::http::kHttpConnectionError, Read(bytes.size()).first); }));
 }
@@ -96,12 +96,9 @@ TEST_F(HttpStreamTest, ACloneAsksForTheSameVersionWhereItsSourceWasFound) {
 
 TEST_F(HttpStreamTest, ABrokenAnswerIsTakenUpAtTheExactByte) {
     const std::vector<Faults> cases{
-        {{Fault::kReset, 400'000}},
-        {{Fault::kClose, 400'000}},
-        {{Fault::kClose, 0}},
-        {{Fault::kTrickle, 3'000}},
-        {{Fault::kLongBody, 5'000}},
-        {{Fault::kClose, 1}, {Fault::kReset, -1}, {Fault::kUnavailable}, {Fault::kGarbage}}};
+        {{Fault::Reset, 400'000}},  {{Fault::Close, 400'000}},
+        {{Fault::Close, 0}},        {{Fault::Trickle, 3'000}},
+        {{Fault::LongBody, 5'000}}, {{Fault::Close, 1}, {Fault::Reset, -1}, {Fault::Unavailable}, {Fault::Garbage}}};
     for (const bool ranges : {true, false})
         for (size_t i = 0; i < cases.size(); ++i) {
             SCOPED_TRACE(std::to_string(i) + (ranges ? "" : " without ranges"));
@@ -110,7 +107,7 @@ TEST_F(HttpStreamTest, ABrokenAnswerIsTakenUpAtTheExactByte) {
             EXPECT_TRUE(IsRightAt(0));
             EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(1));
             const auto requests = server.Requests();
-            const bool breaks = cases[i][0].fault != Fault::kTrickle && cases[i][0].fault != Fault::kLongBody;
+            const bool breaks = cases[i][0].fault != Fault::Trickle && cases[i][0].fault != Fault::LongBody;
             ASSERT_EQ(first + 1 + (breaks ? cases[i].size() : 0), requests.size());
             if (breaks && ranges) {
                 EXPECT_EQ("\"first\"", requests.back().Header("if-range"));
@@ -148,8 +145,8 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
 
 TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOneForTenSeconds) {
     const CPublishedLogger logger;
-    Faults faults(7, {Fault::kUnavailable});
-    faults[0] = {Fault::kClose, 700'000};
+    Faults faults(7, {Fault::Unavailable});
+    faults[0] = {Fault::Close, 700'000};
     OnNewThread([&] {
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
         ComPtr<IStream> copy;
@@ -184,7 +181,7 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOne
 }
 
 TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
-    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(Faults(2, {Fault::kDrip, 300'000}))}));
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(Faults(2, {Fault::Drip, 300'000}))}));
     EXPECT_TRUE(IsRightAt(0, 310'000));
     const auto requests = server.Requests();
     ASSERT_EQ(2u, requests.size());
@@ -195,7 +192,7 @@ TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
     // One that gives no second answer meanwhile is waited for.
     auto script = [this, answers = 0](const Request&) mutable {
         if (answers++ == 0)
-            return CHttpServer::Misbehaviour{Fault::kDrip, 300'000};
+            return CHttpServer::Misbehaviour{Fault::Drip, 300'000};
         server.Serve("/a", {.status = 403});
         server.ReleaseStalls();
         return CHttpServer::Misbehaviour{};
@@ -206,7 +203,7 @@ TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
 
 TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTime) {
     std::vector<std::future<void>> opens;
-    for (const Fault fault : {Fault::kStall, Fault::kEndlessHeaders})
+    for (const Fault fault : {Fault::Stall, Fault::EndlessHeaders})
         opens.push_back(std::async(std::launch::async, [this, fault] {
             const CTestApartment own(COINIT_MULTITHREADED);
             const std::wstring path = L"/" + std::to_wstring(static_cast<int>(fault));
@@ -218,7 +215,7 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
         }));
     opens.push_back(std::async(std::launch::async, [this] {
         const CTestApartment own(COINIT_MULTITHREADED);
-        server.Serve("/live", {.bytes = bytes, .live = true, .script = InTurn({{Fault::kStall, 300'000}})});
+        server.Serve("/live", {.bytes = bytes, .live = true, .script = InTurn({{Fault::Stall, 300'000}})});
         ComPtr<IStream> live;
         ASSERT_EQ(S_OK, dataservices::http::CreateHttpStream(server.Url(L"/live").c_str(), &live, &Now));
         std::string got(bytes.size(), '?');
@@ -230,7 +227,7 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
             << "a live source is not taken up again";
     }));
     // One that falls silent later on is asked again; what came is not lost.
-    server.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::kClose, 500}, {Fault::kStall, 0}})});
+    server.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::Close, 500}, {Fault::Stall, 0}})});
     ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
     EXPECT_TRUE(IsRightAt(0)) << "one stall is got over";
     EXPECT_EQ(3u, server.Requests().size() - opens.size());

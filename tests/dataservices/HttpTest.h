@@ -1,6 +1,7 @@
 // What the tests of http sources share: a server, a stream of it, and scripts of what goes wrong.
 #pragma once
 
+#include "TKDataServices.h"
 #include "dataservices/http/CHttpStream.h"
 #include "framework/streams/TKFStreams.h"
 #include "tests/support/CHttpServer.h"
@@ -19,8 +20,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "TKDataServices.h"
 
 using namespace dataservices;
 
@@ -69,7 +68,7 @@ struct HttpStreamTest : ::testing::Test {
     }
     // The first answer is `first`, broken off; then each is the next of `later`, and all others are its last.
     HRESULT OpenThen(CHttpServer::Resource first, std::vector<CHttpServer::Resource> later) {
-        first.script = InTurn({{Fault::kClose, 300'000}});
+        first.script = InTurn({{Fault::Close, 300'000}});
         later.insert(later.begin(), std::move(first));
         server.ServeInTurn("/a", std::move(later));
         return Open(server.Url(L"/a"));

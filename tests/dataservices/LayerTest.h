@@ -1,6 +1,7 @@
 // What the tests of this folder share: the built data-service layer, reached as its callers reach it.
 #pragma once
 
+#include "TKDataServices.h"
 #include "base/CAutoDestructor.h"
 #include "base/CBstr.h"
 #include "framework/values/CTKCFPropertyValues.h"
@@ -15,8 +16,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-#include "TKDataServices.h"
 
 using Microsoft::WRL::ComPtr;
 using Texts = std::vector<std::wstring>;

@@ -59,12 +59,12 @@ TEST(DiagnosticRegistrationTest, ListsExactlyTheLiveObjectsTheNewestFirst) {
                                        &CDiagnosticRegistration::Entry::address));
     };
     look();
-    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); },
+    EXPECT_FALSE(EndsBeside([] { static_cast<void>(CDiagnosticRegistration::Snapshot()); },
                             [] { const CDiagnosticRegistration another(nullptr, nullptr, nullptr); }));
     std::optional<CDiagnosticRegistration> another(std::in_place, nullptr, nullptr, nullptr);
-    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); }, [&] { another.reset(); }));
-    EXPECT_FALSE(EndsBeside([] { (void)CDiagnosticRegistration::Snapshot(); },
-                            [] { (void)CDiagnosticRegistration::LiveCount(); }));
+    EXPECT_FALSE(EndsBeside([] { static_cast<void>(CDiagnosticRegistration::Snapshot()); }, [&] { another.reset(); }));
+    EXPECT_FALSE(EndsBeside([] { static_cast<void>(CDiagnosticRegistration::Snapshot()); },
+                            [] { static_cast<void>(CDiagnosticRegistration::LiveCount()); }));
     for (const std::size_t gone : {1u, 2u, 0u}) {  // from the middle, from the front, and the last
         entries[gone].reset();
         std::erase(expected, &objects[gone]);

@@ -95,7 +95,7 @@ TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) 
     dictionary.onDetect = [](IStream* stream) {
         std::string head(0x10000, '.');
         EXPECT_HRESULT_SUCCEEDED(stream->Read(head.data(), 0x10000, nullptr));
-        (void)stream->Seek({.QuadPart = 200'000}, STREAM_SEEK_SET, nullptr);
+        static_cast<void>(stream->Seek({.QuadPart = 200'000}, STREAM_SEEK_SET, nullptr));
         EXPECT_EQ(S_OK, stream->Seek({}, STREAM_SEEK_SET, nullptr));
     };
     const CFilterWithLibrary filter(Library::WithExport);

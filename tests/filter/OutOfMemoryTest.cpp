@@ -78,7 +78,7 @@ int Failures(const std::function<HRESULT(CInnerFilter&)>& operation, const Sourc
             return failures;
         }
         HRESULT opened = S_OK;
-        (void)filter->GetOpenResult(&opened);
+        static_cast<void>(filter->GetOpenResult(&opened));
         EXPECT_TRUE(SUCCEEDED(hr) || hr == E_OUTOFMEMORY || opened == E_OUTOFMEMORY) << std::hex << hr;
         EXPECT_EQ(SUCCEEDED(hr) ? after : (Source{"0123", MEDIASUBTYPE_Avi, MEDIASUBTYPE_Avi}), SourceOf(filter));
         failures += FAILED(hr);

@@ -72,13 +72,13 @@ void ExpectRead(Way way, LONGLONG position, LONG length, const std::function<voi
 }
 
 const auto kHealthy = [](Stream&) {};
-const auto kSeekFails = [](Stream& s) { s.On(Stream::kSeek, 0, {.result = STG_E_SEEKERROR}); };
-const auto kReadFails = [](Stream& s) { s.On(Stream::kRead, 0, {.result = STG_E_READFAULT}); };
+const auto kSeekFails = [](Stream& s) { s.On(Stream::SeekCall, 0, {.result = STG_E_SEEKERROR}); };
+const auto kReadFails = [](Stream& s) { s.On(Stream::ReadCall, 0, {.result = STG_E_READFAULT}); };
 const auto kReadFailsAfter = [](ULONG bytes) {
-    return [=](Stream& s) { s.On(Stream::kRead, 0, {.result = STG_E_READFAULT, .bytes = bytes}); };
+    return [=](Stream& s) { s.On(Stream::ReadCall, 0, {.result = STG_E_READFAULT, .bytes = bytes}); };
 };
 const auto kReadFailsAndStatGives = [](HRESULT hr) {
-    return [=](Stream& s) { kReadFails(s), s.On(Stream::kStat, 0, {.result = hr}); };
+    return [=](Stream& s) { kReadFails(s), s.On(Stream::StatCall, 0, {.result = hr}); };
 };
 
 TEST(PinReadTest, EachFaultOfASourceIsToldInItsOwnWayAndPasses) {
@@ -125,7 +125,7 @@ TEST(PinReadTest, EachFaultOfASourceIsToldInItsOwnWayAndPasses) {
 
 TEST(PinReadTest, TheTwoWaysDifferInWhatTheyBelieveAndTell) {
     const auto healthy = [](Stream&, CTestSample&) {};
-    const auto claimsMore = [](Stream& s, CTestSample&) { s.On(Stream::kRead, 0, {.claim = 9}); };
+    const auto claimsMore = [](Stream& s, CTestSample&) { s.On(Stream::ReadCall, 0, {.claim = 9}); };
     ExpectRead(Way::SyncRead, 2, 4, claimsMore, {S_FALSE, "2345"});
     ExpectRead(Way::SyncReadAligned, 2, 4, claimsMore, {S_FALSE, ""}, Failure{.read = L"8004020d", .inside = 10});
     ExpectRead(

@@ -95,7 +95,7 @@ struct PinRequestTest : ::testing::Test {
 
 TEST_F(PinRequestTest, WhatReadsAnythingIsQueuedAndTheRestRefused) {
     const auto healthy = [](Stream&, CTestSample&) {};
-    const auto readFails = [](Stream& s, CTestSample&) { s.On(Stream::kRead, 0, {.result = E_FAIL}); };
+    const auto readFails = [](Stream& s, CTestSample&) { s.On(Stream::ReadCall, 0, {.result = E_FAIL}); };
     const auto isFull = [](Stream&, CTestSample& s) { s.actualLength = 4; };
     const auto hasNoBuffer = [](Stream&, CTestSample& s) { s.getPointer = E_FAIL; };
     const struct {
@@ -154,14 +154,14 @@ TEST_F(PinRequestTest, OneCallAtATimeReachesTheSourceAndAReadKeepsAFlushWaiting)
         bool keepsFlush;
         std::function<HRESULT()> call;
     } rows[] = {
-        {"SyncRead", Stream::kRead, true, [&] { return pin.SyncRead(0, 1, &byte); }},
-        {"SyncReadAligned", Stream::kRead, true, [&] { return pin.SyncReadAligned(&own); }},
-        {"Request", Stream::kRead, true, [&] { return pin.Request(&own, 0); }},
-        {"Length", Stream::kStat, true, [&] { return pin.Length(&total, &total); }},
-        {"a new source", Stream::kStat, true, [&] { return pin.SetSourceFileStream(&source, 0); }},
-        {"Read", Stream::kRead, false, [&] { return pin.Read(&byte, 1, nullptr); }},
-        {"Seek", Stream::kSeek, false, [&] { return pin.Seek({}, 0, &position); }},
-        {"Stat", Stream::kStat, false, [&] { return pin.Stat(&stat, STATFLAG_NONAME); }},
+        {"SyncRead", Stream::ReadCall, true, [&] { return pin.SyncRead(0, 1, &byte); }},
+        {"SyncReadAligned", Stream::ReadCall, true, [&] { return pin.SyncReadAligned(&own); }},
+        {"Request", Stream::ReadCall, true, [&] { return pin.Request(&own, 0); }},
+        {"Length", Stream::StatCall, true, [&] { return pin.Length(&total, &total); }},
+        {"a new source", Stream::StatCall, true, [&] { return pin.SetSourceFileStream(&source, 0); }},
+        {"Read", Stream::ReadCall, false, [&] { return pin.Read(&byte, 1, nullptr); }},
+        {"Seek", Stream::SeekCall, false, [&] { return pin.Seek({}, 0, &position); }},
+        {"Stat", Stream::StatCall, false, [&] { return pin.Stat(&stat, STATFLAG_NONAME); }},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -259,7 +259,7 @@ TEST_F(PinRequestTest, ReadersWaitUntilTheFlowIsDisabledNotUntilItIsEnabled) {
     EXPECT_EQ(S_OK, filter->EnableDataFlow());
     EXPECT_EQ(Got(S_OK, "2345"), SyncRead(pin, 2, 4)) << "new readers pass";
     EXPECT_EQ(0, std::ranges::count_if(calls, IsReady));
-    EXPECT_EQ(1, source.Calls(Stream::kRead));
+    EXPECT_EQ(1, source.Calls(Stream::ReadCall));
 
     EXPECT_EQ(S_OK, filter->DisableDataFlow());
     EXPECT_TRUE(!pin.FlowEvent().IsSet() && pin.HaltEvent().IsSet());
@@ -275,7 +275,7 @@ TEST_F(PinRequestTest, ARequestThatWaitsThereOrForASlowReadLeavesTheQueueFreeAnd
     pin.FlowEvent().Reset();
     for (const bool slowRead : {false, true}) {
         if (slowRead) {
-            source.On(Stream::kRead, 0, {.holds = true});
+            source.On(Stream::ReadCall, 0, {.holds = true});
             Start([&] { return pin.Read(&byte, 1, nullptr); });
             ASSERT_TRUE(source.WaitUntilHeld());
         }
@@ -288,7 +288,7 @@ TEST_F(PinRequestTest, ARequestThatWaitsThereOrForASlowReadLeavesTheQueueFreeAnd
         EXPECT_EQ(VFW_E_WRONG_STATE, ResultOf(request));
         EXPECT_EQ(S_OK, slowRead ? ResultOf(calls.front()) : pin.EndFlush());
         calls.clear();
-        EXPECT_EQ(slowRead ? 1 : 0, source.Calls(Stream::kRead));
+        EXPECT_EQ(slowRead ? 1 : 0, source.Calls(Stream::ReadCall));
         EXPECT_EQ(0u, sample.References());
     }
 }

@@ -47,12 +47,12 @@ TEST_F(PinSourceTest, ThePinTellsTheLengthThatTheSourceClaims) {
         EXPECT_EQ(row.result, pin.Length(&total, &available));
         EXPECT_EQ(row.total, total);
         EXPECT_EQ(row.available, available);
-        const int seeks = source.Calls(Stream::kSeek);
-        (void)SyncRead(pin, 0, 1);
+        const int seeks = source.Calls(Stream::SeekCall);
+        static_cast<void>(SyncRead(pin, 0, 1));
         CTestSample sample(1);
         sample.SetRange(5, 6);
-        (void)pin.SyncReadAligned(&sample);
-        EXPECT_EQ(row.infinite ? 0 : 2, source.Calls(Stream::kSeek) - seeks);
+        static_cast<void>(pin.SyncReadAligned(&sample));
+        EXPECT_EQ(row.infinite ? 0 : 2, source.Calls(Stream::SeekCall) - seeks);
     }
 }
 
@@ -60,10 +60,10 @@ TEST_F(PinSourceTest, ASourceWhoseLengthCannotBeAskedStaysUntilTheNext) {
     source.ReportSize(0x8000000000000000u);
     ASSERT_EQ(VFW_S_ESTIMATED, pin.SetSourceFileStream(&source, 0));
     source.ReportSize(10);
-    source.On(Stream::kStat, 0, {.result = STG_E_ACCESSDENIED});
+    source.On(Stream::StatCall, 0, {.result = STG_E_ACCESSDENIED});
     EXPECT_EQ(STG_E_ACCESSDENIED, pin.SetSourceFileStream(&source, 0));
     EXPECT_EQ(Got(S_OK, "6789"), SyncRead(pin, 6, 4)) << "no longer taken for infinite: it was sought";
-    source.On(Stream::kStat, 0, {.result = STG_E_ACCESSDENIED});
+    source.On(Stream::StatCall, 0, {.result = STG_E_ACCESSDENIED});
     EXPECT_EQ(STG_E_ACCESSDENIED, pin.Length(&total, &available));
     EXPECT_EQ(E_POINTER, pin.SetSourceFileStream(nullptr, 0));
     Stream next("abc");
@@ -87,7 +87,7 @@ TEST_F(PinSourceTest, ThePinIsAReadOnlyStreamOfTheSource) {
     EXPECT_EQ(S_OK, stream.Stat(&stat, STATFLAG_DEFAULT));
     EXPECT_STREQ(L"scripted", stat.pwcsName);
     ::CoTaskMemFree(stat.pwcsName);
-    for (const Stream::Kind kind : {Stream::kRead, Stream::kSeek, Stream::kStat})
+    for (const Stream::Kind kind : {Stream::ReadCall, Stream::SeekCall, Stream::StatCall})
         source.On(kind, 0, {.result = STG_E_ACCESSDENIED});
     EXPECT_EQ(STG_E_ACCESSDENIED, stream.Read(bytes, 1, nullptr));
     EXPECT_EQ(STG_E_ACCESSDENIED, stream.Seek({}, STREAM_SEEK_SET, &position));

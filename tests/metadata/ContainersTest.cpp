@@ -280,8 +280,8 @@ TEST(ContainersTest, NoHeaderCostsMoreThanAWalkMayTake) {
     for (const auto& [what, content] : contents) {
         CScriptedStream source(content);
         EXPECT_TRUE(Take(MimeTypeDictionary()->Detect(&source))) << what;
-        EXPECT_GE(kMost, source.Calls(CScriptedStream::kRead)) << what;
-        EXPECT_GE(kMost, source.Calls(CScriptedStream::kSeek)) << what;
+        EXPECT_GE(kMost, source.Calls(CScriptedStream::ReadCall)) << what;
+        EXPECT_GE(kMost, source.Calls(CScriptedStream::SeekCall)) << what;
     }
 }
 

@@ -25,7 +25,7 @@ TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
         for (int i = 0; i < times; ++i) {
             ASSERT_EQ(L"audio/mpeg", Detected(content, *mime::CMimeLibrary(L"").Dictionary()));
             CScriptedStream broken(content);
-            broken.On(CScriptedStream::kRead, 0, {.result = STG_E_READFAULT});
+            broken.On(CScriptedStream::ReadCall, 0, {.result = STG_E_READFAULT});
             ASSERT_EQ(nullptr, mime::CMimeLibrary(L"").Dictionary()->Detect(&broken));
         }
     };

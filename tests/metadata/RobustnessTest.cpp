@@ -33,23 +33,23 @@ TEST_F(SourceTest, AFailureOfAnyCallIsToldAsItCameAndSpoilsNothing) {
     using Step = CScriptedStream::Step;
     for (const Sample& sample : m_samples) {
         CScriptedStream source(std::string("ID3\x03\0\0\0\5\0\0", 10) + std::string(5 << 14, 'x') + sample.Content());
-        for (const auto kind : {CScriptedStream::kRead, CScriptedStream::kSeek, CScriptedStream::kStat}) {
+        for (const auto kind : {CScriptedStream::ReadCall, CScriptedStream::SeekCall, CScriptedStream::StatCall}) {
             const int before = source.Calls(kind);
             EXPECT_EQ(sample.expected, Detected(source));
             const int calls = source.Calls(kind) - before;
-            const int own = kind == CScriptedStream::kSeek;  // the test's own seek comes first
+            const int own = kind == CScriptedStream::SeekCall;  // the test's own seek comes first
             for (int step = own; step < calls; ++step) {
                 SCOPED_TRACE(sample.path.string() + " call " + std::to_string(kind) + " " + std::to_string(step));
                 // A source without a size, or one that a seek fails on, is a live one, which isn't judged behind the
                 // tag; but where it stands must be known, and it must be put back.
                 const bool isOnTheWay = own && step > own && step + 1 < calls;
-                const bool isFailure = kind != CScriptedStream::kStat && !isOnTheWay;
+                const bool isFailure = kind != CScriptedStream::StatCall && !isOnTheWay;
                 // The last one says that it stands elsewhere, or has read more than it was asked for.
                 for (const auto& [fault, result] :
                      {std::pair(Step{.result = STG_E_ACCESSDENIED}, STG_E_ACCESSDENIED),
                       std::pair(Step{.throws = true}, E_UNEXPECTED),
                       std::pair(Step{.claim = 0x7FFFFFFF}, own ? STG_E_SEEKERROR : STG_E_READFAULT)}) {
-                    if (fault.claim && (kind == CScriptedStream::kStat || (own && step == own)))
+                    if (fault.claim && (kind == CScriptedStream::StatCall || (own && step == own)))
                         continue;  // it claims nothing, or is believed
                     source.On(kind, step, fault);
                     EXPECT_EQ(isFailure ? L"failed" : kNothing, Detected(source, isFailure ? result : S_OK));
@@ -168,7 +168,7 @@ TEST_F(SlowSourceTest, WhereSeeksAreDearTheHeadIsJudgedAlone) {
         CScriptedStream source(row.content + std::string(70'000, 'y'));
         source.ReportState(TKDS_STATE_SEEKS_READ_THROUGH);
         EXPECT_EQ(row.expected, FirstOf(Detect(source, 0xFFFFFFFF, 0))) << &row - rows;
-        EXPECT_GE(row.seeks, source.Calls(CScriptedStream::kSeek)) << &row - rows;
+        EXPECT_GE(row.seeks, source.Calls(CScriptedStream::SeekCall)) << &row - rows;
         CScriptedStream head(row.content + std::string(70'000, 'y'));
         head.RefuseSeeksBut(0);
         EXPECT_EQ(row.expectedOfHead, FirstOf(Detect(head, 0xFFFFFFFF, 0))) << &row - rows;

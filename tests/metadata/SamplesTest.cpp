@@ -49,7 +49,7 @@ TEST(SamplesTest, ALiveSourceIsJudgedFromWhereItStandsAndLosesNothing) {
         EXPECT_TRUE(answer == kNothing || FamilyOf(answer) == FamilyOf(sample.expected)) << answer;
         found += answer != kNothing;
         EXPECT_EQ(kPosition, PositionOf(source));
-        EXPECT_GE(65'536 / 4096 + 3, source.Calls(CScriptedStream::kRead));
+        EXPECT_GE(65'536 / 4096 + 3, source.Calls(CScriptedStream::ReadCall));
     }
     EXPECT_LT(70, found);
 }

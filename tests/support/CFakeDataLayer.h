@@ -7,6 +7,7 @@
 // Threads: any, one at a time.  Lifetime: the test's.
 #pragma once
 
+#include "TKDataServices.h"
 #include "tests/support/CRegisteredComClass.h"
 #include "tests/support/CTestObject.h"
 
@@ -17,8 +18,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include "TKDataServices.h"
 
 class CFakeDataLayer final
     : public CTestObject<ITKDSUriAccessFactory, ITKDSDirectory, ITKDSGetParentInfoForUri, ITKDSSourceInfo,

@@ -161,12 +161,12 @@ Prepared Prepare(const CHttpServer::Request& request, const CHttpServer::Resourc
                  const CHttpServer::Misbehaviour& misbehaviour) {
     const auto number = [](auto value) { return std::to_string(value); };
     const Fault fault = misbehaviour.fault;
-    int status = fault == Fault::kUnavailable ? 503 : resource.status;
+    int status = fault == Fault::Unavailable ? 503 : resource.status;
     std::string_view body = resource.bytes;
     std::string headers = resource.headers;
     if (!resource.etag.empty())
         headers += "ETag: " + resource.etag + "\r\n";
-    const auto range = status == 200 && fault != Fault::kIgnoredRange ? RangeOf(request, resource) : std::nullopt;
+    const auto range = status == 200 && fault != Fault::IgnoredRange ? RangeOf(request, resource) : std::nullopt;
     if (range) {
         const size_t end = range->second;
         const size_t first = std::min(range->first, end);
@@ -269,9 +269,9 @@ bool CHttpServer::Answer(CStoppableSocket& socket, const Request& request) {
         at->second.erase(at->second.begin());
     lock.unlock();
 
-    if (misbehaviour.fault == Fault::kGarbage)
+    if (misbehaviour.fault == Fault::Garbage)
         return socket.Send("\x01\xFF garbage \r\n\r\n: 200\r\n\r\n") && false;
-    if (misbehaviour.fault != Fault::kEndlessHeaders)
+    if (misbehaviour.fault != Fault::EndlessHeaders)
         return AnswerFrom(socket, request, *resource, misbehaviour);
     bool goesOn = socket.Send("HTTP/1.1 200 OK\r\n");
     while (goesOn && ::WaitForSingleObject(m_stop.Get(), 10) == WAIT_TIMEOUT)
@@ -283,16 +283,16 @@ bool CHttpServer::AnswerFrom(CStoppableSocket& socket, const Request& request, c
                              const Misbehaviour& misbehaviour) const {
     const auto [head, body] = Prepare(request, resource, misbehaviour);
     const Fault fault = misbehaviour.fault;
-    const bool stalls = fault == Fault::kStall || fault == Fault::kDrip;
-    const bool breaks = stalls || fault == Fault::kReset || fault == Fault::kClose;
+    const bool stalls = fault == Fault::Stall || fault == Fault::Drip;
+    const bool breaks = stalls || fault == Fault::Reset || fault == Fault::Close;
     const bool breaksEarly = breaks && misbehaviour.after < 0;
-    const bool trickles = fault == Fault::kTrickle;
-    if (fault == Fault::kReset)
+    const bool trickles = fault == Fault::Trickle;
+    if (fault == Fault::Reset)
         socket.ResetWhenClosed();
 
     const std::string_view before = body.substr(0, breaks || trickles ? BytesOf(misbehaviour) : 0);
     std::string_view rest = body.substr(before.size());
-    std::string_view* const drip = fault == Fault::kDrip ? &rest : nullptr;
+    std::string_view* const drip = fault == Fault::Drip ? &rest : nullptr;
     if (breaksEarly && !(stalls && Stall(socket, drip)))
         return false;
     if (!socket.Send(head) || !SendBody(socket, before, resource.live, trickles ? 1 : kPiece))
@@ -301,7 +301,7 @@ bool CHttpServer::AnswerFrom(CStoppableSocket& socket, const Request& request, c
         return false;
     if (!SendBody(socket, rest, resource.live, kPiece))
         return false;
-    if (fault == Fault::kLongBody) {
+    if (fault == Fault::LongBody) {
         static_cast<void>(socket.Send(std::string(BytesOf(misbehaviour), '!')));
         return false;
     }

@@ -9,9 +9,9 @@
 // outlives it.
 #pragma once
 
-#include <windows.h>
-
 #include "base/CAutoDestructor.h"
+
+#include <windows.h>
 
 #include <functional>
 #include <map>
@@ -41,20 +41,20 @@ public:
     // What goes wrong with one answer. `after` counts bytes of its body; for stall, reset and close -1 is before the
     // headers.
     enum class Fault {
-        kNone,
-        kStall,           // after these bytes nothing comes until the client goes or ReleaseStalls
-        kDrip,            // after these, one byte each tenth of a second until then
-        kReset,           // the connection is reset
-        kClose,           // it is closed in order
-        kTrickle,         // these bytes arrive one by one, the others in large pieces
-        kLongBody,        // so many bytes follow the end that was announced
-        kIgnoredRange,    // 200 and all bytes
-        kUnavailable,     // 503
-        kGarbage,         // this is no HTTP
-        kEndlessHeaders,  // headers that arrive for ever, though slowly
+        None,
+        Stall,           // after these bytes nothing comes until the client goes or ReleaseStalls
+        Drip,            // after these, one byte each tenth of a second until then
+        Reset,           // the connection is reset
+        Close,           // it is closed in order
+        Trickle,         // these bytes arrive one by one, the others in large pieces
+        LongBody,        // so many bytes follow the end that was announced
+        IgnoredRange,    // 200 and all bytes
+        Unavailable,     // 503
+        Garbage,         // this is no HTTP
+        EndlessHeaders,  // headers that arrive for ever, though slowly
     };
     struct Misbehaviour {
-        Fault fault = Fault::kNone;
+        Fault fault = Fault::None;
         LONGLONG after = 0;
     };
 

@@ -5,6 +5,7 @@
 // single-threaded one would need a proxy, which the service doesn't bring.
 #pragma once
 
+#include "TKRuntimeLogger.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/CTestObject.h"
 
@@ -19,8 +20,6 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
-
-#include "TKRuntimeLogger.h"
 
 // Texts that were null are recorded as this.
 inline constexpr wchar_t kNullText[] = L"<null>";

@@ -1,7 +1,7 @@
 // An IStream over bytes in memory that misbehaves as told: fails, shortens, throws or holds the n-th call of a kind.
 //
 //   CScriptedStream source("0123456789");
-//   source.On(CScriptedStream::kRead, 1, {.result = STG_E_READFAULT, .bytes = 3});  // the read after the next one
+//   source.On(CScriptedStream::ReadCall, 1, {.result = STG_E_READFAULT, .bytes = 3});  // the read after the next one
 //
 // Threads: any thread; a held call holds no lock.
 // Lifetime: the test's; a clone lives until the next one is made.
@@ -30,7 +30,7 @@
 
 class CScriptedStream final : public CTestObject<IStream> {
 public:
-    enum Kind { kRead, kWrite, kSeek, kStat, kClone, kOther, kKinds };
+    enum Kind { ReadCall, WriteCall, SeekCall, StatCall, CloneCall, OtherCall, CallKinds };
 
     // What one call does. The plain one works as a well-behaved stream's does.
     struct Step {
@@ -100,7 +100,7 @@ public:
 
     // ISequentialStream
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) override {
-        auto [step, lock] = Begin(kRead);
+        auto [step, lock] = Begin(ReadCall);
         if (m_position >= m_breaksAt)
             step = {.result = STG_E_READFAULT};
         m_lastReadSize = cb;
@@ -115,7 +115,7 @@ public:
         return step.result == S_OK && count < cb ? S_FALSE : step.result;
     }
     STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) override {
-        const auto [step, lock] = Begin(kWrite);
+        const auto [step, lock] = Begin(WriteCall);
         const size_t count = Transfer(step, cb, cb);
         const size_t start = static_cast<size_t>(m_position);
         if (count > 0) {
@@ -130,7 +130,7 @@ public:
 
     // IStream
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) override {
-        const auto [step, lock] = Begin(kSeek);
+        const auto [step, lock] = Begin(SeekCall);
         if (step.claim && newPosition)
             newPosition->QuadPart = *step.claim;
         if (FAILED(step.result))
@@ -153,7 +153,7 @@ public:
         return step.result;
     }
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) override {
-        const auto [step, lock] = Begin(kStat);
+        const auto [step, lock] = Begin(StatCall);
         if (FAILED(step.result))
             return step.result;
         *stat = {};
@@ -167,7 +167,7 @@ public:
         return step.result;
     }
     STDMETHODIMP Clone(IStream** clone) override {
-        const auto [step, lock] = Begin(kClone);
+        const auto [step, lock] = Begin(CloneCall);
         *clone = FAILED(step.result) ? reinterpret_cast<IStream*>(16) : nullptr;
         if (step.nothing || FAILED(step.result))
             return step.result;
@@ -208,7 +208,7 @@ private:
             throw std::runtime_error("scripted");
         return {step, std::move(lock)};
     }
-    HRESULT Other() { return Begin(kOther), E_NOTIMPL; }
+    HRESULT Other() { return Begin(OtherCall), E_NOTIMPL; }
     // How many of `available` bytes go over in a call that wants `cb`.
     size_t Transfer(const Step& step, ULONG cb, size_t available) const {
         const ULONG asked = step.bytes ? *step.bytes : FAILED(step.result) ? 0 : cb;
@@ -221,7 +221,7 @@ private:
     std::wstring m_name = L"scripted";
     ULONGLONG m_position = 0;
     std::map<std::pair<Kind, int>, Step> m_script;  // by kind and number of the call
-    std::array<int, kKinds> m_calls{};
+    std::array<int, CallKinds> m_calls{};
     std::unique_ptr<CScriptedStream> m_clone;
     std::optional<ULONGLONG> m_reportedSize;
     Seeks m_seeks = Seeks::All;

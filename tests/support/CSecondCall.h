@@ -1,6 +1,6 @@
 // Whether two calls keep out of each other's way: one is stopped in the midst, and another is tried meanwhile.
 //
-//   EXPECT_FALSE(EndsBeside([&] { cache.Store(key, 1); }, [&] { (void)cache.Find(key); }));
+//   EXPECT_FALSE(EndsBeside([&] { cache.Store(key, 1); }, [&] { static_cast<void>(cache.Find(key)); }));
 //
 // Nothing is decided by the clock: the second call gets many turns of the processor, and what has not ended by then is
 // taken to wait. It then goes on by itself as soon as it may.

@@ -60,11 +60,11 @@ public:
         if (kind == L".huge")
             m_stream.ReportSize(0x4000000000000000u);
         if (kind == L".hiccup")
-            m_stream.On(CScriptedStream::kRead, 1, {.result = STG_E_READFAULT, .bytes = 1000});
+            m_stream.On(CScriptedStream::ReadCall, 1, {.result = STG_E_READFAULT, .bytes = 1000});
         if (kind == L".broken" || kind == L".unreadable")
             m_stream.BreakAt(kind == L".broken" ? 1 : 0);
         for (int read = 8; kind == L".stuck" && read < 1000; ++read)
-            m_stream.On(CScriptedStream::kRead, read, {.result = STG_E_READFAULT, .holds = read > 9});
+            m_stream.On(CScriptedStream::ReadCall, read, {.result = STG_E_READFAULT, .holds = read > 9});
         if (kind == L".felled")
             m_stream.OnEachRead([this](ULONG) { FellGraphAtTheNinthRead(); });
         ComPtr<ITavelIStreamFileSource> source;

@@ -65,7 +65,7 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWordsAndIsAskedForOnce) {
             ExpectRun(run, 1, {words, "HTTP status " + std::to_string(status)});
         EXPECT_EQ(requests += 2, server.Requests().size());
     }
-    server.Serve("/garbage", {.script = [](auto&) { return CHttpServer::Misbehaviour{Fault::kGarbage, -1}; }});
+    server.Serve("/garbage", {.script = [](auto&) { return CHttpServer::Misbehaviour{Fault::Garbage, -1}; }});
     server.Serve("/circle", {.status = 302, .headers = "Location: /circle\r\n"});
     const std::wstring closed = CHttpServer().Url(L"/a");  // the server is gone by now
     const std::pair<std::wstring, const char*> urls[] = {{L"http://name.invalid/", "not resolved"},
@@ -83,7 +83,7 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWordsAndIsAskedForOnce) {
 
 TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
     server.Serve("/a", {.bytes = contents, .script = [](auto&) {
-                            return CHttpServer::Misbehaviour{Fault::kStall, -1};
+                            return CHttpServer::Misbehaviour{Fault::Stall, -1};
                         }});
     CPipe err;
     std::string text;
@@ -107,7 +107,7 @@ TEST_F(Url, ThatBreaksOffHasAReasonAndIsNoEndOfTheData) {
         server.Serve("/a", {.bytes = contents, .script = [&, end, answers = 0](auto&) mutable {
                                 if (answers++ > 0)
                                     server.Serve("/a", {.status = 410});
-                                return CHttpServer::Misbehaviour{Fault::kClose, end};
+                                return CHttpServer::Misbehaviour{Fault::Close, end};
                             }});
     };
     serveUpTo(0);
@@ -161,8 +161,8 @@ TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
     for (auto& command : commands) {
         CHttpServer stalling;
         stalling.Serve("/a", {.bytes = LongSound(), .script = [answers = command.size() > 1 ? 0 : 1](auto&) mutable {
-                                  return answers++ == 0 ? CHttpServer::Misbehaviour{Fault::kClose, 140'000}
-                                                        : CHttpServer::Misbehaviour{Fault::kStall, -1};
+                                  return answers++ == 0 ? CHttpServer::Misbehaviour{Fault::Close, 140'000}
+                                                        : CHttpServer::Misbehaviour{Fault::Stall, -1};
                               }});
         command.insert(command.end(), {L"--dll", BuiltFile(L"TvFileSourceAsync.dll"), stalling.Url(L"/a")});
         size_t requests = 0;
@@ -179,7 +179,7 @@ TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
 
 TEST_F(Url, BehindAFileStandsWithItsCountBelowTheLinesOnATerminal) {
     server.Serve("/a", {.bytes = BytesOf(MediaFile(L"tone.wav")), .script = [](auto&) {
-                            return CHttpServer::Misbehaviour{Fault::kStall, -1};
+                            return CHttpServer::Misbehaviour{Fault::Stall, -1};
                         }});
     folder.Write("x", L"x");
     const COwnConsole console;

@@ -35,7 +35,7 @@ TEST_F(CBufferedStreamTest, RefusesWhatItCannotWrapAndStartsWhereTheSourceStands
     Make(4, 10);
     EXPECT_EQ(At(S_OK, 10), Seek(0, STREAM_SEEK_CUR));
     EXPECT_EQ(Got(S_OK, "ab"), Read(2));
-    source.On(kSeek, 1, {.throws = true});  // it can't tell
+    source.On(SeekCall, 1, {.throws = true});  // it can't tell
     Make(4);
     EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_CUR));
 }
@@ -45,7 +45,7 @@ TEST_F(CBufferedStreamTest, AsksForTheWholeBufferOnceAndServesFromItHoweverSmall
     ASSERT_EQ(S_OK, TKFCreateBufferedStream(&source, &stream));
     for (int i = 0; i < 0x20000 / 2048; ++i)
         EXPECT_EQ(Got(S_OK, std::string(2048, 'x')), Read(2048));
-    EXPECT_EQ(1, source.Calls(kRead));
+    EXPECT_EQ(1, source.Calls(ReadCall));
     EXPECT_EQ(0x20000u, source.LastReadSize());
     Make(1);
     EXPECT_TRUE(Got(S_OK, std::string(16 << 20, 'x')) == Read(16 << 20)) << "the stack doesn't grow with it";
@@ -65,9 +65,9 @@ TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {
     EXPECT_EQ("0123456789abcdef", std::string(target, 16));
     EXPECT_EQ(Got(S_FALSE, ""), Read(1));
     EXPECT_EQ(Got(S_OK, ""), Read(0));
-    const int seeks = source.Calls(kSeek);
+    const int seeks = source.Calls(SeekCall);
     EXPECT_EQ(At(S_OK, 16), Seek(16, STREAM_SEEK_SET)) << "where it stands, with nothing buffered";
-    EXPECT_EQ(seeks, source.Calls(kSeek));
+    EXPECT_EQ(seeks, source.Calls(SeekCall));
     EXPECT_EQ(S_OK, stream->Seek(By(3), STREAM_SEEK_SET, nullptr));
 }
 
@@ -91,12 +91,12 @@ TEST_F(CBufferedStreamTest, MixesOfBytesAndFailuresReadAsDescribed) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         Make(4);
-        const int before = source.Calls(kRead);
-        source.On(kRead, row.nth, row.step);
+        const int before = source.Calls(ReadCall);
+        source.On(ReadCall, row.nth, row.step);
         EXPECT_EQ(row.first, Read(10));
         EXPECT_EQ(At(S_OK, row.first.second.size()), Seek(0, STREAM_SEEK_CUR));
         EXPECT_EQ(row.second, Read(10));
-        EXPECT_EQ(row.sourceReads, source.Calls(kRead) - before);
+        EXPECT_EQ(row.sourceReads, source.Calls(ReadCall) - before);
         source.ForgetSteps();
     }
 }
@@ -123,11 +123,11 @@ TEST_F(CBufferedStreamTest, SeeksInsideTheBufferWithoutTheSource) {
         SCOPED_TRACE(row.what);
         Make(4);
         Read(6);
-        const int seeks = source.Calls(kSeek), reads = source.Calls(kRead);
+        const int seeks = source.Calls(SeekCall), reads = source.Calls(ReadCall);
         EXPECT_EQ(row.result, Seek(row.move, row.origin));
         EXPECT_EQ(row.next, Read(1).second);
-        EXPECT_EQ(row.asksSource, source.Calls(kSeek) - seeks);
-        EXPECT_EQ(row.asksSource, source.Calls(kRead) - reads);
+        EXPECT_EQ(row.asksSource, source.Calls(SeekCall) - seeks);
+        EXPECT_EQ(row.asksSource, source.Calls(ReadCall) - reads);
     }
 }
 
@@ -140,7 +140,7 @@ TEST_F(CBufferedStreamTest, ASeekThatFailsLeavesThePositionThatTheSourceReported
             SCOPED_TRACE(::testing::PrintToString(result));
             Make(4);
             Read(2);
-            source.On(kSeek, 0, step);
+            source.On(SeekCall, 0, step);
             EXPECT_EQ(result, Seek(9, origin));
             EXPECT_EQ(At(S_OK, result.second), Seek(0, STREAM_SEEK_CUR));
             EXPECT_EQ(At(S_OK, 12), Seek(12, STREAM_SEEK_SET));  // puts all in order again
@@ -156,17 +156,17 @@ TEST_F(CBufferedStreamTest, StatIsAskedOnceForEachNewFlag) {
     EXPECT_EQ(L"scripted", Name());
     EXPECT_NE(firstName.Get(), name.Get());
     EXPECT_EQ(16u, stat.cbSize.QuadPart);
-    EXPECT_EQ(1, source.Calls(kStat));
-    source.On(kStat, 0, {.result = STG_E_ACCESSDENIED});
+    EXPECT_EQ(1, source.Calls(StatCall));
+    source.On(StatCall, 0, {.result = STG_E_ACCESSDENIED});
     for (const HRESULT expected : {STG_E_ACCESSDENIED, S_OK}) {  // not even a failure is asked for again
         EXPECT_EQ(expected, Stat(STATFLAG_NONAME));
         EXPECT_EQ(0u, stat.cbSize.QuadPart);
         EXPECT_FALSE(name);
     }
-    source.On(kStat, 0, {.nothing = true});
+    source.On(StatCall, 0, {.nothing = true});
     EXPECT_EQ(L"", Name());
     EXPECT_EQ(99u, stat.cbSize.QuadPart);
-    EXPECT_EQ(3, source.Calls(kStat));
+    EXPECT_EQ(3, source.Calls(StatCall));
 }
 
 int g_tables = 0;
@@ -181,7 +181,7 @@ TEST_F(CBufferedStreamTest, ACloneOrACopyGoesOnFromThePositionAndTheBufferedByte
     for (const auto& [step, result] : {std::pair<Step, HRESULT>{{.throws = true}, E_UNEXPECTED},
                                        {{.nothing = true}, E_UNEXPECTED},
                                        {{.result = STG_E_ACCESSDENIED}, STG_E_ACCESSDENIED}}) {
-        source.On(kClone, 0, step);
+        source.On(CloneCall, 0, step);
         EXPECT_EQ(result, FailedClone());
     }
     g_tables = 0;
@@ -194,7 +194,7 @@ TEST_F(CBufferedStreamTest, ACloneOrACopyGoesOnFromThePositionAndTheBufferedByte
     CScriptedStream& clonedSource = *source.LastClone();
     EXPECT_EQ(At(S_OK, 6), Seek(0, STREAM_SEEK_CUR, clone.Get()));
     EXPECT_EQ(Got(S_OK, "67"), Read(2, clone.Get()));
-    EXPECT_EQ(0, clonedSource.Calls(kRead));
+    EXPECT_EQ(0, clonedSource.Calls(ReadCall));
     EXPECT_EQ(Got(S_OK, "89"), Read(2, clone.Get()));
     EXPECT_EQ(4u, clonedSource.LastReadSize());
 

@@ -44,9 +44,9 @@ TEST_F(MemoryStreamTest, CreationCopiesTheDataOrKeepsRoomForIt) {
 }
 
 // Exceptions need some memory, too.
-int refusals = 0;
+int g_refusals = 0;
 void* __cdecl LittleMemory(size_t bytes) {
-    return bytes < 100'000 ? ::calloc(bytes, 1) : (++refusals, nullptr);
+    return bytes < 100'000 ? ::calloc(bytes, 1) : (++g_refusals, nullptr);
 }
 
 TEST_F(MemoryStreamTest, AWriteBeyond32BitsOrOutOfMemoryChangesNothing) {
@@ -56,14 +56,14 @@ TEST_F(MemoryStreamTest, AWriteBeyond32BitsOrOutOfMemoryChangesNothing) {
         SCOPED_TRACE(position);
         const At here = Seek(position, STREAM_SEEK_SET);
         At written;
-        refusals = 0;
+        g_refusals = 0;
         {
             const CImportHook hook("malloc", &LittleMemory);
             written = Write("ab");
         }
         EXPECT_EQ(At(E_OUTOFMEMORY, 0), written);
         const bool isPlace = position == 100'000 || (position == 0xFFFFFFFD && sizeof(void*) == 8);
-        EXPECT_EQ(isPlace, refusals > 0) << "room is asked for below 4 GiB alone";
+        EXPECT_EQ(isPlace, g_refusals > 0) << "room is asked for below 4 GiB alone";
         EXPECT_EQ(here, Seek(0, STREAM_SEEK_CUR));
         EXPECT_EQ(4u, Size());
     }

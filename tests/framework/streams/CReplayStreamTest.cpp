@@ -35,7 +35,7 @@ TEST_F(CReplayStreamTest, WhatASourceThatDoesNotComeBackHasGivenIsGivenOnceMore)
                                          {Seeks::Onwards, STG_E_INVALIDFUNCTION},
                                          {Seeks::Claimed, STG_E_SEEKERROR}}) {
         Make(seeks);
-        source.On(kRead, 0, {.claim = 0xFFFFFFFF});
+        source.On(ReadCall, 0, {.claim = 0xFFFFFFFF});
         EXPECT_EQ(Got(S_OK, "2345"), Read(4));
         for (const LONGLONG nowhere : {9, 1}) {
             EXPECT_EQ(At(S_OK, 3), Seek(3, STREAM_SEEK_SET));
@@ -43,10 +43,10 @@ TEST_F(CReplayStreamTest, WhatASourceThatDoesNotComeBackHasGivenIsGivenOnceMore)
             EXPECT_EQ(At(failure, 3), Seek(0, STREAM_SEEK_END));
             EXPECT_EQ(Got(S_FALSE, "345"), Read(9)) << "no piece waits for the source";
         }
-        const int seeksBefore = source.Calls(kSeek);
+        const int seeksBefore = source.Calls(SeekCall);
         EXPECT_EQ(At(S_OK, 6), Seek(6, STREAM_SEEK_SET));
         EXPECT_EQ(At(S_OK, 2), Seek(-4, STREAM_SEEK_CUR));
-        EXPECT_EQ(seeksBefore, source.Calls(kSeek)) << "what is kept";
+        EXPECT_EQ(seeksBefore, source.Calls(SeekCall)) << "what is kept";
         Seek(4, STREAM_SEEK_SET);
         ComPtr<IStream> clone;
         ASSERT_EQ(S_OK, stream->Clone(&clone));
@@ -72,21 +72,21 @@ TEST_F(CReplayStreamTest, WhatASourceThatDoesNotComeBackHasGivenIsGivenOnceMore)
 
 TEST_F(CReplayStreamTest, ASourceThatComesBackIsCalledAsItIs) {
     Make(Seeks::All);
-    source.On(kSeek, 0, {.throws = true});
+    source.On(SeekCall, 0, {.throws = true});
     EXPECT_EQ(At(E_UNEXPECTED, 0), Seek(9, STREAM_SEEK_SET)) << "nothing is kept, and the source says nothing";
     EXPECT_EQ(At(S_OK, 2), Seek(2, STREAM_SEEK_SET));
-    const int seeks = source.Calls(kSeek);
-    source.On(kRead, 0, {.result = S_OK, .bytes = 3});
+    const int seeks = source.Calls(SeekCall);
+    source.On(ReadCall, 0, {.result = S_OK, .bytes = 3});
     EXPECT_EQ(Got(S_FALSE, "234"), Read(4));
     EXPECT_EQ(At(S_OK, 3), Seek(3, STREAM_SEEK_SET));
-    source.On(kSeek, 2, {.result = STG_E_SEEKERROR, .claim = 3});
+    source.On(SeekCall, 2, {.result = STG_E_SEEKERROR, .claim = 3});
     EXPECT_EQ(At(STG_E_SEEKERROR, 3), Seek(9, STREAM_SEEK_SET));
-    EXPECT_EQ(seeks + 3, source.Calls(kSeek)) << "there and back, and the one that was asked for";
+    EXPECT_EQ(seeks + 3, source.Calls(SeekCall)) << "there and back, and the one that was asked for";
     EXPECT_EQ(Got(S_OK, "345678"), Read(6)) << "nothing is kept any more";
     EXPECT_EQ(At(S_OK, 14), Seek(-2, STREAM_SEEK_END));
     EXPECT_EQ(At(STG_E_INVALIDFUNCTION, 0), Seek(1, 3)) << "the source knows its origins";
     EXPECT_EQ(At(S_OK, 14), Seek(0, STREAM_SEEK_CUR));
-    EXPECT_EQ(seeks + 6, source.Calls(kSeek));
+    EXPECT_EQ(seeks + 6, source.Calls(SeekCall));
 
     Make(Seeks::All);
     Read(4);
@@ -95,9 +95,9 @@ TEST_F(CReplayStreamTest, ASourceThatComesBackIsCalledAsItIs) {
     EXPECT_EQ(Got(S_OK, "345678"), Read(6)) << "it has been moved to where the reader stands";
     Make(Seeks::All);
     Read(4);
-    const int before = source.Calls(kSeek);
+    const int before = source.Calls(SeekCall);
     replay->EndKeeping();
-    EXPECT_EQ(before, source.Calls(kSeek)) << "where it stands already";
+    EXPECT_EQ(before, source.Calls(SeekCall)) << "where it stands already";
     EXPECT_EQ(Got(S_OK, "67"), Read(2));
 }
 
@@ -121,7 +121,7 @@ TEST_F(CReplayStreamTest, ReadsNoMoreThanItKeepsOfASourceThatDoesNotComeBack) {
     EXPECT_EQ(At(S_OK, 2), Seek(2, STREAM_SEEK_SET)) << "by the source, which has shown that it comes back";
     Make(Seeks::All);
     Read(9);
-    source.On(kSeek, 1, {.result = STG_E_SEEKERROR});
+    source.On(SeekCall, 1, {.result = STG_E_SEEKERROR});
     EXPECT_EQ(Got(STG_E_SEEKERROR, ""), Read(kMost)) << "it has gone back, and not come again";
     EXPECT_EQ(Got(S_OK, contents.substr(2, 9)), Read(9));
 }
@@ -129,14 +129,14 @@ TEST_F(CReplayStreamTest, ReadsNoMoreThanItKeepsOfASourceThatDoesNotComeBack) {
 TEST_F(CReplayStreamTest, FailuresOfTheSourceAreItsOwn) {
     Make(Seeks::None);
     ExpectRefusals(E_POINTER);
-    source.On(kStat, 0, {.result = STG_E_ACCESSDENIED});
+    source.On(StatCall, 0, {.result = STG_E_ACCESSDENIED});
     EXPECT_EQ(STG_E_ACCESSDENIED, Stat(STATFLAG_NONAME));
     EXPECT_EQ(L"scripted", Name());
-    source.On(kClone, 0, {.nothing = true});
+    source.On(CloneCall, 0, {.nothing = true});
     EXPECT_EQ(E_UNEXPECTED, FailedClone());
-    source.On(kClone, 0, {.result = STG_E_ACCESSDENIED});
+    source.On(CloneCall, 0, {.result = STG_E_ACCESSDENIED});
     EXPECT_EQ(STG_E_ACCESSDENIED, FailedClone());
-    source.On(kRead, 0, {.result = STG_E_READFAULT, .bytes = 2});
+    source.On(ReadCall, 0, {.result = STG_E_READFAULT, .bytes = 2});
     EXPECT_EQ(Got(STG_E_READFAULT, "23"), Read(4));
     EXPECT_EQ(At(S_OK, 2), Seek(2, STREAM_SEEK_SET));
     EXPECT_EQ(Got(S_OK, "23"), Read(2)) << "what comes with a failure is kept";

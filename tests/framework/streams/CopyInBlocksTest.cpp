@@ -46,7 +46,7 @@ TEST_F(CopyInBlocksTest, CopiesAsDescribedWhateverTheTargetDoes) {
         for (const bool inMemory : {false, true}) {
             SCOPED_TRACE(row.what + std::string(inMemory ? " from memory" : ""));
             CScriptedStream source(contents), target;
-            target.On(kWrite, row.nth, row.write);
+            target.On(WriteCall, row.nth, row.write);
             read = written = Bytes(0xDEAD);
             EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_SET));
             EXPECT_EQ(row.result, inMemory ? stream->CopyTo(&target, Bytes(row.cb), &read, &written)
@@ -54,7 +54,7 @@ TEST_F(CopyInBlocksTest, CopiesAsDescribedWhateverTheTargetDoes) {
             const bool silent = inMemory && FAILED(row.result);
             EXPECT_EQ(silent ? 0xDEAD : row.read, read.QuadPart);
             EXPECT_EQ(silent ? 0xDEAD : row.written, written.QuadPart);
-            EXPECT_EQ(inMemory ? row.memoryWrites : row.writes, target.Calls(kWrite));
+            EXPECT_EQ(inMemory ? row.memoryWrites : row.writes, target.Calls(WriteCall));
             EXPECT_TRUE(FAILED(row.result) || target.Contents() == contents.substr(0, static_cast<size_t>(row.read)));
         }
     EXPECT_EQ(E_POINTER, stream->CopyTo(nullptr, Bytes(1), nullptr, nullptr));
@@ -71,18 +71,18 @@ TEST_F(CopyInBlocksTest, EndsWithTheFirstReadThatIsShortAndKeepsWhatCameWithIt) 
     };
     for (const auto& [step, total] : rows) {
         CScriptedStream source(contents), target;
-        source.On(kRead, 1, step);
+        source.On(ReadCall, 1, step);
         EXPECT_EQ(S_OK, framework::CopyInBlocks(source, &target, Bytes(kAll), &read, &written));
         EXPECT_EQ(std::pair(total, total), std::pair(read.QuadPart, written.QuadPart));
         EXPECT_EQ(contents.substr(0, static_cast<size_t>(total)), target.Contents());
-        EXPECT_EQ(2, source.Calls(kRead));
+        EXPECT_EQ(2, source.Calls(ReadCall));
     }
 }
 
 TEST_F(CopyInBlocksTest, FromMemoryNoticesATargetThatChangesTheSource) {
     ASSERT_EQ(S_OK, TKFCreateMemoryStream(contents.data(), kSize, &stream));
     CScriptedStream target;
-    target.On(kWrite, 0, {.holds = true});
+    target.On(WriteCall, 0, {.holds = true});
     std::thread copy([&] { EXPECT_EQ(E_FAIL, stream->CopyTo(&target, Bytes(kSize), nullptr, nullptr)); });
     EXPECT_TRUE(target.WaitUntilHeld());
     EXPECT_EQ(S_OK, stream->SetSize(Bytes(16'384)));

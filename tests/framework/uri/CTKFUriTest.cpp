@@ -6,11 +6,11 @@
 
 namespace {
 
-constexpr auto NONE = TKFURI_HOSTNAME_NONE;
-constexpr auto NAME = TKFURI_HOSTNAME_REGISTERED_NAME;
-constexpr auto IPV4 = TKFURI_HOSTNAME_IPV4;
-constexpr auto IPV6 = TKFURI_HOSTNAME_IPV6;
-constexpr auto UNC = TKFURI_HOSTNAME_UNC_SERVER;
+constexpr auto kNone = TKFURI_HOSTNAME_NONE;
+constexpr auto kName = TKFURI_HOSTNAME_REGISTERED_NAME;
+constexpr auto kIpv4 = TKFURI_HOSTNAME_IPV4;
+constexpr auto kIpv6 = TKFURI_HOSTNAME_IPV6;
+constexpr auto kUnc = TKFURI_HOSTNAME_UNC_SERVER;
 
 [[nodiscard]] std::string Shown(const std::wstring& text) {
     return ::testing::PrintToString(text);
@@ -26,25 +26,25 @@ TEST(CTKFUriTest, HasTheComponentsOfUrisAndPaths) {
         std::wstring userInfo = {};
     } table[] = {
         {L"x+y.z-1://u%40!$&'()*+,;=:p:~w@h-._~!$&'()*+,;=%2F:8042//a//b%2F:@!$&'()*+,;=/?n=/?%41#n?/", L"x+y.z-1",
-         L"h-._~!$&'()*+,;=%2F", NAME, L"//a//b%2F:@!$&'()*+,;=/", L"n=/?%41", L"n?/", 8042u, L"u%40!$&'()*+,;=:p:~w"},
-        {L"ldap://[2001:db8::7]/c=GB?one?", L"ldap", L"2001:db8::7", IPV6, L"/c=GB", L"one?"},
-        {L"http://u@[v7F.fe::~]:1", L"http", L"[v7F.fe::~]", NAME, L"", L"", L"", 1u, L"u"},
-        {L"mailto:John.Doe@example.com", L"mailto", L"", NONE, L"John.Doe@example.com"},
-        {L"a1+.-:,a%20b?c#d", L"a1+.-", L"", NONE, L",a%20b", L"c", L"d"},
-        {L"HTTP://@Example.ORG:", L"http", L"Example.ORG", NAME, L""},
-        {L"http://h#f?not-a-query#more", L"http", L"h", NAME, L"", L"", L"f?not-a-query#more"},
-        {L"http:///p", L"http", L"", NONE, L"/p"},
-        {L"http://a:b@1.2.3.4:00065535?q", L"http", L"1.2.3.4", IPV4, L"", L"q", L"", 65535u, L"a:b"},
-        {L"http://1.2.3.4.5/", L"http", L"1.2.3.4.5", NAME, L"/"},
-        {L"http://b\u00fccher.example/a b|\"c\"", L"http", L"b\u00fccher.example", NAME, L"/a b|\"c\""},
+         L"h-._~!$&'()*+,;=%2F", kName, L"//a//b%2F:@!$&'()*+,;=/", L"n=/?%41", L"n?/", 8042u, L"u%40!$&'()*+,;=:p:~w"},
+        {L"ldap://[2001:db8::7]/c=GB?one?", L"ldap", L"2001:db8::7", kIpv6, L"/c=GB", L"one?"},
+        {L"http://u@[v7F.fe::~]:1", L"http", L"[v7F.fe::~]", kName, L"", L"", L"", 1u, L"u"},
+        {L"mailto:John.Doe@example.com", L"mailto", L"", kNone, L"John.Doe@example.com"},
+        {L"a1+.-:,a%20b?c#d", L"a1+.-", L"", kNone, L",a%20b", L"c", L"d"},
+        {L"HTTP://@Example.ORG:", L"http", L"Example.ORG", kName, L""},
+        {L"http://h#f?not-a-query#more", L"http", L"h", kName, L"", L"", L"f?not-a-query#more"},
+        {L"http:///p", L"http", L"", kNone, L"/p"},
+        {L"http://a:b@1.2.3.4:00065535?q", L"http", L"1.2.3.4", kIpv4, L"", L"q", L"", 65535u, L"a:b"},
+        {L"http://1.2.3.4.5/", L"http", L"1.2.3.4.5", kName, L"/"},
+        {L"http://b\u00fccher.example/a b|\"c\"", L"http", L"b\u00fccher.example", kName, L"/a b|\"c\""},
         // RFC 8089 with its appendices; then paths
-        {L"file:/path/to/file", L"file", L"", NONE, L"/path/to/file"},
-        {L"file://///host.example.com/path", L"file", L"host.example.com", UNC, L"/path"},
-        {L"file://localhost/c%20d?q#f", L"file", L"localhost", NAME, L"/c%20d", L"q", L"f"},
-        {LR"(C:\a?b#c%20)", L"file", L"", NONE, LR"(C:\a?b#c%20)"},
-        {LR"(\\server\share\a#b)", L"file", L"server", UNC, LR"(\share\a#b)"},
-        {LR"(\\?\UNC\server\share)", L"file", L"server", UNC, LR"(\share)"},
-        {LR"(\\?\C:\x)", L"file", L"", NONE, LR"(C:\x)"},
+        {L"file:/path/to/file", L"file", L"", kNone, L"/path/to/file"},
+        {L"file://///host.example.com/path", L"file", L"host.example.com", kUnc, L"/path"},
+        {L"file://localhost/c%20d?q#f", L"file", L"localhost", kName, L"/c%20d", L"q", L"f"},
+        {LR"(C:\a?b#c%20)", L"file", L"", kNone, LR"(C:\a?b#c%20)"},
+        {LR"(\\server\share\a#b)", L"file", L"server", kUnc, LR"(\share\a#b)"},
+        {LR"(\\?\kUnc\server\share)", L"file", L"server", kUnc, LR"(\share)"},
+        {LR"(\\?\C:\x)", L"file", L"", kNone, LR"(C:\x)"},
     };
     for (const auto& row : table) {
         SCOPED_TRACE(Shown(row.text));
@@ -72,7 +72,7 @@ TEST(CTKFUriTest, TakesIpv6AddressesInEveryForm) {
         const auto uri = CTKFUri::Parse((L"http://[" + address + L"]:1/").c_str());
         ASSERT_TRUE(uri) << Shown(address);
         EXPECT_EQ(address, uri->GetHost());
-        EXPECT_EQ(IPV6, uri->GetHostType());
+        EXPECT_EQ(kIpv6, uri->GetHostType());
     }
 }
 
@@ -80,8 +80,8 @@ TEST(CTKFUriTest, MalformedAuthoritiesDevicesAndServerPathsWithoutServerAreNoNam
     std::vector<std::wstring> names = {L"file://h:65536/x", L"file:////ser:ver/x", L"file:///C:/line\nfeed"};
     for (const wchar_t* path :
          {L"", LR"(\\)", L"//", LR"(\\\server)", LR"(\\.)", LR"(\\.\C:\x)", LR"(\\.\pipe\x)", LR"(\\?)", LR"(\\?\)",
-          LR"(\\?\C:)", LR"(\\?\pipe\x)", LR"(\\?\GLOBALROOT\Device\x)", LR"(\\?\Volume{26a21bda})", LR"(\\?\UNC\)",
-          LR"(\\?\UNC\.\pipe)", LR"(\??\C:\x)", L"//C:/x", LR"(\\ser:ver\x)"})
+          LR"(\\?\C:)", LR"(\\?\pipe\x)", LR"(\\?\GLOBALROOT\Device\x)", LR"(\\?\Volume{26a21bda})", LR"(\\?\kUnc\)",
+          LR"(\\?\kUnc\.\pipe)", LR"(\??\C:\x)", L"//C:/x", LR"(\\ser:ver\x)"})
         names.push_back(path);
     for (const wchar_t* rest :
          {L"h:65536/", L"h:99999999999999999999/", L"h:-1/", L"h:80x/", L"h:80:80/", L"a b/", L"h\\p", L"a<b>/",
@@ -133,7 +133,7 @@ TEST(CTKFUriTest, NamesOfOneFileLeadToItsPathAndUrlAndEqualityLooksThroughTheWay
           LR"(file:\\server\s\f)", L"file://u:p@server/%73/f"}},
         {LR"(\\server\S\a#b?c)", {L"file://server/S/a%23b%3Fc"}},
         {LR"(\\server)", {L"file://server", L"file:////server"}},
-        {LR"(\\?\UNC\server\s\f)", {L"file://%3F/UNC/server/s/f", L"file://%3f/unc/Server/s/f"}},
+        {LR"(\\?\kUnc\server\s\f)", {L"file://%3F/kUnc/server/s/f", L"file://%3f/unc/Server/s/f"}},
         {LR"(\\server\A%2f)", {L"file://server/A%252f", LR"(file:\\server\%41%2f)"}},
         {LR"(\\192.0.2.1\C:\\x)", {L"file://192.0.2.1/C://x"}},
         {LR"(\\C\C|\x)", {L"file://C/C%7C/x"}},
@@ -162,7 +162,7 @@ TEST(CTKFUriTest, NamesOfOneFileLeadToItsPathAndUrlAndEqualityLooksThroughTheWay
     for (const wchar_t* url : {L"file:", L"file://", L"file://localhost", L"file://[::1]/C:/x", L"file://server:80/x",
                                L"file://localhost:80/C:/x", L"file://localhost//server/share", L"file:////./pipe/x",
                                L"file:///%3F%3F/pipe/x", L"file://?/C:/x", L"file://%3F/pipe/x", L"file://%3F/C:x",
-                               L"file://%3F/UNC/./pipe", L"file://a%3Ab/x"})
+                               L"file://%3F/kUnc/./pipe", L"file://a%3Ab/x"})
         rows.push_back({L"", {url}});
     for (const wchar_t delimiter : std::wstring(L":/?#[]@!$&'()*+,;=%")) {
         rows.push_back({L"", {std::wstring(L"ab:#") + delimiter}});
