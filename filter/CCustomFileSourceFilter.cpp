@@ -22,7 +22,6 @@ namespace {
 
 constexpr wchar_t kFilterName[] = L"Tavel File Source (Async.)";
 constexpr char kCreationThreadName[] = "MTA Create Stream Thread";
-constexpr LONG kReadBufferBytes = 0x20000;
 
 // Others may read and delete the file meanwhile, not write it.
 constexpr DWORD kSourceMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareDelete;
@@ -54,7 +53,7 @@ HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<framework::CReplayStre
             return hr;
         stream = replay.Get();
     }
-    if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered, kReadBufferBytes); FAILED(hr))
+    if (const HRESULT hr = ::TKFCreateBufferedStream(stream, &buffered); FAILED(hr))
         return hr;
     static_cast<void>(buffered->Seek({}, STREAM_SEEK_SET, nullptr));
     return S_OK;

@@ -1,5 +1,6 @@
 #include "tvsource/CHostError.h"
 
+#include "TKDataServices.h"
 #include "base/FormatText.h"
 
 #include <objbase.h>
@@ -15,19 +16,17 @@ namespace tvsource {
 
 namespace {
 
-// Results whose meaning the system doesn't know, or says too vaguely or with gaps for words. Those of HTTP are
-// 0x80190000 and the status.
-constexpr ULONG kHttpBase = 0x80190000;
+// Results whose meaning the system doesn't know, or says too vaguely or with gaps for words.
 constexpr struct {
     ULONG result;
     const wchar_t* words;
 } kOurWords[] = {
-    {kHttpBase | HTTP_STATUS_DENIED, L"needs credentials"},
-    {kHttpBase | HTTP_STATUS_FORBIDDEN, L"forbidden"},
-    {kHttpBase | HTTP_STATUS_NOT_FOUND, L"not found"},
-    {kHttpBase | HTTP_STATUS_PROXY_AUTH_REQ, L"the proxy needs credentials"},
-    {kHttpBase | HTTP_STATUS_GONE, L"gone"},
-    {kHttpBase | 429, L"too many requests"},
+    {TKDS_HTTP_STATUS_BASE | HTTP_STATUS_DENIED, L"needs credentials"},
+    {TKDS_HTTP_STATUS_BASE | HTTP_STATUS_FORBIDDEN, L"forbidden"},
+    {TKDS_HTTP_STATUS_BASE | HTTP_STATUS_NOT_FOUND, L"not found"},
+    {TKDS_HTTP_STATUS_BASE | HTTP_STATUS_PROXY_AUTH_REQ, L"the proxy needs credentials"},
+    {TKDS_HTTP_STATUS_BASE | HTTP_STATUS_GONE, L"gone"},
+    {TKDS_HTTP_STATUS_BASE | 429, L"too many requests"},
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED)), L"name of the server not resolved"},
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_CANNOT_CONNECT)), L"connection refused"},
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_TIMEOUT)), L"timed out"},
@@ -56,7 +55,7 @@ std::wstring OurWords(HRESULT result) {
     const auto* const found =
         std::find_if(std::begin(kOurWords), std::end(kOurWords), [&](auto& row) { return row.result == code; });
     std::wstring words = found != std::end(kOurWords) ? found->words : L"";
-    if ((code & 0xFFFF0000) != kHttpBase)
+    if ((code & 0xFFFF0000) != TKDS_HTTP_STATUS_BASE)
         return words;
     const ULONG status = code & 0xFFFF;
     if (status >= 500 && status < 600)

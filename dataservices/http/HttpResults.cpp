@@ -43,7 +43,7 @@ bool MayPass(HRESULT hr) noexcept {
         case kHttpInvalidResponse:
             return true;
         default: {
-            const bool isStatus = (static_cast<ULONG>(hr) & 0xFFFF0000) == kHttpStatusBase;
+            const bool isStatus = (static_cast<ULONG>(hr) & 0xFFFF0000) == TKDS_HTTP_STATUS_BASE;
             const DWORD status = static_cast<ULONG>(hr) & 0xFFFF;
             return isStatus && (status == HTTP_STATUS_REQUEST_TIMEOUT || status == 429 || status >= 500);
         }

@@ -8,6 +8,8 @@
 // Threads: any.
 #pragma once
 
+#include "TKDataServices.h"
+
 #include <windows.h>
 
 #include <winhttp.h>
@@ -19,10 +21,9 @@ inline constexpr HRESULT kHttpConnectionError = HRESULT_FROM_WIN32(ERROR_WINHTTP
 inline constexpr HRESULT kHttpRedirectFailed = HRESULT_FROM_WIN32(ERROR_WINHTTP_REDIRECT_FAILED);    // 0x80072F7C
 inline constexpr HRESULT kHttpInvalidResponse =
     HRESULT_FROM_WIN32(ERROR_WINHTTP_INVALID_SERVER_RESPONSE);  // 0x80072F78
-inline constexpr ULONG kHttpStatusBase = 0x80190000;
 
 [[nodiscard]] constexpr HRESULT ResultOfHttpStatus(DWORD status) noexcept {
-    return static_cast<HRESULT>(kHttpStatusBase | (status & 0xFFFF));
+    return static_cast<HRESULT>(TKDS_HTTP_STATUS_BASE | (status & 0xFFFF));
 }
 
 // A network error becomes one of a few: name not resolved, can't connect, timeout, secure failure (every fault of a
