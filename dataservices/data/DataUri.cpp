@@ -31,7 +31,7 @@ constexpr std::wstring_view kBase64 = L";base64";
     for (size_t i = 0; i < utf8.size();) {
         const int escaped = framework::EscapedByteAt<char>(utf8, i);
         bytes += escaped >= 0 ? static_cast<char>(escaped) : utf8[i];
-        i += escaped >= 0 ? framework::URI_ESCAPE_LENGTH : 1;
+        i += escaped >= 0 ? framework::kUriEscapeLength : 1;
     }
     return bytes;
 }

@@ -43,7 +43,7 @@ TEST(CTKFUriTest, HasTheComponentsOfUrisAndPaths) {
         {L"file://localhost/c%20d?q#f", L"file", L"localhost", kName, L"/c%20d", L"q", L"f"},
         {LR"(C:\a?b#c%20)", L"file", L"", kNone, LR"(C:\a?b#c%20)"},
         {LR"(\\server\share\a#b)", L"file", L"server", kUnc, LR"(\share\a#b)"},
-        {LR"(\\?\kUnc\server\share)", L"file", L"server", kUnc, LR"(\share)"},
+        {LR"(\\?\UNC\server\share)", L"file", L"server", kUnc, LR"(\share)"},
         {LR"(\\?\C:\x)", L"file", L"", kNone, LR"(C:\x)"},
     };
     for (const auto& row : table) {
@@ -80,8 +80,8 @@ TEST(CTKFUriTest, MalformedAuthoritiesDevicesAndServerPathsWithoutServerAreNoNam
     std::vector<std::wstring> names = {L"file://h:65536/x", L"file:////ser:ver/x", L"file:///C:/line\nfeed"};
     for (const wchar_t* path :
          {L"", LR"(\\)", L"//", LR"(\\\server)", LR"(\\.)", LR"(\\.\C:\x)", LR"(\\.\pipe\x)", LR"(\\?)", LR"(\\?\)",
-          LR"(\\?\C:)", LR"(\\?\pipe\x)", LR"(\\?\GLOBALROOT\Device\x)", LR"(\\?\Volume{26a21bda})", LR"(\\?\kUnc\)",
-          LR"(\\?\kUnc\.\pipe)", LR"(\??\C:\x)", L"//C:/x", LR"(\\ser:ver\x)"})
+          LR"(\\?\C:)", LR"(\\?\pipe\x)", LR"(\\?\GLOBALROOT\Device\x)", LR"(\\?\Volume{26a21bda})", LR"(\\?\UNC\)",
+          LR"(\\?\UNC\.\pipe)", LR"(\??\C:\x)", L"//C:/x", LR"(\\ser:ver\x)"})
         names.push_back(path);
     for (const wchar_t* rest :
          {L"h:65536/", L"h:99999999999999999999/", L"h:-1/", L"h:80x/", L"h:80:80/", L"a b/", L"h\\p", L"a<b>/",
@@ -133,7 +133,7 @@ TEST(CTKFUriTest, NamesOfOneFileLeadToItsPathAndUrlAndEqualityLooksThroughTheWay
           LR"(file:\\server\s\f)", L"file://u:p@server/%73/f"}},
         {LR"(\\server\S\a#b?c)", {L"file://server/S/a%23b%3Fc"}},
         {LR"(\\server)", {L"file://server", L"file:////server"}},
-        {LR"(\\?\kUnc\server\s\f)", {L"file://%3F/kUnc/server/s/f", L"file://%3f/unc/Server/s/f"}},
+        {LR"(\\?\UNC\server\s\f)", {L"file://%3F/UNC/server/s/f", L"file://%3f/unc/Server/s/f"}},
         {LR"(\\server\A%2f)", {L"file://server/A%252f", LR"(file:\\server\%41%2f)"}},
         {LR"(\\192.0.2.1\C:\\x)", {L"file://192.0.2.1/C://x"}},
         {LR"(\\C\C|\x)", {L"file://C/C%7C/x"}},
@@ -162,7 +162,7 @@ TEST(CTKFUriTest, NamesOfOneFileLeadToItsPathAndUrlAndEqualityLooksThroughTheWay
     for (const wchar_t* url : {L"file:", L"file://", L"file://localhost", L"file://[::1]/C:/x", L"file://server:80/x",
                                L"file://localhost:80/C:/x", L"file://localhost//server/share", L"file:////./pipe/x",
                                L"file:///%3F%3F/pipe/x", L"file://?/C:/x", L"file://%3F/pipe/x", L"file://%3F/C:x",
-                               L"file://%3F/kUnc/./pipe", L"file://a%3Ab/x"})
+                               L"file://%3F/UNC/./pipe", L"file://a%3Ab/x"})
         rows.push_back({L"", {url}});
     for (const wchar_t delimiter : std::wstring(L":/?#[]@!$&'()*+,;=%")) {
         rows.push_back({L"", {std::wstring(L"ab:#") + delimiter}});
