@@ -142,7 +142,7 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
     });
 }
 
-// Fails when there is no stream.
+// Has the creation thread open `name`. Fails when there is no stream.
 HRESULT CCustomFileSourceFilter::OpenName(framework::CParsedName name, IStream** stream) noexcept {
     Result result;
     if (const HRESULT hr = m_Opener.Open(std::move(name), &result); FAILED(hr))

@@ -1,13 +1,14 @@
 // Opens names on a thread of its own, in the multithreaded apartment, and hands each stream over to whoever asked for
-// it. An opened stream so belongs to no caller's apartment.
+// it. So an opened stream belongs to no caller's apartment.
 //
 //   CAutoLock loadLock(&opener.LoadLock());
 //   if (const HRESULT hr = opener.Open(std::move(name), &result); FAILED(hr)) return hr;
 //   return opener.Take(&stream);
 //
-// Threads: Start and Stop are for the owner; the rest for any thread, which holds the load lock from before Open until
-// it needs nothing more of the load.  Lifetime: once started, it is stopped before it goes. Log: the records name the
-// filter's functions, Load and CreateStreamThread. Readers of the log look for these names.
+// Its records name the filter's functions, Load and CreateStreamThread: readers of the log look for these names.
+//
+// Threads: Start and Stop are for the owner. Any thread may load; it holds the load lock from before Open until its
+// load is over.  Lifetime: the owner stops it before it goes.
 #pragma once
 
 #include "base/CAutoDestructor.h"

@@ -66,7 +66,7 @@ struct Range {
 std::wstring NameForLog(const CParsedName& name) {
     std::wstring text = name.Text();
     if (const auto found = Credentials(name))
-        text.replace(found->begin, found->end - found->begin, L"***");
+        text.replace(found->begin, found->end - found->begin, kHiddenCredentials);
     return text;
 }
 
