@@ -9,27 +9,27 @@
 
 namespace dataservices {
 
-HRESULT OpenLocationAs(const Location& location, const std::wstring& accessorId, VARIANT* accessor) {
-    const bool isFolder = location.kind == Location::Kind::Folder;
-    if (accessorId == TKDS_ACCESSOR_CREATESTREAM && !isFolder)
-        return GiveNew<CStreamCreator>(accessor, location);
-    if (accessorId == TKDS_ACCESSOR_DIRECTORY && isFolder)
-        return GiveNew<CFolder>(accessor, location.text);
+HRESULT OpenPlaceAs(const Place& place, const std::wstring& accessorId, VARIANT* accessor) {
+    const auto* const folder = std::get_if<FolderPlace>(&place);
+    if (accessorId == TKDS_ACCESSOR_CREATESTREAM && !folder)
+        return GiveNew<CStreamCreator>(accessor, place);
+    if (accessorId == TKDS_ACCESSOR_DIRECTORY && folder)
+        return GiveNew<CFolder>(accessor, folder->path.literal);
     if (accessorId == TKDS_ACCESSOR_SOURCEINFO)
-        return GiveNew<CSourceInfo>(accessor, UriOf(location));
+        return GiveNew<CSourceInfo>(accessor, UriOf(place));
     if (accessorId == TKDS_ACCESSOR_GETPARENTINFOFORURI)
-        return GiveNew<CParentInfo>(accessor, location);
+        return GiveNew<CParentInfo>(accessor, place);
     if (accessorId == TKDS_ACCESSOR_GETOBJECTMETADATA)
-        return GiveNew<CObjectMetaData>(accessor, location);
+        return GiveNew<CObjectMetaData>(accessor, place);
     return E_NOINTERFACE;
 }
 
 HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor) {
     // Nothing at all is a name only where a folder is meant.
     const bool isCurrentFolder = name.empty() && accessorId == TKDS_ACCESSOR_DIRECTORY;
-    Location location;
-    const HRESULT hr = FindLocation(isCurrentFolder ? L".\\" : name, &location);
-    return FAILED(hr) ? hr : OpenLocationAs(location, accessorId, accessor);
+    Place place;
+    const HRESULT hr = FindPlace(isCurrentFolder ? L".\\" : name, &place);
+    return FAILED(hr) ? hr : OpenPlaceAs(place, accessorId, accessor);
 }
 
 }  // namespace dataservices

@@ -6,15 +6,15 @@
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
 
-#include "dataservices/Location.h"
+#include "dataservices/Place.h"
 
 #include <oaidl.h>
 
 namespace dataservices {
 
-[[nodiscard]] HRESULT OpenLocationAs(const Location& location, const std::wstring& accessorId, VARIANT* accessor);
+[[nodiscard]] HRESULT OpenPlaceAs(const Place& place, const std::wstring& accessorId, VARIANT* accessor);
 
-// `name` as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindLocation, too.
+// `name` as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindPlace, too.
 [[nodiscard]] HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor);
 
 }  // namespace dataservices

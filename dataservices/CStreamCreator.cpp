@@ -13,7 +13,7 @@ constexpr unsigned long kAllShares = TKDS_SHARE_READ | TKDS_SHARE_WRITE;
 }  // namespace
 
 HRESULT CStreamCreator::QueryInterface(REFIID iid, void** object) noexcept {
-    if (object && iid == __uuidof(ITKDSCreateWritableStream) && m_location.kind != Location::Kind::File) {
+    if (object && iid == __uuidof(ITKDSCreateWritableStream) && !std::holds_alternative<FilePlace>(m_place)) {
         *object = nullptr;
         return E_NOINTERFACE;
     }
@@ -38,7 +38,7 @@ HRESULT CStreamCreator::CreateWritableStream(unsigned long access, unsigned long
 
 HRESULT CStreamCreator::Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept {
     return ComMethod(stream, [&]() -> HRESULT {
-        return isValid && (share & ~kAllShares) == 0 ? OpenStream(m_location, access, share, stream) : E_INVALIDARG;
+        return isValid && (share & ~kAllShares) == 0 ? OpenStream(m_place, access, share, stream) : E_INVALIDARG;
     });
 }
 

@@ -5,7 +5,7 @@
 
 #include "TKDataServices.h"
 #include "dataservices/CTwoInterfaceObject.h"
-#include "dataservices/Location.h"
+#include "dataservices/Place.h"
 
 #include <utility>
 
@@ -13,7 +13,7 @@ namespace dataservices {
 
 class CStreamCreator final : public CTwoInterfaceObject<ITKDSCreateStream, ITKDSCreateWritableStream> {
 public:
-    explicit CStreamCreator(Location location) noexcept : m_location(std::move(location)) {}
+    explicit CStreamCreator(Place place) noexcept : m_place(std::move(place)) {}
 
     // IUnknown
     STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override;
@@ -30,7 +30,7 @@ public:
 private:
     [[nodiscard]] HRESULT Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept;
 
-    const Location m_location;
+    const Place m_place;
 };
 
 }  // namespace dataservices

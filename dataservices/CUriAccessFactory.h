@@ -12,7 +12,7 @@ namespace dataservices {
 class CUriAccessFactory final : public framework::CComObjectBase<ITKDSUriAccessFactory> {
 public:
     // ITKDSUriAccessFactory
-    // Results: those of FindLocation and OpenLocationAs.
+    // Results: those of FindPlace and OpenPlaceAs.
     STDMETHODIMP OpenUriAs(BSTR uri, BSTR accessorId, VARIANT* accessor) noexcept override;
 };
 

@@ -1,4 +1,4 @@
-// Paths as this layer keeps them: full and literal, with the prefix \\?\, behind which each character means itself.
+// Paths as this layer opens them: full and literal, with the prefix \\?\, behind which each character means itself.
 // Names that the platform otherwise changes or takes for devices ("a. ", "NUL"), and long ones, are reached as they
 // are.
 //
@@ -11,6 +11,12 @@
 #include <string_view>
 
 namespace dataservices {
+
+// Both forms of one path. The file is opened by the one and named by the other.
+struct FilePath {
+    std::wstring literal;   // to be opened
+    std::wstring readable;  // to be shown: see ReadablePath
+};
 
 // From a path as people write it, relative ones included. A backslash at its end goes, except behind a root.
 // E_INVALIDARG: it names a device.

@@ -3,7 +3,7 @@
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
 
-#include "dataservices/Location.h"
+#include "dataservices/Place.h"
 
 #include <objidl.h>
 
@@ -15,6 +15,6 @@ namespace dataservices {
 // E_ACCESSDENIED: a file can't be opened so, or others have it open in a way that excludes it.  kNotFound: it is gone.
 // E_NOINTERFACE: a folder has no content.  STG_E_ACCESSDENIED: what is no file can't be written.
 // Otherwise as CreateHttpStream and CreateDataUriStream.
-[[nodiscard]] HRESULT OpenStream(const Location& location, unsigned long access, unsigned long share, IStream** stream);
+[[nodiscard]] HRESULT OpenStream(const Place& place, unsigned long access, unsigned long share, IStream** stream);
 
 }  // namespace dataservices

@@ -21,12 +21,6 @@ using Microsoft::WRL::ComPtr;
 namespace {
 
 constexpr wchar_t kFilterName[] = L"Tavel File Source (Async.)";
-constexpr char kCreationThreadName[] = "MTA Create Stream Thread";
-
-// Others may read and delete the file meanwhile, not write it.
-constexpr DWORD kSourceMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareDelete;
-
-constexpr wchar_t kThreadFunction[] = L"CCustomFileSourceFilter::CreateStreamThread";
 
 // All else is zero, also the two fields that a type as the base classes make it has set for samples of one byte.
 CMediaType StreamType(const GUID& subtype) {
@@ -59,17 +53,6 @@ HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<framework::CReplayStre
     return S_OK;
 }
 
-class CSetEventAtExit final {
-public:
-    explicit CSetEventAtExit(HANDLE event) noexcept : m_event(event) {}
-    CSetEventAtExit(const CSetEventAtExit&) = delete;
-    CSetEventAtExit& operator=(const CSetEventAtExit&) = delete;
-    ~CSetEventAtExit() { ::SetEvent(m_event); }
-
-private:
-    HANDLE m_event;
-};
-
 }  // namespace
 
 CUnknown* CALLBACK CCustomFileSourceFilter::CreateInstance(LPUNKNOWN outer, HRESULT* phr) noexcept {
@@ -85,24 +68,15 @@ CUnknown* CALLBACK CCustomFileSourceFilter::CreateInstance(LPUNKNOWN outer, HRES
 
 CCustomFileSourceFilter::CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr)
     : CBaseFilter(kFilterName, outer, &m_FilterLock, CLSID_TvFileSourceAsync),
-      m_CreationRunnable(this, &CCustomFileSourceFilter::CreateStreamThread, COINIT_MULTITHREADED),
-      m_hStop(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-      m_hCreateRequest(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      m_hCreationDone(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       m_DiagnosticRegistration(filter::kFilterLog.category, this, L"TvFileSourceAsync filter") {
-    m_CreationThread.Init(&m_CreationRunnable, kCreationThreadName, 0);
     m_pPin.reset(new (std::nothrow) CCustomFileSourcePin(phr, &m_FilterLock, this));
     m_mt = StreamType(GUID_NULL);
-    // Without the thread every Load fails, and OpenStream works. A thread that lacked an event would leave loads
-    // waiting for ever, or answer one with what an earlier one asked for.
-    if (m_hStop && m_hCreateRequest && m_hCreationDone)
-        static_cast<void>(m_CreationThread.Start());
+    m_Opener.Start();  // without its thread every Load fails, and OpenStream works
 }
 
 CCustomFileSourceFilter::~CCustomFileSourceFilter() {
     m_pPin.reset();
-    ::SetEvent(m_hStop.Get());
-    m_CreationThread.Join(INFINITE);
+    m_Opener.Stop();
 }
 
 STDMETHODIMP CCustomFileSourceFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -136,107 +110,44 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
     return base::ComBoundary([&]() -> HRESULT {
         constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
         TK_PROFILE(filter::kFilterLog, kFunction, L"");
-        TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kFunction, L"Loading: %s",
-               pszFileName ? framework::NameForLog(pszFileName).c_str() : L"<invalid filename>");
+        framework::CParsedName name;  // for the log, and for the creation thread
+        const HRESULT parsed = base::ComBoundary([&] {
+            name = framework::CParsedName(pszFileName);
+            return S_OK;
+        });
+        if (SUCCEEDED(parsed))
+            TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kFunction, L"Loading: %s",
+                   pszFileName ? framework::NameForLog(name).c_str() : L"<invalid filename>");
         if (!pszFileName)
             return E_POINTER;
-        if (!IsCreationThreadRunning()) {
+        if (!m_Opener.IsRunning()) {
             ForgetResults();
             TK_LOG(filter::kFilterLog, TKRuntimeLogger::kFatal, kFunction,
                    L"The stream creation thread is not running!");
             return E_UNEXPECTED;
         }
-        CAutoLock loadLock(&m_LoadLock);
+        CAutoLock loadLock(&m_Opener.LoadLock());
         ForgetResults();  // first: what fails before the name is opened leaves no older one's
-        CName name;       // now: when memory is out for it, nothing has changed yet
-        name.SetWide(pszFileName);
-        m_PendingName = pszFileName;
+        if (FAILED(parsed))
+            return parsed;
+        CName current;  // now: when memory is out for it, nothing has changed yet
+        current.SetWide(pszFileName);
         ComPtr<IStream> stream;
-        HRESULT hr = FetchPendingStream(&stream);
+        HRESULT hr = OpenName(std::move(name), &stream);
         if (SUCCEEDED(hr))
             hr = base::ComBoundary([&] { return SetSourceFileStream(stream.Get(), pmt); });
-        // Not the pending name: a stream that calls back into this thread may have loaded another one meanwhile.
-        SetCurrentName(name);
+        SetCurrentName(current);
         return hr;
     });
 }
 
-// Has the creation thread open the pending name. Fails when there is no stream.
-HRESULT CCustomFileSourceFilter::FetchPendingStream(IStream** stream) {
-    // Empty as a rule. A stream that could not be revoked after its load must not be taken for this one's.
-    if (const HRESULT hr = m_CreatedStream.Revoke(); FAILED(hr))
+// Has the creation thread open `name`. Fails when there is no stream.
+HRESULT CCustomFileSourceFilter::OpenName(framework::CParsedName name, IStream** stream) noexcept {
+    Result result;
+    if (const HRESULT hr = m_Opener.Open(std::move(name), &result); FAILED(hr))
         return hr;
-    m_CreationResult.reset();
-    ::SetEvent(m_hCreateRequest.Get());
-    AwaitCreation();
-    SetResult(m_openResult, m_CreationResult);
-    const HRESULT hr = m_CreatedStream.CopyTo(stream);
-    static_cast<void>(m_CreatedStream.Revoke());
-    return hr;
-}
-
-bool CCustomFileSourceFilter::IsCreationThreadRunning() const noexcept {
-    const HANDLE thread = m_CreationThread.GetHandle();
-    return thread && ::WaitForSingleObject(thread, 0) != WAIT_OBJECT_0;
-}
-
-// Whatever the wait gives, the caller goes on and looks for the stream itself.
-void CCustomFileSourceFilter::AwaitCreation() const noexcept {
-    constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
-    const HANDLE handles[] = {m_hCreationDone.Get(), m_CreationThread.GetHandle()};
-    switch (::WaitForMultipleObjects(2, handles, FALSE, INFINITE)) {
-        case WAIT_OBJECT_0:
-            break;
-        case WAIT_TIMEOUT:  // can't be while the wait has no limit; kept for the day it has one
-            TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, kFunction, L"Timeout for creating the stream");
-            break;
-        default:
-            TK_LOG(filter::kFilterLog, TKRuntimeLogger::kFatal, kFunction,
-                   L"A fatal error ocurred while trying to open the stream");
-            break;
-    }
-}
-
-// ---- The creation thread
-
-HRESULT CCustomFileSourceFilter::CreateStreamThread() noexcept {
-    // The stop event stands first: a stop wins over a request that comes at the same time.
-    const HANDLE events[] = {m_hStop.Get(), m_hCreateRequest.Get()};
-    for (;;) {
-        switch (::WaitForMultipleObjects(2, events, FALSE, INFINITE)) {
-            case WAIT_OBJECT_0:
-                TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
-                       L"Create stream thread stop message received");
-                return S_OK;
-            case WAIT_OBJECT_0 + 1:
-                ServeCreateRequest();
-                break;
-            default:
-                TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, kThreadFunction,
-                       L"Error in WaitForMultipleObjects in create stream thread");
-                return S_OK;
-        }
-    }
-}
-
-void CCustomFileSourceFilter::ServeCreateRequest() noexcept {
-    ComPtr<IStream> stream;
-    const CSetEventAtExit done(m_hCreationDone.Get());  // on failure too: Load waits for it
-    const HRESULT hr = CreatePendingStream(&stream);
-    m_CreationResult = SUCCEEDED(hr) ? S_OK : hr;
-    TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction,
-           L"Create stream thread: Creating stream %s for %s", SUCCEEDED(hr) ? L"succeeded" : L"failed",
-           framework::NameForLog(m_PendingName.c_str()).c_str());
-}
-
-HRESULT CCustomFileSourceFilter::CreatePendingStream(IStream** stream) noexcept {
-    HRESULT hr = S_OK;
-    TK_CHECK_CALL_AS(filter::kFilterLog, kThreadFunction, hr,
-                     ::TKFCreateStreamFromUri(m_PendingName.c_str(), kSourceMode, stream, nullptr, nullptr),
-                     L"TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)");
-    TK_CHECK_CALL_AS(filter::kFilterLog, kThreadFunction, hr, m_CreatedStream.Attach(*stream),
-                     L"m_CreatedStream.Attach(pStream)");
-    return hr;
+    SetResult(m_openResult, result);
+    return m_Opener.Take(stream);
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetOpenResult(HRESULT* result) {

@@ -1,23 +1,20 @@
 // The source filter object.
 //
 // It owns one output pin, takes its source as a name (IFileSourceFilter::Load) or as an open stream
-// (ITavelIStreamFileSource::OpenStream), and opens names on a thread of its own in the multithreaded apartment, so that
-// an opened stream belongs to no caller's apartment. A new source replaces the old one at any time.
+// (ITavelIStreamFileSource::OpenStream), and has names opened by its CStreamOpener. A new source replaces the old one
+// at any time.
 //
 // Threads: any, from any apartment. Loads of names are done one at a time; OpenStream isn't kept apart from them.
 // Lifetime: reference-counted. The last release waits for a load that is under way in the creation thread.
 #pragma once
 
-#include "base/CAutoDestructor.h"
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CCritSec.h"
 #include "baseclasses/CMediaType.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 #include "filter/COfferedTypes.h"
-#include "framework/com/CStreamCookie.h"
+#include "filter/CStreamOpener.h"
 #include "framework/com/CStringManager.h"
-#include "threading/CComThreadRunnableAdapter.h"
-#include "threading/CRunnableThread.h"
 
 #include <windows.h>
 
@@ -26,7 +23,6 @@
 
 #include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 class CCustomFileSourcePin;
@@ -86,16 +82,11 @@ public:
     virtual HRESULT SetSourceFileStream(IStream* stream, const AM_MEDIA_TYPE* pmt);
 
 private:
-    HRESULT CreateStreamThread() noexcept;
-    void ServeCreateRequest() noexcept;
-    [[nodiscard]] HRESULT CreatePendingStream(IStream** stream) noexcept;
     using Result = std::optional<HRESULT>;
     void SetResult(Result& which, Result result) noexcept;
     [[nodiscard]] HRESULT GetResult(const Result& which, HRESULT* result) noexcept;
     void ForgetResults() noexcept;
-    [[nodiscard]] bool IsCreationThreadRunning() const noexcept;
-    void AwaitCreation() const noexcept;
-    [[nodiscard]] HRESULT FetchPendingStream(IStream** stream);
+    [[nodiscard]] HRESULT OpenName(framework::CParsedName name, IStream** stream) noexcept;
     HRESULT OfferType(const AM_MEDIA_TYPE& type);
     HRESULT OfferTypesOfContent(IStream* content);
     void Offer(std::vector<filter::OfferedType> types, CMediaType& current);
@@ -109,16 +100,7 @@ private:
     CMediaType m_mt;           // what GetCurFile reports; guarded by m_CurrentLock
     Result m_openResult;       // of the last name; guarded by m_CurrentLock
     Result m_detectionResult;  // of the last source; guarded by m_CurrentLock
-    CRunnableThread m_CreationThread;
-    CComThreadRunnableAdapter<CCustomFileSourceFilter> m_CreationRunnable;
-    base::CAutoHandle m_hStop;           // manual-reset: the creation thread is to end
-    base::CAutoHandle m_hCreateRequest;  // auto-reset: the pending name is to be opened
-    base::CAutoHandle m_hCreationDone;   // auto-reset: it has been tried
-    CCritSec m_LoadLock;                 // one Load at a time, from the request to the pin's new source
-    std::wstring m_PendingName;          // written by Load before the request, read by the creation thread after it
-    framework::CStreamCookie
-        m_CreatedStream;      // written by the creation thread before it is done, taken by Load after that
-    Result m_CreationResult;  // in the same way; empty while there is none
+    filter::CStreamOpener m_Opener;
     TKRuntimeLogger::CDiagnosticRegistration m_DiagnosticRegistration;
     CCritSec m_CurrentLock;  // a leaf: OpenStream and Load may set what another thread asks for
 };

@@ -3,7 +3,6 @@
 #include "base/AsciiText.h"
 #include "base/CAutoDestructor.h"
 #include "base/LongPath.h"
-#include "framework/uri/CTKFUri.h"
 #include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Text.h"
@@ -20,8 +19,7 @@ bool IsFolder(const std::wstring& openablePath) {
 }
 
 // What the file system says to it; empty if the name is no local file's, or the file can be opened now.
-std::wstring WhyNoFile(const std::wstring& name, DWORD share) {
-    const auto uri = CTKFUri::Parse(name.c_str());
+std::wstring WhyNoFile(const CTKFUri* uri, DWORD share) {
     if (!uri || !uri->IsLocalFile())
         return {};
     const std::wstring path = base::OpenablePath(base::FullPathOf(uri->GetLocalPath()));
@@ -79,7 +77,8 @@ std::wstring ShownName(const std::wstring& name) {
 
 std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result) {
     constexpr auto kDenied = static_cast<HRESULT>(0x80190191);
-    const bool hasCredentials = framework::NameForLog(name.c_str()) != name;
+    const framework::CParsedName parsed(name.c_str());
+    const bool hasCredentials = framework::NameForLog(parsed) != name;
     if (result == kDenied && hasCredentials)
         return L"0x80190191 (the server refused the credentials, HTTP status 401)";
     if (result == REGDB_E_CLASSNOTREG)
@@ -88,7 +87,7 @@ std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result)
                L"TvDataServices.dll registers it)";
     if (result == HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED))
         return ResultText(result) + L"; the data-service layer knows no such scheme";
-    if (const std::wstring words = WhyNoFile(name, share); !words.empty())
+    if (const std::wstring words = WhyNoFile(parsed.Uri(), share); !words.empty())
         return words;
     // The data-service layer makes one code of two for the files of shares.
     return ResultText(result) + (result == E_ACCESSDENIED ? L", or in use by another program" : L"");

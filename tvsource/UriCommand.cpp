@@ -1,4 +1,3 @@
-#include "framework/uri/CTKFUri.h"
 #include "framework/uri/NameForLog.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
@@ -36,16 +35,18 @@ std::wstring Line(std::wstring label, const std::wstring& value) {
 }  // namespace
 
 int Uri(const std::wstring& text) {
-    auto uri = CTKFUri::Parse(text.c_str());
+    framework::CParsedName name(text.c_str());
     // Credentials may stand where the grammar sees none: behind a second scheme, or without any.
-    if (uri && !uri->IsLocalFile())
-        uri = CTKFUri::Parse(framework::NameForLog(text.c_str()).c_str());
+    if (name.Uri() && !name.Uri()->IsLocalFile())
+        name = framework::CParsedName(framework::NameForLog(name).c_str());
+    const CTKFUri* const uri = name.Uri();
     if (!uri)
         throw CHostError(L"'" + ShownName(text) +
                          L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
                          L"malformed host, a port above 65535 or control characters");
     std::wstring lines = Line(L"Scheme", uri->GetScheme());
-    lines += Line(L"User info", uri->GetUserInfo().empty() ? L"" : L"***");  // a password may be in it
+    // A password may be in it.
+    lines += Line(L"User info", std::wstring(uri->GetUserInfo().empty() ? L"" : framework::kHiddenCredentials));
     lines += Line(L"Host", uri->GetHost());
     lines += Line(L"Host type", InWords(uri->GetHostType()));
     lines += Line(L"Port", uri->GetPort() ? std::to_wstring(*uri->GetPort()) : std::wstring());

@@ -63,11 +63,11 @@ HRESULT CFolder::HasEntry(BSTR entryId) noexcept {
 HRESULT CFolder::OpenEntryAs(BSTR entryId, BSTR accessorId, VARIANT* accessor) noexcept {
     return ComMethod(accessor, [&] {
         std::wstring found;
-        Location location;
+        Place place;
         HRESULT hr = FindEntry(entryId, &found);
         if (SUCCEEDED(hr))
-            hr = FindPath(JoinPath(m_path, found), &location);
-        return FAILED(hr) ? hr : OpenLocationAs(location, TextOf(accessorId), accessor);
+            hr = FindPath(JoinPath(m_path, found), &place);
+        return FAILED(hr) ? hr : OpenPlaceAs(place, TextOf(accessorId), accessor);
     });
 }
 

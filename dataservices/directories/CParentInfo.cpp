@@ -8,10 +8,14 @@
 
 namespace dataservices {
 
-CParentInfo::CParentInfo(const Location& location) {
-    const std::wstring& path = location.text;
-    if (location.kind != Location::Kind::File && location.kind != Location::Kind::Folder)
-        return;
+CParentInfo::CParentInfo(const Place& place) {
+    if (const auto* const file = std::get_if<FilePlace>(&place))
+        SetParentOf(file->path.literal);
+    else if (const auto* const folder = std::get_if<FolderPlace>(&place))
+        SetParentOf(folder->path.literal);
+}
+
+void CParentInfo::SetParentOf(const std::wstring& path) {
     const size_t root = RootLength(path);
     const size_t name = std::max(path.rfind(L'\\') + 1, root);
     m_name = name == path.size() ? std::wstring() : ListedName(path);

@@ -4,7 +4,7 @@
 // Threads: any, several at once.
 #pragma once
 
-#include "dataservices/Location.h"
+#include "dataservices/Place.h"
 #include "framework/com/CComObjectBase.h"
 
 #include "TKDataServices.h"
@@ -13,13 +13,15 @@ namespace dataservices {
 
 class CParentInfo final : public framework::CComObjectBase<ITKDSGetParentInfoForUri> {
 public:
-    explicit CParentInfo(const Location& location);
+    explicit CParentInfo(const Place& place);
 
     // ITKDSGetParentInfoForUri
     STDMETHODIMP GetParentDirectory(ITKDSDirectory** directory) noexcept override;
     STDMETHODIMP GetEntryId(BSTR* entryId) noexcept override;
 
 private:
+    void SetParentOf(const std::wstring& literalPath);
+
     std::wstring m_folder;  // its literal path
     std::wstring m_name;    // empty: there is no parent
 };

@@ -31,12 +31,9 @@ constexpr DWORD kTransformed = 203;  // 200 as a proxy has changed it
 CHttpReader::CHttpReader(CHttpUrl url, Clock clock)
     : m_original(std::move(url)), m_url(m_original), m_clock(clock), m_recent(kKeptBytes + kBlockBytes) {}
 
-HRESULT CHttpReader::Open(const wchar_t* url, Clock clock, std::unique_ptr<CHttpReader>& reader) {
+HRESULT CHttpReader::Open(CHttpUrl url, Clock clock, std::unique_ptr<CHttpReader>& reader) {
     reader.reset();
-    auto parsed = CHttpUrl::Parse(url);
-    if (!parsed)
-        return E_INVALIDARG;
-    std::unique_ptr<CHttpReader> made(new CHttpReader(std::move(*parsed), clock));
+    std::unique_ptr<CHttpReader> made(new CHttpReader(std::move(url), clock));
     const HRESULT hr = made->Open();
     if (FAILED(hr)) {
         HTTP_LOG(kError, L"CHttpReader::Open", L"%s can't be opened: hr=0x%08X", made->Name().c_str(), hr);

@@ -35,9 +35,9 @@ public:
     using Clock = ULONGLONG(WINAPI*)();
 
     // Asks for the source and keeps the answer open.
-    // E_INVALIDARG: `url` is none that CHttpUrl takes.  0x80190000 | status: the server refused.  kHttpInvalidResponse:
-    // its answer contradicts itself.  Otherwise as HttpGet.
-    [[nodiscard]] static HRESULT Open(const wchar_t* url, Clock clock, std::unique_ptr<CHttpReader>& reader);
+    // 0x80190000 | status: the server refused.  kHttpInvalidResponse: its answer contradicts itself.  Otherwise as
+    // HttpGet.
+    [[nodiscard]] static HRESULT Open(CHttpUrl url, Clock clock, std::unique_ptr<CHttpReader>& reader);
 
     // Another reader of the same version of the same source, which asks for it at its first read. Not of a live source.
     [[nodiscard]] std::unique_ptr<CHttpReader> Clone() const;

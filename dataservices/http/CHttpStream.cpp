@@ -90,17 +90,19 @@ HRESULT CHttpStream::Clone(IStream** clone) noexcept {
     });
 }
 
-HRESULT CreateHttpStream(const wchar_t* url, IStream** stream, CHttpReader::Clock clock) noexcept {
+HRESULT CreateHttpStream(const CTKFUri& url, IStream** stream, CHttpReader::Clock clock) noexcept {
     if (!stream)
         return E_POINTER;
     *stream = nullptr;
     return base::ComBoundary([&]() -> HRESULT {
+        auto target = CHttpUrl::From(url);
+        if (!target)
+            return E_INVALIDARG;
         std::unique_ptr<CHttpReader> reader;
-        HRESULT hr = CHttpReader::Open(url, clock, reader);
-        if (FAILED(hr))
+        if (const HRESULT hr = CHttpReader::Open(std::move(*target), clock, reader); FAILED(hr))
             return hr;
         Microsoft::WRL::ComPtr<CHttpStream> made;
-        hr = framework::MakeComObject<CHttpStream>(made.GetAddressOf(), std::move(reader));
+        const HRESULT hr = framework::MakeComObject<CHttpStream>(made.GetAddressOf(), std::move(reader));
         *stream = made.Detach();
         return hr;
     });

@@ -48,8 +48,8 @@ private:
 // Opens an http or https URL (read-only) and hands out a stream at its start. The request is made now. `*stream` is
 // null on failure. `clock` is for tests.
 //
-// E_POINTER: `stream` is null.  Otherwise as CHttpReader::Open.
-[[nodiscard]] HRESULT CreateHttpStream(const wchar_t* url, IStream** stream,
+// E_INVALIDARG: `url` is none that CHttpUrl takes.  E_POINTER: `stream` is null.  Otherwise as CHttpReader::Open.
+[[nodiscard]] HRESULT CreateHttpStream(const CTKFUri& url, IStream** stream,
                                        CHttpReader::Clock clock = &::GetTickCount64) noexcept;
 
 }  // namespace dataservices::http

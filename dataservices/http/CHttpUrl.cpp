@@ -6,6 +6,7 @@
 #include "framework/uri/UriEscapes.h"
 
 #include <algorithm>
+#include <string_view>
 #include <vector>
 
 namespace dataservices::http {
@@ -94,20 +95,24 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
 
 std::optional<CHttpUrl> CHttpUrl::Parse(const wchar_t* text) {
     const auto uri = CTKFUri::Parse(text);
-    if (!uri || (uri->GetScheme() != L"http" && uri->GetScheme() != L"https"))
+    return uri ? From(*uri) : std::nullopt;
+}
+
+std::optional<CHttpUrl> CHttpUrl::From(const CTKFUri& uri) {
+    if (uri.GetScheme() != L"http" && uri.GetScheme() != L"https")
         return std::nullopt;
 
     CHttpUrl url;
-    url.m_isSecure = uri->GetScheme() == L"https";
-    url.m_host = HostOf(*uri);
+    url.m_isSecure = uri.GetScheme() == L"https";
+    url.m_host = HostOf(uri);
     const unsigned defaultPort = url.m_isSecure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT;
-    url.m_port = static_cast<INTERNET_PORT>(uri->GetPort().value_or(defaultPort));
+    url.m_port = static_cast<INTERNET_PORT>(uri.GetPort().value_or(defaultPort));
     if (url.m_host.empty() || url.m_port == 0)
         return std::nullopt;
-    url.m_path = EscapeUri(ResolvedPath(uri->GetPathSegments()).c_str(), true);
-    if (HasQuery(*uri))
-        url.m_query = L'?' + EscapeUri(uri->GetQuery().c_str(), true);
-    url.m_authorization = BasicAuthorization(uri->GetUserInfo());
+    url.m_path = EscapeUri(ResolvedPath(uri.GetPathSegments()).c_str(), true);
+    if (HasQuery(uri))
+        url.m_query = L'?' + EscapeUri(uri.GetQuery().c_str(), true);
+    url.m_authorization = BasicAuthorization(uri.GetUserInfo());
     return url;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "framework/uri/CTKFUri.h"
+#include "framework/uri/NameForLog.h"
 
 #include <windows.h>
 
@@ -12,7 +13,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace dataservices::http {
 
@@ -20,6 +20,8 @@ class CHttpUrl final {
 public:
     // Nothing: `text` is null, no URL with one of the two schemes, or has no host that could be asked or port 0.
     [[nodiscard]] static std::optional<CHttpUrl> Parse(const wchar_t* text);
+    // The same from a URI that has been parsed.
+    [[nodiscard]] static std::optional<CHttpUrl> From(const CTKFUri& uri);
 
     // What `header`, a URL or a reference relative to this one as a header has it, leads to; bytes beyond ASCII are
     // taken for UTF-8 if they are that. Credentials stay behind where it doesn't lead to the same origin.
@@ -35,12 +37,8 @@ public:
     // The value of the header "Authorization" that the URL's user info makes; empty without one.
     [[nodiscard]] const std::wstring& Authorization() const noexcept { return m_authorization; }
 
-    // For logs and people (the filter's have NameForLog, URIs that open again UriOf): without user info, and with
-    // kHiddenQuery for what is in the query, where services hide their keys.
-    [[nodiscard]] std::wstring Printable() const {
-        return Origin() + m_path + (m_query.size() > 1 ? std::wstring(kHiddenQuery) : m_query);
-    }
-    static constexpr std::wstring_view kHiddenQuery = L"?***";
+    // For logs and people: without user info, and with the query as QueryForLog has it.
+    [[nodiscard]] std::wstring Printable() const { return Origin() + m_path + framework::QueryForLog(m_query); }
 
     friend bool operator==(const CHttpUrl&, const CHttpUrl&) = default;
 

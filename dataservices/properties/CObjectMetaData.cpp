@@ -33,7 +33,7 @@ HRESULT CObjectMetaData::Collect(unsigned long flags, const RequestedKeys& keys,
     if (SUCCEEDED(hr) && !mimeType.empty())
         hr = collected->PutText(mdMimeType, mimeType.c_str());
     if (SUCCEEDED(hr) && keys.originalUri)
-        hr = collected->PutText(mdOriginalUri, UriOf(m_location).c_str());
+        hr = collected->PutText(mdOriginalUri, UriOf(m_place).c_str());
     if (FAILED(hr))
         return hr;
     *metaData = collected.Detach();
@@ -41,11 +41,10 @@ HRESULT CObjectMetaData::Collect(unsigned long flags, const RequestedKeys& keys,
 }
 
 HRESULT CObjectMetaData::ReadMimeType(std::wstring* mimeType) const {
-    if (m_location.kind == Location::Kind::Folder)
+    if (std::holds_alternative<FolderPlace>(m_place))
         return S_OK;
     ComPtr<IStream> stream;
-    const HRESULT hr =
-        OpenStream(m_location, TKDS_ACCESS_READ, TKDS_SHARE_READ | TKDS_SHARE_WRITE, stream.GetAddressOf());
+    const HRESULT hr = OpenStream(m_place, TKDS_ACCESS_READ, TKDS_SHARE_READ | TKDS_SHARE_WRITE, stream.GetAddressOf());
     return FAILED(hr) ? hr : DetectMimeType(stream.Get(), mimeType);
 }
 

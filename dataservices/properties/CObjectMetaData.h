@@ -4,7 +4,7 @@
 // Threads: any, several at once.
 #pragma once
 
-#include "dataservices/Location.h"
+#include "dataservices/Place.h"
 #include "dataservices/properties/RequestedKeys.h"
 #include "framework/com/CComObjectBase.h"
 
@@ -14,7 +14,7 @@ namespace dataservices {
 
 class CObjectMetaData final : public framework::CComObjectBase<ITKDSGetObjectMetaData> {
 public:
-    explicit CObjectMetaData(Location location) noexcept : m_location(std::move(location)) {}
+    explicit CObjectMetaData(Place place) noexcept : m_place(std::move(place)) {}
 
     // ITKDSGetObjectMetaData
     // Otherwise the failure to open the content, or as DetectMimeType.
@@ -26,7 +26,7 @@ private:
     [[nodiscard]] HRESULT Collect(unsigned long flags, const RequestedKeys& keys, ITKDSMetaData** metaData) const;
     [[nodiscard]] HRESULT ReadMimeType(std::wstring* mimeType) const;
 
-    const Location m_location;
+    const Place m_place;
 };
 
 }  // namespace dataservices

@@ -5,6 +5,7 @@
 #include "framework/streams/CopyInBlocks.h"
 
 #include <span>
+#include <utility>
 
 using Microsoft::WRL::ComPtr;
 
@@ -73,12 +74,21 @@ HRESULT CLocalFileSystemStream::Open(const wchar_t* path, DWORD mode) noexcept {
     if (!IsOpenable(path, mode))
         return E_INVALIDARG;
     return base::ComBoundary([&] {
-        m_path = base::FullPathOf(path);
-        m_mode = mode;
-        const std::wstring openable = base::OpenablePath(m_path);
-        m_file.Reset(OpenFile(openable, mode));
-        return m_file ? S_OK : ResultOf(::GetLastError(), kOpenErrors, E_FAIL);
+        std::wstring full = base::FullPathOf(path);
+        const std::wstring openable = base::OpenablePath(full);
+        const DWORD error = OpenFullPath(std::move(full), openable, mode);
+        return error == ERROR_SUCCESS ? S_OK : ResultOf(error, kOpenErrors, E_FAIL);
     });
+}
+
+DWORD CLocalFileSystemStream::OpenFullPath(std::wstring path, const std::wstring& openable, DWORD mode) {
+    m_path = std::move(path);
+    m_mode = mode;
+    m_file.Reset(OpenFile(openable, mode));
+    if (m_file)
+        return ERROR_SUCCESS;
+    const DWORD error = ::GetLastError();
+    return error == ERROR_SUCCESS ? ERROR_GEN_FAILURE : error;
 }
 
 // ISequentialStream

@@ -20,6 +20,11 @@ public:
     // Opens the file; see TKFCreateLocalFileSystemStream for the results.
     [[nodiscard]] HRESULT Open(const wchar_t* path, DWORD mode) noexcept;
 
+    // The same for a caller who has both forms of the full path and wants the system's own error. `path` is what Stat
+    // tells; `openable` is what is opened, with the prefix \\?\ where it needs one. Only a success is ERROR_SUCCESS.
+    // Throws std::bad_alloc.
+    [[nodiscard]] DWORD OpenFullPath(std::wstring path, const std::wstring& openable, DWORD mode);
+
     // ISequentialStream
 
     // S_FALSE: fewer than `cb` bytes.  STG_E_INVALIDPOINTER: `buffer` is null.

@@ -5,7 +5,6 @@
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
 #include "framework/streams/CLocalFileSystemStream.h"
-#include "framework/uri/CTKFUri.h"
 #include "framework/values/CopyVariantToComPointer.h"
 
 #include <oleauto.h>
@@ -86,15 +85,26 @@ HRESULT TKFCreateStreamFromUri(const wchar_t* uri, DWORD mode, IStream** stream,
         *stream = nullptr;
     if (usedAccessFactory)
         *usedAccessFactory = nullptr;
-    if (!uri || !*uri || !IsReadOrWritten(mode))
+    return base::ComBoundary([&] {
+        return TKFCreateStreamFromUri(framework::CParsedName(uri), mode, stream, accessFactory, usedAccessFactory);
+    });
+}
+
+HRESULT TKFCreateStreamFromUri(const framework::CParsedName& name, DWORD mode, IStream** stream,
+                               IUnknown* accessFactory, IUnknown** usedAccessFactory) noexcept {
+    if (stream)
+        *stream = nullptr;
+    if (usedAccessFactory)
+        *usedAccessFactory = nullptr;
+    if (name.Text().empty() || !IsReadOrWritten(mode))
         return E_INVALIDARG;
     if (!stream)
         return E_POINTER;
 
-    return base::ComBoundary([&]() -> HRESULT {
-        const auto parsed = CTKFUri::Parse(uri);
-        if (parsed && parsed->IsLocalFile())
-            return TKFCreateLocalFileSystemStream(parsed->GetLocalPath().c_str(), mode, stream);
-        return OpenThroughDataService(uri, mode, stream, accessFactory, usedAccessFactory);
+    return base::ComBoundary([&] {
+        const CTKFUri* const uri = name.Uri();
+        if (uri && uri->IsLocalFile())
+            return TKFCreateLocalFileSystemStream(uri->GetLocalPath().c_str(), mode, stream);
+        return OpenThroughDataService(name.Text().c_str(), mode, stream, accessFactory, usedAccessFactory);
     });
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "framework/streams/TKFStreamMode.h"
+#include "framework/uri/CParsedName.h"
 
 #include <objidl.h>
 
@@ -22,3 +23,7 @@
 // anything else is a failure of the data service or of creating it (REGDB_E_CLASSNOTREG: none is installed).
 [[nodiscard]] HRESULT TKFCreateStreamFromUri(const wchar_t* uri, DWORD mode, IStream** stream, IUnknown* accessFactory,
                                              IUnknown** usedAccessFactory) noexcept;
+
+// The same for a name that has been parsed already. E_INVALIDARG: it is the empty one, or as above.
+[[nodiscard]] HRESULT TKFCreateStreamFromUri(const framework::CParsedName& name, DWORD mode, IStream** stream,
+                                             IUnknown* accessFactory, IUnknown** usedAccessFactory) noexcept;

@@ -49,7 +49,7 @@ CTKFUri::CTKFUri(CTKFUriParts parts, std::wstring text) : m_parts(std::move(part
     if (!IsFileUrl() || m_parts.port)
         return;
     const bool hasServer = m_parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
-    if (m_parts.notation != Notation::Uri) {
+    if (IsPath()) {
         (hasServer ? m_uncPath : m_localPath) = PathOf(m_parts);
     } else if (!hasServer) {
         m_localPath = framework::LocalPathOfFileUrlPath(m_parts.path);
@@ -68,13 +68,13 @@ boost::shared_ptr<CTKFUri> CTKFUri::Parse(const wchar_t* text) {
 
 boost::shared_ptr<CTKFUri> CTKFUri::FromFilePath(const wchar_t* path) {
     auto uri = Parse(path);
-    if (uri && uri->m_parts.notation == Notation::Uri)
+    if (uri && !uri->IsPath())
         uri.reset();
     return uri;
 }
 
 std::wstring CTKFUri::ToString() const {
-    return m_parts.notation == Notation::Uri ? m_text : framework::FileUrlOfPath(GetFilePath());
+    return IsPath() ? framework::FileUrlOfPath(GetFilePath()) : m_text;
 }
 
 std::wstring CTKFUri::NormalizeUriEscapes() const {
@@ -84,8 +84,7 @@ std::wstring CTKFUri::NormalizeUriEscapes() const {
 bool operator==(const CTKFUri& a, const CTKFUri& b) {
     const auto key = [](const CTKFUri& uri) {
         const std::wstring_view text = uri.m_text;
-        const bool isUri = uri.m_parts.notation == Notation::Uri;
-        const size_t tail = isUri ? std::min(text.find_first_of(L"?#"), text.size()) : text.size();
+        const size_t tail = uri.IsPath() ? text.size() : std::min(text.find_first_of(L"?#"), text.size());
         const bool hasPath = !uri.GetFilePath().empty();  // which then stands for all that leads to it
         const bool hasAuthority = !hasPath && text.substr(uri.GetScheme().size()).starts_with(L"://");
         return std::tuple(uri.GetScheme(), ComparablePath(uri.GetFilePath()),

@@ -48,6 +48,9 @@ public:
     // Null: `path` is no path, or one that reads as a URI; "./ab:c" is a path where "ab:c" isn't.
     [[nodiscard]] static boost::shared_ptr<CTKFUri> FromFilePath(const wchar_t* path);
 
+    // A path as such, not a URI.
+    [[nodiscard]] bool IsPath() const { return m_parts.notation != CTKFUriParts::Notation::Uri; }
+
     // The scheme is "file": true of every path, local or not.
     [[nodiscard]] bool IsFileUrl() const { return m_parts.scheme == L"file"; }
 

@@ -1,10 +1,8 @@
 #include "framework/uri/NameForLog.h"
 
 #include "base/AsciiText.h"
-#include "framework/uri/CTKFUri.h"
 
 #include <optional>
-#include <string_view>
 
 namespace framework {
 
@@ -31,7 +29,8 @@ struct Range {
     return IsScheme(text, L"http") || IsScheme(text, L"https");
 }
 
-[[nodiscard]] std::optional<Range> Credentials(const std::wstring& text) {
+[[nodiscard]] std::optional<Range> Credentials(const CParsedName& name) {
+    const std::wstring& text = name.Text();
     const size_t colon = text.find(L':');
     if (colon == text.npos)
         return std::nullopt;
@@ -45,12 +44,12 @@ struct Range {
     const bool hasSlashes = text.substr(colon + 1, begin - colon - 1) == L"//";
     if (hasSlashes || IsWeb(text)) {
         // In a password that should have been escaped, and where slashes are wrong, anything may stand.
-        const bool isUri = hasSlashes && CTKFUri::Parse(text.c_str());
+        const bool isUri = hasSlashes && name.Uri();
         return UpToAt(text, begin, isUri ? text.find_first_of(kServerEnds, begin) : text.npos);
     }
     const std::wstring inner = text.substr(colon + 1);
     if (IsWeb(inner)) {
-        const auto found = Credentials(inner);
+        const auto found = Credentials(CParsedName(inner.c_str()));
         return found ? std::optional(Range{found->begin + colon + 1, found->end + colon + 1}) : std::nullopt;
     }
     if (IsScheme(text, L"data") || IsScheme(text, L"file"))
@@ -64,11 +63,26 @@ struct Range {
 
 }  // namespace
 
-std::wstring NameForLog(const wchar_t* name) {
-    std::wstring text = name ? name : L"";
-    if (const auto found = Credentials(text))
-        text.replace(found->begin, found->end - found->begin, L"***");
+std::wstring NameForLog(const CParsedName& name) {
+    std::wstring text = name.Text();
+    if (const auto found = Credentials(name))
+        text.replace(found->begin, found->end - found->begin, kHiddenCredentials);
     return text;
+}
+
+std::wstring NameForLog(const wchar_t* name) {
+    return NameForLog(CParsedName(name));
+}
+
+std::wstring WithoutUserInfo(const CTKFUri& uri) {
+    std::wstring text = uri.ToString();
+    if (!uri.GetUserInfo().empty())
+        text.erase(uri.GetScheme().size() + 3, uri.GetUserInfo().size() + 1);  // between "://" and the host, with '@'
+    return text;
+}
+
+std::wstring QueryForLog(std::wstring_view query) {
+    return std::wstring(query.size() > 1 ? kHiddenQuery : query);
 }
 
 }  // namespace framework

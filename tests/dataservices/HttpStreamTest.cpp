@@ -210,14 +210,15 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
             server.Serve({path.begin(), path.end()}, {.script = InTurn(Faults(99, {fault, -1}))});
             ComPtr<IStream> none;
             EXPECT_EQ(dataservices::http::kHttpTimeout,
-                      dataservices::http::CreateHttpStream(server.Url(path).c_str(), &none))
+                      dataservices::http::CreateHttpStream(*CTKFUri::Parse(server.Url(path).c_str()), &none))
                 << path;
         }));
     opens.push_back(std::async(std::launch::async, [this] {
         const CTestApartment own(COINIT_MULTITHREADED);
         server.Serve("/live", {.bytes = bytes, .live = true, .script = InTurn({{Fault::Stall, 300'000}})});
         ComPtr<IStream> live;
-        ASSERT_EQ(S_OK, dataservices::http::CreateHttpStream(server.Url(L"/live").c_str(), &live, &Now));
+        ASSERT_EQ(S_OK,
+                  dataservices::http::CreateHttpStream(*CTKFUri::Parse(server.Url(L"/live").c_str()), &live, &Now));
         std::string got(bytes.size(), '?');
         ULONG count = 0;
         EXPECT_EQ(dataservices::http::kHttpTimeout, live->Read(got.data(), static_cast<ULONG>(got.size()), &count));

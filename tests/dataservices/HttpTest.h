@@ -60,7 +60,8 @@ struct HttpStreamTest : ::testing::Test {
             GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
     }
     HRESULT Open(const std::wstring& url) {
-        return dataservices::http::CreateHttpStream(url.c_str(), stream.ReleaseAndGetAddressOf(), &Now);
+        return dataservices::http::CreateHttpStream(*CTKFUri::Parse(url.c_str()), stream.ReleaseAndGetAddressOf(),
+                                                    &Now);
     }
     HRESULT OpenServed(CHttpServer::Resource resource) {
         server.Serve("/a", std::move(resource));

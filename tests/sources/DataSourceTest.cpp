@@ -60,7 +60,7 @@ Source Http(const std::string& bytes, bool ranges, bool live) {
     const auto server = std::make_shared<CHttpServer>();
     server->Serve("/source", {.bytes = bytes, .ranges = ranges, .live = live});
     return {bytes, [server](IStream** stream) {
-                return dataservices::http::CreateHttpStream(server->Url(L"/source").c_str(), stream);
+                return dataservices::http::CreateHttpStream(*CTKFUri::Parse(server->Url(L"/source").c_str()), stream);
             }};
 }
 

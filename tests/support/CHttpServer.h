@@ -2,7 +2,7 @@
 //
 //   CHttpServer server;
 //   server.Serve("/a", {.bytes = "0123456789"});
-//   CreateHttpStream(server.Url(L"/a").c_str(), &stream);
+//   host.Load(server.Url(L"/a"));
 //
 // Threads: any, several at once. Each connection has a thread of its own, on which scripts run, one at a time.
 // Lifetime: the destructor breaks all connections off, stalled ones too, and waits for their threads: no call of theirs

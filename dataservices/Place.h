@@ -1,0 +1,52 @@
+// What a name leads to, with what parsing the name has found. All accessors of an object work with this; nobody parses
+// the name again.
+//
+// Threads: any.  Errors: std::bad_alloc.
+#pragma once
+
+#include "dataservices/FilePath.h"
+#include "framework/uri/CTKFUri.h"
+
+#include <windows.h>
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+#include <variant>
+
+namespace dataservices {
+
+struct FilePlace {
+    FilePath path;
+};
+
+struct FolderPlace {
+    FilePath path;
+};
+
+struct HttpPlace {
+    boost::shared_ptr<const CTKFUri> url;  // http or https, with a host
+};
+
+struct DataPlace {
+    std::wstring uri;  // as it was written: the content stands in it
+};
+
+using Place = std::variant<FilePlace, FolderPlace, HttpPlace, DataPlace>;
+
+// `name` is a path, UNC path or URI, as CTKFUri reads it. Files and folders are looked at, the network isn't.
+//
+// E_INVALIDARG: it can't be understood, a file URL leads to no path, or an http URL has no host.
+// HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED): its scheme is none of ours.  Otherwise as FindPath.
+[[nodiscard]] HRESULT FindPlace(const std::wstring& name, Place* place);
+
+// The same for a name that has been parsed; null is one that can't be understood.
+[[nodiscard]] HRESULT FindPlace(const boost::shared_ptr<const CTKFUri>& name, Place* place);
+
+// The file or folder at a literal path. Its streams beside the content ("name:stream") are no files.
+// Results as ResultOfFileError.
+[[nodiscard]] HRESULT FindPath(const std::wstring& literalPath, Place* place);
+
+// A URI that leads here again. Credentials are not in it: people see it, and it is written down.
+[[nodiscard]] std::wstring UriOf(const Place& place);
+
+}  // namespace dataservices
