@@ -5,8 +5,6 @@
 
 namespace dataservices {
 
-namespace {}  // namespace
-
 HRESULT DetectMimeType(IStream* stream, std::wstring* mimeType) {
     mimeType->clear();
     const mime::CMimeLibrary library(base::OwnModuleFolder());
