@@ -1,4 +1,4 @@
-// Where the DLL or program stands that a piece of code, or of constant data, belongs to.
+// The folder of the DLL or program that a piece of code or constant data belongs to.
 //
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
