@@ -2,8 +2,8 @@
 // is valid there. A free-threaded stream is held directly, too, and handed out without asking the table.
 //
 // Threads: any thread that is in an apartment; one call at a time, except that CopyTo may run on several threads at
-// once.  Lifetime: the table, and for a free-threaded stream this object, keeps a reference to it until Revoke, the
-// next Attach or the destructor.
+// once.  Lifetime: the table keeps a reference to the stream until Revoke, the next Attach or the destructor. For a
+// free-threaded stream this object keeps one as well.
 #pragma once
 
 #include <windows.h>
