@@ -25,7 +25,7 @@ HRESULT OpenLocationAs(const Location& location, const std::wstring& accessorId,
 }
 
 HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor) {
-    // Nothing at all is a name only where a folder is meant.
+    // An empty name is valid only where a folder is meant: it is the current folder.
     const bool isCurrentFolder = name.empty() && accessorId == TKDS_ACCESSOR_DIRECTORY;
     Location location;
     const HRESULT hr = FindLocation(isCurrentFolder ? L".\\" : name, &location);

@@ -14,7 +14,7 @@ namespace dataservices {
 
 [[nodiscard]] HRESULT OpenLocationAs(const Location& location, const std::wstring& accessorId, VARIANT* accessor);
 
-// `name` as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindLocation, too.
+// `name` is as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindLocation does, too.
 [[nodiscard]] HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor);
 
 }  // namespace dataservices

@@ -78,7 +78,7 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
     return text.find(L'\uFFFD') == text.npos ? text : header;
 }
 
-// An empty one too.
+// True for an empty query, too.
 [[nodiscard]] bool HasQuery(const CTKFUri& uri) {
     const std::wstring text = uri.ToString();
     const size_t end = text.find_first_of(L"?#");
