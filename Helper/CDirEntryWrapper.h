@@ -54,9 +54,9 @@ public:
     ULONG AddRef() noexcept { return ++m_references; }
     ULONG Release() noexcept;
 
-    // An accessor of the entry; `wszAccessorId` is one of TKDS_ACCESSOR_*. `pAccessor` need not be initialised; it is
-    // for the caller to clear, and VT_EMPTY on failure. E_POINTER: `pAccessor` is null.  Otherwise the result of the
-    // layer. What a directory answers is not logged: whether the lack of an accessor matters is for the caller to say.
+    // An accessor of the entry; `wszAccessorId` is one of TKDS_ACCESSOR_*. `pAccessor` need not be initialised, and is
+    // VT_EMPTY on failure. The caller clears it.  E_POINTER: `pAccessor` is null.  Otherwise the result of the layer.
+    // What a directory answers is not logged, because only the caller knows whether the lack of an accessor matters.
     [[nodiscard]] HRESULT GetAccessor(const wchar_t* wszAccessorId, VARIANT* pAccessor) const noexcept;
 
     // The entry's URI. The caller frees the string, which may be null for an empty one.

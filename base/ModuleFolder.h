@@ -9,8 +9,8 @@
 
 namespace base {
 
-// The folder of the module that has `address` inside it, with a trailing backslash; empty when it can't be told. Paths
-// of any length.
+// The folder of the module that has `address` inside it, with a trailing backslash; empty when it can't be found out.
+// Paths of any length.
 [[nodiscard]] std::wstring ModuleFolder(const void* address);
 
 // The module that this library is linked into, and its folder.

@@ -22,7 +22,7 @@
 //
 // Threads: a dictionary may be used by several threads at once, a list by one. The caller's thread is in an apartment.
 // Null arguments give null or false.  Errors: no operation may throw; out of memory gives null. (The operations aren't
-// declared noexcept, so that a caller has the chance to survive an exception of its own compiler.)
+// declared noexcept: a caller whose compiler can pass on the library's exceptions has the chance to survive one.)
 #pragma once
 
 #include <objidl.h>

@@ -87,7 +87,7 @@ private:
 
     // The source.
     const CHttpUrl m_original;
-    CHttpUrl m_url;  // behind all redirects
+    CHttpUrl m_url;  // after all redirects
     HttpAnswer m_version;
     std::optional<ULONGLONG> m_length;
     std::atomic<Ranges> m_ranges = Ranges::No;

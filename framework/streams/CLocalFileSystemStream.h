@@ -66,6 +66,6 @@ private:
 // `*stream` is null on failure.
 // E_INVALIDARG: `path` is null or empty, or `mode` has neither read nor write; no file is touched.
 // E_POINTER: `stream` is null, which is noticed only after the file was opened (and made, with the create bit).
-// STG_E_ACCESSDENIED, and others by the system's error: the file is there but can't be opened so.
+// STG_E_ACCESSDENIED, and others by the system's error: the file is there but can't be opened in this way.
 // E_FAIL: any other reason, a missing file included.
 [[nodiscard]] HRESULT TKFCreateLocalFileSystemStream(const wchar_t* path, DWORD mode, IStream** stream) noexcept;
