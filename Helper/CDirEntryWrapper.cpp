@@ -52,7 +52,7 @@ HRESULT ReadUri(const CDirEntryWrapper& entry, BSTR* pbstrUri) {
     return hr;
 }
 
-// The properties of the entry, of which the original URI is asked for; null if the metadata has none at all.
+// The properties of the entry; only the original URI is requested. Null if the metadata has no properties at all.
 HRESULT ReadProperties(const CDirEntryWrapper& entry, ComPtr<ITKCFPropertySet>& properties) {
     HRESULT hr = S_OK;
     ComPtr<ITKDSGetObjectMetaData> accessor;

@@ -8,10 +8,10 @@
 //
 // Threads: any thread that is in the apartment of the directory; several at once. Each call goes to the layer on the
 // calling thread.  Lifetime: counted; an object never changes, and holds its directory to its end.
-// Errors: HRESULT, never an exception; out of memory is E_OUTOFMEMORY, what the layer throws E_UNEXPECTED, success of
-// the layer without a result E_FAIL. Out-pointers are cleared first, and on failure nothing is handed out. A failing
-// call, one that throws included, is logged where it fails, and each function that fails once more at its end, but
-// for what CreateFromURI and GetAccessor say below.
+// Errors: HRESULT, never an exception. Out of memory is E_OUTOFMEMORY, an exception of the layer E_UNEXPECTED, and
+// success of the layer without a result E_FAIL. Out-pointers are cleared first, and on failure nothing is handed out. A
+// call that fails or throws is logged where it fails, and a function that fails is logged once more when it ends.
+// CreateFromURI and GetAccessor say below what they don't log.
 #pragma once
 
 #include "TKDataServices.h"
@@ -37,8 +37,8 @@ public:
     //  - Any other URI, also a root and a file URL that no path can be made of, becomes the only entry of a virtual
     //    directory of its own, with the URI as its id.
     //
-    // Any failure to name a parent, of the network say, counts as having none, and goes unlogged where the layer has no
-    // accessor for it.
+    // Any failure to name a parent, such as one of the network, counts as having no parent. It is not logged where the
+    // layer has no accessor for the parent.
     // E_POINTER: `ppObj` is null, or the layer knows no parent and `wszUri` is no URI.  Otherwise a failure of the
     // layer or of creating it (REGDB_E_CLASSNOTREG: none is installed).
     [[nodiscard]] static HRESULT CreateFromURI(const wchar_t* wszUri, CDirEntryWrapper** ppObj) noexcept;
@@ -54,18 +54,18 @@ public:
     ULONG AddRef() noexcept { return ++m_references; }
     ULONG Release() noexcept;
 
-    // An accessor of the entry; `wszAccessorId` is one of TKDS_ACCESSOR_*. `pAccessor` need not be initialised; it is
-    // for the caller to clear, and VT_EMPTY on failure. E_POINTER: `pAccessor` is null.  Otherwise the result of the
-    // layer. What a directory answers is not logged: whether the lack of an accessor matters is for the caller to say.
+    // An accessor of the entry; `wszAccessorId` is one of TKDS_ACCESSOR_*. `pAccessor` need not be initialised, and is
+    // VT_EMPTY on failure. The caller clears it.  E_POINTER: `pAccessor` is null.  Otherwise the result of the layer.
+    // What a directory answers is not logged, because only the caller knows whether the lack of an accessor matters.
     [[nodiscard]] HRESULT GetAccessor(const wchar_t* wszAccessorId, VARIANT* pAccessor) const noexcept;
 
     // The entry's URI. The caller frees the string, which may be null for an empty one.
     // E_POINTER: there is no directory, or `pbstrUri` is null.
     [[nodiscard]] HRESULT GetUri(BSTR* pbstrUri) const noexcept;
 
-    // A URI to compare entries by: the one that the metadata names as the original, else the entry's own. As GetUri; a
-    // failure on the way to the metadata is a failure; an original URI that is missing, empty or can't be read from
-    // there leads to the other one. E_POINTER: there is no metadata, or as for GetUri.
+    // A URI to compare entries by: the original URI that the metadata names. If it is missing, empty or can't be read,
+    // the entry's own URI. A failure to get the metadata is returned.  E_POINTER: there is no metadata.  Otherwise as
+    // GetUri.
     [[nodiscard]] HRESULT GetCompatibleUri(BSTR* pbstrUri) const noexcept;
 
     // The entry's data, for reading.  E_POINTER: `ppStream` is null.
@@ -77,9 +77,9 @@ private:
 
     [[nodiscard]] bool IsValid() const;
 
-    std::atomic<ULONG> m_references{0};  // the first reference is taken by who makes the object
+    std::atomic<ULONG> m_references{0};  // whoever makes the object takes the first reference
     const Microsoft::WRL::ComPtr<ITKDSDirectory> m_pDirectory;
-    // These two keep the system strings that they are passed on as, made once.
+    // These two also keep the system strings that are passed on, so that each is made only once.
     CStringManager<CP_ACP> m_strEntryId;
     CStringManager<CP_ACP> m_strUri;  // used only if there is no directory
 };

@@ -1,4 +1,4 @@
-// Steps of this folder's functions that are no single call of ForeignCalls.h.
+// Steps of this folder's functions that take more than one call of ForeignCalls.h.
 #pragma once
 
 #include "TKDataServices.h"
@@ -12,7 +12,8 @@
 
 namespace FileAccess {
 
-// Throws CAtlException carrying E_OUTOFMEMORY for strings that can't be allocated; what the layer throws is a result.
+// Throws CAtlException carrying E_OUTOFMEMORY when a string can't be allocated. An exception of the layer becomes a
+// result.
 [[nodiscard]] inline HRESULT OpenUriAs(ITKDSUriAccessFactory& factory, const wchar_t* uri, const wchar_t* accessorId,
                                        VARIANT* accessor) {
     const base::CBstr uriText(uri);

@@ -31,7 +31,7 @@ HRESULT CopyBytes(IStream& source, IStream& target, LONGLONG size) {
         ULONG got = 0;
         TK_CHECK_CALL_AS(kLog, kCreateSmall, hr, source.Read(block.data(), wanted, &got),
                          L"pStream->Read(tempbuf,(ULONG)min(32*1024,llSize),&ulRead)");
-        got = std::min(got, wanted);  // a count is a claim, too
+        got = std::min(got, wanted);  // the source may claim more than it was asked for
         if (got == 0)
             break;
         ULONG written = 0;
@@ -47,7 +47,7 @@ HRESULT CopySmallStream(IStream& source, ULONGLONG maximumSize, IStream** ppStre
     STATSTG stat{};
     TK_CHECK_CALL_AS(kLog, kCreateSmall, hr, source.Stat(&stat, STATFLAG_NONAME),
                      L"pStream->Stat(&statstg,STATFLAG_NONAME)");
-    // With the top bit set it is no size, whatever the maximum.
+    // A size with the top bit set is no size, whatever the maximum.
     if (stat.cbSize.QuadPart > std::min<ULONGLONG>(maximumSize, std::numeric_limits<LONGLONG>::max()))
         return E_FAIL;
     const LONGLONG size = static_cast<LONGLONG>(stat.cbSize.QuadPart);

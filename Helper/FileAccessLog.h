@@ -5,8 +5,9 @@
 
 namespace FileAccess {
 
-// All parts log as one source, whichever file they stand in: the log's readers filter by it. Records have its path as
-// it is seen from a project that takes it in; timing records have its name alone. Both are looked for as they are.
+// All files of this folder log as one source, because the log's readers filter by it. Records name its path as a
+// project sees it that takes the folder in; timing records have the name alone. People search for both texts, so they
+// stay as they are.
 inline constexpr TKRuntimeLogger::LogSource kLog{L"TvFileSourceAsync", L"..\\..\\Helper\\FileAccess"};
 inline constexpr TKRuntimeLogger::LogSource kTiming{L"TvFileSourceAsync", L"FileAccess"};
 

@@ -77,8 +77,8 @@ bool IsRoot(const std::wstring& path) {
            (path.ends_with(L'\\') && ::PathIsRootW(path.substr(0, path.size() - 1).c_str()));
 }
 
-// False of a root, and of a file URL that leads to no path (it has a port, say, or only its scheme). The directory of
-// those would be the path "", which is the current folder, and nothing there has their name.
+// False for a root, and for a file URL that leads to no path (it has a port, say, or only its scheme). Their directory
+// would be the path "", which is the current folder, and nothing there has their name.
 bool IsInDirectory(const std::wstring& path) {
     const bool hasDirectory = ::PathFindFileNameW(path.c_str()) != path.c_str();
     const bool isPlainName = !path.empty() && path.find_first_of(L"\\/:") == path.npos;

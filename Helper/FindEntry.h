@@ -5,7 +5,7 @@
 
 namespace FileAccess {
 
-// The body of CDirEntryWrapper::CreateFromURI, which has the results. Logs under its name.
+// The body of CDirEntryWrapper::CreateFromURI; see there for the results. Logs under its name.
 // Throws CAtlException and std::bad_alloc when memory is out.
 [[nodiscard]] HRESULT FindEntry(const wchar_t* wszUri, CDirEntryWrapper** ppObj);
 

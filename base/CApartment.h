@@ -1,6 +1,6 @@
 // A thread's stay in a COM apartment, from here to the end of the block.
 //
-// Stands before everything that is made in the apartment, so that all that is gone when the thread leaves it.
+// Declare it before everything that is made in the apartment, so that all of that is gone when the thread leaves.
 // Errors: see Result; a thread that couldn't enter has nothing to leave.
 #pragma once
 
@@ -21,7 +21,7 @@ public:
             ::CoUninitialize();
     }
 
-    // S_FALSE: the thread was in it already.  RPC_E_CHANGED_MODE: it is in one of another kind.
+    // S_FALSE: the thread was in the apartment already.  RPC_E_CHANGED_MODE: it is in an apartment of another kind.
     [[nodiscard]] HRESULT Result() const noexcept { return m_result; }
 
 private:

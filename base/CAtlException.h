@@ -1,5 +1,5 @@
-// A result code as an exception, for what has no more to say than the code; CComException has. It never crosses a COM
-// boundary: see ComBoundary.h.
+// A result code as an exception, for failures that have no more to say than the code. (CComException says more.) It
+// never crosses a COM boundary: see ComBoundary.h.
 #pragma once
 
 #include "base/CResultException.h"

@@ -48,7 +48,7 @@ public:
     [[nodiscard]] T Get() const noexcept { return m_value; }
     explicit operator bool() const noexcept { return Policy::IsValid(m_value); }
 
-    // Closes what is held, unless it is the very value that is given.
+    // Closes what is held and takes over `value`. If `value` is what is held already, nothing is closed.
     void Reset(T value = Policy::Invalid()) noexcept {
         const T old = std::exchange(m_value, value);
         if (old == value || !Policy::IsValid(old))

@@ -7,8 +7,8 @@ namespace base {
 
 class CResultException {
 public:
-    // The code. What else the exception knows, an error info object say, is left where the caller of a COM method looks
-    // for it.
+    // Returns the code. What else the exception knows, such as an error info object, is put where the caller of a COM
+    // method looks for it.
     [[nodiscard]] virtual HRESULT Report() const noexcept = 0;
 
 protected:

@@ -15,8 +15,8 @@ public:
     void lock() noexcept { ::AcquireSRWLockExclusive(&m_lock); }
     void unlock() noexcept { ::ReleaseSRWLockExclusive(&m_lock); }
 
-    // Gives the lock, which the caller holds, up until `changed` is woken, or for no reason.  False: it wasn't within
-    // `timeoutMs`.
+    // Gives up the lock, which the caller holds, waits until `changed` is woken, and takes the lock again. It may also
+    // return for no reason.  False: `changed` wasn't woken within `timeoutMs`.
     bool Await(CONDITION_VARIABLE& changed, DWORD timeoutMs) noexcept {
         return ::SleepConditionVariableSRW(&changed, &m_lock, timeoutMs, 0) != FALSE;
     }

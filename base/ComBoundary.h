@@ -8,7 +8,7 @@
 //       });
 //   }
 //
-// What must neither fail nor end its caller, a log record in the midst of a clean-up say, goes through RunQuietly.
+// A step that must neither fail nor end its caller, such as a log record during a clean-up, goes through RunQuietly.
 //
 // An exception that crossed into a host built by another compiler would end the host.
 #pragma once
@@ -21,8 +21,8 @@
 
 namespace base {
 
-// The result code of the exception that is being handled: out of memory (a string too long for the container included)
-// E_OUTOFMEMORY, a CResultException what it reports, anything else E_UNEXPECTED.
+// The result code of the exception that is being handled. Out of memory (a string too long for its container included):
+// E_OUTOFMEMORY. A CResultException: what it reports. Anything else: E_UNEXPECTED.
 // Call it from a catch block only.
 [[nodiscard]] inline HRESULT ResultOfCaughtException() noexcept {
     try {

@@ -1,5 +1,5 @@
-// Calls to objects that strangers made: what a failing call leaves behind is not taken for an interface or a string, so
-// it is neither released nor freed, and success without a result is a failure.
+// Calls to objects that strangers made. What a failing call leaves behind is not taken for an interface or a string: it
+// is neither released nor freed. Success without a result counts as a failure.
 //
 //   ComPtr<ITKDSDirectory> directory;
 //   HRESULT hr = Receive(directory, parentInfo.Get(), &ITKDSGetParentInfoForUri::GetParentDirectory);
@@ -27,7 +27,7 @@ template <class Interface>
     return text.Put();
 }
 
-// Calls a method whose last parameter is where the result goes. It may be null on success.
+// Calls a method whose last parameter is where the result goes. The result may be null on success.
 template <class Result, class Object, class Method, class... Arguments>
 [[nodiscard]] HRESULT ReceiveAny(Result& result, Object* object, Method method, Arguments... arguments) {
     auto* const slot = SlotOf(result);
@@ -38,14 +38,14 @@ template <class Result, class Object, class Method, class... Arguments>
     return hr;
 }
 
-// The same where null makes no sense.  E_FAIL: success without a result.
+// The same for methods whose result must not be null.  E_FAIL: success without a result.
 template <class Result, class Object, class Method, class... Arguments>
 [[nodiscard]] HRESULT Receive(Result& result, Object* object, Method method, Arguments... arguments) {
     const HRESULT hr = ReceiveAny(result, object, method, arguments...);
     return SUCCEEDED(hr) && !result ? E_FAIL : hr;
 }
 
-// An instance of a class, of whatever context.  E_FAIL: success without an instance.
+// An instance of a class, in any context.  E_FAIL: success without an instance.
 template <class Interface>
 [[nodiscard]] HRESULT CreateObject(REFCLSID clsid, Microsoft::WRL::ComPtr<Interface>& object) {
     Interface** const slot = SlotOf(object);

@@ -10,7 +10,7 @@ namespace base {
 
 namespace {
 
-// With a backslash at its end; empty when it can't be told.
+// With a backslash at its end; empty when it can't be found out.
 std::wstring SystemFolder() {
     std::wstring folder(::GetSystemDirectoryW(nullptr, 0), L'\0');
     folder.resize(::GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size())));

@@ -8,8 +8,8 @@
 
 namespace base {
 
-// `library` is a bare name, which is looked for in the application's and the system's folders, or a full path; the
-// libraries that it needs itself are looked for beside it as well then. A relative path isn't found.
+// `library` is a bare name or a full path. A bare name is looked for in the application's and the system's folders.
+// With a full path, the libraries that it needs itself are looked for beside it as well. A relative path isn't found.
 [[nodiscard]] CAutoLibrary LateLoad(const wchar_t* library) noexcept;
 
 }  // namespace base

@@ -21,7 +21,7 @@ std::wstring FullPathOf(const std::wstring& path) {
         const DWORD length = ::GetFullPathNameW(path.c_str(), size, full.data(), nullptr);
         if (length == 0)
             return path;
-        full.resize(length);  // what is too small is told the size that is needed
+        full.resize(length);  // a buffer that is too small gets the size that is needed
         if (length < size)
             return full;
     }

@@ -8,7 +8,7 @@
 namespace base {
 
 // The full path, whether or not anything is there; `path` itself when the platform can't resolve it. A path that begins
-// with \\?\ is full by definition and means what it says: resolving would take dots away that belong to it.
+// with \\?\ is full by definition and is taken literally: resolving it would remove dots that belong to its names.
 [[nodiscard]] std::wstring FullPathOf(const std::wstring& path);
 
 // The form in which the platform opens a full path: a long one needs a prefix, without which it is refused.

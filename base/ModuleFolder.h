@@ -1,4 +1,4 @@
-// Where the DLL or program stands that a piece of code, or of constant data, belongs to.
+// The folder of the DLL or program that a piece of code or constant data belongs to.
 //
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
@@ -9,8 +9,8 @@
 
 namespace base {
 
-// The folder of the module that has `address` inside it, with a trailing backslash; empty when it can't be told. Paths
-// of any length.
+// The folder of the module that has `address` inside it, with a trailing backslash; empty when it can't be found out.
+// Paths of any length.
 [[nodiscard]] std::wstring ModuleFolder(const void* address);
 
 // The module that this library is linked into, and its folder.

@@ -45,7 +45,7 @@ LSTATUS InstallServer(const wchar_t* keyPath, const WCHAR* name, const WCHAR* pa
     return status;
 }
 
-// The mapper knows nothing of the filter, which is what was wanted or no harm.
+// The mapper doesn't know the filter. For a removal that is the goal; otherwise it does no harm.
 HRESULT NotFoundIsSuccess(HRESULT hr) noexcept {
     return hr == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) ? S_OK : hr;
 }

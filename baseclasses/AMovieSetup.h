@@ -1,13 +1,13 @@
 // What a filter tells the system about itself, and how it is registered there: as a COM class in the registry, and as a
 // filter with the filter mapper.
 //
-// All functions want `setup` records that stay valid during the call only.  Threads: any.
+// All functions need their `setup` records only during the call.  Threads: any.
 #pragma once
 
 #include "baseclasses/DirectShow.h"
 
 using AMOVIESETUP_MEDIATYPE = REGPINTYPES;
-// Its strName is text that may be written to, by the platform's declaration; nothing here does.
+// The platform declares its strName as writable text; nothing here writes to it.
 using AMOVIESETUP_PIN = REGFILTERPINS;
 
 struct AMOVIESETUP_FILTER {
@@ -30,6 +30,6 @@ struct AMOVIESETUP_FILTER {
 [[nodiscard]] HRESULT AMovieSetupRegisterFilter(const AMOVIESETUP_FILTER& setup, IFilterMapper* mapper,
                                                 BOOL install) noexcept;
 
-// The same, with the mapper that the system has: the newer one if it can be had. COM is entered for the call, and
-// whatever mode the thread has entered it in already is as good.
+// The same, with the mapper that the system has: the newer one if there is one. COM is entered for the call; the thread
+// may have entered it already, in any mode.
 [[nodiscard]] HRESULT AMovieSetupFilter(const AMOVIESETUP_FILTER& setup, BOOL install) noexcept;

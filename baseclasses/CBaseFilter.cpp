@@ -152,7 +152,7 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
 STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
     const CAutoLock lock(m_pLock);
     ComPtr<IMediaEventSink> sink;
-    // What a query that fails has written is no pointer.
+    // A query that fails may have written something that is no pointer.
     void* answer = nullptr;
     if (graph &&
         SUCCEEDED(base::ComBoundary([&] { return graph->QueryInterface(__uuidof(IMediaEventSink), &answer); })))

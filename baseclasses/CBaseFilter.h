@@ -5,7 +5,8 @@
 //
 // Threads: any. The filter's lock, which the derived class owns, guards state, clock and name, and is held while the
 // pins are told of a change of state. The pins connect under the same lock. NotifyEvent() takes no lock. Lifetime:
-// counted; the graph is not, because it counts the filter. Errors: overrides let no exception out.
+// counted. The filter doesn't count the graph, because the graph counts the filter. Errors: overrides let no exception
+// out.
 #pragma once
 
 #include "baseclasses/AMovieSetup.h"
@@ -78,7 +79,8 @@ protected:
     CCritSec* const m_pLock;
 
 private:
-    // Calls `tell` for each connected pin, all of them or as far as the first failure, which is the result.
+    // Calls `tell` for each connected pin: for all of them, or up to the first failure. The first failure is the
+    // result.
     template <class Tell>
     HRESULT TellConnectedPins(bool stopAtFailure, Tell tell);
 

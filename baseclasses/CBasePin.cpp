@@ -105,7 +105,7 @@ HRESULT CBasePin::MayConnect() const noexcept {
 HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* partial) {
     HRESULT reason = VFW_E_NO_ACCEPTABLE_TYPES;
     for (const bool mine : {m_bTryMyTypesFirst, !m_bTryMyTypesFirst}) {
-        // What a receiver that fails has written is no pointer.
+        // A receiver that fails may have written something that is no pointer.
         IEnumMediaTypes* answer = nullptr;
         HRESULT hr = mine ? EnumMediaTypes(&answer) : receiver->EnumMediaTypes(&answer);
         if (FAILED(hr) || !answer)
@@ -127,7 +127,7 @@ HRESULT CBasePin::TryMediaTypes(IPin* receiver, const CMediaType* partial, IEnum
         return hr;
     for (;;) {
         AM_MEDIA_TYPE* next = nullptr;
-        ULONG fetched = 0;  // of one, which some enumerators write without a look at the pointer
+        ULONG fetched = 0;  // only one is asked for, but some enumerators write the count without checking the pointer
         hr = types->Next(1, &next, &fetched);
         if (hr != S_OK || !next)
             break;
@@ -161,7 +161,7 @@ HRESULT CBasePin::MakeConnection(IPin* peer, const CMediaType& type, bool initia
             result = AcceptMediaType(type);
         if (FAILED(result))
             return result;
-        // Before the peer is asked, which may want to know to whom it is being connected.
+        // Set before the peer is asked: the peer may want to know whom it is being connected to.
         SetConnection(peer);
         result = SetMediaType(&type);
         if (SUCCEEDED(result) && initiator) {

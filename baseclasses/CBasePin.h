@@ -35,8 +35,9 @@ public:
     STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
 
     // IPin
-    // With a complete `type` only that one is tried. Otherwise those types of the receiver's list, then of this pin's
-    // own, that agree with `type` as far as it goes (this pin's first if m_bTryMyTypesFirst).
+    // With a complete `type` only that one is tried. Otherwise the types of the receiver's list are tried, then those
+    // of this pin's own list (this pin's first if m_bTryMyTypesFirst), but only types that agree with `type` as far as
+    // it goes.
     // VFW_E_ALREADY_CONNECTED; VFW_E_NOT_STOPPED; VFW_E_INVALID_DIRECTION: both pins point the same way.
     // VFW_E_NO_ACCEPTABLE_TYPES: no type of the lists would do, and no attempt gave a more telling reason.
     // VFW_E_TYPE_NOT_ACCEPTED: this pin refuses the one type that was to be tried.
@@ -96,7 +97,7 @@ public:
     void IncrementTypeVersion() noexcept { ++m_typeVersion; }
 
     [[nodiscard]] bool IsConnected() const noexcept;
-    // Whether the pin's filter is.
+    // Whether the pin's filter is stopped.
     [[nodiscard]] bool IsStopped() const noexcept;
     [[nodiscard]] const wchar_t* Name() const noexcept { return m_name ? m_name.Get() : L""; }
 
@@ -120,7 +121,7 @@ private:
     [[nodiscard]] HRESULT AcceptMediaType(const CMediaType& type);
     // Connects this end to `peer`; an initiator also asks the peer to receive the connection.
     [[nodiscard]] HRESULT MakeConnection(IPin* peer, const CMediaType& type, bool initiator);
-    // Null: there is none, and no media type.
+    // Null: there is no connection, and so no media type.
     void SetConnection(IPin* peer) noexcept;
 
     const PIN_DIRECTION m_direction;

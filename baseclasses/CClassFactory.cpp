@@ -45,7 +45,7 @@ STDMETHODIMP CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** 
             return hr;
         if (!object)
             return E_OUTOFMEMORY;
-        // From here on its count owns the object, and this reference goes if the interface isn't there.
+        // From here on the object is owned by its count: this release deletes it if the interface isn't there.
         CUnknown* const counted = object.release();
         counted->NonDelegatingAddRef();
         hr = counted->NonDelegatingQueryInterface(riid, ppv);

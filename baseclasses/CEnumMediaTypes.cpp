@@ -33,7 +33,7 @@ STDMETHODIMP CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fe
         }
         ++done;
     }
-    // The list may have changed between two calls of GetMediaType; what was fetched is then of no one list.
+    // The list may have changed between two calls of GetMediaType; then what was fetched belongs to no single list.
     if (SUCCEEDED(hr) && IsOutOfSync())
         hr = VFW_E_ENUM_OUT_OF_SYNC;
     if (FAILED(hr)) {

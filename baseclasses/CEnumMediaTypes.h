@@ -13,7 +13,7 @@ class CBasePin;
 
 class CEnumMediaTypes final : public CEnumerator<IEnumMediaTypes> {
 public:
-    // Starts at the first type of `pin`, or else where `other` stands if it is not null.
+    // Starts where `other` stands, or at the first type of `pin` if `other` is null.
     explicit CEnumMediaTypes(CBasePin* pin, const CEnumMediaTypes* other = nullptr) noexcept;
 
     // IEnumMediaTypes

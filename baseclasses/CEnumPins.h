@@ -12,7 +12,7 @@ class CBaseFilter;
 
 class CEnumPins final : public CEnumerator<IEnumPins> {
 public:
-    // Starts at the first pin of `filter`, or else where `other` stands if it is not null.
+    // Starts where `other` stands, or at the first pin of `filter` if `other` is null.
     explicit CEnumPins(CBaseFilter* filter, const CEnumPins* other = nullptr) noexcept;
 
     // IEnumPins

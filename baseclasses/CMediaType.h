@@ -2,8 +2,8 @@
 // fields stay accessible.
 //
 // Units: bytes.  Threads: as for a plain value.
-// Errors: copying needs memory. Set() reports that; the copy operators can't, and leave the type empty (IsValid() is
-// false) when there is none.
+// Errors: a copy may run out of memory. Set() reports that; the copy operators can't, and leave the type empty
+// (IsValid() is false).
 #pragma once
 
 #include "baseclasses/MediaTypeCopies.h"

@@ -8,8 +8,8 @@
 extern HINSTANCE g_hInst;
 
 // For DllMain. Records the module and tells the classes of loading and unloading. Asks the system to leave out the
-// notifications of threads; it refuses where the module has thread-local data in its image, as every DLL of mingw-w64
-// has, and so this is called for threads as well, and does nothing then.
+// notifications of threads. The system refuses where the module has thread-local data in its image, as every DLL of
+// mingw-w64 has. So this function is called for threads as well, and does nothing then.
 extern "C" BOOL WINAPI DllEntryPoint(HINSTANCE instance, ULONG reason, LPVOID reserved);
 
 // For DllGetClassObject.

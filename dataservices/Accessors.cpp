@@ -25,7 +25,7 @@ HRESULT OpenPlaceAs(const Place& place, const std::wstring& accessorId, VARIANT*
 }
 
 HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor) {
-    // Nothing at all is a name only where a folder is meant.
+    // An empty name is valid only where a folder is meant: it is the current folder.
     const bool isCurrentFolder = name.empty() && accessorId == TKDS_ACCESSOR_DIRECTORY;
     Place place;
     const HRESULT hr = FindPlace(isCurrentFolder ? L".\\" : name, &place);

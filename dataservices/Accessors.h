@@ -14,7 +14,7 @@ namespace dataservices {
 
 [[nodiscard]] HRESULT OpenPlaceAs(const Place& place, const std::wstring& accessorId, VARIANT* accessor);
 
-// `name` as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindPlace, too.
+// `name` is as ITKDSUriAccessFactory::OpenUriAs takes it. Fails as FindPlace does, too.
 [[nodiscard]] HRESULT OpenNameAs(const std::wstring& name, const std::wstring& accessorId, VARIANT* accessor);
 
 }  // namespace dataservices

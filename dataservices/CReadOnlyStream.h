@@ -36,9 +36,10 @@ public:
     STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept final { return STG_E_INVALIDFUNCTION; }
 
 protected:
-    // Where Seek leads from `position` in a source of `length` bytes; nothing for an unknown one. Beyond the end is
-    // fine. STG_E_INVALIDFUNCTION: unknown origin, or a place before the start or beyond 63 bits.  0x80040003: the end
-    // of a source of unknown length is asked for.
+    // Where Seek leads from `position` in a source of `length` bytes; an unknown length is empty. A target beyond the
+    // end is allowed.
+    // STG_E_INVALIDFUNCTION: unknown origin, or a place before the start or beyond 63 bits.  0x80040003: the end of a
+    // source of unknown length is asked for.
     [[nodiscard]] static HRESULT SeekTarget(LARGE_INTEGER move, DWORD origin, ULONGLONG position,
                                             std::optional<ULONGLONG> length, ULONGLONG* target) noexcept {
         if (origin != STREAM_SEEK_SET && origin != STREAM_SEEK_CUR && origin != STREAM_SEEK_END)

@@ -1,5 +1,5 @@
-// The base of a COM object with two interfaces neither of which derives from the other. Else, threads too, as
-// CComObjectBase.
+// The base of a COM object with two interfaces, neither of which derives from the other. Everything else, threads
+// included, is as in CComObjectBase.
 #pragma once
 
 #include "framework/com/CComObjectBase.h"

@@ -4,7 +4,7 @@
 //       return ComMethod(name, [&] { return GiveText(m_name, name); });
 //   }
 //
-// Threads: any.  Errors: all but ComMethod may throw what ComBoundary knows; a result that they fill stays clear then.
+// Threads: any.  Errors: all but ComMethod may throw what ComBoundary knows; then the result stays clear.
 #pragma once
 
 #include "base/CBstr.h"
@@ -31,8 +31,8 @@ template <class Result, class Body>
     return base::ComBoundary(std::forward<Body>(body));
 }
 
-// The text of a caller; null is empty. Throws CAtlException carrying E_INVALIDARG for one that has a NUL inside, of
-// which one reader would see another text than the next.
+// The text of a caller; null is empty. Throws CAtlException carrying E_INVALIDARG for a text that has a NUL inside,
+// because its readers would not agree where it ends.
 [[nodiscard]] inline std::wstring TextOf(BSTR text) {
     std::wstring copy(text ? text : L"", ::SysStringLen(text));
     if (copy.find(L'\0') != copy.npos)

@@ -12,7 +12,7 @@
 
 namespace dataservices {
 
-// Stands for a T while the class factory asks it for an interface, and goes once it has.
+// Stands for a T while the class factory asks it for an interface, and is deleted afterwards.
 template <class T>
 class CNewObject final : public CUnknown {
 public:

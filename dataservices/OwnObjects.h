@@ -1,5 +1,5 @@
-// How this layer knows its own objects when a caller hands them back. Only our classes answer these interfaces, so a
-// stranger's object is told from ours by asking it, and is never taken for one.
+// How this layer knows its own objects when a caller hands them back. Only our classes answer these interfaces, so
+// asking an object for one tells whether it is ours.
 //
 // Threads: as the class that answers it.
 #pragma once
@@ -20,7 +20,7 @@ IOwnMetaData : public ITKDSMetaData {
 // Answered by CVirtualDirectoryItem.
 MIDL_INTERFACE("6B0A2C0E-5F0D-4B4F-9A55-0C2A6C3B7D42")
 IOwnVirtualDirectoryItem : public ITKDSVirtualDirectoryItem {
-    // As long as the item.
+    // The URI; valid as long as the item lives.
     STDMETHOD_(const wchar_t*, Uri)() noexcept = 0;
 };
 

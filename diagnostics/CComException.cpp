@@ -27,7 +27,7 @@ std::wstring SystemMessageOf(HRESULT hr) {
     return text;
 }
 
-// In the thread's ANSI code page. No text of the system's is near the length at which a size stops being an int.
+// In the thread's ANSI code page. System texts are far too short for their size not to fit an int.
 std::string Narrow(const std::wstring& text) {
     const int length = static_cast<int>(text.size());
     const int bytes = ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
@@ -67,7 +67,7 @@ const char* CComException::what() const noexcept {
 }
 
 HRESULT CComException::Report() const noexcept {
-    static_cast<void>(RestoreErrorInfo());  // most hold none
+    static_cast<void>(RestoreErrorInfo());  // most exceptions hold none
     return m_result;
 }
 

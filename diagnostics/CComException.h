@@ -7,9 +7,10 @@
 // Texts are filled in at the first read and stay as they are then. An error info object is foreign code: a call that
 // fails or throws counts as one that has nothing to say.
 //
-// Threads: one at a time while it has not been read yet.  Lifetime: holds a reference to the error info object; copies
-// share it.
-// Errors: reading throws std::bad_alloc or CAtlException when memory is out, except what(), and starts anew next time.
+// Threads: one at a time until the object has been read once.  Lifetime: holds a reference to the error info object;
+// copies share it.
+// Errors: reading throws std::bad_alloc or CAtlException when memory is out, and the next read starts anew; what()
+// never throws.
 #pragma once
 
 #include "base/CResultException.h"
@@ -50,7 +51,8 @@ public:
     [[nodiscard]] DWORD GetHelpContext() const { return Filled().m_helpContext; }
     [[nodiscard]] const GUID& GetInterfaceId() const { return Filled().m_interfaceId; }
 
-    // Makes the error info object that of the calling thread again, for its caller to fetch.  E_FAIL: there is none.
+    // Installs the error info object for the calling thread again, so that its caller can fetch it.  E_FAIL: there is
+    // none.
     HRESULT RestoreErrorInfo() const noexcept;
 
 private:

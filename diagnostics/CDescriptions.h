@@ -46,8 +46,8 @@ public:
 protected:
     using Names = std::map<Key, std::wstring, Less>;
 
-    // `typeName` is the kind of code that complaints name; empty: no complaints. `lookupName`, a literal, is the
-    // function that they name. With `rawOnly`, names are left out and nothing is complained about.
+    // A missing name is reported with `typeName`, the kind of code, and `lookupName`, the function, which is a literal.
+    // With an empty `typeName` nothing is reported. With `rawOnly`, names are left out and nothing is reported.
     CDescriptions(std::wstring typeName, const wchar_t* lookupName, Names names, bool rawOnly = false)
         : m_names(std::move(names)), m_typeName(std::move(typeName)), m_lookupName(lookupName), m_rawOnly(rawOnly) {}
 
@@ -86,7 +86,7 @@ struct GUIDLess {
     }
 };
 
-// GUIDs in registry form, with braces. It knows no names, so every lookup is complained about.
+// GUIDs in registry form, with braces. It knows no names, so every lookup is reported.
 class CGuidDescriptions final : public CDescriptions<GUID, GUIDLess> {
 public:
     CGuidDescriptions();

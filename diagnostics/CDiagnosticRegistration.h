@@ -1,5 +1,5 @@
-// Lists a live object in the process, for as long as the registration lives: a debugger or a dump finds by it which
-// objects exist, where they are and what they are. It writes no log record.
+// Lists a live object in the process, for as long as the registration lives. From the list, a debugger or the reader of
+// a dump learns which objects exist, where they are and what they are. It writes no log record.
 //
 // Threads: any.  Errors: none; it takes no memory but its own.
 #pragma once
@@ -18,7 +18,7 @@ public:
         std::wstring description;
     };
 
-    // The texts are literals. Neither they nor the object are touched by anyone but the list's readers.
+    // The texts are literals. Only those who read the list touch the texts or the object.
     CDiagnosticRegistration(const wchar_t* category, const void* address, const wchar_t* description) noexcept;
     CDiagnosticRegistration(const CDiagnosticRegistration&) = delete;
     CDiagnosticRegistration& operator=(const CDiagnosticRegistration&) = delete;

@@ -28,8 +28,8 @@ std::wstring ReadLogFilePath() {
     if (::RegQueryValueExW(key.Get(), kValueName, nullptr, &type, nullptr, &bytes) != ERROR_SUCCESS || bytes == 0 ||
         type != REG_SZ)
         return {};
-    // The stored size may be odd, and the stored text need not end in a zero: one character more than was asked for
-    // does.
+    // The stored size may be odd, and the stored text need not end in a zero. With one more character than the stored
+    // size, the buffer ends in a zero in any case.
     std::vector<wchar_t> path((std::size_t{bytes} + 1) / sizeof(wchar_t) + 1, L'\0');
     if (::RegQueryValueExW(key.Get(), kValueName, nullptr, &type, reinterpret_cast<BYTE*>(path.data()), &bytes) !=
             ERROR_SUCCESS ||
@@ -38,8 +38,8 @@ std::wstring ReadLogFilePath() {
     return path.data();
 }
 
-// Opened for reading too, since only a readable or writable file can be locked; where that is refused, appending must
-// do.
+// Opened for reading too, because only a readable or writable file can be locked. Where that is refused, the file is
+// opened for appending alone.
 base::CAutoHandle OpenForAppend(const std::wstring& path) {
     // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of the file as it is then, whoever else
     // writes.
@@ -57,10 +57,10 @@ base::CAutoHandle OpenForAppend(const std::wstring& path) {
 // Keeps other writers, of this process or another, from appending at the same moment. Windows itself appends as one
 // step, but a network file system or an emulated one first looks for the end of the file and then writes there.
 //
-// The lock is one byte far behind any data. It is never waited for without end: its owner may be a thread that was
-// ended together with the process that is still unloading us, or a process that stands in a debugger. After a wait in
-// vain, lines go out without it for a while, so that not each of them waits, and later ones wait shortly; where there
-// are no locks at all, for good.
+// The lock is one byte far behind any data. Nobody waits for it without limit: its owner may be a thread that was ended
+// together with the process that is still unloading us, or a process that is stopped in a debugger. After a wait that
+// ended without the lock, lines are written without it for a while, so that not each of them waits, and later waits are
+// short. Where files have no locks at all, lines are written without it for good.
 class CAppendTurn final {
 public:
     CAppendTurn(HANDLE file, std::atomic<ULONGLONG>& suspendedUntilMs) noexcept : m_file(file) {

@@ -8,10 +8,9 @@
 // so that one record stays one line and nothing in a name can pass for another record; half of a surrogate pair becomes
 // U+FFFD.
 //
-// Threads: any. Each line is a single append, and writers to one file, threads and processes, take turns at the file
-// itself for the length of that append, so that lines neither mix nor get lost (unless one of them keeps its turn for
-// seconds, stopped in a debugger say). No lock is held besides. The file is
-// never truncated or rotated.
+// Threads: any. Each line is a single append. All threads and processes that write to one file take turns by a lock in
+// the file itself, held for the length of one append. So lines neither mix nor get lost, unless a writer keeps its turn
+// for seconds (stopped in a debugger, say). No other lock is held. The file is never truncated or rotated.
 //
 // Lifetime: one static instance per module, not reference counted. Errors: none reach the caller; a line that can't be
 // written is lost.

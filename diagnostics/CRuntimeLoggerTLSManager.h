@@ -27,8 +27,8 @@ public:
 private:
     ITKRuntimeLogger* const m_fallback;
 
-    // Guards the making of front ends and the set. It is held while COM and a foreign logger are called: a thread of
-    // the same process that serves such a call must not wait for this lock, that is, not write its own first record
+    // Guards the making of front ends and the set. It is held while COM and a foreign logger are called. So a thread of
+    // the same process that serves such a call must not wait for this lock: it must not write its own first record
     // meanwhile.
     base::CCriticalSection m_creation;
     std::set<std::unique_ptr<CTKRuntimeLoggerAPI>> m_frontEnds;

@@ -40,8 +40,8 @@ void CTKRuntimeLoggerAPI::FindService() {
     if (FAILED(::GetRunningObjectTable(0, &table)) || FAILED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker)) ||
         table->GetObject(moniker.Get(), &service) != S_OK || !service)
         return;
-    // Each that fails stays null. A service of another process whose interfaces have no proxy here fails them all, and
-    // is none.
+    // An interface that can't be had stays null. A service in another process whose interfaces have no proxy here gives
+    // none of them, and counts as no service.
     static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_logger)));
     static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_questioner)));
     static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_dumpWriter)));

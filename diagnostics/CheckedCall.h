@@ -28,10 +28,10 @@ void LogError(const LogSource& source, LONG line, const wchar_t* function, const
 
 }  // namespace TKRuntimeLogger
 
-// hr = (call); a failure is logged with the text of the call and leaves the function with it.
+// hr = (call); a failure is logged with the text of the call, and the function returns it.
 #define TK_CHECK_CALL(source, function, hr, call) TK_CHECK_CALL_AS(source, function, hr, call, L"" #call)
 
-// The same with the text given: code formatters re-space source text, and the log's texts are looked for by people.
+// The same with a given text: code formatters change the blanks in source text, but people search for the log's texts.
 #define TK_CHECK_CALL_AS(source, function, hr, call, text)                            \
     do {                                                                              \
         (hr) = base::ComBoundary([&]() -> HRESULT { return (call); });                \

@@ -19,7 +19,7 @@ HRESULT ReportComError(HRESULT hr, REFIID iid);
 // The same for IDispatch.
 HRESULT ReportComError(HRESULT hr);
 
-// Installs an error info object that says all this; texts may be null. Returns `hr`, installed or not: the caller has a
-// failure of its own to report, and that one is not replaced.
+// Installs an error info object with these details; texts may be null. Returns `hr`, whether or not the object could be
+// installed: the caller reports its own failure, and no other one replaces it.
 HRESULT SetComErrorInfo(HRESULT hr, REFIID iid, const wchar_t* description, DWORD helpContext, const wchar_t* helpFile,
                         const wchar_t* source) noexcept;

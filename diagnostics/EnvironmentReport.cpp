@@ -23,9 +23,9 @@ LogSource SourceOf(const wchar_t* category) noexcept {
     return {category, L"TKRuntimeLoggerAPI"};
 }
 
-// A path from a call that takes a buffer and its size in characters and returns a length. Whether a call that ran out
-// of room returns the size, one less or what it needs differs: a buffer that is full to the last character is too
-// small. Empty: the call failed.
+// A path from a call that takes a buffer and its size in characters and returns a length. When there is too little
+// room, some calls return the size, some one less, some what they need. So a buffer that is full to the last character
+// counts as too small. Empty: the call failed.
 template <class Ask>
 std::wstring AskForPath(Ask&& ask) {
     constexpr DWORD kLongestPath = 32768;
@@ -57,7 +57,7 @@ struct Machine {
     bool isWow64 = false;
 };
 
-// Looked up by name, as systems that lack these functions are in the report too.
+// Looked up by name, because the report also covers systems that lack these functions.
 Machine AskForMachine() noexcept {
     Machine machine;
     const base::CAutoLibrary kernel = base::LateLoad(L"Kernel32.dll");
@@ -89,8 +89,8 @@ std::optional<VS_FIXEDFILEINFO> VersionOf(const std::wstring& path) {
     return *static_cast<const VS_FIXEDFILEINFO*>(fixed);
 }
 
-// The modules of the process; nothing when they can't be listed. Of those that come or go between the two questions,
-// some may be missing.
+// The modules of the process; no value when they can't be listed. Modules that come or go between the two questions may
+// be missing.
 std::optional<std::vector<HMODULE>> AskForModules() {
     DWORD bytes = 0;
     if (!::EnumProcessModules(::GetCurrentProcess(), nullptr, 0, &bytes))
@@ -109,7 +109,7 @@ std::wstring ApplicationDirectory() {
     return path;
 }
 
-// Runs `body` on a thread that has a logger. Logging fails no operation, reporting doesn't either.
+// Runs `body` on a thread that has a logger. Reporting fails no operation, as logging doesn't.
 template <class Body>
 void Report(Body&& body) noexcept {
     const base::CLastErrorKeeper lastError;

@@ -3,8 +3,8 @@
 //   LogProcessEnvironment(L"MyPlayer");
 //   LogLoadedModules(L"*.dll;*.ax", L"MyPlayer", true);
 //
-// Nothing calls these by itself; the host does, with the category that its lines shall carry. On a thread without a
-// logger the system isn't even asked. Lines have the severity kInfo, but for the two failures named below.
+// Only the host calls these, with the category for the lines; nothing else does. On a thread without a logger the
+// system isn't even asked. Lines have the severity kInfo, except for the two failures named below.
 //
 // Threads: any.  Errors: none; what can't be found out is left out. The last-error value stays as it is.
 #pragma once
@@ -20,10 +20,10 @@ void LogProcessEnvironment(const wchar_t* category) noexcept;
 // The path and the versions of one module of this process; nothing for a module that has no version resource.
 void LogLoadedModule(HMODULE module, const wchar_t* category) noexcept;
 
-// The same for all modules of the process as the system lists them, without those whose file names don't match
-// `pattern` (null: every name does; several are separated by semicolons) and, if asked, without those outside the
-// executable's folder and its subfolders. One line of severity kWarn when the system doesn't say how many there
-// are; nothing when it fails after that.
+// The same for the modules of the process, as the system lists them, whose file names match `pattern`. It may hold
+// several patterns, separated by semicolons; null matches every name. With `onlyApplicationDirectory`, modules outside
+// the executable's folder and its subfolders are left out. Writes one line of severity kWarn when the system doesn't
+// say how many modules there are, and nothing when it fails after that.
 void LogLoadedModules(const wchar_t* pattern, const wchar_t* category, BYTE onlyApplicationDirectory) noexcept;
 
 }  // namespace TKRuntimeLogger

@@ -28,8 +28,8 @@ std::wstring HResultText(HRESULT hr) {
     std::wstring text = SystemText(hr, FORMAT_MESSAGE_IGNORE_INSERTS);
     if (text.empty())
         return base::FormatText(L"%08X <no error message>", static_cast<unsigned>(hr));
-    // The system's texts end in CR LF. The last two characters go without a look at them: the texts in logs stay
-    // comparable.
+    // The system's texts end in CR LF. The last two characters are removed without a check, so that the texts in logs
+    // stay comparable.
     if (text.size() > 2)
         text.resize(text.size() - 2);
     return text;

@@ -13,9 +13,9 @@ namespace TKRuntimeLogger {
 // hexadecimal digits and " <no error message>".
 [[nodiscard]] std::wstring HResultText(HRESULT hr);
 
-// The text as the system gives it, with its line break as a rule; empty if there is none. `flags` are further ones of
-// FormatMessageW: with FORMAT_MESSAGE_IGNORE_INSERTS placeholders stay as they are, without it a text that has some
-// counts as none.
+// The text as the system gives it, usually with its line break; empty if there is none. `flags` are further flags for
+// FormatMessageW. With FORMAT_MESSAGE_IGNORE_INSERTS, placeholders stay as they are. Without it, a text that has
+// placeholders counts as none.
 [[nodiscard]] std::wstring SystemText(HRESULT hr, DWORD flags);
 
 }  // namespace TKRuntimeLogger

@@ -29,14 +29,14 @@ struct ITKRuntimeLoggerAPI {
     // Asks the person in front of the logging service; `secondText` is passed through as it is. With `remember`, an
     // answer counts for the same question with the same severity and texts at the same site for the life of the
     // process; threads that ask at the same time may all be asked, and the answer that comes first stays. Returns
-    // `defaultAnswer` when there is no answer: a service that can't ask has the question logged instead, one that fails
-    // to ask has not, and neither is remembered.
+    // `defaultAnswer` when there is no answer. If the service can't ask, the question is logged instead; if it fails to
+    // ask, the question isn't logged. Neither outcome is remembered.
     [[nodiscard]] virtual LONG AskQuestion(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
                                            const wchar_t* function, const wchar_t* question, const wchar_t* secondText,
                                            LONG defaultAnswer, bool remember) = 0;
 
-    // Has the logging service write a dump of this process and log the message with it, which is formatted as
-    // FormatLogString does. Without a dump, the message is logged with " <a dump could not be created>" appended.
+    // Has the logging service write a dump of this process and log the message with it. The message is formatted as by
+    // FormatLogString. Without a dump, the message is logged with " <a dump could not be created>" appended.
     virtual void LogWithDump(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
                              const wchar_t* function, const wchar_t* message, ...) = 0;
 

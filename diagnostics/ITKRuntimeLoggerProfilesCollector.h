@@ -22,7 +22,7 @@ struct CProfile {
     std::atomic<ULONGLONG> count{0};
     std::atomic<LONGLONG> totalTicks{0};
     std::atomic<LONGLONG> maximumTicks{0};
-    // Part of the record that was never filled: it is reported as the first duration, which is therefore always 0.
+    // A part of the record that is never filled. It is reported as the first duration, which is therefore always 0.
     LONGLONG firstDurationTicks = 0;
     std::atomic<ULONG> exitsSinceReport{0};  // for whoever looks at a dump; not reported
 };

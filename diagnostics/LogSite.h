@@ -35,7 +35,7 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
 // The calling thread's front end, made on first use, or null for good.
 [[nodiscard]] ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept;
 
-// The same, short for a thread that has decided before.
+// The same, with a short path for a thread that has looked for its logger before.
 [[nodiscard]] inline ITKRuntimeLoggerAPI* ThreadLogger() noexcept {
     const base::CLastErrorKeeper lastError;
     if (void* frontEnd = ::TlsGetValue(Detail::frontEndSlot))
@@ -43,8 +43,8 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
     return ::TlsGetValue(Detail::triedSlot) ? nullptr : GetLoggerAPI();
 }
 
-// What every log site is: runs `write` with the calling thread's front end, if there is one, and drops what it throws.
-// Whatever a record takes to be made belongs into `write`.
+// What every log site does: runs `write` with the calling thread's front end, if there is one, and drops what it
+// throws. All work to make a record belongs in `write`.
 template <class Write>
 void AtLogSite(Write&& write) noexcept {
     const base::CLastErrorKeeper lastError;

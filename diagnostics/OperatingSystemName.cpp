@@ -26,13 +26,13 @@ bool IsServerR2(const SystemVersion&, const Metric& metric) {
 bool IsNoServerR2(const SystemVersion& version, const Metric& metric) {
     return !IsServerR2(version, metric);
 }
-// The suite and no other beside it.
+// This suite alone, and no other with it.
 bool IsHomeServer(const SystemVersion& version, const Metric&) {
     return version.suiteMask == VER_SUITE_WH_SERVER;
 }
 
-// The first row that fits names the system. The home server stands behind a row that takes every system without the
-// "R2" metric, so it is found only among those with it; the order is kept on purpose.
+// The first row that fits names the system. The row of the home server comes after a row that takes every system
+// without the "R2" metric, so it is found only on systems with that metric. The order is kept on purpose.
 constexpr struct {
     DWORD major;
     DWORD minor;
@@ -93,8 +93,8 @@ SystemNames NamesOf(const SystemVersion& version, const std::function<int(int)>&
         names.system += architecture->suffix;
         names.architecture = architecture->name;
     }
-    // Only now, so an unknown system on a known architecture goes by the suffix alone; and the major number stands
-    // for the minor one too. Support tools match both.
+    // Done only now, so an unknown system on a known architecture is named by the suffix alone. The major number also
+    // stands in place of the minor one. Both are kept, because support tools match these texts.
     if (names.system.empty())
         names.system = base::FormatText(L"Unknown (%d.%d)", version.major, version.major);
     return names;

@@ -23,8 +23,8 @@ constexpr LONGLONG kAvailableOfInfinite = 32768;
 constexpr HRESULT kReadFault = static_cast<HRESULT>(0x8007001E);
 constexpr HRESULT kEndOfFile = static_cast<HRESULT>(0x80070026);
 
-// Both locks of a request: the queue lock first, then the stream lock, for which it never waits with the queue lock
-// held.
+// Both locks of a request: the queue lock first, then the stream lock. It never waits for the stream lock while it
+// holds the queue lock.
 class CRequestLocks final {
 public:
     CRequestLocks(CCritSec& queueLock, CCritSec& streamLock) noexcept
@@ -76,9 +76,9 @@ STDMETHODIMP CCustomFileSourcePin::NonDelegatingQueryInterface(REFIID riid, void
 
 // ---- What every read shares
 
-// A reader that waits here is released by the halt event alone, though those that come while the flow event is set
-// pass: opening the flow lets new readers in, and only DisableDataFlow lets those go that a host has kept waiting. It
-// is meant so.
+// Only the halt event releases a reader that waits here. Readers that come while the flow event is set pass at once. So
+// opening the flow lets new readers in, but only DisableDataFlow releases those that a host has kept waiting. This is
+// on purpose.
 void CCustomFileSourcePin::PassFlowGate() noexcept {
     if (!m_FlowEvent.IsSet())
         m_HaltEvent.Wait();
@@ -115,7 +115,7 @@ void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std
         ULONGLONG size = 0;
         const HRESULT hr = filter::AskSize(*stream, &size);
         // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
-        // negative position is inside none that does.
+        // negative position is inside no other source.
         if (static_cast<ULONGLONG>(position) < size) {
             TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, function,
                    L"The requested stream position is outside the file: Requested=%I64d, Size=%I64d", position,
@@ -203,7 +203,7 @@ STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, B
         if (const HRESULT hr = FetchForRead(&stream, kFunction); FAILED(hr))
             return hr;
         if (lLength < 0)
-            return S_FALSE;  // no buffer has room for fewer than no bytes; what isn't read is a short read, as ever
+            return S_FALSE;  // a negative length reads nothing, and that is a short read like any other
 
         HRESULT hr = S_OK;
         if (!m_bInfiniteStream.Get()) {
@@ -221,8 +221,8 @@ STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, B
             if (FAILED(hr))
                 LogFailedRead(hr, kFunction);
         }
-        // Unlike SyncReadAligned, the graph is told the result of asking for the size, which is S_OK as a rule. Hosts
-        // know the two apart by it.
+        // The graph is told the result of asking for the size, which is usually S_OK. SyncReadAligned always tells it a
+        // failure. Hosts know the two operations apart by that.
         if (FAILED(hr))
             EndFailedRead(stream.Get(), llPosition, std::nullopt, kFunction);
         return read == static_cast<ULONG>(lLength) ? S_OK : S_FALSE;
@@ -237,10 +237,9 @@ HRESULT CCustomFileSourcePin::CheckRequest(const IMediaSample* sample) const noe
     return m_bFlushing ? VFW_E_WRONG_STATE : S_OK;
 }
 
-// Takes the queue lock before the stream lock, the other way round than every other read: what a request finds when it
-// looks at the queue must still be so when its sample joins it. Two threads must not stop each other by that, so
-// nothing is waited for with the queue lock held: it is given back first, and what it guards is looked at again
-// afterwards.
+// Takes the queue lock before the stream lock, the other way round than every other read: what a request finds in the
+// queue must still be true when its sample joins the queue. To avoid a deadlock, it doesn't wait while it holds the
+// queue lock: it gives that lock back first, and afterwards looks again at what the lock guards.
 STDMETHODIMP CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUser) {
     return base::ComBoundary([&]() -> HRESULT {
         {
@@ -274,7 +273,7 @@ STDMETHODIMP CCustomFileSourcePin::WaitForNext(DWORD dwTimeout, IMediaSample** p
         return E_UNEXPECTED;
 
     const ULONGLONG start = ::GetTickCount64();
-    std::optional<unsigned> flushes;  // that there had been when the wait began
+    std::optional<unsigned> flushes;  // how many there had been when the wait began
     DWORD remaining = dwTimeout;
     for (;;) {
         unsigned changes = 0;
@@ -351,8 +350,8 @@ STDMETHODIMP CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, A
         ALLOCATOR_PROPERTIES actual{};
         const HRESULT hr = allocator->SetProperties(pProps, &actual);
         if (pPreferred) {
-            // The caller's own allocator goes back to it even when it refused: a parser may go on with what it is set
-            // to.
+            // The caller gets its own allocator back even if the allocator refused: a parser may go on with it as it is
+            // set.
             *ppActual = allocator.Detach();
             return hr;
         }

@@ -4,17 +4,18 @@
 // in a CStreamCookie and fetches it for each call, so that each call has a pointer that is valid in the caller's
 // apartment: from the Global Interface Table, or the stream itself where that is free-threaded, as the read buffer is.
 //
-// A read fails a parser with nothing worse than a short read: a failing seek or read of the source is logged, raises
-// EC_ERRORABORT when it happened inside the data, and shows as fewer bytes. Only wrong arguments, a missing source and
-// one that the table can't give (its code, or E_POINTER for nothing) are failure codes.
+// A failing read shows to a parser as a short read at worst: a failing seek or read of the source is logged, raises
+// EC_ERRORABORT if it happened inside the data, and gives fewer bytes. There are failure codes only for wrong
+// arguments, for a missing source, and for one that the table can't give (the table's code, or E_POINTER if it gives
+// nothing).
 //
-// No operation reports its failure once more when it is left: the log lines of each are listed in docs/diagnostics.md,
-// and readers of the log count on there being no others.
+// No operation logs its failure once more when it returns: the log lines of each are listed in docs/diagnostics.md, and
+// readers of the log rely on there being no others.
 //
 // Units: positions and lengths are bytes; a media sample's times are byte positions times 10,000,000.
 // Threads: any number.  Lifetime: the filter's.
 //
-// Locks: m_StreamLock, then m_QueueLock; see Request for the one caller that comes from the other side.
+// Locks: m_StreamLock, then m_QueueLock. Only Request takes them in the other order; see there.
 #pragma once
 
 #include "baseclasses/CBaseFilter.h"
@@ -47,7 +48,7 @@ public:
 
     // IAsyncReader
 
-    // S_OK and nothing done when `ppActual` is null: parsers ask so whether the pin reads at all.
+    // S_OK and nothing done when `ppActual` is null: in this way parsers ask whether the pin reads at all.
     // The buffer count, size and prefix are the caller's; the alignment becomes 1.
     STDMETHODIMP RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps,
                                   IMemAllocator** ppActual) override;
@@ -55,7 +56,7 @@ public:
     // Reads the sample's range at once and queues the sample for WaitForNext. It stays queued until it is fetched, also
     // over a stop and a new source.
     // HRESULT 0x80070026 (end of file): nothing was read, and the sample's actual length is 0; nothing is queued. A
-    // sample that its range doesn't fit, and that still has an actual length, is queued unread.
+    // sample whose range SyncReadAligned would refuse is queued unread if it still has an actual length.
     // VFW_E_WRONG_STATE: flushing.
     STDMETHODIMP Request(IMediaSample* pSample, DWORD_PTR dwUser) override;
 
@@ -140,7 +141,7 @@ private:
     TKRuntimeLogger::CWatchedValue<bool> m_bInfiniteStream;  // of unknown length: reads go on where the stream stands
     std::list<PendingRequest> m_RequestQueue;                // guarded by m_QueueLock
     bool m_bFlushing = false;                                // guarded by m_QueueLock
-    unsigned m_flushCount = 0;                               // of BeginFlush; guarded by m_QueueLock
+    unsigned m_flushCount = 0;                               // calls of BeginFlush so far; guarded by m_QueueLock
     filter::CSignal m_changed;                               // the queue has grown, or is being flushed
     std::atomic<bool> m_uncountedSamples{false};             // WaitForNext hands out no reference
     mutable CCritSec m_QueueLock;

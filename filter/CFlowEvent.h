@@ -27,7 +27,7 @@ public:
 
 private:
     std::atomic<bool> m_set{false};
-    base::CSlimLock m_lock;  // guards changes of m_set, and m_setCount; a leaf
+    base::CSlimLock m_lock;  // guards changes of m_set, and m_setCount; taken last
     CONDITION_VARIABLE m_changed = CONDITION_VARIABLE_INIT;
     unsigned m_setCount = 0;  // tells a waiter of a Set that a Reset has already undone
 };

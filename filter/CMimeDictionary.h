@@ -20,8 +20,8 @@ public:
     [[nodiscard]] bool IsLoaded() const noexcept { return m_library && m_library->IsLoaded(); }
     [[nodiscard]] bool HasDictionary() const noexcept { return m_dictionary != nullptr; }
 
-    // The MIME types of the content, most certain first; items that the library leaves out are left out. `result`: how
-    // it went, see CMimeLibrary::Detect. Only with a dictionary.
+    // The MIME types of the content, most certain first, without items that the library leaves null. `result`: how it
+    // went, see CMimeLibrary::Detect. Call it only with a dictionary.
     [[nodiscard]] std::vector<std::wstring> Detect(IStream* content, HRESULT& result) const;
 
     // Whether the dictionary takes both for the same type. False without a dictionary.

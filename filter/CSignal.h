@@ -1,5 +1,5 @@
-// Wakes waiters at each change of what they wait for. A waiter names the last change that it knows of, so it misses
-// none that comes before it waits, however short.
+// Wakes waiters at each change of what they wait for. A waiter names the last change that it knows of. So it misses no
+// change that comes before it waits, however brief.
 //
 //   unsigned known = signal.Count();  // under the lock of what is waited for
 //   ...                               // look at it, give the lock back
@@ -22,11 +22,11 @@ public:
     [[nodiscard]] unsigned Count() const noexcept;
     void Raise() noexcept;
 
-    // Returns when it has been raised more often, or for no reason.  False: it wasn't within `timeoutMs`.
+    // Returns when it has been raised since Count gave `known`, or for no reason.  False: it wasn't within `timeoutMs`.
     [[nodiscard]] bool WaitForMore(unsigned known, DWORD timeoutMs) noexcept;
 
 private:
-    mutable base::CSlimLock m_lock;  // guards m_count; a leaf
+    mutable base::CSlimLock m_lock;  // guards m_count; taken last
     CONDITION_VARIABLE m_raised = CONDITION_VARIABLE_INIT;
     unsigned m_count = 0;
 };

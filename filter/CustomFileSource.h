@@ -1,7 +1,7 @@
 // The source filter: a name or an open stream goes in, a parser reads it through the pin "Output".
 //
 //   CCustomFileSourceFilter   the filter: IFileSourceFilter, ITavelIStreamFileSource, IDataFlowControl
-//   CCustomFileSourcePin      its pin: IAsyncReader for parsers, IStream for who wants the bytes as they are
+//   CCustomFileSourcePin      its pin: IAsyncReader for parsers, IStream for callers that want the bytes as they are
 //   MediaTypeDecision.h       which media types the pin offers for a content
 //   CMyModule, Module.cpp     the DLL around them
 //

@@ -38,7 +38,7 @@ HRESULT ReadMimeType(IStream* content, const base::CBstr& key, std::wstring* mim
         return hr;
     if (const HRESULT hr = reader->Extract(keySet.Get(), content, metaData.Get()); FAILED(hr))
         return hr;
-    // Not looked at before, on purpose: the reader's own answer to a missing object comes first.
+    // Checked only here, on purpose: the reader's own answer to a missing object comes first.
     if (!metaData)
         return E_POINTER;
     ComPtr<ITKCFPropertySet> properties;

@@ -13,8 +13,8 @@ namespace filter {
 
 namespace {
 
-// The data-service layer is asked only where a library is there that has no dictionary: without any library no MIME
-// type is looked for at all, so that a bare machine doesn't start foreign servers at every load.
+// The data-service layer is asked only if there is a library that has no dictionary. Without any library no MIME type
+// is looked for at all, so that a bare machine doesn't start foreign servers at every load.
 std::vector<std::wstring> FindMimeTypes(const CMimeDictionary& library, IStream* content,
                                         std::optional<HRESULT>& result) {
     result.reset();

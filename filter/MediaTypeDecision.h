@@ -16,9 +16,8 @@ namespace filter {
 
 // (MEDIATYPE_Stream, subtype) for every row of the MIME table that matches one of the content's MIME types; none when
 // no row matches.
-//
 // `content` stands at its start and is left where the MIME dictionary leaves it. `result` receives how the dictionary's
-// look at the content went (DetectMimeTypesFn), and nothing where it didn't look.
+// look at the content went (DetectMimeTypesFn), and is empty if the dictionary didn't look.
 // Throws std::bad_alloc, and CAtlException carrying E_OUTOFMEMORY.
 [[nodiscard]] std::vector<OfferedType> TypesOf(IStream* content, std::optional<HRESULT>& result);
 

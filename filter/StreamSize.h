@@ -5,8 +5,8 @@
 
 namespace filter {
 
-// A failure, which is the stream's own or that of what it throws, leaves 0. Streams of unknown size give one with its
-// top bit set.
+// Writes 0 on failure. The failure is the stream's own, or that of an exception that it threw. A stream of unknown size
+// gives a size with its top bit set.
 [[nodiscard]] HRESULT AskSize(IStream& stream, ULONGLONG* size) noexcept;
 
 }  // namespace filter

@@ -1,6 +1,6 @@
 // The MIME dictionary, "TvMetadata.dll": loaded by the constructor, unloaded by the destructor.
 //
-// Threads: one. Several objects may exist; the loader counts.  Errors: std::bad_alloc; what a library fails with is a
+// Threads: one. Several objects may exist; the loader counts.  Errors: std::bad_alloc; a failure of a library is a
 // result.
 #pragma once
 
@@ -31,8 +31,9 @@ public:
     // The library's dictionary: null where there is no library, no export, or no dictionary.
     [[nodiscard]] IMimeTypeDictionary* Dictionary() const;
 
-    // The content's MIME types by `dictionary`, the library's own, and in `result` what DetectMimeTypesFn gives. Of a
-    // library without that export: S_OK, or STG_E_READFAULT where it says only that it failed.
+    // The MIME types of the content by `dictionary`, which is this library's own. `result` receives what
+    // DetectMimeTypesFn gives. If the library lacks that export, `result` is S_OK, or STG_E_READFAULT where the library
+    // says only that it failed.
     [[nodiscard]] std::vector<std::wstring> Detect(IMimeTypeDictionary& dictionary, IStream* content,
                                                    HRESULT& result) const;
 
@@ -40,13 +41,13 @@ private:
     base::CAutoLibrary m_library;
 };
 
-// Why there is no list: a null one says that the content could not be looked at, and a result that is a success not
-// why.
+// The failure to report where there is no list. A null list means that the content could not be looked at. If `result`
+// is a success all the same, the reason isn't known.
 [[nodiscard]] constexpr HRESULT DetectionFailure(HRESULT result) noexcept {
     return FAILED(result) ? result : STG_E_READFAULT;
 }
 
-// The texts of a list, without those that the library leaves null, and the end of the list. None for a null list.
+// The texts of `list`, without those that the library leaves null; destroys the list. Empty for a null list.
 [[nodiscard]] std::vector<std::wstring> TakeTexts(IMimeTypeList* list);
 
 }  // namespace mime

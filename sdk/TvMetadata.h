@@ -17,13 +17,12 @@
 // The library is loaded and freed for each detection: it must start nothing that outlives its last call, and leave
 // nothing behind. Both bitnesses are separate libraries of the same name.
 //
-// MIME types are zero-terminated UTF-16, of the form "audio/mpeg". A component that compares them does it without case,
+// MIME types are zero-terminated UTF-16, of the form "audio/mpeg". A component that compares them ignores case,
 // parameters (from ';' on) and blanks.
 //
 // Threads: a dictionary may be used by several threads at once, a list by one. The caller's thread is in an apartment.
-// Null arguments: null or false is the answer.  Errors: no operation may throw. (It
-// isn't declared so: a caller that survives an exception of its own compiler is to have the chance.) Out of memory is
-// null.
+// Null arguments give null or false.  Errors: no operation may throw; out of memory gives null. (The operations aren't
+// declared noexcept: a caller whose compiler can pass on the library's exceptions has the chance to survive one.)
 #pragma once
 
 #include <objidl.h>
@@ -46,16 +45,17 @@ struct MimeTypeListDestroyer {
 
 // The one dictionary of a library. It lives until the library is unloaded.
 struct IMimeTypeDictionary {
-    // The MIME types of the content of `stream`, most certain first and nothing uncertain: each costs a graph an
-    // attempt to connect. An empty list: no type that the library knows. Null: the stream failed or is null.
+    // The MIME types of the content of `stream`, most certain first. Uncertain ones are left out, because each type
+    // costs a graph an attempt to connect. An empty list: no type that the library knows. Null: the stream failed or is
+    // null.
     //
     // Judges by the content alone: the stream has no name. Leaves the seek pointer where it found it, also after a
     // failure, and keeps no reference. A stream whose size isn't known (Stat fails, or the size's top bit is set) may
-    // be live: it is read from where it stands, no more than 64 KiB, and sought nowhere but back. A caller whose stream
-    // can't go back puts one in front of it that can, as the source filter does. Another stream is read from its
-    // beginning, and beyond the first 64 KiB only if it doesn't say that its seeks are dear
-    // (TKDS_STATE_SEEKS_READ_THROUGH). Ten seconds after the first byte it begins no more reads, and judges by what has
-    // come.
+    // be live: it is read from where it stands, at most 64 KiB, and its only seek is the one back. If a caller's stream
+    // can't go back, the caller puts one in front of it that can, as the source filter does. Any other stream is read
+    // from its beginning, and beyond the first 64 KiB only if it doesn't say that its seeks are expensive
+    // (TKDS_STATE_SEEKS_READ_THROUGH). Ten seconds after the first byte, Detect begins no more reads and judges by what
+    // has come.
     virtual IMimeTypeList* STDMETHODCALLTYPE Detect(IStream* stream) = 0;
 
     // The MIME types of a file name extension, written with or without its dot, the most usual first, or null.
@@ -76,8 +76,8 @@ struct IMimeTypeDictionary {
     // Whether the type is audio, video or a container of them.
     virtual bool STDMETHODCALLTYPE IsMedia(const wchar_t* mime) = 0;
 
-    // Whether two MIME types denote the same type. The first is one that the caller's own table has, by any of its
-    // names ("audio/x-ogg" as well as "audio/ogg").
+    // Whether two MIME types denote the same type. `tableMime` comes from the caller's own table and may be any name of
+    // its type ("audio/x-ogg" as well as "audio/ogg").
     virtual bool STDMETHODCALLTYPE Matches(const wchar_t* tableMime, const wchar_t* candidate) = 0;
 };
 
@@ -87,15 +87,16 @@ inline constexpr char kGetMimeTypeDictionaryExport[] = "GetMimeTypeDictionary";
 // The export's type. Null: the library has no dictionary.
 using GetMimeTypeDictionaryFn = IMimeTypeDictionary*(STDMETHODCALLTYPE*)();
 
-// Optional, for people who want to know why: the export "ExplainMimeTypes" detects as Detect does and gives, in
-// `*explanation`, lines of text that say which format was found, on what bytes, and what was ruled out. The caller
-// destroys both lists. On failure both are null. `*result` is that of DetectMimeTypes. Both pointers may be null.
+// Optional, for people who want to know why: the export "ExplainMimeTypes" detects as Detect does. It puts lines of
+// text into `*explanation` that say which format was found, on what bytes, and what was ruled out. The caller destroys
+// both lists. On failure both are null. `*result` is that of DetectMimeTypes. Both pointers may be null.
 inline constexpr char kExplainMimeTypesExport[] = "ExplainMimeTypes";
 using ExplainMimeTypesFn = IMimeTypeList*(STDMETHODCALLTYPE*)(IStream* stream, IMimeTypeList** explanation,
                                                               HRESULT* result);
 
-// Optional, for those who tell people what went wrong: the export "DetectMimeTypes" detects as Detect does, and
-// `*result`, which may not be null, receives S_OK; S_FALSE where the source was so slow that less was looked at than
-// else would be; or, where the list is null, why: how the source failed, E_POINTER for a null stream, or E_OUTOFMEMORY.
+// Optional, for callers that tell people what went wrong: the export "DetectMimeTypes" detects as Detect does.
+// `*result`, which may not be null, receives S_OK; or S_FALSE where the source was so slow that less of it was looked
+// at than usual. Where the list is null, it receives the reason: how the source failed, E_POINTER for a null stream, or
+// E_OUTOFMEMORY.
 inline constexpr char kDetectMimeTypesExport[] = "DetectMimeTypes";
 using DetectMimeTypesFn = IMimeTypeList*(STDMETHODCALLTYPE*)(IStream* stream, HRESULT* result);

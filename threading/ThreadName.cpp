@@ -24,10 +24,10 @@ LONG CALLBACK IgnoreThreadNameException(EXCEPTION_POINTERS* exception) noexcept 
 }  // namespace
 
 void AnnounceThreadName(const char* name) noexcept {
-    // The compiler has no frame-based handlers. A vectored one is asked on every thread; should another one announce
-    // its name right now, its exception is ignored by this handler instead of its own, which comes to the same. The
-    // handler keeps clear of thread-local variables: the compiler's own take a lock on first use. It is last in the
-    // list, as a frame's handler would be.
+    // The compiler has no frame-based handlers. A vectored one is asked on every thread. If another thread announces
+    // its name right now, this handler ignores that exception in place of the other thread's own handler; the effect is
+    // the same. The handler keeps clear of thread-local variables: the compiler's own take a lock on first use. It is
+    // last in the list, as a frame's handler would be.
     void* const handler = ::AddVectoredExceptionHandler(0, IgnoreThreadNameException);
     if (!handler)
         return;  // the exception would end the process

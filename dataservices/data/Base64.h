@@ -16,7 +16,7 @@ namespace dataservices {
 [[nodiscard]] std::wstring EncodeBase64(std::string_view bytes);
 
 // Blanks and line breaks anywhere are passed over. Padding may be missing, but not be wrong. Bits that are left over at
-// the end are dropped. Nothing: the text is no base64.
+// the end are dropped. No value: the text is no base64.
 [[nodiscard]] std::optional<std::vector<BYTE>> DecodeBase64(std::string_view text);
 
 }  // namespace dataservices

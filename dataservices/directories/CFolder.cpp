@@ -17,7 +17,7 @@ namespace {
     WIN32_FIND_DATAW data{};
     const base::CAutoFind search = FindFirst(JoinPath(folder, L"*"), &data);
     if (!search) {
-        const DWORD error = ::GetLastError();  // roots have no entries of their own, so empty ones have none at all
+        const DWORD error = ::GetLastError();  // an empty root has no entries at all, not even "." and ".."
         return error == ERROR_FILE_NOT_FOUND ? S_OK : ResultOfFileError(error);
     }
     do {
@@ -80,7 +80,8 @@ HRESULT CFolder::FindEntry(BSTR entryId, std::wstring* name) const {
     const base::CAutoFind search = FindFirst(JoinPath(m_path, id), &data);
     if (!search)
         return ResultOfFileError(::GetLastError());
-    // As a pattern, a name finds others too: one without a dot at its end, one whose short form it is.
+    // As a search pattern, a name also finds other entries: one that lacks the dot at its end, or whose short name it
+    // is.
     *name = data.cFileName;
     const bool isIt = ::CompareStringOrdinal(id.c_str(), -1, data.cFileName, -1, TRUE) == CSTR_EQUAL;
     return isIt ? S_OK : kNotFound;

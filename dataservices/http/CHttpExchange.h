@@ -3,8 +3,8 @@
 //
 // Lifetime: kept by its request, and by itself until the library says that it is done with the request's handle. An
 // operation that nobody waits for any more may still write into the buffer until then; the module counts as in use.
-// Threads: one at a time begins operations and waits; the library completes them on any other, or within the very call
-// that begins one, which may be on another thread too.
+// Threads: one thread at a time begins operations and waits. The library completes them on any other thread, or within
+// the very call that begins one; that call may be made on another thread, too.
 #pragma once
 
 #include "baseclasses/CBaseObject.h"
@@ -25,8 +25,8 @@ public:
 
     CHttpExchange();
 
-    // An operation is under way from Announce on; no other one may be. Start makes the call that begins it, a callable
-    // that returns BOOL; Fail is for those that are never begun.
+    // An operation is under way from Announce on, and there may be only one at a time. Start makes the call that begins
+    // it, a callable that returns BOOL. Fail is for an operation that is never begun.
     void Announce() noexcept;
     template <class Call>
     void Start(Call&& call) noexcept {

@@ -20,7 +20,7 @@ namespace {
 constexpr DWORD kPartial = HTTP_STATUS_PARTIAL_CONTENT;
 constexpr DWORD kRangeNotSatisfiable = 416;
 
-constexpr DWORD kTransformed = 203;  // 200 as a proxy has changed it
+constexpr DWORD kTransformed = 203;  // a proxy has changed the content of a 200
 
 [[nodiscard]] constexpr bool IsWhole(DWORD status) noexcept {
     return status == HTTP_STATUS_OK || status == kTransformed;
@@ -54,8 +54,8 @@ HRESULT CHttpReader::Open() {
     // The idle connection that was used had just been closed, or an earlier answer had left something in it.
     if (hr == kHttpConnectionError || hr == kHttpInvalidResponse)
         hr = HttpGet(m_session, m_url, whole, deadline, m_request, answer);
-    // A range of nothing can't be satisfied. Where the server doesn't say that this is the reason, or gives a part
-    // without saying of how much, it is asked plainly.
+    // No range of an empty source can be satisfied. Where the server doesn't say that the source is empty, or gives a
+    // part without the length of the whole, it is asked again without a range.
     const bool isVague = (answer.status == kRangeNotSatisfiable && answer.total != 0) ||
                          (answer.status == kPartial && !answer.HasInvalidRange() && !answer.total);
     if (SUCCEEDED(hr) && isVague)
@@ -123,7 +123,8 @@ HRESULT CHttpReader::Read(ULONGLONG position, std::span<BYTE> target, ULONG* cou
     return S_OK;
 }
 
-// S_OK: the source has come nearer to `position`, which is not kept, or has reached it.  S_FALSE: it ends before.
+// Fetches bytes on the way to `position`, which is not kept.  S_OK: the source has come nearer to it, or has reached
+// it. S_FALSE: the source ends before it.
 HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
     for (;;) {
         if (m_clock() < m_failedUntil)
@@ -135,11 +136,11 @@ HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
         HRESULT hr = deadline.IsOver() ? E_PENDING : FetchOnce(position, deadline);
         if (SUCCEEDED(hr))
             return S_OK;
-        // The time of this read is up, not that of the source: what is under way goes on in the next one.
+        // The time of this read is up, but not the source's: what is under way goes on in the next read.
         if (hr == E_PENDING && deadline.IsOver()) {
             HTTP_LOG(kError, L"CHttpReader::Read", L"%s: position %I64u was not reached in time", Name().c_str(),
                      position);
-            if (m_retries > 0)  // asking again has brought nothing; a source that only drips isn't failed
+            if (m_retries > 0)  // asking again brought nothing; a source that merely trickles has not failed
                 StayFailed(kHttpTimeout);
             return kHttpTimeout;
         }
@@ -169,7 +170,7 @@ HRESULT CHttpReader::Ask(ULONGLONG position, const CDeadline& deadline) {
     HttpAnswer answer;
     std::unique_ptr<CHttpRequest> request;
     HRESULT hr = HttpGet(m_session, url, start, deadline, request, answer);
-    // Where a redirect leads to may be good for a while only.
+    // The target of a redirect may be valid only for a while.
     const bool isRefused = SUCCEEDED(hr) ? answer.status >= HTTP_STATUS_BAD_REQUEST : MayPass(hr);
     if (isRefused && m_url != m_original) {
         url = m_original;
@@ -189,7 +190,7 @@ HRESULT CHttpReader::Ask(ULONGLONG position, const CDeadline& deadline) {
     return S_OK;
 }
 
-// Whether an answer goes on with the source that was opened, `from` where it was asked to.
+// Checks whether an answer continues the source that was opened. `from` is the position that was asked for.
 HRESULT CHttpReader::Check(const HttpAnswer& answer, ULONGLONG from) const noexcept {
     if (answer.status == kRangeNotSatisfiable)
         return STG_E_REVERTED;  // it has become shorter
@@ -208,8 +209,9 @@ HRESULT CHttpReader::Check(const HttpAnswer& answer, ULONGLONG from) const noexc
     return goesOn ? S_OK : STG_E_REVERTED;
 }
 
-// Of an answer that doesn't name another version. Where ranges came before, the whole source says that it has changed,
-// unless its tag says that it hasn't: such a server gives ranges no more. The range of everything may be answered so.
+// Judges an answer that gives the whole source and doesn't name another version. If the server gave ranges before and a
+// range was asked for, such an answer says that the source has changed. But if its tag is the same, the server only
+// gives no more ranges. A range from the start may be answered by the whole source in any case.
 bool CHttpReader::IsUnchangedWhole(const HttpAnswer& answer, ULONGLONG from) const noexcept {
     const bool hasSameTag = !answer.entityTag.empty() && answer.entityTag == m_version.entityTag;
     return answer.bodyLength == m_length && (m_ranges != Ranges::Yes || from == 0 || hasSameTag);
@@ -251,8 +253,8 @@ HRESULT CHttpReader::Receive(const CDeadline& deadline) {
     return hr;
 }
 
-// Requests the pending block again. Until there is another answer, the one that is open is not given up: the server may
-// give no second one.
+// Requests the pending block again. The open answer is kept until there is another one, because the server may give no
+// second one.
 HRESULT CHttpReader::AskOnceMore(const CDeadline& deadline) {
     auto open = std::move(m_request);
     const HRESULT hr = Ask(m_next, deadline);
@@ -279,7 +281,7 @@ void CHttpReader::EndCompleteBody() noexcept {
         m_request.reset();
 }
 
-// Told in the log, since of these sources nobody else knows where they were to end.
+// Logs where a live source ended, because nobody else knows where it was to end.
 void CHttpReader::EndLiveSource() noexcept {
     m_liveEnd = m_next;
     HTTP_LOG(kInfo, L"CHttpReader::Read", L"%s has ended at position %I64u", Name().c_str(), m_next);

@@ -1,18 +1,20 @@
 // Reads an http source from any position, by as few requests as it takes.
 //
-// One answer stays open. What comes next in it is read from there, and so is what is a short way ahead; what came last
-// is kept and not asked for again; everything else is a new request. An answer that breaks off or stalls is asked for
-// again from the very byte. When asking again hasn't helped, the source stays failed for kFailedMs: reads that need it
-// fail at once, with the same result, and only one that comes after that asks again. A source of which another version
-// turns up has failed for good (STG_E_REVERTED): no read mixes two versions.
+// One answer stays open. The bytes that come next in it are read from there, and so are those a short way ahead. The
+// bytes that came last are kept and not asked for again. Everything else is a new request. When an answer breaks off or
+// stalls, the source is asked again, from the very next byte. When asking again hasn't helped, the source stays failed
+// for kFailedMs: reads that need it fail at once, with the same result, and only a read after that time asks again.
+// When another version of the source turns up, the source has failed for good (STG_E_REVERTED): no read mixes two
+// versions.
 //
 // The source is one of three kinds, as its first answer says:
 //  - with ranges: any position is asked for directly;
-//  - of known length without ranges: what is ahead is read through, for what is behind the source is read anew;
-//  - live, of unknown length: it only goes forward, and what is kept is all that can be read again. It can't be
-//    resumed, so any break is for good.
-// In a chunked answer some systems tell its end when the connection breaks off, which nothing tells apart from a real
-// end, and hand out a chunk only when the next one begins, so that one before a stall is lost.
+//  - of known length without ranges: to go forward, the bytes between are read; to go back, the source is read anew;
+//  - live, of unknown length: it only goes forward, and only what is kept can be read again. It can't be resumed, so
+//    any break is for good.
+// Some systems don't handle chunked answers well. When the connection breaks off, they report the end, and nothing
+// tells that from a real end. They also hand out a chunk only when the next one begins, so the chunk before a stall is
+// lost.
 //
 // Units: positions and counts are bytes.
 // Threads: one call at a time.  Lifetime: ends at once, also while data are awaited.
@@ -31,7 +33,7 @@ namespace dataservices::http {
 
 class CHttpReader final {
 public:
-    // Tells milliseconds; for how long a source stays failed goes by it.
+    // Gives milliseconds; it measures how long a source stays failed.
     using Clock = ULONGLONG(WINAPI*)();
 
     // Asks for the source and keeps the answer open.
@@ -39,7 +41,8 @@ public:
     // HttpGet.
     [[nodiscard]] static HRESULT Open(CHttpUrl url, Clock clock, std::unique_ptr<CHttpReader>& reader);
 
-    // Another reader of the same version of the same source, which asks for it at its first read. Not of a live source.
+    // Another reader of the same version of the same source, which asks for it at its first read. Not for a live
+    // source.
     [[nodiscard]] std::unique_ptr<CHttpReader> Clone() const;
 
     // Empty when the source is live.
@@ -52,12 +55,12 @@ public:
     // False: a live source has passed this position and it is no longer kept.
     [[nodiscard]] bool CanReach(ULONGLONG position) const noexcept;
 
-    // Reads from `position` until `target` is full; `*count` has the bytes that are there, also after a failure.
-    // S_FALSE: the data ended before.  STG_E_REVERTED: the source changed.  kHttpTimeout: nothing came for kNextByteMs,
-    // in spite of all requests, or not enough within kReadMs; what came meanwhile is not lost, and the next read goes
-    // on, but fails at once for kFailedMs if asking again had brought nothing. kHttpConnectionError: broken off, and
-    // asking again didn't help. Otherwise what asking again resulted in. A source that stays failed gives what is kept
-    // and then the failure.
+    // Reads from `position` until `target` is full; `*count` receives how many bytes are there, also after a failure.
+    // S_FALSE: the data ended before.  STG_E_REVERTED: the source changed.  kHttpTimeout: in spite of all requests
+    // nothing came for kNextByteMs, or not enough came within kReadMs. What came meanwhile is not lost, and the next
+    // read goes on; but if asking again had brought nothing, reads fail at once for kFailedMs.  kHttpConnectionError:
+    // the connection broke off, and asking again didn't help.  Otherwise the result of asking again. A source that
+    // stays failed gives what is kept and then the failure.
     [[nodiscard]] HRESULT Read(ULONGLONG position, std::span<BYTE> target, ULONG* count);
 
 private:
@@ -84,7 +87,7 @@ private:
 
     // The source.
     const CHttpUrl m_original;
-    CHttpUrl m_url;  // behind all redirects
+    CHttpUrl m_url;  // after all redirects
     HttpAnswer m_version;
     std::optional<ULONGLONG> m_length;
     std::atomic<Ranges> m_ranges = Ranges::No;

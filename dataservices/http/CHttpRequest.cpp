@@ -32,7 +32,7 @@ struct CHttpRequest::StepToBegin {
 CHttpRequest::~CHttpRequest() {
     if (m_step == Step::None)
         return;
-    // A call that waits although it need not (see Begin) goes on until its bytes are there; so it is cut short.
+    // A call that waits although it need not (see Begin) would go on until its bytes are there; short time-outs end it.
     ::WinHttpSetTimeouts(m_handles->request.Get(), 1, 1, 1, 1);
 }
 
@@ -49,8 +49,8 @@ HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl
     handles.request =
         CInternetHandle(::WinHttpOpenRequest(handles.connection.Get(), L"GET", url.Target().c_str(), nullptr,
                                              WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, flags));
-    // Redirects are followed where their targets are checked; and the library would log in by itself, with the user's
-    // own name, wherever it takes the server for a near one.
+    // Redirects are followed by our own code, which checks their targets. And wherever the library takes a server for a
+    // near one, it would log in by itself, with the user's own name.
     DWORD disabled = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION;
     if (handles.request &&
         ::WinHttpSetOption(handles.request.Get(), WINHTTP_OPTION_DISABLE_FEATURE, &disabled, sizeof(disabled)))
@@ -114,7 +114,7 @@ std::wstring CHttpRequest::Header(const wchar_t* name) const {
     return values.empty() ? std::wstring() : values.front();
 }
 
-// Asked for by their number, the library would look for each from the first one on.
+// All headers are read at once: if asked for them by number, the library would search from the first one each time.
 std::vector<std::wstring> CHttpRequest::Headers(const wchar_t* name) const {
     std::vector<std::wstring> values;
     const std::wstring all = AllHeaders();

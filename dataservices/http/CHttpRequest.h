@@ -30,13 +30,13 @@ public:
     [[nodiscard]] DWORD Status() const noexcept;
     // The first header of this name; empty without one.
     [[nodiscard]] std::wstring Header(const wchar_t* name) const;
-    // All of this name, empty ones too. Takes time in proportion to the answer's headers.
+    // All headers of this name, empty ones too. Takes time in proportion to the answer's headers.
     [[nodiscard]] std::vector<std::wstring> Headers(const wchar_t* name) const;
 
     // The next bytes of the body, at most `atMost` and kBlockBytes; they are valid until the next call. A wait that has
     // begun goes on in the next call as it began.
-    // S_FALSE: the body has ended. Whether all of it came is for the caller to see; in a chunked one that breaks off
-    // some systems see its end.  E_PENDING: not within `timeoutMs`; may be called again. Other failures are final.
+    // S_FALSE: the body has ended. The caller has to see whether all of it came: some systems report the end of a
+    // chunked body that breaks off.  E_PENDING: not within `timeoutMs`; may be called again.  Other failures are final.
     [[nodiscard]] HRESULT Receive(ULONG atMost, Wait wait, DWORD timeoutMs, std::span<const BYTE>* bytes) noexcept;
 
     CHttpRequest() = default;  // for Send only
@@ -45,8 +45,8 @@ public:
     ~CHttpRequest();
 
 private:
-    // In this order: the request is closed first. A read that is being begun keeps them open, since the platform would
-    // give a new request the number of one that is closed.
+    // In this order: the request is closed first. A read that is being begun keeps them open. Otherwise the platform
+    // might give a new request the number of the closed one.
     struct Handles {
         std::shared_ptr<CHttpSession> session;
         CInternetHandle connection;

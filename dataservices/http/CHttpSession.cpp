@@ -29,7 +29,8 @@ using CGlobalText = base::CAutoDestructor<wchar_t*, CGlobalTextFreer>;
 }
 
 [[nodiscard]] CInternetHandle OpenSession() {
-    // A proxy that is named for the whole machine comes first: some systems accept the automatic choice and make none.
+    // A proxy that is named for the whole machine comes first: with the automatic choice, some systems use no proxy at
+    // all.
     WINHTTP_PROXY_INFO info{};
     ::WinHttpGetDefaultProxyConfiguration(&info);
     const CGlobalText proxy(info.lpszProxy), without(info.lpszProxyBypass);
@@ -44,7 +45,7 @@ using CGlobalText = base::CAutoDestructor<wchar_t*, CGlobalTextFreer>;
         if (!session)  // systems before Windows 8.1 don't know it
             session = OpenWith(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS);
     }
-    // Our own waits are what holds. The library's end the work that we no longer wait for.
+    // Our own waits decide. The library's time-outs only end the work that we no longer wait for.
     if (session)
         ::WinHttpSetTimeouts(session.Get(), kConnectMs, kConnectMs, kConnectMs, kNextByteMs);
     return session;
@@ -56,7 +57,8 @@ CHttpSession::CHttpSession(base::CAutoLibrary library, CInternetHandle handle) n
     : m_library(std::move(library)), m_handle(std::move(handle)) {}
 
 HRESULT CHttpSession::Get(std::shared_ptr<CHttpSession>& session) {
-    // Its functions are looked up at their first call, which must not be made without it.
+    // The functions of the library are looked up at their first call, which must not be made unless the library is
+    // loaded.
     base::CAutoLibrary library = base::LateLoad(L"winhttp.dll");
     if (!library)
         return HRESULT_FROM_WIN32(::GetLastError());

@@ -1,8 +1,8 @@
 // The process's one session with the platform's HTTP library: proxies as the system has them set, and connections that
 // are used again.
 //
-// Lifetime: shared by the streams that live and closed with the last of them, so that the library holds nothing of this
-// module when it is unloaded.  Threads: any.
+// Lifetime: shared by the streams that live and closed with the last of them. So the library holds nothing of this
+// module when the module is unloaded.  Threads: any.
 #pragma once
 
 #include "dataservices/http/CInternetHandle.h"

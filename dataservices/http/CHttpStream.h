@@ -1,4 +1,4 @@
-// An http or https source as a read-only stream. How it reads, resumes and fails, see CHttpReader.
+// An http or https source as a read-only stream. CHttpReader says how it reads, resumes and fails.
 //
 // Units: positions and sizes are bytes.
 // Threads: any thread of the process, in any apartment and without marshalling. Calls of several threads wait for each
@@ -26,16 +26,17 @@ public:
 
     // IStream
 
-    // Never asks the network. `*newPosition` tells where the stream stands, after a failure too: a buffer in front
-    // takes what it reads there, and would give bytes of another position otherwise. 0x80040003: a live source can't be
+    // Never asks the network. `*newPosition` tells where the stream stands, after a failure too: a buffer in front of
+    // it reads on from there, and would otherwise give bytes of another position. 0x80040003: a live source can't be
     // read there, or its end is asked for. Otherwise as SeekTarget.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
-    // Type, mode, the size (2^63 for a live source), the time of the last change if the server told it, as the name the
-    // URL as CHttpUrl::Printable has it, and TKDS_STATE_SEEKS_READ_THROUGH as CHttpReader::ReadsThrough is now.
+    // Gives type, mode, the size (2^63 for a live source) and the time of the last change, if the server told it. The
+    // name is the URL as CHttpUrl::Printable gives it. TKDS_STATE_SEEKS_READ_THROUGH is set if
+    // CHttpReader::ReadsThrough is true now.
     // STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory for the name.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     // A stream of the same version of the source, at the same position; the network is asked at its first read.
-    // 0x80040003: of a live source there is no other one.
+    // 0x80040003: the source is live, so there is no second one.
     STDMETHODIMP Clone(IStream** clone) noexcept override;
 
 private:

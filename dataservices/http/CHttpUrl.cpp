@@ -62,7 +62,7 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
     return endsInFolder ? path + L'/' : path;
 }
 
-// A header's characters are its bytes, as Latin-1 has them or, on some systems, code page 1252.
+// Each character of a header stands for one byte: as in Latin-1 or, on some systems, as in code page 1252.
 [[nodiscard]] std::wstring TextOfHeader(const std::wstring& header) {
     constexpr UINT kLatin1OfWindows = 1252;
     std::string bytes;
@@ -79,7 +79,7 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
     return text.find(L'\uFFFD') == text.npos ? text : header;
 }
 
-// An empty one too.
+// True for an empty query, too.
 [[nodiscard]] bool HasQuery(const CTKFUri& uri) {
     const std::wstring text = uri.ToString();
     const size_t end = text.find_first_of(L"?#");

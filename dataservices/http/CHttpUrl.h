@@ -18,14 +18,14 @@ namespace dataservices::http {
 
 class CHttpUrl final {
 public:
-    // Nothing: `text` is null, no URL with one of the two schemes, or has no host that could be asked or port 0.
+    // No value: `text` is null, is no URL with one of the two schemes, has no host that could be asked, or has port 0.
     [[nodiscard]] static std::optional<CHttpUrl> Parse(const wchar_t* text);
     // The same from a URI that has been parsed.
     [[nodiscard]] static std::optional<CHttpUrl> From(const CTKFUri& uri);
 
-    // What `header`, a URL or a reference relative to this one as a header has it, leads to; bytes beyond ASCII are
-    // taken for UTF-8 if they are that. Credentials stay behind where it doesn't lead to the same origin.
-    // Nothing: it leads to no such URL, or from https to http.
+    // What `header` leads to: a URL, or a reference relative to this one, as a header has it. Bytes beyond ASCII are
+    // taken for UTF-8 if they are valid UTF-8. Credentials are left out unless it leads to the same origin.
+    // No value: it leads to no such URL, or from https to http.
     [[nodiscard]] std::optional<CHttpUrl> Resolve(const std::wstring& header) const;
 
     [[nodiscard]] bool IsSecure() const noexcept { return m_isSecure; }

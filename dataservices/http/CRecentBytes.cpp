@@ -7,7 +7,7 @@ namespace dataservices::http {
 
 namespace {
 
-// A run costs as much as some tens of bytes, and each is looked at in a search.
+// A run takes as much memory as some tens of bytes, and a search looks at each run.
 constexpr size_t kMaxRuns = 64;
 
 }  // namespace

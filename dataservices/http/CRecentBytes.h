@@ -1,4 +1,4 @@
-// The last bytes that came from a source, up to a fixed number, from wherever in it they came; fewer after 64 jumps.
+// The last bytes that came from a source, up to a fixed number, wherever in it they stand; fewer after 64 jumps.
 //
 // Units: positions and counts are bytes.  Threads: one at a time.
 #pragma once

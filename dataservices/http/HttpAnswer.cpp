@@ -37,7 +37,7 @@ constexpr ULONGLONG kMaxNumber = 0x7FFFFFFFFFFFFFFE;
     return number;
 }
 
-// "bytes 0-499/1234", "bytes 0-499/*", "bytes */1234". What is none of these leaves `answer` as it is.
+// "bytes 0-499/1234", "bytes 0-499/*", "bytes */1234". Any other text leaves `answer` as it is.
 void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
     constexpr std::wstring_view unit = L"bytes ";
     text = Trimmed(text);
@@ -72,7 +72,7 @@ void ReadContentLength(const std::vector<std::wstring>& headers, HttpAnswer& ans
         }
 }
 
-// Others come and go in encodings that the systems choose, so that the server may not know them again.
+// Other characters come and go in encodings that the systems choose, so the server may not recognise what comes back.
 [[nodiscard]] bool IsAscii(wchar_t character) noexcept {
     return character < 0x80;
 }

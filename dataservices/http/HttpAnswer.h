@@ -1,4 +1,4 @@
-// What the headers of an answer say of a source.
+// What the headers of an answer say about a source.
 //
 // Units: bytes.  Threads: any for reading.  Errors: std::bad_alloc.
 #pragma once
@@ -14,9 +14,9 @@ namespace dataservices::http {
 
 struct HttpAnswer {
     DWORD status = 0;
-    // Of this body. Nothing: it is not told, or the body comes in chunks.
+    // The length of this body. No value: the server doesn't tell it, or the body comes in chunks.
     std::optional<ULONGLONG> bodyLength;
-    bool hasInvalidLength = false;  // it is told, but can't be understood
+    bool hasInvalidLength = false;  // the server tells it, but it can't be understood
     // The header "Content-Range": the first byte of the body and the one behind its last byte, both or neither, and the
     // length of the whole.
     std::optional<ULONGLONG> rangeStart;
@@ -26,10 +26,10 @@ struct HttpAnswer {
     std::wstring entityTag;
     std::wstring lastModified;
 
-    // False: both answers name a version of the source, and it is not the same one.
+    // False: both answers name a version of the source, and the versions differ.
     [[nodiscard]] bool IsSameVersionAs(const HttpAnswer& other) const noexcept;
-    // What a request can be bound to this version by; empty if there is nothing that tells all versions apart and can
-    // be sent back as it came.
+    // The value by which a request can be bound to this version. Empty if no value tells all versions apart and can be
+    // sent back as it came.
     [[nodiscard]] const std::wstring& StrongValidator() const noexcept;
     // The 206 is malformed: it has no range that can be understood, or the body is not as long as the range.
     [[nodiscard]] bool HasInvalidRange() const noexcept;

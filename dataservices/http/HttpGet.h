@@ -11,8 +11,8 @@
 
 namespace dataservices::http {
 
-// Where to begin: at `from`, by a range, or at the start without one. With `validator`, the range is only for the
-// version that has it.
+// Where to begin: at `from`, by a range; without it, at the start and without a range. With `validator`, the range is
+// only for the version that has it.
 struct HttpStart {
     std::optional<ULONGLONG> from;
     std::wstring validator;

@@ -14,25 +14,26 @@ inline constexpr DWORD kNextByteMs = 10'000;
 // An open with all its redirects.
 inline constexpr DWORD kOpenMs = 60'000;
 // A whole Read, pauses and repeated requests included, even if bytes trickle in. It ends before a sixth stall in a row
-// has. (No test waits a minute for these two.)
+// would end. (No test waits a minute for these two.)
 inline constexpr DWORD kReadMs = 60'000;
 
 // Pauses before a request is made again. When they are used up without one more byte, the read fails.
 inline constexpr DWORD kPausesMs[] = {100, 200, 400, 800, 1600};
-// So long the source then stays failed: reads that need it fail at once. Else a reader that goes on after failures, as
-// parsers do, would spend all the pauses on each of its reads.
+// How long the source then stays failed: reads that need it fail at once. Otherwise a reader that goes on after
+// failures, as parsers do, would spend all the pauses on each of its reads.
 inline constexpr DWORD kFailedMs = 10'000;
 
 inline constexpr int kMaxRedirects = 10;
 
-// A stream keeps so many of the last bytes that it has given, besides the block that it is reading, and reads on rather
-// than asks again over such a distance.
+// A stream keeps this many of the last bytes that it has given, besides the block that it is reading. Over this
+// distance it reads on instead of asking again.
 inline constexpr ULONG kKeptBytes = 0x40000;
 inline constexpr ULONG kSkippedBytes = 0x40000;
 
 // A block that is asked for whole costs one call of the HTTP library instead of many, but nothing of it is seen until
-// all of it has come. So only sources that were fast are read so: kFastBytes in a row, at kBlockBytes per kFastBlockMs
-// or better. A block that takes longer than kSlowBlockMs is given up, and the source read in small pieces from then on.
+// all of it has come. So only fast sources are read in this way: those that gave kFastBytes in a row at kBlockBytes per
+// kFastBlockMs or better. A block that takes longer than kSlowBlockMs is given up, and the source is read in small
+// pieces from then on.
 inline constexpr ULONG kBlockBytes = 0x20000;
 inline constexpr ULONG kFastBytes = 0x8000;
 inline constexpr DWORD kFastBlockMs = 1'000;

@@ -1,6 +1,6 @@
 // How the log sites of this folder name themselves, and the one way in which they log: a record that can't be written
-// changes nothing. The records have HttpStream as their FILE, and as FUNC the public operation in which it happened;
-// the text finds the place.
+// changes nothing. The FILE of the records is HttpStream, and their FUNC is the public operation in which it happened.
+// To find the line, search for the text.
 #pragma once
 
 #include "diagnostics/TKRuntimeLoggerAPI.h"

@@ -1,4 +1,4 @@
-// The read-only face of a string list: of one that changes, or of one that was made for this only.
+// The read-only face of a string list, which may change or may have been made for this purpose only.
 //
 // Threads: one at a time, together with the list that it shows.
 #pragma once
@@ -17,7 +17,7 @@ class CConstStringList final : public framework::CComObjectBase<ITKCFConstString
 public:
     using Items = std::vector<std::wstring>;
 
-    // Shows `items` as they are at each call, and keeps them.
+    // Shows `items` as they are at each call, and keeps them alive.
     explicit CConstStringList(std::shared_ptr<const Items> items) noexcept : m_items(std::move(items)) {}
     explicit CConstStringList(Items items) : m_items(std::make_shared<const Items>(std::move(items))) {}
 

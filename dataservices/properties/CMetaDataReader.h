@@ -18,7 +18,7 @@ public:
     STDMETHODIMP GetSupportedMimeTypes(ITKCFConstStringList** mimeTypes) noexcept override;
     // As DetectMimeType.
     STDMETHODIMP CanExtract(IStream* stream) noexcept override;
-    // The failure of `keys`, or as DetectMimeType; `metaData` is as it was then.
+    // Fails as `keys` does, or as DetectMimeType; then `metaData` is unchanged.
     STDMETHODIMP Extract(ITKCFConstStringList* keys, IStream* stream, ITKDSMetaData* metaData) noexcept override;
 };
 

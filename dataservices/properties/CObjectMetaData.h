@@ -1,5 +1,5 @@
-// Accessor "TKDS.Accessor.GetObjectMetaData". The original URI is always known, and is the one that SourceInfo gives;
-// the MIME type is found in the content, so only where the caller lets it be opened.
+// Accessor "TKDS.Accessor.GetObjectMetaData". The original URI is always known; it is the one that SourceInfo gives.
+// The MIME type is found in the content, and so only where the caller lets the content be opened.
 //
 // Threads: any, several at once.
 #pragma once

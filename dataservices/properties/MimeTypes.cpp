@@ -8,7 +8,7 @@ namespace dataservices {
 HRESULT DetectMimeType(IStream* stream, std::wstring* mimeType) {
     mimeType->clear();
     const mime::CMimeLibrary library(base::OwnModuleFolder());
-    HRESULT reason = STG_E_READFAULT;  // as far as the older operation tells it
+    HRESULT reason = STG_E_READFAULT;  // the older operation says only that it failed
     IMimeTypeList* list = nullptr;
     if (const auto detect = library.Export<DetectMimeTypesFn>(kDetectMimeTypesExport))
         list = detect(stream, &reason);

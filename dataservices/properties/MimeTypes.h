@@ -12,8 +12,8 @@
 namespace dataservices {
 
 // The most certain MIME type of the content. The stream stands afterwards where it stood.
-// S_FALSE: none that is known, and `*mimeType` is empty.  Otherwise why the library couldn't look, the stream's failure
-// say; STG_E_READFAULT from a library without the export "DetectMimeTypes".
+// S_FALSE: no known type, and `*mimeType` is empty.  Otherwise why the library couldn't look, such as the stream's
+// failure; STG_E_READFAULT from a library without the export "DetectMimeTypes".
 [[nodiscard]] HRESULT DetectMimeType(IStream* stream, std::wstring* mimeType);
 
 // All that can be detected.

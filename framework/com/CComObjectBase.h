@@ -9,7 +9,7 @@
 // `Primary` is the interface that the class derives from; `Also` are the interfaces that `Primary` itself derives from
 // and that are answered too. QueryInterface answers IUnknown, these, and IMarshal.
 //
-// Threads: the count may be changed from any thread, and so may the interface pointer be passed to any thread of the
+// Threads: the count may be changed from any thread, and the interface pointer may be passed to any thread of the
 // process without marshalling. Whether two threads may call at once is the derived class's matter.
 // Lifetime: on the heap only, and only by MakeComObject. The count starts at one, which the maker owns. The module
 // counts as in use while the object lives, so that a stream that a stranger still holds keeps its code.
@@ -36,8 +36,8 @@ public:
     CComObjectBase(const CComObjectBase&) = delete;
     CComObjectBase& operator=(const CComObjectBase&) = delete;
 
-    // What creation does after the constructor and what may fail; MakeComObject calls it. A derived class that has more
-    // to do hides it by one of its own, which calls this one first.
+    // The part of creation that may fail; MakeComObject calls it after the constructor. A derived class that has more
+    // to do hides this function by its own, which calls this one first.
     [[nodiscard]] HRESULT FinalConstruct() noexcept {
         return ::CoCreateFreeThreadedMarshaler(static_cast<Primary*>(this), &m_marshaler);
     }

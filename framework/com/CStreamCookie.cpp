@@ -48,7 +48,7 @@ HRESULT CStreamCookie::Attach(IStream* stream) noexcept {
         return hr;
     // The stream is foreign: it is asked for its interfaces here, and may throw.
     return base::ComBoundary([&] {
-        // By our own call first, so that what it throws has no frames of the platform to cross.
+        // Our own query comes first, so that an exception of the stream has no frames of the platform to cross.
         ComPtr<IStream> checked;
         if (const HRESULT asked = base::QueryFor(*stream, checked.GetAddressOf()); FAILED(asked))
             return asked;
@@ -73,7 +73,7 @@ HRESULT CStreamCookie::CopyTo(IStream** stream) const noexcept {
     const HRESULT hr = TKFGetGlobalInterfaceTable(&table);
     if (FAILED(hr))
         return hr;
-    // The table asks the stream once more, and passes on what it answers and leaves behind.
+    // The table queries the stream once more. It passes on the stream's answer, and what a failing query has written.
     void* answer = nullptr;
     const HRESULT fetched = table->GetInterfaceFromGlobal(m_cookie, __uuidof(IStream), &answer);
     if (FAILED(fetched))

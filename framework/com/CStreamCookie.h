@@ -2,8 +2,8 @@
 // is valid there. A free-threaded stream is held directly, too, and handed out without asking the table.
 //
 // Threads: any thread that is in an apartment; one call at a time, except that CopyTo may run on several threads at
-// once.  Lifetime: the table, and for a free-threaded stream this object, keeps a reference to it until Revoke, the
-// next Attach or the destructor.
+// once.  Lifetime: the table keeps a reference to the stream until Revoke, the next Attach or the destructor. For a
+// free-threaded stream this object keeps one as well.
 #pragma once
 
 #include <windows.h>
@@ -28,8 +28,8 @@ public:
     [[nodiscard]] HRESULT Attach(IStream* stream) noexcept;
 
     // Hands out the stream with a reference, for the calling apartment. Fails when the holder is empty; `*stream` is
-    // null on failure.  E_POINTER: `stream` is null, or the table succeeds and gives nothing.  Otherwise the table's
-    // failure, which is that of the stream where the stream has been asked.
+    // null on failure.  E_POINTER: `stream` is null, or the table succeeds and gives nothing.  Otherwise the failure of
+    // the table, or of the stream if the table has asked it.
     [[nodiscard]] HRESULT CopyTo(IStream** stream) const noexcept;
 
     // Ends the registration; S_OK when there is none. After a failure it is still held.

@@ -37,7 +37,7 @@ public:
     void SetNarrow(const char* text) { Replace(m_narrow, Copy(text, text ? std::strlen(text) : 0)); }
     void SetBstr(const wchar_t* text) { Replace(m_bstr, base::CBstr(text)); }
 
-    // Exchanges the strings, with the forms they have. As setting: one thread.
+    // Exchanges the strings, with the forms they have. As for setting, only one thread.
     void Swap(CStringManager& other) noexcept {
         SwapForms(m_wide, other.m_wide);
         SwapForms(m_narrow, other.m_narrow);

@@ -119,8 +119,8 @@ HRESULT CBufferedStream::SeekTo(ULONGLONG target) noexcept {
     return SeekSource(move, STREAM_SEEK_SET);
 }
 
-// Empties the buffer and moves the wrapped stream. On purpose both positions become what it reports, 0 if it reports
-// nothing, whether it succeeded or not.
+// Empties the buffer and moves the wrapped stream. Whether that succeeds or not, both positions become the one that the
+// wrapped stream reports, or 0 if it reports none. This is on purpose.
 HRESULT CBufferedStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
     m_offset = 0;
     m_fill = 0;

@@ -50,8 +50,9 @@ public:
                             DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
     STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb,
                               DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
-    // The wrapped stream's answer to the last new value of `flag`, and never refreshed while that value stays: the size
-    // is the one at the first call. After a failure the same call gives S_OK and a record of zeros.
+    // The wrapped stream is asked at the first call, and again only when `flag` differs from that of the last call.
+    // Otherwise its last answer is repeated, so the size is the one at that time. If it failed, the same call again
+    // gives S_OK and a record of zeros.
     // E_OUTOFMEMORY: the record is there, but without its name.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     // A buffered stream over a clone of the wrapped one, with the same position and buffered bytes.

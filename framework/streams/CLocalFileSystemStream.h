@@ -33,8 +33,8 @@ public:
 
     // IStream
 
-    // STG_E_INVALIDFUNCTION: unknown origin, or the file can't be positioned there. `*newPosition` tells where the
-    // stream stands then, too: a buffer in front believes it.
+    // STG_E_INVALIDFUNCTION: unknown origin, or the file can't be positioned there. Even then `*newPosition` tells
+    // where the stream stands: a buffer in front of it reads on from there.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Leaves the file pointer where it was.
     // STG_E_MEDIUMFULL: no file can have that size.  STG_E_INVALIDFUNCTION: this file can't be given it.
@@ -52,8 +52,8 @@ public:
     // STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory for the name; size and times are 0.
     // STG_E_ACCESSDENIED: the file doesn't tell its size or times. No name is handed out on failure.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
-    // Opens the file again with the same mode, at the same position. On purpose that goes for the create bit too: the
-    // clone of a stream that made its file empties it again.
+    // Opens the file again with the same mode, at the same position. On purpose the mode includes the create bit: the
+    // clone of a stream that created its file empties the file again.
     STDMETHODIMP Clone(IStream** clone) noexcept override;
 
 private:
@@ -61,7 +61,7 @@ private:
     [[nodiscard]] DWORD StgMode() const noexcept;
 
     base::CAutoHandle m_file;
-    std::wstring m_path;  // as it is reported: full, and without a prefix that it wasn't given with
+    std::wstring m_path;  // full, and with a prefix only if it was given with one; Stat reports it
     DWORD m_mode = 0;     // kTKFStream bits
 };
 
@@ -71,6 +71,6 @@ private:
 // `*stream` is null on failure.
 // E_INVALIDARG: `path` is null or empty, or `mode` has neither read nor write; no file is touched.
 // E_POINTER: `stream` is null, which is noticed only after the file was opened (and made, with the create bit).
-// STG_E_ACCESSDENIED, and others by the system's error: the file is there but can't be opened so.
+// STG_E_ACCESSDENIED, and others by the system's error: the file is there but can't be opened in this way.
 // E_FAIL: any other reason, a missing file included.
 [[nodiscard]] HRESULT TKFCreateLocalFileSystemStream(const wchar_t* path, DWORD mode, IStream** stream) noexcept;

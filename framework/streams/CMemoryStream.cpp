@@ -79,7 +79,7 @@ HRESULT CMemoryStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* ne
         newPosition->QuadPart = m_position;
     if (origin == STREAM_SEEK_CUR || origin == STREAM_SEEK_END) {
         const ULONGLONG base = origin == STREAM_SEEK_CUR ? m_position : m_size;
-        target = base + distance;  // modulo 2^64: what is checked is on which side of the base it came out
+        target = base + distance;  // modulo 2^64; the check is whether it lies on the right side of the base
         if (move.QuadPart < 0 ? target > base : target < base)
             return STG_E_INVALIDPOINTER;
     } else if (origin != STREAM_SEEK_SET) {

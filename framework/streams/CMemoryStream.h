@@ -23,24 +23,25 @@ public:
 
     // S_FALSE: the stream ended before `cb` bytes; `*bytesRead` has the count.  STG_E_INVALIDPOINTER: `buffer` is null.
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
-    // Makes the bytes up to its end exist, with zeros in a gap before them; so does a write of 0 bytes. The size
-    // becomes the end of the write when bytes had to be made, and only then: a write that ends beyond the size but
-    // among bytes that exist leaves the size where SetSize put it. STG_E_INVALIDPOINTER: `buffer` is null.
-    // E_OUTOFMEMORY: no memory, or the end is beyond 32 bits. After either nothing has changed.
+    // Makes all bytes up to the end of the write exist, with zeros in a gap before it; so does a write of 0 bytes. The
+    // size becomes the end of the write when bytes had to be made, and only then: a write that ends beyond the size but
+    // among bytes that exist leaves the size where SetSize put it.
+    // STG_E_INVALIDPOINTER: `buffer` is null.  E_OUTOFMEMORY: no memory, or the end is beyond 32 bits. After either
+    // nothing has changed.
     STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;
 
     // IStream
 
-    // `*newPosition` tells where the stream stands, after a failure too: a buffer in front believes it. Positions
-    // beyond the size are allowed, up to 64 bits. STG_E_INVALIDPOINTER: the position would be before the start or
-    // beyond 64 bits.  STG_E_INVALIDFUNCTION: unknown origin. After a failure the position is the old one.
+    // `*newPosition` tells where the stream stands, after a failure too: a buffer in front of it reads on from there.
+    // Positions beyond the size are allowed, up to 64 bits. STG_E_INVALIDPOINTER: the position would be before the
+    // start or beyond 64 bits.  STG_E_INVALIDFUNCTION: unknown origin. After a failure the position is the old one.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     // Neither makes bytes nor drops them: what a smaller size hides, a larger one shows again.
     STDMETHODIMP SetSize(ULARGE_INTEGER newSize) noexcept override;
-    // Unlike the other streams' it stops at the first short write and tells the totals on success only.
+    // Unlike CopyTo of the other streams, it stops at the first short write and tells the totals on success only.
     // S_OK: `cb` bytes, or all that are left, were copied.  E_POINTER: `target` is null.  STG_E_MEDIUMFULL: `target`
     // took less, or claims to have taken more, than it was given.  E_FAIL: the stream was cut short while it was
-    // copied. E_OUTOFMEMORY
+    // copied.  E_OUTOFMEMORY.
     STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                         ULARGE_INTEGER* bytesWritten) noexcept override;
     STDMETHODIMP Commit(DWORD flags) noexcept override;  // S_OK
@@ -62,11 +63,12 @@ private:
 
 // Hands out a CMemoryStream that stands at its start.
 //
-// With `data`, the stream has `size` bytes, a copy of `data`. Of a size beyond 32 bits the low 32 bits say how many
+// With `data`, the stream has `size` bytes, a copy of `data`. If `size` is beyond 32 bits, its low 32 bits say how many
 // bytes are copied; the others read as zeros. This is so on purpose: such a stream has its size, but not its contents.
-// A negative size is refused then, also on purpose: no data has one, and the low 32 bits of -1 would be 4 GB to copy.
-// With null for `data`, the stream is empty, and the low 32 bits of `size`, whatever its sign, only say for how many
-// bytes memory is set aside, so that filling it by writes allocates no more.
+// With `data`, a negative size is refused, also on purpose: no data has one, and the low 32 bits of -1 would be 4 GB to
+// copy.
+// If `data` is null, the stream is empty. The low 32 bits of `size`, whatever its sign, then only say for how many
+// bytes memory is set aside, so that filling the stream by writes allocates no more.
 //
 // On failure `*stream` is null.
 // E_POINTER: `stream` is null.  E_INVALIDARG: there is data of a negative size.  E_OUTOFMEMORY.  Otherwise the

@@ -13,7 +13,7 @@ using Microsoft::WRL::ComPtr;
 HRESULT CReplayStream::Initialize(IStream* source) noexcept {
     if (!source)
         return E_POINTER;
-    // Room for all of it now: what has come must not be lost for want of it.
+    // All memory is taken now: bytes that have come must not be lost for lack of it.
     const HRESULT hr = base::ComBoundary([&] {
         m_kept.reserve(kMostKept);
         return m_source.Attach(source);
@@ -90,7 +90,8 @@ HRESULT CReplayStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* ne
     return hr;
 }
 
-// Nothing of a source that doesn't come back may go unkept. S_FALSE: `cb` is less than it was.
+// Keeps `cb` within the room that is left, because everything that is read must be kept while the source can't go back.
+// S_FALSE: `cb` is less than it was.
 HRESULT CReplayStream::CutToRoom(ULONG& cb) noexcept {
     if (!m_isKeeping || m_kept.size() + cb <= kMostKept)
         return S_OK;
@@ -101,13 +102,13 @@ HRESULT CReplayStream::CutToRoom(ULONG& cb) noexcept {
     return S_FALSE;
 }
 
-// Only for a source that comes back; one that merely goes onwards would lose what was read of it.
+// Stops keeping if the source can go back. A source that only goes forward would lose what was read of it.
 HRESULT CReplayStream::LeaveKept() noexcept {
     if (const HRESULT hr = MoveSource(m_start); FAILED(hr))
         return hr;
     const HRESULT hr = MoveSource(m_position);
     if (FAILED(hr))
-        m_position = m_start;  // it stands there, and has all that was kept
+        m_position = m_start;  // the source stands there, and still has all that was kept
     Drop();
     return hr;
 }

@@ -1,11 +1,11 @@
-// A stream in front of another one that keeps what is read of its start, so that whoever looks at the start can go back
-// and read it a second time, also where the source can't be sought.
+// A stream in front of another one, the source, that keeps what is read of its start. So a reader that looks at the
+// start can go back and read it a second time, even where the source can't seek.
 //
-// Pieces go through as they come: a read gives what one read of the source gave, and none waits for more. From the
-// start until EndKeeping, what is read is kept, up to kMostKept bytes; seeks to what is kept don't reach the source.
-// The first seek to anywhere else, and the first read of more, has the source show that it comes back. One that does
-// keeps its bytes itself: from then on every call goes to it, as it is. One that doesn't isn't moved and gives no more
-// than can be kept: until EndKeeping, which leaves all that to be read once more, it seems to end there. The stream is
+// A read gives what one read of the source gave, and doesn't wait for more. From the start until EndKeeping, what is
+// read is kept, up to kMostKept bytes; seeks to what is kept don't reach the source. The first seek to anywhere else,
+// and the first read of more than can be kept, test whether the source can go back. If it can, nothing is kept here any
+// more: from then on every call goes to the source as it is. If it can't, it isn't moved, and until EndKeeping this
+// stream seems to end where no more can be kept. After EndKeeping the kept bytes can be read once more. The stream is
 // read-only.
 //
 // Units: positions and sizes are bytes.
@@ -31,23 +31,23 @@ public:
     // E_OUTOFMEMORY: no room for what is to be kept.
     [[nodiscard]] HRESULT Initialize(IStream* source) noexcept;
 
-    // Nothing that is read from now on is kept. Moves the source to where this stream stands, and if it gets there,
-    // lets go of what was kept.
+    // Nothing that is read from now on is kept. Moves the source to where this stream stands. If the source gets there,
+    // what was kept is dropped.
     void EndKeeping() noexcept;
 
     // ISequentialStream
-    // S_FALSE: fewer bytes than were asked for are kept or can be, or what the source says. Only 0 bytes are the end,
-    // or all that can be kept.
+    // S_FALSE: fewer bytes than were asked for are kept or can be kept, or the source said S_FALSE. Only a read of 0
+    // bytes means the end, or that no more can be kept.
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
     STDMETHODIMP Write(const void*, ULONG, ULONG*) noexcept override { return STG_E_ACCESSDENIED; }
 
     // IStream
-    // `*newPosition` receives the position whatever happens. A seek that fails moves nothing while anything is kept;
-    // else this stream stands where the source says that it does, at 0 if it says nothing.
-    // STG_E_SEEKERROR: the source claims to be sought, and isn't.
+    // `*newPosition` receives the position whatever happens. While anything is kept, a seek that fails moves nothing.
+    // Otherwise this stream then stands where the source says that it stands, or at 0 if the source says nothing.
+    // STG_E_SEEKERROR: the source claims to have moved, and hasn't.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
-    // What is kept is the clone's too, once; it keeps nothing more.
+    // The clone gives what is kept once more, too; it keeps nothing else.
     // E_UNEXPECTED: the source reported success and gave no clone.
     STDMETHODIMP Clone(IStream** clone) noexcept override;
     STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept override { return STG_E_ACCESSDENIED; }

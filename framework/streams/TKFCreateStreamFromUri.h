@@ -19,8 +19,9 @@
 //
 // E_INVALIDARG: `uri` is null or empty, or `mode` has neither read nor write.  E_POINTER: `stream` is null.
 // E_FAIL: the data service gave no factory, no accessor or no stream, though it reported success; or as for a local
-// file. E_NOINTERFACE: the object can't be read, or can't be written, or `accessFactory` is none. E_OUTOFMEMORY;
-// anything else is a failure of the data service or of creating it (REGDB_E_CLASSNOTREG: none is installed).
+// file. E_NOINTERFACE: the object can't be read, or can't be written, or `accessFactory` is no access factory.
+// E_OUTOFMEMORY; anything else is a failure of the data service or of creating it (REGDB_E_CLASSNOTREG: none is
+// installed).
 [[nodiscard]] HRESULT TKFCreateStreamFromUri(const wchar_t* uri, DWORD mode, IStream** stream, IUnknown* accessFactory,
                                              IUnknown** usedAccessFactory) noexcept;
 

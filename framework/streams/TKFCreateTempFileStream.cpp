@@ -22,7 +22,7 @@ constexpr DWORD kTempFileMode = kTKFStreamRead | kTKFStreamWrite | kTKFStreamCre
         if (length == 0)
             return LastErrorResult();
         const bool fits = length < folder.size();
-        folder.resize(length);  // what is too small is told the size that is needed, with the terminator
+        folder.resize(length);  // a buffer that is too small gets the needed size, terminator included
         if (fits)
             return S_OK;
     }

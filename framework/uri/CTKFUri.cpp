@@ -54,7 +54,7 @@ CTKFUri::CTKFUri(CTKFUriParts parts, std::wstring text) : m_parts(std::move(part
     } else if (!hasServer) {
         m_localPath = framework::LocalPathOfFileUrlPath(m_parts.path);
     } else {
-        // With its escapes resolved the host may be none that a path can have, or lead to a device.
+        // With its escapes resolved the host may be one that no path can have, or may lead to a device.
         const auto path = framework::CTKFUriGrammar::Parse(framework::NetworkPathOfFileUrl(m_parts.host, m_parts.path));
         if (path && path->notation != Notation::Uri)
             (path->hostType == TKFURI_HOSTNAME_UNC_SERVER ? m_uncPath : m_localPath) = PathOf(*path);
@@ -85,7 +85,7 @@ bool operator==(const CTKFUri& a, const CTKFUri& b) {
     const auto key = [](const CTKFUri& uri) {
         const std::wstring_view text = uri.m_text;
         const size_t tail = uri.IsPath() ? text.size() : std::min(text.find_first_of(L"?#"), text.size());
-        const bool hasPath = !uri.GetFilePath().empty();  // which then stands for all that leads to it
+        const bool hasPath = !uri.GetFilePath().empty();  // the file path then stands for user info, host and path
         const bool hasAuthority = !hasPath && text.substr(uri.GetScheme().size()).starts_with(L"://");
         return std::tuple(uri.GetScheme(), ComparablePath(uri.GetFilePath()),
                           hasPath ? std::string() : ComparableUriText(uri.GetUserInfo()), hasAuthority,

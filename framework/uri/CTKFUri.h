@@ -58,31 +58,36 @@ public:
     // path and with no host or the host "localhost", or "%3F" for the prefix \\?\.
     [[nodiscard]] bool IsLocalFile() const { return !m_localPath.empty(); }
 
-    // The path to open, with '\' as its only separator; empty if this is not a local file. It is as relative as it was
-    // given. Of a file URL the escapes are resolved as UTF-8. Some stay as they are written: those which are malformed,
-    // whose bytes are not UTF-8, or which stand for a separator or for the character 0. None of these can be part of a
-    // name, and resolving them would lead to another file than the one the URL seems to name.
+    // The path to open, with '\' as its only separator; empty if this is not a local file. A relative path stays
+    // relative. In a file URL the escapes are resolved as UTF-8. Some stay as they are written: those which are
+    // malformed, whose bytes are not UTF-8, or which stand for a separator or for the character 0. None of these can be
+    // part of a name, and resolving them would lead to another file than the one the URL seems to name.
     [[nodiscard]] const std::wstring& GetLocalPath() const { return m_localPath; }
 
     // The local path or the UNC path, in the same way; empty if there is neither: the URI is no file URL, has a port,
     // or its host can't be the server of a path (an IPv6 address, for one).
     [[nodiscard]] const std::wstring& GetFilePath() const { return IsLocalFile() ? m_localPath : m_uncPath; }
 
-    // A URI as it was written; of a path its file URL, made as FileUrlOfPath says, which also says of which paths there
-    // is none and this is empty.
+    // For a URI, the text as it was written. For a path, its file URL; empty if it has none. FileUrlOfPath says how the
+    // URL is made and which paths have none.
     [[nodiscard]] std::wstring ToString() const;
 
     // ToString with every escape resolved as UTF-8 but those of '#', '/', '?' and '%', which stay as they are written.
-    // Escapes whose bytes are not UTF-8 become U+FFFD. For display: what other delimiters separated, as '@' and '&' do,
-    // may be lost.
+    // Escapes whose bytes are not UTF-8 become U+FFFD. For display only: an escaped '@' or '&', for example, then looks
+    // like one that separates.
     [[nodiscard]] std::wstring NormalizeUriEscapes() const;
 
-    // True for names of the same thing as far as the names tell. Not told apart are: a path and its file URL; the case
-    // of scheme, host and drive; the case of escapes; an escape and its character, unless that is '%' or one that may
-    // delimit something (RFC 3986, 2.2); empty user info or an empty port and none. Told apart are the case of all
-    // else, also in paths on drives that ignore it, "." and ".." and what they lead to, a port that is written and
-    // none, even if it is the scheme's default port, and an empty query, fragment or authority and none. User info and
-    // host of a file URL that has a path count only as far as they are in the path.
+    // True for names of the same thing as far as the names tell. These differences don't count:
+    // - a path and its file URL;
+    // - the case of scheme, host and drive, and the case of escapes;
+    // - an escape and its character, unless that is '%' or one that may delimit something (RFC 3986, 2.2);
+    // - empty user info or an empty port and none;
+    // - user info and host of a file URL that has a path, except as far as they are in the path.
+    // These count:
+    // - the case of all else, also in paths on drives that ignore it;
+    // - "." and ".." and what they lead to;
+    // - a port that is written and none, even if it is the scheme's default port;
+    // - an empty query, fragment or authority and none.
     friend bool operator==(const CTKFUri& a, const CTKFUri& b);
 
     // The components, as they are written, with their escapes; empty where there is none.

@@ -17,7 +17,7 @@ using namespace boost::spirit::classic;
 using Rule = rule<scanner<const wchar_t*>>;
 using Notation = CTKFUriParts::Notation;
 
-// Stores a fixed value once the parser that it hangs on has matched.
+// Stores a fixed value once the parser that it is attached to has matched.
 template <class T>
 class CSet final {
 public:
@@ -29,7 +29,7 @@ private:
     T m_value;
 };
 
-// A character of which a function says yes. The library's own sets live on the heap and are copied with every parser
+// Matches a character that a function accepts. The library's own sets live on the heap and are copied with every parser
 // that they become part of, which took more time than all the parsing.
 class CIs final : public char_parser<CIs> {
 public:
@@ -149,8 +149,8 @@ private:
         m_uri = ~eps_p(fileScheme) >> m_scheme[assign_a(parts.scheme)] >> L':' >>
                 ((str_p(L"//") >> m_authority >> pathBehindAuthority) | (~eps_p(str_p(L"//")) >> m_uriPath)) >> tail;
 
-        // A file URL, with '\' as good as '/'. Besides the proper forms, people and programs write file://C:/x, put any
-        // number of slashes before a drive, and write a whole UNC path behind "file:" or "file://".
+        // A file URL, in which '\' counts as '/'. Besides the proper forms, people and programs write file://C:/x, put
+        // any number of slashes before a drive, and write a whole UNC path behind "file:" or "file://".
         const auto fileSegment = (*(m_uriCharacter - m_separator))[push_back_a(parts.segments)];
         m_filePath = (!m_separator >> fileSegment >> *(m_separator >> fileSegment))[assign_a(parts.path)];
         const auto twoSeparators = m_separator >> m_separator;
@@ -190,7 +190,7 @@ std::optional<CTKFUriParts> CTKFUriGrammar::Parse(std::wstring_view text) {
     if (text.empty() || !parse(text.data(), end, rules.name).full)
         return std::nullopt;
 
-    if (parts.scheme.empty())  // the rules of paths and file URLs leave it so
+    if (parts.scheme.empty())  // the rules of paths and file URLs leave it empty
         parts.scheme = L"file";
     for (wchar_t& character : parts.scheme)
         character = base::AsciiLower(character);

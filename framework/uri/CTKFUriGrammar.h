@@ -12,7 +12,7 @@ namespace framework {
 
 class CTKFUriGrammar final {
 public:
-    // Nothing: `text` is no name. CTKFUri::Parse says what is.  Threads: any.
+    // No value: `text` is no name; CTKFUri::Parse says what one is.  Threads: any.
     [[nodiscard]] static std::optional<CTKFUriParts> Parse(std::wstring_view text);
 };
 

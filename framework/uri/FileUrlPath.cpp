@@ -17,8 +17,8 @@ constexpr std::string_view kKeptInPaths = "-._~!$&'()*+,;=:@/";
     return leadByte < 0x80 ? 1 : leadByte < 0xE0 ? 2 : leadByte < 0xF0 ? 3 : 4;
 }
 
-// Appends the character whose escapes `text` begins with and gives the length of what was read. 0: there is none, or it
-// has to stay escaped.
+// If `text` begins with the escapes of a character, appends the character and gives the length of the escapes. 0: there
+// is no such character, or it has to stay escaped.
 std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result) {
     const int lead = EscapedByteAt(text, 0);
     if (lead < 0)

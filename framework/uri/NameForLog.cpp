@@ -34,7 +34,8 @@ struct Range {
     const size_t colon = text.find(L':');
     if (colon == text.npos)
         return std::nullopt;
-    // A scheme has no separators: a path may well have "://" in it. Two may stand in front of a server without one.
+    // Behind a separator the colon ends no scheme: a path may well have "://" in it. But two separators may stand in
+    // front of a server, without a scheme.
     if (const size_t last = text.find_last_of(kSeparators, colon); last != text.npos)
         return last == 1 && text.find_first_not_of(kSeparators) == 2
                    ? UpToAt(text, 2, text.find_first_of(kServerEnds, 2))
@@ -43,7 +44,7 @@ struct Range {
     const size_t begin = text.find_first_not_of(kSeparators, colon + 1);
     const bool hasSlashes = text.substr(colon + 1, begin - colon - 1) == L"//";
     if (hasSlashes || IsWeb(text)) {
-        // In a password that should have been escaped, and where slashes are wrong, anything may stand.
+        // If the slashes are wrong, or a password should have been escaped, credentials may hold any character.
         const bool isUri = hasSlashes && name.Uri();
         return UpToAt(text, begin, isUri ? text.find_first_of(kServerEnds, begin) : text.npos);
     }
@@ -54,7 +55,8 @@ struct Range {
     }
     if (IsScheme(text, L"data") || IsScheme(text, L"file"))
         return std::nullopt;
-    // Without a scheme what looks like one is a user. A path begins so only behind a drive, of one letter.
+    // Without a scheme, what looks like one is a user. A path looks like this only behind a drive, which has one
+    // letter.
     auto password = UpToAt(text, colon, text.find_first_of(kServerEnds));
     if (!password && colon > 1)
         password = UpToAt(text, colon);

@@ -14,10 +14,11 @@ namespace framework {
 // What is shown in place of credentials.
 inline constexpr std::wstring_view kHiddenCredentials = L"***";
 
-// `name`, with kHiddenCredentials for what stands before the '@' of a URL's host; if no URI can be made of the name, or
-// an http one has wrong slashes, before its last '@'. A URL may stand behind another scheme ("view-source:http://...")
-// or lack its own: "me:secret@host/x" begins with credentials, too. All other names stay as they are, paths with '@'
-// too, but for such as "C:clip@2.avi", which reads like user, password and host. Null gives the empty string.
+// `name`, with kHiddenCredentials in place of what stands before the '@' of a URL's host. If the name is no valid URI,
+// or an http one has wrong slashes, they replace what stands before the last '@'. A URL may stand behind another scheme
+// ("view-source:http://...") or lack its own: "me:secret@host/x" begins with credentials, too. All other names stay as
+// they are, also paths with '@'. Exceptions are paths such as "C:clip@2.avi", which read like user, password and host.
+// Null gives the empty string.
 [[nodiscard]] std::wstring NameForLog(const CParsedName& name);
 [[nodiscard]] std::wstring NameForLog(const wchar_t* name);
 

@@ -23,8 +23,8 @@
 // Resolves every escape, that of the character 0 included, once.
 [[nodiscard]] std::wstring UnescapeUri(const wchar_t* text);
 
-// Resolves every escape once, but leaves those of '#', '/', '?' and '%', without which the text would mean something
-// else, as they are written. What CTKFUri::NormalizeUriEscapes does to a URI's string.
+// Resolves every escape once, except those of '#', '/', '?' and '%'. They stay as they are written, because the text
+// would mean something else without them. CTKFUri::NormalizeUriEscapes does this to a URI's string.
 [[nodiscard]] std::wstring NormalizeUriEscapesOf(const wchar_t* text);
 
 // The UTF-8 form with every escape resolved once but those of '%' and of the characters that may delimit something:

@@ -34,7 +34,7 @@ template <class Number>
     return {text, static_cast<size_t>(length)};
 }
 
-// The elements of a one-dimensional array. Nothing: the array is none, or its elements have another size.
+// The elements of a one-dimensional array. No value: it is no such array, or its elements have another size.
 template <class Element>
 [[nodiscard]] std::optional<std::vector<Element>> Elements(SAFEARRAY* array) {
     LONG first = 0;

@@ -27,7 +27,7 @@
 
 class CTKCFPropertyValue final {
 public:
-    // Nothing: the VARIANT is of another kind, refers to its value by reference, or is damaged.
+    // No value: the VARIANT is of another kind, refers to its value by reference, or is damaged.
     [[nodiscard]] static std::optional<CTKCFPropertyValue> FromVariant(const VARIANT& variant);
 
     // One of the names above.

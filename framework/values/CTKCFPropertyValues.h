@@ -20,8 +20,8 @@ class CTKCFPropertyValues final {
 public:
     explicit CTKCFPropertyValues(ITKCFPropertySet* propertySet) noexcept : m_propertySet(propertySet) {}
 
-    // The value of `key`; nothing unless the result is S_OK.
-    // S_FALSE: there is no such key, or its value is empty.  DISP_E_TYPEMISMATCH: the value has none of the kinds.
+    // The value of `key`; `*value` is empty unless the result is S_OK.
+    // S_FALSE: there is no such key, or its value is empty.  DISP_E_TYPEMISMATCH: the value is of none of the kinds.
     // E_POINTER: there is no property set, or `key` or `value` is null.  E_OUTOFMEMORY; E_UNEXPECTED: the property set
     // threw.  Otherwise its own failure.
     [[nodiscard]] HRESULT Get(const wchar_t* key, std::optional<CTKCFPropertyValue>* value) const noexcept;

@@ -26,7 +26,7 @@ public:
         return &m_value;
     }
 
-    // The interface that is held, without a reference; null if the value is none.
+    // The interface that is held, without a reference; null if the value is no interface.
     [[nodiscard]] IUnknown* Interface() const noexcept {
         return m_value.vt == VT_UNKNOWN || m_value.vt == VT_DISPATCH ? m_value.punkVal : nullptr;
     }
