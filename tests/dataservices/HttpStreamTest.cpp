@@ -143,7 +143,7 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
     }
 }
 
-TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOneForTenSeconds) {
+TEST_F(HttpStreamTest, ASourceThatStaysBrokenFailsAfterFiveTriesAndForTenSeconds) {
     const CPublishedLogger logger;
     Faults faults(7, {Fault::Unavailable});
     faults[0] = {Fault::Close, 700'000};

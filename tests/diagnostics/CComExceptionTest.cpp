@@ -126,7 +126,7 @@ TEST(ComErrors, EveryDetailReachesWhoeverFetchesTheErrorInfo) {
     }
 }
 
-TEST(CComException, ASystemTextCountsOnlyWithItsLineBreakWhichIsTakenOffAndWhatIsInTheCodePageOfTheThread) {
+TEST(CComException, ASystemTextCountsOnlyWithItsLineBreakWhichIsTakenOff) {
     const struct {
         const wchar_t *text, *message;
     } kTexts[] = {{L"text\r\n", L"text"},

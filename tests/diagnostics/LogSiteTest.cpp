@@ -75,7 +75,7 @@ TEST(LogSiteTest, ThreadThatFoundNoLoggerEvaluatesNothingAndNeverLooksAgain) {
     });
 }
 
-TEST(LogSiteTest, ThreadKeepsTheLoggerThatItFoundFirstAndSharesItsFrontEndWithNoOther) {
+TEST(LogSiteTest, ThreadKeepsTheLoggerThatItFoundFirst) {
     const auto first = CRecordingLogger::Create();
     OnNewThread([&] {
         {
@@ -88,7 +88,7 @@ TEST(LogSiteTest, ThreadKeepsTheLoggerThatItFoundFirstAndSharesItsFrontEndWithNo
     EXPECT_EQ(Texts{L"again"}, first->Messages());
 }
 
-TEST(LogSiteTest, LoggerThatLogsWhileItIsLookedUpFindsNoLoggerAndOneWithoutTheSinkInterfaceIsNone) {
+TEST(LogSiteTest, LoggerThatLogsWhileItIsLookedUpFindsNoLogger) {
     for (const bool offersLog : {true, false}) {
         const auto logger = CRecordingLogger::Create();
         logger->offersLog = offersLog;
@@ -125,7 +125,7 @@ TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
     }
 }
 
-TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunctionWhichIsLoggedToo) {
+TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunction) {
     const std::wstring fail = Described(L"0x80004005", E_FAIL), pointer = Described(L"0x80004003", E_POINTER);
     const struct {
         int check;

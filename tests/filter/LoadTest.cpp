@@ -71,7 +71,7 @@ TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
     ExpectSource(good.Path(), "good");
 }
 
-TEST_F(LoadTest, TheFileIsSharedWithReadersAndDeletersNotWithWritersUntilTheNextLoad) {
+TEST_F(LoadTest, TheFileIsSharedButNotWithWritersUntilTheNextLoad) {
     const CTempFile first("first"), second("second"), third;
     constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     ASSERT_EQ(S_OK, host.Load(first.Path(), &kWave));

@@ -118,7 +118,7 @@ TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) 
         }
 }
 
-TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALibraryNobody) {
+TEST(MediaTypeLibraryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDictionary) {
     CTempFolder current;  // a stranger's library there is none
     PutLibrary(current, Library::WithExport);
     const CCurrentFolder isCurrent(current.Path());
@@ -208,7 +208,7 @@ TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNe
     EXPECT_EQ(1, dictionary.detections);
 }
 
-TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchangedUntilAnotherIsKnown) {
+TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchanged) {
     const CFilterWithLibrary filter(Library::WithExport);
     dictionary.types = std::nullopt;
     BYTE format[]{1, 2, 3, 4, 5};
@@ -233,7 +233,7 @@ TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchang
     EXPECT_EQ('W', filter.host.CurrentType());
 }
 
-TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearchedFolderInAnyFolder) {
+TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearchedFolder) {
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
     PutLibrary(elsewhere, Library::WithExport);

@@ -44,7 +44,7 @@ struct Play : ::testing::Test {
     CTempFolder folder;
 };
 
-TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserThatItsContentLeadsTo) {
+TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserForItsContent) {
     const std::tuple<const wchar_t*, const char*, size_t> files[] = {
         {L"tone.wav", "WAVE Parser", 1},
         {L"tone.mp3", "MPEG-I Stream Splitter", 1},
