@@ -15,8 +15,8 @@ namespace tvsource {
 
 namespace {
 
-// Results whose meaning the system doesn't know, or says too vaguely or with gaps for words. Those of HTTP are
-// 0x80190000 and the status.
+// Results that the system has no text for, or a vague text, or one with placeholders. The results of HTTP are
+// 0x80190000 plus the status.
 constexpr ULONG kHttpBase = 0x80190000;
 constexpr struct {
     ULONG result;
@@ -65,8 +65,9 @@ std::wstring OurWords(HRESULT result) {
 }
 
 std::wstring SystemWords(HRESULT result) {
-    // DirectShow's codes lie above those that COM keeps for itself in the same facility. Its function also gives a
-    // text, one that only repeats the number, for codes that nobody knows; so it is asked for its own only.
+    // DirectShow's codes lie above those that COM keeps for itself in the same facility. DirectShow's function also
+    // gives a text for codes that nobody knows, which only repeats the number; so it is asked for DirectShow's own
+    // codes only.
     const bool directShow = HRESULT_FACILITY(result) == FACILITY_ITF && HRESULT_CODE(result) >= 0x200;
     wchar_t text[MAX_ERROR_TEXT_LEN]{};
     const DWORD length = directShow

@@ -29,7 +29,7 @@ std::wstring EndingText(const CPlayGraph::Result& result) {
         case CPlayGraph::Ending::Complete:
             return L"complete";
         case CPlayGraph::Ending::ErrorAbort:
-            // The filter may give up without a code of its own: a success then.
+            // A filter may give up without a code of its own; the code is a success then.
             return FAILED(result.error) ? L"stopped by an error, " + ResultText(result.error)
                                         : L"stopped: the source could not be read on";
         case CPlayGraph::Ending::UserAbort:
@@ -53,7 +53,7 @@ int Play(const PlayOptions& options) {
     const std::vector<StreamType> offered = source.OfferedTypes();
     if (offered.size() == 1 && offered.front().IsUnknown()) {
         const std::wstring fault = DetectionFault(source.DetectionResult().value_or(S_OK));
-        Complain(L"No type was found: " + (fault.empty() ? L"the content is of none that is known" : fault) +
+        Complain(L"No type was found: " + (fault.empty() ? L"the content is of no known type" : fault) +
                  L". --type names one; --type any leaves it to the parser\n");
     }
     const CSourceFilter::Length length = source.SourceLength();

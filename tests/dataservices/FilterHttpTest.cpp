@@ -66,7 +66,7 @@ TEST(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     const LONGLONG between = PrivateBytes();
     read(3'000);
     EXPECT_LT(50, faults);
-    // The platform may keep a handle or a page of its own, and a thread more of its pool; what leaks does so each time.
+    // The platform may keep a handle or a page of its own, and one more thread of its pool; a leak shows each time.
     EXPECT_GE(handles + 10, Handles());
     EXPECT_GE(0x80000, std::min(between - before, PrivateBytes() - between));
 }
@@ -94,7 +94,7 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
         return stream;
     };
     std::vector<char> bytes(310'000);
-    // Of the first one a read of a whole block has been given up, which would go on as long as bytes drip in.
+    // The first turn gives up the read of a whole block, which would go on as long as bytes drip in.
     for (int i = 0; i < 20; ++i) {
         const base::CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
         const auto function = [&](const char* name) {

@@ -18,7 +18,8 @@ HRESULT Answer(HRESULT hr, int = 0) {
     return hr;
 }
 
-// Of its four checks the one that is numbered so, from 0, meets `result`; the first two can only meet null pointers.
+// Makes four checks, numbered from 0. The check of this number meets `result`; the first two can only meet null
+// pointers.
 HRESULT Checked(int check, HRESULT result) {
     const bool ppStream = check != 0, pStream = check != 1;
     const HRESULT first = check == 2 ? result : S_OK, second = check == 3 ? result : S_OK;

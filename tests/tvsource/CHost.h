@@ -22,7 +22,7 @@ struct HostRun {
 [[nodiscard]] std::string LongSound();
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
-// Where the program writes instead of to the HostRun: inheritable handles, or null.
+// Where the program writes in place of the HostRun: inheritable handles, or null.
 struct HostHandles {
     HANDLE out = nullptr, err = nullptr;
 };
