@@ -35,7 +35,7 @@ constexpr struct {
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_SECURE_FAILURE)),
      L"no secure connection: the certificate or the TLS handshake is not good"},
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_REDIRECT_FAILED)),
-     L"redirected too often, or where it must not be followed"},
+     L"redirected too often, or to a target that is not allowed"},
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_INVALID_SERVER_RESPONSE)),
      L"the server's answer makes no sense"},
     {static_cast<ULONG>(STG_E_REVERTED), L"the source has changed"},
