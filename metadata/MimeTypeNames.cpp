@@ -37,7 +37,7 @@ constexpr MimeTypeNames kNames[] = {
     {L"audio/lpcm", {}},
     {L"audio/l16", {}},
     {L"audio/ogg", {L"audio/x-ogg", L"audio/vorbis", L"audio/opus", L"audio/speex", L"audio/x-vorbis+ogg"}},
-    // WebM is a subset of Matroska, and whoever reads the one reads the other.
+    // WebM is a subset of Matroska, and a parser that takes one takes the other.
     {L"audio/x-matroska", {L"audio/matroska", L"audio/webm"}},
     {L"video/avi", {L"video/x-msvideo", L"video/msvideo", L"video/vnd.avi", L"video/x-avi"}},
     {L"video/mp1s", {}},

@@ -31,7 +31,7 @@ void Print(std::wstring_view text);
 // Writes all of the bytes to any file or pipe.  Errors: COutputError.
 void WriteAll(HANDLE output, std::span<const BYTE> bytes);
 
-// Writes to standard error what a person should know beside the output. A program that can't complain goes on.
+// Writes to standard error what a person should know beside the output. If that can't be written, the program goes on.
 void Complain(std::wstring_view text);
 
 // Whether this standard handle (STD_OUTPUT_HANDLE or STD_ERROR_HANDLE) leads to a person's eyes.

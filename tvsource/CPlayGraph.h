@@ -60,7 +60,7 @@ public:
 
     [[nodiscard]] const std::wstring& ParserName() const noexcept { return m_parserName; }
 
-    // The type by which source and parser are connected.
+    // The media type of the connection between source and parser.
     [[nodiscard]] StreamType ConnectedType() const;
 
     // One line for each stream of the parser: what it is and where it goes.

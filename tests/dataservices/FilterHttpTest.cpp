@@ -21,8 +21,8 @@ TEST(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     constexpr unsigned kSeed = 2'866'894'350;
     const std::string bytes = RandomBytes(kSeed, 3'000'000);
     int faults = 0;
-    int stalls = 1;  // each takes as long as it is waited for
-    // No more of them in a row than a source puts up with, and none before it is open.
+    int stalls = 1;  // each takes as long as a read waits for it
+    // There are no more faults in a row than a source tolerates, and none before it is open.
     const auto script = [&, random = std::mt19937(kSeed + 1), inRow = 3](auto&) mutable {
         if (random() % 8 != 0 || inRow++ == 3)
             return inRow = 0, CHttpServer::Misbehaviour{};

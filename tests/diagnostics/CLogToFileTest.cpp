@@ -113,7 +113,7 @@ TEST_F(CLogToFileTest, OpenFileCanBeReadLockedRenamedAndDeleted) {
 
 ULONGLONG g_nowMs = 0;
 int g_locks = 0;
-DWORD g_lockError = 0;  // 0: locks are to be had
+DWORD g_lockError = 0;  // 0: locks are granted
 decltype(&::LockFileEx) g_lock;
 ULONGLONG WINAPI HalfASecondLater() {
     return g_nowMs += 500;

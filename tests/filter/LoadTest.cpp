@@ -113,8 +113,8 @@ TEST(LoadLogTest, EachLoadIsToldOf) {
               lines);
 }
 
-// A foreign stream may do anything on the thread that opens it. What ends the thread must leave neither the load that
-// waits nor later ones hanging, and open streams need no such thread.
+// A foreign stream may do anything on the thread that opens it. When it ends the thread, neither the load that waits
+// nor later ones may hang. Opening a stream needs no such thread.
 TEST(LoadLogTest, ACreationThreadThatIsGoneIsToldOf) {
     const Log lines = LinesOf([] {
         CFakeDataLayer service;

@@ -119,7 +119,7 @@ TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) 
 }
 
 TEST(MediaTypeLibraryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDictionary) {
-    CTempFolder current;  // a stranger's library there is none
+    CTempFolder current;  // a stranger's library there doesn't count
     PutLibrary(current, Library::WithExport);
     const CCurrentFolder isCurrent(current.Path());
     const struct {
@@ -190,7 +190,8 @@ TEST(MediaTypeLibraryTest, EveryStepOfALoadAndOfAReadIsTimed) {
     EXPECT_EQ(expected, timed);
 }
 
-// Detection may take seconds. Who enumerates meanwhile has neither the former types nor a list that ends in silence.
+// Detection may take seconds. An enumeration meanwhile must not give the former types, nor a list that ends without an
+// error.
 TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNewOnesCome) {
     const CFilterWithLibrary filter(Library::WithExport);
     EXPECT_EQ("W", filter.Offers(&content, &kWave));

@@ -60,7 +60,7 @@ Source SourceOf(CInnerFilter& filter) {
 int Failures(const std::function<HRESULT(CInnerFilter&)>& operation, const Source& after) {
     Stream before("0123456789");
     {
-        CInnerFilter filter;  // timing sites take memory once, and then no more
+        CInnerFilter filter;  // timing sites take memory only once
         EXPECT_EQ(S_OK, operation(filter));
     }
     int failures = 0;

@@ -13,7 +13,7 @@
 
 namespace {
 
-// What WaitForNext gives. The reference that comes with the sample is let go of.
+// What WaitForNext gives. The reference that comes with the sample is released.
 struct Next {
     HRESULT result;
     IMediaSample* sample = nullptr;
@@ -22,10 +22,10 @@ struct Next {
     bool operator==(const Next&) const = default;
 };
 
-constexpr DWORD kLimitMs = 10'000;  // within which anything happens that happens at all
+constexpr DWORD kLimitMs = 10'000;  // whatever happens at all happens within this time
 
 std::vector<DWORD> g_waits;    // the time-outs of all waits
-std::function<BOOL()> g_wait;  // of the condition variable; it is let go of for the call
+std::function<BOOL()> g_wait;  // in place of the condition variable's wait; called without the lock
 ULONGLONG g_now = 0;
 
 BOOL WINAPI WaitAsTold(PCONDITION_VARIABLE, PSRWLOCK lock, DWORD timeoutMs, ULONG) {

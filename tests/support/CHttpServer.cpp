@@ -308,8 +308,8 @@ bool CHttpServer::AnswerFrom(CStoppableSocket& socket, const Request& request, c
     return !resource.live || socket.Send("0\r\n\r\n");
 }
 
-// True: the stall was released. False: the client has gone, or the server goes. Meanwhile bytes drip out of `drip`, if
-// it isn't null.
+// True: the stall was released. False: the client has gone, or the server goes. Meanwhile the bytes of `drip` are sent
+// one by one, if it isn't null.
 bool CHttpServer::Stall(CStoppableSocket& socket, std::string_view* drip) const {
     ::SetEvent(m_stalled.Get());
     std::optional<bool> released;

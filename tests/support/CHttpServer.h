@@ -38,8 +38,8 @@ public:
         }
     };
 
-    // What goes wrong with one answer. `after` counts bytes of its body; for stall, reset and close -1 is before the
-    // headers.
+    // What goes wrong with one answer. `after` counts bytes of its body; for Stall, Reset and Close, -1 means before
+    // the headers.
     enum class Fault {
         None,
         Stall,           // after these bytes nothing comes until the client goes or ReleaseStalls

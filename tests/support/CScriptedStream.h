@@ -193,7 +193,7 @@ private:
         const std::lock_guard lock(m_mutex);
         member = std::move(value);
     }
-    // Counts the call, waits if it is to be held, and gives its step. The lock is for the rest of the call.
+    // Counts the call, waits if the script holds it, and gives its step. The lock is for the rest of the call.
     std::pair<Step, std::unique_lock<std::mutex>> Begin(Kind kind) {
         std::unique_lock lock(m_mutex);
         m_lastThread = ::GetCurrentThreadId();

@@ -96,7 +96,7 @@ TEST(CTKFUriTest, MalformedAuthoritiesDevicesAndPathsWithoutServerAreNoNames) {
     EXPECT_FALSE(CTKFUri::Parse(nullptr));
 }
 
-// A file has a path, which is local unless it begins with a server.
+// A file URI has a path, which is local unless it begins with a server.
 void ExpectPath(const std::wstring& path, const CTKFUri& uri) {
     const bool isUnc = path.starts_with(LR"(\\)") && (!path.starts_with(LR"(\\?\)") || path.starts_with(LR"(\\?\U)"));
     EXPECT_EQ(path, uri.GetFilePath());
