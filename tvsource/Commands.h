@@ -57,7 +57,7 @@ struct DetectOptions {
 
 // Prints one line for each file: its name, a tab, and the MIME types of its content, separated by commas, or "-". A
 // folder stands for all files in it, and a last part with "*" or "?" for all that it matches. Standard error names each
-// file that can't be read, each of which not all that matters was read in time, and each pattern that matches nothing.
+// file that can't be read, or of which not all that matters was read in time, and each pattern that matches nothing.
 // The command goes on with the others then and gives 1.
 [[nodiscard]] int Detect(const DetectOptions& options);
 

@@ -77,7 +77,7 @@ public:
     CHttpServer& operator=(const CHttpServer&) = delete;
     ~CHttpServer();
 
-    // Replaces what was at `path` (without query) before; Of several resources each serves one answer, and the last one
+    // Replaces what was at `path` (without query) before. Of several resources each serves one answer, and the last one
     // all later answers. Any other path is answered with 404.
     void Serve(const std::string& path, Resource resource) { ServeInTurn(path, std::vector{std::move(resource)}); }
     void ServeInTurn(const std::string& path, std::vector<Resource> inTurn);
