@@ -17,11 +17,11 @@ void BenchLoads(CReport& report, const CFilterLibrary& library, const CBenchFile
 // What the steps of a read cost, each by itself.
 void BenchSteps(CReport& report, const CFilterLibrary& library, const CBenchFile& file);
 
-// Sequential reads over http, against bare WinHTTP calls; how many requests they and seeks cost.
+// Sequential reads over http, against bare WinHTTP calls; how many requests reads and seeks cost.
 void BenchHttp(CReport& report, const CFilterLibrary& library, const CBenchFile& file);
 
-// Log sites and timing scopes, without a logger and with one. No CFilterLibrary may be there: this loads its own, since
-// a DLL decides once for its lifetime which of its sites are timed.
+// Log sites and timing scopes, without a logger and with one. No CFilterLibrary may exist meanwhile: this part loads
+// its own, since a DLL decides once for its lifetime which of its sites are timed.
 void BenchLogging(CReport& report, const CBenchFile& file);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// ReadFile and nothing else: what a read costs at least. The file pointer is moved only when it doesn't stand there.
+// ReadFile and nothing else: what a read costs at least. The file pointer is moved only when it stands elsewhere.
 #pragma once
 
 #include "base/CAutoDestructor.h"

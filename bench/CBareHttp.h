@@ -10,7 +10,7 @@ namespace bench {
 
 class CBareHttp final : public CContender {
 public:
-    // Asks 127.0.0.1 for `target`; the answer's headers have come.  Throws std::runtime_error.
+    // Asks 127.0.0.1 for `target` and waits for the headers of the answer.  Throws std::runtime_error.
     CBareHttp(unsigned port, const std::wstring& target);
 
     // `position` is where the last read ended.

@@ -1,4 +1,4 @@
-// TvDataServices.dll beside this program, where the filter finds it: as a registered class, but of this process only.
+// TvDataServices.dll beside this program. Its class is registered for this process only, so that the filter finds it.
 #pragma once
 
 #include "bench/CProductLibrary.h"

@@ -1,5 +1,5 @@
-// Memory to read into that begins with a page. Where a block of the heap begins is chance, and the system copies a
-// file's bytes half again as fast to some places as to others: that must not decide between contenders.
+// Memory to read into that begins with a page. A block of the heap begins at a random place, and the system copies a
+// file's bytes to some places half again as fast as to others. That must not decide between contenders.
 #pragma once
 
 #include "bench/BenchCheck.h"

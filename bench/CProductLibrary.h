@@ -1,4 +1,4 @@
-// A DLL of the product's that lies beside this program, loaded as COM loads it but without its being registered.
+// A DLL of the product's that lies beside this program, loaded as COM loads it but without registration.
 //
 // Lifetime: its objects must be gone before it goes.
 #pragma once

@@ -22,7 +22,7 @@ public:
     };
     enum class Goal { AtLeast, AtMost };
 
-    // Begins the table of contenders: ratios are calls per second, ours in terms of the other's.
+    // Begins the table of contenders. Ratios are our calls per second, divided by the other's.
     void BeginContenders() const;
     void Add(const Row& row) const;
 

@@ -1,5 +1,5 @@
-// Our filter over http against bare WinHTTP calls, from one server, which is a thread of this process. It keeps neither
-// waiting: data stand ready in the system's buffers while they are read.
+// Our filter over http against bare WinHTTP calls, from one server, which is a thread of this process. The server keeps
+// neither side waiting: data stand ready in the system's buffers while they are read.
 #include "bench/BenchCheck.h"
 #include "bench/Benches.h"
 #include "bench/CBareFile.h"
@@ -121,8 +121,8 @@ void BenchTransfers(CReport& report, IClassFactory& factory, const CServedFile& 
     report.BeginPairs("Over http, 64 MiB by 128 KiB", "ours", "bare WinHTTP");
     report.AddPair("open, milliseconds", Median(oursOpen) / 1e3, Median(bareOpen) / 1e3);
     report.AddPair("sequential read, MiB/s", rate(oursRead), rate(bareRead));
-    // Of transfers that followed each other: on a machine that others use, one round may be four times as fast as the
-    // next.
+    // The ratios are of transfers that followed each other: on a machine that others use, one round may be four times
+    // as fast as the next.
     report.AddGoal("throughput over http to bare WinHTTP's", Median(ratios), CReport::Goal::AtLeast, 0.9, "times");
 }
 

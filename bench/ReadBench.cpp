@@ -22,7 +22,7 @@ namespace {
 constexpr LONG kKiB = 1 << 10;
 constexpr LONG kMiB = 1 << 20;
 constexpr LONG kRandomReadBytes = 4 * kKiB;
-constexpr LONG kPacketBytes = 188;  // of a transport stream: what many parsers read by
+constexpr LONG kPacketBytes = 188;  // of a transport stream; many parsers read in such pieces
 
 struct Contenders {
     CFilterSource ours;

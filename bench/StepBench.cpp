@@ -1,5 +1,5 @@
-// The steps of our filter's reads, each timed by itself in this program's own copy of the same code. What is left of
-// the whole are calls between modules, exception frames and bookkeeping.
+// The steps of our filter's reads, each timed by itself in this program's own copy of the same code. The rest of the
+// whole time goes to calls between modules, exception frames and bookkeeping.
 #include "baseclasses/CAutoLock.h"
 #include "baseclasses/CCritSec.h"
 #include "bench/BenchCheck.h"
@@ -29,7 +29,7 @@ constexpr LONG kRandomReadBytes = 4096;
 
 constexpr TKRuntimeLogger::LogSource kSource{L"tvbench", L"StepBench"};
 
-// Through a variable, or the compiler leaves out what nobody looks at.
+// Goes through a variable: the compiler would leave out what nobody looks at.
 void* (*volatile copyBytes)(void*, const void*, std::size_t) = std::memcpy;
 
 ComPtr<IStream> OpenFile(const CBenchFile& file) {

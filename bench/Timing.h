@@ -1,7 +1,7 @@
 // How long an operation takes, on a machine that others use at the same time.
 //
 // Contenders take turns, round after round, so that a busy second hits them all; the best round of each one counts,
-// since disturbances only ever add time. Times are microseconds.
+// since disturbances can only add time. Times are microseconds.
 #pragma once
 
 #include <windows.h>

@@ -1,5 +1,5 @@
-# Imports of a system library that are looked up when the first of its functions is called, so that a program starts where
-# the library doesn't: its users try it by LoadLibrary first, and call nothing of it when that fails.
+# Imports of a system library that are looked up when the first of its functions is called, so that a program starts
+# where the library doesn't. Its users try LoadLibrary first, and call nothing of the library when that fails.
 
 # tv_delay_import(winhttp): the interface library delay_winhttp, to be linked in place of winhttp.
 function(tv_delay_import name)

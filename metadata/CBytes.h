@@ -1,7 +1,7 @@
 // A view of bytes whose reads can't fail: whatever lies past the end reads as zero.
 //
-// Formats are told from content that may be cut off anywhere. A rule that compares fields needs no check of its own for
-// that; where the difference between a zero and the end matters, it asks Has.
+// Formats are told from content that may be cut off anywhere. A rule that compares fields needs no bounds check of its
+// own. Where the difference between a zero and the end matters, the rule asks Has.
 //
 // Units: offsets in bytes from the start of the view.  Lifetime: that of the bytes viewed.  Threads: as a plain value.
 #pragma once
@@ -55,8 +55,8 @@ public:
         return std::uint32_t{U8(at)} << 21 | std::uint32_t{U8(at + 1)} << 14 | std::uint32_t{U8(at + 2)} << 7 |
                U8(at + 3);
     }
-    // The `count` bits, at most 32, from the bit `bit` on, the first one the most significant; bit 0 is the first
-    // byte's highest.
+    // `count` bits, at most 32, from bit `bit` on; the first of them becomes the most significant one. Bit 0 is the
+    // highest bit of the first byte.
     [[nodiscard]] constexpr std::uint32_t Bits(std::uint64_t bit, unsigned count) const noexcept {
         const std::uint64_t mask = (std::uint64_t{1} << count) - 1;
         return static_cast<std::uint32_t>(Be64(bit / 8) >> (64 - bit % 8 - count) & mask);

@@ -24,7 +24,8 @@ public:
 // The one dictionary of the module.
 [[nodiscard]] IMimeTypeDictionary* MimeTypeDictionary() noexcept;
 
-// Detect that also says why, where the pointers aren't null: see ExplainMimeTypesFn and DetectMimeTypesFn.
+// Does what Detect does, and also says why where the pointers aren't null: see ExplainMimeTypesFn and
+// DetectMimeTypesFn.
 [[nodiscard]] IMimeTypeList* DetectAndExplain(IStream* stream, IMimeTypeList** explanation, HRESULT* result) noexcept;
 
 }  // namespace metadata

@@ -18,7 +18,7 @@ public:
 
     // IMimeTypeList
     long STDMETHODCALLTYPE GetCount() noexcept override { return static_cast<long>(m_items.size()); }
-    // Null for an index that there isn't, negative ones included.
+    // Null for an index out of range, negative ones included.
     const wchar_t* STDMETHODCALLTYPE Item(long index) noexcept override;
     void STDMETHODCALLTYPE Destroy() noexcept override { delete this; }
 

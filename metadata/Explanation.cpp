@@ -42,7 +42,7 @@ std::wstring SilentRules(const Detection& detection, bool isDecided) {
         if (!spoke)
             names += (names.empty() ? L"" : L", ") + std::wstring(rule.name);
         else if (isDecided && &rule == detection.findings.back().rule)
-            break;  // those behind it were not asked
+            break;  // the rules behind it were not asked
     }
     return names;
 }

@@ -10,8 +10,8 @@
 
 namespace metadata {
 
-// One line for each of: the tags that were stepped over, the rule that spoke and the bytes that decided, each rule that
-// saw its signature and was not convinced, and all rules together that were asked and saw nothing.
+// Gives one line for the tags that were stepped over, one for the rule that spoke and the bytes that decided, one for
+// each rule that saw its signature but was not convinced, and one for all rules that were asked and saw nothing.
 [[nodiscard]] std::vector<std::wstring> Explain(const Detection& detection);
 
 }  // namespace metadata

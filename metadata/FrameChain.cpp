@@ -6,7 +6,7 @@ namespace metadata {
 
 namespace {
 
-// More than a sector of a Video CD or a DVD holds, and than most packets of other containers.
+// More than a sector of a Video CD or a DVD holds, and more than most packets of other containers hold.
 constexpr size_t kMostPacketBytes = 8 * 1024;
 
 // Tags that stand behind the last frame.
@@ -14,8 +14,8 @@ bool IsTrailingTag(CBytes bytes, size_t at) {
     return bytes.Is(at, "TAG") || bytes.Is(at, "APETAGEX") || bytes.Is(at, "LYRICSBEGIN") || bytes.Is(at, "ID3");
 }
 
-// Whether what stands from `end` on is no more than the start of a header that the head's end cuts off, as the one at
-// `first` begins.
+// Whether nothing stands from `end` on but the start of a header that the head's end cuts off. It must begin like the
+// header at `first`.
 bool IsCutHeader(CBytes head, size_t first, size_t end) {
     constexpr size_t kMostOfAHeader = 9;
     const CBytes rest = head.From(end);
@@ -23,7 +23,7 @@ bool IsCutHeader(CBytes head, size_t first, size_t end) {
                                 (rest.Size() < 2 || rest.U8(1) == head.U8(first + 1)));
 }
 
-// Whether what stands from `end` to the content's end is no more than that, or filling.
+// Whether nothing stands from `end` to the content's end but such a cut header, or zeros that fill it up.
 bool IsSpoiltEnd(CBytes head, size_t first, size_t end) {
     const CBytes rest = head.From(end);
     return IsCutHeader(head, first, end) || rest.LeadingZeros() == rest.Size();
@@ -65,7 +65,7 @@ std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std:
     const std::span<const std::uint8_t> bytes = content.Head().Span();
     for (auto at = bytes.begin(); (at = std::find(at, bytes.end(), sync)) != bytes.end(); ++at) {
         const auto position = static_cast<size_t>(at - bytes.begin());
-        // A field of one byte would else be the slowest content of all.
+        // Without this, a run of one repeated byte would be the slowest content of all.
         const bool isRun = at + 1 != bytes.end() && at[1] == sync;
         if (isRun)
             continue;
@@ -75,7 +75,7 @@ std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std:
         if (first.frames < wanted)
             continue;
         const FrameChain all = FollowAllFrames(content, position, parse, wanted);
-        // What goes on behind the head is judged there, if it can be.
+        // A chain that goes on behind the head is judged there, if the content can be walked on.
         const bool isCut = !content.CanWalk() && IsCutHeader(content.Head(), position, all.end);
         const bool isLong = all.end - position > kMostPacketBytes;
         return all.reachesEnd || isCut || isLong ? std::optional(position) : std::nullopt;

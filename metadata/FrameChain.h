@@ -12,7 +12,7 @@ namespace metadata {
 
 struct Frame {
     std::uint32_t bytes = 0;   // from this frame's start to the next one's, at least 1
-    std::uint32_t family = 0;  // what all frames of a stream have in common, in a number
+    std::uint32_t family = 0;  // what all frames of a stream have in common, as a number
 };
 
 // The frame that starts at `at`, if one can.
@@ -21,23 +21,23 @@ using ParseFrame = std::optional<Frame> (*)(CBytes bytes, size_t at);
 struct FrameChain {
     size_t frames = 0;  // of one family, in a row; the last may be cut off by the content's end
     size_t end = 0;     // where the next one would start
-    // There is nothing behind them but the content's end, perhaps a little of one more header or zeros before it, or a
-    // tag.
+    // Nothing follows the frames but a tag or the content's end, perhaps with a little of one more header or zeros
+    // before it.
     bool reachesEnd = false;
 };
 
-// The chain at `at`, of which no more than `most` frames are looked at. Four bytes that repeat themselves at once are
-// no frame's start but a pattern that fills a picture or a table.
+// Follows the chain at `at` for at most `most` frames. Four bytes that are repeated at once are no frame's start but a
+// pattern that fills a picture or a table.
 [[nodiscard]] FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, size_t most);
 
-// The whole chain at `at`, and those of other families that follow without a gap and have at least `wanted` frames:
-// songs of different sample rates in one file, say.
+// Follows the whole chain at `at`, and the chains of other families that come without a gap and have at least `wanted`
+// frames: songs of different sample rates in one file, say.
 [[nodiscard]] FrameChain FollowAllFrames(const CContent& content, size_t at, ParseFrame parse, size_t wanted);
 
 // Where in the head the first chain of at least `wanted` frames starts, or of `wantedToTheEnd` that reach the content's
-// end. `sync` is every frame's first byte. A chain that breaks off after no more than a container's packet holds is
-// taken for that, and nothing is found; so is one that the head's end cuts off, where the content can be walked on.
-// `wanted` is small, so that the search takes time in proportion to the head.
+// end. `sync` is every frame's first byte. A chain that breaks off and is no longer than a container's packet counts as
+// part of a container: nothing is found. The same holds for a chain that the head's end cuts off, where the content can
+// be walked on. `wanted` is small, so that the search takes time in proportion to the head.
 [[nodiscard]] std::optional<size_t> FindFrames(const CContent& content, ParseFrame parse, std::uint8_t sync,
                                                size_t wanted, size_t wantedToTheEnd);
 

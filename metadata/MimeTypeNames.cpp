@@ -12,10 +12,10 @@ struct MimeTypeNames {
     std::array<const wchar_t*, 8> others;  // null behind the last
 };
 
-// In the order of the filter's MIME table (filter/MimeTypeTable.cpp), each of whose types is here under one name or
-// another. The names are those of the IANA and freedesktop registries and of players.
-// An audio type and a video type are never the same, and neither are audio/ogg and application/ogg, or video/mp4 and
-// video/mp4v-es (though a registry has the second as a name of the first): different parsers take them.
+// In the order of the filter's MIME table (filter/MimeTypeTable.cpp). Each type of that table is here under one of its
+// names. The names are those of the IANA and freedesktop registries and of players. An audio type and a video type are
+// never the same, and neither are audio/ogg and application/ogg, or video/mp4 and video/mp4v-es (though a registry has
+// the second as a name of the first): different parsers take them.
 constexpr MimeTypeNames kNames[] = {
     {L"audio/mp1", {L"audio/x-mp1"}},
     {L"audio/mp2", {L"audio/x-mp2"}},
@@ -37,7 +37,7 @@ constexpr MimeTypeNames kNames[] = {
     {L"audio/lpcm", {}},
     {L"audio/l16", {}},
     {L"audio/ogg", {L"audio/x-ogg", L"audio/vorbis", L"audio/opus", L"audio/speex", L"audio/x-vorbis+ogg"}},
-    // WebM is a subset of Matroska, and whoever reads the one reads the other.
+    // WebM is a subset of Matroska, and a parser that takes one takes the other.
     {L"audio/x-matroska", {L"audio/matroska", L"audio/webm"}},
     {L"video/avi", {L"video/x-msvideo", L"video/msvideo", L"video/vnd.avi", L"video/x-avi"}},
     {L"video/mp1s", {}},
@@ -64,7 +64,7 @@ struct Extension {
     const wchar_t* extension;
 };
 
-// A type's usual extension is its first row; an extension's most usual type likewise.
+// The first row of a type has its usual extension; the first row of an extension has its most usual type.
 constexpr Extension kExtensions[] = {
     {L"audio/mp1", L".mp1"},
     {L"audio/mp2", L".mp2"},

@@ -23,7 +23,7 @@ namespace metadata {
 // The preferred names of all types, in the order of the table.
 [[nodiscard]] std::vector<std::wstring> KnownMimeTypes();
 
-// Known, or audio or video of another kind.
+// Whether the type is known, or is audio or video of another kind.
 [[nodiscard]] bool IsMediaType(const wchar_t* mime) noexcept;
 
 // The usual extension, with its dot; null when the type isn't known or has none.

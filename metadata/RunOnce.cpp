@@ -1,8 +1,8 @@
 // The DLL's own pthread_once, which the linker puts in place of the thread library's.
 //
-// On x86, GCC's run-time library calls it whenever a module is loaded, and the thread library's makes the loading
-// thread one of its own for that: a TLS slot and two handles, which it gives back with the process only. This DLL is
-// loaded and freed for each detection, and a process has 1,088 slots.
+// On x86, GCC's run-time library calls pthread_once whenever a module is loaded. The thread library's version then
+// makes the loading thread one of its own. That takes a TLS slot and two handles, which are given back only when the
+// process ends. This DLL is loaded and freed for each detection, and a process has 1,088 slots.
 
 #include <windows.h>
 

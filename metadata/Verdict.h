@@ -17,7 +17,7 @@ struct Evidence {
 
 struct Verdict {
     // The MIME types, in the spelling of the filter's table (filter/MimeTypeTable.cpp), most certain first; null behind
-    // the last. None: the content isn't of this format.
+    // the last. No type: the content isn't of this format.
     std::array<const wchar_t*, 3> types{};
 
     // What decided, for people to read; null where not even the format's signature is there.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# From nothing to a playing graph: installs what is missing, builds, registers the filter and the data services in the build
-# tree's own Wine prefix and plays media through it with the platform's parsers, the first file in the end once more from a
-# web server on this machine.
+# From nothing to a playing graph: installs what is missing, builds, registers the filter and the data services in the
+# build tree's own Wine prefix and plays media through it with the platform's parsers. In the end the first file is
+# played once more, from a web server on this machine.
 #
 #   tools/demo.sh            plays every file of tests/media
 #   tools/demo.sh FILE...    plays these
@@ -46,7 +46,8 @@ for file in "${files[@]}"; do
   play "$file" "$file"
 done
 
-# serve FOLDER: makes it the content of a web server on a free port and sets `server` and `port`. Fails when there is none.
+# serve FOLDER: starts a web server with this content on a free port and sets `server` and `port`. Fails
+# when there is none.
 serve() {
   local attempt look
   for attempt in {1..10}; do

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Makes files of every media type that content can tell, and of many that are no media the MIME dictionary knows:
-# FOLDER/<type with '-' for '/'>/<name>, or FOLDER/none/<name>. The folder's name is the first answer that is due.
+# FOLDER/<type with '-' for '/'>/<name>, or FOLDER/none/<name>. The folder's name is the first answer that is expected.
 #
 #   tools/make-samples.sh FOLDER           several hundred files; downloads about 180 MB of Debian packages for some
 #   tools/make-samples.sh --small [FOLDER] the small ones that are kept in tests/metadata/samples: only a change here needs a run
 #
-# `tvsource detect FOLDER` says what is found in them. What a missing program would have made is left out, and said.
-# Needs ffmpeg and python3; on Debian all of it is had by
+# `tvsource detect FOLDER` says what is found in them. A sample whose program is missing is left out, with a message.
+# Needs ffmpeg and python3; on Debian they are installed by
 #   apt-get install ffmpeg python3 sox mjpegtools vorbis-tools opus-tools flac speex mkvtoolnix lame wavpack fonts-dejavu-core
 set -uo pipefail
 tools=$(cd "$(dirname "$0")" && pwd)

@@ -29,7 +29,7 @@ fi
 build/win64/wine-tests.sh --new-prefix cmd.exe /c exit </dev/null >/dev/null 2>&1
 
 # The two bitnesses have a Wine prefix each, so they run side by side; within one, tests run one at a time.
-# None is run twice: one that fails now and then is to be seen.
+# No test is run twice: one that fails now and then must be seen.
 declare -A runs
 keepers=()
 trap 'kill "${keepers[@]}" 2>/dev/null || true' EXIT

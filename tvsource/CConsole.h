@@ -10,7 +10,7 @@
 
 namespace tvsource {
 
-// What was asked for can't be written. It ends every command: main says why and gives the exit code.
+// The output can't be written. This ends every command: main says why and gives the exit code.
 class COutputError final {
 public:
     explicit COutputError(DWORD error) noexcept : m_error(error) {}
@@ -25,16 +25,16 @@ private:
     DWORD m_error;  // the system's
 };
 
-// To standard output, for what was asked for.  Errors: COutputError.
+// Writes to standard output what was asked for.  Errors: COutputError.
 void Print(std::wstring_view text);
 
-// All of the bytes, to any file or pipe.  Errors: COutputError.
+// Writes all of the bytes to any file or pipe.  Errors: COutputError.
 void WriteAll(HANDLE output, std::span<const BYTE> bytes);
 
-// To standard error, for what a person should know beside it. A program that can't complain goes on.
+// Writes to standard error what a person should know beside the output. If that can't be written, the program goes on.
 void Complain(std::wstring_view text);
 
-// Whether this one of the standard handles (STD_OUTPUT_HANDLE, STD_ERROR_HANDLE) leads to a person's eyes.
+// Whether this standard handle (STD_OUTPUT_HANDLE or STD_ERROR_HANDLE) leads to a person's eyes.
 [[nodiscard]] bool IsTerminal(DWORD standardHandle) noexcept;
 
 }  // namespace tvsource

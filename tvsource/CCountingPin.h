@@ -21,14 +21,14 @@ public:
     struct Counts {
         unsigned long long reads;      // calls of SyncRead, SyncReadAligned and Request
         unsigned long long bytes;      // that these asked for
-        unsigned long long delivered;  // of those, what came; not in it is what a SyncRead gave that came short
-        LONGLONG shortAt;              // where the last read began that came short or failed; 0: none did
+        unsigned long long delivered;  // how many of those came; what a short SyncRead gave isn't counted
+        LONGLONG shortAt;              // where the last short or failed read began; 0: there was none
     };
 
     // `pin` and `reader` are two interfaces of the one pin that reads are passed on to. Neither may be null.
     CCountingPin(IPin* pin, IAsyncReader* reader) noexcept : CPinProxy(pin), m_reader(reader) {}
 
-    // While refused, no read reaches the source: a parser that goes on after its source has failed keeps nobody
+    // While reads are refused, none reaches the source: a parser that goes on after its source has failed keeps nobody
     // waiting.
     void RefuseReads(bool refuse) noexcept { m_refused = refuse; }
 

@@ -16,7 +16,7 @@ namespace tvsource {
 
 namespace {
 
-// Results whose meaning the system doesn't know, or says too vaguely or with gaps for words.
+// Results that the system has no text for, or a vague text, or one with placeholders.
 constexpr struct {
     ULONG result;
     const wchar_t* words;
@@ -34,7 +34,7 @@ constexpr struct {
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_SECURE_FAILURE)),
      L"no secure connection: the certificate or the TLS handshake is not good"},
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_REDIRECT_FAILED)),
-     L"redirected too often, or where it must not be followed"},
+     L"redirected too often, or to a target that is not allowed"},
     {static_cast<ULONG>(HRESULT_FROM_WIN32(ERROR_WINHTTP_INVALID_SERVER_RESPONSE)),
      L"the server's answer makes no sense"},
     {static_cast<ULONG>(STG_E_REVERTED), L"the source has changed"},
@@ -64,8 +64,9 @@ std::wstring OurWords(HRESULT result) {
 }
 
 std::wstring SystemWords(HRESULT result) {
-    // DirectShow's codes lie above those that COM keeps for itself in the same facility. Its function also gives a
-    // text, one that only repeats the number, for codes that nobody knows; so it is asked for its own only.
+    // DirectShow's codes lie above those that COM keeps for itself in the same facility. DirectShow's function also
+    // gives a text for codes that nobody knows, which only repeats the number; so it is asked for DirectShow's own
+    // codes only.
     const bool directShow = HRESULT_FACILITY(result) == FACILITY_ITF && HRESULT_CODE(result) >= 0x200;
     wchar_t text[MAX_ERROR_TEXT_LEN]{};
     const DWORD length = directShow

@@ -22,8 +22,8 @@ private:
     std::wstring m_text;
 };
 
-// A result code as "0x80040217 (what it means)", the text our own for what the host meets often, otherwise from
-// DirectShow or else from the system; the bare code when none knows it.
+// A result code as "0x80040217 (what it means)", with our own text for what the host meets often, otherwise with that
+// of DirectShow or else of the system. A code without any text stands alone.
 [[nodiscard]] std::wstring ResultText(HRESULT result);
 
 // Throws CHostError when `result` is a failure.

@@ -13,7 +13,7 @@ CLateCall::CLateCall(DWORD afterMs, Function late) noexcept {
                 late(over);
         });
     } catch (const std::exception&) {
-        // It was a nicety or a last resort: the program works without.
+        // The call was a nicety or a last resort: the program works without it.
     }
 }
 

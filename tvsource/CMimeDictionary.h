@@ -13,7 +13,7 @@ namespace tvsource {
 class CMimeDictionary final {
 public:
     struct Answer {
-        std::vector<std::wstring> types;        // most certain first; none: no known type
+        std::vector<std::wstring> types;        // most certain first; empty: no known type
         std::vector<std::wstring> explanation;  // lines for people; only of Explain
         HRESULT result = S_OK;                  // S_FALSE: the source was so slow that not all was looked at
     };
@@ -24,7 +24,7 @@ public:
     // What the content is. Leaves the stream where it stands, unless that fails.
     [[nodiscard]] Answer Detect(IStream* content) const;
 
-    // The same, with the reasons. Another maker's dictionary may have none to give, which is an error.
+    // The same, with the reasons. Another maker's dictionary may be unable to give reasons, which is an error.
     [[nodiscard]] Answer Explain(IStream* content) const;
 
 private:
@@ -32,10 +32,10 @@ private:
     IMimeTypeDictionary* m_dictionary;  // the library's own
 };
 
-// What went wrong while the content was looked at, in words, from the result of that; empty: nothing.
+// Puts in words what went wrong while the content was looked at; `result` is what that gave. Empty: nothing went wrong.
 [[nodiscard]] std::wstring DetectionFault(HRESULT result);
 
-// The types by commas, "-" for none.
+// The types, separated by commas; "-" for none.
 [[nodiscard]] std::wstring MimeTypesText(const std::vector<std::wstring>& types);
 
 }  // namespace tvsource

@@ -10,7 +10,7 @@ namespace tvsource {
 
 class COpeningLine final {
 public:
-    // Not `shown`: nothing is ever drawn.
+    // Without `shown` nothing is ever drawn.
     explicit COpeningLine(bool shown) noexcept;
 
 private:

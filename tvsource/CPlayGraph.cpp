@@ -101,7 +101,7 @@ CPlayGraph::CPlayGraph(CSourceFilter& source, bool countedSamples) : m_source(so
           L"Cannot create a filter graph");
     Check(m_graph->AddFilter(source.Filter(), L"Source"), L"Cannot add the source filter to the graph");
     *m_counter.ReleaseAndGetAddressOf() = new CCountingPin(source.OutputPin(), source.Reader());
-    // An older filter has only the one rule.
+    // An older filter has only its own rule.
     ComPtr<ITavelSampleReferences> references;
     if (SUCCEEDED(source.OutputPin()->QueryInterface(__uuidof(ITavelSampleReferences), &references)))
         Check(references->SetUncountedSamples(!countedSamples), L"Cannot tell the filter who counts samples");
@@ -115,7 +115,7 @@ CPlayGraph::~CPlayGraph() {
 void CPlayGraph::Build(bool null) {
     const std::vector<ParserClass> parsers = ParsersFor(m_source.OfferedTypes());
     std::wstring refusals;
-    const ParserClass* second = nullptr;  // the first one of which at least something could be rendered
+    const ParserClass* second = nullptr;  // the first parser with at least one stream rendered
     for (const ParserClass& parser : parsers) {
         const HRESULT hr = ConnectParser(parser);
         const size_t rendered = SUCCEEDED(hr) ? RenderStreams(null) : 0;
@@ -130,7 +130,7 @@ void CPlayGraph::Build(bool null) {
     }
     if (!second)
         throw CHostError(L"No parser takes the source" + refusals);
-    Check(ConnectParser(*second), L"The parser takes the source no more");
+    Check(ConnectParser(*second), L"The parser no longer takes the source");
     RenderStreams(null);
 }
 

@@ -1,9 +1,9 @@
 // A filter graph of the platform: the source filter, one parser, and what takes the parser's streams.
 //
-// Threads: one, in the multithreaded apartment; the graph has its own.  Lifetime: goes before the source filter that it
-// was given, and takes every filter out of the graph then: filters that are still there when the process ends can crash
-// it, because the libraries behind them are unloaded in any order. A parser that doesn't let go, because one of its
-// reads doesn't end say, ends the process as EndStuckProcess does.  Errors: CHostError.
+// Threads: one, in the multithreaded apartment; the graph has its own.  Lifetime: must go before the source filter that
+// it was given. It then takes every filter out of the graph: filters that are still there when the process ends can
+// crash it, because the libraries behind them are unloaded in any order. Where a parser doesn't let go, because one of
+// its reads doesn't end say, the process is ended as EndStuckProcess does it.  Errors: CHostError.
 #pragma once
 
 #include "tvsource/CCountingPin.h"
@@ -36,14 +36,15 @@ public:
     };
     struct Result {
         Ending ending;
-        HRESULT error;  // what the filter said with kErrorAbort
+        HRESULT error;  // what the filter said with ErrorAbort
     };
 
-    // Told now and then where the run is, both in units of 100 ns; a duration of 0 is not known.
+    // Called now and then with the position of the run and its duration, in units of 100 ns. A duration of 0 is not
+    // known.
     using Progress = std::function<void(LONGLONG position, LONGLONG duration)>;
 
-    // Puts the filter into a new graph. It must be loaded, and its data flow enabled. `countedSamples`: parsers own
-    // what they request as the filter's own rule has it, not as the platform's (ITavelSampleReferences).
+    // Puts the filter into a new graph. It must be loaded, and its data flow enabled. `countedSamples`: parsers own the
+    // samples that they request by the filter's own rule, not by the platform's (ITavelSampleReferences).
     CPlayGraph(CSourceFilter& source, bool countedSamples);
     CPlayGraph(const CPlayGraph&) = delete;
     CPlayGraph& operator=(const CPlayGraph&) = delete;
@@ -59,7 +60,7 @@ public:
 
     [[nodiscard]] const std::wstring& ParserName() const noexcept { return m_parserName; }
 
-    // The type by which source and parser are connected.
+    // The media type of the connection between source and parser.
     [[nodiscard]] StreamType ConnectedType() const;
 
     // One line for each stream of the parser: what it is and where it goes.

@@ -97,7 +97,8 @@ bool CProgressLine::IsDue(ULONGLONG now) {
 }
 
 void CProgressLine::WipeForGood() noexcept {
-    // Somebody may have stopped the terminal's output, and with it whoever draws: that is not waited for.
+    // Somebody may have stopped the terminal's output, and with it the thread that draws. That thread is not waited
+    // for.
     constexpr int kAttempts = 20;
     constexpr DWORD kPauseMs = 5;
     std::unique_lock lock(g_lock, std::try_to_lock);

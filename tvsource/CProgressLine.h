@@ -1,4 +1,4 @@
-// How far something is: one line on standard error that is drawn over again and again, and gone in the end.
+// Shows how far something is: one line on standard error, which is drawn again and again and wiped in the end.
 //
 //   [#######             ]  37%  0:04 of 0:11, 1.3 MB, 2.1 MB/s
 //
@@ -15,15 +15,15 @@ namespace tvsource {
 
 class CProgressLine final {
 public:
-    // Not `shown`: nothing is ever drawn.
+    // Without `shown` nothing is ever drawn.
     explicit CProgressLine(bool shown);
     CProgressLine(const CProgressLine&) = delete;
     CProgressLine& operator=(const CProgressLine&) = delete;
     ~CProgressLine();
 
-    // Draws the line anew, at most five times a second while it stands. `done` of `total`, in any unit, is the bar;
-    // there is none for a total of 0, which stands for one that nobody knows. `note` stands before the bytes that have
-    // been moved so far and their rate, which is that of the last second or so.
+    // Draws the line anew, at most five times a second while it stands. The bar shows `done` of `total`, in any unit; a
+    // total of 0 is not known and has no bar. `note` stands before the bytes that have been moved so far and their
+    // rate, which is that of the last second or so.
     void Show(ULONGLONG done, ULONGLONG total, std::wstring_view note, ULONGLONG bytes);
 
     // The same with a line of any text.
@@ -32,8 +32,8 @@ public:
     // Wipes what is there, for other words on the terminal. The line comes back when it is shown next.
     static void Wipe();
 
-    // Wipes what is there and keeps anything more from being drawn: who draws waits for ever. For the end of the
-    // process, from any thread.
+    // Wipes what is there and keeps anything more from being drawn: a thread that draws waits for ever. For the end of
+    // the process, from any thread.
     static void WipeForGood() noexcept;
 
 private:

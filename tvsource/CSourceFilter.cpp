@@ -28,7 +28,7 @@ ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
     return result;
 }
 
-// What the filter says that one of its steps gave. Nothing: it didn't get there, or is an older one.
+// The result that the filter tells of one of its steps. Empty: the filter didn't get there, or is an older one.
 std::optional<HRESULT> ResultOf(HRESULT (STDMETHODCALLTYPE ITavelSourceOpenResult::*step)(HRESULT*),
                                 IBaseFilter* filter) {
     ComPtr<ITavelSourceOpenResult> told;

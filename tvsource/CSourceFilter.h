@@ -13,7 +13,7 @@
 // flow first.
 //
 // Threads: one, in the multithreaded apartment.  Lifetime: the library of the filter stays loaded until this object
-// goes; whoever keeps interfaces of the filter lets go of them before.  Errors: CHostError.
+// goes; whoever keeps interfaces of the filter must release them before.  Errors: CHostError.
 #pragma once
 
 #include "base/CAutoDestructor.h"
@@ -39,8 +39,8 @@ public:
         StreamType type;
     };
 
-    // How the filter's look at the content went: see ITavelSourceOpenResult. Nothing: there was none, or an older
-    // filter doesn't tell.
+    // How the filter's look at the content went: see ITavelSourceOpenResult. Empty: the filter didn't look, or is an
+    // older one that doesn't tell.
     [[nodiscard]] std::optional<HRESULT> DetectionResult() const;
 
     // In bytes. Of a source that does not know its length, `total` is only a bound and reads end where the data end.
@@ -52,9 +52,9 @@ public:
     // `library`: the path of a DLL whose class is used without registration, or empty for the registered class.
     explicit CSourceFilter(const std::wstring& library);
 
-    // Opens `name`, a full path or a URI. With a subtype the pin offers just that, without one what the filter finds
-    // out. Replaces what was loaded before. Why it can't be opened is asked of the filter; the name is opened once
-    // only.
+    // Opens `name`, a full path or a URI. With a subtype the pin offers just that, without one it offers what the
+    // filter finds out. Replaces what was loaded before. Where the name can't be opened, the filter is asked why; the
+    // name is opened once only.
     void Load(const std::wstring& name, const std::optional<GUID>& subtype);
 
     // Opens the gate for readers.
@@ -68,9 +68,9 @@ public:
     // The source's bytes as a stream. Reads pass the gate.
     [[nodiscard]] Microsoft::WRL::ComPtr<IStream> Content() const;
 
-    // Why a read at `position` came short, which the pin's IAsyncReader doesn't tell: the failure of reading one byte
-    // there, which may take as long as a network is waited for.  S_FALSE: the data have ended.  S_OK: the byte is
-    // there now, for the next read too. A source of unknown length is tried where it stands.
+    // Why a read at `position` came short, which the pin's IAsyncReader doesn't tell. Reads one byte there, for which a
+    // network may have to be waited for, and gives the failure of that.  S_FALSE: the data have ended.  S_OK: the byte
+    // is there now, for the next read too. A source of unknown length is tried where it stands.
     [[nodiscard]] HRESULT TryByteAt(LONGLONG position) const;
 
     // Where the filter's DLL is, with a backslash at the end: it looks for its companions there first.

@@ -85,8 +85,9 @@ private:
     base::CAutoHandle m_file;
 };
 
-// Whether there are bytes at `position` after a read that gave none. The filter reports no failed read to its reader,
-// only fewer bytes; and what it got together with a failure comes with the next read. Throws where that fails too.
+// Whether there are bytes at `position` after a read that gave none. The filter doesn't report a failed read to its
+// reader, but gives fewer bytes; and bytes that came together with a failure are given by the next read. Throws where
+// that fails too.
 bool GoesOn(const CSourceFilter& source, LONGLONG position, const CSourceFilter::Length& length) {
     const HRESULT hr = source.TryByteAt(position);
     if (hr == S_OK || (hr == S_FALSE && length.estimated))

@@ -20,7 +20,7 @@ struct CommonOptions {
 
 struct PlayOptions {
     CommonOptions common;
-    bool null = false;            // show nothing, play nothing aloud, go as fast as it goes
+    bool null = false;            // show nothing, play nothing aloud, go as fast as possible
     bool progress = false;        // show the progress on standard error even if that is no terminal
     bool countedSamples = false;  // the filter's own rule for the references of samples, not the platform's
 };
@@ -33,7 +33,7 @@ struct InfoOptions {
 struct CatOptions {
     CommonOptions common;
     LONGLONG offset = 0;             // in bytes
-    std::optional<LONGLONG> length;  // in bytes; nothing: to the end
+    std::optional<LONGLONG> length;  // in bytes; empty: to the end
     std::wstring output;             // a file to be written, or empty: standard output
     bool progress = false;           // as for play; otherwise not if the bytes go to a terminal either
 };
@@ -41,9 +41,9 @@ struct CatOptions {
 // Plays the source through a filter graph and reports how that went.
 [[nodiscard]] int Play(const PlayOptions& options);
 
-// Prints what the filter says about the source; with the environment, that comes first, and where it can be read is
-// printed. 1 when it can be read nowhere, when the MIME types can't be told or not in time, or when the filter offers
-// none for those that are known.
+// Prints what the filter says about the source. With `environment` the report is written first, and the place where it
+// can be read is printed. Gives 1 when there is no such place, when the MIME types can't be told or not in time, or
+// when the filter offers no type for those that are known.
 [[nodiscard]] int Info(const InfoOptions& options);
 
 // Copies the source's bytes, as a parser would read them.
@@ -55,10 +55,10 @@ struct DetectOptions {
     bool progress = false;            // as for play
 };
 
-// Prints one line for each file: its name, a tab, and the MIME types of its content by commas, or "-". Folders stand
-// for all files in them, and a last part with "*" or "?" for all that it matches. A file that can't be read, or
-// not all that matters of it in time, or a pattern that matches nothing, is named on standard error, the others are
-// gone on with, and the code is 1.
+// Prints one line for each file: its name, a tab, and the MIME types of its content, separated by commas, or "-". A
+// folder stands for all files in it, and a last part with "*" or "?" for all that it matches. Standard error names each
+// file that can't be read, or of which not all that matters was read in time, and each pattern that matches nothing.
+// The command goes on with the others then and gives 1.
 [[nodiscard]] int Detect(const DetectOptions& options);
 
 // Prints how the filter takes a name apart, and what it would open. Nothing is opened.

@@ -47,8 +47,8 @@ bool IsFolder(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// What was typed, as it will be looked at: a path with one kind of separator, a pattern as the names that it matches.
-// Console programs get patterns as they are, from the system's own shell.
+// Turns what was typed into the names to be looked at: a path gets one kind of separator, a pattern becomes the names
+// that it matches. The system's own shell hands patterns to console programs as they are.
 std::vector<std::wstring> NamesOf(std::wstring typed) {
     if (IsUri(typed))
         return {typed};
@@ -94,7 +94,7 @@ int Detect(const DetectOptions& options) {
         Complain(L"tvsource: " + ShownName(name) + L": " + error.Text() + L"\n");
         code = 1;
     };
-    // What is still to be looked at, last first. A folder makes place for what is in it, however deep that goes.
+    // What is still to be looked at, last first. A folder is replaced by what is in it, at any depth.
     std::vector<std::wstring> names;
     for (const std::wstring& typed : options.names) {
         try {

@@ -36,7 +36,7 @@ bool LogEnvironment() {
     return log.kind != LogDestination::Kind::Nowhere;
 }
 
-// What the dictionary that the filter uses says of the content, and why that is not all, or nothing.
+// What the dictionary that the filter uses says of the content, and why that is incomplete or nothing at all.
 struct MimeTypes {
     std::wstring text;
     std::wstring fault;  // empty: none
@@ -58,7 +58,8 @@ MimeTypes MimeTypesOf(CSourceFilter& source) {
     }
 }
 
-// With the filter loaded, so that it is among the modules, and before the source is opened: that may fail.
+// Is called when the filter is loaded, so that it is among the modules, and before the source is opened, because that
+// may fail.
 int InfoOf(const CommonOptions& options, bool environment) {
     const std::wstring name = SourceName(options.name);
     CSourceFilter source(options.library);

@@ -8,7 +8,7 @@
 
 namespace tvsource {
 
-// The program's exit code then, the one that shells give a program that Ctrl+C has ended.
+// The program's exit code after an interrupt: the one that shells give to a program that Ctrl+C has ended.
 inline constexpr int kInterrupted = 130;
 
 // From now on an interrupt wipes the progress line and ends the process, in whatever state it is.
@@ -18,7 +18,8 @@ void EndOnInterrupt();
 // itself, in order. The event is there until the process ends.
 [[nodiscard]] HANDLE InterruptEvent();
 
-// A CLateCall's for what waits for a read of the source that does not end: says so and ends the process with code 1.
+// For the CLateCall of a step that waits for a read of the source: says that the read does not end, and ends the
+// process with code 1.
 inline constexpr DWORD kStopLimitMs = 5000;
 void EndStuckProcess(HANDLE over);
 

@@ -30,7 +30,7 @@ struct StreamType {
 // "Stream / WAVE"; a GUID without a name stands in braces.
 [[nodiscard]] std::wstring TypeText(const StreamType& type);
 
-// A name from the table ("WAVE", in any case) or a GUID in braces; nothing for anything else.
+// A name from the table ("WAVE", in any case) or a GUID in braces; empty for anything else.
 [[nodiscard]] std::optional<GUID> SubtypeFromText(const std::wstring& text);
 
 // The names that SubtypeFromText knows, separated by commas.

@@ -34,7 +34,7 @@ const struct {
     {MEDIASUBTYPE_MPEG1System, kMpegSplitter}, {MEDIASUBTYPE_MPEG1VideoCD, kMpegSplitter},
 };
 
-// A text that a registered filter has in its property bag; empty when it has none of the name.
+// A text that a registered filter has in its property bag; empty when it has none of that name.
 std::wstring Property(IPropertyBag* properties, const wchar_t* name) {
     VARIANT value;
     ::VariantInit(&value);

@@ -29,7 +29,7 @@ std::wstring EndingText(const CPlayGraph::Result& result) {
         case CPlayGraph::Ending::Complete:
             return L"complete";
         case CPlayGraph::Ending::ErrorAbort:
-            // The filter may give up without a code of its own: a success then.
+            // A filter may give up without a code of its own; the code is a success then.
             return FAILED(result.error) ? L"stopped by an error, " + ResultText(result.error)
                                         : L"stopped: the source could not be read on";
         case CPlayGraph::Ending::UserAbort:
@@ -53,7 +53,7 @@ int Play(const PlayOptions& options) {
     const std::vector<StreamType> offered = source.OfferedTypes();
     if (offered.size() == 1 && offered.front().IsUnknown()) {
         const std::wstring fault = DetectionFault(source.DetectionResult().value_or(S_OK));
-        Complain(L"No type was found: " + (fault.empty() ? L"the content is of none that is known" : fault) +
+        Complain(L"No type was found: " + (fault.empty() ? L"the content is of no known type" : fault) +
                  L". --type names one; --type any leaves it to the parser\n");
     }
     const CSourceFilter::Length length = source.SourceLength();
@@ -91,8 +91,8 @@ int Play(const PlayOptions& options) {
     Print(text);
 
     if (result.ending == CPlayGraph::Ending::ErrorAbort) {
-        // What the graph is told of a failed read doesn't say why it failed. The parser has to let go of the source
-        // before that can be asked for.
+        // The graph is told that a read failed, but not why. The parser must release the source before the reason can
+        // be asked for.
         graph.reset();
         const CLateCall limit(kStopLimitMs, EndStuckProcess);
         if (const HRESULT hr = source.TryByteAt(reads.shortAt); FAILED(hr))

@@ -4,8 +4,8 @@
 namespace tvsource {
 
 // Asks two things: whether this session shows windows at all (a service's does not), and whether Direct3D, which the
-// platform's video renderers draw with, has a display. The second finds out Wine's null driver too: that one lists a
-// display of the usual size, but nothing can draw on it, and a video renderer that tries ends the process.
+// platform's video renderers draw with, has a display. The second also recognises Wine's null driver, which lists a
+// display of the usual size. Nothing can draw on that display, and a video renderer that tries ends the process.
 [[nodiscard]] bool HasScreen() noexcept;
 
 }  // namespace tvsource

@@ -18,7 +18,8 @@ bool IsFolder(const std::wstring& openablePath) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// What the file system says to it; empty if the name is no local file's, or the file can be opened now.
+// What the file system says when the file is opened; empty if the name is no local file's, or the file can be opened
+// now.
 std::wstring WhyNoFile(const CTKFUri* uri, DWORD share) {
     if (!uri || !uri->IsLocalFile())
         return {};

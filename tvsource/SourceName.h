@@ -7,10 +7,11 @@
 
 namespace tvsource {
 
-// What was typed, without the blanks and the quotation marks that stand around a URI. They belong to a path.
+// What was typed, without the blanks and the quotation marks that stand around a URI. Around a path they are kept: they
+// belong to it.
 [[nodiscard]] std::wstring TypedName(const std::wstring& typed);
 
-// Whether it begins with a scheme of more than one letter and a colon: "c:\media" is no URI.
+// Whether the name begins with a scheme of more than one letter and a colon: "c:\media" is no URI.
 [[nodiscard]] bool IsUri(const std::wstring& name);
 
 // A URI stays as it is. A path becomes a full path, of any length.  Throws CHostError: the path names nothing, or a
@@ -20,8 +21,8 @@ namespace tvsource {
 // A name for people: without the credentials of a URL, and without anything that steers a terminal.
 [[nodiscard]] std::wstring ShownName(const std::wstring& name);
 
-// Why a source could not be opened for reading, in words. `result` is what opening it gave. It says little of a local
-// file, which therefore is asked itself, with `share` (FILE_SHARE_ bits) as it was opened; nothing else is asked twice.
+// Why a source could not be opened for reading, in words. `result` is what opening it gave. That says little of a local
+// file, so the file is opened once more, with the same `share` (FILE_SHARE_ bits). Nothing else is opened twice.
 [[nodiscard]] std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result);
 
 }  // namespace tvsource

@@ -6,8 +6,8 @@
 
 namespace tvsource {
 
-// What steers a terminal instead of showing there (control characters, line breaks, those that turn the direction of
-// writing) as its code: <U+001B>.
+// The text, with a code such as <U+001B> in place of every character that steers a terminal instead of showing there:
+// control characters, line breaks, and those that turn the direction of writing.
 [[nodiscard]] std::wstring Printable(std::wstring_view text);
 
 }  // namespace tvsource

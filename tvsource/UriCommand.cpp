@@ -24,7 +24,7 @@ const wchar_t* InWords(TKFURI_HOSTNAME_TYPE type) {
     }
 }
 
-// What is not there is a label alone.
+// A part that is not there is shown as its label alone.
 std::wstring Line(std::wstring label, const std::wstring& value) {
     constexpr size_t kValueColumn = 12;
     if (!value.empty())

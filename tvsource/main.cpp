@@ -30,7 +30,7 @@ constexpr char kDescription[] =
     "Plays, describes and copies a media source through the source filter TvFileSourceAsync.\n"
     "FILE is a path or a URI, http://host/clip.avi say; uri shows how one is understood, detect tells the types of\n"
     "files. URIs other than file: are opened by a data-service layer such as TvDataServices.dll, which is to be\n"
-    "registered. Of a file's name, detect takes * and ? too.\n"
+    "registered. detect also takes * and ? in the name of a file.\n"
     "\n"
     "Exit codes: 0 all is done; 1 something failed, standard error says what (nothing, if a closed pipe took no more\n"
     "output); 2 the command line makes no sense; 130 Ctrl+C, which ends every command at once.\n"
@@ -39,7 +39,7 @@ constexpr char kDescription[] =
     "(IDataFlowControl::EnableDataFlow), and parsers read while they connect. play, info\n"
     "and cat enable it before anything connects or reads; a host that never does waits forever.";
 
-// The options as the parser of the command line fills them: in UTF-8.
+// The options as the parser of the command line fills them, in UTF-8.
 struct Arguments {
     std::string name;
     std::string library;
@@ -97,7 +97,7 @@ CommonOptions Common(const Arguments& arguments) {
             arguments.type.empty() ? std::nullopt : SubtypeFromText(base::WideOfUtf8(arguments.type))};
 }
 
-// What was typed may be repeated in a message about it: as people may see it.
+// What was typed, made printable: a message may repeat it.
 std::wstring Harmless(std::wstring message, const std::vector<std::string>& typed) {
     for (const std::string& word : typed) {
         const std::wstring name = base::WideOfUtf8(word), harmless = ShownName(name);
@@ -107,7 +107,7 @@ std::wstring Harmless(std::wstring message, const std::vector<std::string>& type
     return message;
 }
 
-// The parser itself says only that it misses a command.
+// The parser itself says only that a command is missing.
 void CheckFirstWord(const CLI::App& app, const std::string& word) {
     if (app.get_option_no_throw(word))
         return;
@@ -130,7 +130,7 @@ int Run(std::vector<std::string> words) {
     CLI::App* play =
         AddCommand(app, arguments, "play", "Plays the source through the platform's parsers and renderers.");
     play->add_flag("--null", arguments.null,
-                   "Show nothing and go as fast as it goes; so it is anyway where there is no screen");
+                   "Show nothing and go as fast as possible, which is always so where there is no screen");
     play->add_flag("--counted-samples", arguments.countedSamples,
                    "For a parser that is written to the filter's own rule: samples that it waited for have a reference "
                    "more. Without it the platform's rule holds, which other parsers rely on");

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const wchar_t* kType = L"audio/x-aac";
 constexpr size_t kWanted = 3;
-// Enough where the content ends with them: the second header agrees with the first in 25 bits.
+// Two frames are enough where the content ends with them: the second header agrees with the first in 25 bits.
 constexpr size_t kWantedToTheEnd = 2;
 constexpr size_t kWantedAnywhere = 8;
 constexpr size_t kWantedAnywhereToTheEnd = 3;

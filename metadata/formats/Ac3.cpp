@@ -11,12 +11,12 @@ constexpr size_t kWanted = 2;
 constexpr size_t kWantedAnywhere = 8;
 constexpr size_t kWantedAnywhereToTheEnd = 3;
 
-// Kilobits a second by half the frame size code.
+// Kilobits a second; the index is half the frame size code.
 constexpr std::uint32_t kBitRates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
                                        192, 224, 256, 320, 384, 448, 512, 576, 640};
 
-// The size by its code, as the standard's table has it for the rates 48, 44.1 and 32 kHz: 1536 samples a frame. At 44.1
-// kHz odd codes have one word more.
+// The frame's size by its code, from the standard's table for the rates 48, 44.1 and 32 kHz. A frame has 1536 samples.
+// At 44.1 kHz odd codes have one word more.
 std::uint32_t FrameBytes(unsigned rate, unsigned sizeCode) {
     const std::uint32_t bitRate = kBitRates[sizeCode / 2];
     if (rate == 0)
@@ -35,10 +35,10 @@ std::optional<Frame> ParseAc3(CBytes bytes, size_t at) {
     if (!bytes.Has(at, 6) || (sync != 0x0B77 && !isSwapped))
         return std::nullopt;
     const auto byte = [&](size_t index) -> unsigned { return bytes.U8(at + (isSwapped ? index ^ 1U : index)); };
-    const unsigned version = byte(5) >> 3;  // of both, in the same place
+    const unsigned version = byte(5) >> 3;  // both formats have it in this place
     const unsigned rate = byte(4) >> 6;
-    // A stream of E-AC-3 may have frames of AC-3 in between, so all that they have in common is the byte order and the
-    // rate, which E-AC-3 halves with the code that AC-3 reserves.
+    // A stream of E-AC-3 may have frames of AC-3 in between, so its frames have only the byte order and the rate in
+    // common. E-AC-3 halves the rate with the code that AC-3 reserves.
     const std::uint32_t family = (isSwapped ? 0x100U : 0U) | (rate == kReservedRate ? byte(4) >> 4 : rate << 2);
     if (version > kLastAc3) {
         const std::uint32_t length = ((byte(2) & 7U) << 8 | byte(3)) * 2 + 2;
@@ -65,7 +65,7 @@ bool IsSound(CBytes frame) {
     return sum == 0;
 }
 
-// Where frames begin that go exactly to the content's end, have little before them, and whose checksums are right.
+// Where frames begin that reach exactly to the content's end, have right checksums and little before them.
 std::optional<size_t> FindSoundFrames(const CContent& content) {
     constexpr size_t kMostBefore = 1024;
     const CBytes head = content.Head();

@@ -12,7 +12,8 @@ Verdict JudgeAiff(CContent& content) {
     if (!head.Is(0, "FORM") || !(head.Is(8, "AIFF") || head.Is(8, "AIFC")))
         return NotThere();
     CWalk walk(content, CWalk::Kind::Headers);
-    // The chunks may come in any order: the samples often too far for what describes them to be reached behind them.
+    // The chunks may come in any order. Where the samples come first, what describes them is often out of reach behind
+    // them.
     const std::optional<Chunk> chunk = FindChunk(walk, ByteOrder::Big, {FourCc("COMM"), FourCc("SSND")});
     if (!chunk)
         return RuledOut(L"neither a description nor samples follow", {0, kFirstChunk});

@@ -1,5 +1,5 @@
-// ASF: a header object full of objects, those of the streams among them. Their kinds tell sound alone from pictures,
-// and recordings of television from both.
+// ASF: a header object full of objects, one for each stream among them. The kinds of the streams tell sound alone from
+// pictures, and recordings of television from both.
 
 #include "metadata/CWalk.h"
 #include "metadata/FormatRules.h"
@@ -41,10 +41,11 @@ struct Streams {
 
 void TakeStream(CWalk& walk, std::uint64_t object, Streams& streams) {
     constexpr std::uint64_t kKind = kObjectHeader;
-    constexpr std::uint64_t kMajorType = 78;     // the first of the fields that the kind decides on
-    constexpr std::uint64_t kCompression = 105;  // the pictures' size in 11 bytes, then 16 into a BITMAPINFOHEADER
+    constexpr std::uint64_t kMajorType = 78;  // the first field whose meaning depends on the kind
+    // Behind the pictures' size, 11 bytes, and 16 bytes of a BITMAPINFOHEADER.
+    constexpr std::uint64_t kCompression = 105;
     const CBytes bytes = walk.At(object, kCompression + 4);
-    if (!bytes.Has(0, kCompression + 4))  // as any stream is long, with what follows it
+    if (!bytes.Has(0, kCompression + 4))  // every stream object has that many, with what follows it
         return;
     const GUID kind = GuidAt(bytes, kKind);
     if (!streams.hasVideo)
@@ -59,8 +60,8 @@ void TakeStream(CWalk& walk, std::uint64_t object, Streams& streams) {
     }
 }
 
-// The stream object that may stand inside of an extended one, which ends at `end`, behind names and descriptions of any
-// number.
+// The stream object that may stand inside an extended one, behind any number of names and descriptions. The extended
+// one ends at `end`.
 void TakeExtendedStream(CWalk& walk, std::uint64_t object, std::uint64_t end, Streams& streams) {
     constexpr std::uint64_t kNameCount = 84;
     constexpr std::uint64_t kExtensionCount = 86;
@@ -82,8 +83,8 @@ void TakeExtendedStream(CWalk& walk, std::uint64_t object, std::uint64_t end, St
         TakeStream(walk, position, streams);
 }
 
-// Whether one of the attributes in an object, which ends at `end`, has the name that the platform's recorder gives the
-// version of its files. The two sorts of objects order an attribute's parts differently.
+// Whether an attribute in an object has the name that the platform's recorder gives the version of its files. The
+// object ends at `end`. The two sorts of objects order an attribute's parts differently.
 bool HasRecorderAttribute(CWalk& walk, std::uint64_t object, std::uint64_t end, bool isDescription) {
     constexpr char kName[] = "D\0V\0R\0 \0F\0i\0l\0e\0 \0V\0e\0r\0s\0i\0o\0n";
     constexpr std::uint64_t kFirst = kObjectHeader + 2;

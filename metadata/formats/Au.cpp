@@ -17,7 +17,7 @@ struct Fields {
 };
 
 bool AreSane(const Fields& fields) {
-    constexpr std::uint32_t kLastEncoding = 27;       // A-law; all numbers up to it are given away
+    constexpr std::uint32_t kLastEncoding = 27;       // A-law; all numbers up to it are assigned
     constexpr std::uint32_t kMostText = 1024 * 1024;  // between the header and the samples
     constexpr std::uint32_t kMostChannels = 255;
     return fields.dataOffset >= kHeader && fields.dataOffset <= kMostText && fields.encoding >= 1 &&

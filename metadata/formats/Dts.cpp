@@ -1,6 +1,6 @@
-// DTS without a container (ETSI TS 102 114): core frames in words of 16 bits or, so that a compact disc's player
-// survives them, 14 bits, in either byte order; extension frames alone or behind each core frame; the file format of
-// DTS-HD.
+// DTS without a container (ETSI TS 102 114): core frames, extension frames alone or behind each core frame, and the
+// file format of DTS-HD. Core frames consist of words of 16 bits or of 14 bits, in either byte order. The 14 bits
+// protect a compact disc's player.
 #include "metadata/FormatRules.h"
 #include "metadata/FrameChain.h"
 
@@ -15,7 +15,7 @@ constexpr std::uint32_t kCoreSync = 0x7FFE8001;
 constexpr std::uint32_t kExtensionSync = 0x64582025;
 
 struct Packing {
-    std::uint32_t sync;  // as it stands there
+    std::uint32_t sync;  // as it stands in the content
     bool isLittleEndian;
     unsigned wordBits;
 };
@@ -36,7 +36,7 @@ std::uint64_t Unpack(CBytes bytes, size_t at, const Packing& packing) {
     return bits;
 }
 
-// The size of the core frame that begins with these bits, before it is packed; 0: it can't be one.
+// The size of the core frame that begins with these bits, before it is packed; 0: they can't be one.
 std::uint32_t CoreBytes(std::uint64_t bits) {
     const auto field = [bits](unsigned bit, unsigned count) {
         return static_cast<std::uint32_t>(bits >> (64 - bit - count) & ((std::uint64_t{1} << count) - 1));
@@ -64,7 +64,7 @@ std::optional<Frame> ParseDts(CBytes bytes, size_t at) {
     if (!bytes.Has(at, 10))
         return std::nullopt;
     if (sync == kExtensionSync) {
-        size = ExtensionBytes(bytes, at);  // the family is that of the packing it comes in
+        size = ExtensionBytes(bytes, at);  // it belongs to the family of the first packing
     } else {
         for (const Packing& packing : kPackings) {
             if (sync != packing.sync)

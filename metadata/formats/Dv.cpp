@@ -7,15 +7,15 @@ namespace {
 
 constexpr size_t kBlockBytes = 80;
 constexpr size_t kFewestBlocks = 6;
-constexpr size_t kMostBlocks = 22;  // up to the second audio block, from where it repeats itself
+constexpr size_t kMostBlocks = 22;  // up to the second audio block; from there on the order repeats itself
 
 struct Block {
     unsigned section;
     unsigned number;  // within the blocks of this type
 };
 
-// What stands at which place of a sequence: a header, two subcode blocks, three of auxiliary data, and then one of
-// audio before each fifteen of video.
+// What stands at which place of a sequence: a header, two subcode blocks, three of auxiliary data, and then one audio
+// block before every fifteen video blocks.
 Block ExpectedBlock(size_t index) {
     const auto place = static_cast<unsigned>(index);
     if (place == 0)

@@ -16,8 +16,8 @@ struct Signature {
     const wchar_t* name;
 };
 
-// What a rule of the table answers for doesn't belong here, not even where it begins alike: JPEG is how Motion JPEG
-// begins.
+// A format that a rule of the table answers for doesn't belong here. Nor does a format that begins like one: JPEG is
+// missing because Motion JPEG begins so.
 constexpr Signature kSignatures[] = {
     // Audio and video.
     {0, "fLaC"sv, L"FLAC"},
@@ -131,7 +131,7 @@ bool Stands(CBytes head, size_t at, std::string_view bytes) {
                       [](std::uint8_t a, char b) { return a == static_cast<std::uint8_t>(b); });
 }
 
-// Two letters are not enough: where the header of the program proper stands must be true, too.
+// Two letters are not enough: the header of the program proper must stand at the place that is given for it, too.
 bool IsProgram(CBytes head) {
     return head.Is(0, "MZ") && head.Is(head.Le32(0x3C), "PE\0\0");
 }

@@ -1,6 +1,6 @@
-// A second look where the content goes on behind its head: what begins near the head's end shows too little of itself
-// there, and audio, packs and packets may stand behind many zeros, as a recorder leaves them that was started before
-// its source.
+// A second look at content that goes on behind its head. What begins near the head's end shows too little of itself
+// there. Audio, packs and packets may also stand behind many zeros, which a recorder leaves that was started before its
+// source.
 #include "metadata/FormatRules.h"
 
 namespace metadata {

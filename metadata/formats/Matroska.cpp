@@ -25,7 +25,7 @@ constexpr std::uint32_t kTrackType = 0x83;
 constexpr std::uint32_t kCluster = 0x1F43B675;
 constexpr std::uint32_t kFirstOfFourBytes = 0x10000000;  // the segment's own parts have such long identifiers
 
-constexpr int kMostElements = 2000;  // so that a file of empty ones costs no time
+constexpr int kMostElements = 2000;  // a limit, so that a file of empty elements costs no time
 
 struct Element {
     std::uint32_t id = 0;
@@ -40,8 +40,8 @@ std::uint64_t UnsignedAt(CBytes bytes, std::uint64_t at, std::uint64_t length) {
     return value;
 }
 
-// The element at `position`; nothing where there is none or it is out of reach. The zeros before the first set bit of
-// an identifier or a size say how many bytes it has.
+// The element at `position`; empty where there is none or it is out of reach. The zeros before the first set bit of an
+// identifier or a size say how many bytes it has.
 std::optional<Element> ElementAt(CWalk& walk, std::uint64_t position) {
     constexpr int kLongestId = 4;
     constexpr int kLongestSize = 8;
@@ -120,7 +120,7 @@ public:
     }
 
 private:
-    // Where to go on; nothing where the way ends.
+    // Where to go on; empty where there is nothing more to look at.
     std::optional<std::uint64_t> Take(const Element& element) {
         switch (element.id) {
             case kTracks:

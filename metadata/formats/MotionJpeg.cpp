@@ -1,5 +1,5 @@
-// Motion JPEG without a container: JPEG images in a row (ITU-T T.81). One alone is a photograph, and so are two that
-// belong together: a preview has another size, and a multi-picture file says that it is one.
+// Motion JPEG without a container: JPEG images in a row (ITU-T T.81). One image alone is a photograph, and so are two
+// that belong together: a preview has another size, and a multi-picture file says what it is.
 #include "metadata/CWalk.h"
 #include "metadata/FormatRules.h"
 
@@ -15,7 +15,7 @@ constexpr unsigned kApp2 = 0xE2;
 struct Image {
     std::uint64_t end = 0;  // behind what was walked over
     bool isComplete = false;
-    bool isOneOfSeveral = false;  // it says that it belongs to a multi-picture file
+    bool isOneOfSeveral = false;  // the image says that it belongs to a multi-picture file
     std::uint64_t frame = 0;      // height, width and number of components; 0: no frame header came
 };
 
@@ -97,7 +97,7 @@ std::uint64_t SkipFilling(CWalk& walk, std::uint64_t at) {
 Verdict JudgeMotionJpeg(CContent& content) {
     if (!IsImage(content.Head(), 0))
         return NotThere();
-    // How far the content can be seen, should it not end before.
+    // How far the content can be seen, unless it ends before.
     const std::uint64_t limit = content.CanWalk() ? CWalk::kReach : content.Head().Size();
     CWalk walk(content, CWalk::Kind::Boxes);
     const Image first = WalkImage(walk, 0, limit);

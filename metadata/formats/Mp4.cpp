@@ -12,7 +12,7 @@ namespace metadata {
 
 namespace {
 
-constexpr int kMostBoxes = 2000;  // so that a file of empty ones costs no time
+constexpr int kMostBoxes = 2000;  // a limit, so that a file of empty boxes costs no time
 
 struct Box {
     std::uint32_t type = 0;
@@ -21,7 +21,7 @@ struct Box {
     std::uint64_t end = 0;
 };
 
-// The box at `position`; nothing where there is none or it is out of reach.
+// The box at `position`; empty where there is none or it is out of reach.
 std::optional<Box> BoxAt(CWalk& walk, std::uint64_t position) {
     constexpr std::uint64_t kHeader = 8;
     constexpr std::uint64_t kLongHeader = 16;
@@ -47,7 +47,8 @@ bool IsAnyOf(std::uint32_t name, const char (&names)[N][5]) {
 constexpr char kFirstTypes[][5] = {"ftyp", "moov", "mdat", "wide", "free", "skip",
                                    "pnot", "styp", "moof", "sidx", "emsg", "prft"};
 
-// Still pictures, raw photographs, protected audio books: boxes as well, but nothing that the types stand for.
+// Still pictures, raw photographs, protected audio books: they consist of boxes as well, but none of the types stands
+// for them.
 constexpr char kForeignBrands[][5] = {"avif", "avis", "heic", "heix", "heim", "heis", "hevc", "hevx", "hevm",
                                       "hevs", "mif1", "mif2", "msf1", "miaf", "avci", "avcs", "jpeg", "jpgs",
                                       "crx ", "aax ", "aaxc", "jp2 ", "jpm ", "jpx ", "jxl ", "mjp2", "mj2s"};
@@ -55,7 +56,7 @@ constexpr char kForeignBrands[][5] = {"avif", "avis", "heic", "heix", "heim", "h
 // A brand of sound alone. A picture track beside the sound holds an audio book's chapter pictures.
 constexpr char kAudioBrands[][5] = {"M4A ", "M4B ", "M4P ", "F4A ", "F4B "};
 
-// Brands that make a file what it is where no track is to be seen.
+// Brands that decide where no track is to be seen.
 constexpr char kKnownBrands[][5] = {"isom", "iso2", "iso3", "iso4", "iso5", "iso6", "iso7", "iso8", "iso9", "mp41",
                                     "mp42", "mp71", "avc1", "dash", "msdh", "msix", "cmfc", "cmff", "cmfs", "cmf2",
                                     "piff", "isml", "M4V ", "M4VH", "M4VP", "F4V ", "F4P ", "MSNV", "mmp4", "NDSC",
@@ -70,7 +71,7 @@ bool IsKnown(std::uint32_t brand) {
 }
 
 struct File {
-    // Of the file or, where it is a piece cut out of a stream, of the piece.
+    // The brand of the file; of a piece that was cut out of a stream, the brand of that piece.
     std::uint32_t brand = 0;
     bool hasBrandBox = false;
     bool isKnown = false;          // the brand, or one that the file is compatible with
@@ -80,8 +81,8 @@ struct File {
     bool hasVideo = false;
     bool hasAudio = false;
     bool areAll = false;        // the tracks were seen to the last one
-    bool isCompressed = false;  // so that no track is to be seen, or they are all in other files
-    bool isFragment = false;    // pieces of media, the tracks being in another file
+    bool isCompressed = false;  // no track is to be seen: the movie is compressed, or its tracks are in other files
+    bool isFragment = false;    // pieces of media whose tracks are in another file
     bool hasWideData = false;   // room for a long header right before the media, as QuickTime leaves it
     Evidence evidence;
 };
@@ -111,7 +112,8 @@ void TakeMovie(CWalk& walk, const Box& movie, File& file) {
         if (!box)
             return;
         if (box->type == FourCc("hdlr")) {
-            constexpr std::uint64_t kHandler = 8;  // behind the version and what QuickTime has its own kind in
+            // Behind the version and the field where QuickTime has a kind of its own.
+            constexpr std::uint64_t kHandler = 8;
             const CBytes handler = walk.At(box->content + kHandler, 4);
             file.hasTracks = file.hasTracks || IsFourCc(handler.Be32(0));
             const bool isVideo = handler.Is(0, "vide");
@@ -127,7 +129,7 @@ void TakeMovie(CWalk& walk, const Box& movie, File& file) {
     file.areAll = position >= movie.end;
 }
 
-// Where the movie stands behind what is no box: bytes that the writer of the media left behind them. 0: not near.
+// Where the movie stands behind bytes that are no box: the writer of the media left some behind the media. 0: not near.
 std::uint64_t FindMovie(CWalk& walk, std::uint64_t from) {
     constexpr std::uint64_t kFar = 64 * 1024;
     constexpr std::uint8_t kName[] = {'m', 'o', 'o', 'v'};

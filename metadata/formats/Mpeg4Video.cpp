@@ -23,7 +23,7 @@ size_t SkipUserData(CBytes head, size_t at) {
     return at;
 }
 
-// The start code behind a header of at most `most` bytes with what belongs to it.
+// The start code behind the header at `at` and what belongs to it; the header has at most `most` bytes.
 size_t SkipHeader(CBytes head, size_t at, size_t most) {
     const size_t next = FindStartCode(head, at + 4);
     return next - at > most ? head.Size() : SkipUserData(head, next);

@@ -24,7 +24,7 @@ struct Header {
     unsigned padding;  // slots
 };
 
-// Nothing where a field has a value that the standard keeps back.
+// Empty where a field has a value that the standard reserves.
 std::optional<Header> ParseHeader(std::uint32_t bits) {
     const Header header{bits >> 19 & 3, bits >> 17 & 3, bits >> 12 & 15, bits >> 10 & 3, bits >> 9 & 1};
     constexpr unsigned kReservedEmphasis = 2;
@@ -70,15 +70,15 @@ std::optional<Frame> ParseFrameAt(CBytes bytes, size_t at) {
     return Frame{FrameBytes(*header), bits & kVersionLayerAndRate};
 }
 
-// Layer I isn't searched for: its frames begin with FF FE or FF FF, as much does that is no audio.
+// Layer I isn't searched for: its frames begin with FF FE or FF FF, and so does much that is no audio.
 std::optional<Frame> ParseFrameAnywhere(CBytes bytes, size_t at) {
     const std::optional<Header> header = ParseHeader(bytes.Be32(at));
     return header && header->layer != Layer1 ? ParseFrameAt(bytes, at) : std::nullopt;
 }
 
 // Whether Layer II or III in free format begins at `at`, where frames don't say how long they are. Headers that agree
-// in all but padding and mode extension must stand at one distance, to the end of what can be seen: records of one
-// length in other files may begin alike, too.
+// in all but padding and mode extension must follow each other at the same distance up to the end of what can be seen:
+// records of one length in other files may begin alike, too.
 bool IsFreeFormat(CBytes head, size_t at) {
     constexpr std::uint32_t kMayChange = 0x00000230;
     constexpr size_t kShortest = 48;  // below, it is a pattern that repeats itself

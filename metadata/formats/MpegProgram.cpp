@@ -16,21 +16,21 @@ constexpr size_t kWantedPacksAnywhere = 3;
 constexpr size_t kWantedPacketsAnywhere = 12;
 constexpr size_t kElementBytes = 16;  // enough to tell an element's kind and length
 
-// The length of the MPEG-1 pack header that `pack` begins with, by its marker bits; 0: it is none.
+// The length of the MPEG-1 pack header that `pack` begins with. 0: the marker bits say that there is none.
 size_t Mpeg1PackBytes(CBytes pack) {
     const bool isPack = (pack.U8(4) & 0xF1) == 0x21 && pack.U8(6) & 0x01 && pack.U8(8) & 0x01 && pack.U8(9) & 0x80 &&
                         pack.U8(11) & 0x01;
     return isPack ? 12 : 0;
 }
 
-// The same of an MPEG-2 pack header, with its stuffing.
+// The same for an MPEG-2 pack header, with its stuffing.
 size_t Mpeg2PackBytes(CBytes pack) {
     const bool isPack = (pack.U8(4) & 0xC4) == 0x44 && pack.U8(6) & 0x04 && pack.U8(8) & 0x04 && pack.U8(9) & 0x01 &&
                         (pack.U8(12) & 0x03) == 0x03;
     return isPack ? 14 + (pack.U8(13) & 7U) : 0;
 }
 
-// How many bytes the pack header, system header or packet takes that `bytes` begins with; 0: it is none.
+// The length of the pack header, system header or packet that `bytes` begins with. 0: there is none.
 size_t ElementBytes(CBytes bytes) {
     const int code = StartCodeAt(bytes, 0);
     if (code == kPack)
@@ -92,7 +92,7 @@ Verdict JudgeMpegProgram(CContent& content) {
             break;
         at += bytes;
     }
-    // A pack and one packet that the content's end cuts off are as much as a short piece of a stream can show.
+    // A short piece of a stream can show no more than a pack and one packet that the content's end cuts off.
     const bool isCut = elements > 0 && content.HeadIsAll() && at >= head.Size();
     if (elements < kWanted && !isCut)
         return RuledOut(L"no packets follow the pack header", {start, at - start});

@@ -24,7 +24,7 @@ unsigned AdaptationControl(CBytes head, size_t at) {
     return head.U8(at + 3) >> 4 & 3U;
 }
 
-// What the receiver could not mend says so itself.
+// A packet that the receiver could not mend says so itself.
 bool IsDamaged(CBytes head, size_t at) {
     constexpr std::uint8_t kTransportError = 0x80;
     return head.U8(at) == 0x47 && head.U8(at + 1) & kTransportError;
@@ -73,8 +73,8 @@ struct Run {
     bool hasSign = false;
 };
 
-// The packets from `at` on. A flaw among them proves nothing against them: packets that say that they are damaged, and
-// one that isn't right between two that are. They don't count either.
+// Follows the packets from `at` on. Two flaws prove nothing against them: packets that say that they are damaged, and a
+// single wrong packet between two right ones. Flawed packets are not counted.
 Run FollowPackets(CBytes head, size_t at, size_t stride) {
     Run run{0, at, false};
     for (;; at += stride) {
@@ -107,7 +107,8 @@ Verdict JudgeMpegTransport(CContent& content) {
     return longest.packets == 0 ? NotThere() : RuledOut(L"too few transport packets follow each other", {0, 5});
 }
 
-// A capture may begin in the middle of a packet or behind what the recorder or the receiver's first moments left.
+// A capture may begin in the middle of a packet, or behind bytes that the recorder or the receiver left in its first
+// moments.
 Verdict SearchMpegTransport(CContent& content) {
     const CBytes head = content.Head();
     for (const Layout& layout : kLayouts) {

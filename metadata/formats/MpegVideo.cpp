@@ -20,7 +20,7 @@ size_t SequenceHeaderBytes(CBytes head, size_t at) {
     const unsigned width = head.Be16(at + 4) >> 4;
     const unsigned height = head.Be16(at + 5) & 0x0FFF;
     const unsigned aspect = head.U8(at + 7) >> 4;
-    // Above 8 is reserved, but up to 13 some encoders write rates of their own.
+    // Values above 8 are reserved, but some encoders use those up to 13 for rates of their own.
     const unsigned frameRate = head.U8(at + 7) & 0x0F;
     const unsigned bitRate = head.Be24(at + 8) >> 6;
     const bool hasMarker = head.U8(at + 10) & 0x20;
@@ -31,13 +31,13 @@ size_t SequenceHeaderBytes(CBytes head, size_t at) {
     size_t bytes = 12;
     if (head.U8(at + 11) & 0x02)
         bytes += kMatrix;
-    // The flag of the second matrix is the last bit before it, so that the first one moves it.
+    // The flag of the second matrix is the last bit before that matrix, so the first matrix moves it.
     if (head.U8(at + bytes - 1) & 0x01)
         bytes += kMatrix;
     return bytes;
 }
 
-// Whether a picture with a slice follows, and between here and there only what may stand before them.
+// Whether a picture with a slice follows, with nothing in between but what may stand before them.
 bool HasPicture(CBytes head, size_t at) {
     bool isInPicture = false;
     for (int code = 0; (code = StartCodeAt(head, at)) >= 0; at = FindStartCode(head, at + 4)) {

@@ -36,13 +36,13 @@ Page PageAt(CWalk& walk, std::uint64_t position) {
             bytes.From(header, std::min<std::uint64_t>(length, kMostIdentity))};
 }
 
-// Before the mappings of today there was one that wrapped the platform's own description of a stream, by its kind.
+// Before the mappings of today, one wrapped the platform's own description of a stream, which names the stream's kind.
 constexpr char kWrapped[] = "\1Direct Show Samples embedded in Ogg";
 constexpr std::uint64_t kWrappedKind = 96;
 constexpr std::uint32_t kWrappedVideo = 0x05589F80;
 constexpr std::uint32_t kWrappedAudio = 0x05589F81;
 
-// The first page at or behind `position` in the head, where bytes are lost or strange ones stand between two; 0: there
+// The first page at or behind `position` in the head, for where bytes between two pages are lost or strange. 0: there
 // is none.
 std::uint64_t NextPage(CBytes head, std::uint64_t position) {
     constexpr char kName[] = {'O', 'g', 'g', 'S', 0};
@@ -78,7 +78,7 @@ Verdict JudgeOgg(CContent& content) {
     for (int i = 0; i < kMostPages && !areAll; ++i) {
         Page page = PageAt(walk, position);
         if (page.bytes == 0 && position > 0) {
-            // What a lost page's rest begins with may be the middle of a page that claimed more than came.
+            // The last page may have claimed more bytes than came, so the next one is looked for from inside it on.
             position = NextPage(head, lastPage + 1);
             page = position > lastPage ? PageAt(walk, position) : Page{};
         }

@@ -27,7 +27,7 @@ struct Chunk {
     [[nodiscard]] constexpr std::uint64_t Next() const noexcept { return content + length + length % 2; }
 };
 
-// The chunk at `position`; nothing where the bytes are out of reach or no name stands there.
+// The chunk at `position`; empty where the bytes are out of reach or no name stands there.
 [[nodiscard]] std::optional<Chunk> ChunkAt(CWalk& walk, std::uint64_t position, ByteOrder order);
 
 // The first chunk of one of the names among those that follow each other from kFirstChunk on.

@@ -22,7 +22,7 @@ namespace metadata {
     return found == rest.end() ? bytes.Size() : at + static_cast<size_t>(found - rest.begin());
 }
 
-// Where the first start code stands if only zeros stand before it; else some place where none does.
+// The place of the first start code if only zeros stand before it; otherwise a place where no start code stands.
 [[nodiscard]] inline size_t StartCodeBehindZeros(CBytes head) {
     const size_t one = head.LeadingZeros();
     return one < 2 ? 0 : one - 2;

@@ -13,7 +13,7 @@ constexpr wchar_t kWebUrl[] = L"http://host/a b?c#d";
 constexpr wchar_t kFind[] = L"CDirEntryWrapper::CreateFromURI";
 
 struct CDirEntryWrapperTest : FileAccessTest {
-    // Finds the entry for `uri`; on success asks it for its URI, which tells in the steps where it stands.
+    // Finds the entry for `uri`; on success asks the entry for its URI, so that the steps show where the entry stands.
     static Operation Find(const std::wstring& uri) {
         return [=] {
             return Open<CDirEntryWrapper>([&](CDirEntryWrapper** to) {
@@ -41,7 +41,7 @@ struct CDirEntryWrapperTest : FileAccessTest {
             return hr;
         };
     }
-    // The VARIANT comes in as it may: nothing there is to be freed.
+    // The VARIANT that is passed in may hold anything: nothing in it may be freed.
     static Operation GetAccessor(ITKDSDirectory* directory) {
         return [=] {
             VARIANT accessor;
@@ -206,7 +206,7 @@ TEST_F(CDirEntryWrapperTest, EachStepThatFailsEndsTheFunctionWithItsFailure) {
                 {L"GetAllObjectMetaData 5", L"pGetObjectMetaData->GetObjectMetaData(dwFlags,&pMetaData)", E_POINTER}});
 }
 
-TEST_F(CDirEntryWrapperTest, TheCompatibleUriIsTheOriginalOneWhereThereIsOneAndWhatIsNoFaultIsNotLogged) {
+TEST_F(CDirEntryWrapperTest, TheCompatibleUriIsTheOriginalOneWhereThereIsOne) {
     const std::wstring own = L"own uri";
     for (const wchar_t* const original : std::initializer_list<const wchar_t*>{L"original", L"", nullptr}) {
         layer.value = original;

@@ -20,7 +20,7 @@ using Fault = CFakeDataLayer::Fault;
 inline constexpr HRESULT kFault = CFakeDataLayer::kFault;
 
 struct FileAccessTest : ::testing::Test {
-    // What a function puts into `*to` must be null or its own in any case.
+    // A function must always overwrite `*to`: with null, or with what it opened.
     template <class Object>
     static HRESULT Open(const std::function<HRESULT(Object** to)>& call) {
         ComPtr<Object> object;

@@ -1,4 +1,4 @@
-// What the filter mapper of old systems is told. The newer one and the registry are those of the filter's own test.
+// What the filter mapper of old systems is told. The filter's own test has the newer mapper and the registry.
 #include "baseclasses/AMovieSetup.h"
 #include "tests/support/CTestObject.h"
 
@@ -61,7 +61,7 @@ TEST(AMovieSetupTest, TheOldMapperIsToldEachPinAndTypeUpToTheFirstFailure) {
         SCOPED_TRACE(failing);
         CJournalMapper mapper;
         mapper.failing = failing;
-        const bool stops = failing > 1;  // that there was nothing to take away is no failure
+        const bool stops = failing > 1;  // it is no failure if there was nothing to take away
         EXPECT_EQ(stops ? E_ACCESSDENIED : S_OK, AMovieSetupRegisterFilter(setup, &mapper, TRUE));
         EXPECT_EQ(std::vector(all.begin(), stops ? all.begin() + failing : all.end()), mapper.journal);
     }

@@ -70,7 +70,7 @@ TEST_F(CBaseFilterTest, ChangesOfStateReachTheConnectedPins) {
     }
 }
 
-// Whose last release tells whether another thread gets at the filter meanwhile.
+// A clock whose last release tells whether another thread gets at the filter meanwhile.
 struct CLastClock final : CTestObject<IReferenceClock> {
     explicit CLastClock(CBaseFilter& filter) : m_filter(filter) {}
     STDMETHODIMP_(ULONG) Release() override {

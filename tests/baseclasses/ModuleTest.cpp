@@ -71,7 +71,7 @@ TEST_F(ModuleTest, WhatIsAliveOrLockedKeepsTheModuleAndNoUnlockUndoesALaterLock)
     EXPECT_EQ(S_OK, AMovieDllCanUnloadNow());
     int locks = 0;
     for (const BOOL lock : {TRUE, TRUE, FALSE, FALSE, FALSE, TRUE, FALSE}) {
-        locks = std::max(locks + (lock ? 1 : -1), 0);  // once there is an unlock too many
+        locks = std::max(locks + (lock ? 1 : -1), 0);  // in one step there is an unlock too many
         EXPECT_EQ(S_OK, Factory()->LockServer(lock));
         EXPECT_EQ(locks > 0 ? S_FALSE : S_OK, AMovieDllCanUnloadNow());
     }

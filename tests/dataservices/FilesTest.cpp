@@ -239,7 +239,7 @@ TEST_F(FilesTest, TheParentOfAFileOrFolderHasItAsAnEntry) {
     }
 }
 
-// By the wrapper of directory entries, whose ways to an entry are several.
+// Through the wrapper of directory entries, which has several ways to an entry.
 TEST_F(FilesTest, EveryWayToAnEntryEndsAtWhatTheNameMeans) {
     using FileAccess::CDirEntryWrapper;
     const std::wstring url = CTKFUri::FromFilePath(file.c_str())->ToString(), drive = L"file:///C:/";

@@ -21,8 +21,8 @@ TEST(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     constexpr unsigned kSeed = 2'866'894'350;
     const std::string bytes = RandomBytes(kSeed, 3'000'000);
     int faults = 0;
-    int stalls = 1;  // each takes as long as it is waited for
-    // No more of them in a row than a source puts up with, and none before it is open.
+    int stalls = 1;  // each takes as long as a read waits for it
+    // There are no more faults in a row than a source tolerates, and none before it is open.
     const auto script = [&, random = std::mt19937(kSeed + 1), inRow = 3](auto&) mutable {
         if (random() % 8 != 0 || inRow++ == 3)
             return inRow = 0, CHttpServer::Misbehaviour{};
@@ -66,7 +66,7 @@ TEST(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     const LONGLONG between = PrivateBytes();
     read(3'000);
     EXPECT_LT(50, faults);
-    // The platform may keep a handle or a page of its own, and a thread more of its pool; what leaks does so each time.
+    // The platform may keep a handle or a page of its own, and one more thread of its pool; a leak shows each time.
     EXPECT_GE(handles + 10, Handles());
     EXPECT_GE(0x80000, std::min(between - before, PrivateBytes() - between));
 }
@@ -94,7 +94,7 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
         return stream;
     };
     std::vector<char> bytes(310'000);
-    // Of the first one a read of a whole block has been given up, which would go on as long as bytes drip in.
+    // The first turn gives up the read of a whole block, which would go on as long as bytes drip in.
     for (int i = 0; i < 20; ++i) {
         const base::CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
         const auto function = [&](const char* name) {

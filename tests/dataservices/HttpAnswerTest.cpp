@@ -72,7 +72,7 @@ TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
     EXPECT_EQ(S_OK, Open(server.Url(L"/1")));
 }
 
-TEST_F(HttpAnswerTest, WhereARedirectLedToIsAskedFirstAndTheUrlItselfWhenThatIsNoMore) {
+TEST_F(HttpAnswerTest, TheTargetOfARedirectIsAskedFirstAndTheUrlWhenItIsGone) {
     const CHttpServer::Resource good{.bytes = bytes, .script = InTurn({{Fault::Close, 300'000}})};
     const CHttpServer::Resource gone[] = {{.status = 400}, {.script = InTurn({{Fault::Reset, -1}})}};
     for (const auto& last : gone) {  // refused, or not reached
@@ -234,7 +234,7 @@ BOOL WINAPI NotedOption(HINTERNET handle, DWORD option, void* value, DWORD size)
     return setOption(handle, option, value, size);
 }
 
-TEST_F(HttpAnswerTest, TheLibraryLogsInNowhereAndItsHeadersAreAskedForInOneGoHoweverMany) {
+TEST_F(HttpAnswerTest, TheLibraryLogsInNowhereAndGivesAllHeadersInOneGo) {
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));  // the function is known from now on
     CHttpServer::Resource resource{.bytes = bytes, .ranges = false};
     for (int i = 0; i < 4'000; ++i)
@@ -281,7 +281,7 @@ TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAloneAndIntoNoRecordAndNoName) 
         EXPECT_EQ(told.npos, told.find(secret)) << secret << told;
 }
 
-TEST_F(HttpAnswerTest, AnAnswerThatTellsTooLittleIsAskedForPlainlyAndOneThatContradictsItselfIsNone) {
+TEST_F(HttpAnswerTest, AnswersThatTellTooLittleOrContradictThemselvesAreNotUsed) {
     EXPECT_EQ(2u, RequestsOf([&] {
                   server.ServeInTurn("/a", {Part(bytes, "0-999999/*"), {.bytes = bytes}});
                   ASSERT_EQ(S_OK, Open(server.Url(L"/a")));

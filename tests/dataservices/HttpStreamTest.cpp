@@ -27,7 +27,7 @@ TEST_F(HttpStreamTest, AnOpenReadToItsEndIsOneRequestAndASeekAmongKeptBytesIsNon
     EXPECT_EQ(STG_E_ACCESSDENIED, stream->Write("x", 1, nullptr));
     EXPECT_EQ(STG_E_ACCESSDENIED, stream->SetSize({}));
     EXPECT_EQ(0u, RequestsOf([&] { Seek(700'000); })) << "a seek alone asks for nothing";
-    for (const size_t way : {0x40000u, 0x40001u}) {  // a short one is read on
+    for (const size_t way : {0x40000u, 0x40001u}) {  // a short way ahead is read through
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
         EXPECT_EQ(way - 0x40000, RequestsOf([&] { EXPECT_TRUE(IsRightAt(way, 1)); }));
     }
@@ -60,7 +60,7 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
         EXPECT_TRUE(!fromTheEnd || IsRightAt(990'000, 10));
         EXPECT_TRUE(IsRightAt(0)) << "six failures, but no more than three without progress";
     }
-    // What has come before is none.
+    // Bytes that came before the first failure don't count as new.
     faults.assign(7, {Fault::Close, 100'000});
     faults[0] = {Fault::Close, 500'000};
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = InTurn(faults)}));
@@ -128,7 +128,7 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         {dated("Mon, 01 Jan 2024 00:00:00 GMT"), dated("Tue, 02 Jan 2024 00:00:00 GMT")},
         {{.bytes = bytes}, Part(bytes.substr(300'001), "300001-999999/1000000")},
         {{.bytes = bytes}, Part(bytes.substr(300'000), "300000-999999/1000001")},
-        // Without a name for its versions, its length tells, or the end of a range, or that there are none.
+        // Where versions have no name, the length tells, or the end of a range, or that ranges are missing.
         {plain, {.bytes = "short", .etag = ""}},
         {whole, {.bytes = bytes + "long", .ranges = false, .etag = ""}},
         {plain, Part(std::string(700'001, 'x'), "300000-1000000/*", "")},
@@ -143,7 +143,7 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
     }
 }
 
-TEST_F(HttpStreamTest, ASourceThatStaysBrokenIsAFailureAfterFiveTriesAndStaysOneForTenSeconds) {
+TEST_F(HttpStreamTest, ASourceThatStaysBrokenFailsAfterFiveTriesAndForTenSeconds) {
     const CPublishedLogger logger;
     Faults faults(7, {Fault::Unavailable});
     faults[0] = {Fault::Close, 700'000};

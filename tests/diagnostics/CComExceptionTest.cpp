@@ -38,7 +38,7 @@ struct CScriptedErrorInfo final : CTestObject<IErrorInfo> {
             throw std::runtime_error("a stranger's");
         return answer == Answer::Failure ? E_UNEXPECTED : S_OK;
     }
-    // A failing call leaves behind what is no string.
+    // A failing call leaves behind something that is no string.
     HRESULT Give(const wchar_t* text, BSTR* out) {
         *out = reinterpret_cast<BSTR>(1);
         const HRESULT hr = Result();
@@ -126,7 +126,7 @@ TEST(ComErrors, EveryDetailReachesWhoeverFetchesTheErrorInfo) {
     }
 }
 
-TEST(CComException, ASystemTextCountsOnlyWithItsLineBreakWhichIsTakenOffAndWhatIsInTheCodePageOfTheThread) {
+TEST(CComException, ASystemTextCountsOnlyWithItsLineBreakWhichIsTakenOff) {
     const struct {
         const wchar_t *text, *message;
     } kTexts[] = {{L"text\r\n", L"text"},

@@ -113,7 +113,7 @@ TEST_F(CLogToFileTest, OpenFileCanBeReadLockedRenamedAndDeleted) {
 
 ULONGLONG g_nowMs = 0;
 int g_locks = 0;
-DWORD g_lockError = 0;  // 0: locks are to be had
+DWORD g_lockError = 0;  // 0: locks are granted
 decltype(&::LockFileEx) g_lock;
 ULONGLONG WINAPI HalfASecondLater() {
     return g_nowMs += 500;
@@ -124,7 +124,7 @@ BOOL WINAPI CountLock(HANDLE file, DWORD flags, DWORD zero, DWORD low, DWORD hig
 }
 
 // Each sink has opened the file by itself, as those of different modules and processes do.
-TEST_F(CLogToFileTest, WritersTakeTurnsAndOneThatGetsNoLockWaitsOnceInAWhileAndNeverWhereThereAreNone) {
+TEST_F(CLogToFileTest, WritersTakeTurnsAndOneThatGetsNoLockWaitsOnceInAWhile) {
     setting.Set(path);
     const CImportHook clock("GetTickCount64", &HalfASecondLater), lock("LockFileEx", &CountLock, &g_lock);
     const struct {
@@ -160,7 +160,7 @@ TEST_F(CLogToFileTest, ModuleOpensTheFileAtLoadAndClosesItAtUnload) {
     EXPECT_TRUE(Open(path, 0)) << "nobody has it open";
 }
 
-TEST_F(CLogToFileTest, PublishedServiceIsPreferredToTheFileUnlessItNeedsAProxyThatIsNotThere) {
+TEST_F(CLogToFileTest, PublishedServiceIsPreferredToTheFileUnlessItsProxyIsMissing) {
     setting.Set(path);
     CPublishedLogger published;
     OnNewThread([] {

@@ -181,7 +181,7 @@ TEST_F(EnvironmentReportTest, NothingIsAskedOnAThreadWithoutALogger) {
     });
     EXPECT_EQ(0, g_calls);
 
-    // The same calls are made, and fail without harm, where there is one.
+    // Where there is a logger, the same calls are made and fail without harm.
     const auto records = RecordsOf([&] {
         ::SetLastError(1234);
         report();

@@ -87,7 +87,7 @@ TEST_F(FrontEndTest, WhatARefusedQueryLeavesBehindIsNoInterface) {
     }
 }
 
-TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestionInTheProcess) {
+TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestion) {
     const std::wstring question = NewQuestion();
     const auto ask = [&](LONG line, const wchar_t* function, bool remember) {
         return GetLoggerAPI()->AskQuestion(2, L"cat", L"file", line, function, question.c_str(), L"", -1, remember);

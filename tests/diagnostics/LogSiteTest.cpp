@@ -18,7 +18,8 @@ HRESULT Answer(HRESULT hr, int = 0) {
     return hr;
 }
 
-// Of its four checks the one that is numbered so, from 0, meets `result`; the first two can only meet null pointers.
+// Makes four checks, numbered from 0. The check of this number meets `result`; the first two can only meet null
+// pointers.
 HRESULT Checked(int check, HRESULT result) {
     const bool ppStream = check != 0, pStream = check != 1;
     const HRESULT first = check == 2 ? result : S_OK, second = check == 3 ? result : S_OK;
@@ -75,7 +76,7 @@ TEST(LogSiteTest, ThreadThatFoundNoLoggerEvaluatesNothingAndNeverLooksAgain) {
     });
 }
 
-TEST(LogSiteTest, ThreadKeepsTheLoggerThatItFoundFirstAndSharesItsFrontEndWithNoOther) {
+TEST(LogSiteTest, ThreadKeepsTheLoggerThatItFoundFirst) {
     const auto first = CRecordingLogger::Create();
     OnNewThread([&] {
         {
@@ -88,7 +89,7 @@ TEST(LogSiteTest, ThreadKeepsTheLoggerThatItFoundFirstAndSharesItsFrontEndWithNo
     EXPECT_EQ(Texts{L"again"}, first->Messages());
 }
 
-TEST(LogSiteTest, LoggerThatLogsWhileItIsLookedUpFindsNoLoggerAndOneWithoutTheSinkInterfaceIsNone) {
+TEST(LogSiteTest, LoggerThatLogsWhileItIsLookedUpFindsNoLogger) {
     for (const bool offersLog : {true, false}) {
         const auto logger = CRecordingLogger::Create();
         logger->offersLog = offersLog;
@@ -125,7 +126,7 @@ TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
     }
 }
 
-TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunctionWhichIsLoggedToo) {
+TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunction) {
     const std::wstring fail = Described(L"0x80004005", E_FAIL), pointer = Described(L"0x80004003", E_POINTER);
     const struct {
         int check;

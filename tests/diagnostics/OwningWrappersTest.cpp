@@ -101,7 +101,7 @@ HMODULE WINAPI LoadWithoutFlags(const wchar_t* name, HANDLE file, DWORD flags) {
     return nullptr;
 }
 
-TEST(LateLoadTest, ABareNameIsLookedForWhereTheApplicationAndTheSystemAreAndAPathWhereItLeads) {
+TEST(LateLoadTest, ABareNameIsLookedForInTheApplicationsAndTheSystemsFolders) {
     CTempFolder folder;
     const std::wstring planted = folder.Copy(BuiltModule(), L"tvt_planted.dll");
     const CCurrentFolder current(folder.Path());

@@ -95,7 +95,7 @@ TEST(TimingScopeTest, EachSiteCountsItsOwnScopesHoweverTheyAreLeft) {
     EXPECT_GE(outer.totalDuration, inner.totalDuration);
 }
 
-TEST(TimingScopeTest, ThreadsThatArriveTogetherMakeOneProfileAndNoneIfTheFirstHadNoLogger) {
+TEST(TimingScopeTest, ThreadsThatArriveTogetherMakeOneProfileIfTheFirstHasALogger) {
     const auto disabled = [] { TK_PROFILE(kSource, L"DisabledSite", L""); };
     OnNewThread(disabled);
     {

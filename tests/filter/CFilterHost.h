@@ -40,7 +40,7 @@ public:
     [[nodiscard]] HRESULT Open(IStream* stream, const AM_MEDIA_TYPE* type = nullptr) const {
         return As<ITavelIStreamFileSource>()->OpenStream(stream, type);
     }
-    // What GetCurFile tells: the name, or nothing when it fails; the type as a letter of Offers.
+    // What GetCurFile tells: the name, empty when it fails, and the type as a letter of Offers.
     [[nodiscard]] std::wstring CurrentName() const;
     [[nodiscard]] char CurrentType() const;
     // What the pin offers, in order: a letter for each subtype of MEDIATYPE_Stream (see the source), '!' for the pair

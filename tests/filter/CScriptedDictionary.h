@@ -22,9 +22,9 @@ inline constexpr wchar_t kDictionaryAddressVariable[] = L"TV_TEST_DICTIONARY";
 
 class CScriptedDictionary final : public IMimeTypeDictionary, private IMimeTypeList {
 public:
-    using Types = std::vector<std::optional<std::wstring>>;  // nothing: a null item
+    using Types = std::vector<std::optional<std::wstring>>;  // empty: a null item
 
-    std::optional<Types> types = Types{};         // of every content; nothing: a null list
+    std::optional<Types> types = Types{};         // of every content; empty: a null list
     std::function<void(IStream*)> onDetect;       // sees the content
     std::pair<std::wstring, std::wstring> alias;  // row of the table ("*": any), candidate that Matches says yes to
     int detections = 0;

@@ -9,7 +9,7 @@ namespace {
 using Fault = CFakeDataLayer::Fault;
 using Texts = std::vector<std::wstring>;
 
-TEST(DataServiceMimeTypeTest, TheMimeTypeIsAskedForStepByStepAndAFaultAtAnyStepEndsTheSearch) {
+TEST(DataServiceMimeTypeTest, AFaultAtAnyStepEndsTheSearchForTheMimeType) {
     Stream content("content");
     EXPECT_EQ(Texts{}, filter::MimeTypeFromDataServices(&content)) << "a thread outside COM";
     const CTestApartment apartment(COINIT_MULTITHREADED);

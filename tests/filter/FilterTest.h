@@ -44,7 +44,7 @@ inline const std::wstring kWaveLine =
     Line(1, L"CCustomFileSourceFilter::SetSourceFileStream",
          L"Using MediaType set from outside. Subtype is {E436EB8B-524F-11CE-9F53-0020AF0BA770}");
 
-// What a body that runs on a thread of its own, where a logger is found, has logged.
+// Runs the body on a thread of its own, which finds a logger, and gives what the body has logged.
 template <class Body>
 Log LinesOf(Body&& body) {
     const CPublishedLogger logger;

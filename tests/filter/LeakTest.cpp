@@ -20,7 +20,7 @@ TEST(LeakTest, HundredsOfFiltersAndReadsLeaveNothingBehind) {
             const auto reader = host.Reader();
             for (int n = 0; n < 200; ++n)
                 EXPECT_EQ("xxxx", SyncRead(*reader.Get(), n % 6, 4).second);
-            EXPECT_EQ(S_OK, reader->Request(&sample, 0));  // nobody fetches it
+            EXPECT_EQ(S_OK, reader->Request(&sample, 0));  // nobody fetches this sample
         }
         EXPECT_EQ(0u, host.Release());
         EXPECT_EQ(0u, source.References() + sample.References());

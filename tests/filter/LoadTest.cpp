@@ -71,7 +71,7 @@ TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
     ExpectSource(good.Path(), "good");
 }
 
-TEST_F(LoadTest, TheFileIsSharedWithReadersAndDeletersNotWithWritersUntilTheNextLoad) {
+TEST_F(LoadTest, TheFileIsSharedButNotWithWritersUntilTheNextLoad) {
     const CTempFile first("first"), second("second"), third;
     constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     ASSERT_EQ(S_OK, host.Load(first.Path(), &kWave));
@@ -113,8 +113,8 @@ TEST(LoadLogTest, EachLoadIsToldOf) {
               lines);
 }
 
-// A foreign stream may do anything on the thread that opens it. What ends the thread must leave neither the load that
-// waits nor later ones hanging, and open streams need no such thread.
+// A foreign stream may do anything on the thread that opens it. When it ends the thread, neither the load that waits
+// nor later ones may hang. Opening a stream needs no such thread.
 TEST(LoadLogTest, ACreationThreadThatIsGoneIsToldOf) {
     const Log lines = LinesOf([] {
         CFakeDataLayer service;

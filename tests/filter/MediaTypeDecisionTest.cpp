@@ -118,8 +118,8 @@ TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) 
         }
 }
 
-TEST(MediaTypeLibraryTest, WithoutADictionaryTheDataServiceIsAskedAndWithoutALibraryNobody) {
-    CTempFolder current;  // a stranger's library there is none
+TEST(MediaTypeLibraryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDictionary) {
+    CTempFolder current;  // a stranger's library there doesn't count
     PutLibrary(current, Library::WithExport);
     const CCurrentFolder isCurrent(current.Path());
     const struct {
@@ -190,7 +190,8 @@ TEST(MediaTypeLibraryTest, EveryStepOfALoadAndOfAReadIsTimed) {
     EXPECT_EQ(expected, timed);
 }
 
-// Detection may take seconds. Who enumerates meanwhile has neither the former types nor a list that ends in silence.
+// Detection may take seconds. An enumeration meanwhile must not give the former types, nor a list that ends without an
+// error.
 TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNewOnesCome) {
     const CFilterWithLibrary filter(Library::WithExport);
     EXPECT_EQ("W", filter.Offers(&content, &kWave));
@@ -208,7 +209,7 @@ TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNe
     EXPECT_EQ(1, dictionary.detections);
 }
 
-TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchangedUntilAnotherIsKnown) {
+TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchanged) {
     const CFilterWithLibrary filter(Library::WithExport);
     dictionary.types = std::nullopt;
     BYTE format[]{1, 2, 3, 4, 5};
@@ -233,7 +234,7 @@ TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchang
     EXPECT_EQ('W', filter.host.CurrentType());
 }
 
-TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearchedFolderInAnyFolder) {
+TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearchedFolder) {
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
     PutLibrary(elsewhere, Library::WithExport);

@@ -1,5 +1,5 @@
-// Giving the filter an open stream: the name that is reported, what the log says, and what may go wrong. In one module
-// with the stream, as an exception of another module's on x86 meets no handler in this one.
+// Giving the filter an open stream: the name that is reported, what the log says, and what may go wrong. The filter is
+// in one module with the stream, because on x86 an exception of another module meets no handler in this one.
 #include "base/CTaskMem.h"
 #include "diagnostics/CDescriptions.h"
 #include "diagnostics/CDiagnosticRegistration.h"
@@ -68,13 +68,13 @@ TEST(OpenStreamTest, AnyFailureOfTheStreamIsSurvivedAndItsNameIsReportedAndLogge
             EXPECT_EQ(S_FALSE, filter.Pin().SyncRead(3, 4, nullptr)) << "as is a buffer that isn't there";
             EXPECT_EQ(Got(S_OK, "3456"), SyncRead(filter.Pin(), 3, 4));
         });
-        lines.resize(4);  // the failed reads are others' matter
+        lines.resize(4);  // other tests check the failed reads
         EXPECT_EQ((Log{Loading(row.logged), kWaveLine, Loading(L"scripted"), kWaveLine}), lines);
         EXPECT_EQ(0u, source.References());
     }
 }
 
-// The platform's table, but for what fails.
+// The platform's table, with calls that fail as told.
 struct CFailingTable final : CTestObject<IGlobalInterfaceTable> {
     CFailingTable() {
         EXPECT_EQ(S_OK, ::CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&real)));
@@ -91,7 +91,7 @@ struct CFailingTable final : CTestObject<IGlobalInterfaceTable> {
 
     ComPtr<IGlobalInterfaceTable> real;
     HRESULT registers = S_OK, revokes = S_OK;
-    bool gives = true;  // or nothing, and calls it success
+    bool gives = true;  // false: gives nothing, and calls it success
 };
 CFailingTable* g_table = nullptr;
 
@@ -103,7 +103,7 @@ TEST(OpenStreamTest, AStreamThatCannotBeBufferedIsLoggedAndTheSourceStays) {
     const std::wstring failed = L"ERROR: hr=0x8007000E (\"" +
                                 TKRuntimeLogger::HresultDescriptions().Describe(E_OUTOFMEMORY) +
                                 L"\"), from call TKFCreateBufferedStream(pStream, &pBufferedStream)";
-    // What keeps the start is made first, and not at all where the type is known.
+    // The stream that keeps the start is made first, and not at all where the type is known.
     for (const AM_MEDIA_TYPE* const type : {static_cast<const AM_MEDIA_TYPE*>(nullptr), &kWave}) {
         SCOPED_TRACE(type);
         const Log lines = LinesOf([&] {

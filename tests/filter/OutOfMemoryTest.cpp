@@ -21,7 +21,7 @@ bool FailsNow() noexcept {
     return left == 0;
 }
 
-std::atomic<bool> g_noTexts{false};  // which only records are made of here
+std::atomic<bool> g_noTexts{false};  // only records are made of such texts here
 
 BSTR WINAPI AllocateText(const OLECHAR* text) {
     return g_noTexts ? nullptr : ::SysAllocStringLen(text, static_cast<UINT>(std::wcslen(text)));
@@ -29,7 +29,7 @@ BSTR WINAPI AllocateText(const OLECHAR* text) {
 
 }  // namespace
 
-// What it gives is freed as ever.
+// Memory that it gives is freed as usual.
 void* operator new(std::size_t bytes) {
     void* const memory = FailsNow() ? nullptr : std::malloc(bytes ? bytes : 1);
     if (!memory)
@@ -56,11 +56,11 @@ Source SourceOf(CInnerFilter& filter) {
     return {SyncRead(filter.Pin(), 0, 4).second, offered.subtype, current.subtype};
 }
 
-// How often a failing allocation fails the operation. It does so for good: nothing has changed then.
+// Counts how often a failing allocation fails the operation. A failed operation must leave everything as it was.
 int Failures(const std::function<HRESULT(CInnerFilter&)>& operation, const Source& after) {
     Stream before("0123456789");
     {
-        CInnerFilter filter;  // timing sites take memory once, and then no more
+        CInnerFilter filter;  // timing sites take memory only once
         EXPECT_EQ(S_OK, operation(filter));
     }
     int failures = 0;

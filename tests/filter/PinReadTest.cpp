@@ -10,8 +10,8 @@
 
 namespace {
 
-// A read that failed: the result of the call that did, where it is told, and the source's size if the position is
-// inside, as the graph is aborted then.
+// A read that failed: the result that the log has for the failing call and, if the position is inside the source, the
+// source's size, since the graph is aborted then.
 struct Failure {
     const wchar_t* seek = nullptr;
     const wchar_t* read = nullptr;
@@ -21,8 +21,8 @@ struct Failure {
 using MaybeFailure = std::optional<Failure>;
 enum class Way { SyncRead, SyncReadAligned };
 
-// Reads `length` bytes of "0123456789"; a sample has room for eight. Its result, bytes, log and events must be these,
-// and the next read goes well.
+// Reads `length` bytes of "0123456789"; a sample has room for eight. The read's result, bytes, log and events must be
+// these, and the next read must succeed.
 void ExpectRead(Way way, LONGLONG position, LONG length, const std::function<void(Stream&, CTestSample&)>& arrange,
                 const Got& expected, const MaybeFailure& failure = {}, LONGLONG loggedPosition = -1) {
     const bool aligned = way == Way::SyncReadAligned;

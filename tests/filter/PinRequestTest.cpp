@@ -13,7 +13,7 @@
 
 namespace {
 
-// What WaitForNext gives. The reference that comes with the sample is let go of.
+// What WaitForNext gives. The reference that comes with the sample is released.
 struct Next {
     HRESULT result;
     IMediaSample* sample = nullptr;
@@ -22,10 +22,10 @@ struct Next {
     bool operator==(const Next&) const = default;
 };
 
-constexpr DWORD kLimitMs = 10'000;  // within which anything happens that happens at all
+constexpr DWORD kLimitMs = 10'000;  // whatever happens at all happens within this time
 
 std::vector<DWORD> g_waits;    // the time-outs of all waits
-std::function<BOOL()> g_wait;  // of the condition variable; it is let go of for the call
+std::function<BOOL()> g_wait;  // in place of the condition variable's wait; called without the lock
 ULONGLONG g_now = 0;
 
 BOOL WINAPI WaitAsTold(PCONDITION_VARIABLE, PSRWLOCK lock, DWORD timeoutMs, ULONG) {
@@ -197,7 +197,7 @@ TEST_F(PinRequestTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
     EXPECT_EQ((std::multiset<HRESULT>{S_OK, S_OK, VFW_E_WRONG_STATE, VFW_E_WRONG_STATE}), results);
 }
 
-TEST_F(PinRequestTest, AWaiterThatLooksAgainOnlyAfterTheFlushHasBeenFlushedAllTheSame) {
+TEST_F(PinRequestTest, AWaiterThatLooksAgainAfterTheFlushHasStillBeenFlushed) {
     const CImportHook wait("SleepConditionVariableSRW", &WaitAsTold);
     g_waits.clear();
     g_wait = [&] { return pin.BeginFlush() == S_OK && pin.EndFlush() == S_OK && g_waits.size() == 1; };
@@ -227,7 +227,7 @@ TEST_F(PinRequestTest, AVainWakeCostsTheWaiterNoTimeAndGivesItNone) {
     EXPECT_EQ((std::vector<DWORD>{1000, 700, 400, 100, 0}), g_waits);
 }
 
-TEST_F(PinRequestTest, ASampleComesWithAReferenceUnlessTheHostSaysThatTheParserCountsNone) {
+TEST_F(PinRequestTest, ASampleComesWithAReferenceUnlessTheHostSaysOtherwise) {
     for (const BOOL uncounted : {FALSE, TRUE}) {
         BOOL was = !uncounted;
         EXPECT_EQ(S_OK, pin.GetUncountedSamples(&was));
@@ -271,7 +271,7 @@ TEST_F(PinRequestTest, ReadersWaitUntilTheFlowIsDisabledNotUntilItIsEnabled) {
     EXPECT_EQ(Got(S_OK, "3456"), SyncRead(pin, 3, 4)) << "the gate only ever holds those before the first call";
 }
 
-TEST_F(PinRequestTest, ARequestThatWaitsThereOrForASlowReadLeavesTheQueueFreeAndThenLooksAgain) {
+TEST_F(PinRequestTest, ARequestThatWaitsLeavesTheQueueFreeAndThenLooksAgain) {
     pin.FlowEvent().Reset();
     for (const bool slowRead : {false, true}) {
         if (slowRead) {

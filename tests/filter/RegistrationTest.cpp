@@ -39,7 +39,7 @@ int TimesMapped(DWORD merit, BOOL needsInput, GUID majorType) {
     return found;
 }
 
-TEST(RegistrationTest, TheFilterIsMappedAndMadeFromTheFolderRegisteredLastUntilItIsTakenBack) {
+TEST(RegistrationTest, TheFilterComesFromTheFolderRegisteredLastUntilUnregistered) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
     CTempFolder folder({L"with blanks, (brackets) and \u00E4\u03A9\u4E2D\U0001F600"});
     const std::wstring copy = folder.Copy(FilterDllPath(), L"TvFileSourceAsync.dll");

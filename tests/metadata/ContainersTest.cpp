@@ -256,8 +256,8 @@ TEST(ContainersTest, HeadersWithFieldsThatCannotBeAreNone) {
     Expect(kNothing, disc("\0\0\1\xBA\x11"s), disc("\0\0\1\xB3\x21"s));
 }
 
-// Headers that never end, or lead back: far behind the head each step costs a read, of which there are no more than a
-// walk may take.
+// Headers that never end, or lead back. Far behind the head each step costs a read, and there must be no more reads
+// than a walk may take.
 TEST(ContainersTest, NoHeaderCostsMoreThanAWalkMayTake) {
     constexpr int kMost = 32 + 2 + 8;  // the head's reads grow from a byte to the whole
     const std::string gap(40'000, '\1');

@@ -20,7 +20,7 @@ using Types = std::vector<std::wstring>;
 
 inline constexpr wchar_t kNothing[] = L"none";  // the answer for what is no media
 
-// The texts of a list, which is then destroyed; nothing for a null list.
+// The texts of a list, which is then destroyed; empty for a null list.
 inline std::optional<Types> Take(IMimeTypeList* list) {
     if (!list)
         return std::nullopt;

@@ -39,7 +39,7 @@ TEST(NamesTest, NamesOfOneTypeLeadToEachOtherAndThoseOfTwoNever) {
     }
 }
 
-TEST(NamesTest, CaseParametersAndBlanksDoNotCountAndUnknownTypesAreThemselvesOnly) {
+TEST(NamesTest, CaseParametersAndBlanksDoNotCount) {
     for (const wchar_t* const name :
          {L"AUDIO/X-MP3", L" audio/mp3 ", L"audio/mp3;rate=8", L"Audio/mp3 ; a=\"b;c\"", L"\taudio / mp3\r\n"}) {
         EXPECT_TRUE(Names().Matches(L"audio/mpeg", name) && Names().Matches(name, L"audio/mpeg")) << name;
@@ -70,7 +70,7 @@ TEST(NamesTest, ExtensionsLeadToTypesWithOrWithoutDotInAnyCase) {
     EXPECT_EQ(nullptr, Names().FromExtension(nullptr));
 }
 
-TEST(NamesTest, EveryTypeOfTheFiltersTableIsKnownAndItsExtensionLeadsBackToIt) {
+TEST(NamesTest, EveryTypeOfTheFiltersTableIsKnownAndItsExtensionLeadsBack) {
     const Types known = Take(Names().KnownTypes()).value_or(Types());
     for (const filter::MimeTypeRow& row : filter::MimeTypeTable()) {
         const wchar_t* const name = Names().CanonicalName(row.mime);

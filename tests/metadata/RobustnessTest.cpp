@@ -40,17 +40,17 @@ TEST_F(SourceTest, AFailureOfAnyCallIsToldAsItCameAndSpoilsNothing) {
             const int own = kind == CScriptedStream::SeekCall;  // the test's own seek comes first
             for (int step = own; step < calls; ++step) {
                 SCOPED_TRACE(sample.path.string() + " call " + std::to_string(kind) + " " + std::to_string(step));
-                // A source without a size, or one that a seek fails on, is a live one, which isn't judged behind the
-                // tag; but where it stands must be known, and it must be put back.
+                // A source that has no size, or whose seek fails, counts as live and isn't judged behind the tag. But
+                // its position must be known, and must be put back.
                 const bool isOnTheWay = own && step > own && step + 1 < calls;
                 const bool isFailure = kind != CScriptedStream::StatCall && !isOnTheWay;
-                // The last one says that it stands elsewhere, or has read more than it was asked for.
+                // The last fault claims that the source stands elsewhere, or has read more than it was asked for.
                 for (const auto& [fault, result] :
                      {std::pair(Step{.result = STG_E_ACCESSDENIED}, STG_E_ACCESSDENIED),
                       std::pair(Step{.throws = true}, E_UNEXPECTED),
                       std::pair(Step{.claim = 0x7FFFFFFF}, own ? STG_E_SEEKERROR : STG_E_READFAULT)}) {
                     if (fault.claim && (kind == CScriptedStream::StatCall || (own && step == own)))
-                        continue;  // it claims nothing, or is believed
+                        continue;  // such a call claims nothing, or is believed
                     source.On(kind, step, fault);
                     EXPECT_EQ(isFailure ? L"failed" : kNothing, Detected(source, isFailure ? result : S_OK));
                     EXPECT_TRUE((own && step + 1 == calls) || PositionOf(source) == kPosition);
@@ -83,7 +83,7 @@ struct SlowSourceTest : ::testing::Test {
     static inline std::uint64_t now = 0;
     static constexpr std::uint64_t kMostMs = 10'000;
 
-    // Detects in a source that gives `pieceBytes` at once, each byte of which takes `msPerByte`.
+    // Detects in a source that gives `pieceBytes` at once and takes `msPerByte` for each byte.
     static Detection Detect(CScriptedStream& source, ULONG pieceBytes, std::uint64_t msPerByte) {
         source.LimitTransfers(pieceBytes);
         source.OnEachRead([=](ULONG bytes) { now += bytes * msPerByte; });

@@ -5,8 +5,8 @@ using namespace metadata;
 
 namespace {
 
-// What files of one structure have in common: the same container with sound or pictures in it. Where only the head is
-// to be had, or a part of it, the one may be taken for the other.
+// What files of one structure have in common: the same container with sound or pictures in it. Where only the head or a
+// part of it can be read, one may be taken for the other.
 std::wstring FamilyOf(const std::wstring& type) {
     constexpr std::wstring_view kFamilies[] = {
         L" audio/mp1 audio/mp2 audio/mpeg ",

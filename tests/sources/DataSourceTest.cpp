@@ -273,7 +273,7 @@ TEST_P(DataSource, StandsWhereItSaysAfterASeekToNowhereAndGivesNothingThere) {
         const HRESULT hr = Seek(*stream.Get(), move, origin, &told);
         const ULONGLONG here = PositionOf(*stream.Get());
         EXPECT_EQ(here, told);
-        // What is no place at all may also count as one far behind the end, and an unknown origin may be passed over.
+        // A place that can't exist may also count as one far behind the end, and an unknown origin may be passed over.
         EXPECT_TRUE(FAILED(hr) || here > source.bytes.size() || here == 17) << here;
         EXPECT_TRUE(Gives(*stream.Get(), source.bytes, here, 10));
         EXPECT_TRUE(!StandsAt(*stream.Get(), 0) || Gives(*stream.Get(), source.bytes, 0, 10));

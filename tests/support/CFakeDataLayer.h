@@ -30,8 +30,8 @@ public:
     enum class Fault { None, Fail, Throw, GiveNull };
     static constexpr HRESULT kFault = static_cast<HRESULT>(0x80041234);
 
-    // What the steps do instead whose text begins so. A step's text is the name of the method, or "create" and that of
-    // the class, with the arguments behind it; of OpenUriAs and OpenEntryAs the accessor id comes first.
+    // What a step does instead if its text begins with the given one. The text is the name of the method, or "create"
+    // and the name of the class, and then the arguments; for OpenUriAs and OpenEntryAs the accessor id comes first.
     std::map<std::wstring, Fault> faults;
     const wchar_t* value = nullptr;  // of every key of the metadata; null: there is no such key
     IStream* stream = nullptr;       // what is created
@@ -126,7 +126,7 @@ public:
     STDMETHODIMP CanExtract(IStream*) override { return E_NOTIMPL; }
 
 private:
-    // Writes the step down; what it does instead of its work. Throws if it is to.
+    // Writes the step down and gives what it does instead of its work. Throws if the step is to throw.
     Fault Begin(const std::wstring& step) {
         if (!step.starts_with(L"answer "))
             m_steps.push_back(step);

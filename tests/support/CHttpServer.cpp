@@ -29,7 +29,7 @@ public:
     [[nodiscard]] SOCKET Accept() {
         return WhenItNeedNotWait([&] { return ::accept(m_socket, nullptr, nullptr); });
     }
-    // The number of bytes that came. None: the other side has ended the connection, or it is broken, or stopped.
+    // The number of bytes that came. Empty: the other side has ended the connection, or it is broken or stopped.
     [[nodiscard]] size_t Receive(std::span<char> to) {
         const int count =
             WhenItNeedNotWait([&] { return ::recv(m_socket, to.data(), static_cast<int>(to.size()), 0); });
@@ -46,7 +46,7 @@ public:
         }
         return true;
     }
-    // Waits until `event` is set, or `ms` are over (false). Nothing: the other side has gone, or stopped.
+    // Waits until `event` is set, or `ms` are over (false). Empty: the other side has gone, or the server stops.
     [[nodiscard]] std::optional<bool> WaitFor(HANDLE event, DWORD ms) {
         const HANDLE events[] = {m_stop, m_changed.Get(), event};
         while (!m_isGone) {
@@ -107,7 +107,7 @@ bool SendBody(CStoppableSocket& socket, std::string_view bytes, bool chunked, si
     return true;
 }
 
-// The next request; what came behind it stays in `pending`. Nothing when the connection ends, or the server.
+// The next request; what came behind it stays in `pending`. Empty when the connection ends, or the server.
 std::optional<CHttpServer::Request> Receive(CStoppableSocket& socket, std::string& pending) {
     size_t end = 0;
     while ((end = pending.find("\r\n\r\n")) == pending.npos) {
@@ -308,8 +308,8 @@ bool CHttpServer::AnswerFrom(CStoppableSocket& socket, const Request& request, c
     return !resource.live || socket.Send("0\r\n\r\n");
 }
 
-// True: the stall was released. False: the client has gone, or the server goes. Meanwhile bytes drip out of `drip`, if
-// it isn't null.
+// True: the stall was released. False: the client has gone, or the server goes. Meanwhile the bytes of `drip` are sent
+// one by one, if it isn't null.
 bool CHttpServer::Stall(CStoppableSocket& socket, std::string_view* drip) const {
     ::SetEvent(m_stalled.Get());
     std::optional<bool> released;

@@ -38,8 +38,8 @@ public:
         }
     };
 
-    // What goes wrong with one answer. `after` counts bytes of its body; for stall, reset and close -1 is before the
-    // headers.
+    // What goes wrong with one answer. `after` counts bytes of its body; for Stall, Reset and Close, -1 means before
+    // the headers.
     enum class Fault {
         None,
         Stall,           // after these bytes nothing comes until the client goes or ReleaseStalls
@@ -77,8 +77,8 @@ public:
     CHttpServer& operator=(const CHttpServer&) = delete;
     ~CHttpServer();
 
-    // Replaces what was at `path` (without query) before; of several each is there for one answer, the last one for all
-    // later ones. What is nowhere served is answered with 404.
+    // Replaces what was at `path` (without query) before. Of several resources each serves one answer, and the last one
+    // all later answers. Any other path is answered with 404.
     void Serve(const std::string& path, Resource resource) { ServeInTurn(path, std::vector{std::move(resource)}); }
     void ServeInTurn(const std::string& path, std::vector<Resource> inTurn);
     // `credentials`: user and password as they stand in a URL, with the @.

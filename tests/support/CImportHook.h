@@ -3,8 +3,8 @@
 //
 //   const CImportHook hook("SetEvent", &FailingSetEvent);  // a failed test when there is no such import
 //
-// All code of the program is affected, also the test's own, or else that of the module; the module must outlive the
-// hook. Threads: no other thread may be about to make the call when a hook comes or goes.
+// The hook affects all code of the given module, which must outlive the hook; without a module, all code of the
+// program, also the test's own. Threads: no other thread may be about to make the call when a hook comes or goes.
 #pragma once
 
 #include <windows.h>

@@ -35,7 +35,7 @@ public:
     // What one call does. The plain one works as a well-behaved stream's does.
     struct Step {
         HRESULT result = S_OK;            // a failure, or another success code than the usual one
-        std::optional<ULONG> bytes = {};  // Read, Write: how many bytes go over at most; a failure moves none if unsaid
+        std::optional<ULONG> bytes = {};  // Read, Write: the most bytes that go over; if unset, all, or none on failure
         std::optional<ULONG> claim = {};  // Read, Write, Seek: the count or position that is reported instead
         bool throws = false;              // throws std::runtime_error and does nothing else
         bool holds = false;               // waits for LetGo at its start
@@ -53,7 +53,7 @@ public:
     void ForgetSteps() { Set(m_script, {}); }
     // Every read and write moves at most this many bytes.
     void LimitTransfers(ULONG bytes) { Set(m_limit, bytes); }
-    // Stat's size; unsaid, it is the length of the contents.
+    // Stat's size; if unset, the length of the contents.
     void ReportSize(ULONGLONG bytes) { Set(m_reportedSize, bytes); }
     // Stat's grfStateBits.
     void ReportState(DWORD bits) { Set(m_state, bits); }
@@ -62,11 +62,11 @@ public:
     // Called at each read, with the count that it gives.
     void OnEachRead(std::function<void(ULONG)> call) { Set(m_onRead, std::move(call)); }
     void SetContents(std::string_view contents) { Set(m_contents, std::string(contents)); }
-    void SetName(const std::wstring& name) { Set(m_name, name); }  // for Stat; unsaid, it is "scripted"
+    void SetName(const std::wstring& name) { Set(m_name, name); }  // for Stat; if unset, "scripted"
     void TellNameAlways() { Set(m_alwaysTellsName, true); }        // also to a Stat that wants none
     // Stands at its start again, whatever it refuses.
     void Rewind() { Set(m_position, 0); }
-    // What becomes of seeks to anywhere else but where the stream stands. Those that fail tell where that is.
+    // What happens to seeks to anywhere but where the stream stands. Those that fail tell where it stands.
     enum class Seeks {
         All,
         None,     // as a live source's
@@ -193,7 +193,7 @@ private:
         const std::lock_guard lock(m_mutex);
         member = std::move(value);
     }
-    // Counts the call, waits if it is to be held, and gives its step. The lock is for the rest of the call.
+    // Counts the call, waits if the script holds it, and gives its step. The lock is for the rest of the call.
     std::pair<Step, std::unique_lock<std::mutex>> Begin(Kind kind) {
         std::unique_lock lock(m_mutex);
         m_lastThread = ::GetCurrentThreadId();

@@ -41,7 +41,7 @@ private:
 };
 
 namespace Detail {
-// The thread whose next allocation tells, 0 for none. No thread-local variable: the compiler's are themselves
+// The thread whose next allocation is reported, 0 for none. No thread-local variable: the compiler's are themselves
 // allocated.
 inline std::atomic<DWORD> telling{0};
 inline std::function<void()> tell;

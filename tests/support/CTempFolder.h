@@ -21,7 +21,7 @@ public:
         const std::wstring stem = (inner.empty() || inner[0].size() < 100 ? L"" : LR"(\\?\)") +
                                   std::filesystem::temp_directory_path().wstring() + L"tvt" +
                                   std::to_wstring(::GetCurrentProcessId()) + L"_";
-        // Process identifiers come again, and a test that broke off has left its folder.
+        // Process identifiers are used again, and a test that broke off may have left its folder.
         for (int number = 0; m_made.empty() && number < 1000; ++number)
             MakeFolder(m_path = stem + std::to_wstring(number));
         EXPECT_FALSE(m_made.empty()) << stem;

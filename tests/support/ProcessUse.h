@@ -19,7 +19,7 @@ inline LONGLONG PrivateBytes() {
     return total;
 }
 
-// Handles, likewise.
+// Handles that are open.
 inline int Handles() {
     int count = 0;
     DWORD flags = 0;

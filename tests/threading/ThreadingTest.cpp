@@ -116,7 +116,7 @@ struct CBody {
 };
 using Adapter = CComThreadRunnableAdapter<CBody>;
 
-TEST(CComThreadRunnableAdapterTest, BodyRunsInTheApartmentThatWasAskedForAndTheThreadIsLeftAsItWas) {
+TEST(CComThreadRunnableAdapterTest, BodyRunsInTheRequestedApartmentAndTheThreadIsLeftAsItWas) {
     for (const auto& [flags, kind] :
          {std::pair{COINIT_MULTITHREADED, APTTYPE_MTA}, {COINIT_APARTMENTTHREADED, APTTYPE_STA}}) {
         CBody body;

@@ -22,7 +22,7 @@ struct HostRun {
 [[nodiscard]] std::string LongSound();
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
-// Where the program writes instead of to the HostRun: inheritable handles, or null.
+// Where the program writes in place of the HostRun: inheritable handles, or null.
 struct HostHandles {
     HANDLE out = nullptr, err = nullptr;
 };
@@ -36,9 +36,9 @@ struct CPipe {
     base::CAutoHandle reader, writer;
 };
 
-// Runs the program, a path or a name of the system's, with these arguments to its end. One that is not done after a
-// minute is ended, with exit code 99. With `meanwhile`, which is called once it runs, it shares this process's console;
-// otherwise it has none.
+// Runs the program, a path or a name of the system's, with these arguments to its end. A program that is not done after
+// a minute is ended, with exit code 99. With `meanwhile`, which is called once the program runs, it shares this
+// process's console; otherwise it has none.
 [[nodiscard]] HostRun RunHost(const std::vector<std::wstring>& arguments,
                               const std::wstring& program = BuiltFile(L"tvsource.exe"),
                               const std::function<void()>& meanwhile = {}, HostHandles handles = {});
@@ -50,5 +50,6 @@ struct CPipe {
 // The DLL whose sources misbehave.
 inline constexpr wchar_t kAwkward[] = L"awkward_source.dll";
 
-// What is expected of a run: its exit code, and the texts that are in its output (of an error: in its error output).
+// What is expected of a run: its exit code, and the texts that are in its output (of a failed run: in its error
+// output).
 void ExpectRun(const HostRun& run, unsigned exitCode, std::initializer_list<std::string> texts);

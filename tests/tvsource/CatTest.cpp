@@ -18,7 +18,7 @@ struct Cat : ::testing::Test {
     CTempFolder folder;
 };
 
-TEST_F(Cat, RangesComeOutAsTheyStandInTheFileAlsoOfASourceWhoseLengthNobodyKnows) {
+TEST_F(Cat, RangesComeOutAsTheyStandInTheFileAlsoOfALiveSource) {
     const std::tuple<std::vector<std::wstring>, size_t, size_t> ranges[] = {
         {{}, 0, 200'000},
         {{L"--offset", L"0", L"--length", L"0"}, 0, 0},
@@ -51,7 +51,7 @@ TEST_F(Cat, WritesAFileOfAnyNameButNotOverItsSource) {
     EXPECT_EQ("RIFF", BytesOf(output));
 }
 
-TEST_F(Cat, ASourceThatBreaksIsAnErrorWithWhatCouldBeReadWrittenUnlessItGoesOn) {
+TEST_F(Cat, ASourceThatStaysBrokenIsAnErrorBehindItsReadableBytes) {
     const std::string contents = LongContents();
     const HostRun run = RunWithFilter(L"cat", {folder.Write(contents, L"long.broken")}, kAwkward);
     ExpectRun(run, 1, {"could not be read beyond byte 131072 of 200000: 0x8003001E"});

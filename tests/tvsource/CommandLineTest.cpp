@@ -62,7 +62,7 @@ TEST_F(CommandLine, ALibraryThatHasNoFilterIsNamed) {
         ExpectRun(RunHost({L"info", L"--dll", library, wave}), 1, {message, Utf8(library)});
 }
 
-TEST_F(CommandLine, WithoutALibraryTheRegisteredFilterIsUsedAndItsLackIsExplained) {
+TEST_F(CommandLine, WithoutALibraryTheRegisteredFilterIsUsed) {
     const std::wstring dll = BuiltFile(L"TvFileSourceAsync.dll");
     ExpectRun(RunHost({L"/s", dll}, L"regsvr32.exe"), 0, {});
     EXPECT_EQ(BytesOf(wave), RunHost({L"cat", wave}).out);

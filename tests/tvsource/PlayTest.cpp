@@ -44,7 +44,7 @@ struct Play : ::testing::Test {
     CTempFolder folder;
 };
 
-TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserThatItsContentLeadsTo) {
+TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserForItsContent) {
     const std::tuple<const wchar_t*, const char*, size_t> files[] = {
         {L"tone.wav", "WAVE Parser", 1},
         {L"tone.mp3", "MPEG-I Stream Splitter", 1},
@@ -88,7 +88,8 @@ TEST_F(Play, SamplesAreCountedByTheRuleOfThePlatformUnlessToldOtherwise) {
     EXPECT_EQ("samples are counted\n", RunWithFilter(L"play", {L"--null", L"--counted-samples", wave}, kAwkward).err);
 }
 
-// The one keeps the parser, and with it the graph, from stopping; the other whoever asks why the source has failed.
+// The one source keeps the parser, and with it the graph, from stopping; the other keeps whoever asks why the source
+// has failed.
 TEST_F(Play, AReadThatNeverEndsDoesNotKeepTheProgram) {
     for (const wchar_t* name : {L"long.felled", L"long.stuck"}) {
         const HostRun run =

@@ -62,7 +62,7 @@ TEST_F(CStreamCookieTest, HoldsTheLastStreamThatItWasGivenUntilRevokedOrGone) {
     EXPECT_EQ(0u, first.References());
 }
 
-TEST_F(CStreamCookieTest, GivesAFreeThreadedStreamToOtherApartmentsUnchangedAndLetsGoOfIt) {
+TEST_F(CStreamCookieTest, GivesAFreeThreadedStreamUnchangedToOtherApartments) {
     ComPtr<IStream> freeThreaded;
     ASSERT_EQ(S_OK, TKFCreateBufferedStream(&first, &freeThreaded, 4));
     EXPECT_EQ(S_OK, cookie.Attach(freeThreaded.Get()));

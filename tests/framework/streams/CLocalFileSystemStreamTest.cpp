@@ -44,7 +44,7 @@ TEST_F(CLocalFileSystemStreamTest, RefusesBadArgumentsBeforeAnyFileIsTouched) {
     EXPECT_FALSE(Exists(missing));
     EXPECT_EQ(E_POINTER, TKFCreateLocalFileSystemStream(file.Path().c_str(), kReadWrite, nullptr));
 
-    // What is not there is another failure than what is there and can't be opened so.
+    // A missing file gives another failure than a file that can't be opened in this way.
     for (const std::wstring& path : {missing, missing + L"\\deeper", file.Path() + L"?"})
         EXPECT_EQ(E_FAIL, open(path.c_str(), kTKFStreamRead));
     EXPECT_EQ(STG_E_ACCESSDENIED, open(folder.c_str(), kTKFStreamRead | kShareAll));

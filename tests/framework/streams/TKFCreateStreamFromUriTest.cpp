@@ -58,7 +58,7 @@ TEST_F(TKFCreateStreamFromUriTest, OpensLocalFilesWithoutTheDataService) {
     EXPECT_EQ(Texts{}, service.TakeSteps());
 }
 
-TEST_F(TKFCreateStreamFromUriTest, LeavesEverythingElseToTheDataServiceAndTellsItWhoMayReadAndWrite) {
+TEST_F(TKFCreateStreamFromUriTest, LeavesEverythingElseToTheDataServiceWithTheAccessWanted) {
     const struct {
         DWORD mode;
         const wchar_t *step, *name;

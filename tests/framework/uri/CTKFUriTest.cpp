@@ -76,7 +76,7 @@ TEST(CTKFUriTest, TakesIpv6AddressesInEveryForm) {
     }
 }
 
-TEST(CTKFUriTest, MalformedAuthoritiesDevicesAndServerPathsWithoutServerAreNoNames) {
+TEST(CTKFUriTest, MalformedAuthoritiesDevicesAndPathsWithoutServerAreNoNames) {
     std::vector<std::wstring> names = {L"file://h:65536/x", L"file:////ser:ver/x", L"file:///C:/line\nfeed"};
     for (const wchar_t* path :
          {L"", LR"(\\)", L"//", LR"(\\\server)", LR"(\\.)", LR"(\\.\C:\x)", LR"(\\.\pipe\x)", LR"(\\?)", LR"(\\?\)",
@@ -96,7 +96,7 @@ TEST(CTKFUriTest, MalformedAuthoritiesDevicesAndServerPathsWithoutServerAreNoNam
     EXPECT_FALSE(CTKFUri::Parse(nullptr));
 }
 
-// A file has a path, which is local unless it begins with a server.
+// A file URI has a path, which is local unless it begins with a server.
 void ExpectPath(const std::wstring& path, const CTKFUri& uri) {
     const bool isUnc = path.starts_with(LR"(\\)") && (!path.starts_with(LR"(\\?\)") || path.starts_with(LR"(\\?\U)"));
     EXPECT_EQ(path, uri.GetFilePath());
@@ -104,7 +104,7 @@ void ExpectPath(const std::wstring& path, const CTKFUri& uri) {
     EXPECT_EQ(!isUnc && !path.empty(), uri.IsLocalFile());
 }
 
-TEST(CTKFUriTest, NamesOfOneFileLeadToItsPathAndUrlAndEqualityLooksThroughTheWayOfWritingOnly) {
+TEST(CTKFUriTest, NamesOfOneFileAreEqualAndLeadToItsPathAndUrl) {
     const std::wstring longName(40000, L'x');
     // A path, its URL and other names for it, or names that have no path. Those of one row are equal, and different
     // from those of every other row.
