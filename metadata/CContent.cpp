@@ -1,29 +1,26 @@
 #include "metadata/CContent.h"
 
-#include "TKDataServices.h"
-#include "base/ComBoundary.h"
-
-#include <utility>
+#include <limits>
 
 namespace metadata {
 
 namespace {
 
-constexpr std::uint64_t kUnknownSizeBit = std::uint64_t{1} << 63;
+constexpr std::uint64_t kMostPosition = std::numeric_limits<std::int64_t>::max();
 constexpr std::uint64_t kDearestStart = 1024 * 1024;  // behind tags, where all before it has to be read
 
 }  // namespace
 
-CContent::CContent(IStream* source, Clock clock) : m_source(source), m_clock(clock) {
-    ULARGE_INTEGER position{};
-    Fail(base::ComBoundary([&] { return m_source->Seek({}, STREAM_SEEK_CUR, &position); }));
-    m_isPutBack = FAILED(m_result);  // nobody knows where to
+CContent::CContent(IByteSource& source, Clock clock) : m_source(source), m_clock(clock) {
+    Fail(m_source.Tell(m_found));
+    m_isPutBack = HasFailed();  // nobody knows where to
     if (m_isPutBack)
         return;
-    m_found = position.QuadPart;
-    AskStat();
+    const IByteSource::Facts facts = m_source.Ask();
+    m_size = facts.size;
+    m_areSeeksDear = facts.areSeeksDear;
     if (m_size && !CanSeekTo(0))
-        Fail(SeekTo(m_found));
+        Fail(m_source.SeekTo(m_found));
     if (!m_size)
         m_start = m_found;
     ReadHead();
@@ -33,25 +30,15 @@ CContent::~CContent() {
     PutBack();
 }
 
-void CContent::AskStat() {
-    STATSTG stat{};
-    if (FAILED(base::ComBoundary([&] { return m_source->Stat(&stat, STATFLAG_NONAME); })))
-        return;
-    ::CoTaskMemFree(stat.pwcsName);  // some give a name all the same
-    if (!(stat.cbSize.QuadPart & kUnknownSizeBit))
-        m_size = stat.cbSize.QuadPart;
-    m_areSeeksDear = stat.grfStateBits == TKDS_STATE_SEEKS_READ_THROUGH;
-}
-
 void CContent::PutBack() {
     if (m_isPutBack)
         return;
     m_isPutBack = true;
-    Fail(SeekTo(m_found));
+    Fail(m_source.SeekTo(m_found));
 }
 
 void CContent::MoveStart(std::uint64_t count) {
-    m_start += std::min(count, kUnknownSizeBit - 1 - m_start);
+    m_start += std::min(count, kMostPosition - m_start);
     // Some sources refuse positions behind their end. There is nothing to be had there.
     m_headIsAll = m_headIsAll || (m_size && m_start >= *m_size);
     const bool isNear = m_size && !m_headIsAll && !m_isOutOfTime && !(m_areSeeksDear && m_start > kDearestStart);
@@ -64,7 +51,7 @@ void CContent::MoveStart(std::uint64_t count) {
 }
 
 size_t CContent::ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer) {
-    if (!CanWalk() || position > kUnknownSizeBit - 1 - m_start)
+    if (!CanWalk() || position > kMostPosition - m_start)
         return 0;
     if (m_start + position >= *m_size || !CanSeekTo(m_start + position))
         return 0;
@@ -79,15 +66,13 @@ void CContent::ReadHead() {
 
 size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
     size_t count = 0;
-    while (SUCCEEDED(m_result) && count < buffer.size()) {
-        const auto wanted = static_cast<ULONG>(NextReadBytes(buffer.size() - count));
+    while (!HasFailed() && count < buffer.size()) {
+        const size_t wanted = NextReadBytes(buffer.size() - count);
         if (wanted == 0)
             break;
         const std::uint64_t start = m_clock();
-        ULONG read = 0;
-        Fail(base::ComBoundary([&] { return m_source->Read(buffer.data() + count, wanted, &read); }));
-        if (read > wanted)
-            Fail(STG_E_READFAULT);
+        size_t read = 0;
+        Fail(m_source.Read(buffer.subspan(count, wanted), read));
         if (read == 0)
             break;
         count += read;
@@ -96,7 +81,7 @@ size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
         if (!m_deadline)
             m_deadline = start + m_lastReadMs + kMostMs;
     }
-    return SUCCEEDED(m_result) ? count : 0;
+    return HasFailed() ? 0 : count;
 }
 
 // How many of the `wanted` bytes to ask for at once; 0 when the time is up. A stream that gathers what slow pieces its
@@ -116,22 +101,14 @@ size_t CContent::NextReadBytes(size_t wanted) {
 
 // Whether a seek of the walk succeeded. After one that didn't the source is a live one.
 bool CContent::CanSeekTo(std::uint64_t position) {
-    const bool isThere = SUCCEEDED(m_result) && SUCCEEDED(SeekTo(position));
+    const bool isThere = !HasFailed() && m_source.SeekTo(position) >= 0;
     if (!isThere)
         m_size.reset();
     return isThere;
 }
 
-HRESULT CContent::SeekTo(std::uint64_t position) {
-    // Not every source takes a null pointer for the new position, and some say by it that they stand elsewhere.
-    ULARGE_INTEGER reached{.QuadPart = position};
-    const LARGE_INTEGER target{.QuadPart = static_cast<LONGLONG>(position)};
-    const HRESULT result = base::ComBoundary([&] { return m_source->Seek(target, STREAM_SEEK_SET, &reached); });
-    return SUCCEEDED(result) && reached.QuadPart != position ? STG_E_SEEKERROR : result;
-}
-
-void CContent::Fail(HRESULT result) noexcept {
-    if (SUCCEEDED(m_result) && FAILED(result))
+void CContent::Fail(IByteSource::Result result) noexcept {
+    if (!HasFailed() && result < 0)
         m_result = result;
 }
 

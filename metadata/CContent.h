@@ -3,12 +3,11 @@
 //
 // Units: positions and sizes in bytes; positions count from Start(), which moves behind tags. Times in milliseconds.
 //
-// A source whose size isn't known (Stat fails, or the size's top bit is set) may be live: it is read from where it
-// stands, and the only seek is back to there. Nothing is lost where that seek succeeds, as it does within the bytes
-// that a buffer in front of the source still has; CReplayStream is one that has them all. A source that knows its size
-// is read from its beginning. If it says that its seeks are dear (TKDS_STATE_SEEKS_READ_THROUGH), only tags of up to 1
-// MiB are stepped over, and nothing behind the head is read. A seek that fails shows that the source can't be walked:
-// it counts as a live one from then on.
+// A source whose size isn't known may be live: it is read from where it stands, and the only seek is back to there.
+// Nothing is lost where that seek succeeds, as it does within the bytes that a buffer in front of the source still has;
+// CReplayStream is one that has them all. A source that knows its size is read from its beginning. If it says that its
+// seeks are dear, only tags of up to 1 MiB are stepped over, and nothing behind the head is read. A seek that fails
+// shows that the source can't be walked: it counts as a live one from then on.
 //
 // Ten seconds after the first byte nothing more is asked of the source but the seek back, and what has come by then is
 // judged. The wait for that byte doesn't count: a buffer in front of a slow source fills itself with it, and has the
@@ -17,13 +16,12 @@
 //
 // Errors: std::bad_alloc. A failure of the source is no exception: nothing more is read after the first one, the
 // content looks empty, and Result says why. (The first exception that is thrown in a DLL takes resources of its
-// run-time library that freeing the DLL doesn't give back, and sources fail often.) Threads: one.  Lifetime: the stream
+// run-time library that freeing the DLL doesn't give back, and sources fail often.) Threads: one.  Lifetime: the source
 // must outlive the object.
 #pragma once
 
 #include "metadata/CBytes.h"
-
-#include <objidl.h>
+#include "metadata/IByteSource.h"
 
 #include <optional>
 #include <vector>
@@ -39,7 +37,7 @@ public:
     using Clock = std::uint64_t (*)();
 
     // Reads the head. It is empty if the source fails.
-    CContent(IStream* source, Clock clock);
+    CContent(IByteSource& source, Clock clock);
     CContent(const CContent&) = delete;
     CContent& operator=(const CContent&) = delete;
     ~CContent();
@@ -71,20 +69,18 @@ public:
     // Puts the seek pointer back, also after a failure.
     void PutBack();
 
-    // S_OK, or how the source failed first: STG_E_READFAULT or STG_E_SEEKERROR where it only told what can't be. A seek
-    // that fails is a failure only where the source is put back.
-    [[nodiscard]] HRESULT Result() const noexcept { return m_result; }
+    // 0, or how the source failed first. A seek that fails is a failure only where the source is put back.
+    [[nodiscard]] IByteSource::Result Result() const noexcept { return m_result; }
+    [[nodiscard]] bool HasFailed() const noexcept { return m_result < 0; }
 
 private:
     [[nodiscard]] size_t ReadOn(std::span<std::uint8_t> buffer);
     [[nodiscard]] size_t NextReadBytes(size_t wanted);
-    void AskStat();
-    [[nodiscard]] HRESULT SeekTo(std::uint64_t position);
     [[nodiscard]] bool CanSeekTo(std::uint64_t position);
     void ReadHead();
-    void Fail(HRESULT result) noexcept;
+    void Fail(IByteSource::Result result) noexcept;
 
-    IStream* const m_source;
+    IByteSource& m_source;
     const Clock m_clock;
     std::optional<std::uint64_t> m_deadline;  // from the first byte on
     std::uint64_t m_found = 0;                // where the source stood
@@ -98,7 +94,7 @@ private:
     size_t m_headOffset = 0;
     bool m_headIsAll = false;
     bool m_isPutBack = false;
-    HRESULT m_result = S_OK;
+    IByteSource::Result m_result = 0;
 };
 
 }  // namespace metadata

@@ -2,7 +2,7 @@
 
 #include "base/ComBoundary.h"
 #include "metadata/CMimeTypeList.h"
-#include "metadata/Detection.h"
+#include "metadata/CStreamSource.h"
 #include "metadata/Explanation.h"
 #include "metadata/MimeTypeNames.h"
 

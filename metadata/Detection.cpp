@@ -20,11 +20,7 @@ std::uint64_t Id3Length(CBytes head) {
 
 }  // namespace
 
-std::uint64_t SystemTimeMs() {
-    return ::GetTickCount64();
-}
-
-Detection DetectFormat(IStream* source, CContent::Clock clock) {
+Detection DetectFormat(IByteSource& source, CContent::Clock clock) {
     CContent content(source, clock);
     Detection detection;
     for (; detection.tags < kMostTags; ++detection.tags) {
@@ -44,13 +40,13 @@ Detection DetectFormat(IStream* source, CContent::Clock clock) {
             detection.findings.push_back({&rule, verdict, {bytes.begin(), bytes.end()}});
             detection.findings.back().verdict.evidence.position += content.Start();
         }
-        if (verdict.Decides() || FAILED(content.Result()))
+        if (verdict.Decides() || content.HasFailed())
             break;
     }
     detection.isOutOfTime = content.IsOutOfTime();
     content.PutBack();
     detection.result = content.Result();
-    if (FAILED(detection.result))
+    if (content.HasFailed())
         detection.findings.clear();
     return detection;
 }

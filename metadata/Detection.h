@@ -1,9 +1,9 @@
-// From a stream's content to MIME types.
+// From a source's content to MIME types.
 //
 // Tags that may stand before any format (ID3v2) are stepped over, and then each rule is asked in turn until one knows
 // the content. Names and extensions are never looked at.
 //
-// Errors: std::bad_alloc.  Threads: any, with a stream each.
+// Errors: std::bad_alloc.  Threads: any, with a source each.
 #pragma once
 
 #include "metadata/FormatRules.h"
@@ -20,16 +20,14 @@ struct Finding {
 };
 
 struct Detection {
-    HRESULT result = S_OK;          // how the source failed; there are no findings then
-    std::vector<Finding> findings;  // in the order of the rules; the last one's verdict is the answer if it has types
-    std::uint64_t start = 0;        // where in the source what is judged begins
-    int tags = 0;                   // that were stepped over before it
-    bool isOutOfTime = false;       // judged by less than would have been read of a faster source
+    IByteSource::Result result = 0;  // how the source failed; there are no findings then
+    std::vector<Finding> findings;   // in the order of the rules; the last one's verdict is the answer if it has types
+    std::uint64_t start = 0;         // where in the source what is judged begins
+    int tags = 0;                    // that were stepped over before it
+    bool isOutOfTime = false;        // judged by less than would have been read of a faster source
 };
 
-[[nodiscard]] std::uint64_t SystemTimeMs();
-
 // The seek pointer is put back, also after a failure.
-[[nodiscard]] Detection DetectFormat(IStream* source, CContent::Clock clock = &SystemTimeMs);
+[[nodiscard]] Detection DetectFormat(IByteSource& source, CContent::Clock clock);
 
 }  // namespace metadata

@@ -16,15 +16,15 @@ constexpr std::uint64_t kExtensibleFormat = 40;
 
 constexpr std::uint16_t kTagAtrac3 = 0x0270;
 constexpr std::uint16_t kTagExtensible = 0xFFFE;
-constexpr GUID kSubtypeAtrac3 = {kTagAtrac3, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71}};
-constexpr GUID kSubtypeAtrac3Plus = {0xE923AABF, 0xCB58, 0x4471, {0xA1, 0x19, 0xFF, 0xFA, 0x01, 0xE4, 0xCE, 0x62}};
+constexpr Guid kSubtypeAtrac3 = {kTagAtrac3, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71}};
+constexpr Guid kSubtypeAtrac3Plus = {0xE923AABF, 0xCB58, 0x4471, {0xA1, 0x19, 0xFF, 0xFA, 0x01, 0xE4, 0xCE, 0x62}};
 
 bool IsAtrac3(CBytes format, ByteOrder order) {
     const std::uint16_t tag = order == ByteOrder::Big ? format.Be16(0) : format.Le16(0);
     if (tag != kTagExtensible)
         return tag == kTagAtrac3;
     constexpr std::uint64_t kSubtype = 24;
-    const GUID subtype = GuidAt(format, kSubtype);
+    const Guid subtype = GuidAt(format, kSubtype);
     return subtype == kSubtypeAtrac3 || subtype == kSubtypeAtrac3Plus;
 }
 

@@ -1,5 +1,5 @@
 // Sources that fail, stall or lie.
-#include "metadata/Detection.h"
+#include "metadata/CStreamSource.h"
 #include "tests/metadata/MetadataTest.h"
 
 #include <TKDataServices.h>

@@ -1,0 +1,58 @@
+#include "metadata/CStreamSource.h"
+
+#include "TKDataServices.h"
+#include "base/ComBoundary.h"
+
+namespace metadata {
+
+namespace {
+
+constexpr std::uint64_t kUnknownSizeBit = std::uint64_t{1} << 63;
+
+}  // namespace
+
+IByteSource::Result CStreamSource::Tell(std::uint64_t& position) noexcept {
+    ULARGE_INTEGER reached{};
+    const HRESULT result = base::ComBoundary([&] { return m_stream->Seek({}, STREAM_SEEK_CUR, &reached); });
+    position = reached.QuadPart;
+    return result;
+}
+
+IByteSource::Facts CStreamSource::Ask() noexcept {
+    STATSTG stat{};
+    if (FAILED(base::ComBoundary([&] { return m_stream->Stat(&stat, STATFLAG_NONAME); })))
+        return {};
+    ::CoTaskMemFree(stat.pwcsName);  // some give a name all the same
+    Facts facts;
+    facts.areSeeksDear = stat.grfStateBits == TKDS_STATE_SEEKS_READ_THROUGH;
+    if (!(stat.cbSize.QuadPart & kUnknownSizeBit))
+        facts.size = stat.cbSize.QuadPart;
+    return facts;
+}
+
+IByteSource::Result CStreamSource::SeekTo(std::uint64_t position) noexcept {
+    // Not every source takes a null pointer for the new position, and some say by it that they stand elsewhere.
+    ULARGE_INTEGER reached{.QuadPart = position};
+    const LARGE_INTEGER target{.QuadPart = static_cast<LONGLONG>(position)};
+    const HRESULT result = base::ComBoundary([&] { return m_stream->Seek(target, STREAM_SEEK_SET, &reached); });
+    return SUCCEEDED(result) && reached.QuadPart != position ? STG_E_SEEKERROR : result;
+}
+
+IByteSource::Result CStreamSource::Read(std::span<std::uint8_t> buffer, size_t& count) noexcept {
+    const auto wanted = static_cast<ULONG>(buffer.size());
+    ULONG read = 0;
+    const HRESULT result = base::ComBoundary([&] { return m_stream->Read(buffer.data(), wanted, &read); });
+    count = read;
+    return SUCCEEDED(result) && read > wanted ? STG_E_READFAULT : result;
+}
+
+std::uint64_t SystemTimeMs() {
+    return ::GetTickCount64();
+}
+
+Detection DetectFormat(IStream* stream, CContent::Clock clock) {
+    CStreamSource source(stream);
+    return DetectFormat(source, clock);
+}
+
+}  // namespace metadata
