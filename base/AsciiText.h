@@ -23,4 +23,11 @@ namespace base {
                       [](wchar_t x, wchar_t y) { return AsciiLower(x) == AsciiLower(y); });
 }
 
+// Without the blanks and tabs at both ends.
+[[nodiscard]] constexpr std::wstring_view Trimmed(std::wstring_view text) noexcept {
+    constexpr std::wstring_view kBlanks = L" \t";
+    const std::size_t first = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(first, std::max(text.find_last_not_of(kBlanks) + 1, first) - first);
+}
+
 }  // namespace base

@@ -10,6 +10,14 @@
 
 namespace base {
 
+[[nodiscard]] constexpr bool IsHighSurrogate(wchar_t unit) noexcept {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+[[nodiscard]] constexpr bool IsLowSurrogate(wchar_t unit) noexcept {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
 [[nodiscard]] std::string Utf8OfWide(std::wstring_view text);
 [[nodiscard]] std::wstring WideOfUtf8(std::string_view bytes);
 

@@ -1,7 +1,7 @@
 #include "dataservices/OpenStream.h"
 
 #include "dataservices/Results.h"
-#include "dataservices/data/DataUri.h"
+#include "dataservices/data/CDataUriStream.h"
 #include "dataservices/http/CHttpStream.h"
 #include "framework/streams/CLocalFileSystemStream.h"
 

@@ -1,12 +1,9 @@
 #include "diagnostics/CLogToFile.h"
 
 #include "base/ComBoundary.h"
-#include "base/FormatText.h"
 #include "base/LongPath.h"
-#include "base/Utf8Text.h"
-#include "diagnostics/LogSite.h"
+#include "diagnostics/LogLine.h"
 
-#include <algorithm>
 #include <atomic>
 #include <limits>
 #include <string>
@@ -107,10 +104,6 @@ private:
     BOOL m_locked = FALSE;
 };
 
-const wchar_t* OrEmpty(const wchar_t* text) noexcept {
-    return text ? text : L"";
-}
-
 }  // namespace
 
 CLogToFile::CLogToFile() noexcept {
@@ -136,12 +129,8 @@ STDMETHODIMP CLogToFile::Log(LONG severity, BSTR category, ULONG processId, ULON
     if (!m_enabled)
         return S_OK;
     base::RunQuietly([&] {
-        std::wstring text = base::FormatText(
-            L"SEV: %d, CAT: %s, PID: %d, TID: %d, FILE: %s, LINE: %d, FUNC: %s, MSG: %s", severity, OrEmpty(category),
-            processId, threadId, OrEmpty(file), line, OrEmpty(function), OrEmpty(message));
-        std::replace(text.begin(), text.end(), L'\r', L'\u240D');
-        std::replace(text.begin(), text.end(), L'\n', L'\u240A');
-        const std::string bytes = base::Utf8OfWide(text) + "\r\n";
+        const std::string bytes = LogLine(severity, category, static_cast<int>(processId), static_cast<int>(threadId),
+                                          file, line, function, message);
         DWORD written = 0;
         const CAppendTurn turn(m_file.Get(), m_turnsSuspendedUntilMs);
         ::WriteFile(m_file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);

@@ -2,11 +2,7 @@
 // of HKEY_LOCAL_MACHINE\SOFTWARE\Tavel\TKRuntimeLogger. (A 32-bit process sees its own view of that key.) Without the
 // value there is no log file; there is no default path. REG_EXPAND_SZ is refused: nothing is expanded.
 //
-// A record is one line of UTF-8 that ends in CR LF:
-//   SEV: %d, CAT: %s, PID: %d, TID: %d, FILE: %s, LINE: %d, FUNC: %s, MSG: %s
-// Null texts are empty. A carriage return or line feed within a text is shown as its control picture (U+240D, U+240A),
-// so that one record stays one line and nothing in a name can pass for another record; half of a surrogate pair becomes
-// U+FFFD.
+// A record is one line, as LogLine makes it.
 //
 // Threads: any. Each line is a single append. All threads and processes that write to one file take turns by a lock in
 // the file itself, held for the length of one append. So lines neither mix nor get lost, unless a writer keeps its turn

@@ -28,8 +28,8 @@ std::wstring EncodeBase64(std::string_view bytes) {
     return text;
 }
 
-std::optional<std::vector<BYTE>> DecodeBase64(std::string_view text) {
-    std::vector<BYTE> bytes;
+std::optional<std::vector<std::uint8_t>> DecodeBase64(std::string_view text) {
+    std::vector<std::uint8_t> bytes;
     bytes.reserve(text.size() / kDigitsInGroup * kBytesInGroup + kBytesInGroup);
     unsigned bits = 0;
     unsigned bitCount = 0;
@@ -50,7 +50,7 @@ std::optional<std::vector<BYTE>> DecodeBase64(std::string_view text) {
         bitCount += kBitsOfDigit;
         if (bitCount >= 8) {
             bitCount -= 8;
-            bytes.push_back(static_cast<BYTE>(bits >> bitCount & 0xFF));
+            bytes.push_back(static_cast<std::uint8_t>(bits >> bitCount & 0xFF));
         }
     }
     const size_t last = digits % kDigitsInGroup;

@@ -3,8 +3,7 @@
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
 
-#include <windows.h>
-
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,6 +16,6 @@ namespace dataservices {
 
 // Blanks and line breaks anywhere are passed over. Padding may be missing, but not be wrong. Bits that are left over at
 // the end are dropped. No value: the text is no base64.
-[[nodiscard]] std::optional<std::vector<BYTE>> DecodeBase64(std::string_view text);
+[[nodiscard]] std::optional<std::vector<std::uint8_t>> DecodeBase64(std::string_view text);
 
 }  // namespace dataservices

@@ -1,5 +1,7 @@
 #include "dataservices/data/CDataUriStream.h"
 
+#include "dataservices/data/DataUri.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -49,6 +51,22 @@ HRESULT CDataUriStream::Clone(IStream** clone) noexcept {
     const HRESULT hr = framework::MakeComObject<CDataUriStream>(made.GetAddressOf(), m_content, m_position);
     *clone = made.Detach();
     return hr;
+}
+
+HRESULT CreateDataUriStream(const wchar_t* uri, IStream** stream) noexcept {
+    if (!stream)
+        return E_POINTER;
+    *stream = nullptr;
+    return base::ComBoundary([&]() -> HRESULT {
+        auto content = uri ? ContentOfDataUri(uri) : std::nullopt;
+        if (!content)
+            return E_INVALIDARG;
+        Microsoft::WRL::ComPtr<CDataUriStream> made;
+        const HRESULT hr = framework::MakeComObject<CDataUriStream>(
+            made.GetAddressOf(), std::make_shared<const std::vector<BYTE>>(std::move(*content)));
+        *stream = made.Detach();
+        return hr;
+    });
 }
 
 }  // namespace dataservices

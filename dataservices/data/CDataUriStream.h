@@ -30,4 +30,8 @@ private:
     ULONGLONG m_position;
 };
 
+// Hands out what ContentOfDataUri gives as a read-only stream that stands at its start. `*stream` is null on failure.
+// E_INVALIDARG: `uri` is null, or ContentOfDataUri gives nothing.  E_POINTER: `stream` is null.  E_OUTOFMEMORY.
+[[nodiscard]] HRESULT CreateDataUriStream(const wchar_t* uri, IStream** stream) noexcept;
+
 }  // namespace dataservices

@@ -2,12 +2,9 @@
 
 #include "base/Utf8Text.h"
 #include "dataservices/data/Base64.h"
-#include "dataservices/data/CDataUriStream.h"
 #include "framework/uri/EscapedByte.h"
 
-#include <optional>
 #include <string>
-#include <string_view>
 
 namespace dataservices {
 
@@ -36,7 +33,9 @@ constexpr std::wstring_view kBase64 = L";base64";
     return bytes;
 }
 
-[[nodiscard]] std::optional<std::vector<BYTE>> ContentOf(std::wstring_view uri) {
+}  // namespace
+
+std::optional<std::vector<std::uint8_t>> ContentOfDataUri(std::wstring_view uri) {
     if (!base::EqualsIgnoringAsciiCase(uri.substr(0, kScheme.size()), kScheme))
         return std::nullopt;
     uri.remove_prefix(kScheme.size());
@@ -47,25 +46,7 @@ constexpr std::wstring_view kBase64 = L";base64";
     const std::string bytes = BytesOf(uri.substr(comma + 1));
     if (EndsWithBase64(uri.substr(0, comma)))
         return DecodeBase64(bytes);
-    return std::vector<BYTE>(bytes.begin(), bytes.end());
-}
-
-}  // namespace
-
-HRESULT CreateDataUriStream(const wchar_t* uri, IStream** stream) noexcept {
-    if (!stream)
-        return E_POINTER;
-    *stream = nullptr;
-    return base::ComBoundary([&]() -> HRESULT {
-        auto content = uri ? ContentOf(uri) : std::nullopt;
-        if (!content)
-            return E_INVALIDARG;
-        Microsoft::WRL::ComPtr<CDataUriStream> made;
-        const HRESULT hr = framework::MakeComObject<CDataUriStream>(
-            made.GetAddressOf(), std::make_shared<const std::vector<BYTE>>(std::move(*content)));
-        *stream = made.Detach();
-        return hr;
-    });
+    return std::vector<std::uint8_t>(bytes.begin(), bytes.end());
 }
 
 }  // namespace dataservices

@@ -1,27 +1,14 @@
 #include "dataservices/http/CHttpRequest.h"
 
-#include "base/AsciiText.h"
 #include "base/ModuleFolder.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
 
 #include <algorithm>
 #include <new>
-#include <string_view>
 #include <utility>
 
 namespace dataservices::http {
-
-namespace {
-
-constexpr std::wstring_view kBlanks = L" \t\r";
-
-[[nodiscard]] std::wstring_view Trimmed(std::wstring_view text) noexcept {
-    const size_t first = std::min(text.find_first_not_of(kBlanks), text.size());
-    return text.substr(first, std::max(text.find_last_not_of(kBlanks) + 1, first) - first);
-}
-
-}  // namespace
 
 struct CHttpRequest::StepToBegin {
     std::shared_ptr<Handles> handles;
@@ -93,8 +80,8 @@ DWORD CHttpRequest::Status() const noexcept {
     return status;
 }
 
-// Lines, each with its CR LF; empty if there are none to be had.
-std::wstring CHttpRequest::AllHeaders() const {
+// All headers are read at once: if asked for them by number, the library would search from the first one each time.
+CHttpHeaders CHttpRequest::Headers() const {
     const HINTERNET request = m_handles->request.Get();
     std::wstring headers;
     const auto query = [&](wchar_t* buffer, DWORD* size) {
@@ -106,26 +93,7 @@ std::wstring CHttpRequest::AllHeaders() const {
     headers.resize(size / sizeof(wchar_t) + 1);
     size = static_cast<DWORD>(headers.size() * sizeof(wchar_t));
     headers.resize(query(headers.data(), &size) ? size / sizeof(wchar_t) : 0);
-    return headers;
-}
-
-std::wstring CHttpRequest::Header(const wchar_t* name) const {
-    const auto values = Headers(name);
-    return values.empty() ? std::wstring() : values.front();
-}
-
-// All headers are read at once: if asked for them by number, the library would search from the first one each time.
-std::vector<std::wstring> CHttpRequest::Headers(const wchar_t* name) const {
-    std::vector<std::wstring> values;
-    const std::wstring all = AllHeaders();
-    for (std::wstring_view left = all; !left.empty();) {
-        const std::wstring_view line = left.substr(0, left.find(L'\n'));
-        left.remove_prefix(std::min(line.size() + 1, left.size()));
-        const size_t colon = line.find(L':');
-        if (colon != line.npos && base::EqualsIgnoringAsciiCase(line.substr(0, colon), name))
-            values.emplace_back(Trimmed(line.substr(colon + 1)));
-    }
-    return values;
+    return CHttpHeaders(std::move(headers));
 }
 
 // Some versions of the library finish a read within the call that begins it, however long that takes. So the call is

@@ -6,13 +6,13 @@
 
 #include "dataservices/http/CDeadline.h"
 #include "dataservices/http/CHttpExchange.h"
+#include "dataservices/http/CHttpHeaders.h"
 #include "dataservices/http/CHttpSession.h"
 #include "dataservices/http/CHttpUrl.h"
 
 #include <memory>
 #include <span>
 #include <string>
-#include <vector>
 
 namespace dataservices::http {
 
@@ -28,10 +28,8 @@ public:
                                       std::unique_ptr<CHttpRequest>& request);
 
     [[nodiscard]] DWORD Status() const noexcept;
-    // The first header of this name; empty without one.
-    [[nodiscard]] std::wstring Header(const wchar_t* name) const;
-    // All headers of this name, empty ones too. Takes time in proportion to the answer's headers.
-    [[nodiscard]] std::vector<std::wstring> Headers(const wchar_t* name) const;
+    // Empty if there are none to be had.
+    [[nodiscard]] CHttpHeaders Headers() const;
 
     // The next bytes of the body, at most `atMost` and kBlockBytes; they are valid until the next call. A wait that has
     // begun goes on in the next call as it began.
@@ -56,7 +54,6 @@ private:
     enum class Step { None, Asking, Reading };
     struct StepToBegin;
 
-    [[nodiscard]] std::wstring AllHeaders() const;
     [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url);
     void Begin(Step step, ULONG bytes) noexcept;
     static void CALLBACK OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept;

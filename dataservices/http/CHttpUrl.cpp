@@ -3,6 +3,7 @@
 #include "base/AsciiText.h"
 #include "base/Utf8Text.h"
 #include "dataservices/data/Base64.h"
+#include "dataservices/http/PunycodeName.h"
 #include "framework/uri/UriEscapes.h"
 
 #include <algorithm>
@@ -13,7 +14,13 @@ namespace dataservices::http {
 
 namespace {
 
-constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has them
+constexpr std::uint16_t kHttpPort = 80;
+constexpr std::uint16_t kHttpsPort = 443;
+
+// The bytes 0x80 to 0x9F of code page 1252. Those that stand for no character are controls.
+constexpr std::wstring_view kWindows1252 =
+    L"\u20AC\x81\u201A\u0192\u201E\u2026\u2020\u2021\u02C6\u2030\u0160\u2039\u0152\x8D\u017D\x8F"
+    L"\x90\u2018\u2019\u201C\u201D\u2022\u2013\u2014\u02DC\u2122\u0161\u203A\u0153\x9D\u017E\u0178";
 
 [[nodiscard]] bool IsHostCharacter(wchar_t character) noexcept {
     return base::IsAsciiLetterOrDigit(character) ||
@@ -23,11 +30,8 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
 // Empty: there is no such host.
 [[nodiscard]] std::wstring AsciiHost(const std::wstring& host) {
     std::wstring name = UnescapeUri(host.c_str());
-    if (std::any_of(name.begin(), name.end(), [](wchar_t character) { return character >= 0x80; })) {
-        wchar_t ascii[kMaxHostCharacters];
-        const int length = ::IdnToAscii(0, name.data(), static_cast<int>(name.size()), ascii, kMaxHostCharacters);
-        name.assign(ascii, static_cast<size_t>(std::max(length, 0)));
-    }
+    if (std::any_of(name.begin(), name.end(), [](wchar_t character) { return character >= 0x80; }))
+        name = PunycodeName(name);
     return std::all_of(name.begin(), name.end(), IsHostCharacter) ? name : std::wstring();
 }
 
@@ -64,16 +68,12 @@ constexpr int kMaxHostCharacters = 255;  // in ASCII, as the name system has the
 
 // Each character of a header stands for one byte: as in Latin-1 or, on some systems, as in code page 1252.
 [[nodiscard]] std::wstring TextOfHeader(const std::wstring& header) {
-    constexpr UINT kLatin1OfWindows = 1252;
     std::string bytes;
     for (const wchar_t character : header) {
-        char byte = static_cast<char>(character);
-        BOOL isNone = FALSE;
-        if (character > 0xFF && (::WideCharToMultiByte(kLatin1OfWindows, WC_NO_BEST_FIT_CHARS, &character, 1, &byte, 1,
-                                                       nullptr, &isNone) != 1 ||
-                                 isNone))
+        const size_t index = character > 0xFF ? kWindows1252.find(character) : 0;
+        if (index == kWindows1252.npos)
             return header;
-        bytes.push_back(byte);
+        bytes.push_back(static_cast<char>(character > 0xFF ? 0x80 + index : static_cast<size_t>(character)));
     }
     const std::wstring text = base::WideOfUtf8(bytes);
     return text.find(L'\uFFFD') == text.npos ? text : header;
@@ -105,8 +105,8 @@ std::optional<CHttpUrl> CHttpUrl::From(const CTKFUri& uri) {
     CHttpUrl url;
     url.m_isSecure = uri.GetScheme() == L"https";
     url.m_host = HostOf(uri);
-    const unsigned defaultPort = url.m_isSecure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT;
-    url.m_port = static_cast<INTERNET_PORT>(uri.GetPort().value_or(defaultPort));
+    const unsigned defaultPort = url.m_isSecure ? kHttpsPort : kHttpPort;
+    url.m_port = static_cast<std::uint16_t>(uri.GetPort().value_or(defaultPort));
     if (url.m_host.empty() || url.m_port == 0)
         return std::nullopt;
     url.m_path = EscapeUri(ResolvedPath(uri.GetPathSegments()).c_str(), true);
@@ -146,7 +146,7 @@ bool CHttpUrl::HasOriginOf(const CHttpUrl& other) const noexcept {
 }
 
 std::wstring CHttpUrl::Origin() const {
-    const bool isDefault = m_port == (m_isSecure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT);
+    const bool isDefault = m_port == (m_isSecure ? kHttpsPort : kHttpPort);
     return (m_isSecure ? L"https://" : L"http://") + m_host + (isDefault ? L"" : L':' + std::to_wstring(m_port));
 }
 

@@ -7,10 +7,7 @@
 #include "framework/uri/CTKFUri.h"
 #include "framework/uri/NameForLog.h"
 
-#include <windows.h>
-
-#include <winhttp.h>
-
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -31,7 +28,7 @@ public:
     [[nodiscard]] bool IsSecure() const noexcept { return m_isSecure; }
     // A name in ASCII (other characters as Punycode), or an address, one of IPv6 in brackets.
     [[nodiscard]] const std::wstring& Host() const noexcept { return m_host; }
-    [[nodiscard]] INTERNET_PORT Port() const noexcept { return m_port; }
+    [[nodiscard]] std::uint16_t Port() const noexcept { return m_port; }
     // Path and query, to be sent as they are.
     [[nodiscard]] std::wstring Target() const { return m_path + m_query; }
     // The value of the header "Authorization" that the URL's user info makes; empty without one.
@@ -49,7 +46,7 @@ private:
 
     bool m_isSecure = false;
     std::wstring m_host;
-    INTERNET_PORT m_port = 0;
+    std::uint16_t m_port = 0;
     std::wstring m_path;   // from its first '/'
     std::wstring m_query;  // with its '?', which may be all of it; or empty
     std::wstring m_authorization;

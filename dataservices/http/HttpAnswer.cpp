@@ -10,26 +10,18 @@ namespace dataservices::http {
 
 namespace {
 
-constexpr ULONGLONG kMaxNumber = 0x7FFFFFFFFFFFFFFE;
-
-[[nodiscard]] std::wstring_view Trimmed(std::wstring_view text) noexcept {
-    while (text.starts_with(L' ') || text.starts_with(L'\t'))
-        text.remove_prefix(1);
-    while (text.ends_with(L' ') || text.ends_with(L'\t'))
-        text.remove_suffix(1);
-    return text;
-}
+constexpr std::uint64_t kMaxNumber = 0x7FFFFFFFFFFFFFFE;
 
 // Empty: no number, or 2^63 - 1 or more. Servers that don't know a length give 2^63 - 1.
-[[nodiscard]] std::optional<ULONGLONG> NumberOf(std::wstring_view text) noexcept {
-    text = Trimmed(text);
+[[nodiscard]] std::optional<std::uint64_t> NumberOf(std::wstring_view text) noexcept {
+    text = base::Trimmed(text);
     if (text.empty())
         return std::nullopt;
-    ULONGLONG number = 0;
+    std::uint64_t number = 0;
     for (const wchar_t digit : text) {
         if (digit < L'0' || digit > L'9')
             return std::nullopt;
-        const ULONGLONG value = static_cast<ULONGLONG>(digit - L'0');
+        const std::uint64_t value = static_cast<std::uint64_t>(digit - L'0');
         if (number > (kMaxNumber - value) / 10)
             return std::nullopt;
         number = number * 10 + value;
@@ -40,13 +32,13 @@ constexpr ULONGLONG kMaxNumber = 0x7FFFFFFFFFFFFFFE;
 // "bytes 0-499/1234", "bytes 0-499/*", "bytes */1234". Any other text leaves `answer` as it is.
 void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
     constexpr std::wstring_view unit = L"bytes ";
-    text = Trimmed(text);
+    text = base::Trimmed(text);
     const size_t slash = text.find(L'/');
     if (!base::EqualsIgnoringAsciiCase(text.substr(0, unit.size()), unit) || slash == text.npos)
         return;
-    const std::wstring_view range = Trimmed(text.substr(unit.size(), slash - unit.size()));
+    const std::wstring_view range = base::Trimmed(text.substr(unit.size(), slash - unit.size()));
     const auto total = NumberOf(text.substr(slash + 1));
-    if (!total && Trimmed(text.substr(slash + 1)) != L"*")
+    if (!total && base::Trimmed(text.substr(slash + 1)) != L"*")
         return;
     if (range == L"*") {
         answer.total = total;
@@ -96,17 +88,17 @@ bool HttpAnswer::HasInvalidRange() const noexcept {
     return !rangeStart || (bodyLength && *bodyLength != rangeEnd - *rangeStart);
 }
 
-HttpAnswer ReadHttpAnswer(const CHttpRequest& request) {
+HttpAnswer ReadHttpAnswer(unsigned status, const CHttpHeaders& headers) {
     HttpAnswer answer;
-    answer.status = request.Status();
-    const std::wstring coding = request.Header(L"Transfer-Encoding");
-    if (coding.empty() || base::EqualsIgnoringAsciiCase(Trimmed(coding), L"identity"))
-        ReadContentLength(request.Headers(L"Content-Length"), answer);
-    ReadContentRange(request.Header(L"Content-Range"), answer);
-    const std::wstring ranges = request.Header(L"Accept-Ranges");
-    answer.acceptsRanges = base::EqualsIgnoringAsciiCase(Trimmed(ranges), L"bytes");
-    answer.entityTag = request.Header(L"ETag");
-    answer.lastModified = request.Header(L"Last-Modified");
+    answer.status = status;
+    const std::wstring coding = headers.First(L"Transfer-Encoding");
+    if (coding.empty() || base::EqualsIgnoringAsciiCase(base::Trimmed(coding), L"identity"))
+        ReadContentLength(headers.All(L"Content-Length"), answer);
+    ReadContentRange(headers.First(L"Content-Range"), answer);
+    const std::wstring ranges = headers.First(L"Accept-Ranges");
+    answer.acceptsRanges = base::EqualsIgnoringAsciiCase(base::Trimmed(ranges), L"bytes");
+    answer.entityTag = headers.First(L"ETag");
+    answer.lastModified = headers.First(L"Last-Modified");
     return answer;
 }
 

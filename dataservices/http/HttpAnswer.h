@@ -3,25 +3,24 @@
 // Units: bytes.  Threads: any for reading.  Errors: std::bad_alloc.
 #pragma once
 
-#include "dataservices/http/CHttpRequest.h"
+#include "dataservices/http/CHttpHeaders.h"
 
-#include <windows.h>
-
+#include <cstdint>
 #include <optional>
 #include <string>
 
 namespace dataservices::http {
 
 struct HttpAnswer {
-    DWORD status = 0;
+    unsigned status = 0;
     // The length of this body. No value: the server doesn't tell it, or the body comes in chunks.
-    std::optional<ULONGLONG> bodyLength;
+    std::optional<std::uint64_t> bodyLength;
     bool hasInvalidLength = false;  // the server tells it, but it can't be understood
     // The header "Content-Range": the first byte of the body and the one behind its last byte, both or neither, and the
     // length of the whole.
-    std::optional<ULONGLONG> rangeStart;
-    ULONGLONG rangeEnd = 0;
-    std::optional<ULONGLONG> total;
+    std::optional<std::uint64_t> rangeStart;
+    std::uint64_t rangeEnd = 0;
+    std::optional<std::uint64_t> total;
     bool acceptsRanges = false;  // the server says so
     std::wstring entityTag;
     std::wstring lastModified;
@@ -35,6 +34,6 @@ struct HttpAnswer {
     [[nodiscard]] bool HasInvalidRange() const noexcept;
 };
 
-[[nodiscard]] HttpAnswer ReadHttpAnswer(const CHttpRequest& request);
+[[nodiscard]] HttpAnswer ReadHttpAnswer(unsigned status, const CHttpHeaders& headers);
 
 }  // namespace dataservices::http

@@ -37,8 +37,8 @@ void LogRequest(const CHttpUrl& url, const HttpStart& start, HRESULT hr, const C
                  request->Status());
 }
 
-[[nodiscard]] std::optional<CHttpUrl> TargetOf(const CHttpUrl& url, const CHttpRequest& answer) {
-    const std::wstring location = answer.Header(L"Location");
+[[nodiscard]] std::optional<CHttpUrl> TargetOf(const CHttpUrl& url, const CHttpHeaders& headers) {
+    const std::wstring location = headers.First(L"Location");
     return location.empty() ? std::nullopt : url.Resolve(location);
 }
 
@@ -51,10 +51,11 @@ HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, con
         LogRequest(url, start, hr, request.get());
         if (FAILED(hr))
             return hr;
-        answer = ReadHttpAnswer(*request);
+        const CHttpHeaders headers = request->Headers();
+        answer = ReadHttpAnswer(request->Status(), headers);
         if (!IsRedirect(answer.status))
             return S_OK;
-        auto target = TargetOf(url, *request);
+        auto target = TargetOf(url, headers);
         request.reset();
         if (!target)
             break;

@@ -3,6 +3,7 @@
 // Threads: any, one at a time with the same arguments.
 #pragma once
 
+#include "dataservices/http/CHttpRequest.h"
 #include "dataservices/http/HttpAnswer.h"
 
 #include <memory>

@@ -3,7 +3,7 @@
 #include "base/Utf8Text.h"
 #include "framework/uri/EscapedByte.h"
 
-#include <windows.h>
+#include <algorithm>
 
 namespace framework {
 
@@ -24,19 +24,18 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
     if (lead < 0)
         return 0;
     const std::size_t length = Utf8SequenceLength(lead);
-    char bytes[4];
+    std::string bytes;
     for (std::size_t i = 0; i < length; ++i) {
         const int byte = EscapedByteAt(text, i * kUriEscapeLength);
         if (byte < 0)
             return 0;
-        bytes[i] = static_cast<char>(byte);
+        bytes += static_cast<char>(byte);
     }
-    wchar_t units[2];
-    const int count =
-        ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes, static_cast<int>(length), units, ARRAYSIZE(units));
-    if (count <= 0 || units[0] == L'\0' || units[0] == L'/' || units[0] == L'\\')
+    const std::wstring units = base::WideOfUtf8(bytes);
+    const bool isUtf8 = base::Utf8OfWide(units) == bytes;
+    if (!isUtf8 || units[0] == L'\0' || units[0] == L'/' || units[0] == L'\\')
         return 0;
-    result.append(units, static_cast<std::size_t>(count));
+    result += units;
     return length * kUriEscapeLength;
 }
 
@@ -62,9 +61,9 @@ std::size_t AppendEscapedCharacter(std::wstring_view text, std::wstring& result)
 
 // The units of the character at `index`; 0 if it is half of a surrogate pair.
 [[nodiscard]] std::size_t CharacterLength(std::wstring_view text, std::size_t index) noexcept {
-    if (IS_HIGH_SURROGATE(text[index]))
-        return index + 1 < text.size() && IS_LOW_SURROGATE(text[index + 1]) ? 2 : 0;
-    return IS_LOW_SURROGATE(text[index]) ? 0 : 1;
+    if (base::IsHighSurrogate(text[index]))
+        return index + 1 < text.size() && base::IsLowSurrogate(text[index + 1]) ? 2 : 0;
+    return base::IsLowSurrogate(text[index]) ? 0 : 1;
 }
 
 [[nodiscard]] std::wstring Escape(std::wstring_view text, std::string_view kept) {

@@ -1,5 +1,5 @@
 // The parts of http sources that need no server: URLs and kept bytes; and data URIs.
-#include "dataservices/data/DataUri.h"
+#include "dataservices/data/CDataUriStream.h"
 #include "dataservices/http/CHttpUrl.h"
 #include "dataservices/http/CRecentBytes.h"
 #include "tests/support/CTestApartment.h"

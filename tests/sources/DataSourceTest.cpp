@@ -2,7 +2,7 @@
 // environment gives a URI that it opens (TV_SOURCE_URI) and a local file with the same bytes (TV_SOURCE_FILE).
 #include "base/CTaskMem.h"
 #include "dataservices/data/Base64.h"
-#include "dataservices/data/DataUri.h"
+#include "dataservices/data/CDataUriStream.h"
 #include "dataservices/http/CHttpStream.h"
 #include "framework/streams/TKFStreams.h"
 #include "tests/support/CHttpServer.h"
