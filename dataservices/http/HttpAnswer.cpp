@@ -65,8 +65,8 @@ void ReadContentLength(const std::vector<std::wstring>& headers, HttpAnswer& ans
 }
 
 // Other characters come and go in encodings that the systems choose, so the server may not recognise what comes back.
-[[nodiscard]] bool IsAscii(wchar_t character) noexcept {
-    return character < 0x80;
+[[nodiscard]] bool CanBeSentBack(std::wstring_view text) noexcept {
+    return std::ranges::all_of(text, [](wchar_t character) { return character >= L' ' && character < 0x7F; });
 }
 
 [[nodiscard]] bool Differ(const std::wstring& a, const std::wstring& b) noexcept {
@@ -79,9 +79,10 @@ bool HttpAnswer::IsSameVersionAs(const HttpAnswer& other) const noexcept {
     return !Differ(entityTag, other.entityTag) && !Differ(lastModified, other.lastModified);
 }
 
-const std::wstring& HttpAnswer::StrongValidator() const noexcept {
-    const bool isStrong = entityTag.starts_with(L'"') && std::ranges::all_of(entityTag, IsAscii);
-    return isStrong ? entityTag : lastModified;
+std::wstring HttpAnswer::StrongValidator() const {
+    if (entityTag.starts_with(L'"') && CanBeSentBack(entityTag))
+        return entityTag;
+    return CanBeSentBack(lastModified) ? lastModified : std::wstring();
 }
 
 bool HttpAnswer::HasInvalidRange() const noexcept {

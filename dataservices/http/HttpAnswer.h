@@ -29,7 +29,7 @@ struct HttpAnswer {
     [[nodiscard]] bool IsSameVersionAs(const HttpAnswer& other) const noexcept;
     // The value by which a request can be bound to this version. Empty if no value tells all versions apart and can be
     // sent back as it came.
-    [[nodiscard]] const std::wstring& StrongValidator() const noexcept;
+    [[nodiscard]] std::wstring StrongValidator() const;
     // The 206 is malformed: it has no range that can be understood, or the body is not as long as the range.
     [[nodiscard]] bool HasInvalidRange() const noexcept;
 };

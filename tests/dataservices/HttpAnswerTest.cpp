@@ -100,7 +100,8 @@ TEST_F(HttpAnswerTest, ARequestAsksForPlainBytesOfTheSameVersion) {
         std::string tag, time, validator;
     } rows[] = {{"\"a\"", "", "\"a\""},  {"\"a\"", date, "\"a\""}, {"W/\"a\"", "", ""},
                 {"W/\"a\"", date, date}, {"", date, date},         {"", "", ""},
-                {strange, "", ""},       {strange, date, date}};
+                {strange, "", ""},       {strange, date, date},    {"", date + strange, ""},
+                {"\"a\x02\"", "", ""}};
     for (const auto& [tag, time, validator] : rows) {
         const size_t first = server.Requests().size();
         CHttpServer::Resource resource{.bytes = bytes, .etag = tag, .script = InTurn({{Fault::Close, 400'000}})};
