@@ -4,6 +4,7 @@
 #   tools/setup.sh          compilers, Wine, test and media packages, a small web server, Wine's 32-bit DLLs
 #   tools/setup.sh --lint   the same, and the formatter and the linter
 #   tools/setup.sh --coverage   the same as the first, and what counts covered lines
+#   tools/setup.sh --fuzz   the same as the first, and clang with its sanitizers and libFuzzer
 #
 # 32-bit programs run in Wine's own WoW64 mode, which needs the DLLs of Debian's libwine:i386 but not its dependencies
 # (those often cannot be installed beside newer 64-bit libraries). They are unpacked into build/wine32. Where that fails, the
@@ -19,8 +20,11 @@ packages=(
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good libgstreamer-plugins-base1.0-0
   busybox
 )
-[ "${1:-}" != --lint ] || packages+=(clang clang-format clang-tidy)
-[ "${1:-}" != --coverage ] || packages+=(gcovr)
+case "${1:-}" in
+  --lint) packages+=(clang clang-format clang-tidy) ;;
+  --coverage) packages+=(gcovr) ;;
+  --fuzz) packages+=(clang libclang-rt-dev) ;;
+esac
 
 # No package may ask questions: its output isn't shown.
 as_root=(env DEBIAN_FRONTEND=noninteractive)
