@@ -15,8 +15,8 @@ struct Behaviour {
     [[nodiscard]] bool AreSeeksDear() const { return flags & 2; }
     [[nodiscard]] bool StandsElsewhere() const { return flags & 4; }
     // Zeros within the content, so that small inputs make contents that have to be walked.
-    [[nodiscard]] std::uint64_t GapAt() const { return gapAt * 32u; }
-    [[nodiscard]] std::uint64_t GapBytes() const { return gapBytes * 0x2000u; }
+    [[nodiscard]] std::uint64_t GapAt() const { return std::uint64_t{gapAt} * 32; }
+    [[nodiscard]] std::uint64_t GapBytes() const { return std::uint64_t{gapBytes} * 0x2000; }
 };
 
 class CSource final : public metadata::IByteSource {
@@ -40,7 +40,7 @@ public:
         return result;
     }
     Result Read(std::span<std::uint8_t> buffer, size_t& count) noexcept override {
-        g_nowMs += m_behaviour.msPerRead * 16u;
+        g_nowMs += std::uint64_t{m_behaviour.msPerRead} * 16;
         const std::uint64_t left = Size() - std::min(m_position, Size());
         const size_t piece = m_behaviour.pieceBytes ? m_behaviour.pieceBytes : buffer.size();
         count = static_cast<size_t>(std::min<std::uint64_t>({buffer.size(), left, piece}));

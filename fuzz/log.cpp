@@ -5,7 +5,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::wstring left = WideOf({data, size});
     const auto next = [&] {
-        const std::wstring text = left.c_str();
+        std::wstring text = left.c_str();
         left.erase(0, text.size() + 1);
         return text;
     };

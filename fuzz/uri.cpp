@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto uri = CTKFUri::Parse(text.c_str());
     if (!uri)
         return 0;
-    Require(*uri == *uri && !uri->GetScheme().empty());
+    Require(!uri->GetScheme().empty() && *uri == *CTKFUri::Parse(text.c_str()));
     if (!uri->IsFileUrl() && !uri->GetUserInfo().empty())
         Require(logged.substr(uri->GetScheme().size()).starts_with(L"://***@"));
     static_cast<void>(uri->NormalizeUriEscapes());
