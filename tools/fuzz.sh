@@ -12,11 +12,16 @@ tools/setup.sh --fuzz
 export LC_ALL=C.UTF-8
 
 all=(detect uri url headers data log)
-[[ ${1:-} =~ ^[a-z]+$ ]] && targets=("$1") && shift || targets=("${all[@]}")
+targets=("${all[@]}")
+if [ $# -gt 0 ] && [[ ! $1 =~ ^[0-9]+$ ]]; then
+  [[ " ${all[*]} " == *" $1 "* ]] || { echo "fuzz: no target $1: there are ${all[*]}" >&2; exit 1; }
+  targets=("$1")
+  shift
+fi
 seconds=${1:-5}
 out=build/fuzz
 cmake -S fuzz -B $out -G Ninja -DCMAKE_CXX_COMPILER=clang++ >/dev/null
-NINJA_STATUS='' cmake --build $out --target "${targets[@]}" -- --quiet
+cmake --build $out --target "${targets[@]}" -- --quiet | { grep -vx "ninja: no work to do." || true; }
 
 # texts FILE...: a seed for each text in these tests.
 texts() {
