@@ -11,8 +11,10 @@ set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_BINARY_DIR}/wine-tests.sh)
 
 set(BUILD_GMOCK OFF)
 set(INSTALL_GTEST OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS OFF)  # they are for our own code
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
+unset(CMAKE_EXPORT_COMPILE_COMMANDS)
 
 # tv_add_checked_copy(library): `library`_checked, the same sources with the standard library's checks of indices and
 # iterators, for the tests of a library that works on raw bytes. To be called when `library` has all its sources.
@@ -22,7 +24,8 @@ function(tv_add_checked_copy library)
   get_target_property(folder ${library} SOURCE_DIR)
   list(TRANSFORM sources REPLACE "^([^/].*)$" "${folder}/\\1")
   tv_add_library(${library}_checked ${sources} LIBS ${libraries})
-  target_compile_options(${library}_checked PRIVATE -O1)
+  set_target_properties(${library}_checked PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
+  target_compile_options(${library}_checked PRIVATE $<$<CONFIG:Release>:-O1>)
   target_compile_definitions(${library}_checked PRIVATE _GLIBCXX_ASSERTIONS)
 endfunction()
 
@@ -33,8 +36,8 @@ function(tv_add_test name)
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE tv_options test_support ${ARG_LIBS} GTest::gtest)
   # Tests are compiled far more often than they are run.
-  target_compile_options(${name} PRIVATE -O1)
-  target_compile_definitions(${name} PRIVATE _GLIBCXX_ASSERTIONS TV_TEST_MEDIA="${PROJECT_SOURCE_DIR}/tests/media" TV_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  target_compile_definitions(${name} PRIVATE _GLIBCXX_ASSERTIONS)
   # The debugger that Wine starts for a program that crashes ends it with exit code 0.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION "wine: Unhandled" RESOURCE_LOCK wine_prefix LABELS ${name})

@@ -1,8 +1,8 @@
 // The whole way of bytes: from a web server through the data services and the filter to its reader.
 #include "TKDataServices.h"
 #include "tests/dataservices/LayerTest.h"
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CHttpServer.h"
+#include "tests/support/FilterTest.h"
 #include "tests/support/ProcessUse.h"
 #include "tests/support/RandomBytes.h"
 

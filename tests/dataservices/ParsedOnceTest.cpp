@@ -2,9 +2,9 @@
 // through here.
 #include "dataservices/CUriAccessFactory.h"
 #include "framework/uri/CTKFUriGrammar.h"
-#include "tests/filter/CInnerFilter.h"
-#include "tests/filter/FilterTest.h"
+#include "tests/support/CInnerFilter.h"
 #include "tests/support/CRegisteredComClass.h"
+#include "tests/support/FilterTest.h"
 
 #include <atomic>
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "sdk/TvMetadata.h"
-#include "tests/filter/CFilterHost.h"
+#include "tests/support/CFilterHost.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CTempFolder.h"
 

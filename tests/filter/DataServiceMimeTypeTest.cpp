@@ -1,8 +1,8 @@
 // What the filter makes of the data-service layer's metadata classes, healthy and otherwise.
 #include "filter/DataServiceMimeType.h"
 
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataLayer.h"
+#include "tests/support/FilterTest.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The filter object and its DLL as a foreign host sees them: interfaces, pin, life.
 #include "filter/CMyModule.h"
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CTestObject.h"
+#include "tests/support/FilterTest.h"
 
 #include <new>
 

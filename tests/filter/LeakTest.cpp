@@ -1,5 +1,5 @@
 // The filter gives back what it takes.
-#include "tests/filter/FilterTest.h"
+#include "tests/support/FilterTest.h"
 #include "tests/support/ProcessUse.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // Loading a source by its name: what is opened, what is refused, what is kept, and what the log says of it.
 #include "base/CAutoDestructor.h"
 #include "diagnostics/HResultText.h"
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataLayer.h"
+#include "tests/support/FilterTest.h"
 
 namespace {
 

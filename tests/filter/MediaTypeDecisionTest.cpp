@@ -4,8 +4,8 @@
 #include "sdk/TvMetadata.h"
 #include "tests/filter/CFilterWithLibrary.h"
 #include "tests/filter/CScriptedDictionary.h"
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataLayer.h"
+#include "tests/support/FilterTest.h"
 #include "tests/support/RandomBytes.h"
 
 #include <iterator>

@@ -4,11 +4,11 @@
 #include "diagnostics/CDescriptions.h"
 #include "diagnostics/CDiagnosticRegistration.h"
 #include "framework/com/GlobalInterfaceTable.h"
-#include "tests/filter/CInnerFilter.h"
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CFakeDataLayer.h"
 #include "tests/support/CImportHook.h"
+#include "tests/support/CInnerFilter.h"
 #include "tests/support/CSecondCall.h"
+#include "tests/support/FilterTest.h"
 
 #include <evcode.h>
 

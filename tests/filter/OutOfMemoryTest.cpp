@@ -1,8 +1,8 @@
 // Each allocation of an operation fails in turn, wherever it is made, with a logger and without one. Records have no
 // memory at all.
-#include "tests/filter/CInnerFilter.h"
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CImportHook.h"
+#include "tests/support/CInnerFilter.h"
+#include "tests/support/FilterTest.h"
 
 #include <atomic>
 #include <cstdlib>

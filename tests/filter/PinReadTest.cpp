@@ -1,7 +1,7 @@
 // The pin's synchronous reads: every way in which a source or a sample can fail one, what the caller, the log and the
 // graph get to know of it, and that the next read is none the worse.
-#include "tests/filter/CInnerFilter.h"
-#include "tests/filter/FilterTest.h"
+#include "tests/support/CInnerFilter.h"
+#include "tests/support/FilterTest.h"
 
 #include <evcode.h>
 

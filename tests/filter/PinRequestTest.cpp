@@ -1,8 +1,8 @@
 // The pin's queued requests, its flushing, its flow gate, and its two locks.
 #include "base/CAutoDestructor.h"
-#include "tests/filter/CInnerFilter.h"
-#include "tests/filter/FilterTest.h"
+#include "tests/support/CInnerFilter.h"
 #include "tests/support/CSecondCall.h"
+#include "tests/support/FilterTest.h"
 
 #include <chrono>
 #include <deque>

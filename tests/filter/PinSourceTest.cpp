@@ -1,7 +1,7 @@
 // The pin's source: how long it says it is, how it is reached and lost, its IStream face, the types that it is offered
 // as, and the memory for reading it.
-#include "tests/filter/CInnerFilter.h"
-#include "tests/filter/FilterTest.h"
+#include "tests/support/CInnerFilter.h"
+#include "tests/support/FilterTest.h"
 
 #include <climits>
 #include <thread>

@@ -1,6 +1,6 @@
 // Registration in the real registry and with the real filter mapper, and out again.
-#include "tests/filter/FilterTest.h"
 #include "tests/support/CTempFolder.h"
+#include "tests/support/FilterTest.h"
 
 namespace {
 

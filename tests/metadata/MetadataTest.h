@@ -4,6 +4,7 @@
 
 #include "metadata/CMimeTypeDictionary.h"
 #include "tests/support/CScriptedStream.h"
+#include "tests/support/MediaFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -104,7 +105,7 @@ inline const std::vector<Sample>& Samples() {
         std::vector<Sample> all{{kMedia / "clip.avi", L"video/avi"},
                                 {kMedia / "clip.mkv", L"video/x-matroska"},
                                 {kMedia / "clip.mp4", L"video/mp4"},
-                                {kMedia / "tone.flac", kNothing},
+                                {kMedia / kFormatWithoutAType, kNothing},
                                 {kMedia / "tone.mp3", L"audio/mpeg"}};
         for (const auto& entry : std::filesystem::recursive_directory_iterator(kSamples)) {
             std::wstring type = entry.path().parent_path().filename().wstring();

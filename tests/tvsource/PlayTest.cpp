@@ -1,5 +1,6 @@
 #include "tests/support/CTempFolder.h"
 #include "tests/support/CTestApartment.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/tvsource/CHost.h"
 
 #include <wrl/client.h>
@@ -60,7 +61,7 @@ TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserForItsContent) {
 }
 
 TEST_F(Play, WhatTheDictionaryDoesNotKnowNeedsATypeAndThatIsSaid) {
-    const std::wstring flac = MediaFile(L"tone.flac");
+    const std::wstring flac = MediaFile(kFormatWithoutAType);
     EXPECT_EQ(1u, Count(RunWithFilter(L"play", {L"--null", flac}).err, "No type was found: "));
     const HostRun told = RunWithFilter(L"play", {L"--null", L"--type", L"any", flac});
     ExpectPlayed(told, "generic parser", 1);

@@ -86,7 +86,6 @@ TEST(UriEscapes, AreResolvedOnceAsUtf8AndDelimitersOnlyByUnescaping) {
         {L"%C3x", L"\uFFFDx", L"\uFFFDx"},                         // half a character
         {L"\u00e9%A9", L"\u00e9\uFFFD", L"\u00e9\uFFFD"},          // and the other half
         {L"\xD83C%41\xDFB5", L"\uFFFDA\uFFFD", L"\uFFFDA\uFFFD"},  // halves of a surrogate pair
-        {L"%E0x%F0xx", L"\uFFFDx\uFFFDxx", L"\uFFFDx\uFFFDxx"},    // nothing but what is malformed is lost
     };
     for (const auto& row : table) {
         SCOPED_TRACE(::testing::PrintToString(row.text));

@@ -1,4 +1,4 @@
-#include "tests/filter/CFilterHost.h"
+#include "tests/support/CFilterHost.h"
 
 #include "base/CTaskMem.h"
 #include "baseclasses/CMediaType.h"

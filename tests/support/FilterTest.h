@@ -1,7 +1,7 @@
 // What the tests of the filter have in common: texts that can be compared whole, and the support that most of them use.
 #pragma once
 
-#include "tests/filter/CFilterHost.h"
+#include "tests/support/CFilterHost.h"
 #include "tests/support/CRecordingLogger.h"
 #include "tests/support/CScriptedStream.h"
 #include "tests/support/CTempFile.h"
