@@ -8,12 +8,12 @@
 namespace TKRuntimeLogger {
 
 CRuntimeLoggerTLSManager::CRuntimeLoggerTLSManager(ITKRuntimeLogger* fallback) noexcept : m_fallback(fallback) {
-    Detail::frontEndSlot = ::TlsAlloc();
-    Detail::triedSlot = ::TlsAlloc();
+    Detail::g_frontEndSlot = ::TlsAlloc();
+    Detail::g_triedSlot = ::TlsAlloc();
 }
 
 CRuntimeLoggerTLSManager::~CRuntimeLoggerTLSManager() {
-    for (DWORD* slot : {&Detail::frontEndSlot, &Detail::triedSlot}) {
+    for (DWORD* slot : {&Detail::g_frontEndSlot, &Detail::g_triedSlot}) {
         if (const DWORD index = std::exchange(*slot, TLS_OUT_OF_INDEXES); index != TLS_OUT_OF_INDEXES)
             ::TlsFree(index);
     }
@@ -27,13 +27,13 @@ CRuntimeLoggerTLSManager::~CRuntimeLoggerTLSManager() {
 
 ITKRuntimeLoggerAPI* CRuntimeLoggerTLSManager::FrontEnd() noexcept {
     const std::lock_guard lock(m_creation);
-    if (void* frontEnd = ::TlsGetValue(Detail::frontEndSlot))
+    if (void* frontEnd = ::TlsGetValue(Detail::g_frontEndSlot))
         return static_cast<ITKRuntimeLoggerAPI*>(frontEnd);
-    if (::TlsGetValue(Detail::triedSlot))
+    if (::TlsGetValue(Detail::g_triedSlot))
         return nullptr;
     // Marked before the search: the search calls foreign code, which may come back here on this very thread, and must
     // then find that there is no logger yet instead of searching without end.
-    if (!::TlsSetValue(Detail::triedSlot, reinterpret_cast<void*>(1)))
+    if (!::TlsSetValue(Detail::g_triedSlot, reinterpret_cast<void*>(1)))
         return nullptr;
     try {
         auto frontEnd = std::make_unique<CTKRuntimeLoggerAPI>(m_fallback);
@@ -41,7 +41,7 @@ ITKRuntimeLoggerAPI* CRuntimeLoggerTLSManager::FrontEnd() noexcept {
             return nullptr;
         ITKRuntimeLoggerAPI* const result = frontEnd.get();
         m_frontEnds.insert(std::move(frontEnd));
-        return ::TlsSetValue(Detail::frontEndSlot, result) ? result : nullptr;
+        return ::TlsSetValue(Detail::g_frontEndSlot, result) ? result : nullptr;
     } catch (...) {
         return nullptr;  // out of memory: this thread goes without
     }

@@ -28,8 +28,8 @@ namespace TKRuntimeLogger {
 namespace Detail {
 // The two thread-local slots of the module: the thread's front end, and a mark that it has looked for one. No slot is
 // allocated before the module's static initialisation or after its end; nothing is logged then.
-inline constinit DWORD frontEndSlot = TLS_OUT_OF_INDEXES;
-inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
+inline constinit DWORD g_frontEndSlot = TLS_OUT_OF_INDEXES;
+inline constinit DWORD g_triedSlot = TLS_OUT_OF_INDEXES;
 }  // namespace Detail
 
 // The calling thread's front end, made on first use, or null for good.
@@ -38,9 +38,9 @@ inline constinit DWORD triedSlot = TLS_OUT_OF_INDEXES;
 // The same, with a short path for a thread that has looked for its logger before.
 [[nodiscard]] inline ITKRuntimeLoggerAPI* ThreadLogger() noexcept {
     const base::CLastErrorKeeper lastError;
-    if (void* frontEnd = ::TlsGetValue(Detail::frontEndSlot))
+    if (void* frontEnd = ::TlsGetValue(Detail::g_frontEndSlot))
         return static_cast<ITKRuntimeLoggerAPI*>(frontEnd);
-    return ::TlsGetValue(Detail::triedSlot) ? nullptr : GetLoggerAPI();
+    return ::TlsGetValue(Detail::g_triedSlot) ? nullptr : GetLoggerAPI();
 }
 
 // What every log site does: runs `write` with the calling thread's front end, if there is one, and drops what it

@@ -16,7 +16,7 @@ CRuntimeLoggerTLSManager g_tlsManager(g_logToFile.IsEnabled() ? &g_logToFile : n
 ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept {
     // The manager exists exactly while its slots do. A record that comes earlier or later than that, from some other
     // static object, is skipped without deciding for the thread.
-    if (Detail::frontEndSlot == TLS_OUT_OF_INDEXES || Detail::triedSlot == TLS_OUT_OF_INDEXES)
+    if (Detail::g_frontEndSlot == TLS_OUT_OF_INDEXES || Detail::g_triedSlot == TLS_OUT_OF_INDEXES)
         return nullptr;
     const base::CLastErrorKeeper lastError;
     return g_tlsManager.FrontEnd();
