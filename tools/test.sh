@@ -1,6 +1,10 @@
 #!/usr/bin/env bash
-# Builds both bitnesses and runs every test of both under Wine, in a new Wine prefix and in random order, so that no test can
-# rely on what ran before it. Prints the counts; fails when a test failed or didn't run. Where 32-bit programs can't be run, their
+# Builds and runs every test under Wine, in a new Wine prefix and in random order, so that no test can rely on what ran before it.
+#
+#   tools/test.sh            both bitnesses, optimised
+#   tools/test.sh PRESET...  these of CMakePresets.json: win64, win32, win64-debug, win32-debug
+#
+# Prints the counts; fails when a test failed or didn't run. Where 32-bit programs can't be run, their
 # tests are counted as skipped and the reason is printed. Log and order of the tests: build/<preset>.test.log.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -8,7 +12,9 @@ tools/setup.sh
 
 strict=OFF
 [ -z "${CI:-}" ] || strict=ON
-for preset in win64 win32; do
+wanted=("$@")
+[ $# -gt 0 ] || wanted=(win64 win32)
+for preset in "${wanted[@]}"; do
   echo "== Building $preset"
   cmake --preset "$preset" -DTV_WARNINGS_AS_ERRORS=$strict >"build/$preset.configure.log" || {
     cat "build/$preset.configure.log"
@@ -17,18 +23,21 @@ for preset in win64 win32; do
   NINJA_STATUS='' cmake --build --preset "$preset" -- --quiet
 done
 
-presets=(win64)
-why_skipped=
-if [ -e build/wine32.failed ]; then
-  why_skipped=$(cat build/wine32.failed)
-elif ! build/win32/wine-tests.sh --new-prefix build/win32/bin/tvsource.exe --help >/dev/null 2>&1; then
-  why_skipped="Wine doesn't start 32-bit programs here"
-else
-  presets+=(win32)
-fi
-build/win64/wine-tests.sh --new-prefix cmd.exe /c exit </dev/null >/dev/null 2>&1
+presets=() skipped_presets=() why_skipped=
+for preset in "${wanted[@]}"; do
+  if "build/$preset/wine-tests.sh" --new-prefix "build/$preset/bin/tvsource.exe" --help </dev/null >/dev/null 2>&1; then
+    presets+=("$preset")
+  elif [[ $preset == win32* ]]; then
+    skipped_presets+=("$preset")
+    why_skipped="Wine doesn't start 32-bit programs here"
+    [ ! -e build/wine32.failed ] || why_skipped=$(cat build/wine32.failed)
+  else
+    echo "Wine doesn't start the programs of $preset" >&2
+    exit 1
+  fi
+done
 
-# The two bitnesses have a Wine prefix each, so they run side by side; within one, tests run one at a time.
+# The presets have a Wine prefix each, so they run side by side; within one, tests run one at a time.
 # No test is run twice: one that fails now and then must be seen.
 declare -A runs
 keepers=()
@@ -46,7 +55,7 @@ for preset in "${presets[@]}"; do
   runs[$preset]=$!
 done
 
-passed=0 failed=0 skipped=0
+passed=0 failed=0 skipped=0 all=0
 for preset in "${presets[@]}"; do
   log=build/$preset.test.log
   ended=0
@@ -68,10 +77,10 @@ for preset in "${presets[@]}"; do
   fi
   [ "$bad" -eq 0 ] || cat "$log"
 done
-if [ -n "$why_skipped" ]; then
-  others=$passed
-  skipped=$((skipped + others))
-  printf '== win32: %d skipped: %s\n' "$others" "$why_skipped"
-fi
+# What can't be started can't tell how many tests it has: as many as the others.
+for preset in "${skipped_presets[@]}"; do
+  skipped=$((skipped + all))
+  printf '== %s: %d skipped: %s\n' "$preset" "$all" "$why_skipped"
+done
 printf '%d passed, %d failed, %d skipped\n' "$passed" "$failed" "$skipped"
 [ "$failed" -eq 0 ]
