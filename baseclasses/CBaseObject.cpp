@@ -3,17 +3,17 @@
 #include <atomic>
 
 namespace {
-constinit std::atomic<LONG> objectsActive{0};
+constinit std::atomic<LONG> g_objectsActive{0};
 }
 
 CBaseObject::CBaseObject(const wchar_t*) noexcept {
-    ++objectsActive;
+    ++g_objectsActive;
 }
 
 CBaseObject::~CBaseObject() {
-    --objectsActive;
+    --g_objectsActive;
 }
 
 LONG CBaseObject::ObjectsActive() noexcept {
-    return objectsActive;
+    return g_objectsActive;
 }

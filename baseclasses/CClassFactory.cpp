@@ -6,7 +6,7 @@
 #include <new>
 
 namespace {
-constinit std::atomic<LONG> locks{0};
+constinit std::atomic<LONG> g_locks{0};
 }
 
 CClassFactory::CClassFactory(const CFactoryTemplate& factoryTemplate) noexcept
@@ -56,16 +56,16 @@ STDMETHODIMP CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** 
 
 STDMETHODIMP CClassFactory::LockServer(BOOL lock) noexcept {
     if (lock) {
-        ++locks;
+        ++g_locks;
         return S_OK;
     }
     // A host that unlocks once too often must not undo another one's lock.
-    LONG held = locks;
-    while (held > 0 && !locks.compare_exchange_weak(held, held - 1)) {
+    LONG held = g_locks;
+    while (held > 0 && !g_locks.compare_exchange_weak(held, held - 1)) {
     }
     return S_OK;
 }
 
 bool CClassFactory::IsLocked() noexcept {
-    return locks != 0;
+    return g_locks != 0;
 }

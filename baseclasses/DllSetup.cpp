@@ -24,8 +24,8 @@ void TellClasses(BOOL loading) {
 // The module's full path, however long.
 HRESULT ModulePath(std::unique_ptr<wchar_t[]>& path) noexcept {
     // Windows has no longer paths than this.
-    constexpr DWORD longest = 32768;
-    for (DWORD size = MAX_PATH; size <= 2 * longest; size *= 2) {
+    constexpr DWORD kLongest = 32768;
+    for (DWORD size = MAX_PATH; size <= 2 * kLongest; size *= 2) {
         path.reset(new (std::nothrow) wchar_t[size]);
         if (!path)
             return E_OUTOFMEMORY;

@@ -30,7 +30,7 @@ constexpr LONG kRandomReadBytes = 4096;
 constexpr TKRuntimeLogger::LogSource kSource{L"tvbench", L"StepBench"};
 
 // Goes through a variable: the compiler would leave out what nobody looks at.
-void* (*volatile copyBytes)(void*, const void*, std::size_t) = std::memcpy;
+void* (*volatile g_copyBytes)(void*, const void*, std::size_t) = std::memcpy;
 
 ComPtr<IStream> OpenFile(const CBenchFile& file) {
     ComPtr<IStream> stream;
@@ -139,7 +139,7 @@ void BenchLargeRead(CReport& report, CFilterSource& ours, const CBenchFile& file
                       ReadBytes(*source.Get(), buffer.Get(), kBufferBytes);
                   },
                   [&] { bareFile.ReadAt(forReadFile.Next(), kBufferBytes, target.Get()); },
-                  [&] { copyBytes(target.Get(), buffer.Get(), kBufferBytes); });
+                  [&] { g_copyBytes(target.Get(), buffer.Get(), kBufferBytes); });
     report.BeginSteps("A read of 128 KiB, which empties and refills the buffer", whole);
     report.AddStep("refill: 128 KiB from the file", refill);
     report.AddStep("copy of 128 KiB out of the buffer", copy);

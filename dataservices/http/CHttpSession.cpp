@@ -13,8 +13,8 @@ namespace dataservices::http {
 
 namespace {
 
-constinit base::CSlimLock lock;  // guards `shared`; nothing of ours is taken while it is held
-constinit std::weak_ptr<CHttpSession> shared;
+constinit base::CSlimLock g_lock;  // guards g_shared; nothing of ours is taken while it is held
+constinit std::weak_ptr<CHttpSession> g_shared;
 
 // Strings that the library has allocated.
 struct CGlobalTextFreer {
@@ -62,15 +62,15 @@ HRESULT CHttpSession::Get(std::shared_ptr<CHttpSession>& session) {
     base::CAutoLibrary library = base::LateLoad(L"winhttp.dll");
     if (!library)
         return HRESULT_FROM_WIN32(::GetLastError());
-    const std::lock_guard guard(lock);
-    session = shared.lock();
+    const std::lock_guard guard(g_lock);
+    session = g_shared.lock();
     if (session)
         return S_OK;
     CInternetHandle handle = OpenSession();
     if (!handle)
         return ResultOfNetworkError(::GetLastError());
     session = std::make_shared<CHttpSession>(std::move(library), std::move(handle));
-    shared = session;
+    g_shared = session;
     return S_OK;
 }
 

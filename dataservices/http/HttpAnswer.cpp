@@ -31,12 +31,12 @@ constexpr std::uint64_t kMaxNumber = 0x7FFFFFFFFFFFFFFE;
 
 // "bytes 0-499/1234", "bytes 0-499/*", "bytes */1234". Any other text leaves `answer` as it is.
 void ReadContentRange(std::wstring_view text, HttpAnswer& answer) noexcept {
-    constexpr std::wstring_view unit = L"bytes ";
+    constexpr std::wstring_view kUnit = L"bytes ";
     text = base::Trimmed(text);
     const size_t slash = text.find(L'/');
-    if (!base::EqualsIgnoringAsciiCase(text.substr(0, unit.size()), unit) || slash == text.npos)
+    if (!base::EqualsIgnoringAsciiCase(text.substr(0, kUnit.size()), kUnit) || slash == text.npos)
         return;
-    const std::wstring_view range = base::Trimmed(text.substr(unit.size(), slash - unit.size()));
+    const std::wstring_view range = base::Trimmed(text.substr(kUnit.size(), slash - kUnit.size()));
     const auto total = NumberOf(text.substr(slash + 1));
     if (!total && base::Trimmed(text.substr(slash + 1)) != L"*")
         return;

@@ -128,11 +128,11 @@ std::optional<CTKCFPropertyValue::Value> CTKCFPropertyValue::ReadBytes(SAFEARRAY
 }
 
 const wchar_t* CTKCFPropertyValue::GetKind() const noexcept {
-    static constexpr const wchar_t* KINDS[] = {L"TKCF.PVT.Long",      L"TKCF.PVT.Int64",  L"TKCF.PVT.String",
-                                               L"TKCF.PVT.Boolean",   L"TKCF.PVT.Double", L"TKCF.PVT.DateTime",
-                                               L"TKCF.PVT.Dimension", L"TKCF.PVT.Bytes"};
-    static_assert(ARRAYSIZE(KINDS) == std::variant_size_v<Value>);
-    return KINDS[m_value.index()];
+    static constexpr const wchar_t* kKinds[] = {L"TKCF.PVT.Long",      L"TKCF.PVT.Int64",  L"TKCF.PVT.String",
+                                                L"TKCF.PVT.Boolean",   L"TKCF.PVT.Double", L"TKCF.PVT.DateTime",
+                                                L"TKCF.PVT.Dimension", L"TKCF.PVT.Bytes"};
+    static_assert(ARRAYSIZE(kKinds) == std::variant_size_v<Value>);
+    return kKinds[m_value.index()];
 }
 
 std::wstring CTKCFPropertyValue::ToString() const {

@@ -127,7 +127,7 @@ TEST_F(StreamHelpersTest, ReadsUntilAllIsThereOrNothingComes) {
 }
 
 TEST_F(StreamHelpersTest, NullPointersAreNamedInTheLog) {
-    constexpr auto readAll = &TryAsHardAsPossibleToReallyGiveMeAllTheBytesIWant;
+    const auto readAll = &TryAsHardAsPossibleToReallyGiveMeAllTheBytesIWant;
     char to = 0;
     const auto expect = [&](const wchar_t* function, const std::wstring& pointer,
                             const std::function<HRESULT()>& call) {
@@ -136,7 +136,7 @@ TEST_F(StreamHelpersTest, NullPointersAreNamedInTheLog) {
     };
     expect(kCopy, L"pointer pStream", [] { return CreateSmallFileStream(nullptr, nullptr, 1); });
     expect(kCopy, L"retval pointer ppStream", [&] { return CreateSmallFileStream(&stream, nullptr, 1); });
-    expect(kReadAll, L"pointer pStream", [] { return readAll(nullptr, nullptr, 0, nullptr); });
+    expect(kReadAll, L"pointer pStream", [&] { return readAll(nullptr, nullptr, 0, nullptr); });
     expect(kReadAll, L"pointer pBuffer", [&] { return readAll(&stream, nullptr, 0, nullptr); });
     expect(kReadAll, L"retval pointer pulRead", [&] { return readAll(&stream, &to, 0, nullptr); });
     EXPECT_EQ(0, stream.Calls());

@@ -11,10 +11,10 @@ using Microsoft::WRL::ComPtr;
 namespace {
 
 // How the module's one class is made.
-std::function<CUnknown*(IUnknown* outer, HRESULT* phr)> create;
+std::function<CUnknown*(IUnknown* outer, HRESULT* phr)> g_create;
 
 CUnknown* CALLBACK Create(IUnknown* outer, HRESULT* phr) {
-    return create(outer, phr);
+    return g_create(outer, phr);
 }
 
 CUnknown* MakeFilter(IUnknown* outer, HRESULT*) {
@@ -46,12 +46,12 @@ TEST_F(ModuleTest, WhatCannotBeMadeLeavesNothingBehind) {
     void* out = &out;
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
-        create = c.create;
+        g_create = c.create;
         EXPECT_EQ(c.expected, Factory()->CreateInstance(nullptr, c.iid, &out));
         EXPECT_EQ(nullptr, std::exchange(out, &out));
     }
     const ComPtr<CTestFilter> outer = new CTestFilter;
-    create = MakeFilter;
+    g_create = MakeFilter;
     EXPECT_EQ(E_NOINTERFACE, Factory()->CreateInstance(outer->GetOwner(), __uuidof(IBaseFilter), &out)) << "aggregated";
     EXPECT_EQ(E_NOINTERFACE, AMovieDllGetClassObject(CLSID_TestFilter, __uuidof(IBaseFilter), &out));
     EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, AMovieDllGetClassObject(CLSID_FilterGraph, __uuidof(IUnknown), &out));
@@ -59,7 +59,7 @@ TEST_F(ModuleTest, WhatCannotBeMadeLeavesNothingBehind) {
 }
 
 TEST_F(ModuleTest, WhatIsAliveOrLockedKeepsTheModuleAndNoUnlockUndoesALaterLock) {
-    create = MakeFilter;
+    g_create = MakeFilter;
     ComPtr<IUnknown> object;
     {
         const ComPtr<IClassFactory> factory = Factory();

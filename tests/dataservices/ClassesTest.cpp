@@ -130,9 +130,9 @@ TEST_F(LayerTest, AVirtualDirectoryHoldsWhatIsPutIntoIt) {
     EXPECT_EQ(E_NOINTERFACE, OpenEntryAs(directory, L"id 1", TKDS_ACCESSOR_DIRECTORY));
 }
 
-decltype(&::GetProcAddress) getProcAddress = nullptr;
+decltype(&::GetProcAddress) g_getProcAddress = nullptr;
 FARPROC WINAPI WithoutReasons(HMODULE library, const char* name) {
-    return std::string(name) == kDetectMimeTypesExport ? nullptr : getProcAddress(library, name);
+    return std::string(name) == kDetectMimeTypesExport ? nullptr : g_getProcAddress(library, name);
 }
 
 TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
@@ -174,7 +174,7 @@ TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
     broken.On(CScriptedStream::ReadCall, 0, {.result = kInUse});
     EXPECT_EQ(kInUse, reader->CanExtract(&broken));
     {
-        const CImportHook hook("GetProcAddress", &WithoutReasons, &getProcAddress,
+        const CImportHook hook("GetProcAddress", &WithoutReasons, &g_getProcAddress,
                                ::GetModuleHandleW(L"TvDataServices.dll"));
         EXPECT_EQ(S_OK, reader->CanExtract(file.Get())) << "a library that tells no reasons";
         broken.On(CScriptedStream::ReadCall, 0, {.result = kInUse});

@@ -220,19 +220,19 @@ TEST_F(HttpAnswerTest, OnlyAnAnswerThatMayChangeOrMakesNoSenseIsAskedForAgain) {
     read({.bytes = "??", .status = 206, .live = true, .headers = "Content-Range: bytes 300000-0/1000000\r\n"}, S_OK);
 }
 
-decltype(&::WinHttpQueryHeaders) queryHeaders = nullptr;
-std::atomic<int> queries = 0;
+decltype(&::WinHttpQueryHeaders) g_queryHeaders = nullptr;
+std::atomic<int> g_queries = 0;
 BOOL WINAPI CountedQuery(HINTERNET request, DWORD what, const wchar_t* name, void* buffer, DWORD* size, DWORD* index) {
-    ++queries;
-    return queryHeaders(request, what, name, buffer, size, index);
+    ++g_queries;
+    return g_queryHeaders(request, what, name, buffer, size, index);
 }
 
-decltype(&::WinHttpSetOption) setOption = nullptr;
+decltype(&::WinHttpSetOption) g_setOption = nullptr;
 DWORD g_disabled = 0;
 BOOL WINAPI NotedOption(HINTERNET handle, DWORD option, void* value, DWORD size) {
     if (option == WINHTTP_OPTION_DISABLE_FEATURE)
         g_disabled = *static_cast<const DWORD*>(value);
-    return setOption(handle, option, value, size);
+    return g_setOption(handle, option, value, size);
 }
 
 TEST_F(HttpAnswerTest, TheLibraryLogsInNowhereAndGivesAllHeadersInOneGo) {
@@ -240,15 +240,15 @@ TEST_F(HttpAnswerTest, TheLibraryLogsInNowhereAndGivesAllHeadersInOneGo) {
     CHttpServer::Resource resource{.bytes = bytes, .ranges = false};
     for (int i = 0; i < 4'000; ++i)
         resource.headers += "Content-Length: 1000000\r\n";
-    queries = 0;
-    queryHeaders = std::exchange(__imp_WinHttpQueryHeaders, &CountedQuery);
-    setOption = std::exchange(__imp_WinHttpSetOption, &NotedOption);
+    g_queries = 0;
+    g_queryHeaders = std::exchange(__imp_WinHttpQueryHeaders, &CountedQuery);
+    g_setOption = std::exchange(__imp_WinHttpSetOption, &NotedOption);
     EXPECT_EQ(S_OK, OpenServed(resource));
-    __imp_WinHttpQueryHeaders = queryHeaders;
-    __imp_WinHttpSetOption = setOption;
+    __imp_WinHttpQueryHeaders = g_queryHeaders;
+    __imp_WinHttpSetOption = g_setOption;
     EXPECT_TRUE(g_disabled & WINHTTP_DISABLE_AUTHENTICATION) << "with the user's own name, where the server invites it";
-    EXPECT_LT(0, queries);
-    EXPECT_GT(40, queries);
+    EXPECT_LT(0, g_queries);
+    EXPECT_GT(40, g_queries);
     EXPECT_TRUE(IsRightAt(0));
 }
 
@@ -311,20 +311,20 @@ TEST_F(HttpAnswerTest, AnswersThatTellTooLittleOrContradictThemselvesAreNotUsed)
     EXPECT_TRUE(IsRightAt(0));
 }
 
-std::wstring proxyOfMachine;
+std::wstring g_proxyOfMachine;
 BOOL WINAPI ProxyOfMachine(WINHTTP_PROXY_INFO* info) {
     const auto copy = [](const std::wstring& text) {
         const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
         return static_cast<wchar_t*>(std::memcpy(::GlobalAlloc(GMEM_FIXED, bytes), text.c_str(), bytes));
     };
-    *info = {WINHTTP_ACCESS_TYPE_NAMED_PROXY, copy(proxyOfMachine), copy(L"*.near.invalid")};
+    *info = {WINHTTP_ACCESS_TYPE_NAMED_PROXY, copy(g_proxyOfMachine), copy(L"*.near.invalid")};
     return TRUE;
 }
 
 TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));  // the function is known from now on
     stream.Reset();                                 // the session goes with the last one
-    proxyOfMachine = L"127.0.0.1:" + std::to_wstring(server.Port());
+    g_proxyOfMachine = L"127.0.0.1:" + std::to_wstring(server.Port());
     const auto before = std::exchange(__imp_WinHttpGetDefaultProxyConfiguration, &ProxyOfMachine);
     EXPECT_EQ(S_OK, Open(L"http://nowhere.invalid/a"));
     EXPECT_TRUE(stream && IsRightAt(0));
@@ -333,7 +333,7 @@ TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
     EXPECT_EQ("/a", server.Requests().back().target);
     stream.Reset();
-    proxyOfMachine = L"127.0.0.1:1";
+    g_proxyOfMachine = L"127.0.0.1:1";
     EXPECT_EQ(S_OK, Open(server.Url(L"/a"))) << "this machine is asked directly";
     __imp_WinHttpGetDefaultProxyConfiguration = before;
 }

@@ -137,7 +137,7 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         SCOPED_TRACE(after.headers + after.etag + after.bytes.substr(0, 5));
         ASSERT_EQ(S_OK, OpenThen(before, {after}));
         EXPECT_EQ(std::pair(STG_E_REVERTED, bytes.substr(0, 300'000)), Read(bytes.size()));
-        now += 3'600'000;
+        g_now += 3'600'000;
         server.Serve("/a", before);
         EXPECT_EQ(STG_E_REVERTED, Read(10).first);
     }
@@ -159,14 +159,14 @@ TEST_F(HttpStreamTest, ASourceThatStaysBrokenFailsAfterFiveTriesAndForTenSeconds
         ComPtr<IStream> clone;
         ASSERT_EQ(S_OK, stream->Clone(&clone));
         for (const ULONGLONG ms : {0ull, 1ull, 9'998ull}) {
-            now += ms;
+            g_now += ms;
             EXPECT_EQ(std::pair(dataservices::http::ResultOfHttpStatus(503), std::string()), Read(10)) << "at once";
             char byte = 0;
             EXPECT_EQ(dataservices::http::ResultOfHttpStatus(503), clone->Read(&byte, 1, nullptr));
             EXPECT_TRUE(IsRightAt(690'000, 10'000)) << "what is kept is there";
         }
         EXPECT_EQ(6u, server.Requests().size()) << "nobody was asked";
-        now += 1;
+        g_now += 1;
         EXPECT_TRUE(IsRightAt(700'000)) << "each read has all tries";
         EXPECT_EQ(8u, server.Requests().size());
         stream.Reset();
@@ -223,7 +223,7 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
         ULONG count = 0;
         EXPECT_EQ(dataservices::http::kHttpTimeout, live->Read(got.data(), static_cast<ULONG>(got.size()), &count));
         EXPECT_TRUE(bytes.starts_with(got.substr(0, count)));
-        now += 3'600'000;
+        g_now += 3'600'000;
         EXPECT_EQ(dataservices::http::kHttpTimeout, live->Read(got.data(), 1, &count))
             << "a live source is not taken up again";
     }));

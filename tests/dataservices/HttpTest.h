@@ -44,9 +44,9 @@ inline CHttpServer::Resource Part(std::string body, const std::string& range, st
 }
 
 // A clock that goes on when it is told to.
-inline std::atomic<ULONGLONG> now = 0;
+inline std::atomic<ULONGLONG> g_now = 0;
 inline ULONGLONG WINAPI Now() {
-    return now;
+    return g_now;
 }
 
 struct HttpStreamTest : ::testing::Test {

@@ -80,15 +80,15 @@ TEST_F(SourceTest, PiecesAndAWrongSizeMisleadNobody) {
 
 // A source that takes its time, by a clock that it moves itself.
 struct SlowSourceTest : ::testing::Test {
-    static inline std::uint64_t now = 0;
+    static inline std::uint64_t g_now = 0;
     static constexpr std::uint64_t kMostMs = 10'000;
 
     // Detects in a source that gives `pieceBytes` at once and takes `msPerByte` for each byte.
     static Detection Detect(CScriptedStream& source, ULONG pieceBytes, std::uint64_t msPerByte) {
         source.LimitTransfers(pieceBytes);
-        source.OnEachRead([=](ULONG bytes) { now += bytes * msPerByte; });
-        now = 77;
-        return DetectFormat(&source, [] { return now; });
+        source.OnEachRead([=](ULONG bytes) { g_now += bytes * msPerByte; });
+        g_now = 77;
+        return DetectFormat(&source, [] { return g_now; });
     }
     static std::wstring FirstOf(const Detection& detection) {
         const bool isFound = !detection.findings.empty() && detection.findings.back().verdict.types[0];
@@ -118,14 +118,14 @@ TEST_F(SlowSourceTest, DetectionEndsInTimeAndJudgesByWhatCame) {
         EXPECT_EQ(S_OK, detection.result);
         EXPECT_TRUE(detection.isOutOfTime);
         EXPECT_EQ(row.expected, FirstOf(detection));
-        EXPECT_GE(77 + kMostMs + 16 * row.msPerByte, now);
-        EXPECT_LE(77 + kMostMs, now) << "no sooner";
+        EXPECT_GE(77 + kMostMs + 16 * row.msPerByte, g_now);
+        EXPECT_LE(77 + kMostMs, g_now) << "no sooner";
         EXPECT_EQ(0u, PositionOf(source));
     }
     // A buffer that fills itself from a slow source before it gives its first byte, and has the others then.
     CScriptedStream buffer(content);
-    buffer.OnEachRead([first = true](ULONG) mutable { now += std::exchange(first, false) ? 60'000 : 0; });
-    const Detection buffered = DetectFormat(&buffer, [] { return now; });
+    buffer.OnEachRead([first = true](ULONG) mutable { g_now += std::exchange(first, false) ? 60'000 : 0; });
+    const Detection buffered = DetectFormat(&buffer, [] { return g_now; });
     EXPECT_FALSE(buffered.isOutOfTime);
     EXPECT_STREQ(L"audio/wav", FirstOf(buffered).c_str());
     // A frame of AC-3 whose last byte is the last one in time isn't all there is.
@@ -139,10 +139,10 @@ TEST_F(SlowSourceTest, AWalkEndsInTimeToo) {
     int walked = 0;
     source.OnEachRead([&](ULONG bytes) {
         walked += bytes == 0x8000;
-        now += bytes == 0x8000 ? 3000 : 0;
+        g_now += bytes == 0x8000 ? 3000 : 0;
     });
-    now = 0;
-    EXPECT_TRUE(DetectFormat(&source, [] { return now; }).isOutOfTime);
+    g_now = 0;
+    EXPECT_TRUE(DetectFormat(&source, [] { return g_now; }).isOutOfTime);
     EXPECT_EQ(4, walked) << "the fourth begins in time";
 }
 

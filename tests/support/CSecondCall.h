@@ -43,14 +43,14 @@ private:
 namespace Detail {
 // The thread whose next allocation is reported, 0 for none. No thread-local variable: the compiler's are themselves
 // allocated.
-inline std::atomic<DWORD> telling{0};
-inline std::function<void()> tell;
-inline void* (*allocate)(std::size_t) = nullptr;
+inline std::atomic<DWORD> g_telling{0};
+inline std::function<void()> g_tell;
+inline void* (*g_allocate)(std::size_t) = nullptr;
 
 inline void* TellAndAllocate(std::size_t bytes) {
-    if (DWORD self = ::GetCurrentThreadId(); telling.compare_exchange_strong(self, 0))
-        tell();
-    return allocate(bytes);
+    if (DWORD self = ::GetCurrentThreadId(); g_telling.compare_exchange_strong(self, 0))
+        g_tell();
+    return g_allocate(bytes);
 }
 }  // namespace Detail
 
@@ -58,10 +58,10 @@ inline void* TellAndAllocate(std::size_t bytes) {
 inline bool EndsBeside(const std::function<void()>& first, const std::function<void()>& second) {
     std::optional<CSecondCall> call;
     bool ended = false;
-    Detail::tell = [&] { ended = call.emplace(second).Ends(); };
-    const CImportHook hook("malloc", &Detail::TellAndAllocate, &Detail::allocate);
-    Detail::telling = ::GetCurrentThreadId();
+    Detail::g_tell = [&] { ended = call.emplace(second).Ends(); };
+    const CImportHook hook("malloc", &Detail::TellAndAllocate, &Detail::g_allocate);
+    Detail::g_telling = ::GetCurrentThreadId();
     first();
-    EXPECT_EQ(0u, Detail::telling.exchange(0)) << "nothing was allocated";
+    EXPECT_EQ(0u, Detail::g_telling.exchange(0)) << "nothing was allocated";
     return ended;
 }
