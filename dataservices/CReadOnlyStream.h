@@ -1,28 +1,27 @@
 // What all streams of this layer that can't be written have in common.
 //
-// Derived classes read, seek, tell their state and clone themselves; everything else is answered here.
-// Units: positions and sizes are bytes; both stay below 2^63.  Threads: as the derived class says.
+// Derived classes read, seek, tell their state and clone themselves; everything else is answered here or by
+// CStreamBase. Units: positions and sizes are bytes; both stay below 2^63.  Threads: as the derived class says.
 #pragma once
 
 #include "dataservices/Results.h"
-#include "framework/com/CComObjectBase.h"
-#include "framework/streams/CopyInBlocks.h"
+#include "framework/streams/CStreamBase.h"
 
 #include <optional>
 
 namespace dataservices {
 
-class CReadOnlyStream : public framework::CComObjectBase<IStream, ISequentialStream> {
+class CReadOnlyStream : public framework::CStreamBase {
 public:
     // ISequentialStream
-    STDMETHODIMP Write(const void*, ULONG, ULONG* bytesWritten) noexcept final {  // STG_E_ACCESSDENIED
+    // STG_E_ACCESSDENIED, and the count is 0: callers of this layer need not have cleared it.
+    STDMETHODIMP Write(const void*, ULONG, ULONG* bytesWritten) noexcept final {
         if (bytesWritten)
             *bytesWritten = 0;
         return STG_E_ACCESSDENIED;
     }
 
     // IStream
-    STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept final { return STG_E_ACCESSDENIED; }
     // As CopyInBlocks, but a source that fails is a failure of the copy.
     STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                         ULARGE_INTEGER* bytesWritten) noexcept final {
@@ -30,10 +29,9 @@ public:
         const HRESULT hr = framework::CopyInBlocks(*this, target, cb, bytesRead, bytesWritten, &read);
         return FAILED(read) ? read : hr;
     }
-    STDMETHODIMP Commit(DWORD) noexcept final { return S_OK; }  // nothing is ever outstanding
+    // Nothing is ever outstanding, so there is nothing to fail at.
+    STDMETHODIMP Commit(DWORD) noexcept final { return S_OK; }
     STDMETHODIMP Revert() noexcept final { return S_OK; }
-    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept final { return STG_E_INVALIDFUNCTION; }
-    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept final { return STG_E_INVALIDFUNCTION; }
 
 protected:
     // Where Seek leads from `position` in a source of `length` bytes; an unknown length is empty. A target beyond the

@@ -1,6 +1,5 @@
 #include "framework/com/CStreamCookie.h"
 
-#include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
 #include "framework/com/GlobalInterfaceTable.h"
 
@@ -80,6 +79,11 @@ HRESULT CStreamCookie::CopyTo(IStream** stream) const noexcept {
         return fetched;
     *stream = static_cast<IStream*>(answer);
     return answer ? fetched : E_POINTER;
+}
+
+HRESULT CStreamCookie::Clone(ComPtr<IStream>& clone) const noexcept {
+    const HRESULT hr = Call([&](IStream& stream) { return base::ReceiveAny(clone, &stream, &IStream::Clone); });
+    return SUCCEEDED(hr) && !clone ? E_UNEXPECTED : hr;
 }
 
 HRESULT CStreamCookie::Revoke() noexcept {

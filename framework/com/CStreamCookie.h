@@ -6,6 +6,8 @@
 // free-threaded stream this object keeps one as well.
 #pragma once
 
+#include "base/ComBoundary.h"
+
 #include <windows.h>
 
 #include <objidl.h>
@@ -31,6 +33,20 @@ public:
     // null on failure.  E_POINTER: `stream` is null, or the table succeeds and gives nothing.  Otherwise the failure of
     // the table, or of the stream if the table has asked it.
     [[nodiscard]] HRESULT CopyTo(IStream** stream) const noexcept;
+
+    // Fetches the stream for the calling apartment and gives what `function`, called with it, returns. An exception
+    // counts as a failure of the stream.  Otherwise as CopyTo.
+    template <class Function>
+    [[nodiscard]] HRESULT Call(Function&& function) const noexcept {
+        Microsoft::WRL::ComPtr<IStream> stream;
+        if (const HRESULT hr = CopyTo(&stream); FAILED(hr))
+            return hr;
+        return base::ComBoundary([&] { return function(*stream.Get()); });
+    }
+
+    // Hands out a clone of the stream, for the calling apartment; `clone` is empty on failure.
+    // E_UNEXPECTED: the stream reported success and gave no clone.  Otherwise the stream's failure, or as CopyTo.
+    [[nodiscard]] HRESULT Clone(Microsoft::WRL::ComPtr<IStream>& clone) const noexcept;
 
     // Ends the registration; S_OK when there is none. After a failure it is still held.
     HRESULT Revoke() noexcept;

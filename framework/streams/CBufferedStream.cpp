@@ -1,8 +1,5 @@
 #include "framework/streams/CBufferedStream.h"
 
-#include "base/ForeignCalls.h"
-#include "framework/streams/CopyInBlocks.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -14,13 +11,13 @@ HRESULT CBufferedStream::Initialize(IStream* stream, LONG bufferBytes) noexcept 
     if (bufferBytes < 1)
         return E_INVALIDARG;
 
-    HRESULT hr = m_source.Attach(stream);
-    if (SUCCEEDED(hr))
-        hr = base::ComBoundary([&] {
-            m_lines.resize((static_cast<size_t>(bufferBytes) + sizeof(CacheLine) - 1) / sizeof(CacheLine));
-            m_capacity = bufferBytes;
-            return S_OK;
-        });
+    if (const HRESULT hr = m_source.Attach(stream); FAILED(hr))
+        return hr;
+    const HRESULT hr = base::ComBoundary([&] {
+        m_lines.resize((static_cast<size_t>(bufferBytes) + sizeof(CacheLine) - 1) / sizeof(CacheLine));
+        m_capacity = bufferBytes;
+        return S_OK;
+    });
     if (FAILED(hr))
         return hr;
 
@@ -52,10 +49,6 @@ HRESULT CBufferedStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept
         count += Serve(target + count, cb - count);
     }
     return S_OK;
-}
-
-HRESULT CBufferedStream::Write(const void*, ULONG, ULONG*) noexcept {
-    return E_NOTIMPL;
 }
 
 // Copies what the buffer has, up to `cb` bytes.
@@ -125,37 +118,9 @@ HRESULT CBufferedStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
     m_offset = 0;
     m_fill = 0;
     ULARGE_INTEGER reached{};
-    ComPtr<IStream> source;
-    HRESULT hr = m_source.CopyTo(&source);
-    if (SUCCEEDED(hr))
-        hr = base::ComBoundary([&] { return source->Seek(move, origin, &reached); });
+    const HRESULT hr = m_source.Call([&](IStream& source) { return source.Seek(move, origin, &reached); });
     m_underlyingPosition = m_position = reached.QuadPart;
     return hr;
-}
-
-HRESULT CBufferedStream::SetSize(ULARGE_INTEGER) noexcept {
-    return E_NOTIMPL;
-}
-
-HRESULT CBufferedStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-                                ULARGE_INTEGER* bytesWritten) noexcept {
-    return framework::CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
-}
-
-HRESULT CBufferedStream::Commit(DWORD) noexcept {
-    return E_NOTIMPL;
-}
-
-HRESULT CBufferedStream::Revert() noexcept {
-    return E_NOTIMPL;
-}
-
-HRESULT CBufferedStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
-    return STG_E_INVALIDFUNCTION;
-}
-
-HRESULT CBufferedStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
-    return STG_E_INVALIDFUNCTION;
 }
 
 HRESULT CBufferedStream::Stat(STATSTG* stat, DWORD flag) noexcept {
@@ -180,16 +145,12 @@ HRESULT CBufferedStream::Stat(STATSTG* stat, DWORD flag) noexcept {
 HRESULT CBufferedStream::AskStat(DWORD flag) noexcept {
     m_stat = {};
     m_statName.Reset();
-    ComPtr<IStream> source;
-    HRESULT hr = m_source.CopyTo(&source);
+    STATSTG answer{};
+    const HRESULT hr = m_source.Call([&](IStream& source) { return source.Stat(&answer, flag); });
     if (FAILED(hr))
         return hr;
-    STATSTG answer{};
-    hr = base::ComBoundary([&] { return source->Stat(&answer, flag); });
-    if (SUCCEEDED(hr)) {
-        m_statName.Reset(std::exchange(answer.pwcsName, nullptr));
-        m_stat = answer;
-    }
+    m_statName.Reset(std::exchange(answer.pwcsName, nullptr));
+    m_stat = answer;
     return hr;
 }
 
@@ -198,22 +159,13 @@ HRESULT CBufferedStream::Clone(IStream** clone) noexcept {
         return E_POINTER;
     *clone = nullptr;
     return base::ComBoundary([&]() -> HRESULT {
-        ComPtr<IStream> source;
-        HRESULT hr = m_source.CopyTo(&source);
-        if (FAILED(hr))
-            return hr;
         ComPtr<IStream> sourceClone;
-        hr = base::ReceiveAny(sourceClone, source.Get(), &IStream::Clone);
-        if (FAILED(hr))
+        if (const HRESULT hr = m_source.Clone(sourceClone); FAILED(hr))
             return hr;
-        if (!sourceClone)
-            return E_UNEXPECTED;
-
         ComPtr<CBufferedStream> copy;
-        hr = framework::MakeComObject<CBufferedStream>(&copy);
-        if (SUCCEEDED(hr))
-            hr = copy->m_source.Attach(sourceClone.Get());
-        if (FAILED(hr))
+        if (const HRESULT hr = framework::MakeComObject<CBufferedStream>(&copy); FAILED(hr))
+            return hr;
+        if (const HRESULT hr = copy->m_source.Attach(sourceClone.Get()); FAILED(hr))
             return hr;
         copy->m_lines = m_lines;
         copy->m_capacity = m_capacity;
@@ -230,8 +182,9 @@ HRESULT TKFCreateBufferedStream(IStream* stream, IStream** bufferedStream, LONG 
     if (bufferedStream)
         *bufferedStream = nullptr;
     ComPtr<CBufferedStream> made;
-    HRESULT hr = framework::MakeComObject<CBufferedStream>(&made);
-    if (SUCCEEDED(hr))
-        hr = made->Initialize(stream, bufferBytes);
-    return SUCCEEDED(hr) ? made.CopyTo(bufferedStream) : hr;
+    if (const HRESULT hr = framework::MakeComObject<CBufferedStream>(&made); FAILED(hr))
+        return hr;
+    if (const HRESULT hr = made->Initialize(stream, bufferBytes); FAILED(hr))
+        return hr;
+    return made.CopyTo(bufferedStream);
 }

@@ -14,12 +14,12 @@
 #pragma once
 
 #include "base/CTaskMem.h"
-#include "framework/com/CComObjectBase.h"
 #include "framework/com/CStreamCookie.h"
+#include "framework/streams/CStreamBase.h"
 
 #include <vector>
 
-class CBufferedStream final : public framework::CComObjectBase<IStream, ISequentialStream> {
+class CBufferedStream final : public framework::CStreamBase {
 public:
     CBufferedStream() noexcept = default;
 
@@ -33,23 +33,15 @@ public:
     // S_FALSE: the source ended, or failed after the first bytes, before `cb` bytes; `*bytesRead` has the count.
     // A failure is returned only where not one byte could be given. A read of 0 bytes is S_OK and asks nobody.
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
-    STDMETHODIMP Write(const void* buffer, ULONG cb, ULONG* bytesWritten) noexcept override;  // E_NOTIMPL
+    // E_NOTIMPL, as from SetSize: whether the wrapped stream can be written isn't asked.
+    STDMETHODIMP Write(const void*, ULONG, ULONG*) noexcept override { return E_NOTIMPL; }
 
     // IStream
 
     // `*newPosition` receives the position whatever happens. A failed seek of the wrapped stream leaves this one at the
     // position that it reported, 0 if it reported none. An unknown origin is S_OK and moves nothing.
     STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept override;
-    STDMETHODIMP SetSize(ULARGE_INTEGER newSize) noexcept override;  // E_NOTIMPL
-    // See CopyInBlocks.
-    STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-                        ULARGE_INTEGER* bytesWritten) noexcept override;
-    STDMETHODIMP Commit(DWORD flags) noexcept override;  // E_NOTIMPL
-    STDMETHODIMP Revert() noexcept override;             // E_NOTIMPL
-    STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb,
-                            DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
-    STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb,
-                              DWORD type) noexcept override;  // STG_E_INVALIDFUNCTION
+    STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept override { return E_NOTIMPL; }
     // The wrapped stream is asked at the first call, and again only when `flag` differs from that of the last call.
     // Otherwise its last answer is repeated, so the size is the one at that time. If it failed, the same call again
     // gives S_OK and a record of zeros.

@@ -2,7 +2,6 @@
 
 #include "base/CTaskMem.h"
 #include "base/LongPath.h"
-#include "framework/streams/CopyInBlocks.h"
 
 #include <span>
 #include <utility>
@@ -153,27 +152,6 @@ HRESULT CLocalFileSystemStream::SetSize(ULARGE_INTEGER newSize) noexcept {
     return hr;
 }
 
-HRESULT CLocalFileSystemStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-                                       ULARGE_INTEGER* bytesWritten) noexcept {
-    return framework::CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
-}
-
-HRESULT CLocalFileSystemStream::Commit(DWORD) noexcept {
-    return E_NOTIMPL;
-}
-
-HRESULT CLocalFileSystemStream::Revert() noexcept {
-    return E_NOTIMPL;
-}
-
-HRESULT CLocalFileSystemStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
-    return STG_E_INVALIDFUNCTION;
-}
-
-HRESULT CLocalFileSystemStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
-    return STG_E_INVALIDFUNCTION;
-}
-
 HRESULT CLocalFileSystemStream::Stat(STATSTG* stat, DWORD flag) noexcept {
     if (!stat)
         return STG_E_INVALIDPOINTER;
@@ -217,15 +195,13 @@ HRESULT CLocalFileSystemStream::Clone(IStream** clone) noexcept {
         return E_POINTER;
     *clone = nullptr;
     ComPtr<IStream> copy;
-    HRESULT hr = TKFCreateLocalFileSystemStream(m_path.c_str(), m_mode, &copy);
+    if (const HRESULT hr = TKFCreateLocalFileSystemStream(m_path.c_str(), m_mode, &copy); FAILED(hr))
+        return hr;
     ULARGE_INTEGER position{};
-    if (SUCCEEDED(hr))
-        hr = Seek(LARGE_INTEGER{}, STREAM_SEEK_CUR, &position);
-    if (SUCCEEDED(hr)) {
-        LARGE_INTEGER move;
-        move.QuadPart = static_cast<LONGLONG>(position.QuadPart);
-        hr = copy->Seek(move, STREAM_SEEK_SET, nullptr);
-    }
+    if (const HRESULT hr = Seek({}, STREAM_SEEK_CUR, &position); FAILED(hr))
+        return hr;
+    const LARGE_INTEGER move{.QuadPart = static_cast<LONGLONG>(position.QuadPart)};
+    const HRESULT hr = copy->Seek(move, STREAM_SEEK_SET, nullptr);
     if (SUCCEEDED(hr))
         *clone = copy.Detach();
     return hr;
@@ -237,10 +213,9 @@ HRESULT TKFCreateLocalFileSystemStream(const wchar_t* path, DWORD mode, IStream*
     if (!IsOpenable(path, mode))
         return E_INVALIDARG;
     ComPtr<CLocalFileSystemStream> made;
-    HRESULT hr = framework::MakeComObject<CLocalFileSystemStream>(&made);
-    if (SUCCEEDED(hr))
-        hr = made->Open(path, mode);
-    if (FAILED(hr))
+    if (const HRESULT hr = framework::MakeComObject<CLocalFileSystemStream>(&made); FAILED(hr))
+        return hr;
+    if (const HRESULT hr = made->Open(path, mode); FAILED(hr))
         return hr;
     return made.CopyTo(stream);
 }

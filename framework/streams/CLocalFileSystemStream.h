@@ -8,12 +8,12 @@
 #pragma once
 
 #include "base/CAutoDestructor.h"
-#include "framework/com/CComObjectBase.h"
+#include "framework/streams/CStreamBase.h"
 #include "framework/streams/TKFStreamMode.h"
 
 #include <string>
 
-class CLocalFileSystemStream final : public framework::CComObjectBase<IStream, ISequentialStream> {
+class CLocalFileSystemStream final : public framework::CStreamBase {
 public:
     CLocalFileSystemStream() noexcept = default;
 
@@ -40,14 +40,6 @@ public:
     // STG_E_MEDIUMFULL: no file can have that size.  STG_E_INVALIDFUNCTION: this file can't be given it.
     // E_FAIL, E_UNEXPECTED: the file pointer couldn't be read, or put back.
     STDMETHODIMP SetSize(ULARGE_INTEGER newSize) noexcept override;
-    // See CopyInBlocks.
-    STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-                        ULARGE_INTEGER* bytesWritten) noexcept override;
-    STDMETHODIMP Commit(DWORD flags) noexcept override;  // E_NOTIMPL
-    STDMETHODIMP Revert() noexcept override;             // E_NOTIMPL
-    // STG_E_INVALIDFUNCTION
-    STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
-    STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
     // The name is the full path. `grfMode` shows access, sharing and create, not the other bits of the mode.
     // STG_E_INVALIDPOINTER: `stat` is null.  STG_E_INSUFFICIENTMEMORY: no memory for the name; size and times are 0.
     // STG_E_ACCESSDENIED: the file doesn't tell its size or times. No name is handed out on failure.

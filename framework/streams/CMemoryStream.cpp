@@ -128,22 +128,6 @@ HRESULT CMemoryStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER
     });
 }
 
-HRESULT CMemoryStream::Commit(DWORD) noexcept {
-    return S_OK;
-}
-
-HRESULT CMemoryStream::Revert() noexcept {
-    return E_NOTIMPL;
-}
-
-HRESULT CMemoryStream::LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
-    return S_OK;
-}
-
-HRESULT CMemoryStream::UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept {
-    return S_OK;
-}
-
 HRESULT CMemoryStream::Stat(STATSTG* stat, DWORD) noexcept {
     if (!stat)
         return E_POINTER;
@@ -164,8 +148,9 @@ HRESULT TKFCreateMemoryStream(const void* data, LONGLONG size, IStream** stream)
         return E_POINTER;
     *stream = nullptr;
     Microsoft::WRL::ComPtr<CMemoryStream> made;
-    HRESULT hr = framework::MakeComObject<CMemoryStream>(&made);
-    if (SUCCEEDED(hr))
-        hr = made->Initialize(data, size);
-    return SUCCEEDED(hr) ? made.CopyTo(stream) : hr;
+    if (const HRESULT hr = framework::MakeComObject<CMemoryStream>(&made); FAILED(hr))
+        return hr;
+    if (const HRESULT hr = made->Initialize(data, size); FAILED(hr))
+        return hr;
+    return made.CopyTo(stream);
 }

@@ -8,11 +8,11 @@
 // a lock.
 #pragma once
 
-#include "framework/com/CComObjectBase.h"
+#include "framework/streams/CStreamBase.h"
 
 #include <vector>
 
-class CMemoryStream final : public framework::CComObjectBase<IStream, ISequentialStream> {
+class CMemoryStream final : public framework::CStreamBase {
 public:
     CMemoryStream() noexcept = default;
 
@@ -44,11 +44,11 @@ public:
     // copied.  E_OUTOFMEMORY.
     STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                         ULARGE_INTEGER* bytesWritten) noexcept override;
-    STDMETHODIMP Commit(DWORD flags) noexcept override;  // S_OK
-    STDMETHODIMP Revert() noexcept override;             // E_NOTIMPL
-    // S_OK, and nothing is locked.
-    STDMETHODIMP LockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
-    STDMETHODIMP UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER cb, DWORD type) noexcept override;
+    // What is written is there at once.
+    STDMETHODIMP Commit(DWORD) noexcept override { return S_OK; }
+    // S_OK, though nothing is locked: the memory is this stream's alone.
+    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept override { return S_OK; }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept override { return S_OK; }
     // Type and size; there is no name, whatever `flag` says.  E_POINTER: `stat` is null.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     STDMETHODIMP Clone(IStream** clone) noexcept override;  // E_NOTIMPL

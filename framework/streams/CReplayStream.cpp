@@ -1,8 +1,5 @@
 #include "framework/streams/CReplayStream.h"
 
-#include "base/ForeignCalls.h"
-#include "framework/streams/CopyInBlocks.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -121,9 +118,7 @@ HRESULT CReplayStream::MoveSource(ULONGLONG position) const noexcept {
 }
 
 HRESULT CReplayStream::AskSeek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) const noexcept {
-    ComPtr<IStream> source;
-    const HRESULT hr = m_source.CopyTo(&source);
-    return FAILED(hr) ? hr : base::ComBoundary([&] { return source->Seek(move, origin, reached); });
+    return m_source.Call([&](IStream& source) { return source.Seek(move, origin, reached); });
 }
 
 HRESULT CReplayStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
@@ -140,14 +135,7 @@ HRESULT CReplayStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
 HRESULT CReplayStream::Stat(STATSTG* stat, DWORD flag) noexcept {
     if (!stat)
         return E_POINTER;
-    ComPtr<IStream> source;
-    const HRESULT hr = m_source.CopyTo(&source);
-    return FAILED(hr) ? hr : base::ComBoundary([&] { return source->Stat(stat, flag); });
-}
-
-HRESULT CReplayStream::CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-                              ULARGE_INTEGER* bytesWritten) noexcept {
-    return CopyInBlocks(*this, target, cb, bytesRead, bytesWritten);
+    return m_source.Call([&](IStream& source) { return source.Stat(stat, flag); });
 }
 
 HRESULT CReplayStream::Clone(IStream** clone) noexcept {
@@ -155,14 +143,9 @@ HRESULT CReplayStream::Clone(IStream** clone) noexcept {
         return E_POINTER;
     *clone = nullptr;
     return base::ComBoundary([&]() -> HRESULT {
-        ComPtr<IStream> source;
-        if (const HRESULT hr = m_source.CopyTo(&source); FAILED(hr))
-            return hr;
         ComPtr<IStream> sourceClone;
-        if (const HRESULT hr = base::ReceiveAny(sourceClone, source.Get(), &IStream::Clone); FAILED(hr))
+        if (const HRESULT hr = m_source.Clone(sourceClone); FAILED(hr))
             return hr;
-        if (!sourceClone)
-            return E_UNEXPECTED;
         ComPtr<CReplayStream> copy;
         if (const HRESULT hr = MakeComObject<CReplayStream>(&copy); FAILED(hr))
             return hr;

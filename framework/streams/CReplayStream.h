@@ -14,14 +14,14 @@
 // counts as its failure.
 #pragma once
 
-#include "framework/com/CComObjectBase.h"
 #include "framework/com/CStreamCookie.h"
+#include "framework/streams/CStreamBase.h"
 
 #include <vector>
 
 namespace framework {
 
-class CReplayStream final : public CComObjectBase<IStream, ISequentialStream> {
+class CReplayStream final : public CStreamBase {
 public:
     static constexpr size_t kMostKept = 256 * 1024;
 
@@ -39,7 +39,6 @@ public:
     // S_FALSE: fewer bytes than were asked for are kept or can be kept, or the source said S_FALSE. Only a read of 0
     // bytes means the end, or that no more can be kept.
     STDMETHODIMP Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept override;
-    STDMETHODIMP Write(const void*, ULONG, ULONG*) noexcept override { return STG_E_ACCESSDENIED; }
 
     // IStream
     // `*newPosition` receives the position whatever happens. While anything is kept, a seek that fails moves nothing.
@@ -50,13 +49,6 @@ public:
     // The clone gives what is kept once more, too; it keeps nothing else.
     // E_UNEXPECTED: the source reported success and gave no clone.
     STDMETHODIMP Clone(IStream** clone) noexcept override;
-    STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept override { return STG_E_ACCESSDENIED; }
-    STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
-                        ULARGE_INTEGER* bytesWritten) noexcept override;
-    STDMETHODIMP Commit(DWORD) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP Revert() noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept override { return STG_E_INVALIDFUNCTION; }
-    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept override { return STG_E_INVALIDFUNCTION; }
 
 private:
     void Drop() noexcept;
