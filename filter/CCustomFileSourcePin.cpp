@@ -1,6 +1,7 @@
 #include "filter/CCustomFileSourcePin.h"
 
 #include "base/ComBoundary.h"
+#include "baseclasses/SampleTimes.h"
 #include "filter/FilterLog.h"
 #include "filter/StreamSize.h"
 
@@ -16,7 +17,6 @@ using Microsoft::WRL::ComPtr;
 namespace {
 
 constexpr wchar_t kObjectName[] = L"TvFileSourceAsync Output Pin";
-constexpr LONGLONG kSampleTimeUnitsPerByte = 10'000'000;
 constexpr LONGLONG kInfiniteLength = std::numeric_limits<LONGLONG>::max();
 constexpr LONGLONG kAvailableOfInfinite = 32768;
 

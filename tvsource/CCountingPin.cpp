@@ -1,5 +1,7 @@
 #include "tvsource/CCountingPin.h"
 
+#include "baseclasses/SampleTimes.h"
+
 #include <vfwmsgs.h>
 
 #include <new>
@@ -30,12 +32,11 @@ struct Span {
 };
 
 Span SpanOf(IMediaSample* sample) noexcept {
-    constexpr LONGLONG kTimeUnitsPerByte = 10'000'000;  // a sample's times carry byte positions in this scale
     REFERENCE_TIME start = 0;
     REFERENCE_TIME stop = 0;
     if (!sample || FAILED(sample->GetTime(&start, &stop)))
         return {};
-    return {start / kTimeUnitsPerByte, stop / kTimeUnitsPerByte - start / kTimeUnitsPerByte};
+    return {start / kSampleTimeUnitsPerByte, stop / kSampleTimeUnitsPerByte - start / kSampleTimeUnitsPerByte};
 }
 
 }  // namespace

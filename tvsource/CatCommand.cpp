@@ -1,6 +1,7 @@
 #include "base/CAutoDestructor.h"
 #include "base/FormatText.h"
 #include "base/LongPath.h"
+#include "baseclasses/SampleTimes.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/COpeningLine.h"
@@ -25,8 +26,7 @@ using Microsoft::WRL::ComPtr;
 namespace {
 
 constexpr LONG kBlockBytes = 0x10000;
-constexpr LONGLONG kTimeUnitsPerByte = 10'000'000;  // a sample's times carry byte positions in this scale
-constexpr LONGLONG kMaxPosition = std::numeric_limits<LONGLONG>::max() / kTimeUnitsPerByte - kBlockBytes;
+constexpr LONGLONG kMaxPosition = std::numeric_limits<LONGLONG>::max() / kSampleTimeUnitsPerByte - kBlockBytes;
 
 // Reads blocks with media samples: a sample says how many bytes came, which the plain SyncRead does not.
 class CSampleReader final {
@@ -49,8 +49,8 @@ public:
     LONG Read(LONGLONG position, LONG length) {
         if (position > kMaxPosition)
             throw CHostError(base::FormatText(L"Position %I64d is more than a media sample can carry", position));
-        REFERENCE_TIME start = position * kTimeUnitsPerByte;
-        REFERENCE_TIME stop = (position + length) * kTimeUnitsPerByte;
+        REFERENCE_TIME start = position * kSampleTimeUnitsPerByte;
+        REFERENCE_TIME stop = (position + length) * kSampleTimeUnitsPerByte;
         Check(m_sample->SetTime(&start, &stop), L"The buffer takes no position");
         Check(m_reader->SyncReadAligned(m_sample.Get()), L"Cannot read");
         return m_sample->GetActualDataLength();

@@ -42,11 +42,6 @@ std::vector<std::wstring> EntriesOf(const std::wstring& folder, const std::wstri
     return entries;
 }
 
-bool IsFolder(const std::wstring& path) {
-    const DWORD attributes = ::GetFileAttributesW(base::OpenablePath(base::FullPathOf(path)).c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 // Turns what was typed into the names to be looked at: a path gets one kind of separator, a pattern becomes the names
 // that it matches. The system's own shell hands patterns to console programs as they are.
 std::vector<std::wstring> NamesOf(std::wstring typed) {

@@ -13,11 +13,6 @@ namespace tvsource {
 
 namespace {
 
-bool IsFolder(const std::wstring& openablePath) {
-    const DWORD attributes = ::GetFileAttributesW(openablePath.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 // What the file system says when the file is opened; empty if the name is no local file's, or the file can be opened
 // now.
 std::wstring WhyNoFile(const CTKFUri* uri, DWORD share) {
@@ -58,6 +53,11 @@ bool IsUri(const std::wstring& name) {
     return std::all_of(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(colon), [](wchar_t c) {
         return base::IsAsciiLetter(c) || (c >= L'0' && c <= L'9') || c == L'+' || c == L'-' || c == L'.';
     });
+}
+
+bool IsFolder(const std::wstring& path) {
+    const DWORD attributes = ::GetFileAttributesW(base::OpenablePath(base::FullPathOf(path)).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
 std::wstring SourceName(const std::wstring& typed) {

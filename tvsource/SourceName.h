@@ -14,6 +14,9 @@ namespace tvsource {
 // Whether the name begins with a scheme of more than one letter and a colon: "c:\media" is no URI.
 [[nodiscard]] bool IsUri(const std::wstring& name);
 
+// Whether the path, of any length, is a folder's.
+[[nodiscard]] bool IsFolder(const std::wstring& path);
+
 // A URI stays as it is. A path becomes a full path, of any length.  Throws CHostError: the path names nothing, or a
 // folder. The filter would only say that it could not open it.
 [[nodiscard]] std::wstring SourceName(const std::wstring& typed);

@@ -8,19 +8,13 @@ namespace dataservices {
 HRESULT DetectMimeType(IStream* stream, std::wstring* mimeType) {
     mimeType->clear();
     const mime::CMimeLibrary library(base::OwnModuleFolder());
-    HRESULT reason = STG_E_READFAULT;  // the older operation says only that it failed
-    IMimeTypeList* list = nullptr;
-    if (const auto detect = library.Export<DetectMimeTypesFn>(kDetectMimeTypesExport))
-        list = detect(stream, &reason);
-    else if (IMimeTypeDictionary* const dictionary = library.Dictionary())
-        list = dictionary->Detect(stream);
-    else
+    IMimeTypeDictionary* const dictionary = library.Dictionary();
+    if (!dictionary)
         return S_FALSE;
-    if (!list)
-        return FAILED(reason) ? reason : STG_E_READFAULT;
-    const std::vector<std::wstring> types = mime::TakeTexts(list);
+    HRESULT result = S_OK;
+    const std::vector<std::wstring> types = library.Detect(*dictionary, stream, result);
     if (types.empty())
-        return S_FALSE;
+        return FAILED(result) ? result : S_FALSE;
     *mimeType = types.front();
     return S_OK;
 }
