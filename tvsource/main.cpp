@@ -120,78 +120,126 @@ void CheckFirstWord(const CLI::App& app, const std::string& word) {
     throw CLI::ParseError("'" + word + "' is no command. There are: " + commands, CLI::ExitCodes::ExtrasError);
 }
 
-int Run(std::vector<std::string> words) {
-    CLI::App app(kDescription, "tvsource");
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "tvsource " TV_VERSION, "Print the version and exit");
-    app.allow_windows_style_options(false);  // "/folder/file" is a name here
-    Arguments arguments;
-
-    CLI::App* play =
+CLI::App* AddPlay(CLI::App& app, Arguments& arguments) {
+    CLI::App* command =
         AddCommand(app, arguments, "play", "Plays the source through the platform's parsers and renderers.");
-    play->add_flag("--null", arguments.null,
-                   "Show nothing and go as fast as possible, which is always so where there is no screen");
-    play->add_flag("--counted-samples", arguments.countedSamples,
-                   "For a parser that is written to the filter's own rule: samples that it waited for have a reference "
-                   "more. Without it the platform's rule holds, which other parsers rely on");
-    AddProgressFlag(*play, arguments);
-    CLI::App* info = AddCommand(app, arguments, "info",
-                                "Prints the length of the source, its MIME types and the types that it offers.");
-    info->get_option("FILE")->required(false);  // the environment can be had without one
-    info->add_flag("--environment", arguments.environment,
-                   "Also write to the log where this program runs, on which system, and the versions of what it has "
-                   "loaded; FILE may be left out");
-    CLI::App* cat = AddCommand(app, arguments, "cat", "Copies the bytes of the source, as a parser would read them.");
-    AddByteCount(*cat, "--offset", arguments.offset, "The first byte to be copied");
-    AddByteCount(*cat, "--length", arguments.length, "How many bytes; all to the end when left out");
-    cat->add_option("-o", arguments.output, "The file to be written instead of standard output")->type_name("OUT");
-    AddProgressFlag(*cat, arguments);
+    command->add_flag("--null", arguments.null,
+                      "Show nothing and go as fast as possible, which is always so where there is no screen");
+    command->add_flag("--counted-samples", arguments.countedSamples,
+                      "For a parser that is written to the filter's own rule: samples that it waited for have a "
+                      "reference more. Without it the platform's rule holds, which other parsers rely on");
+    AddProgressFlag(*command, arguments);
+    return command;
+}
 
-    CLI::App* detect = app.add_subcommand("detect", "Prints the MIME types of files, as their content tells them.");
-    detect
+CLI::App* AddInfo(CLI::App& app, Arguments& arguments) {
+    CLI::App* command = AddCommand(app, arguments, "info",
+                                   "Prints the length of the source, its MIME types and the types that it offers.");
+    command->get_option("FILE")->required(false);  // the environment can be had without one
+    command->add_flag("--environment", arguments.environment,
+                      "Also write to the log where this program runs, on which system, and the versions of what it has "
+                      "loaded; FILE may be left out");
+    return command;
+}
+
+void AddCat(CLI::App& app, Arguments& arguments) {
+    CLI::App* command =
+        AddCommand(app, arguments, "cat", "Copies the bytes of the source, as a parser would read them.");
+    AddByteCount(*command, "--offset", arguments.offset, "The first byte to be copied");
+    AddByteCount(*command, "--length", arguments.length, "How many bytes; all to the end when left out");
+    command->add_option("-o", arguments.output, "The file to be written instead of standard output")->type_name("OUT");
+    AddProgressFlag(*command, arguments);
+}
+
+CLI::App* AddDetect(CLI::App& app, Arguments& arguments) {
+    CLI::App* command = app.add_subcommand("detect", "Prints the MIME types of files, as their content tells them.");
+    command
         ->add_option("PATH", arguments.names,
                      "Files, which may be patterns (*.mid), URIs, and folders, which stand for all files in them")
         ->required()
         ->type_name("");
-    detect->add_flag("--explain", arguments.explain,
-                     "Say which format was found, on what bytes, and what was ruled out");
-    AddProgressFlag(*detect, arguments);
+    command->add_flag("--explain", arguments.explain,
+                      "Say which format was found, on what bytes, and what was ruled out");
+    AddProgressFlag(*command, arguments);
+    return command;
+}
 
-    CLI::App* uri = app.add_subcommand("uri", "Shows how a name is taken apart and what would be opened.");
-    uri->add_option("TEXT", arguments.name, "A path or a URI; nothing is opened")->required()->type_name("");
+CLI::App* AddUri(CLI::App& app, Arguments& arguments) {
+    CLI::App* command = app.add_subcommand("uri", "Shows how a name is taken apart and what would be opened.");
+    command->add_option("TEXT", arguments.name, "A path or a URI; nothing is opened")->required()->type_name("");
+    return command;
+}
 
+// The parser of the command line, and what it found.
+struct CommandLine {
+    CommandLine() {
+        app.require_subcommand(1);
+        app.set_version_flag("--version", "tvsource " TV_VERSION, "Print the version and exit");
+        app.allow_windows_style_options(false);  // "/folder/file" is a name here; a command takes this over when added
+        play = AddPlay(app, arguments);
+        info = AddInfo(app, arguments);
+        AddCat(app, arguments);  // the one that is left when no other was given
+        detect = AddDetect(app, arguments);
+        uri = AddUri(app, arguments);
+    }
+
+    CLI::App app{kDescription, "tvsource"};
+    Arguments arguments;
+    const CLI::App* play;
+    const CLI::App* info;
+    const CLI::App* detect;
+    const CLI::App* uri;
+};
+
+// The exit code where no command is to run: help was asked for, or the words make no sense. `words` stand last first.
+std::optional<int> Parse(CommandLine& line, std::vector<std::string> words) {
     const std::vector<std::string> typed = words;
     try {
         if (!words.empty())
-            CheckFirstWord(app, words.back());
-        app.parse(std::move(words));
-        if (info->parsed() && info->count("FILE") == 0 && !arguments.environment)
+            CheckFirstWord(line.app, words.back());
+        line.app.parse(std::move(words));
+        if (line.info->parsed() && line.info->count("FILE") == 0 && !line.arguments.environment)
             throw CLI::RequiredError("FILE");
+        return std::nullopt;
     } catch (const CLI::ParseError& error) {
         std::ostringstream out;
         std::ostringstream err;
-        const int code = app.exit(error, out, err);
+        const int code = line.app.exit(error, out, err);
         Print(base::WideOfUtf8(out.str()));
         Complain(Harmless(base::WideOfUtf8(err.str()), typed));
         return code == 0 ? 0 : kWrongUsage;
     }
+}
 
-    const base::CApartment apartment(COINIT_MULTITHREADED);
-    Check(apartment.Result(), L"Cannot start COM");
-    if (play->parsed())
+DetectOptions DetectOptionsOf(const Arguments& arguments) {
+    DetectOptions options{{}, arguments.explain, arguments.progress};
+    for (const std::string& name : arguments.names)
+        options.names.push_back(TypedName(base::WideOfUtf8(name)));
+    return options;
+}
+
+int RunCommand(const CommandLine& line) {
+    const Arguments& arguments = line.arguments;
+    if (line.play->parsed())
         return Play({Common(arguments), arguments.null, arguments.progress, arguments.countedSamples});
-    if (info->parsed())
+    if (line.info->parsed())
         return Info({Common(arguments), arguments.environment});
-    if (detect->parsed()) {
-        DetectOptions options{{}, arguments.explain, arguments.progress};
-        for (const std::string& name : arguments.names)
-            options.names.push_back(TypedName(base::WideOfUtf8(name)));
-        return Detect(options);
-    }
-    if (uri->parsed())
+    if (line.detect->parsed())
+        return Detect(DetectOptionsOf(arguments));
+    if (line.uri->parsed())
         return Uri(TypedName(base::WideOfUtf8(arguments.name)));
     return Cat({Common(arguments), ByteCount(arguments.offset).value_or(0), ByteCount(arguments.length),
                 base::WideOfUtf8(arguments.output), arguments.progress});
+}
+
+// `words` stand last first.
+int Run(std::vector<std::string> words) {
+    CommandLine line;
+    if (const std::optional<int> code = Parse(line, std::move(words)))
+        return *code;
+    const base::CApartment apartment(COINIT_MULTITHREADED);
+    Check(apartment.Result(), L"Cannot start COM");
+    return RunCommand(line);
 }
 
 }  // namespace
