@@ -32,17 +32,16 @@ LSTATUS SetText(const base::CAutoRegistryKey& key, const wchar_t* name, const wc
 
 LSTATUS InstallServer(const wchar_t* keyPath, const WCHAR* name, const WCHAR* path) noexcept {
     base::CAutoRegistryKey classKey;
+    if (const LSTATUS status = CreateKey(HKEY_CLASSES_ROOT, keyPath, classKey); status != ERROR_SUCCESS)
+        return status;
+    if (const LSTATUS status = SetText(classKey, nullptr, name); status != ERROR_SUCCESS)
+        return status;
     base::CAutoRegistryKey serverKey;
-    LSTATUS status = CreateKey(HKEY_CLASSES_ROOT, keyPath, classKey);
-    if (status == ERROR_SUCCESS)
-        status = SetText(classKey, nullptr, name);
-    if (status == ERROR_SUCCESS)
-        status = CreateKey(classKey.Get(), L"InprocServer32", serverKey);
-    if (status == ERROR_SUCCESS)
-        status = SetText(serverKey, nullptr, path);
-    if (status == ERROR_SUCCESS)
-        status = SetText(serverKey, L"ThreadingModel", L"Both");
-    return status;
+    if (const LSTATUS status = CreateKey(classKey.Get(), L"InprocServer32", serverKey); status != ERROR_SUCCESS)
+        return status;
+    if (const LSTATUS status = SetText(serverKey, nullptr, path); status != ERROR_SUCCESS)
+        return status;
+    return SetText(serverKey, L"ThreadingModel", L"Both");
 }
 
 // The mapper doesn't know the filter. For a removal that is the goal; otherwise it does no harm.
@@ -54,14 +53,17 @@ HRESULT RegisterPins(const AMOVIESETUP_FILTER& setup, IFilterMapper* mapper) noe
     for (UINT i = 0; i < setup.nPins; ++i) {
         const AMOVIESETUP_PIN& pin = setup.lpPin[i];
         const CLSID connectsTo = pin.clsConnectsToFilter ? *pin.clsConnectsToFilter : CLSID_NULL;
-        HRESULT hr = mapper->RegisterPin(*setup.clsID, pin.strName, pin.bRendered, pin.bOutput, pin.bZero, pin.bMany,
-                                         connectsTo, pin.strConnectsToPin);
-        for (UINT j = 0; SUCCEEDED(hr) && j < pin.nMediaTypes; ++j) {
-            const AMOVIESETUP_MEDIATYPE& type = pin.lpMediaType[j];
-            hr = mapper->RegisterPinType(*setup.clsID, pin.strName, *type.clsMajorType, *type.clsMinorType);
-        }
-        if (FAILED(hr))
+        if (const HRESULT hr = mapper->RegisterPin(*setup.clsID, pin.strName, pin.bRendered, pin.bOutput, pin.bZero,
+                                                   pin.bMany, connectsTo, pin.strConnectsToPin);
+            FAILED(hr))
             return hr;
+        for (UINT j = 0; j < pin.nMediaTypes; ++j) {
+            const AMOVIESETUP_MEDIATYPE& type = pin.lpMediaType[j];
+            if (const HRESULT hr =
+                    mapper->RegisterPinType(*setup.clsID, pin.strName, *type.clsMajorType, *type.clsMinorType);
+                FAILED(hr))
+                return hr;
+        }
     }
     return S_OK;
 }
@@ -79,26 +81,24 @@ HRESULT AMovieSetupRegisterServer(REFCLSID clsid, const WCHAR* name, const WCHAR
 }
 
 HRESULT AMovieSetupRegisterFilter2(const AMOVIESETUP_FILTER& setup, IFilterMapper2* mapper, BOOL install) noexcept {
-    HRESULT hr = mapper->UnregisterFilter(nullptr, nullptr, *setup.clsID);
-    if (install) {
-        REGFILTER2 filter{};
-        filter.dwVersion = 1;
-        filter.dwMerit = setup.dwMerit;
-        filter.cPins = setup.nPins;
-        filter.rgPins = setup.lpPin;
-        hr = mapper->RegisterFilter(*setup.clsID, setup.strName, nullptr, nullptr, nullptr, &filter);
-    }
-    return NotFoundIsSuccess(hr);
+    const HRESULT removed = mapper->UnregisterFilter(nullptr, nullptr, *setup.clsID);
+    if (!install)
+        return NotFoundIsSuccess(removed);
+    REGFILTER2 filter{};
+    filter.dwVersion = 1;
+    filter.dwMerit = setup.dwMerit;
+    filter.cPins = setup.nPins;
+    filter.rgPins = setup.lpPin;
+    return NotFoundIsSuccess(mapper->RegisterFilter(*setup.clsID, setup.strName, nullptr, nullptr, nullptr, &filter));
 }
 
 HRESULT AMovieSetupRegisterFilter(const AMOVIESETUP_FILTER& setup, IFilterMapper* mapper, BOOL install) noexcept {
-    HRESULT hr = mapper->UnregisterFilter(*setup.clsID);
-    if (install) {
-        hr = mapper->RegisterFilter(*setup.clsID, setup.strName, setup.dwMerit);
-        if (SUCCEEDED(hr))
-            hr = RegisterPins(setup, mapper);
-    }
-    return NotFoundIsSuccess(hr);
+    const HRESULT removed = mapper->UnregisterFilter(*setup.clsID);
+    if (!install)
+        return NotFoundIsSuccess(removed);
+    if (const HRESULT hr = mapper->RegisterFilter(*setup.clsID, setup.strName, setup.dwMerit); FAILED(hr))
+        return NotFoundIsSuccess(hr);
+    return NotFoundIsSuccess(RegisterPins(setup, mapper));
 }
 
 HRESULT AMovieSetupFilter(const AMOVIESETUP_FILTER& setup, BOOL install) noexcept {

@@ -72,11 +72,10 @@ STDMETHODIMP CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* t
     if (!connector || !type)
         return E_POINTER;
     CMediaType proposed;
-    HRESULT hr = proposed.Set(*type);
-    if (FAILED(hr))
+    if (const HRESULT hr = proposed.Set(*type); FAILED(hr))
         return hr;
     const CAutoLock lock(m_pLock);
-    hr = MayConnect();
+    const HRESULT hr = MayConnect();
     return FAILED(hr) ? hr : MakeConnection(connector, proposed, false);
 }
 
@@ -107,12 +106,12 @@ HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* partial) {
     for (const bool mine : {m_bTryMyTypesFirst, !m_bTryMyTypesFirst}) {
         // A receiver that fails may have written something that is no pointer.
         IEnumMediaTypes* answer = nullptr;
-        HRESULT hr = mine ? EnumMediaTypes(&answer) : receiver->EnumMediaTypes(&answer);
-        if (FAILED(hr) || !answer)
+        const HRESULT asked = mine ? EnumMediaTypes(&answer) : receiver->EnumMediaTypes(&answer);
+        if (FAILED(asked) || !answer)
             continue;
         ComPtr<IEnumMediaTypes> types;
         *types.GetAddressOf() = answer;
-        hr = TryMediaTypes(receiver, partial, types.Get());
+        const HRESULT hr = TryMediaTypes(receiver, partial, types.Get());
         if (SUCCEEDED(hr))
             return S_OK;
         NoteReason(reason, hr);
@@ -122,28 +121,25 @@ HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* partial) {
 
 HRESULT CBasePin::TryMediaTypes(IPin* receiver, const CMediaType* partial, IEnumMediaTypes* types) {
     HRESULT reason = VFW_E_NO_ACCEPTABLE_TYPES;
-    HRESULT hr = types->Reset();
-    if (FAILED(hr))
+    if (const HRESULT hr = types->Reset(); FAILED(hr))
         return hr;
     for (;;) {
         AM_MEDIA_TYPE* next = nullptr;
         ULONG fetched = 0;  // only one is asked for, but some enumerators write the count without checking the pointer
-        hr = types->Next(1, &next, &fetched);
-        if (hr != S_OK || !next)
-            break;
+        if (types->Next(1, &next, &fetched) != S_OK || !next)
+            return reason;
         CMediaType type;
-        hr = type.Set(*next);
+        const HRESULT copied = type.Set(*next);
         DeleteMediaType(next);
-        if (FAILED(hr))
-            return hr;
+        if (FAILED(copied))
+            return copied;
         if (partial && !type.MatchesPartial(partial))
             continue;
-        hr = MakeConnection(receiver, type, true);
-        if (SUCCEEDED(hr))
+        const HRESULT connected = MakeConnection(receiver, type, true);
+        if (SUCCEEDED(connected))
             return S_OK;
-        NoteReason(reason, hr);
+        NoteReason(reason, connected);
     }
-    return reason;
 }
 
 HRESULT CBasePin::AcceptMediaType(const CMediaType& type) {
@@ -156,19 +152,20 @@ HRESULT CBasePin::AcceptMediaType(const CMediaType& type) {
 HRESULT CBasePin::MakeConnection(IPin* peer, const CMediaType& type, bool initiator) {
     bool received = false;
     const HRESULT hr = base::ComBoundary([&] {
-        HRESULT result = CheckConnect(peer);
-        if (SUCCEEDED(result))
-            result = AcceptMediaType(type);
-        if (FAILED(result))
+        if (const HRESULT result = CheckConnect(peer); FAILED(result))
+            return result;
+        if (const HRESULT result = AcceptMediaType(type); FAILED(result))
             return result;
         // Set before the peer is asked: the peer may want to know whom it is being connected to.
         SetConnection(peer);
-        result = SetMediaType(&type);
-        if (SUCCEEDED(result) && initiator) {
-            result = peer->ReceiveConnection(this, &type);
-            received = SUCCEEDED(result);
+        if (const HRESULT result = SetMediaType(&type); FAILED(result))
+            return result;
+        if (initiator) {
+            if (const HRESULT result = peer->ReceiveConnection(this, &type); FAILED(result))
+                return result;
+            received = true;
         }
-        return SUCCEEDED(result) ? CompleteConnect(peer) : result;
+        return CompleteConnect(peer);
     });
     if (SUCCEEDED(hr))
         return S_OK;

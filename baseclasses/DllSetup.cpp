@@ -40,16 +40,19 @@ HRESULT ModulePath(std::unique_ptr<wchar_t[]>& path) noexcept {
 
 HRESULT Install() noexcept {
     std::unique_ptr<wchar_t[]> path;
-    HRESULT hr = ModulePath(path);
+    if (const HRESULT hr = ModulePath(path); FAILED(hr))
+        return hr;
     for (const CFactoryTemplate& row : Templates()) {
-        if (SUCCEEDED(hr))
-            hr = AMovieSetupRegisterServer(*row.m_ClsID, row.m_Name, path.get(), TRUE);
+        if (const HRESULT hr = AMovieSetupRegisterServer(*row.m_ClsID, row.m_Name, path.get(), TRUE); FAILED(hr))
+            return hr;
     }
     for (const CFactoryTemplate& row : Templates()) {
-        if (SUCCEEDED(hr) && row.m_pAMovieSetup_Filter)
-            hr = AMovieSetupFilter(*row.m_pAMovieSetup_Filter, TRUE);
+        if (!row.m_pAMovieSetup_Filter)
+            continue;
+        if (const HRESULT hr = AMovieSetupFilter(*row.m_pAMovieSetup_Filter, TRUE); FAILED(hr))
+            return hr;
     }
-    return hr;
+    return S_OK;
 }
 
 HRESULT Uninstall() noexcept {

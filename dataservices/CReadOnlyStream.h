@@ -44,7 +44,11 @@ protected:
             return STG_E_INVALIDFUNCTION;
         if (origin == STREAM_SEEK_END && !length)
             return kCannotSeek;
-        const ULONGLONG base = origin == STREAM_SEEK_SET ? 0 : origin == STREAM_SEEK_CUR ? position : *length;
+        ULONGLONG base = 0;
+        if (origin == STREAM_SEEK_CUR)
+            base = position;
+        else if (origin == STREAM_SEEK_END)
+            base = *length;
         const ULONGLONG reached = base + static_cast<ULONGLONG>(move.QuadPart);  // modulo 2^64
         if (reached > kLastPosition)
             return STG_E_INVALIDFUNCTION;

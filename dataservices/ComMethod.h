@@ -66,11 +66,11 @@ template <class T, class Interface, class... Arguments>
 template <class T, class... Arguments>
 [[nodiscard]] HRESULT GiveNew(VARIANT* to, Arguments&&... arguments) {
     Microsoft::WRL::ComPtr<T> made;
-    HRESULT hr = framework::MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
+    if (const HRESULT hr = framework::MakeComObject<T>(made.GetAddressOf(), std::forward<Arguments>(arguments)...);
+        FAILED(hr))
+        return hr;
     void* unknown = nullptr;
-    if (SUCCEEDED(hr))
-        hr = made->QueryInterface(__uuidof(IUnknown), &unknown);
-    if (FAILED(hr))
+    if (const HRESULT hr = made->QueryInterface(__uuidof(IUnknown), &unknown); FAILED(hr))
         return hr;
     to->vt = VT_UNKNOWN;
     to->punkVal = static_cast<IUnknown*>(unknown);

@@ -205,28 +205,32 @@ STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, B
         if (lLength < 0)
             return S_FALSE;  // a negative length reads nothing, and that is a short read like any other
 
-        HRESULT hr = S_OK;
-        if (!m_bInfiniteStream.Get()) {
-            TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread seeking");
-            LARGE_INTEGER target;
-            target.QuadPart = llPosition;
-            hr = stream->Seek(target, STREAM_SEEK_SET, nullptr);
-            if (FAILED(hr))
-                LogFailedSeek(llPosition, hr, kFunction);
-        }
         ULONG read = 0;
-        if (SUCCEEDED(hr)) {
-            TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread reading");
-            hr = stream->Read(pBuffer, static_cast<ULONG>(lLength), &read);
-            if (FAILED(hr))
-                LogFailedRead(hr, kFunction);
-        }
         // The graph is told the result of asking for the size, which is usually S_OK. SyncReadAligned always tells it a
         // failure. Hosts know the two operations apart by that.
-        if (FAILED(hr))
+        if (!ReadIntoBuffer(stream.Get(), pBuffer, llPosition, static_cast<ULONG>(lLength), &read))
             EndFailedRead(stream.Get(), llPosition, std::nullopt, kFunction);
         return read == static_cast<ULONG>(lLength) ? S_OK : S_FALSE;
     });
+}
+
+// False: a step failed and has been logged.
+bool CCustomFileSourcePin::ReadIntoBuffer(IStream* stream, BYTE* buffer, LONGLONG position, ULONG length, ULONG* read) {
+    constexpr auto kFunction = L"CCustomFileSourcePin::SyncRead";
+    if (!m_bInfiniteStream.Get()) {
+        TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread seeking");
+        LARGE_INTEGER target;
+        target.QuadPart = position;
+        if (const HRESULT hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
+            LogFailedSeek(position, hr, kFunction);
+            return false;
+        }
+    }
+    TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread reading");
+    const HRESULT hr = stream->Read(buffer, length, read);
+    if (FAILED(hr))
+        LogFailedRead(hr, kFunction);
+    return SUCCEEDED(hr);
 }
 
 HRESULT CCustomFileSourcePin::CheckRequest(const IMediaSample* sample) const noexcept {

@@ -128,6 +128,7 @@ private:
     [[nodiscard]] HRESULT ReadSample(IMediaSample* sample, Gate gate);
     [[nodiscard]] bool ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
                                       ULONG length, ULONG* read);
+    [[nodiscard]] bool ReadIntoBuffer(IStream* stream, BYTE* buffer, LONGLONG position, ULONG length, ULONG* read);
     void LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept;
     void LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept;
     void EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,

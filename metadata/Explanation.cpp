@@ -27,10 +27,15 @@ std::wstring BytesText(const Finding& finding) {
     return text + L")";
 }
 
+const wchar_t* Heading(const Verdict& verdict) {
+    if (verdict.types[0])
+        return L"found";
+    return verdict.isForeign ? L"not in the table" : L"ruled out";
+}
+
 std::wstring FindingText(const Finding& finding) {
     const Verdict& verdict = finding.verdict;
-    const wchar_t* const heading = verdict.types[0] ? L"found" : verdict.isForeign ? L"not in the table" : L"ruled out";
-    return std::wstring(heading) + L": " + finding.rule->name + L": " + verdict.reason + BytesText(finding);
+    return std::wstring(Heading(verdict)) + L": " + finding.rule->name + L": " + verdict.reason + BytesText(finding);
 }
 
 // The names of the rules that were asked and saw no sign of their format.

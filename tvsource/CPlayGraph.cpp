@@ -136,11 +136,11 @@ void CPlayGraph::Build(bool null) {
 
 HRESULT CPlayGraph::ConnectParser(const ParserClass& parser) {
     Filter filter;
-    HRESULT hr = ::CoCreateInstance(parser.classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IBaseFilter), &filter);
-    if (FAILED(hr))
+    if (const HRESULT hr =
+            ::CoCreateInstance(parser.classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IBaseFilter), &filter);
+        FAILED(hr))
         return hr;
-    hr = m_graph->AddFilter(filter.Get(), parser.name.c_str());
-    if (FAILED(hr))
+    if (const HRESULT hr = m_graph->AddFilter(filter.Get(), parser.name.c_str()); FAILED(hr))
         return hr;
     m_parser = filter;
     m_parserName = parser.name;
@@ -166,14 +166,14 @@ size_t CPlayGraph::RenderStreams(bool null) {
 
 HRESULT CPlayGraph::RenderToNull(IPin* pin) {
     Filter renderer;
-    HRESULT hr = ::CoCreateInstance(kNullRenderer, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IBaseFilter), &renderer);
-    if (FAILED(hr))
+    if (const HRESULT hr =
+            ::CoCreateInstance(kNullRenderer, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IBaseFilter), &renderer);
+        FAILED(hr))
         return hr;
-    hr = m_graph->AddFilter(renderer.Get(), L"Null Renderer");
-    if (FAILED(hr))
+    if (const HRESULT hr = m_graph->AddFilter(renderer.Get(), L"Null Renderer"); FAILED(hr))
         return hr;
     const auto inputs = PinsOf(renderer.Get(), PINDIR_INPUT);
-    hr = inputs.empty() ? E_UNEXPECTED : m_graph->ConnectDirect(pin, inputs.front().Get(), nullptr);
+    HRESULT hr = inputs.empty() ? E_UNEXPECTED : m_graph->ConnectDirect(pin, inputs.front().Get(), nullptr);
     // Some pins go to a null renderer only by way of a decoder.
     if (FAILED(hr) && !inputs.empty())
         hr = m_graph->Connect(pin, inputs.front().Get());

@@ -61,13 +61,14 @@ HRESULT CFolder::HasEntry(BSTR entryId) noexcept {
 }
 
 HRESULT CFolder::OpenEntryAs(BSTR entryId, BSTR accessorId, VARIANT* accessor) noexcept {
-    return ComMethod(accessor, [&] {
+    return ComMethod(accessor, [&]() -> HRESULT {
         std::wstring found;
+        if (const HRESULT hr = FindEntry(entryId, &found); FAILED(hr))
+            return hr;
         Place place;
-        HRESULT hr = FindEntry(entryId, &found);
-        if (SUCCEEDED(hr))
-            hr = FindPath(JoinPath(m_path, found), &place);
-        return FAILED(hr) ? hr : OpenPlaceAs(place, TextOf(accessorId), accessor);
+        if (const HRESULT hr = FindPath(JoinPath(m_path, found), &place); FAILED(hr))
+            return hr;
+        return OpenPlaceAs(place, TextOf(accessorId), accessor);
     });
 }
 

@@ -15,13 +15,19 @@ using Microsoft::WRL::ComPtr;
 namespace {
 
 [[nodiscard]] HRESULT ReadInto(IOwnMetaData& metaData, const RequestedKeys& keys, IStream* stream) {
-    std::wstring mimeType;
-    HRESULT hr = keys.mimeType ? DetectMimeType(stream, &mimeType) : S_OK;
-    if (SUCCEEDED(hr) && !mimeType.empty())
-        hr = metaData.PutText(mdMimeType, mimeType.c_str());
-    const std::wstring uri = SUCCEEDED(hr) && keys.originalUri ? UriOfStream(*stream) : std::wstring();
-    if (!uri.empty())
-        hr = metaData.PutText(mdOriginalUri, uri.c_str());
+    if (keys.mimeType) {
+        std::wstring mimeType;
+        if (const HRESULT hr = DetectMimeType(stream, &mimeType); FAILED(hr))
+            return hr;
+        if (!mimeType.empty()) {
+            if (const HRESULT hr = metaData.PutText(mdMimeType, mimeType.c_str()); FAILED(hr))
+                return hr;
+        }
+    }
+    if (!keys.originalUri)
+        return S_OK;
+    const std::wstring uri = UriOfStream(*stream);
+    const HRESULT hr = uri.empty() ? S_OK : metaData.PutText(mdOriginalUri, uri.c_str());
     return FAILED(hr) ? hr : S_OK;
 }
 

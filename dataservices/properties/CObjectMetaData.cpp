@@ -26,16 +26,21 @@ HRESULT CObjectMetaData::Collect(unsigned long flags, const RequestedKeys& keys,
     if (flags > GetMetaDataExtractFromObjectIfOutdated)
         return E_INVALIDARG;
     std::wstring mimeType;
-    HRESULT hr = keys.mimeType && flags == GetMetaDataExtractFromObjectIfOutdated ? ReadMimeType(&mimeType) : S_OK;
+    if (keys.mimeType && flags == GetMetaDataExtractFromObjectIfOutdated) {
+        if (const HRESULT hr = ReadMimeType(&mimeType); FAILED(hr))
+            return hr;
+    }
     ComPtr<CMetaData> collected;
-    if (SUCCEEDED(hr))
-        hr = framework::MakeComObject<CMetaData>(collected.GetAddressOf());
-    if (SUCCEEDED(hr) && !mimeType.empty())
-        hr = collected->PutText(mdMimeType, mimeType.c_str());
-    if (SUCCEEDED(hr) && keys.originalUri)
-        hr = collected->PutText(mdOriginalUri, UriOf(m_place).c_str());
-    if (FAILED(hr))
+    if (const HRESULT hr = framework::MakeComObject<CMetaData>(collected.GetAddressOf()); FAILED(hr))
         return hr;
+    if (!mimeType.empty()) {
+        if (const HRESULT hr = collected->PutText(mdMimeType, mimeType.c_str()); FAILED(hr))
+            return hr;
+    }
+    if (keys.originalUri) {
+        if (const HRESULT hr = collected->PutText(mdOriginalUri, UriOf(m_place).c_str()); FAILED(hr))
+            return hr;
+    }
     *metaData = collected.Detach();
     return S_OK;
 }

@@ -6,14 +6,16 @@ namespace dataservices {
 
 HRESULT ReadRequestedKeys(ITKCFConstStringList& list, RequestedKeys* keys) {
     long count = 0;
-    HRESULT hr = list.GetCount(&count);
-    for (long index = 0; SUCCEEDED(hr) && index < count; ++index) {
+    if (const HRESULT hr = list.GetCount(&count); FAILED(hr))
+        return hr;
+    for (long index = 0; index < count; ++index) {
         base::CBstr key;
-        hr = base::ReceiveAny(key, &list, &ITKCFConstStringList::GetItem, index);
+        if (const HRESULT hr = base::ReceiveAny(key, &list, &ITKCFConstStringList::GetItem, index); FAILED(hr))
+            return hr;
         keys->mimeType |= key.View() == mdMimeType;
         keys->originalUri |= key.View() == mdOriginalUri;
     }
-    return FAILED(hr) ? hr : S_OK;
+    return S_OK;
 }
 
 }  // namespace dataservices

@@ -38,12 +38,10 @@ CStreamCookie::~CStreamCookie() {
 HRESULT CStreamCookie::Attach(IStream* stream) noexcept {
     if (!stream)
         return S_OK;
-    HRESULT hr = Revoke();
-    if (FAILED(hr))
+    if (const HRESULT hr = Revoke(); FAILED(hr))
         return hr;
     ComPtr<IGlobalInterfaceTable> table;
-    hr = TKFGetGlobalInterfaceTable(&table);
-    if (FAILED(hr))
+    if (const HRESULT hr = TKFGetGlobalInterfaceTable(&table); FAILED(hr))
         return hr;
     // The stream is foreign: it is asked for its interfaces here, and may throw.
     return base::ComBoundary([&] {
@@ -69,8 +67,7 @@ HRESULT CStreamCookie::CopyTo(IStream** stream) const noexcept {
     if (m_freeThreaded)
         return m_freeThreaded.CopyTo(stream);
     ComPtr<IGlobalInterfaceTable> table;
-    const HRESULT hr = TKFGetGlobalInterfaceTable(&table);
-    if (FAILED(hr))
+    if (const HRESULT hr = TKFGetGlobalInterfaceTable(&table); FAILED(hr))
         return hr;
     // The table queries the stream once more. It passes on the stream's answer, and what a failing query has written.
     void* answer = nullptr;
@@ -90,10 +87,9 @@ HRESULT CStreamCookie::Revoke() noexcept {
     if (m_cookie == 0)
         return S_OK;
     ComPtr<IGlobalInterfaceTable> table;
-    HRESULT hr = TKFGetGlobalInterfaceTable(&table);
-    if (FAILED(hr))
+    if (const HRESULT hr = TKFGetGlobalInterfaceTable(&table); FAILED(hr))
         return hr;
-    hr = table->RevokeInterfaceFromGlobal(m_cookie);
+    const HRESULT hr = table->RevokeInterfaceFromGlobal(m_cookie);
     if (FAILED(hr))
         return hr;
     m_cookie = 0;

@@ -180,14 +180,12 @@ bool CLocalFileSystemStream::GetSizeAndTimes(STATSTG& stat) const noexcept {
 }
 
 DWORD CLocalFileSystemStream::StgMode() const noexcept {
-    const bool read = (m_mode & kTKFStreamRead) != 0;
-    const bool write = (m_mode & kTKFStreamWrite) != 0;
-    const bool shareRead = (m_mode & kTKFStreamShareRead) != 0;
-    const bool shareWrite = (m_mode & kTKFStreamShareWrite) != 0;
-    const DWORD access = !write ? STGM_READ : read ? STGM_READWRITE : STGM_WRITE;
-    const DWORD share = shareRead ? (shareWrite ? STGM_SHARE_DENY_NONE : STGM_SHARE_DENY_WRITE)
-                                  : (shareWrite ? STGM_SHARE_DENY_READ : STGM_SHARE_EXCLUSIVE);
-    return access | share | Bits(m_mode, kTKFStreamCreate, STGM_CREATE);
+    const DWORD writeAccess = Bits(m_mode, kTKFStreamRead, STGM_READWRITE, STGM_WRITE);
+    const DWORD shareWithReaders = Bits(m_mode, kTKFStreamShareWrite, STGM_SHARE_DENY_NONE, STGM_SHARE_DENY_WRITE);
+    const DWORD shareWithoutReaders = Bits(m_mode, kTKFStreamShareWrite, STGM_SHARE_DENY_READ, STGM_SHARE_EXCLUSIVE);
+    return Bits(m_mode, kTKFStreamWrite, writeAccess, STGM_READ) |
+           Bits(m_mode, kTKFStreamShareRead, shareWithReaders, shareWithoutReaders) |
+           Bits(m_mode, kTKFStreamCreate, STGM_CREATE);
 }
 
 HRESULT CLocalFileSystemStream::Clone(IStream** clone) noexcept {

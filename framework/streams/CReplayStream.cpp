@@ -80,7 +80,7 @@ HRESULT CReplayStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* ne
     const auto target = static_cast<ULONGLONG>(move.QuadPart);
     if (hasKept && origin == STREAM_SEEK_SET && target >= m_start && target <= End())
         m_position = target;
-    else if (!hasKept || !m_isKeeping || SUCCEEDED(hr = LeaveKept()))
+    else
         hr = SeekSource(move, origin);
     if (newPosition)
         newPosition->QuadPart = m_position;
@@ -122,6 +122,10 @@ HRESULT CReplayStream::AskSeek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER*
 }
 
 HRESULT CReplayStream::SeekSource(LARGE_INTEGER move, DWORD origin) noexcept {
+    if (m_isKeeping && !m_kept.empty()) {
+        if (const HRESULT hr = LeaveKept(); FAILED(hr))
+            return hr;
+    }
     ULARGE_INTEGER reached{};
     const HRESULT hr = AskSeek(move, origin, &reached);
     if (FAILED(hr) && !m_kept.empty())

@@ -39,35 +39,28 @@ namespace {
     if (mode & kTKFStreamWrite) {
         const unsigned long access = TKDS_ACCESS_WRITE | BitIf(mode & kTKFStreamRead, TKDS_ACCESS_READ);
         ComPtr<ITKDSCreateWritableStream> writable;
-        const HRESULT hr = CopyVariantToComPointer(accessor, writable.GetAddressOf());
-        return FAILED(hr) ? hr
-                          : base::Receive(stream, writable.Get(), &ITKDSCreateWritableStream::CreateWritableStream,
-                                          access, share);
+        if (const HRESULT hr = CopyVariantToComPointer(accessor, writable.GetAddressOf()); FAILED(hr))
+            return hr;
+        return base::Receive(stream, writable.Get(), &ITKDSCreateWritableStream::CreateWritableStream, access, share);
     }
     ComPtr<ITKDSCreateStream> readable;
-    const HRESULT hr = CopyVariantToComPointer(accessor, readable.GetAddressOf());
-    return FAILED(hr)
-               ? hr
-               : base::Receive(stream, readable.Get(), &ITKDSCreateStream::CreateStream, TKDS_ACCESS_READ, share);
+    if (const HRESULT hr = CopyVariantToComPointer(accessor, readable.GetAddressOf()); FAILED(hr))
+        return hr;
+    return base::Receive(stream, readable.Get(), &ITKDSCreateStream::CreateStream, TKDS_ACCESS_READ, share);
 }
 
 [[nodiscard]] HRESULT OpenThroughDataService(const wchar_t* uri, DWORD mode, IStream** stream, IUnknown* accessFactory,
                                              IUnknown** usedAccessFactory) {
     ComPtr<ITKDSUriAccessFactory> factory;
-    HRESULT hr = GetAccessFactory(accessFactory, factory);
-    if (FAILED(hr))
+    if (const HRESULT hr = GetAccessFactory(accessFactory, factory); FAILED(hr))
         return hr;
-
     framework::CVariant accessor;
-    hr = OpenAccessor(*factory.Get(), uri, accessor);
-    if (FAILED(hr))
+    if (const HRESULT hr = OpenAccessor(*factory.Get(), uri, accessor); FAILED(hr))
         return hr;
-
     ComPtr<IStream> opened;
-    hr = CreateStream(accessor, mode, opened);
+    HRESULT hr = CreateStream(accessor, mode, opened);
     if (FAILED(hr))
         return hr;
-
     if (usedAccessFactory) {
         hr = base::QueryFor(*factory.Get(), usedAccessFactory);
         if (FAILED(hr))

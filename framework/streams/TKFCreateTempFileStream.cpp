@@ -36,13 +36,12 @@ HRESULT TKFCreateTempFileStream(IStream** stream) noexcept {
     *stream = nullptr;
     return base::ComBoundary([&]() -> HRESULT {
         std::wstring folder;
-        HRESULT hr = GetTempFolder(folder);
-        if (FAILED(hr))
+        if (const HRESULT hr = GetTempFolder(folder); FAILED(hr))
             return hr;
         wchar_t name[MAX_PATH];  // the call takes no other size, and refuses a folder that is too long for it
         if (::GetTempFileNameW(folder.c_str(), L"TKF", 0, name) == 0)
             return LastErrorResult();
-        hr = TKFCreateStreamFromUri(name, kTempFileMode, stream, nullptr, nullptr);
+        const HRESULT hr = TKFCreateStreamFromUri(name, kTempFileMode, stream, nullptr, nullptr);
         if (FAILED(hr))
             ::DeleteFileW(name);
         return hr;

@@ -16,8 +16,11 @@ using Notation = CTKFUriParts::Notation;
 // Of a name that is a path.
 [[nodiscard]] std::wstring PathOf(const CTKFUriParts& parts) {
     const bool hasServer = parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
-    std::wstring path = parts.notation == Notation::VerbatimPath ? (hasServer ? LR"(\\?\UNC\)" : LR"(\\?\)")
-                                                                 : (hasServer ? LR"(\\)" : L"");
+    std::wstring path;
+    if (parts.notation == Notation::VerbatimPath)
+        path = hasServer ? LR"(\\?\UNC\)" : LR"(\\?\)";
+    else if (hasServer)
+        path = LR"(\\)";
     path += parts.host + parts.path;
     std::replace(path.begin(), path.end(), L'/', L'\\');
     return path;

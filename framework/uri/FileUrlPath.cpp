@@ -14,7 +14,11 @@ constexpr std::string_view kKeptInHosts = "-._~!$&'()*+,;=";
 constexpr std::string_view kKeptInPaths = "-._~!$&'()*+,;=:@/";
 
 [[nodiscard]] std::size_t Utf8SequenceLength(int leadByte) noexcept {
-    return leadByte < 0x80 ? 1 : leadByte < 0xE0 ? 2 : leadByte < 0xF0 ? 3 : 4;
+    if (leadByte < 0x80)
+        return 1;
+    if (leadByte < 0xE0)
+        return 2;
+    return leadByte < 0xF0 ? 3 : 4;
 }
 
 // If `text` begins with the escapes of a character, appends the character and gives the length of the escapes. 0: there

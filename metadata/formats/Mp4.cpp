@@ -209,13 +209,14 @@ Verdict JudgeMp4(CContent& content) {
     const bool isAudioBrand = IsAnyOf(file.brand, kAudioBrands);
     const bool isAudio =
         isAudioBrand ? file.hasAudio || !file.hasVideo || !file.areAll : file.hasAudio && !file.hasVideo && file.areAll;
-    const wchar_t* const reason = isAudio && isAudioBrand ? L"boxes whose brand is one of sound alone"
-                                  : isAudio               ? L"boxes with sound alone"
-                                  : file.hasVideo         ? L"boxes with a video track"
-                                                          : L"boxes whose tracks are not to be seen";
-    if (isQuickTime)
-        return Found(isAudio ? L"audio/quicktime" : L"video/quicktime", nullptr, reason, file.evidence);
-    return Found(isAudio ? L"audio/mp4" : L"video/mp4", nullptr, reason, file.evidence);
+    if (isAudio) {
+        const wchar_t* const reason =
+            isAudioBrand ? L"boxes whose brand is one of sound alone" : L"boxes with sound alone";
+        return Found(isQuickTime ? L"audio/quicktime" : L"audio/mp4", nullptr, reason, file.evidence);
+    }
+    const wchar_t* const reason =
+        file.hasVideo ? L"boxes with a video track" : L"boxes whose tracks are not to be seen";
+    return Found(isQuickTime ? L"video/quicktime" : L"video/mp4", nullptr, reason, file.evidence);
 }
 
 }  // namespace metadata

@@ -51,8 +51,8 @@ unsigned BitRate(const Header& header) {
 
 std::uint32_t FrameBytes(const Header& header) {
     constexpr std::uint32_t kSampleRates[] = {44100, 48000, 32000};
-    const std::uint32_t divisor = header.version == Mpeg1 ? 1 : header.version == Mpeg2 ? 2 : 4;
-    const std::uint32_t sampleRate = kSampleRates[header.rateIndex] / divisor;
+    constexpr std::uint32_t kDivisors[] = {4, 0, 2, 1};  // by version; ParseHeader refuses the reserved one
+    const std::uint32_t sampleRate = kSampleRates[header.rateIndex] / kDivisors[header.version];
     const std::uint32_t bitRate = BitRate(header) * 1000;
     if (header.layer == Layer1)
         return (12 * bitRate / sampleRate + header.padding) * 4;
@@ -100,8 +100,14 @@ bool IsFreeFormat(CBytes head, size_t at) {
 }
 
 const wchar_t* TypeOf(CBytes head, size_t at) {
-    const unsigned layer = head.Be32(at) >> 17 & 3;
-    return layer == Layer1 ? L"audio/mp1" : layer == Layer2 ? L"audio/mp2" : L"audio/mpeg";
+    switch (head.Be32(at) >> 17 & 3) {
+        case Layer1:
+            return L"audio/mp1";
+        case Layer2:
+            return L"audio/mp2";
+        default:
+            return L"audio/mpeg";
+    }
 }
 
 }  // namespace
