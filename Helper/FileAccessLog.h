@@ -5,9 +5,9 @@
 
 namespace FileAccess {
 
-// All files of this folder log as one source, because the log's readers filter by it. Records name its path as a
-// project sees it that takes the folder in; timing records have the name alone. People search for both texts, so they
-// stay as they are.
+// All files of this folder log as one source, because the log's readers filter by it. A record gives the path of this
+// folder as a project beside it would write it; a timing record gives the name alone. People search for both texts, so
+// they stay as they are.
 inline constexpr TKRuntimeLogger::LogSource kLog{L"TvFileSourceAsync", L"..\\..\\Helper\\FileAccess"};
 inline constexpr TKRuntimeLogger::LogSource kTiming{L"TvFileSourceAsync", L"FileAccess"};
 

@@ -9,7 +9,7 @@
 
 // Makes the object, whose count is 0. Null: it couldn't be allocated. A constructor that failed wrote to `*phr`.
 using LPFNNewCOMObject = CUnknown*(CALLBACK*)(IUnknown* outer, HRESULT* phr);
-// Told when the module is loaded and when it goes.
+// Called when the module is loaded and when it is unloaded.
 using LPFNInitRoutine = void(CALLBACK*)(BOOL loading, const CLSID* clsid);
 
 struct CFactoryTemplate {

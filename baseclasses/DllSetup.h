@@ -4,7 +4,7 @@
 
 #include "baseclasses/CFactoryTemplate.h"
 
-// The module, once DllEntryPoint has been told of it.
+// The module's handle, once DllEntryPoint has been called.
 extern HINSTANCE g_hInst;
 
 // For DllMain. Records the module and tells the classes of loading and unloading. Asks the system to leave out the

@@ -1,7 +1,7 @@
 // From an object's place to one of its accessors: what every OpenUriAs and OpenEntryAs of this layer does.
 //
 // `accessorId` is one of the names TKDS_ACCESSOR_*. `*accessor` comes in empty and receives VT_UNKNOWN.
-// E_NOINTERFACE: the object has no such accessor, or there is none of that name.
+// E_NOINTERFACE: the object has no such accessor, or no accessor has that name.
 //
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once

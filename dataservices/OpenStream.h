@@ -9,11 +9,11 @@
 
 namespace dataservices {
 
-// `access` and `share` are combinations of TKDS_ACCESS and TKDS_SHARE; how others share what is not a file is not ours
-// to say. The stream stands at its start. `*stream` is null on failure.
+// `access` and `share` are combinations of TKDS_ACCESS and TKDS_SHARE; `share` has an effect on files only. The stream
+// stands at its start. `*stream` is null on failure.
 //
-// E_ACCESSDENIED: a file can't be opened so, or others have it open in a way that excludes it.  kNotFound: it is gone.
-// E_NOINTERFACE: a folder has no content.  STG_E_ACCESSDENIED: what is no file can't be written.
+// E_ACCESSDENIED: a file can't be opened in this way, or others have it open in a way that excludes this.  kNotFound:
+// it is gone. E_NOINTERFACE: a folder has no content.  STG_E_ACCESSDENIED: only files can be written.
 // Otherwise as CreateHttpStream and CreateDataUriStream.
 [[nodiscard]] HRESULT OpenStream(const Place& place, unsigned long access, unsigned long share, IStream** stream);
 

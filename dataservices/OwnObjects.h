@@ -26,7 +26,7 @@ IOwnVirtualDirectoryItem : public ITKDSVirtualDirectoryItem {
 
 }  // namespace dataservices
 
-#ifdef __CRT_UUID_DECL  // the compilers that don't read the identifiers above
+#ifdef __CRT_UUID_DECL  // for compilers that don't read the identifiers above
 __CRT_UUID_DECL(dataservices::IOwnMetaData, 0x6B0A2C0E, 0x5F0D, 0x4B4F, 0x9A, 0x55, 0x0C, 0x2A, 0x6C, 0x3B, 0x7D, 0x41)
 __CRT_UUID_DECL(dataservices::IOwnVirtualDirectoryItem, 0x6B0A2C0E, 0x5F0D, 0x4B4F, 0x9A, 0x55, 0x0C, 0x2A, 0x6C, 0x3B,
                 0x7D, 0x42)

@@ -1,5 +1,5 @@
-// What a name leads to, with what parsing the name has found. All accessors of an object work with this; nobody parses
-// the name again.
+// What a name leads to, together with what parsing the name has found. All accessors of an object work with this;
+// nobody parses the name again.
 //
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
@@ -36,13 +36,13 @@ using Place = std::variant<FilePlace, FolderPlace, HttpPlace, DataPlace>;
 // `name` is a path, UNC path or URI, as CTKFUri reads it. Files and folders are looked at, the network isn't.
 //
 // E_INVALIDARG: it can't be understood, a file URL leads to no path, or an http URL has no host.
-// HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED): its scheme is none of ours.  Otherwise as FindPath.
+// HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED): this layer doesn't know its scheme.  Otherwise as FindPath.
 [[nodiscard]] HRESULT FindPlace(const std::wstring& name, Place* place);
 
 // The same for a name that has been parsed; null is one that can't be understood.
 [[nodiscard]] HRESULT FindPlace(const boost::shared_ptr<const CTKFUri>& name, Place* place);
 
-// The file or folder at a literal path. Its streams beside the content ("name:stream") are no files.
+// The file or folder at a literal path. The further streams of a file ("name:stream") don't count as files.
 // Results as ResultOfFileError.
 [[nodiscard]] HRESULT FindPath(const std::wstring& literalPath, Place* place);
 

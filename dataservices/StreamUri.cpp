@@ -14,7 +14,7 @@ std::wstring UriOfStream(IStream& stream) {
     const base::CTaskMem<wchar_t> name(stat.pwcsName);
     const boost::shared_ptr<const CTKFUri> uri = CTKFUri::Parse(name.Get());
     const bool isPartial = uri && uri->IsPath() && base::FullPathOf(uri->GetFilePath()) != uri->GetFilePath();
-    // Streams of ours don't tell their query, without which the name is that of another object.
+    // Our own streams don't reveal their query, and without it the URL would name another object.
     const bool isCut = name && std::wstring_view(name.Get()).ends_with(framework::kHiddenQuery);
     Place place;
     return isPartial || isCut || FAILED(FindPlace(uri, &place)) ? std::wstring() : UriOf(place);

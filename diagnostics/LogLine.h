@@ -3,7 +3,7 @@
 //   SEV: %d, CAT: %s, PID: %d, TID: %d, FILE: %s, LINE: %d, FUNC: %s, MSG: %s
 //
 // Null texts are empty. A carriage return or line feed within a text is shown as its control picture (U+240D, U+240A),
-// so that one record stays one line and nothing in a name can pass for another record; half of a surrogate pair becomes
+// so that one record stays one line and nothing in a name can pass for another record. Half of a surrogate pair becomes
 // U+FFFD.
 //
 // Threads: any.  Errors: std::bad_alloc.

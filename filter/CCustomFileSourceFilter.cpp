@@ -22,7 +22,7 @@ namespace {
 
 constexpr wchar_t kFilterName[] = L"Tavel File Source (Async.)";
 
-// All else is zero, also the two fields that a type as the base classes make it has set for samples of one byte.
+// All other fields are zero, including the two that the base classes set in a new type, for samples of one byte.
 CMediaType StreamType(const GUID& subtype) {
     CMediaType type;
     static_cast<AM_MEDIA_TYPE&>(type) = {};
@@ -35,9 +35,9 @@ std::wstring DescriptionOf(HRESULT hr) {
     return TKRuntimeLogger::HresultDescriptions().Describe(hr);
 }
 
-// Makes a read buffer over `stream`. Where its content will be looked at, there is a stream in between that keeps what
-// is read: a source that can't be sought, whether or not it knows its size, may give less in one piece than telling its
-// type takes, and then the read buffer has no longer got the first piece.
+// Makes a read buffer over `stream`. If its content will be looked at, a stream in between keeps what is read. A source
+// that can't seek, whether or not it knows its size, may give less in one piece than detecting its type takes. By then
+// the read buffer has lost the first piece.
 HRESULT Buffer(IStream* stream, bool forDetection, ComPtr<framework::CReplayStream>& replay,
                ComPtr<IStream>& buffered) noexcept {
     if (forDetection) {
@@ -127,10 +127,10 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
             return E_UNEXPECTED;
         }
         CAutoLock loadLock(&m_Opener.LoadLock());
-        ForgetResults();  // first: what fails before the name is opened leaves no older one's
+        ForgetResults();  // first: a load that fails before it opens the name must not leave an older load's results
         if (FAILED(parsed))
             return parsed;
-        CName current;  // now: when memory is out for it, nothing has changed yet
+        CName current;  // made now: if memory runs out here, nothing has changed yet
         current.SetWide(pszFileName);
         ComPtr<IStream> stream;
         HRESULT hr = OpenName(std::move(name), &stream);

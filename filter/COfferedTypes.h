@@ -27,7 +27,7 @@ public:
     // Gives what was offered before.
     [[nodiscard]] List Clear() noexcept { return m_types.exchange(nullptr); }
 
-    // Offers what Clear gave once more, unless something else is offered by now.
+    // Offers again what Clear gave, unless something else is offered by now.
     void TakeBack(List cleared) noexcept {
         List none;
         m_types.compare_exchange_strong(none, std::move(cleared));

@@ -42,7 +42,8 @@ CStreamOpener::CStreamOpener()
     m_CreationThread.Init(&m_CreationRunnable, kCreationThreadName, 0);
 }
 
-// A thread that lacked an event would leave loads waiting for ever, or answer one with what an earlier one asked for.
+// A thread without one of its events would leave loads waiting for ever, or answer a load with the stream of an earlier
+// one.
 void CStreamOpener::Start() noexcept {
     if (m_hStop && m_hCreateRequest && m_hCreationDone)
         static_cast<void>(m_CreationThread.Start());
@@ -85,7 +86,7 @@ void CStreamOpener::AwaitCreation() const noexcept {
     switch (::WaitForMultipleObjects(2, handles, FALSE, INFINITE)) {
         case WAIT_OBJECT_0:
             break;
-        case WAIT_TIMEOUT:  // can't be while the wait has no limit; kept for the day it has one
+        case WAIT_TIMEOUT:  // can't happen while the wait has no limit; kept for the day it has one
             TK_LOG(kFilterLog, TKRuntimeLogger::kError, kFunction, L"Timeout for creating the stream");
             break;
         default:

@@ -8,14 +8,14 @@
 #include <span>
 #include <string>
 
-// A promise of the code under test. Broken, it counts as a crash.
+// Checks a promise of the code under test. A broken promise counts as a crash.
 inline void Require(bool holds) {
     if (!holds)
         std::abort();
 }
 
-// The bytes as UTF-8, with halves of surrogate pairs for U+E000 to U+E7FF, so that these come too. wchar_t has 32 bits
-// here, but its characters are units of UTF-16 as on Windows: none is above 0xFFFF.
+// The bytes, read as UTF-8. U+E000 to U+E7FF become halves of surrogate pairs, which UTF-8 itself can't express.
+// wchar_t has 32 bits here, but holds units of UTF-16 as on Windows: none is above 0xFFFF.
 [[nodiscard]] inline std::wstring WideOf(std::span<const std::uint8_t> bytes) {
     std::wstring text = base::WideOfUtf8({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     for (wchar_t& unit : text)

@@ -1,4 +1,4 @@
-// In place of the platform's function: some name in ASCII, or none for some.
+// Takes the place of the platform's function: a name of up to 63 characters gets some ASCII form, a longer one none.
 #include "dataservices/http/PunycodeName.h"
 
 namespace dataservices::http {

@@ -1,4 +1,5 @@
-// In place of the platform's functions: Boost's, which need none. wchar_t has 32 bits here and holds units of UTF-16.
+// Takes the place of the platform's functions: Boost does the same without a platform. wchar_t has 32 bits here and
+// holds units of UTF-16.
 #include "base/Utf8Text.h"
 
 #include <boost/locale/utf.hpp>

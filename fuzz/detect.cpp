@@ -1,4 +1,4 @@
-// Format detection over a source that may be live, slow, dear to seek in, larger than its input, or fail.
+// Format detection over a source that may be live, slow, expensive to seek in, larger than its input, or fail.
 #include "fuzz/Fuzz.h"
 #include "metadata/Detection.h"
 #include "metadata/Explanation.h"
@@ -7,14 +7,14 @@ namespace {
 
 std::uint64_t g_nowMs = 0;
 
-// The input's first bytes say how the source behaves. All zeros: it gives the rest at once, and doesn't fail.
+// The input's first bytes say how the source behaves. If all are zero, it gives the rest at once and doesn't fail.
 struct Behaviour {
     std::uint8_t flags, failingStep, pieceBytes, msPerRead, gapAt, gapBytes;
 
     [[nodiscard]] bool IsLive() const { return flags & 1; }
-    [[nodiscard]] bool AreSeeksDear() const { return flags & 2; }
+    [[nodiscard]] bool AreSeeksExpensive() const { return flags & 2; }
     [[nodiscard]] bool StandsElsewhere() const { return flags & 4; }
-    // Zeros within the content, so that small inputs make contents that have to be walked.
+    // A gap of zeros within the content, so that a small input makes a content that is large enough to be walked.
     [[nodiscard]] std::uint64_t GapAt() const { return std::uint64_t{gapAt} * 32; }
     [[nodiscard]] std::uint64_t GapBytes() const { return std::uint64_t{gapBytes} * 0x2000; }
 };
@@ -29,7 +29,7 @@ public:
         return NextResult();
     }
     Facts Ask() noexcept override {
-        Facts facts{{}, m_behaviour.AreSeeksDear()};
+        Facts facts{{}, m_behaviour.AreSeeksExpensive()};
         if (!m_behaviour.IsLive())
             facts.size = Size();
         return facts;

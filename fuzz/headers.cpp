@@ -1,4 +1,4 @@
-// What the headers of an http answer say of a source. The first byte is the status.
+// What the headers of an http answer say about a source. The input's first byte gives the status.
 #include "dataservices/http/HttpAnswer.h"
 #include "fuzz/Fuzz.h"
 
@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     else
         Require(answer.HasInvalidRange() && answer.rangeEnd == 0);
     Require(answer.IsSameVersionAs(answer));
-    // It goes into a request.
+    // The validator becomes part of a request's header.
     const std::wstring validator = answer.StrongValidator();
     Require(std::all_of(validator.begin(), validator.end(), [](wchar_t unit) { return unit >= L' ' && unit < 0x7F; }));
     return 0;

@@ -1,4 +1,4 @@
-// Names of sources: their grammar, escapes, paths, and what logs may have of them.
+// Names of sources: their grammar, escapes and paths, and how logs show them.
 #include "framework/uri/CTKFUri.h"
 #include "framework/uri/NameForLog.h"
 #include "framework/uri/UriEscapes.h"
@@ -6,7 +6,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::wstring input = WideOf({data, size});
-    const std::wstring text = input.c_str();  // up to its first zero, as names are passed
+    const std::wstring text = input.c_str();  // names end with their first zero
     const std::wstring spellable = base::WideOfUtf8(base::Utf8OfWide(text));
     Require(UnescapeUri(EscapeUriComponent(text.c_str()).c_str()) == spellable);
     const std::wstring logged = framework::NameForLog(text.c_str());

@@ -1,4 +1,4 @@
-// URLs as http requests need them: one in the input's first line, and the reference that a redirect has in the rest.
+// URLs as http requests need them. The input's first line is a URL, and the rest is the reference of a redirect.
 #include "dataservices/http/CHttpUrl.h"
 #include "fuzz/Fuzz.h"
 
@@ -8,7 +8,7 @@ using dataservices::http::CHttpUrl;
 
 namespace {
 
-// Neither ends a request's line or header, nor depends on an encoding.
+// Whether no character would end a request's line or header, or depends on an encoding.
 [[nodiscard]] bool CanBeSent(const std::wstring& text) {
     return std::all_of(text.begin(), text.end(), [](wchar_t unit) { return unit >= L' ' && unit < 0x7F; });
 }

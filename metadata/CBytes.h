@@ -1,7 +1,7 @@
 // A view of bytes whose reads can't fail: whatever lies past the end reads as zero.
 //
-// Formats are told from content that may be cut off anywhere. A rule that compares fields needs no bounds check of its
-// own. Where the difference between a zero and the end matters, the rule asks Has.
+// Formats are recognised in content that may be cut off anywhere. A rule that compares fields needs no bounds check of
+// its own. Where the difference between a zero and the end matters, the rule asks Has.
 //
 // Units: offsets in bytes from the start of the view.  Lifetime: that of the bytes viewed.  Threads: as a plain value.
 #pragma once

@@ -7,18 +7,19 @@ namespace metadata {
 namespace {
 
 constexpr std::uint64_t kMostPosition = std::numeric_limits<std::int64_t>::max();
-constexpr std::uint64_t kDearestStart = 1024 * 1024;  // behind tags, where all before it has to be read
+// Tags are stepped over up to here if seeks are expensive: the source then reads all that lies between.
+constexpr std::uint64_t kMostReadThrough = 1024 * 1024;
 
 }  // namespace
 
 CContent::CContent(IByteSource& source, Clock clock) : m_source(source), m_clock(clock) {
     Fail(m_source.Tell(m_found));
-    m_isPutBack = HasFailed();  // nobody knows where to
+    m_isPutBack = HasFailed();  // nobody knows where it stood
     if (m_isPutBack)
         return;
     const IByteSource::Facts facts = m_source.Ask();
     m_size = facts.size;
-    m_areSeeksDear = facts.areSeeksDear;
+    m_areSeeksExpensive = facts.areSeeksExpensive;
     if (m_size && !CanSeekTo(0))
         Fail(m_source.SeekTo(m_found));
     if (!m_size)
@@ -41,7 +42,8 @@ void CContent::MoveStart(std::uint64_t count) {
     m_start += std::min(count, kMostPosition - m_start);
     // Some sources refuse positions behind their end. There is nothing to be had there.
     m_headIsAll = m_headIsAll || (m_size && m_start >= *m_size);
-    const bool isNear = m_size && !m_headIsAll && !m_isOutOfTime && !(m_areSeeksDear && m_start > kDearestStart);
+    const bool isNear =
+        m_size && !m_headIsAll && !m_isOutOfTime && !(m_areSeeksExpensive && m_start > kMostReadThrough);
     if (isNear && CanSeekTo(m_start)) {
         m_headOffset = 0;
         ReadHead();
@@ -84,8 +86,8 @@ size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {
     return HasFailed() ? 0 : count;
 }
 
-// How many of the `wanted` bytes to ask for at once; 0 when the time is up. A stream that gathers what slow pieces its
-// own source gives would else be asked for more than comes in time.
+// How many of the `wanted` bytes to ask for at once; 0 when the time is up. Otherwise a stream that gathers the slow
+// pieces of a source of its own would be asked for more than comes in time.
 size_t CContent::NextReadBytes(size_t wanted) {
     constexpr size_t kGrowth = 16;
     if (!m_deadline)
@@ -99,7 +101,7 @@ size_t CContent::NextReadBytes(size_t wanted) {
         {wanted, std::max<size_t>(1, m_lastReadBytes * kGrowth), std::max<size_t>(1, static_cast<size_t>(inTime))});
 }
 
-// Whether a seek of the walk succeeded. After one that didn't the source is a live one.
+// Whether a seek of the walk succeeded. After one that failed the source counts as live.
 bool CContent::CanSeekTo(std::uint64_t position) {
     const bool isThere = !HasFailed() && m_source.SeekTo(position) >= 0;
     if (!isThere)

@@ -5,14 +5,14 @@
 //
 // A source whose size isn't known may be live: it is read from where it stands, and the only seek is back to there.
 // Nothing is lost where that seek succeeds, as it does within the bytes that a buffer in front of the source still has;
-// CReplayStream is one that has them all. A source that knows its size is read from its beginning. If it says that its
-// seeks are dear, only tags of up to 1 MiB are stepped over, and nothing behind the head is read. A seek that fails
-// shows that the source can't be walked: it counts as a live one from then on.
+// CReplayStream is a buffer that has them all. A source that knows its size is read from its beginning. If it says that
+// its seeks are expensive, only tags of up to 1 MiB are stepped over, and nothing behind the head is read. A seek that
+// fails shows that the source can't be walked: it counts as a live one from then on.
 //
 // Ten seconds after the first byte nothing more is asked of the source but the seek back, and what has come by then is
-// judged. The wait for that byte doesn't count: a buffer in front of a slow source fills itself with it, and has the
-// next ones at once. A call that has begun isn't broken off: reads begin with a byte and grow as fast as the source
-// answers them, so that one that gives a byte a second is left in time as well.
+// judged. The wait for that byte doesn't count: in that time a buffer in front of a slow source fills itself, and then
+// has the next bytes at once. A call that has begun isn't broken off. So the first read asks for one byte, and later
+// ones for more only as fast as the source answers; even a source of one byte a second is left in time.
 //
 // Errors: std::bad_alloc. A failure of the source is no exception: nothing more is read after the first one, the
 // content looks empty, and Result says why. (The first exception that is thrown in a DLL takes resources of its
@@ -33,7 +33,7 @@ public:
     static constexpr size_t kHeadBytes = 64 * 1024;
     static constexpr std::uint64_t kMostMs = 10'000;
 
-    // The time since some start that never changes.
+    // The milliseconds since a fixed start.
     using Clock = std::uint64_t (*)();
 
     // Reads the head. It is empty if the source fails.
@@ -49,17 +49,17 @@ public:
     [[nodiscard]] bool HeadIsAll() const noexcept { return m_headIsAll; }
 
     // Whether bytes behind the head can be had, and cheaply.
-    [[nodiscard]] bool CanWalk() const noexcept { return m_size && !m_areSeeksDear && !m_isOutOfTime; }
+    [[nodiscard]] bool CanWalk() const noexcept { return m_size && !m_areSeeksExpensive && !m_isOutOfTime; }
 
-    // Whether the source was too slow, so that not all was read that would have been.
+    // Whether the source was so slow that less was read than usual.
     [[nodiscard]] bool IsOutOfTime() const noexcept { return m_isOutOfTime; }
 
     // Where in the source position 0 is.
     [[nodiscard]] std::uint64_t Start() const noexcept { return m_start; }
 
     // Judges what stands `count` bytes behind the present start instead. On a live source what is behind the bytes
-    // already read is out of reach, and so is what stands far away where seeks are dear. The head is what is left of
-    // the bytes already read then.
+    // already read is out of reach, and so is what stands far away where seeks are expensive. The head is what is left
+    // of the bytes already read then.
     void MoveStart(std::uint64_t count);
 
     // Reads at any position; fewer bytes only where the content or the time ends, none where CanWalk is false. One
@@ -69,7 +69,7 @@ public:
     // Puts the seek pointer back, also after a failure.
     void PutBack();
 
-    // 0, or how the source failed first. A seek that fails is a failure only where the source is put back.
+    // 0, or how the source failed first. A failed seek counts only if it was to put the source back.
     [[nodiscard]] IByteSource::Result Result() const noexcept { return m_result; }
     [[nodiscard]] bool HasFailed() const noexcept { return m_result < 0; }
 
@@ -86,7 +86,7 @@ private:
     std::uint64_t m_found = 0;                // where the source stood
     std::uint64_t m_start = 0;
     std::optional<std::uint64_t> m_size;  // of the source, as it says itself
-    bool m_areSeeksDear = false;
+    bool m_areSeeksExpensive = false;
     bool m_isOutOfTime = false;
     size_t m_lastReadBytes = 0;
     std::uint64_t m_lastReadMs = 0;

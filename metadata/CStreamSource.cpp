@@ -22,16 +22,16 @@ IByteSource::Facts CStreamSource::Ask() noexcept {
     STATSTG stat{};
     if (FAILED(base::ComBoundary([&] { return m_stream->Stat(&stat, STATFLAG_NONAME); })))
         return {};
-    ::CoTaskMemFree(stat.pwcsName);  // some give a name all the same
+    ::CoTaskMemFree(stat.pwcsName);  // some streams give a name all the same
     Facts facts;
-    facts.areSeeksDear = stat.grfStateBits == TKDS_STATE_SEEKS_READ_THROUGH;
+    facts.areSeeksExpensive = stat.grfStateBits == TKDS_STATE_SEEKS_READ_THROUGH;
     if (!(stat.cbSize.QuadPart & kUnknownSizeBit))
         facts.size = stat.cbSize.QuadPart;
     return facts;
 }
 
 IByteSource::Result CStreamSource::SeekTo(std::uint64_t position) noexcept {
-    // Not every source takes a null pointer for the new position, and some say by it that they stand elsewhere.
+    // Not every source accepts a null pointer for the new position. Some report there that they stand elsewhere.
     ULARGE_INTEGER reached{.QuadPart = position};
     const LARGE_INTEGER target{.QuadPart = static_cast<LONGLONG>(position)};
     const HRESULT result = base::ComBoundary([&] { return m_stream->Seek(target, STREAM_SEEK_SET, &reached); });

@@ -1,4 +1,4 @@
-// Detection in the platform's streams.
+// Detection for the platform's streams.
 //
 // Threads: any, with a stream each.
 #pragma once
@@ -9,14 +9,14 @@
 
 namespace metadata {
 
-// An IStream as detection sees it. Results are the stream's own; STG_E_READFAULT or STG_E_SEEKERROR where it only told
-// what can't be.  Lifetime: the stream must outlive the object.
+// An IStream as detection sees it. Results are the stream's own. STG_E_READFAULT, STG_E_SEEKERROR: it claims success,
+// but more bytes than there was room for, or another position.  Lifetime: the stream must outlive the object.
 class CStreamSource final : public IByteSource {
 public:
     explicit CStreamSource(IStream* stream) noexcept : m_stream(stream) {}
 
     [[nodiscard]] Result Tell(std::uint64_t& position) noexcept override;
-    // The size isn't known if Stat fails, or if the size's top bit is set. Seeks are dear of a stream that says
+    // The size isn't known if Stat fails, or if the size's top bit is set. Seeks are expensive if the stream says
     // TKDS_STATE_SEEKS_READ_THROUGH.
     [[nodiscard]] Facts Ask() noexcept override;
     [[nodiscard]] Result SeekTo(std::uint64_t position) noexcept override;
@@ -28,7 +28,7 @@ private:
 
 [[nodiscard]] std::uint64_t SystemTimeMs();
 
-// As the one for a source. Errors: std::bad_alloc.
+// The same as for an IByteSource (Detection.h).  Errors: std::bad_alloc.
 [[nodiscard]] Detection DetectFormat(IStream* stream, CContent::Clock clock = &SystemTimeMs);
 
 }  // namespace metadata

@@ -1,8 +1,8 @@
 // A bounded walk over a content's structure: reads anywhere, within a budget.
 //
-// The head costs nothing. Behind it a walk may take 32 reads of 32 KiB, 1 MiB together: one over headers up to 256 KiB
-// into the content, one over boxes anywhere. Where the budget, the content or a live source's head ends, so do the
-// bytes. Each rule that walks has a budget of its own, and only one whose signature is there does.
+// Reads in the head cost nothing. Behind it a walk may take 32 reads of 32 KiB, 1 MiB in all: a walk over headers up to
+// 256 KiB into the content, a walk over boxes anywhere. The bytes end where the budget, the content or a live source's
+// head ends. Each rule has a budget of its own, and only a rule that has seen its signature walks.
 //
 // Units: bytes, positions as in CContent.  Errors: as CContent's.  Threads: one.
 #pragma once
@@ -21,7 +21,7 @@ public:
     // Where headers end at the latest.
     static constexpr std::uint64_t kHeadersEnd = 256 * 1024;
 
-    // How far into the content a walk over boxes gets that leaves nothing out.
+    // How far into the content a walk over boxes gets if it skips nothing.
     static constexpr std::uint64_t kReach = 1024 * 1024;
 
     CWalk(CContent& content, Kind kind);

@@ -24,7 +24,7 @@ struct Detection {
     std::vector<Finding> findings;   // in the order of the rules; the last one's verdict is the answer if it has types
     std::uint64_t start = 0;         // where in the source what is judged begins
     int tags = 0;                    // that were stepped over before it
-    bool isOutOfTime = false;        // judged by less than would have been read of a faster source
+    bool isOutOfTime = false;        // the source was so slow that less was read than usual
 };
 
 // The seek pointer is put back, also after a failure.

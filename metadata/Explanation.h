@@ -1,4 +1,4 @@
-// Why a content was taken for what it was: lines of text for people.
+// Why detection gave its answer: lines of text for people.
 //
 // Errors: std::bad_alloc.  Threads: any.
 #pragma once

@@ -1,4 +1,4 @@
-// The rules by which a format is told from content, in the order in which they are asked.
+// The rules by which a format is recognised in content, in the order in which they are asked.
 //
 // A rule is one file in formats/, which says how its format is recognised, and one line in FormatRules.inc. A format
 // that is new to the product takes a few steps more: docs/media-types.md has the list.

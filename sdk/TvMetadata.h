@@ -5,9 +5,9 @@
 // lists are given back by an explicit operation, so library and caller may come from different compilers and run-time
 // libraries.
 //
-// The order of the operations in each table is the contract, and there are no others: a library with more operations
-// than these offers them by an export of their own. The source filter uses Detect and Matches, and the export
-// DetectMimeTypes in place of Detect where it is there.
+// The order of the operations in each table is the contract, and there are no others: a library that can do more offers
+// that by further exports. The source filter uses Detect and Matches, and the export DetectMimeTypes in place of Detect
+// where it is there.
 //
 // The export is undecorated on x86 too, where calling conventions decorate names: a .def file does that.
 //
@@ -21,8 +21,9 @@
 // parameters (from ';' on) and blanks.
 //
 // Threads: a dictionary may be used by several threads at once, a list by one. The caller's thread is in an apartment.
-// Null arguments give null or false.  Errors: no operation may throw; out of memory gives null. (The operations aren't
-// declared noexcept: a caller whose compiler can pass on the library's exceptions has the chance to survive one.)
+// Null arguments give null or false.  Errors: no operation may throw; out of memory gives null. (They aren't declared
+// noexcept all the same: a caller that can catch what a faulty library throws then goes on, where noexcept would end
+// its process.)
 #pragma once
 
 #include <objidl.h>

@@ -5,7 +5,7 @@
 #
 #   tools/fuzz.sh [TARGET] [SECONDS]   one of fuzz/*.cpp, or all; 5 seconds each
 #
-# What was learnt is kept in build/fuzz/corpus. It begins with the samples and with the texts in the tests.
+# Inputs that reach new code are kept in build/fuzz/corpus. The first ones are the samples and the texts in the tests.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/setup.sh --fuzz
@@ -27,7 +27,7 @@ cmake --build $out --target "${targets[@]}" -- --quiet | { grep -vx "ninja: no w
 texts() {
   local number=0 text
   while IFS= read -r text; do
-    printf '%b' "$prefix${text:1:-1}" >"$seeds/$((++number))" 2>/dev/null || true  # some escapes are none of the shell's
+    printf '%b' "$prefix${text:1:-1}" >"$seeds/$((++number))" 2>/dev/null || true  # the shell doesn't know every escape of C++
   done < <(grep -ohP '"([^"\\]|\\.)+"' "$@" | sort -u)
 }
 

@@ -12,7 +12,7 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-// The parser's input pin as the source sees it. The parser is told of the counting pin instead of the source's.
+// The parser's input pin as the source sees it. It shows the parser the counting pin in place of the source's pin.
 class CReceiverStandIn final : public CPinProxy {
 public:
     CReceiverStandIn(IPin* receiver, IPin* countingPin) noexcept : CPinProxy(receiver), m_countingPin(countingPin) {}

@@ -2,8 +2,8 @@
 //
 // Threads: one, in the multithreaded apartment; the graph has its own.  Lifetime: must go before the source filter that
 // it was given. It then takes every filter out of the graph: filters that are still there when the process ends can
-// crash it, because the libraries behind them are unloaded in any order. Where a parser doesn't let go, because one of
-// its reads doesn't end say, the process is ended as EndStuckProcess does it.  Errors: CHostError.
+// crash it, because the libraries behind them are unloaded in any order. Where a parser doesn't let go, for example
+// because one of its reads doesn't end, EndStuckProcess ends the process.  Errors: CHostError.
 #pragma once
 
 #include "tvsource/CCountingPin.h"

@@ -11,7 +11,7 @@
 
 namespace tvsource {
 
-// What every command is told.
+// What all commands that load a source take.
 struct CommonOptions {
     std::wstring name;            // of the source, a TypedName
     std::wstring library;         // the DLL to take the filter from, or empty: the registered one
@@ -58,7 +58,7 @@ struct DetectOptions {
 // Prints one line for each file: its name, a tab, and the MIME types of its content, separated by commas, or "-". A
 // folder stands for all files in it, and a last part with "*" or "?" for all that it matches. Standard error names each
 // file that can't be read, or of which not all that matters was read in time, and each pattern that matches nothing.
-// The command goes on with the others then and gives 1.
+// The command then goes on with the others, and gives 1 in the end.
 [[nodiscard]] int Detect(const DetectOptions& options);
 
 // Prints how the filter takes a name apart, and what it would open. Nothing is opened.

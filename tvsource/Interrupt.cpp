@@ -14,8 +14,8 @@ constexpr DWORD kGraceMs = 500;
 
 std::atomic<HANDLE> g_event{nullptr};  // never closed: the handler may run to the very end
 
-// No library is told of the end, as ExitProcess would do it: a library that waits for its threads would wait for
-// whatever those threads wait for.
+// Unlike ExitProcess, this notifies no library: one that waits for its threads would wait for whatever those threads
+// wait for.
 void EndProcess(int code) {
     CProgressLine::WipeForGood();
     ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(code));

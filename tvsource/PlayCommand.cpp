@@ -91,8 +91,8 @@ int Play(const PlayOptions& options) {
     Print(text);
 
     if (result.ending == CPlayGraph::Ending::ErrorAbort) {
-        // The graph is told that a read failed, but not why. The parser must release the source before the reason can
-        // be asked for.
+        // The graph learns that a read failed, but not why. The parser must release the source before the reason can be
+        // asked for.
         graph.reset();
         const CLateCall limit(kStopLimitMs, EndStuckProcess);
         if (const HRESULT hr = source.TryByteAt(reads.shortAt); FAILED(hr))

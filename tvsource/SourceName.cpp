@@ -90,7 +90,7 @@ std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result)
         return ResultText(result) + L"; the data-service layer knows no such scheme";
     if (const std::wstring words = WhyNoFile(parsed.Uri(), share); !words.empty())
         return words;
-    // The data-service layer makes one code of two for the files of shares.
+    // For files on shares, the data-service layer gives one code for both reasons.
     return ResultText(result) + (result == E_ACCESSDENIED ? L", or in use by another program" : L"");
 }
 

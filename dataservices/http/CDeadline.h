@@ -1,4 +1,4 @@
-// A point of time that waits are cut at.  Threads: any.
+// A point in time at which waits end.  Threads: any.
 #pragma once
 
 #include <windows.h>

@@ -12,12 +12,12 @@ namespace dataservices::http {
 
 class CHttpHeaders final {
 public:
-    // `lines`: each with its LF, and a CR before it or not.
+    // Each of `lines` ends in LF or CR LF.
     explicit CHttpHeaders(std::wstring lines) noexcept : m_lines(std::move(lines)) {}
 
-    // The first one of this name; empty without one.
+    // The value of the first header with this name; empty if there is none.
     [[nodiscard]] std::wstring First(std::wstring_view name) const;
-    // All of this name, empty ones too. Takes time in proportion to the answer's headers.
+    // The values of all headers with this name, empty ones included. Takes time in proportion to the answer's headers.
     [[nodiscard]] std::vector<std::wstring> All(std::wstring_view name) const;
 
 private:

@@ -47,7 +47,7 @@ public:
 
     // Empty when the source is live.
     [[nodiscard]] std::optional<ULONGLONG> Length() const noexcept { return m_length; }
-    // True: the length is known, but the server gives no ranges, as far as is known by now.  Threads: any.
+    // True: the length is known, but the server gives no ranges, as far as its answers have shown.  Threads: any.
     [[nodiscard]] bool ReadsThrough() const noexcept { return m_length && m_ranges == Ranges::No; }
     // The header "Last-Modified" as it is; empty without one.
     [[nodiscard]] const std::wstring& LastModified() const noexcept { return m_version.lastModified; }

@@ -15,7 +15,8 @@ namespace dataservices::http {
 
 class CHttpUrl final {
 public:
-    // No value: `text` is null, is no URL with one of the two schemes, has no host that could be asked, or has port 0.
+    // No value: `text` is null or no URL with one of the two schemes, or the URL has no host that could be asked, or
+    // port 0.
     [[nodiscard]] static std::optional<CHttpUrl> Parse(const wchar_t* text);
     // The same from a URI that has been parsed.
     [[nodiscard]] static std::optional<CHttpUrl> From(const CTKFUri& uri);

@@ -7,7 +7,7 @@ namespace dataservices::http {
 
 namespace {
 
-// A run takes as much memory as some tens of bytes, and a search looks at each run.
+// A limit, because each run takes memory of its own and time in every search, however few bytes it has.
 constexpr size_t kMaxRuns = 64;
 
 }  // namespace

@@ -64,7 +64,8 @@ void ReadContentLength(const std::vector<std::wstring>& headers, HttpAnswer& ans
         }
 }
 
-// Other characters come and go in encodings that the systems choose, so the server may not recognise what comes back.
+// Other characters arrive and leave in encodings that each system chooses, so the server may not recognise what it gets
+// back.
 [[nodiscard]] bool CanBeSentBack(std::wstring_view text) noexcept {
     return std::ranges::all_of(text, [](wchar_t character) { return character >= L' ' && character < 0x7F; });
 }

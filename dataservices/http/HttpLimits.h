@@ -9,12 +9,12 @@ namespace dataservices::http {
 inline constexpr DWORD kConnectMs = 10'000;
 // From there to the end of the answer's headers.
 inline constexpr DWORD kFirstByteMs = 10'000;
-// Without a single byte of the body.
+// From one byte of the body to the next.
 inline constexpr DWORD kNextByteMs = 10'000;
 // An open with all its redirects.
 inline constexpr DWORD kOpenMs = 60'000;
-// A whole Read, pauses and repeated requests included, even if bytes trickle in. It ends before a sixth stall in a row
-// would end. (No test waits a minute for these two.)
+// A whole Read, pauses and repeated requests included, even if bytes trickle in. Six stalls in a row, with the pauses
+// between them, would take longer. (No test waits for kOpenMs or kReadMs to pass: both are a minute.)
 inline constexpr DWORD kReadMs = 60'000;
 
 // Pauses before a request is made again. When they are used up without one more byte, the read fails.
@@ -30,10 +30,10 @@ inline constexpr int kMaxRedirects = 10;
 inline constexpr ULONG kKeptBytes = 0x40000;
 inline constexpr ULONG kSkippedBytes = 0x40000;
 
-// A block that is asked for whole costs one call of the HTTP library instead of many, but nothing of it is seen until
-// all of it has come. So only fast sources are read in this way: those that gave kFastBytes in a row at kBlockBytes per
-// kFastBlockMs or better. A block that takes longer than kSlowBlockMs is given up, and the source is read in small
-// pieces from then on.
+// Reading a whole block takes one call of the HTTP library instead of many, but none of its bytes can be used before
+// the last one has come. So only fast sources are read in this way: those that have delivered kFastBytes in a row at
+// kBlockBytes per kFastBlockMs or faster. A block that takes longer than kSlowBlockMs is given up, and the source is
+// read in small pieces from then on.
 inline constexpr ULONG kBlockBytes = 0x20000;
 inline constexpr ULONG kFastBytes = 0x8000;
 inline constexpr DWORD kFastBlockMs = 1'000;

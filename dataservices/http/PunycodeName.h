@@ -1,4 +1,4 @@
-// Names of hosts as the name system has them.
+// The names of hosts in the form in which they are looked up.
 //
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
@@ -7,7 +7,7 @@
 
 namespace dataservices::http {
 
-// `name` in ASCII, other characters as Punycode; empty if that can't be, or is longer than names may be.
+// `name` in ASCII, with other characters as Punycode. Empty: it has no such form, or one that is too long for a name.
 [[nodiscard]] std::wstring PunycodeName(const std::wstring& name);
 
 }  // namespace dataservices::http

@@ -1,5 +1,5 @@
-// A stream in front of another one, the source, that keeps what is read of its start. So a reader that looks at the
-// start can go back and read it a second time, even where the source can't seek.
+// A stream in front of another one, the source. It keeps the bytes that are read from the source's start, so that a
+// reader can go back and read them a second time, even if the source can't seek.
 //
 // A read gives what one read of the source gave, and doesn't wait for more. From the start until EndKeeping, what is
 // read is kept, up to kMostKept bytes; seeks to what is kept don't reach the source. The first seek to anywhere else,

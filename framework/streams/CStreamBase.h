@@ -1,5 +1,5 @@
-// What streams answer where they have nothing of their own to say: a stream that is only read, can't be locked, has
-// nothing to commit and copies block by block. A stream that answers otherwise overrides the method.
+// The answers that most streams share: they can't be written or locked, have nothing to commit, and copy block by
+// block. A stream that answers otherwise overrides the method and says why.
 //
 // Derived classes read, seek, tell their state and clone themselves.
 // Units: positions and sizes are bytes.  Threads: as the derived class says.

@@ -1,5 +1,5 @@
-// The body of IStream::CopyTo that the buffered and the local-file stream share. (The memory stream answers a target
-// that takes less in a way of its own.)
+// The body of IStream::CopyTo that most streams share by way of CStreamBase. (The memory stream answers a target that
+// takes less in a way of its own.)
 #pragma once
 
 #include <windows.h>

@@ -5,8 +5,8 @@
 
 #include <objidl.h>
 
-// Hands out an empty stream for reading and writing. Its file is gone when the last reference to it goes; others may
-// delete the file but not open it otherwise meanwhile, so the stream can't be cloned.
+// Hands out an empty stream for reading and writing. Its file is gone when the last reference to it goes. Until then
+// others may delete the file, but not open it in any other way, so the stream can't be cloned.
 //
 // On failure `*stream` is null and no file is left.
 // E_POINTER: `stream` is null.  Otherwise the system's error, as HRESULT_FROM_WIN32, if there is no temporary folder

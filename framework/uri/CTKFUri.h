@@ -55,7 +55,7 @@ public:
     [[nodiscard]] bool IsFileUrl() const { return m_parts.scheme == L"file"; }
 
     // A file on a drive of this machine, mapped drives included: a path that is no UNC path, or a file URL with such a
-    // path and with no host or the host "localhost", or "%3F" for the prefix \\?\.
+    // path whose host is empty, "localhost" or "%3F" (which stands for the prefix \\?\).
     [[nodiscard]] bool IsLocalFile() const { return !m_localPath.empty(); }
 
     // The path to open, with '\' as its only separator; empty if this is not a local file. A relative path stays
@@ -73,16 +73,16 @@ public:
     [[nodiscard]] std::wstring ToString() const;
 
     // ToString with every escape resolved as UTF-8 but those of '#', '/', '?' and '%', which stay as they are written.
-    // Escapes whose bytes are not UTF-8 become U+FFFD. For display only: an escaped '@' or '&', for example, then looks
-    // like one that separates.
+    // Escapes whose bytes are not UTF-8 become U+FFFD. For display only: an '@' that was escaped, for example, then
+    // looks like the one that ends the user info.
     [[nodiscard]] std::wstring NormalizeUriEscapes() const;
 
-    // True for names of the same thing as far as the names tell. These differences don't count:
+    // True if both mean the same thing, as far as names alone can tell. These differences don't count:
     // - a path and its file URL;
     // - the case of scheme, host and drive, and the case of escapes;
     // - an escape and its character, unless that is '%' or one that may delimit something (RFC 3986, 2.2);
     // - empty user info or an empty port and none;
-    // - user info and host of a file URL that has a path, except as far as they are in the path.
+    // - user info and host of a file URL that has a path, except for what the path itself has of them.
     // These count:
     // - the case of all else, also in paths on drives that ignore it;
     // - "." and ".." and what they lead to;

@@ -65,7 +65,8 @@ bool IsSound(CBytes frame) {
     return sum == 0;
 }
 
-// Where frames begin that reach exactly to the content's end, have right checksums and little before them.
+// Where a run of frames begins that have right checksums, reach exactly to the content's end, and have little before
+// them.
 std::optional<size_t> FindSoundFrames(const CContent& content) {
     constexpr size_t kMostBefore = 1024;
     const CBytes head = content.Head();

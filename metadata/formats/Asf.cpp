@@ -83,8 +83,8 @@ void TakeExtendedStream(CWalk& walk, std::uint64_t object, std::uint64_t end, St
         TakeStream(walk, position, streams);
 }
 
-// Whether an attribute in an object has the name that the platform's recorder gives the version of its files. The
-// object ends at `end`. The two sorts of objects order an attribute's parts differently.
+// Whether an object has the attribute in which the platform's recorder keeps the version of its files. The object ends
+// at `end`. The two sorts of objects order an attribute's parts differently.
 bool HasRecorderAttribute(CWalk& walk, std::uint64_t object, std::uint64_t end, bool isDescription) {
     constexpr char kName[] = "D\0V\0R\0 \0F\0i\0l\0e\0 \0V\0e\0r\0s\0i\0o\0n";
     constexpr std::uint64_t kFirst = kObjectHeader + 2;

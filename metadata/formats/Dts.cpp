@@ -1,6 +1,6 @@
 // DTS without a container (ETSI TS 102 114): core frames, extension frames alone or behind each core frame, and the
-// file format of DTS-HD. Core frames consist of words of 16 bits or of 14 bits, in either byte order. The 14 bits
-// protect a compact disc's player.
+// file format of DTS-HD. Core frames consist of words of 16 bits or of 14 bits, in either byte order. Words of 14 bits
+// are for compact discs: a player that takes them for samples plays noise, but not at full volume.
 #include "metadata/FormatRules.h"
 #include "metadata/FrameChain.h"
 
@@ -79,7 +79,7 @@ std::optional<Frame> ParseDts(CBytes bytes, size_t at) {
     }
     if (size < 10)
         return std::nullopt;
-    // Frames are filled up with zeros where they stand in for samples.
+    // Where frames take the place of samples, zeros fill up the room between them.
     const CBytes behind = bytes.From(at + size);
     return Frame{size + static_cast<std::uint32_t>(behind.LeadingZeros()), family};
 }

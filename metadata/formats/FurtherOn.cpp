@@ -1,5 +1,5 @@
 // A second look at content that goes on behind its head. What begins near the head's end shows too little of itself
-// there. Audio, packs and packets may also stand behind many zeros, which a recorder leaves that was started before its
+// there. Audio, packs and packets may also stand behind many zeros, which a recorder leaves if it is started before its
 // source.
 #include "metadata/FormatRules.h"
 

@@ -1,5 +1,5 @@
-// Motion JPEG without a container: JPEG images in a row (ITU-T T.81). One image alone is a photograph, and so are two
-// that belong together: a preview has another size, and a multi-picture file says what it is.
+// Motion JPEG without a container: JPEG images in a row (ITU-T T.81). A single image is a photograph, and so are two
+// that belong together: a preview has another size than its photograph, and a multi-picture file says that it is one.
 #include "metadata/CWalk.h"
 #include "metadata/FormatRules.h"
 

@@ -129,7 +129,8 @@ void TakeMovie(CWalk& walk, const Box& movie, File& file) {
     file.areAll = position >= movie.end;
 }
 
-// Where the movie stands behind bytes that are no box: the writer of the media left some behind the media. 0: not near.
+// Where the movie stands if bytes that are no box stand before it: some writers leave a few behind the media. 0: not
+// near.
 std::uint64_t FindMovie(CWalk& walk, std::uint64_t from) {
     constexpr std::uint64_t kFar = 64 * 1024;
     constexpr std::uint8_t kName[] = {'m', 'o', 'o', 'v'};

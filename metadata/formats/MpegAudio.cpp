@@ -65,12 +65,12 @@ std::optional<Frame> ParseFrameAt(CBytes bytes, size_t at) {
     const std::optional<Header> header = ParseHeader(bits);
     if (!bytes.Has(at, 4) || !header || header->bitRateIndex == 0)
         return std::nullopt;
-    // The channel mode is not among them: encoders change from joint stereo to stereo as they go.
+    // The channel mode doesn't count: encoders change between joint stereo and stereo within a stream.
     constexpr std::uint32_t kVersionLayerAndRate = 0x001E0C00;
     return Frame{FrameBytes(*header), bits & kVersionLayerAndRate};
 }
 
-// Layer I isn't searched for: its frames begin with FF FE or FF FF, and so does much that is no audio.
+// Layer I isn't searched for: its frames begin with FF FE or FF FF, as much other data does.
 std::optional<Frame> ParseFrameAnywhere(CBytes bytes, size_t at) {
     const std::optional<Header> header = ParseHeader(bytes.Be32(at));
     return header && header->layer != Layer1 ? ParseFrameAt(bytes, at) : std::nullopt;

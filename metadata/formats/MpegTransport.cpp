@@ -24,7 +24,7 @@ unsigned AdaptationControl(CBytes head, size_t at) {
     return head.U8(at + 3) >> 4 & 3U;
 }
 
-// A packet that the receiver could not mend says so itself.
+// A packet that the receiver could not correct is marked as such.
 bool IsDamaged(CBytes head, size_t at) {
     constexpr std::uint8_t kTransportError = 0x80;
     return head.U8(at) == 0x47 && head.U8(at + 1) & kTransportError;

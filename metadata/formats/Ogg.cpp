@@ -36,14 +36,14 @@ Page PageAt(CWalk& walk, std::uint64_t position) {
             bytes.From(header, std::min<std::uint64_t>(length, kMostIdentity))};
 }
 
-// Before the mappings of today, one wrapped the platform's own description of a stream, which names the stream's kind.
+// An early mapping wraps the platform's own description of a stream, which names the stream's kind.
 constexpr char kWrapped[] = "\1Direct Show Samples embedded in Ogg";
 constexpr std::uint64_t kWrappedKind = 96;
 constexpr std::uint32_t kWrappedVideo = 0x05589F80;
 constexpr std::uint32_t kWrappedAudio = 0x05589F81;
 
-// The first page at or behind `position` in the head, for where bytes between two pages are lost or strange. 0: there
-// is none.
+// The first page at or behind `position` in the head; needed where bytes between two pages are lost or damaged. 0:
+// there is none.
 std::uint64_t NextPage(CBytes head, std::uint64_t position) {
     constexpr char kName[] = {'O', 'g', 'g', 'S', 0};
     const std::span<const std::uint8_t> rest = head.From(position).Span();
@@ -71,14 +71,14 @@ Verdict JudgeOgg(CContent& content) {
         return NotThere();
     CWalk walk(content, CWalk::Kind::Headers);
     bool hasAudio = false;
-    bool areAll = false;  // a page was seen that is no stream's first
+    bool areAll = false;  // the first page of every stream was seen, because another page came
     Evidence evidence{0, kPageHeader};
     std::uint64_t position = 0;
     std::uint64_t lastPage = 0;
     for (int i = 0; i < kMostPages && !areAll; ++i) {
         Page page = PageAt(walk, position);
         if (page.bytes == 0 && position > 0) {
-            // The last page may have claimed more bytes than came, so the next one is looked for from inside it on.
+            // The last page may have claimed more bytes than it has, so the search for the next one begins inside it.
             position = NextPage(head, lastPage + 1);
             page = position > lastPage ? PageAt(walk, position) : Page{};
         }

@@ -26,7 +26,7 @@ bool IsVideo(CBytes properties) {
 struct Streams {
     bool hasVideo = false;
     bool hasAny = false;
-    bool areAll = false;  // the data was reached, or as many as the header announces were seen
+    bool areAll = false;  // the data was reached, or as many streams were seen as the header announces
     Evidence evidence;
 };
 

@@ -1,4 +1,4 @@
-// What the filter mapper of old systems is told. The filter's own test has the newer mapper and the registry.
+// Registration with the filter mapper of old systems. The filter's own test has the newer mapper and the registry.
 #include "baseclasses/AMovieSetup.h"
 #include "tests/support/CTestObject.h"
 

@@ -110,7 +110,7 @@ TEST_F(CBasePinTest, AnyFailureLeavesNothingAndTheNextAttemptSucceeds) {
         ExpectConnected(1);
         Part();
     }
-    // Of several reasons the first is told: of a list's second type, and of the second list.
+    // Of several reasons the first is reported; the second type of a list and the second list come after it.
     input.offered = {1, 2};
     output.accepted = {};
     int asked = 0;

@@ -94,7 +94,8 @@ TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
         return stream;
     };
     std::vector<char> bytes(310'000);
-    // The first turn gives up the read of a whole block, which would go on as long as bytes drip in.
+    // In the first turn the stream goes while a whole block is being read. If nobody ended that read, it would go on as
+    // long as bytes drip in.
     for (int i = 0; i < 20; ++i) {
         const base::CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
         const auto function = [&](const char* name) {

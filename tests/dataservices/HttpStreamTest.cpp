@@ -38,7 +38,7 @@ TEST_F(HttpStreamTest, ALiveSourceLosesNothingOfWhatWasReadToTellItsKind) {
     EXPECT_TRUE(Read(0x10000).second == bytes.substr(0, 0x10000));
     EXPECT_EQ(kCannotSeek, Seek(0, STREAM_SEEK_END));
     EXPECT_TRUE(IsRightAt(0));
-    // A buffer in front believes what a failed seek tells.
+    // A buffer in front relies on the position that a failed seek reports.
     ULARGE_INTEGER position{};
     EXPECT_EQ(kCannotSeek, stream->Seek({}, STREAM_SEEK_SET, &position));
     EXPECT_EQ(bytes.size(), position.QuadPart);
@@ -53,14 +53,14 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
         faults.insert(faults.end(), 3, {Fault::Unavailable});
         faults.push_back({Fault::Close, 100'000});
     }
-    for (const bool fromTheEnd : {false, true}) {  // however far another read had come
+    for (const bool fromTheEnd : {false, true}) {  // it makes no difference how far an earlier read came
         if (fromTheEnd)
             faults.insert(faults.begin(), 2, {});
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(faults)}));
         EXPECT_TRUE(!fromTheEnd || IsRightAt(990'000, 10));
         EXPECT_TRUE(IsRightAt(0)) << "six failures, but no more than three without progress";
     }
-    // Bytes that came before the first failure don't count as new.
+    // Without ranges each try reads from the start again. Bytes that had come before are no progress.
     faults.assign(7, {Fault::Close, 100'000});
     faults[0] = {Fault::Close, 500'000};
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .script = InTurn(faults)}));
@@ -128,7 +128,7 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         {dated("Mon, 01 Jan 2024 00:00:00 GMT"), dated("Tue, 02 Jan 2024 00:00:00 GMT")},
         {{.bytes = bytes}, Part(bytes.substr(300'001), "300001-999999/1000000")},
         {{.bytes = bytes}, Part(bytes.substr(300'000), "300000-999999/1000001")},
-        // Where versions have no name, the length tells, or the end of a range, or that ranges are missing.
+        // Where versions have no name, a change shows in the length, in the end of a range, or in missing ranges.
         {plain, {.bytes = "short", .etag = ""}},
         {whole, {.bytes = bytes + "long", .ranges = false, .etag = ""}},
         {plain, Part(std::string(700'001, 'x'), "300000-1000000/*", "")},

@@ -43,7 +43,7 @@ inline CHttpServer::Resource Part(std::string body, const std::string& range, st
             .headers = "Content-Range: bytes " + range + "\r\n"};
 }
 
-// A clock that goes on when it is told to.
+// A clock that the test moves on.
 inline std::atomic<ULONGLONG> g_now = 0;
 inline ULONGLONG WINAPI Now() {
     return g_now;

@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-// Where the library finds the dictionary's address: it is loaded and unloaded within one load of the filter, so it
-// can't be told before.
+// Where the library finds the dictionary's address: it is loaded and unloaded within one load of the filter, so nobody
+// can give it the address before.
 inline constexpr wchar_t kDictionaryAddressVariable[] = L"TV_TEST_DICTIONARY";
 
 class CScriptedDictionary final : public IMimeTypeDictionary, private IMimeTypeList {

@@ -74,7 +74,7 @@ TEST(OpenStreamTest, AnyFailureOfTheStreamIsSurvivedAndItsNameIsReportedAndLogge
     }
 }
 
-// The platform's table, with calls that fail as told.
+// The platform's table, with calls that fail as the test says.
 struct CFailingTable final : CTestObject<IGlobalInterfaceTable> {
     CFailingTable() {
         EXPECT_EQ(S_OK, ::CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&real)));

@@ -1,5 +1,5 @@
 // The pin's synchronous reads: every way in which a source or a sample can fail one, what the caller, the log and the
-// graph get to know of it, and that the next read is none the worse.
+// graph get to know of it, and that the next read works again.
 #include "tests/support/CInnerFilter.h"
 #include "tests/support/FilterTest.h"
 

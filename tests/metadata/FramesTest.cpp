@@ -168,7 +168,7 @@ TEST(FramesTest, AShortChainEndsWithTheContent) {
            x + Layer3(6) + Layer3(20, 1) + x);
     Expect(kNothing, Layer3(1), x + Layer3(2), x + Layer3(3) + x, Layer3(3) + "ab", Layer3(2) + Layer3(3, 2) + x,
            Layer3(1) + Layer3(4, 2) + x);
-    // No more than a packet of another container holds; and Layer I, since much that is no audio begins like it.
+    // Frames that fit into one packet of another container, and Layer I, because much other data begins like it.
     Expect(kNothing, x + Layer3(6) + x, x + Repeat(40, Mpeg(312, 3, 3, 9, 0)) + x);
     Expect(L"audio/mpeg", x + Layer3(20) + x);
     Expect(L"audio/x-aac", x + Repeat(5, Adts(300)) + tag, x + Repeat(8, Adts(1300)) + x,

@@ -122,13 +122,13 @@ TEST_F(SlowSourceTest, DetectionEndsInTimeAndJudgesByWhatCame) {
         EXPECT_LE(77 + kMostMs, g_now) << "no sooner";
         EXPECT_EQ(0u, PositionOf(source));
     }
-    // A buffer that fills itself from a slow source before it gives its first byte, and has the others then.
+    // A buffer that fills itself from a slow source before it gives its first byte, and then has the others at once.
     CScriptedStream buffer(content);
     buffer.OnEachRead([first = true](ULONG) mutable { g_now += std::exchange(first, false) ? 60'000 : 0; });
     const Detection buffered = DetectFormat(&buffer, [] { return g_now; });
     EXPECT_FALSE(buffered.isOutOfTime);
     EXPECT_STREQ(L"audio/wav", FirstOf(buffered).c_str());
-    // A frame of AC-3 whose last byte is the last one in time isn't all there is.
+    // An AC-3 frame that ends with the last byte that came in time doesn't end the content.
     CScriptedStream cut("\x0B\x77\x12\x34\x48@" + std::string(70'000, 'A'));
     EXPECT_EQ(kNothing, FirstOf(Detect(cut, 1, 36)));
 }
@@ -146,7 +146,7 @@ TEST_F(SlowSourceTest, AWalkEndsInTimeToo) {
     EXPECT_EQ(4, walked) << "the fourth begins in time";
 }
 
-TEST_F(SlowSourceTest, WhereSeeksAreDearTheHeadIsJudgedAlone) {
+TEST_F(SlowSourceTest, WhereSeeksAreExpensiveTheHeadIsJudgedAlone) {
     const std::string song = Sample{kMedia / "tone.mp3"}.Content();
     const std::string frames = Repeat(10, song);
     const std::string spread =

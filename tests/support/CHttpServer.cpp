@@ -18,7 +18,7 @@ static constexpr size_t kPiece = 0x10000;
 class CStoppableSocket final {
 public:
     CStoppableSocket(UINT_PTR socket, HANDLE stop) : m_socket(socket), m_stop(stop) {
-        // From here on no call of the socket waits.
+        // From here on no call on the socket blocks.
         EXPECT_EQ(0, ::WSAEventSelect(m_socket, m_changed.Get(), FD_ACCEPT | FD_READ | FD_WRITE | FD_CLOSE));
     }
     CStoppableSocket(const CStoppableSocket&) = delete;

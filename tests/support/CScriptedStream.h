@@ -1,4 +1,5 @@
-// An IStream over bytes in memory that misbehaves as told: fails, shortens, throws or holds the n-th call of a kind.
+// An IStream over bytes in memory that misbehaves by a script: fails, shortens, throws or holds the n-th call of a
+// kind.
 //
 //   CScriptedStream source("0123456789");
 //   source.On(CScriptedStream::ReadCall, 1, {.result = STG_E_READFAULT, .bytes = 3});  // the read after the next one
