@@ -130,7 +130,7 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
         for (const std::string range : ranges) {
             CHttpServer::Resource of10{
                 .bytes = "0123456789", .status = 206, .headers = "Content-Range: " + range + "\r\n"};
-            EXPECT_EQ(1u, RequestsOf([&] { EXPECT_EQ(result, OpenServed(of10)); })) << range;
+            EXPECT_EQ(1u, RequestsOf([&, expected = result] { EXPECT_EQ(expected, OpenServed(of10)); })) << range;
         }
     // Chunks that go on behind their range are no part of the source.
     CHttpServer::Resource more = Part(bytes.substr(300'000) + "more", "300000-999999/1000000");
