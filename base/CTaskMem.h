@@ -47,7 +47,7 @@ private:
 };
 
 // A zero-terminated copy of `text` from the task allocator; empty when there is no memory for it.
-[[nodiscard]] inline CTaskMem<wchar_t> TKFTaskMemDuplicate(std::wstring_view text) noexcept {
+[[nodiscard]] inline CTaskMem<wchar_t> TaskMemCopyOf(std::wstring_view text) noexcept {
     if (text.size() >= std::numeric_limits<SIZE_T>::max() / sizeof(wchar_t))
         return {};
     CTaskMem<wchar_t> copy(static_cast<wchar_t*>(::CoTaskMemAlloc((text.size() + 1) * sizeof(wchar_t))));

@@ -29,7 +29,7 @@ CBasePin::CBasePin(const wchar_t* objectName, CBaseFilter* filter, CCritSec* loc
       m_pLock(lock),
       m_pFilter(filter),
       m_direction(direction),
-      m_name(base::TKFTaskMemDuplicate(name ? name : L"")) {
+      m_name(base::TaskMemCopyOf(name ? name : L"")) {
     if (!m_name && phr)
         *phr = E_OUTOFMEMORY;
 }
@@ -232,7 +232,7 @@ STDMETHODIMP CBasePin::QueryDirection(PIN_DIRECTION* direction) {
 STDMETHODIMP CBasePin::QueryId(LPWSTR* id) {
     if (!id)
         return E_POINTER;
-    *id = base::TKFTaskMemDuplicate(Name()).Detach();
+    *id = base::TaskMemCopyOf(Name()).Detach();
     return *id ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -4,9 +4,8 @@
 // Threads: any, while in the multithreaded apartment.
 #pragma once
 
+#include "TKRuntimeLogger.h"
 #include "framework/com/CComObjectBase.h"
-
-#include <TKRuntimeLogger.h>
 
 #include <atomic>
 

@@ -1,8 +1,8 @@
 #include "bench/CDataServices.h"
 
+#include "TKDataServices.h"
 #include "bench/BenchCheck.h"
 
-#include <TKDataServices.h>
 #include <objbase.h>
 
 namespace bench {

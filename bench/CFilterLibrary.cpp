@@ -1,8 +1,8 @@
 #include "bench/CFilterLibrary.h"
 
+#include "TvFileSourceAsync.h"
 #include "bench/BenchCheck.h"
 
-#include <TvFileSourceAsync.h>
 #include <objbase.h>
 #include <uuids.h>
 

@@ -1,8 +1,7 @@
 #include "bench/CFilterSource.h"
 
+#include "TvFileSourceAsync.h"
 #include "bench/BenchCheck.h"
-
-#include <TvFileSourceAsync.h>
 
 namespace bench {
 

@@ -1,7 +1,7 @@
 #include "dataservices/Accessors.h"
 
 #include "dataservices/CStreamCreator.h"
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 #include "dataservices/directories/CFolder.h"
 #include "dataservices/directories/CParentInfo.h"
 #include "dataservices/properties/CObjectMetaData.h"

@@ -1,7 +1,7 @@
 #include "dataservices/CStreamCreator.h"
 
-#include "dataservices/ComMethod.h"
 #include "dataservices/OpenStream.h"
+#include "dataservices/com/ComMethod.h"
 
 namespace dataservices {
 

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "dataservices/CTwoInterfaceObject.h"
 #include "dataservices/Place.h"
+#include "dataservices/com/CTwoInterfaceObject.h"
 
 #include <utility>
 

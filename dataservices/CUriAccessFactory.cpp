@@ -1,7 +1,7 @@
 #include "dataservices/CUriAccessFactory.h"
 
 #include "dataservices/Accessors.h"
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 
 namespace dataservices {
 

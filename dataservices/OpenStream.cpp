@@ -1,11 +1,10 @@
 #include "dataservices/OpenStream.h"
 
-#include "dataservices/Results.h"
+#include "TKDataServices.h"
+#include "dataservices/com/Results.h"
 #include "dataservices/data/CDataUriStream.h"
 #include "dataservices/http/CHttpStream.h"
 #include "framework/streams/CLocalFileSystemStream.h"
-
-#include "TKDataServices.h"
 
 namespace dataservices {
 

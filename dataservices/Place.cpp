@@ -1,6 +1,6 @@
 #include "dataservices/Place.h"
 
-#include "dataservices/Results.h"
+#include "dataservices/com/Results.h"
 #include "framework/uri/FileUrlPath.h"
 #include "framework/uri/NameForLog.h"
 

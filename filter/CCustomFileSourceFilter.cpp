@@ -67,16 +67,16 @@ CUnknown* CALLBACK CCustomFileSourceFilter::CreateInstance(LPUNKNOWN outer, HRES
 }
 
 CCustomFileSourceFilter::CCustomFileSourceFilter(LPUNKNOWN outer, HRESULT* phr)
-    : CBaseFilter(kFilterName, outer, &m_FilterLock, CLSID_TvFileSourceAsync),
-      m_DiagnosticRegistration(filter::kFilterLog.category, this, L"TvFileSourceAsync filter") {
-    m_pPin.reset(new (std::nothrow) CCustomFileSourcePin(phr, &m_FilterLock, this));
+    : CBaseFilter(kFilterName, outer, &m_filterLock, CLSID_TvFileSourceAsync),
+      m_diagnosticRegistration(filter::kFilterLog.category, this, L"TvFileSourceAsync filter") {
+    m_pPin.reset(new (std::nothrow) CCustomFileSourcePin(phr, &m_filterLock, this));
     m_mt = StreamType(GUID_NULL);
-    m_Opener.Start();  // without its thread every Load fails, and OpenStream works
+    m_opener.Start();  // without its thread every Load fails, and OpenStream works
 }
 
 CCustomFileSourceFilter::~CCustomFileSourceFilter() {
     m_pPin.reset();
-    m_Opener.Stop();
+    m_opener.Stop();
 }
 
 STDMETHODIMP CCustomFileSourceFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -101,7 +101,7 @@ CBasePin* CCustomFileSourceFilter::GetPin(int n) {
 }
 
 const AMOVIESETUP_FILTER* CCustomFileSourceFilter::GetSetupData() {
-    return &g_FilterSetup;
+    return &filter::kFilterSetup;
 }
 
 // ---- The source by name
@@ -120,13 +120,13 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
                    pszFileName ? framework::NameForLog(name).c_str() : L"<invalid filename>");
         if (!pszFileName)
             return E_POINTER;
-        if (!m_Opener.IsRunning()) {
+        if (!m_opener.IsRunning()) {
             ForgetResults();
             TK_LOG(filter::kFilterLog, TKRuntimeLogger::kFatal, kFunction,
                    L"The stream creation thread is not running!");
             return E_UNEXPECTED;
         }
-        CAutoLock loadLock(&m_Opener.LoadLock());
+        CAutoLock loadLock(&m_opener.LoadLock());
         ForgetResults();  // first: a load that fails before it opens the name must not leave an older load's results
         if (FAILED(parsed))
             return parsed;
@@ -144,10 +144,10 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
 // Has the creation thread open `name`. Fails when there is no stream.
 HRESULT CCustomFileSourceFilter::OpenName(framework::CParsedName name, IStream** stream) noexcept {
     Result result;
-    if (const HRESULT hr = m_Opener.Open(std::move(name), &result); FAILED(hr))
+    if (const HRESULT hr = m_opener.Open(std::move(name), &result); FAILED(hr))
         return hr;
     SetResult(m_openResult, result);
-    return m_Opener.Take(stream);
+    return m_opener.Take(stream);
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetOpenResult(HRESULT* result) {
@@ -161,13 +161,13 @@ STDMETHODIMP CCustomFileSourceFilter::GetDetectionResult(HRESULT* result) {
 HRESULT CCustomFileSourceFilter::GetResult(const Result& which, HRESULT* result) noexcept {
     if (!result)
         return E_POINTER;
-    CAutoLock currentLock(&m_CurrentLock);
+    CAutoLock currentLock(&m_currentLock);
     *result = which.value_or(E_UNEXPECTED);
     return which ? S_OK : E_UNEXPECTED;
 }
 
 void CCustomFileSourceFilter::SetResult(Result& which, Result result) noexcept {
-    CAutoLock currentLock(&m_CurrentLock);
+    CAutoLock currentLock(&m_currentLock);
     which = result;
 }
 
@@ -181,11 +181,11 @@ STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDI
         return E_POINTER;
     *ppszFileName = nullptr;
     return base::ComBoundary([&]() -> HRESULT {
-        CAutoLock currentLock(&m_CurrentLock);
-        const wchar_t* current = m_CurrentName.GetWide();
+        CAutoLock currentLock(&m_currentLock);
+        const wchar_t* current = m_currentName.GetWide();
         if (!current || !*current)
             return E_FAIL;
-        base::CTaskMem<wchar_t> name = base::TKFTaskMemDuplicate(current);
+        base::CTaskMem<wchar_t> name = base::TaskMemCopyOf(current);
         if (!name)
             return E_OUTOFMEMORY;
         if (pmt) {
@@ -199,8 +199,8 @@ STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDI
 
 // Leaves the former name in `name`.
 void CCustomFileSourceFilter::SetCurrentName(CName& name) noexcept {
-    CAutoLock currentLock(&m_CurrentLock);
-    m_CurrentName.Swap(name);
+    CAutoLock currentLock(&m_currentLock);
+    m_currentName.Swap(name);
 }
 
 // ---- The source as a stream
@@ -285,7 +285,7 @@ HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
 void CCustomFileSourceFilter::Offer(std::vector<filter::OfferedType> types, CMediaType& current) {
     auto list = std::make_shared<const std::vector<filter::OfferedType>>(std::move(types));
     {
-        CAutoLock currentLock(&m_CurrentLock);
+        CAutoLock currentLock(&m_currentLock);
         m_mt.Swap(current);
     }
     m_pPin->OfferedTypes().Offer(std::move(list));

@@ -8,6 +8,7 @@
 // Lifetime: reference-counted. The last release waits for a load that is under way in the creation thread.
 #pragma once
 
+#include "TvFileSourceAsync.h"
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CCritSec.h"
 #include "baseclasses/CMediaType.h"
@@ -18,7 +19,6 @@
 
 #include <windows.h>
 
-#include <TvFileSourceAsync.h>
 #include <strmif.h>
 
 #include <memory>
@@ -95,12 +95,12 @@ private:
 
     // In the order of construction; the destructor's members go in reverse.
     std::unique_ptr<CCustomFileSourcePin> m_pPin;
-    CCritSec m_FilterLock;     // the state lock of filter and pin
-    CName m_CurrentName;       // guarded by m_CurrentLock
-    CMediaType m_mt;           // what GetCurFile reports; guarded by m_CurrentLock
-    Result m_openResult;       // of the last name; guarded by m_CurrentLock
-    Result m_detectionResult;  // of the last source; guarded by m_CurrentLock
-    filter::CStreamOpener m_Opener;
-    TKRuntimeLogger::CDiagnosticRegistration m_DiagnosticRegistration;
-    CCritSec m_CurrentLock;  // a leaf: OpenStream and Load may set what another thread asks for
+    CCritSec m_filterLock;     // the state lock of filter and pin
+    CName m_currentName;       // guarded by m_currentLock
+    CMediaType m_mt;           // what GetCurFile reports; guarded by m_currentLock
+    Result m_openResult;       // of the last name; guarded by m_currentLock
+    Result m_detectionResult;  // of the last source; guarded by m_currentLock
+    filter::CStreamOpener m_opener;
+    TKRuntimeLogger::CDiagnosticRegistration m_diagnosticRegistration;
+    CCritSec m_currentLock;  // a leaf: OpenStream and Load may set what another thread asks for
 };

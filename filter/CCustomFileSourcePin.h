@@ -18,6 +18,7 @@
 // Locks: m_StreamLock, then m_QueueLock. Only Request takes them in the other order; see there.
 #pragma once
 
+#include "TvFileSourceAsync.h"
 #include "baseclasses/CBaseFilter.h"
 #include "baseclasses/CBasePin.h"
 #include "baseclasses/CCritSec.h"
@@ -29,7 +30,6 @@
 
 #include <windows.h>
 
-#include <TvFileSourceAsync.h>
 #include <strmif.h>
 #include <wrl/client.h>
 

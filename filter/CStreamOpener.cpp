@@ -35,27 +35,27 @@ private:
 }  // namespace
 
 CStreamOpener::CStreamOpener()
-    : m_CreationRunnable(this, &CStreamOpener::CreateStreamThread, COINIT_MULTITHREADED),
-      m_hStop(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-      m_hCreateRequest(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      m_hCreationDone(::CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
-    m_CreationThread.Init(&m_CreationRunnable, kCreationThreadName, 0);
+    : m_creationRunnable(this, &CStreamOpener::CreateStreamThread, COINIT_MULTITHREADED),
+      m_stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+      m_createRequest(::CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      m_creationDone(::CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
+    m_creationThread.Init(&m_creationRunnable, kCreationThreadName, 0);
 }
 
 // A thread without one of its events would leave loads waiting for ever, or answer a load with the stream of an earlier
 // one.
 void CStreamOpener::Start() noexcept {
-    if (m_hStop && m_hCreateRequest && m_hCreationDone)
-        static_cast<void>(m_CreationThread.Start());
+    if (m_stop && m_createRequest && m_creationDone)
+        static_cast<void>(m_creationThread.Start());
 }
 
 void CStreamOpener::Stop() noexcept {
-    ::SetEvent(m_hStop.Get());
-    m_CreationThread.Join(INFINITE);
+    ::SetEvent(m_stop.Get());
+    m_creationThread.Join(INFINITE);
 }
 
 bool CStreamOpener::IsRunning() const noexcept {
-    const HANDLE thread = m_CreationThread.GetHandle();
+    const HANDLE thread = m_creationThread.GetHandle();
     return thread && ::WaitForSingleObject(thread, 0) != WAIT_OBJECT_0;
 }
 
@@ -63,26 +63,26 @@ bool CStreamOpener::IsRunning() const noexcept {
 
 HRESULT CStreamOpener::Open(framework::CParsedName name, std::optional<HRESULT>* result) noexcept {
     // Empty as a rule. A stream that could not be revoked after its load must not be taken for this one's.
-    if (const HRESULT hr = m_CreatedStream.Revoke(); FAILED(hr))
+    if (const HRESULT hr = m_createdStream.Revoke(); FAILED(hr))
         return hr;
-    m_CreationResult.reset();
-    m_PendingName = std::move(name);
-    ::SetEvent(m_hCreateRequest.Get());
+    m_creationResult.reset();
+    m_pendingName = std::move(name);
+    ::SetEvent(m_createRequest.Get());
     AwaitCreation();
-    *result = m_CreationResult;
+    *result = m_creationResult;
     return S_OK;
 }
 
 HRESULT CStreamOpener::Take(IStream** stream) noexcept {
-    const HRESULT hr = m_CreatedStream.CopyTo(stream);
-    static_cast<void>(m_CreatedStream.Revoke());
+    const HRESULT hr = m_createdStream.CopyTo(stream);
+    static_cast<void>(m_createdStream.Revoke());
     return hr;
 }
 
 // Whatever the wait gives, the caller goes on and looks for the stream itself.
 void CStreamOpener::AwaitCreation() const noexcept {
     constexpr auto kFunction = L"CCustomFileSourceFilter::Load";
-    const HANDLE handles[] = {m_hCreationDone.Get(), m_CreationThread.GetHandle()};
+    const HANDLE handles[] = {m_creationDone.Get(), m_creationThread.GetHandle()};
     switch (::WaitForMultipleObjects(2, handles, FALSE, INFINITE)) {
         case WAIT_OBJECT_0:
             break;
@@ -100,7 +100,7 @@ void CStreamOpener::AwaitCreation() const noexcept {
 
 HRESULT CStreamOpener::CreateStreamThread() noexcept {
     // The stop event stands first: a stop wins over a request that comes at the same time.
-    const HANDLE events[] = {m_hStop.Get(), m_hCreateRequest.Get()};
+    const HANDLE events[] = {m_stop.Get(), m_createRequest.Get()};
     for (;;) {
         switch (::WaitForMultipleObjects(2, events, FALSE, INFINITE)) {
             case WAIT_OBJECT_0:
@@ -120,19 +120,20 @@ HRESULT CStreamOpener::CreateStreamThread() noexcept {
 
 void CStreamOpener::ServeCreateRequest() noexcept {
     ComPtr<IStream> stream;
-    const CSetEventAtExit done(m_hCreationDone.Get());  // on failure too: Open waits for it
+    const CSetEventAtExit done(m_creationDone.Get());  // on failure too: Open waits for it
     const HRESULT hr = CreatePendingStream(&stream);
-    m_CreationResult = SUCCEEDED(hr) ? S_OK : hr;
+    m_creationResult = SUCCEEDED(hr) ? S_OK : hr;
     TK_LOG(kFilterLog, TKRuntimeLogger::kInfo, kThreadFunction, L"Create stream thread: Creating stream %s for %s",
-           SUCCEEDED(hr) ? L"succeeded" : L"failed", framework::NameForLog(m_PendingName).c_str());
+           SUCCEEDED(hr) ? L"succeeded" : L"failed", framework::NameForLog(m_pendingName).c_str());
 }
 
+// The calls are named in the log as they always were, so that readers of older logs find them.
 HRESULT CStreamOpener::CreatePendingStream(IStream** stream) noexcept {
     HRESULT hr = S_OK;
     TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr,
-                     ::TKFCreateStreamFromUri(m_PendingName, kSourceMode, stream, nullptr, nullptr),
+                     ::TKFCreateStreamFromUri(m_pendingName, kSourceMode, stream, nullptr, nullptr),
                      L"TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)");
-    TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr, m_CreatedStream.Attach(*stream),
+    TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr, m_createdStream.Attach(*stream),
                      L"m_CreatedStream.Attach(pStream)");
     return hr;
 }

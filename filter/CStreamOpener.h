@@ -41,7 +41,7 @@ public:
     [[nodiscard]] bool IsRunning() const noexcept;
 
     // One load at a time, from Open until the source has been taken into use.
-    [[nodiscard]] CCritSec& LoadLock() noexcept { return m_LoadLock; }
+    [[nodiscard]] CCritSec& LoadLock() noexcept { return m_loadLock; }
 
     // Has the thread open `name` and waits for it without time limit. `*result` is what opening the name gave, S_OK for
     // any success; empty when the thread has ended meanwhile.
@@ -58,15 +58,15 @@ private:
     void AwaitCreation() const noexcept;
 
     // In the order of construction.
-    CRunnableThread m_CreationThread;
-    CComThreadRunnableAdapter<CStreamOpener> m_CreationRunnable;
-    base::CAutoHandle m_hStop;           // manual-reset: the creation thread is to end
-    base::CAutoHandle m_hCreateRequest;  // auto-reset: the pending name is to be opened
-    base::CAutoHandle m_hCreationDone;   // auto-reset: it has been tried
-    CCritSec m_LoadLock;
-    framework::CParsedName m_PendingName;      // written by Open before the request, read by the thread after it
-    framework::CStreamCookie m_CreatedStream;  // written by the thread before it is done, read by Take after that
-    std::optional<HRESULT> m_CreationResult;   // in the same way, read by Open; empty while there is none
+    CRunnableThread m_creationThread;
+    CComThreadRunnableAdapter<CStreamOpener> m_creationRunnable;
+    base::CAutoHandle m_stop;           // manual-reset: the creation thread is to end
+    base::CAutoHandle m_createRequest;  // auto-reset: the pending name is to be opened
+    base::CAutoHandle m_creationDone;   // auto-reset: it has been tried
+    CCritSec m_loadLock;
+    framework::CParsedName m_pendingName;      // written by Open before the request, read by the thread after it
+    framework::CStreamCookie m_createdStream;  // written by the thread before it is done, read by Take after that
+    std::optional<HRESULT> m_creationResult;   // in the same way, read by Open; empty while there is none
 };
 
 }  // namespace filter

@@ -1,12 +1,12 @@
 #include "filter/DataServiceMimeType.h"
 
+#include "TKDataServices.h"
 #include "base/CBstr.h"
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
 #include "filter/FilterLog.h"
 #include "framework/values/CTKCFPropertyValues.h"
 
-#include <TKDataServices.h>
 #include <wrl/client.h>
 
 namespace filter {

@@ -1,7 +1,10 @@
 #include "filter/FilterSetup.h"
 
-#include <TvFileSourceAsync.h>
+#include "TvFileSourceAsync.h"
+
 #include <uuids.h>
+
+namespace filter {
 
 namespace {
 
@@ -23,6 +26,8 @@ const AMOVIESETUP_PIN kOutputPin = {
 
 }  // namespace
 
-const AMOVIESETUP_FILTER g_FilterSetup = {
+const AMOVIESETUP_FILTER kFilterSetup = {
     &CLSID_TvFileSourceAsync, L"Tavel File Source (Async.)", MERIT_UNLIKELY, 1, &kOutputPin,
 };
+
+}  // namespace filter

@@ -3,4 +3,8 @@
 
 #include "baseclasses/AMovieSetup.h"
 
-extern const AMOVIESETUP_FILTER g_FilterSetup;
+namespace filter {
+
+extern const AMOVIESETUP_FILTER kFilterSetup;
+
+}  // namespace filter

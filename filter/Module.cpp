@@ -17,7 +17,7 @@ HRESULT SharedGlobalInterfaceTable(IGlobalInterfaceTable** table) {
 
 CFactoryTemplate g_Templates[] = {
     {L"Tavel File Source (Async.)", &CLSID_TvFileSourceAsync, &CCustomFileSourceFilter::CreateInstance, nullptr,
-     &g_FilterSetup},
+     &filter::kFilterSetup},
 };
 int g_cTemplates = 1;
 

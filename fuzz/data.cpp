@@ -1,5 +1,5 @@
 // Base64, and data: URIs.
-#include "dataservices/data/Base64.h"
+#include "base/Base64.h"
 #include "dataservices/data/DataUri.h"
 #include "fuzz/Fuzz.h"
 
@@ -7,10 +7,10 @@ using namespace dataservices;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    const std::wstring encoded = EncodeBase64(bytes);
+    const std::wstring encoded = base::EncodeBase64(bytes);
     const auto decoded = ContentOfDataUri(L"data:;base64," + encoded);
     Require(decoded && std::equal(decoded->begin(), decoded->end(), data, data + size));
-    if (const auto content = DecodeBase64(bytes))
+    if (const auto content = base::DecodeBase64(bytes))
         Require(content->size() <= size);
     if (const auto content = ContentOfDataUri(WideOf({data, size})))
         Require(content->size() <= 3 * size);

@@ -3,7 +3,7 @@
 // Units: positions and sizes are bytes.  Threads: any thread, one call at a time.
 #pragma once
 
-#include "dataservices/CReadOnlyStream.h"
+#include "dataservices/com/CReadOnlyStream.h"
 
 #include <memory>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "dataservices/data/DataUri.h"
 
+#include "base/Base64.h"
 #include "base/Utf8Text.h"
-#include "dataservices/data/Base64.h"
 #include "framework/uri/EscapedByte.h"
 
 #include <string>
@@ -45,7 +45,7 @@ std::optional<std::vector<std::uint8_t>> ContentOfDataUri(std::wstring_view uri)
         return std::nullopt;
     const std::string bytes = BytesOf(uri.substr(comma + 1));
     if (EndsWithBase64(uri.substr(0, comma)))
-        return DecodeBase64(bytes);
+        return base::DecodeBase64(bytes);
     return std::vector<std::uint8_t>(bytes.begin(), bytes.end());
 }
 

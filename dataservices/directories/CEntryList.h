@@ -4,7 +4,7 @@
 #pragma once
 
 #include "base/CSlimLock.h"
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 
 #include <mutex>
 

@@ -1,7 +1,7 @@
 #include "dataservices/directories/CParentInfo.h"
 
-#include "dataservices/ComMethod.h"
 #include "dataservices/FilePath.h"
+#include "dataservices/com/ComMethod.h"
 #include "dataservices/directories/CFolder.h"
 
 #include <algorithm>

@@ -4,10 +4,9 @@
 // Threads: any, several at once.
 #pragma once
 
+#include "TKDataServices.h"
 #include "dataservices/Place.h"
 #include "framework/com/CComObjectBase.h"
-
-#include "TKDataServices.h"
 
 namespace dataservices {
 

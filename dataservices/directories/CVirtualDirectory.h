@@ -4,8 +4,8 @@
 #pragma once
 
 #include "base/CSlimLock.h"
-#include "dataservices/CTwoInterfaceObject.h"
-#include "dataservices/OwnObjects.h"
+#include "dataservices/com/CTwoInterfaceObject.h"
+#include "dataservices/com/OwnObjects.h"
 #include "dataservices/directories/CEntryList.h"
 
 #include <optional>

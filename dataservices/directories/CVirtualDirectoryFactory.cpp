@@ -1,6 +1,6 @@
 #include "dataservices/directories/CVirtualDirectoryFactory.h"
 
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 #include "dataservices/directories/CVirtualDirectory.h"
 #include "dataservices/directories/CVirtualDirectoryItem.h"
 

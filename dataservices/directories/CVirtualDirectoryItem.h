@@ -3,7 +3,7 @@
 // Threads: any, several at once.
 #pragma once
 
-#include "dataservices/OwnObjects.h"
+#include "dataservices/com/OwnObjects.h"
 #include "framework/com/CComObjectBase.h"
 
 #include <string>

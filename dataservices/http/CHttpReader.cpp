@@ -1,6 +1,6 @@
 #include "dataservices/http/CHttpReader.h"
 
-#include "dataservices/Results.h"
+#include "dataservices/com/Results.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpLog.h"
 #include "dataservices/http/HttpResults.h"

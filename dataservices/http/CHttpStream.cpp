@@ -62,7 +62,7 @@ HRESULT CHttpStream::Stat(STATSTG* stat, DWORD flag) noexcept {
     *stat = {};
     return base::ComBoundary([&]() -> HRESULT {
         if (!(flag & STATFLAG_NONAME)) {
-            stat->pwcsName = base::TKFTaskMemDuplicate(m_reader->Name()).Detach();
+            stat->pwcsName = base::TaskMemCopyOf(m_reader->Name()).Detach();
             if (!stat->pwcsName)
                 return STG_E_INSUFFICIENTMEMORY;
         }

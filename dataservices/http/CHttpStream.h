@@ -6,7 +6,7 @@
 #pragma once
 
 #include "base/CCriticalSection.h"
-#include "dataservices/CReadOnlyStream.h"
+#include "dataservices/com/CReadOnlyStream.h"
 #include "dataservices/http/CHttpReader.h"
 
 #include <memory>

@@ -1,8 +1,8 @@
 #include "dataservices/http/CHttpUrl.h"
 
 #include "base/AsciiText.h"
+#include "base/Base64.h"
 #include "base/Utf8Text.h"
-#include "dataservices/data/Base64.h"
 #include "dataservices/http/PunycodeName.h"
 #include "framework/uri/UriEscapes.h"
 
@@ -46,7 +46,7 @@ constexpr std::wstring_view kWindows1252 =
     const size_t colon = std::min(userInfo.find(L':'), userInfo.size());
     const std::wstring user = UnescapeUri(userInfo.substr(0, colon).c_str());
     const std::wstring password = UnescapeUri(userInfo.substr(std::min(colon + 1, userInfo.size())).c_str());
-    return L"Basic " + EncodeBase64(base::Utf8OfWide(user + L':' + password));
+    return L"Basic " + base::EncodeBase64(base::Utf8OfWide(user + L':' + password));
 }
 
 // "/a/./b/../c/" from {"a", ".", "b", "..", "c", ""}: RFC 3986, 5.2.4.

@@ -1,6 +1,6 @@
 #include "dataservices/properties/CConstStringList.h"
 
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 
 namespace dataservices {
 

@@ -1,6 +1,6 @@
 #include "dataservices/properties/CMetaData.h"
 
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 
 namespace dataservices {
 

@@ -3,7 +3,7 @@
 // Threads: one at a time.
 #pragma once
 
-#include "dataservices/OwnObjects.h"
+#include "dataservices/com/OwnObjects.h"
 #include "dataservices/properties/CPropertySet.h"
 
 #include <wrl/client.h>

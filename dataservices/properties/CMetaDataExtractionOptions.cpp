@@ -1,6 +1,6 @@
 #include "dataservices/properties/CMetaDataExtractionOptions.h"
 
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 #include "dataservices/properties/CMetaData.h"
 
 namespace dataservices {

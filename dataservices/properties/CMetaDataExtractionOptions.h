@@ -3,9 +3,8 @@
 // Threads: any, several at once.
 #pragma once
 
-#include "framework/com/CComObjectBase.h"
-
 #include "TKDataServices.h"
+#include "framework/com/CComObjectBase.h"
 
 namespace dataservices {
 

@@ -1,12 +1,12 @@
 #include "dataservices/properties/CMetaDataReader.h"
 
 #include "base/ForeignCalls.h"
-#include "dataservices/ComMethod.h"
-#include "dataservices/OwnObjects.h"
-#include "dataservices/StreamUri.h"
+#include "dataservices/com/ComMethod.h"
+#include "dataservices/com/OwnObjects.h"
 #include "dataservices/properties/CConstStringList.h"
 #include "dataservices/properties/MimeTypes.h"
 #include "dataservices/properties/RequestedKeys.h"
+#include "dataservices/properties/StreamUri.h"
 
 namespace dataservices {
 

@@ -3,9 +3,8 @@
 // Threads: one at a time.
 #pragma once
 
-#include "framework/com/CComObjectBase.h"
-
 #include "TKDataServices.h"
+#include "framework/com/CComObjectBase.h"
 
 namespace dataservices {
 

@@ -1,7 +1,7 @@
 #include "dataservices/properties/CObjectMetaData.h"
 
-#include "dataservices/ComMethod.h"
 #include "dataservices/OpenStream.h"
+#include "dataservices/com/ComMethod.h"
 #include "dataservices/properties/CMetaData.h"
 #include "dataservices/properties/MimeTypes.h"
 

@@ -1,6 +1,6 @@
 #include "dataservices/properties/CStringList.h"
 
-#include "dataservices/ComMethod.h"
+#include "dataservices/com/ComMethod.h"
 
 #include <algorithm>
 

@@ -135,7 +135,7 @@ HRESULT CBufferedStream::Stat(STATSTG* stat, DWORD flag) noexcept {
     }
     *stat = m_stat;
     if (m_statName) {
-        stat->pwcsName = base::TKFTaskMemDuplicate(m_statName.Get()).Detach();
+        stat->pwcsName = base::TaskMemCopyOf(m_statName.Get()).Detach();
         if (!stat->pwcsName)
             hr = E_OUTOFMEMORY;
     }

@@ -161,7 +161,7 @@ HRESULT CLocalFileSystemStream::Stat(STATSTG* stat, DWORD flag) noexcept {
 
     base::CTaskMem<wchar_t> name;
     if (!(flag & STATFLAG_NONAME)) {
-        name = base::TKFTaskMemDuplicate(m_path);
+        name = base::TaskMemCopyOf(m_path);
         if (!name)
             return STG_E_INSUFFICIENTMEMORY;
     }

@@ -11,10 +11,10 @@
 
 namespace {
 
-using Notation = CTKFUriParts::Notation;
+using Notation = framework::CTKFUriParts::Notation;
 
 // Of a name that is a path.
-[[nodiscard]] std::wstring PathOf(const CTKFUriParts& parts) {
+[[nodiscard]] std::wstring PathOf(const framework::CTKFUriParts& parts) {
     const bool hasServer = parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
     std::wstring path;
     if (parts.notation == Notation::VerbatimPath)
@@ -27,7 +27,7 @@ using Notation = CTKFUriParts::Notation;
 }
 
 [[nodiscard]] std::string ComparableHost(const std::wstring& host) {
-    std::string text = ComparableUriText(host);
+    std::string text = framework::ComparableUriText(host);
     for (char& character : text)
         if (base::IsAsciiLetter(static_cast<unsigned char>(character)))
             character = static_cast<char>(base::AsciiLower(static_cast<unsigned char>(character)));
@@ -48,7 +48,8 @@ using Notation = CTKFUriParts::Notation;
 
 }  // namespace
 
-CTKFUri::CTKFUri(CTKFUriParts parts, std::wstring text) : m_parts(std::move(parts)), m_text(std::move(text)) {
+CTKFUri::CTKFUri(framework::CTKFUriParts parts, std::wstring text)
+    : m_parts(std::move(parts)), m_text(std::move(text)) {
     if (!IsFileUrl() || m_parts.port)
         return;
     const bool hasServer = m_parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
@@ -81,7 +82,7 @@ std::wstring CTKFUri::ToString() const {
 }
 
 std::wstring CTKFUri::NormalizeUriEscapes() const {
-    return NormalizeUriEscapesOf(ToString().c_str());
+    return framework::NormalizeUriEscapesOf(ToString().c_str());
 }
 
 bool operator==(const CTKFUri& a, const CTKFUri& b) {
@@ -91,10 +92,10 @@ bool operator==(const CTKFUri& a, const CTKFUri& b) {
         const bool hasPath = !uri.GetFilePath().empty();  // the file path then stands for user info, host and path
         const bool hasAuthority = !hasPath && text.substr(uri.GetScheme().size()).starts_with(L"://");
         return std::tuple(uri.GetScheme(), ComparablePath(uri.GetFilePath()),
-                          hasPath ? std::string() : ComparableUriText(uri.GetUserInfo()), hasAuthority,
+                          hasPath ? std::string() : framework::ComparableUriText(uri.GetUserInfo()), hasAuthority,
                           hasPath ? std::string() : ComparableHost(uri.GetHost()), uri.GetPort(),
-                          hasPath ? std::string() : ComparableUriText(uri.GetPath()),
-                          ComparableUriText(text.substr(tail)));
+                          hasPath ? std::string() : framework::ComparableUriText(uri.GetPath()),
+                          framework::ComparableUriText(text.substr(tail)));
     };
     return key(a) == key(b);
 }

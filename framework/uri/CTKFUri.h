@@ -49,7 +49,7 @@ public:
     [[nodiscard]] static boost::shared_ptr<CTKFUri> FromFilePath(const wchar_t* path);
 
     // A path as such, not a URI.
-    [[nodiscard]] bool IsPath() const { return m_parts.notation != CTKFUriParts::Notation::Uri; }
+    [[nodiscard]] bool IsPath() const { return m_parts.notation != framework::CTKFUriParts::Notation::Uri; }
 
     // The scheme is "file": true of every path, local or not.
     [[nodiscard]] bool IsFileUrl() const { return m_parts.scheme == L"file"; }
@@ -104,9 +104,9 @@ public:
     [[nodiscard]] const std::wstring& GetFragment() const { return m_parts.fragment; }  // without '#'
 
 private:
-    CTKFUri(CTKFUriParts parts, std::wstring text);
+    CTKFUri(framework::CTKFUriParts parts, std::wstring text);
 
-    CTKFUriParts m_parts;
+    framework::CTKFUriParts m_parts;
     std::wstring m_text;
     std::wstring m_localPath;
     std::wstring m_uncPath;

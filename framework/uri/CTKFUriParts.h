@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace framework {
+
 struct CTKFUriParts {
     // Only a URI has escapes, a query and a fragment. A verbatim path is one written with the prefix \\?\.
     enum class Notation { Uri, Path, VerbatimPath };
@@ -22,3 +24,5 @@ struct CTKFUriParts {
     std::wstring query;
     std::wstring fragment;
 };
+
+}  // namespace framework

@@ -54,6 +54,8 @@ std::wstring UnescapeUri(const wchar_t* text) {
     return base::WideOfUtf8(Resolve(base::Utf8OfWide(ViewOf(text)), {}));
 }
 
+namespace framework {
+
 std::wstring NormalizeUriEscapesOf(const wchar_t* text) {
     return base::WideOfUtf8(Resolve(base::Utf8OfWide(ViewOf(text)), kDelimiters));
 }
@@ -61,9 +63,11 @@ std::wstring NormalizeUriEscapesOf(const wchar_t* text) {
 std::string ComparableUriText(std::wstring_view text) {
     std::string comparable = Resolve(base::Utf8OfWide(text), kReserved);
     for (std::size_t i = 0; i < comparable.size(); ++i)
-        if (framework::EscapedByteAt<char>(comparable, i) >= 0)
-            for (std::size_t digit = i + 1; digit < i + framework::kUriEscapeLength; ++digit)
+        if (EscapedByteAt<char>(comparable, i) >= 0)
+            for (std::size_t digit = i + 1; digit < i + kUriEscapeLength; ++digit)
                 if (comparable[digit] >= 'a')
                     comparable[digit] = static_cast<char>(comparable[digit] - 'a' + 'A');
     return comparable;
 }
+
+}  // namespace framework

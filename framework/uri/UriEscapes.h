@@ -23,6 +23,8 @@
 // Resolves every escape, that of the character 0 included, once.
 [[nodiscard]] std::wstring UnescapeUri(const wchar_t* text);
 
+namespace framework {
+
 // Resolves every escape once, except those of '#', '/', '?' and '%'. They stay as they are written, because the text
 // would mean something else without them. CTKFUri::NormalizeUriEscapes does this to a URI's string.
 [[nodiscard]] std::wstring NormalizeUriEscapesOf(const wchar_t* text);
@@ -31,3 +33,5 @@
 // :/?#[]@!$&'()*+,;= (RFC 3986, 2.2). The escapes that are left are in upper case. Texts whose forms are equal mean the
 // same; bytes that are not UTF-8 are kept apart.
 [[nodiscard]] std::string ComparableUriText(std::wstring_view text);
+
+}  // namespace framework

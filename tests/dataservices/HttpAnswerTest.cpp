@@ -1,7 +1,7 @@
 // What is asked of web servers, and what is made of their answers.
 #include "base/CTaskMem.h"
-#include "dataservices/StreamUri.h"
 #include "dataservices/http/HttpResults.h"
+#include "dataservices/properties/StreamUri.h"
 #include "tests/dataservices/HttpTest.h"
 
 #include <atomic>

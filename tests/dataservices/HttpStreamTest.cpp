@@ -1,5 +1,5 @@
 // How http sources are read beyond the contract of every source: resuming, waiting, several threads, failing.
-#include "dataservices/Results.h"
+#include "dataservices/com/Results.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
 #include "tests/dataservices/HttpTest.h"

@@ -14,8 +14,10 @@
 #define LABEL(prefix, token) \
     TEXT_OF(prefix) token "_ZN9framework14CTKFUriGrammar5ParseESt17basic_string_viewIwSt11char_traitsIwEE"
 
-std::optional<CTKFUriParts> RealParse(std::wstring_view text) __asm__(LABEL(__USER_LABEL_PREFIX__, "__real_"));
-std::optional<CTKFUriParts> CountedParse(std::wstring_view text) __asm__(LABEL(__USER_LABEL_PREFIX__, "__wrap_"));
+std::optional<framework::CTKFUriParts> RealParse(std::wstring_view text) __asm__(LABEL(__USER_LABEL_PREFIX__,
+                                                                                       "__real_"));
+std::optional<framework::CTKFUriParts> CountedParse(std::wstring_view text) __asm__(LABEL(__USER_LABEL_PREFIX__,
+                                                                                          "__wrap_"));
 
 namespace {
 
@@ -23,7 +25,7 @@ std::atomic<int> g_runs{0};
 
 }  // namespace
 
-std::optional<CTKFUriParts> CountedParse(std::wstring_view text) {
+std::optional<framework::CTKFUriParts> CountedParse(std::wstring_view text) {
     ++g_runs;
     return RealParse(text);
 }

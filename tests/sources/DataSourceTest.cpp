@@ -1,7 +1,7 @@
 // What every source of data owes its readers. Another data-service layer is held to it too, in place of ours, when the
 // environment gives a URI that it opens (TV_SOURCE_URI) and a local file with the same bytes (TV_SOURCE_FILE).
+#include "base/Base64.h"
 #include "base/CTaskMem.h"
-#include "dataservices/data/Base64.h"
 #include "dataservices/data/CDataUriStream.h"
 #include "dataservices/http/CHttpStream.h"
 #include "framework/streams/TKFStreams.h"
@@ -65,7 +65,7 @@ Source Http(const std::string& bytes, bool ranges, bool live) {
 }
 
 Source Data(const std::string& bytes, bool base64) {
-    std::wstring uri = base64 ? L"data:;base64," + EncodeBase64(bytes) : L"data:,";
+    std::wstring uri = base64 ? L"data:;base64," + base::EncodeBase64(bytes) : L"data:,";
     constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
     for (const char byte : base64 ? std::string() : bytes)
         uri += {L'%', kDigits[static_cast<BYTE>(byte) / 16], kDigits[static_cast<BYTE>(byte) % 16]};

@@ -90,7 +90,7 @@ TEST(UriEscapes, AreResolvedOnceAsUtf8AndDelimitersOnlyByUnescaping) {
     for (const auto& row : table) {
         SCOPED_TRACE(::testing::PrintToString(row.text));
         EXPECT_EQ(row.unescaped, UnescapeUri(row.text));
-        EXPECT_EQ(row.normalized, NormalizeUriEscapesOf(row.text));
+        EXPECT_EQ(row.normalized, framework::NormalizeUriEscapesOf(row.text));
     }
     EXPECT_EQ(std::wstring(L"a\0b", 3), UnescapeUri(L"a%00b"));
     EXPECT_EQ(L"http://h/a%2FbA%3f?\u20ac", CTKFUri::Parse(L"http://h/a%2Fb%41%3f?%e2%82%ac")->NormalizeUriEscapes());

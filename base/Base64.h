@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace dataservices {
+namespace base {
 
 // With padding, in one line.
 [[nodiscard]] std::wstring EncodeBase64(std::string_view bytes);
@@ -18,4 +18,4 @@ namespace dataservices {
 // the end are dropped. No value: the text is no base64.
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> DecodeBase64(std::string_view text);
 
-}  // namespace dataservices
+}  // namespace base

@@ -4,7 +4,7 @@
 // CStreamBase. Units: positions and sizes are bytes; both stay below 2^63.  Threads: as the derived class says.
 #pragma once
 
-#include "dataservices/Results.h"
+#include "dataservices/com/Results.h"
 #include "framework/streams/CStreamBase.h"
 
 #include <optional>

@@ -1,4 +1,4 @@
-#include "dataservices/StreamUri.h"
+#include "dataservices/properties/StreamUri.h"
 
 #include "base/CTaskMem.h"
 #include "base/LongPath.h"

@@ -1,6 +1,6 @@
-#include "dataservices/data/Base64.h"
+#include "base/Base64.h"
 
-namespace dataservices {
+namespace base {
 
 namespace {
 
@@ -59,4 +59,4 @@ std::optional<std::vector<std::uint8_t>> DecodeBase64(std::string_view text) {
     return bytes;
 }
 
-}  // namespace dataservices
+}  // namespace base

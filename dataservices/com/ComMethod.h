@@ -9,7 +9,7 @@
 
 #include "base/CBstr.h"
 #include "base/ComBoundary.h"
-#include "dataservices/Results.h"
+#include "dataservices/com/Results.h"
 #include "framework/com/CComObjectBase.h"
 
 #include <oleauto.h>
