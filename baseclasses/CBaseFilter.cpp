@@ -98,8 +98,8 @@ STDMETHODIMP CBaseFilter::GetState(DWORD, FILTER_STATE* state) {
 }
 
 STDMETHODIMP CBaseFilter::SetSyncSource(IReferenceClock* clock) {
+    // Declared before the lock, so that the old clock is released after it: that release may run any code.
     ComPtr<IReferenceClock> previous = clock;
-    // The old clock is released after the lock: its last release may do anything.
     const CAutoLock lock(m_pLock);
     m_clock.Swap(previous);
     return S_OK;

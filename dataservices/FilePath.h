@@ -30,7 +30,7 @@ struct FilePath {
 
 [[nodiscard]] std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name);
 
-// The last name of a path as its folder lists it, where the path has a short form of it; otherwise as it is.
+// The last name of the path in its long form, as the folder lists it; as written if the folder doesn't list it.
 [[nodiscard]] std::wstring ListedName(const std::wstring& literal);
 
 // Whether `name` can be that of a file in a folder: it is not empty, leads nowhere else, and is no pattern.

@@ -210,7 +210,7 @@ STDMETHODIMP CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA
         return E_POINTER;
     return base::ComBoundary([&]() -> HRESULT {
         STATSTG stat{};
-        // A stream that throws is one that has no name; as everywhere, its exception counts as its failure.
+        // A stream that throws counts as having no name: an exception counts as a failure, as everywhere.
         const HRESULT hr = base::ComBoundary([&] { return stream->Stat(&stat, STATFLAG_DEFAULT); });
         const base::CTaskMem<wchar_t> given(SUCCEEDED(hr) ? stat.pwcsName : nullptr);
         const wchar_t* name = given && *given.Get() ? given.Get() : L"IStream : <no filename>";

@@ -241,7 +241,7 @@ HRESULT CCustomFileSourcePin::CheckRequest(const IMediaSample* sample) const noe
     return m_bFlushing ? VFW_E_WRONG_STATE : S_OK;
 }
 
-// Takes the queue lock before the stream lock, the other way round than every other read: what a request finds in the
+// Takes the queue lock before the stream lock, the reverse of every other read: what a request finds in the
 // queue must still be true when its sample joins the queue. To avoid a deadlock, it doesn't wait while it holds the
 // queue lock: it gives that lock back first, and afterwards looks again at what the lock guards.
 STDMETHODIMP CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUser) {

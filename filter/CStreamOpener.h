@@ -40,7 +40,7 @@ public:
 
     [[nodiscard]] bool IsRunning() const noexcept;
 
-    // One load at a time, from Open until the source has been taken into use.
+    // One load at a time, from Open until the filter uses the new source.
     [[nodiscard]] CCritSec& LoadLock() noexcept { return m_loadLock; }
 
     // Has the thread open `name` and waits for it without time limit. `*result` is what opening the name gave, S_OK for

@@ -1,4 +1,4 @@
-// Asks the data-service layer's metadata reader for the MIME type of a content.
+// Asks the data-service layer's metadata reader for the MIME type of a source's content.
 #pragma once
 
 #include <objidl.h>

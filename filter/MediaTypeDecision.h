@@ -1,4 +1,4 @@
-// Which media types a content is offered as.
+// Which media types a source's content is offered as.
 //
 // The MIME types of the content come from the MIME dictionary; where TvMetadata.dll gives none, from the data-service
 // layer's metadata reader; where there is no TvMetadata.dll, from nowhere. Each MIME type is looked up in the MIME

@@ -1,4 +1,4 @@
-// A bounded walk over a content's structure: reads anywhere, within a budget.
+// A bounded walk over the structure of a source's content: reads anywhere, within a budget.
 //
 // Reads in the head cost nothing. Behind it a walk may take 32 reads of 32 KiB, 1 MiB in all: a walk over headers up to
 // 256 KiB into the content, a walk over boxes anywhere. The bytes end where the budget, the content or a live source's

@@ -15,7 +15,7 @@ namespace metadata {
 // What one rule said. Rules that saw no sign of their format are left out.
 struct Finding {
     const FormatRule* rule = nullptr;
-    Verdict verdict;                  // whose evidence counts from the source's beginning
+    Verdict verdict;                  // its evidence is counted from the source's start
     std::vector<std::uint8_t> bytes;  // the first few of those that decided, if they are in the head
 };
 

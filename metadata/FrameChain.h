@@ -26,8 +26,8 @@ struct FrameChain {
     bool reachesEnd = false;
 };
 
-// Follows the chain at `at` for at most `most` frames. Four bytes that are repeated at once are no frame's start but a
-// pattern that fills a picture or a table.
+// Follows the chain at `at` for at most `most` frames. Four bytes that repeat immediately don't start a
+// frame; they are a fill pattern of a picture or a table.
 [[nodiscard]] FrameChain FollowFrames(const CContent& content, size_t at, ParseFrame parse, size_t most);
 
 // Follows the whole chain at `at`, and the chains of other families that come without a gap and have at least `wanted`

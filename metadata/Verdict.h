@@ -1,4 +1,4 @@
-// What one rule has to say of a content.
+// What one rule says about a source's content.
 //
 // Threads: a plain value.  Lifetime: all texts are literals of the library.
 #pragma once

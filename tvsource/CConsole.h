@@ -34,7 +34,7 @@ void WriteAll(HANDLE output, std::span<const BYTE> bytes);
 // Writes to standard error what a person should know beside the output. If that can't be written, the program goes on.
 void Complain(std::wstring_view text);
 
-// Whether this standard handle (STD_OUTPUT_HANDLE or STD_ERROR_HANDLE) leads to a person's eyes.
+// Whether this standard handle (STD_OUTPUT_HANDLE or STD_ERROR_HANDLE) is a terminal.
 [[nodiscard]] bool IsTerminal(DWORD standardHandle) noexcept;
 
 }  // namespace tvsource

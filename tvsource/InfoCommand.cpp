@@ -58,8 +58,6 @@ MimeTypes MimeTypesOf(CSourceFilter& source) {
     }
 }
 
-// Is called when the filter is loaded, so that it is among the modules, and before the source is opened, because that
-// may fail.
 int InfoOf(const CommonOptions& options, bool environment) {
     const std::wstring name = SourceName(options.name);
     CSourceFilter source(options.library);

@@ -12,8 +12,8 @@ inline constexpr HRESULT kExistsAlready = static_cast<HRESULT>(0x80040002);
 inline constexpr HRESULT kCannotSeek = static_cast<HRESULT>(0x80040003);
 inline constexpr HRESULT kOutOfRange = static_cast<HRESULT>(0x80040006);
 
-// kNotFound: there is no such file, folder or share.  E_ACCESSDENIED: it may not be opened in this way, or another one
-// has it open in a way that excludes this.  Otherwise the error's own HRESULT, also for a server that can't be reached.
+// kNotFound: there is no such file, folder or share.  E_ACCESSDENIED: it may not be opened in this way, or someone else
+// has it open without sharing it.  Otherwise the error's own HRESULT, also for a server that can't be reached.
 [[nodiscard]] constexpr HRESULT ResultOfFileError(DWORD error) noexcept {
     switch (error) {
         case ERROR_FILE_NOT_FOUND:

@@ -27,8 +27,8 @@ struct HttpAnswer {
 
     // False: both answers name a version of the source, and the versions differ.
     [[nodiscard]] bool IsSameVersionAs(const HttpAnswer& other) const noexcept;
-    // The value by which a request can be bound to this version. Empty if no value tells all versions apart and can be
-    // sent back as it came.
+    // The value by which a request can be bound to this version. Empty if no validator both identifies the version and
+    // survives being sent back unchanged.
     [[nodiscard]] std::wstring StrongValidator() const;
     // The 206 is malformed: it has no range that can be understood, or the body is not as long as the range.
     [[nodiscard]] bool HasInvalidRange() const noexcept;

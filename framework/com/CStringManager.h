@@ -90,7 +90,7 @@ private:
         return copy;
     }
 
-    // A conversion whose result is `characters` long, as its dry run says; 0 is a failure.
+    // Runs the conversion twice: first for the length (0 is a failure), then for the text.
     template <class Char, class Convert>
     static Buffer<Char> Converted(Convert&& convert) {
         const int characters = convert(nullptr, 0);

@@ -45,7 +45,7 @@ public:
     // The wrapped stream is asked at the first call, and again only when `flag` differs from that of the last call.
     // Otherwise its last answer is repeated, so the size is the one at that time. If it failed, the same call again
     // gives S_OK and a record of zeros.
-    // E_OUTOFMEMORY: the record is there, but without its name.
+    // E_OUTOFMEMORY: everything but the name is filled in.
     STDMETHODIMP Stat(STATSTG* stat, DWORD flag) noexcept override;
     // A buffered stream over a clone of the wrapped one, with the same position and buffered bytes.
     // E_UNEXPECTED: the wrapped stream reported success and gave no clone.

@@ -196,7 +196,7 @@ std::optional<CTKFUriParts> CTKFUriGrammar::Parse(std::wstring_view text) {
         character = base::AsciiLower(character);
     if (parts.path.empty())
         parts.segments.clear();
-    // In a file URL any other machine is reached as a server of shares.
+    // In a file URL every host but localhost is a server of shares.
     if (parts.scheme == L"file" && parts.hostType != TKFURI_HOSTNAME_NONE &&
         !base::EqualsIgnoringAsciiCase(parts.host, L"localhost"))
         parts.hostType = TKFURI_HOSTNAME_UNC_SERVER;

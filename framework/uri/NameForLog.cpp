@@ -55,8 +55,7 @@ struct Range {
     }
     if (IsScheme(text, L"data") || IsScheme(text, L"file"))
         return std::nullopt;
-    // Without a scheme, what looks like one is a user. A path looks like this only behind a drive, which has one
-    // letter.
+    // Without a scheme, the text before ':' is a user name. A path looks like this only with a drive letter.
     auto password = UpToAt(text, colon, text.find_first_of(kServerEnds));
     if (!password && colon > 1)
         password = UpToAt(text, colon);

@@ -1,5 +1,5 @@
-// Formats that no MIME type of the table stands for, but whose inside may look like one that has: archives, programs
-// and containers with audio frames in them, pictures whose rows repeat what looks like a frame's start.
+// Formats without a type in the table, whose content may look like a format that has one: archives, programs and
+// containers with audio frames in them, pictures whose rows repeat what looks like a frame's start.
 #include "metadata/FormatRules.h"
 
 #include <string_view>

@@ -28,7 +28,7 @@ Verdict FirstThatDecides(CContent& content, std::span<const Judge> rules) {
 Verdict JudgeFurtherOn(CContent& content) {
     constexpr std::uint64_t kMostZeros = 1024 * 1024;
     constexpr size_t kStep = CContent::kHeadBytes / 2;  // so that what begins in the head's second half has room
-    constexpr size_t kOfACode = 2;                      // zeros that a start code begins with
+    constexpr size_t kStartCodeZeros = 2;               // zeros that a start code begins with
     const auto canGoOn = [&] { return content.CanWalk() && !content.HeadIsAll(); };
     if (!canGoOn())
         return NotThere();
@@ -38,9 +38,9 @@ Verdict JudgeFurtherOn(CContent& content) {
         content.MoveStart(kStep);
         return FirstThatDecides(content, kAnywhere);
     }
-    for (; zeros > kOfACode && canGoOn() && content.Start() - first <= kMostZeros;
+    for (; zeros > kStartCodeZeros && canGoOn() && content.Start() - first <= kMostZeros;
          zeros = content.Head().LeadingZeros())
-        content.MoveStart(zeros - kOfACode);
+        content.MoveStart(zeros - kStartCodeZeros);
     const Verdict verdict = FirstThatDecides(content, kAtTheStart);
     return verdict.Decides() ? verdict : FirstThatDecides(content, kAnywhere);
 }

@@ -1,5 +1,5 @@
-// MP4 and its elder, QuickTime: boxes in boxes. The first one names the file's brand, which old QuickTime files do
-// without; the handlers of the tracks tell sound alone from pictures.
+// MP4 and its predecessor, QuickTime: boxes in boxes. The first one names the file's brand, which old QuickTime files
+// lack; the handlers of the tracks tell sound alone from pictures.
 
 #include "metadata/CWalk.h"
 #include "metadata/FormatRules.h"

@@ -81,7 +81,7 @@ std::optional<Frame> ParseFrameAnywhere(CBytes bytes, size_t at) {
 // records of one length in other files may begin alike, too.
 bool IsFreeFormat(CBytes head, size_t at) {
     constexpr std::uint32_t kMayChange = 0x00000230;
-    constexpr size_t kShortest = 48;  // below, it is a pattern that repeats itself
+    constexpr size_t kShortest = 48;  // anything shorter is a repeating pattern
     constexpr size_t kLongest = 4096;
     const std::uint32_t first = head.Be32(at);
     const std::optional<Header> header = ParseHeader(first);

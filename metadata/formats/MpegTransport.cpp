@@ -73,7 +73,7 @@ struct Run {
     bool hasSign = false;
 };
 
-// Follows the packets from `at` on. Two flaws prove nothing against them: packets that say that they are damaged, and a
+// Follows the packets from `at` on. Two kinds of flaw are tolerated: packets that say that they are damaged, and a
 // single wrong packet between two right ones. Flawed packets are not counted.
 Run FollowPackets(CBytes head, size_t at, size_t stride) {
     Run run{0, at, false};
