@@ -26,6 +26,7 @@ trap 'kill "$keeper" 2>/dev/null || true' EXIT
 build/coverage/wine-tests.sh cmd.exe /c exit </dev/null >/dev/null 2>&1
 ctest --test-dir build/coverage --no-tests=error >build/coverage.test.log 2>&1 || true
 sed -n '/tests passed/p' build/coverage.test.log
+[ -n "$(find build/coverage -name '*.gcda' -print -quit)" ] || { echo 'coverage: no test left a counter' >&2; exit 1; }
 
 echo '== Coverage'
 mkdir -p build/coverage/html
