@@ -88,7 +88,7 @@ std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result)
                L"TvDataServices.dll registers it)";
     if (result == HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED))
         return ResultText(result) + L"; the data-service layer knows no such scheme";
-    if (const std::wstring words = WhyNoFile(parsed.Uri(), share); !words.empty())
+    if (std::wstring words = WhyNoFile(parsed.Uri(), share); !words.empty())
         return words;
     // For files on shares, the data-service layer gives one code for both reasons.
     return ResultText(result) + (result == E_ACCESSDENIED ? L", or in use by another program" : L"");
