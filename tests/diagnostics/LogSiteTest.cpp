@@ -39,15 +39,6 @@ std::wstring Described(const wchar_t* code, HRESULT hr) {
     return code + (L" (\"" + HResultText(hr) + L"\")");
 }
 
-TEST(FormatLogStringTest, FormatsAsTheWindowsWidePrintfDoesWithoutALengthLimit) {
-    const std::wstring longName(1000000, L'\u6587');
-    EXPECT_EQ(L"", FormatLogString(L""));
-    EXPECT_EQ(L"wide narrow -7 0x0000ABCD 100%",
-              FormatLogString(L"%s %S %d 0x%08X 100%%", L"wide", "narrow", -7, 0xABCDu));
-    EXPECT_EQ(L"9223372036854775807", FormatLogString(L"%I64d", INT64_MAX));
-    EXPECT_EQ(L"<" + longName + L">", FormatLogString(L"<%s>", longName.c_str()));
-}
-
 TEST(HResultTextTest, IsTheSystemsWithoutItsLastTwoCharacters) {
     wchar_t text[300]{};
     const auto code = static_cast<DWORD>(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT));  // has a placeholder

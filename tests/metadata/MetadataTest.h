@@ -45,10 +45,10 @@ inline ULONGLONG PositionOf(IStream& source) {
     return position.QuadPart;
 }
 
-// What a dictionary says first of a content.
-inline std::wstring Detected(std::string_view content, IMimeTypeDictionary& dictionary = *MimeTypeDictionary()) {
+// What the dictionary says first of a source's content.
+inline std::wstring Detected(std::string_view content) {
     CScriptedStream source(content);
-    return FirstOf(dictionary.Detect(&source));
+    return FirstOf(MimeTypeDictionary()->Detect(&source));
 }
 
 // All answers for each of the contents, with blanks between them.

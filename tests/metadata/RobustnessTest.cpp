@@ -1,8 +1,7 @@
 // Sources that fail, stall or lie.
+#include "TKDataServices.h"
 #include "metadata/CStreamSource.h"
 #include "tests/metadata/MetadataTest.h"
-
-#include <TKDataServices.h>
 
 #include <utility>
 
