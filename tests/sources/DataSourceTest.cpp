@@ -9,6 +9,7 @@
 #include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/RandomBytes.h"
+#include "tests/support/Results.h"
 
 #include <wrl/client.h>
 
@@ -27,8 +28,6 @@ using namespace dataservices;
 namespace {
 
 using Microsoft::WRL::ComPtr;
-
-constexpr HRESULT kCantSeek = static_cast<HRESULT>(0x80040003);
 
 struct Source {
     std::string bytes;

@@ -1,7 +1,7 @@
+#include "tests/support/CHttpServer.h"
+
 #include <winsock2.h>
 #include <ws2tcpip.h>
-
-#include "tests/support/CHttpServer.h"
 
 #include <gtest/gtest.h>
 
