@@ -16,7 +16,7 @@ struct CNumberCloser {
 };
 using CAutoNumber = base::CAutoDestructor<int, CNumberCloser>;
 
-TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnceAndKeepsTheLastError) {
+TEST(AutoDestructorTest, ClosesWhatItOwnsExactlyOnce) {
     g_closed.clear();
     ::SetLastError(ERROR_DISK_FULL);
     {

@@ -74,7 +74,7 @@ ComPtr<IErrorInfo> TakeErrorInfo() {
 
 }  // namespace
 
-TEST(ComErrors, FrameworkCodesAreThrownAndReportedWithTheirTexts) {
+TEST(ComErrors, FrameworkCodesHaveTheirTexts) {
     const struct {
         unsigned long code;
         const wchar_t* text;
@@ -125,7 +125,7 @@ TEST(ComErrors, EveryDetailReachesWhoeverFetchesTheErrorInfo) {
     }
 }
 
-TEST(CComException, ASystemTextCountsOnlyWithItsLineBreakWhichIsTakenOff) {
+TEST(CComException, ASystemTextCountsOnlyWithItsLineBreak) {
     const struct {
         const wchar_t *text, *message;
     } kTexts[] = {{L"text\r\n", L"text"},
@@ -181,7 +181,7 @@ TEST(CComException, AnErrorInfoThatHasNothingToSayLeavesTheSystemMessage) {
     }
 }
 
-TEST(CComException, TheErrorInfoIsAskedOnceSharedByCopiesAndHandedBack) {
+TEST(CComException, CopiesShareTheErrorInfo) {
     CScriptedErrorInfo info;
     {
         CComException assigned(E_FAIL, nullptr);

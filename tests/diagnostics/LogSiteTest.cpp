@@ -48,7 +48,7 @@ TEST(HResultTextTest, IsTheSystemsWithoutItsLastTwoCharacters) {
     EXPECT_EQ(std::wstring(text, length - 2), HResultText(static_cast<HRESULT>(code)));
 }
 
-TEST(SeverityNameTest, TheFiveSeveritiesHaveNamesAndNoOtherNumber) {
+TEST(SeverityNameTest, OnlyTheFiveSeveritiesHaveNames) {
     const std::pair<LONG, const wchar_t*> names[] = {{LONG_MIN, L""}, {-1, L""},      {kDebug, L"DEBUG"}, {1, L"INFO"},
                                                      {2, L"WARN"},    {3, L"ERROR"},  {4, L"FATAL"},      {5, L""},
                                                      {7, L""},        {LONG_MAX, L""}};
@@ -56,7 +56,7 @@ TEST(SeverityNameTest, TheFiveSeveritiesHaveNamesAndNoOtherNumber) {
         EXPECT_STREQ(name, SeverityName(severity)) << severity;
 }
 
-TEST(LogSiteTest, ThreadThatFoundNoLoggerEvaluatesNothingAndNeverLooksAgain) {
+TEST(LogSiteTest, AThreadThatFoundNoLoggerNeverLooksAgain) {
     OnNewThread([] {
         EXPECT_EQ(nullptr, GetLoggerAPI());
         CPublishedLogger publishedTooLate;
@@ -100,7 +100,7 @@ const wchar_t* NoText() {
     throw std::bad_alloc();
 }
 
-TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
+TEST(LogSiteTest, AMisbehavingLoggerFailsNobody) {
     for (const bool throws : {false, true}) {
         const auto logger = CRecordingLogger::Create();
         logger->onCall = [&] { return ::SetLastError(ERROR_GEN_FAILURE), throws ? throw 42 : E_FAIL; };
@@ -117,7 +117,7 @@ TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
     }
 }
 
-TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunction) {
+TEST(CheckedCallTest, TheFirstFailureEndsTheFunction) {
     const std::wstring fail = Described(L"0x80004005", E_FAIL), pointer = Described(L"0x80004003", E_POINTER);
     const struct {
         int check;
@@ -155,7 +155,7 @@ struct CQuietDescriptions final : CLongDescriptions {
     CQuietDescriptions(const wchar_t* kind, bool rawOnly) : CLongDescriptions(kind, {{1, L"one"}}, rawOnly) {}
 };
 
-TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
+TEST(DescriptionsTest, CodesAreDescribedByTheirNames) {
     CPublishedLogger published;
     OnNewThread([&] {
         EXPECT_EQ(L"0x00000001 / 1 (EC_COMPLETE)", DShowEventDescriptions()(1));
@@ -184,7 +184,7 @@ TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
         published->Records());
 }
 
-TEST(WatchedValueTest, EachChangeIsReportedOnceAndByNameAndStoredWithoutALogger) {
+TEST(WatchedValueTest, EachChangeIsReportedOnce) {
     CWatchedValue<bool> flag{kSource, L"Output Pin", L"m_bInfiniteStream", true};
     OnNewThread([&] { flag.Set(false, L"Pin::Set", 1); });
     CPublishedLogger published;

@@ -44,7 +44,7 @@ std::optional<Types> AllNames() {
     return Types(std::istream_iterator<std::wstring, wchar_t>(names), {});
 }
 
-TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAliasesContain) {
+TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyContain) {
     const struct {
         const char* name;
         std::optional<Types> types;
@@ -118,7 +118,7 @@ TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) 
         }
 }
 
-TEST(MediaTypeDictionaryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDictionary) {
+TEST(MediaTypeDictionaryTest, TheDataServiceIsAskedOnlyWhereADllHasNoDictionary) {
     CTempFolder current;  // a stranger's dictionary there doesn't count
     PutDictionary(current, DictionaryFile::WithExport);
     const CCurrentFolder isCurrent(current.Path());
@@ -130,7 +130,10 @@ TEST(MediaTypeDictionaryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDiction
     } cases[] = {
         {DictionaryFile::None, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
         {DictionaryFile::Damaged, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
-        {DictionaryFile::Foreign, false, "SV0", {Line(4, kFunction, L"Cannot get function pointer to GetMimeTypeDictionary")}},
+        {DictionaryFile::Foreign,
+         false,
+         "SV0",
+         {Line(4, kFunction, L"Cannot get function pointer to GetMimeTypeDictionary")}},
         {DictionaryFile::WithExport, false, "SV0", {}},
         {DictionaryFile::WithExport, true, kNothingKnown, {}},
     };
@@ -192,7 +195,7 @@ TEST(MediaTypeDictionaryTest, EveryStepOfALoadAndOfAReadIsTimed) {
 
 // Detection may take seconds. An enumeration meanwhile must not give the former types, nor a list that ends without an
 // error.
-TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNewOnesCome) {
+TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldOfEachChangeOfTheTypes) {
     const CFilterWithDictionary filter(DictionaryFile::WithExport);
     EXPECT_EQ("W", filter.Offers(&content, &kWave));
     ComPtr<IEnumMediaTypes> types;
@@ -209,7 +212,7 @@ TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNe
     EXPECT_EQ(1, dictionary.detections);
 }
 
-TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchanged) {
+TEST_F(MediaTypeDecisionTest, TheCallersTypeIsReportedUnchanged) {
     const CFilterWithDictionary filter(DictionaryFile::WithExport);
     dictionary.types = std::nullopt;
     BYTE format[]{1, 2, 3, 4, 5};
@@ -234,7 +237,7 @@ TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchang
     EXPECT_EQ('W', filter.host.CurrentType());
 }
 
-TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearchedFolder) {
+TEST_F(MediaTypeDecisionTest, TheDictionaryBesideTheFilterComesFirst) {
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
     PutDictionary(elsewhere, DictionaryFile::WithExport);

@@ -82,7 +82,7 @@ inline std::string Repeat(int times, const std::string& text) {
     return all;
 }
 
-// An ID3v2 tag of so many times 16 KiB.
+// An ID3v2 tag of `size` times 16 KiB.
 inline std::string Id3(char size) {
     return std::string("ID3\3\0\0\0", 7) + size + std::string(2 + static_cast<size_t>(size) * 16384, '\0');
 }

@@ -12,7 +12,7 @@ struct Detect : ::testing::Test {
     CTempFolder folder;
 };
 
-TEST_F(Detect, OneLineAFileAndFoldersStandForAllThatIsInThem) {
+TEST_F(Detect, EachFileNamedOrInAFolderIsOneLine) {
     const std::wstring deep = folder.Copy(MediaFile(L"tone.mp3"), L"a\\b\\no extension");
     const std::wstring wrong = folder.Copy(MediaFile(L"clip.avi"), L"c \u97F3.txt");
     const std::wstring text = folder.Write("no media", L"d.wav");
