@@ -14,7 +14,7 @@ struct Behaviour {
     [[nodiscard]] bool IsLive() const { return flags & 1; }
     [[nodiscard]] bool AreSeeksExpensive() const { return flags & 2; }
     [[nodiscard]] bool StandsElsewhere() const { return flags & 4; }
-    // A gap of zeros within the content, so that a small input makes content large enough to be walked.
+    // A gap of zeros in the content makes a small input large enough to be walked.
     [[nodiscard]] std::uint64_t GapAt() const { return std::uint64_t{gapAt} * 32; }
     [[nodiscard]] std::uint64_t GapBytes() const { return std::uint64_t{gapBytes} * 0x2000; }
 };

@@ -11,7 +11,9 @@ cd "$(dirname "$0")/.."
 tools/setup.sh --fuzz
 export LC_ALL=C.UTF-8
 
-all=(detect uri url headers data log)
+all=(fuzz/*.cpp)
+all=("${all[@]##*/}")
+all=("${all[@]%.cpp}")
 targets=("${all[@]}")
 if [ $# -gt 0 ] && [[ ! $1 =~ ^[0-9]+$ ]]; then
   [[ " ${all[*]} " == *" $1 "* ]] || { echo "fuzz: no target $1: there are ${all[*]}" >&2; exit 1; }

@@ -99,7 +99,7 @@ TEST_F(CDirEntryWrapperTest, FindsAnEntryInTheFirstPlaceThatKnowsIt) {
     }
 }
 
-TEST_F(CDirEntryWrapperTest, AFailureBeforeAParentIsKnownIsLoggedAndDropped) {
+TEST_F(CDirEntryWrapperTest, AFailureToFindAParentIsOnlyLogged) {
     const auto getParent = L"pGetParentInfoForUri->GetParentDirectory(&pDirectory)";
     const auto expect = [&](const std::wstring& step, Fault fault, HRESULT failure, const wchar_t* call) {
         layer.faults = {{step, fault}};
@@ -112,13 +112,13 @@ TEST_F(CDirEntryWrapperTest, AFailureBeforeAParentIsKnownIsLoggedAndDropped) {
     expect(L"GetParentDirectory", Fault::Throw, E_UNEXPECTED, getParent);
     expect(L"GetParentDirectory", Fault::GiveNull, S_OK, getParent);
     expect(L"GetParentDirectory", Fault::Fail, kFault, getParent);
-    // No way leads on from there if the URI does not parse.
+    // If the URI doesn't parse, nothing else is tried.
     EXPECT_EQ(E_POINTER, Run(Find(L"http://h:99999/")));
     EXPECT_EQ((Texts{Failed(kFind, kFault, getParent), Error(kFind, L"pointer pUri is null"), Ended(kFind, E_POINTER)}),
               TakeLog());
 }
 
-// What fails last decides, is logged with its own text, and leaves nothing behind; the next attempt succeeds.
+// The last failure decides the result and is logged. It leaves nothing behind, and the next attempt succeeds.
 TEST_F(CDirEntryWrapperTest, EachStepThatFailsEndsTheFunctionWithItsFailure) {
     constexpr HRESULT kNoResult = E_PENDING;
     const auto createFactory = L"pUriAccessFactory.CoCreateInstance(__uuidof(TKDSUriAccessFactory))",
@@ -223,7 +223,7 @@ TEST_F(CDirEntryWrapperTest, TheCompatibleUriIsTheOriginalOneWhereThereIsOne) {
     EXPECT_EQ(Texts{}, TakeLog());
 }
 
-TEST_F(CDirEntryWrapperTest, RefusesNothingToFindAndNowhereToPutIt) {
+TEST_F(CDirEntryWrapperTest, RefusesMissingArguments) {
     for (const auto method : {&CDirEntryWrapper::GetUri, &CDirEntryWrapper::GetCompatibleUri})
         EXPECT_EQ(E_POINTER, Run(Ask(method, false)));
     Run([&] {

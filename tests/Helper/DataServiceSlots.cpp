@@ -1,10 +1,10 @@
 // The places of the methods that other builds of the layer fix: they are called by their place, not by their name.
 #define CINTERFACE  // the interfaces as tables of functions
+#include "TKDataServices.h"
+
 #include <windows.h>
 
 #include <cstddef>
-
-#include "TKDataServices.h"
 
 #define SLOT_OF(Interface, Method) (offsetof(Interface##Vtbl, Method) / sizeof(void*) - 2)  // from 1, after IUnknown
 

@@ -33,7 +33,7 @@ struct StreamHelpersTest : FileAccessTest {
     std::string copied;
 };
 
-TEST_F(StreamHelpersTest, CopiesInBlocksOf32768BytesAndGivesNothingIfAnyFails) {
+TEST_F(StreamHelpersTest, CopiesInBlocksOf32768Bytes) {
     stream.SetContents(std::string(70000, 'a') + "more");
     stream.ReportSize(70000);
     EXPECT_EQ(S_OK, Copy(70000));

@@ -22,7 +22,7 @@ protected:
         output.Disconnect();
         input.Disconnect();
     }
-    // Number 0: no end knows of a connection, and nothing is kept of the attempt.
+    // Number 0: neither end is connected, and nothing is left of the attempt.
     void ExpectConnected(unsigned char number) {
         const HRESULT expected = number != 0 ? S_OK : VFW_E_NOT_CONNECTED;
         const ULONG held = number != 0 ? 1 : 0;
@@ -71,7 +71,7 @@ TEST_F(CBasePinTest, ConnectionsChangeOnlyBetweenStoppedFiltersAndFreePins) {
     EXPECT_EQ(0u, unknown.References()) << "neither end keeps the type";
 }
 
-TEST_F(CBasePinTest, AnyFailureLeavesNothingAndTheNextAttemptSucceeds) {
+TEST_F(CBasePinTest, TheNextAttemptSucceedsAfterAnyFailure) {
     const CMediaType type1 = TestType(1), type2 = TestType(2);
     using Result = HRESULT CTestPin::*;
     const Result check = &CTestPin::checkConnectResult, keep = &CTestPin::setMediaTypeResult,
@@ -158,7 +158,7 @@ TEST_F(CBasePinTest, TypesAreTriedInTheDocumentedOrder) {
     ExpectConnected(2);
 }
 
-TEST_F(CBasePinTest, WhatAPinAndItsFilterAreAskedTheyTellInTheRightPlaceOnly) {
+TEST_F(CBasePinTest, AnswersGoOnlyWhereThereIsAPlaceForThem) {
     const std::wstring name(MAX_PIN_NAME, L'n');
     CTestPin& named = sink->AddPin(name.c_str(), PINDIR_INPUT);
     PIN_INFO info{};

@@ -14,7 +14,7 @@ protected:
     const CMediaType full = WithBlock({1, 2, 3, 4});
 };
 
-TEST_F(CMediaTypeTest, CopiesOwnTheirFormatBlockAndCountTheirUnknown) {
+TEST_F(CMediaTypeTest, CopiesOwnWhatTheyPointTo) {
     const ComPtr<CTestFilter> filter = new CTestFilter;
     CMediaType type = full;
     type.pUnk = filter.Get()->GetOwner();
@@ -56,7 +56,7 @@ TEST_F(CMediaTypeTest, StrangersFormatBlockThatIsMissingOrEmptyCountsAsNone) {
     }
 }
 
-TEST_F(CMediaTypeTest, TypesAreComparedByWhatTheyHoldAndMatchWhatIsLeftOpen) {
+TEST_F(CMediaTypeTest, ATypeMatchesWhatIsLeftOpen) {
     const auto with = [](CMediaType type, GUID AM_MEDIA_TYPE::*field, const GUID& guid) {
         type.*field = guid;
         return type;

@@ -28,7 +28,7 @@ inline unsigned char NumberOf(const AM_MEDIA_TYPE& type) {
     return type.subtype.Data4[7];
 }
 
-// A list of types as some strangers make it: Next writes the count without a look at the pointer.
+// A list of types as some third-party code implements it: Next writes the count without a look at the pointer.
 class CUncheckedTypes final : public CEnumerator<IEnumMediaTypes> {
 public:
     explicit CUncheckedTypes(IEnumMediaTypes* types) : m_types(types) {}

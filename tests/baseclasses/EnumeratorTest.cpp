@@ -71,7 +71,7 @@ protected:
 using Kinds = ::testing::Types<Pins, MediaTypes>;
 TYPED_TEST_SUITE(EnumeratorTest, Kinds);
 
-TYPED_TEST(EnumeratorTest, NextGivesItemsInOrderAndThenNone) {
+TYPED_TEST(EnumeratorTest, NextGivesAllItemsInOrder) {
     EXPECT_EQ(0, this->Next(0));
     EXPECT_EQ(1, this->Next(1));
     EXPECT_EQ(23, this->Next(2));
@@ -101,7 +101,7 @@ TYPED_TEST(EnumeratorTest, AnItemThatIsLostInTheMidstTakesThoseBeforeItAlong) {
     EXPECT_EQ(2u, References(this->filter.Get())) << "they were given back";
 }
 
-TYPED_TEST(EnumeratorTest, SkipStopsAtTheEndAndACloneStandsWhereItsOriginalDid) {
+TYPED_TEST(EnumeratorTest, SkipStopsAtTheEnd) {
     const struct {
         ULONG count;
         HRESULT result;

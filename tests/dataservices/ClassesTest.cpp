@@ -60,7 +60,7 @@ TEST(DataServiceRegistrationTest, TheClassesAreMadeInEveryApartmentUntilTheyAreT
         EXPECT_EQ(L"", RegistryText(row.key) + RegistryText(row.key + std::wstring(L"\\InprocServer32")));
 }
 
-TEST_F(LayerTest, AStringListKeepsItsOrderAndItsReadOnlyFaceFollowsIt) {
+TEST_F(LayerTest, AStringListKeepsItsOrder) {
     auto list = New<ITKCFStringList>(CLSID_TKCFStringList);
     const base::CBstr a(L"a"), b(L"b"), c(L"c");
     ComPtr<ITKCFConstStringList> face;
@@ -135,7 +135,7 @@ FARPROC WINAPI WithoutReasons(HMODULE library, const char* name) {
     return std::string(name) == kDetectMimeTypesExport ? nullptr : g_getProcAddress(library, name);
 }
 
-TEST_F(LayerTest, TheReaderTellsWhatAContentIsAndWhereItCameFrom) {
+TEST_F(LayerTest, TheReaderTellsWhatIsKnownOfAStream) {
     const auto reader = New<ITKDSMetaDataReader>(CLSID_TKDSMetaDataReader);
     const auto options = New<ITKDSMetaDataExtractionOptions>(CLSID_TKDSMetaDataExtractionOptions);
     const std::wstring tone = Media(L"tone.wav"), isTone = std::wstring(mdOriginalUri) + L"=" + UriOf(tone),

@@ -71,7 +71,7 @@ TEST(FilterHttpTest, TenThousandReadsFromAServerThatFailsAllTheTimeAreRight) {
     EXPECT_GE(0x80000, std::min(between - before, PrivateBytes() - between));
 }
 
-TEST(DataServicesModuleTest, IsInUseAsLongAsAnyOfItsStreamsAndThenFree) {
+TEST(DataServicesModuleTest, IsInUseExactlyAsLongAsAnyOfItsStreams) {
     if (!CHttpServer::IsSupported())
         GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
     const CTestApartment apartment(COINIT_MULTITHREADED);

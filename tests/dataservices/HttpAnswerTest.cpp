@@ -42,7 +42,7 @@ TEST_F(HttpAnswerTest, AnAnswerThatIsNoSourceHasACodeOfItsOwn) {
     EXPECT_EQ(before, server.Requests().size()) << "nothing is asked without TLS";
 }
 
-TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
+TEST_F(HttpAnswerTest, RedirectsAreFollowedWithinHttpUpToTen) {
     server.Serve("/d/end", {.bytes = bytes});
     const auto redirect = [&](const char* path, int status, const std::string& to) {
         server.Serve(path, {.status = status, .headers = to.empty() ? "" : "Location: " + to + "\r\n"});
@@ -72,7 +72,7 @@ TEST_F(HttpAnswerTest, RedirectsLeadOnButNotRoundAndRoundNorElsewhere) {
     EXPECT_EQ(S_OK, Open(server.Url(L"/1")));
 }
 
-TEST_F(HttpAnswerTest, TheTargetOfARedirectIsAskedFirstAndTheUrlWhenItIsGone) {
+TEST_F(HttpAnswerTest, TheUrlIsAskedAgainOnlyWhenItsRedirectsTargetIsGone) {
     const CHttpServer::Resource good{.bytes = bytes, .script = InTurn({{Fault::Close, 300'000}})};
     const CHttpServer::Resource gone[] = {{.status = 400}, {.script = InTurn({{Fault::Reset, -1}})}};
     for (const auto& last : gone) {  // refused, or not reached
@@ -125,7 +125,7 @@ TEST_F(HttpAnswerTest, ARequestAsksForPlainBytesOfTheSameVersion) {
     }
 }
 
-TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
+TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItFitsItsBody) {
     const std::pair<HRESULT, std::vector<const char*>> rows[] = {
         {S_OK, {"bytes 0-9/10", " BYTES  0 - 9 / 10 "}},
         {dataservices::http::kHttpInvalidResponse,
@@ -143,7 +143,7 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItIsWholeAndFitsItsBody) {
     more.live = true;
     ASSERT_EQ(S_OK, OpenThen({.bytes = bytes}, {more}));
     EXPECT_TRUE(Read(bytes.size() + 10) == std::pair(S_FALSE, bytes));
-    // The end of a range at the very end of the source is no proof of more.
+    // A range that ends with the source doesn't prove that more follows.
     EXPECT_EQ(dataservices::http::kHttpInvalidResponse, OpenServed(Part("01234", "0-4/4")));
     EXPECT_EQ(2u,
               RequestsOf([&] { EXPECT_EQ(dataservices::http::ResultOfHttpStatus(416), OpenServed({.status = 416})); }));
@@ -177,7 +177,7 @@ TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) 
         EXPECT_EQ(S_OK, Seek(400'000));
         EXPECT_EQ(readsThrough ? S_OK : STG_E_REVERTED, Read(10).first) << "it gave ranges before";
     }
-    // The range of everything may be answered as if it were none.
+    // A range that covers everything may be answered as if none had been asked for.
     for (const Fault first : {Fault::IgnoredRange, Fault::None}) {
         ASSERT_EQ(S_OK, OpenServed({.bytes = bytes,
                                     .etag = "",
@@ -188,7 +188,7 @@ TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) 
         EXPECT_EQ("bytes=600000-", server.Requests().back().Header("range"));
         EXPECT_EQ(0u, StateBits());
     }
-    // The whole source in place of a later one is no change if its tag says so.
+    // A 200 in place of a later range is no change if its tag is the same.
     ASSERT_EQ(S_OK, OpenThen({.bytes = bytes}, {{.bytes = bytes, .ranges = false}}));
     EXPECT_EQ(0u, StateBits());
     EXPECT_EQ(S_OK, Read(bytes.size()).first);
@@ -235,24 +235,29 @@ BOOL WINAPI NotedOption(HINTERNET handle, DWORD option, void* value, DWORD size)
     return g_setOption(handle, option, value, size);
 }
 
-TEST_F(HttpAnswerTest, TheLibraryLogsInNowhereAndGivesAllHeadersInOneGo) {
+TEST_F(HttpAnswerTest, TheLibraryLogsInNowhere) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));  // the function is known from now on
+    g_setOption = std::exchange(__imp_WinHttpSetOption, &NotedOption);
+    EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
+    __imp_WinHttpSetOption = g_setOption;
+    EXPECT_TRUE(g_disabled & WINHTTP_DISABLE_AUTHENTICATION) << "with the user's own name, where the server invites it";
+}
+
+TEST_F(HttpAnswerTest, AllHeadersAreTakenInOneGo) {
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));  // the function is known from now on
     CHttpServer::Resource resource{.bytes = bytes, .ranges = false};
     for (int i = 0; i < 4'000; ++i)
         resource.headers += "Content-Length: 1000000\r\n";
     g_queries = 0;
     g_queryHeaders = std::exchange(__imp_WinHttpQueryHeaders, &CountedQuery);
-    g_setOption = std::exchange(__imp_WinHttpSetOption, &NotedOption);
     EXPECT_EQ(S_OK, OpenServed(resource));
     __imp_WinHttpQueryHeaders = g_queryHeaders;
-    __imp_WinHttpSetOption = g_setOption;
-    EXPECT_TRUE(g_disabled & WINHTTP_DISABLE_AUTHENTICATION) << "with the user's own name, where the server invites it";
     EXPECT_LT(0, g_queries);
     EXPECT_GT(40, g_queries);
     EXPECT_TRUE(IsRightAt(0));
 }
 
-TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAloneAndIntoNoRecordAndNoName) {
+TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAlone) {
     const CPublishedLogger logger;
     CHttpServer other;
     other.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::Reset, 100}})});
@@ -298,7 +303,7 @@ TEST_F(HttpAnswerTest, AnswersThatTellTooLittleOrContradictThemselvesAreNotUsed)
             resource.headers = std::string("Content-Length: ") + length + "\r\n";
             EXPECT_EQ(dataservices::http::kHttpInvalidResponse, OpenServed(resource)) << length;
         }
-    // A length that no server here has, but that one may have.
+    // No test server sends such a length, but a real one may.
     EXPECT_EQ(S_OK, OpenServed(Part("0", "0-0/9223372036854775806", "")));
     EXPECT_EQ(S_OK, Seek(-1, STREAM_SEEK_END));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .headers = "Content-Length: 1000000 , 1000000\r\n"}));
@@ -338,7 +343,7 @@ TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
     __imp_WinHttpGetDefaultProxyConfiguration = before;
 }
 
-TEST_F(HttpAnswerTest, AnyHostAndAnyPathIsAskedForAsItIsWritten) {
+TEST_F(HttpAnswerTest, AnyUrlIsAskedForAsItIsWritten) {
     CHttpServer v6(true);
     for (CHttpServer* const at : {&server, &v6}) {
         at->Serve("/T%C3%B6ne%20%E9%9F%B3%2f", {.bytes = bytes});

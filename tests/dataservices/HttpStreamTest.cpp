@@ -11,7 +11,7 @@ using namespace dataservices;
 
 namespace {
 
-TEST_F(HttpStreamTest, AnOpenReadToItsEndIsOneRequestAndASeekAmongKeptBytesIsNone) {
+TEST_F(HttpStreamTest, OneRequestServesAllReadsAndSeeksAmongKeptBytes) {
     EXPECT_EQ(1u, RequestsOf([&] {
                   ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
                   for (size_t at = 0; at < bytes.size(); at += 10'000) {
@@ -67,7 +67,7 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
     EXPECT_EQ(5u, RequestsOf([&] { EXPECT_EQ(dataservices::http::kHttpConnectionError, Read(bytes.size()).first); }));
 }
 
-TEST_F(HttpStreamTest, CallsOfSeveralThreadsWaitForEachOtherButForStat) {
+TEST_F(HttpStreamTest, EveryCallButStatWaitsForTheOneThatRuns) {
     ComPtr<IStream> clone;
     const std::pair<bool, std::function<void()>> others[] = {
         {false, [&] { EXPECT_EQ(S_OK, Read(1).first); }},
@@ -128,7 +128,7 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
         {dated("Mon, 01 Jan 2024 00:00:00 GMT"), dated("Tue, 02 Jan 2024 00:00:00 GMT")},
         {{.bytes = bytes}, Part(bytes.substr(300'001), "300001-999999/1000000")},
         {{.bytes = bytes}, Part(bytes.substr(300'000), "300000-999999/1000001")},
-        // Where versions have no name, a change shows in the length, in the end of a range, or in missing ranges.
+        // Without tag or date, a change shows in the length, the range's end, or missing ranges.
         {plain, {.bytes = "short", .etag = ""}},
         {whole, {.bytes = bytes + "long", .ranges = false, .etag = ""}},
         {plain, Part(std::string(700'001, 'x'), "300000-1000000/*", "")},
@@ -143,7 +143,7 @@ TEST_F(HttpStreamTest, ASourceThatChangedIsAnErrorForGood) {
     }
 }
 
-TEST_F(HttpStreamTest, ASourceThatStaysBrokenFailsAfterFiveTriesAndForTenSeconds) {
+TEST_F(HttpStreamTest, ASourceThatFailedFiveTriesFailsForTenSeconds) {
     const CPublishedLogger logger;
     Faults faults(7, {Fault::Unavailable});
     faults[0] = {Fault::Close, 700'000};
@@ -189,7 +189,7 @@ TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
     const size_t drips = std::stoul(requests[1].Header("range").substr(6)) + 300'000;
     EXPECT_TRUE(IsRightAt(310'000, drips + 3 - 310'000));
     EXPECT_EQ(2u, server.Requests().size());
-    // One that gives no second answer meanwhile is waited for.
+    // A server that doesn't answer a second request is waited for.
     auto script = [this, answers = 0](const Request&) mutable {
         if (answers++ == 0)
             return CHttpServer::Misbehaviour{Fault::Drip, 300'000};
@@ -227,7 +227,7 @@ TEST_F(HttpStreamTest, AServerThatStaysSilentOrNeverComesToThePointIsGivenUpInTi
         EXPECT_EQ(dataservices::http::kHttpTimeout, live->Read(got.data(), 1, &count))
             << "a live source is not taken up again";
     }));
-    // One that falls silent later on is asked again; what came is not lost.
+    // A server that falls silent later is asked again.
     server.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::Close, 500}, {Fault::Stall, 0}})});
     ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
     EXPECT_TRUE(IsRightAt(0)) << "one stall is got over";

@@ -9,6 +9,7 @@
 #include "tests/support/CRegisteredComClass.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/support/CTestApartment.h"
+#include "tests/support/Results.h"
 
 #include <gtest/gtest.h>
 
@@ -19,11 +20,6 @@
 
 using Microsoft::WRL::ComPtr;
 using Texts = std::vector<std::wstring>;
-
-inline constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80040001);
-inline constexpr HRESULT kExistsAlready = static_cast<HRESULT>(0x80040002);
-inline constexpr HRESULT kOutOfRange = static_cast<HRESULT>(0x80040006);
-inline constexpr HRESULT kUnknownScheme = HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED);
 
 // The classes of the built DLL, without registration, for all threads of the multithreaded apartment.
 class CBuiltLayer final {

@@ -1,5 +1,6 @@
 // How often the grammar of names runs, in the filter and the data services together: the linker leads every call of it
 // through here.
+#include "TKDataServices.h"
 #include "dataservices/CUriAccessFactory.h"
 #include "framework/uri/CTKFUriGrammar.h"
 #include "tests/support/CInnerFilter.h"
@@ -7,8 +8,6 @@
 #include "tests/support/FilterTest.h"
 
 #include <atomic>
-
-#include "TKDataServices.h"
 
 #define TEXT_OF(token) #token
 #define LABEL(prefix, token) \

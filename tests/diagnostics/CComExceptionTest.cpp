@@ -6,6 +6,7 @@
 #include "diagnostics/ComErrors.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CRecordingLogger.h"
+#include "tests/support/Results.h"
 
 #include <gtest/gtest.h>
 
@@ -71,11 +72,9 @@ ComPtr<IErrorInfo> TakeErrorInfo() {
     return info;
 }
 
-constexpr HRESULT kNoSeek = static_cast<HRESULT>(0x80040003);
-
 }  // namespace
 
-TEST(ComErrors, FrameworkCodesAreThrownAndReportedWithTheirTexts) {
+TEST(ComErrors, FrameworkCodesHaveTheirTexts) {
     const struct {
         unsigned long code;
         const wchar_t* text;
@@ -107,10 +106,10 @@ TEST(ComErrors, FrameworkCodesAreThrownAndReportedWithTheirTexts) {
 }
 
 TEST(ComErrors, TheCodeAndTheErrorInfoOfAnExceptionGetPastAComBoundary) {
-    EXPECT_EQ(kNoSeek, base::ComBoundary([]() -> HRESULT { ThrowComError(kNoSeek); }));
-    SetComErrorInfo(kNoSeek, __uuidof(IStream), L"what", 0, nullptr, nullptr);
+    EXPECT_EQ(kCantSeek, base::ComBoundary([]() -> HRESULT { ThrowComError(kCantSeek); }));
+    SetComErrorInfo(kCantSeek, __uuidof(IStream), L"what", 0, nullptr, nullptr);
     const ComPtr<IErrorInfo> info = TakeErrorInfo();
-    EXPECT_EQ(kNoSeek, base::ComBoundary([&]() -> HRESULT { throw CComException(kNoSeek, info.Get()); }));
+    EXPECT_EQ(kCantSeek, base::ComBoundary([&]() -> HRESULT { throw CComException(kCantSeek, info.Get()); }));
     EXPECT_EQ(info.Get(), TakeErrorInfo().Get());
 }
 
@@ -126,7 +125,7 @@ TEST(ComErrors, EveryDetailReachesWhoeverFetchesTheErrorInfo) {
     }
 }
 
-TEST(CComException, ASystemTextCountsOnlyWithItsLineBreakWhichIsTakenOff) {
+TEST(CComException, ASystemTextCountsOnlyWithItsLineBreak) {
     const struct {
         const wchar_t *text, *message;
     } kTexts[] = {{L"text\r\n", L"text"},
@@ -140,7 +139,7 @@ TEST(CComException, ASystemTextCountsOnlyWithItsLineBreakWhichIsTakenOff) {
     for (const auto& row : kTexts) {
         SCOPED_TRACE(&row - kTexts);
         g_systemText = row.text;
-        const CComException exception(kNoSeek, nullptr, 0, nullptr, nullptr);
+        const CComException exception(kCantSeek, nullptr, 0, nullptr, nullptr);
         const std::wstring message = row.message;
         EXPECT_EQ(std::string(message.begin(), message.end()), exception.what());
         EXPECT_EQ(message, exception.GetSystemMessage());
@@ -172,7 +171,7 @@ TEST(CComException, AnErrorInfoThatHasNothingToSayLeavesTheSystemMessage) {
         SCOPED_TRACE(&row - kAnswers);
         CScriptedErrorInfo info;
         info.answer = row.answer;
-        const CComException exception(kNoSeek, &info);
+        const CComException exception(kCantSeek, &info);
         EXPECT_EQ(row.description, exception.GetDescription());
         EXPECT_EQ(row.source, exception.GetSource());
         EXPECT_EQ(row.helpFile, exception.GetHelpFile());
@@ -182,12 +181,12 @@ TEST(CComException, AnErrorInfoThatHasNothingToSayLeavesTheSystemMessage) {
     }
 }
 
-TEST(CComException, TheErrorInfoIsAskedOnceSharedByCopiesAndHandedBack) {
+TEST(CComException, CopiesShareTheErrorInfo) {
     CScriptedErrorInfo info;
     {
         CComException assigned(E_FAIL, nullptr);
         {
-            const CComException original(kNoSeek, &info);
+            const CComException original(kCantSeek, &info);
             EXPECT_EQ(0, info.calls);
             EXPECT_STREQ("Unknown error 0x80040003", original.what());
             const CComException copy(original);
@@ -196,7 +195,7 @@ TEST(CComException, TheErrorInfoIsAskedOnceSharedByCopiesAndHandedBack) {
         }
         EXPECT_EQ(1u, info.References());
         EXPECT_EQ(L"description", assigned.GetDescription());
-        EXPECT_EQ(kNoSeek, assigned.GetResult());
+        EXPECT_EQ(kCantSeek, assigned.GetResult());
         EXPECT_EQ(5, info.calls);
         EXPECT_EQ(S_OK, assigned.RestoreErrorInfo());
         EXPECT_EQ(&info, TakeErrorInfo().Get());

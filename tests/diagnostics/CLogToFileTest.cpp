@@ -67,7 +67,7 @@ TEST_F(CLogToFileTest, OnlyAPlainStringOpensAFile) {
     }
 }
 
-TEST_F(CLogToFileTest, LineHasEveryFieldInOrderAndEveryCharacterAndStaysOneLine) {
+TEST_F(CLogToFileTest, ARecordIsOneLineWithAllItsFieldsInOrder) {
     setting.Set(path);
     CLogToFile sink;
     EXPECT_EQ(S_OK, sink.Log(7, base::CBstr(L"cat").Get(), 0x80000000, 4294967295u, base::CBstr(L"..\\file").Get(), -1,
@@ -124,7 +124,7 @@ BOOL WINAPI CountLock(HANDLE file, DWORD flags, DWORD zero, DWORD low, DWORD hig
 }
 
 // Each sink has opened the file by itself, as those of different modules and processes do.
-TEST_F(CLogToFileTest, WritersTakeTurnsAndOneThatGetsNoLockWaitsOnceInAWhile) {
+TEST_F(CLogToFileTest, EveryLineIsWrittenWithOrWithoutALock) {
     setting.Set(path);
     const CImportHook clock("GetTickCount64", &HalfASecondLater), lock("LockFileEx", &CountLock, &g_lock);
     const struct {
@@ -150,7 +150,7 @@ TEST_F(CLogToFileTest, WritersTakeTurnsAndOneThatGetsNoLockWaitsOnceInAWhile) {
     }
 }
 
-TEST_F(CLogToFileTest, ModuleOpensTheFileAtLoadAndClosesItAtUnload) {
+TEST_F(CLogToFileTest, TheFileIsOpenExactlyWhileTheModuleIsLoaded) {
     setting.Set(path);
     CModule().Log(L"h\u00F6r");
     EXPECT_EQ("SEV: 1, CAT: module, PID: " + std::to_string(::GetCurrentProcessId()) +

@@ -32,7 +32,7 @@ struct FrontEndTest : ::testing::Test {
     }
 };
 
-TEST_F(FrontEndTest, RecordsGoOutAsTheyAreAndNullTextsAsNull) {
+TEST_F(FrontEndTest, RecordsGoOutAsTheyAre) {
     WithFrontEnd([](ITKRuntimeLoggerAPI& api) {
         api.Log(7, nullptr, nullptr, -1, nullptr, nullptr);
         api.Log(-7, L"", L"", 1, L"", L"");
@@ -51,7 +51,7 @@ TEST_F(FrontEndTest, RecordsGoOutAsTheyAreAndNullTextsAsNull) {
               logger->Records());
 }
 
-TEST_F(FrontEndTest, QuestionIsDefaultAnsweredAndForgottenWhenNobodyCanAnswer) {
+TEST_F(FrontEndTest, AQuestionThatNobodyCanAnswerGetsTheDefault) {
     const std::wstring question = NewQuestion();
     const auto expectAnswer = [&](LONG answer) {
         WithFrontEnd([&](ITKRuntimeLoggerAPI& api) {
@@ -105,7 +105,7 @@ TEST_F(FrontEndTest, RememberedAnswerIsAskedForOncePerDistinctQuestion) {
     }
 }
 
-TEST(AnswerCacheTest, AnswersAreKeptOneThreadAfterTheOtherAndTheFirstStays) {
+TEST(AnswerCacheTest, TheFirstOfTwoAnswersStays) {
     const auto key = [](LONG line) { return CAnswerCache::Key{1, L"", L"", line, L"", L"", L""}; };
     CAnswerCache cache;
     EXPECT_FALSE(EndsBeside([&] { cache.Store(key(1), 10); }, [&] { EXPECT_EQ(10, cache.Find(key(1))); }));
@@ -113,7 +113,7 @@ TEST(AnswerCacheTest, AnswersAreKeptOneThreadAfterTheOtherAndTheFirstStays) {
     EXPECT_EQ(20, cache.Find(key(2)));
 }
 
-TEST_F(FrontEndTest, DumpTakesTheMessageAndItsAbsenceIsSaid) {
+TEST_F(FrontEndTest, TheRecordSaysThatADumpIsMissing) {
     const auto dump = [](ITKRuntimeLoggerAPI& api) {
         api.LogWithDump(4, L"cat", L"file", 12, L"func", L"crashed %d%%", 100);
     };

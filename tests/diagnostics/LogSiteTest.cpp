@@ -39,15 +39,6 @@ std::wstring Described(const wchar_t* code, HRESULT hr) {
     return code + (L" (\"" + HResultText(hr) + L"\")");
 }
 
-TEST(FormatLogStringTest, FormatsAsTheWindowsWidePrintfDoesWithoutALengthLimit) {
-    const std::wstring longName(1000000, L'\u6587');
-    EXPECT_EQ(L"", FormatLogString(L""));
-    EXPECT_EQ(L"wide narrow -7 0x0000ABCD 100%",
-              FormatLogString(L"%s %S %d 0x%08X 100%%", L"wide", "narrow", -7, 0xABCDu));
-    EXPECT_EQ(L"9223372036854775807", FormatLogString(L"%I64d", INT64_MAX));
-    EXPECT_EQ(L"<" + longName + L">", FormatLogString(L"<%s>", longName.c_str()));
-}
-
 TEST(HResultTextTest, IsTheSystemsWithoutItsLastTwoCharacters) {
     wchar_t text[300]{};
     const auto code = static_cast<DWORD>(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT));  // has a placeholder
@@ -57,7 +48,7 @@ TEST(HResultTextTest, IsTheSystemsWithoutItsLastTwoCharacters) {
     EXPECT_EQ(std::wstring(text, length - 2), HResultText(static_cast<HRESULT>(code)));
 }
 
-TEST(SeverityNameTest, TheFiveSeveritiesHaveNamesAndNoOtherNumber) {
+TEST(SeverityNameTest, OnlyTheFiveSeveritiesHaveNames) {
     const std::pair<LONG, const wchar_t*> names[] = {{LONG_MIN, L""}, {-1, L""},      {kDebug, L"DEBUG"}, {1, L"INFO"},
                                                      {2, L"WARN"},    {3, L"ERROR"},  {4, L"FATAL"},      {5, L""},
                                                      {7, L""},        {LONG_MAX, L""}};
@@ -65,7 +56,7 @@ TEST(SeverityNameTest, TheFiveSeveritiesHaveNamesAndNoOtherNumber) {
         EXPECT_STREQ(name, SeverityName(severity)) << severity;
 }
 
-TEST(LogSiteTest, ThreadThatFoundNoLoggerEvaluatesNothingAndNeverLooksAgain) {
+TEST(LogSiteTest, AThreadThatFoundNoLoggerNeverLooksAgain) {
     OnNewThread([] {
         EXPECT_EQ(nullptr, GetLoggerAPI());
         CPublishedLogger publishedTooLate;
@@ -109,7 +100,7 @@ const wchar_t* NoText() {
     throw std::bad_alloc();
 }
 
-TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
+TEST(LogSiteTest, AMisbehavingLoggerFailsNobody) {
     for (const bool throws : {false, true}) {
         const auto logger = CRecordingLogger::Create();
         logger->onCall = [&] { return ::SetLastError(ERROR_GEN_FAILURE), throws ? throw 42 : E_FAIL; };
@@ -126,7 +117,7 @@ TEST(LogSiteTest, MisbehavingLoggerFailsNobodyAndLastErrorSurvives) {
     }
 }
 
-TEST(CheckedCallTest, FirstFailureIsLoggedWithItsTextAndEndsTheFunction) {
+TEST(CheckedCallTest, TheFirstFailureEndsTheFunction) {
     const std::wstring fail = Described(L"0x80004005", E_FAIL), pointer = Described(L"0x80004003", E_POINTER);
     const struct {
         int check;
@@ -164,7 +155,7 @@ struct CQuietDescriptions final : CLongDescriptions {
     CQuietDescriptions(const wchar_t* kind, bool rawOnly) : CLongDescriptions(kind, {{1, L"one"}}, rawOnly) {}
 };
 
-TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
+TEST(DescriptionsTest, CodesAreDescribedByTheirNames) {
     CPublishedLogger published;
     OnNewThread([&] {
         EXPECT_EQ(L"0x00000001 / 1 (EC_COMPLETE)", DShowEventDescriptions()(1));
@@ -193,7 +184,7 @@ TEST(DescriptionsTest, CodesHaveTheirNamesAndAMissingOneIsComplainedAbout) {
         published->Records());
 }
 
-TEST(WatchedValueTest, EachChangeIsReportedOnceAndByNameAndStoredWithoutALogger) {
+TEST(WatchedValueTest, EachChangeIsReportedOnce) {
     CWatchedValue<bool> flag{kSource, L"Output Pin", L"m_bInfiniteStream", true};
     OnNewThread([&] { flag.Set(false, L"Pin::Set", 1); });
     CPublishedLogger published;

@@ -27,7 +27,7 @@ std::vector<LoggedProfile> ReportOf(const std::wstring& function) {
     return Reported(published, function);
 }
 
-TEST(ProfileTest, DurationsAreSecondsAndTheFirstIsAlwaysZero) {
+TEST(ProfileTest, DurationsAreInSeconds) {
     CPublishedLogger published;
     OnNewThread([] {
         CProfile profile;
@@ -114,7 +114,7 @@ TEST(TimingScopeTest, ThreadsThatArriveTogetherMakeOneProfileIfTheFirstHasALogge
     EXPECT_TRUE(ReportOf(L"DisabledSite").empty());
 }
 
-TEST(TimingScopeTest, LoggerMayItselfBeTimedAndFailWithoutCostingTheLastError) {
+TEST(TimingScopeTest, ALoggerMayItselfBeTimed) {
     const auto site = [] { TK_PROFILE(kSource, L"NestedSite", L""); };
     const auto logger = CRecordingLogger::Create();
     logger->onCall = [&] { return site(), ::SetLastError(ERROR_GEN_FAILURE), E_FAIL; };

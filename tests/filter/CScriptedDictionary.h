@@ -1,8 +1,7 @@
-// The MIME dictionary of a test, reached through "filter_test_metadata.dll", copied beside
-// the filter as "TvMetadata.dll". While the object lives, the library gives it out as its dictionary; when there is
-// none, the library has none either.
+// The MIME dictionary of a test, reached through "filter_test_dictionary.dll", which is copied beside the filter as
+// "TvMetadata.dll". While the object lives, the DLL gives it out; when there is no object, the DLL has no dictionary.
 //
-// One at a time; it is its own list.  Threads: the script is set before the filter uses it.
+// One at a time. The object is also the list that it hands out.  Threads: the script is set before the filter uses it.
 #pragma once
 
 #include "sdk/TvMetadata.h"
@@ -16,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-// Where the library finds the dictionary's address: it is loaded and unloaded within one load of the filter, so nobody
+// Where the DLL finds the dictionary's address: it is loaded and unloaded within one load of the filter, so nobody
 // can give it the address before.
 inline constexpr wchar_t kDictionaryAddressVariable[] = L"TV_TEST_DICTIONARY";
 
@@ -26,7 +25,7 @@ public:
 
     std::optional<Types> types = Types{};         // of every content; empty: a null list
     std::function<void(IStream*)> onDetect;       // sees the content
-    std::pair<std::wstring, std::wstring> alias;  // row of the table ("*": any), candidate that Matches says yes to
+    std::pair<std::wstring, std::wstring> alias;  // row of the table ("*": any), candidate that Matches accepts
     int detections = 0;
 
     CScriptedDictionary() {

@@ -19,7 +19,7 @@ void ExpectAnswers(HRESULT answer, IUnknown* object, const Interfaces& interface
     EXPECT_EQ(E_POINTER, object->QueryInterface(__uuidof(IUnknown), nullptr));
 }
 
-TEST(FilterObjectTest, ANewFilterSaysWhatItIsAndOffersNothing) {
+TEST(FilterObjectTest, ANewFilterOffersNothing) {
     const CTestApartment apartment(COINIT_APARTMENTTHREADED);
     CFilterHost host;
     host.Create();
@@ -113,11 +113,15 @@ struct CFakeRegistrar final : IRegistrarBase {
     bool throws = false;
 };
 
-TEST(FilterModuleTest, CountsLocksKeepsOneTableOnceItIsMadeAndNamesItsReplacement) {
+TEST(FilterModuleTest, CountsLocks) {
+    CMyModule module;
+    EXPECT_TRUE(module.Lock() == 1 && module.Lock() == 2 && module.Unlock() == 1 && module.GetLockCount() == 1);
+}
+
+TEST(FilterModuleTest, KeepsOneTableOnceItIsMade) {
     const CImportHook hook("CoCreateInstance", &MakeTable);
     {
         CMyModule module;
-        EXPECT_TRUE(module.Lock() == 1 && module.Lock() == 2 && module.Unlock() == 1 && module.GetLockCount() == 1);
         EXPECT_EQ(E_POINTER, module.GetGITPtr(nullptr));
         for (const auto& [made, expected] : {std::pair{E_ACCESSDENIED, E_ACCESSDENIED}, {S_OK, S_OK}, {E_FAIL, S_OK}}) {
             g_tableResult = made;
@@ -126,14 +130,18 @@ TEST(FilterModuleTest, CountsLocksKeepsOneTableOnceItIsMadeAndNamesItsReplacemen
             EXPECT_EQ(expected == S_OK ? &g_table : nullptr, table.Get());
         }
         EXPECT_EQ(1u, g_table.References());
-        CFakeRegistrar registrar;
-        EXPECT_EQ(E_POINTER, module.AddCommonRGSReplacements(nullptr));
-        EXPECT_EQ(S_FALSE, module.AddCommonRGSReplacements(&registrar));
-        EXPECT_EQ(L"APPID=", registrar.said);
-        registrar.throws = true;
-        EXPECT_EQ(E_OUTOFMEMORY, module.AddCommonRGSReplacements(&registrar));
     }
     EXPECT_EQ(0u, g_table.References());
+}
+
+TEST(FilterModuleTest, NamesItsReplacement) {
+    CMyModule module;
+    CFakeRegistrar registrar;
+    EXPECT_EQ(E_POINTER, module.AddCommonRGSReplacements(nullptr));
+    EXPECT_EQ(S_FALSE, module.AddCommonRGSReplacements(&registrar));
+    EXPECT_EQ(L"APPID=", registrar.said);
+    registrar.throws = true;
+    EXPECT_EQ(E_OUTOFMEMORY, module.AddCommonRGSReplacements(&registrar));
 }
 
 }  // namespace

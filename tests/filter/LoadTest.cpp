@@ -43,7 +43,7 @@ struct LoadTest : ::testing::Test {
     }
 };
 
-TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
+TEST_F(LoadTest, TheSourceStaysWhenANameCannotBeOpened) {
     const CTempFile good("good"), locked("locked");
     const base::CAutoHandle lock(Open(locked.Path(), GENERIC_READ, 0));
     ASSERT_EQ(S_OK, host.Load(good.Path(), &kWave));
@@ -65,13 +65,13 @@ TEST_F(LoadTest, ANameThatCannotBeOpenedIsReportedAndTheSourceAndTypeStay) {
     }
     EXPECT_EQ(NothingCreated(), host.Load(L"", &other));
     EXPECT_EQ(L"", host.CurrentName()) << "an empty name is none";
-    EXPECT_EQ(S_OK, host.Load(good.Path(), &kWave)) << "the creation thread is none the worse";
+    EXPECT_EQ(S_OK, host.Load(good.Path(), &kWave)) << "the creation thread goes on";
     EXPECT_EQ(S_OK, OpenResult());
     EXPECT_EQ(E_POINTER, host.As<ITavelSourceOpenResult>()->GetOpenResult(nullptr));
     ExpectSource(good.Path(), "good");
 }
 
-TEST_F(LoadTest, TheFileIsSharedButNotWithWritersUntilTheNextLoad) {
+TEST_F(LoadTest, TheFileIsSharedWithReadersUntilTheNextLoad) {
     const CTempFile first("first"), second("second"), third;
     constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     ASSERT_EQ(S_OK, host.Load(first.Path(), &kWave));

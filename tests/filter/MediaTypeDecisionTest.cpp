@@ -1,8 +1,8 @@
-// Which media types the pin offers for a content, with every kind of MIME dictionary beside the filter.
+// Which media types the pin offers for a source's content, with every kind of MIME dictionary beside the filter.
 #include "base/CTaskMem.h"
 #include "baseclasses/CMediaType.h"
 #include "sdk/TvMetadata.h"
-#include "tests/filter/CFilterWithLibrary.h"
+#include "tests/filter/CFilterWithDictionary.h"
 #include "tests/filter/CScriptedDictionary.h"
 #include "tests/support/CFakeDataLayer.h"
 #include "tests/support/FilterTest.h"
@@ -44,7 +44,7 @@ std::optional<Types> AllNames() {
     return Types(std::istream_iterator<std::wstring, wchar_t>(names), {});
 }
 
-TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAliasesContain) {
+TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyContain) {
     const struct {
         const char* name;
         std::optional<Types> types;
@@ -66,7 +66,7 @@ TEST_F(MediaTypeDecisionTest, CandidatesOfferInTheirOrderWhateverTheyAndTheAlias
         {"an empty candidate isn't asked about", Types{L""}, kNothingKnown, {L"*", L""}},
         {"every row", Types{L"x"}, "MMMMCOWIDA000000000000OO0ASSV0PTTP0000000000OO0OO", {L"*", L"x"}},
     };
-    const CFilterWithLibrary filter(Library::WithExport);
+    const CFilterWithDictionary filter(DictionaryFile::WithExport);
     dictionary.onDetect = [&](IStream* stream) {
         char bytes[5]{};
         EXPECT_EQ(S_OK, stream->Read(bytes, 4, nullptr));
@@ -98,7 +98,7 @@ TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) 
         static_cast<void>(stream->Seek({.QuadPart = 200'000}, STREAM_SEEK_SET, nullptr));
         EXPECT_EQ(S_OK, stream->Seek({}, STREAM_SEEK_SET, nullptr));
     };
-    const CFilterWithLibrary filter(Library::WithExport);
+    const CFilterWithDictionary filter(DictionaryFile::WithExport);
     // Pieces smaller and larger than what is looked at, and than the read buffer.
     for (const Stream::Seeks seeks :
          {Stream::Seeks::None, Stream::Seeks::Claimed, Stream::Seeks::Onwards, Stream::Seeks::All})
@@ -118,24 +118,27 @@ TEST_F(MediaTypeDecisionTest, ASourceThatCannotBeSoughtLosesNothingToDetection) 
         }
 }
 
-TEST(MediaTypeLibraryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDictionary) {
-    CTempFolder current;  // a stranger's library there doesn't count
-    PutLibrary(current, Library::WithExport);
+TEST(MediaTypeDictionaryTest, TheDataServiceIsAskedOnlyWhereADllHasNoDictionary) {
+    CTempFolder current;  // a stranger's dictionary there doesn't count
+    PutDictionary(current, DictionaryFile::WithExport);
     const CCurrentFolder isCurrent(current.Path());
     const struct {
-        Library library;
+        DictionaryFile file;
         bool hasDictionary;
         std::string offers;
         Log lines;
     } cases[] = {
-        {Library::None, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
-        {Library::Damaged, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
-        {Library::Foreign, false, "SV0", {Line(4, kFunction, L"Cannot get function pointer to GetMimeTypeDictionary")}},
-        {Library::WithExport, false, "SV0", {}},
-        {Library::WithExport, true, kNothingKnown, {}},
+        {DictionaryFile::None, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
+        {DictionaryFile::Damaged, false, kNothingKnown, {Line(2, kFunction, L"TvMetadata.dll was not found")}},
+        {DictionaryFile::Foreign,
+         false,
+         "SV0",
+         {Line(4, kFunction, L"Cannot get function pointer to GetMimeTypeDictionary")}},
+        {DictionaryFile::WithExport, false, "SV0", {}},
+        {DictionaryFile::WithExport, true, kNothingKnown, {}},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(static_cast<int>(row.library));
+        SCOPED_TRACE(static_cast<int>(row.file));
         const Log lines = LinesOf([&] {
             Stream content("0123456789");
             CFakeDataLayer layer;
@@ -143,7 +146,7 @@ TEST(MediaTypeLibraryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDictionary
             std::optional<CScriptedDictionary> dictionary;
             if (row.hasDictionary)
                 dictionary.emplace();
-            const CFilterWithLibrary filter(row.library);
+            const CFilterWithDictionary filter(row.file);
             EXPECT_EQ(row.offers, filter.Offers(&content));
             EXPECT_EQ(row.offers == "SV0", layer.extracted != nullptr);
             EXPECT_NE(&content, layer.extracted) << "the buffered stream is read";
@@ -155,14 +158,14 @@ TEST(MediaTypeLibraryTest, TheDataServiceIsAskedOnlyWhereALibraryHasNoDictionary
     }
 }
 
-TEST(MediaTypeLibraryTest, EveryStepOfALoadAndOfAReadIsTimed) {
+TEST(MediaTypeDictionaryTest, EveryStepOfALoadAndOfAReadIsTimed) {
     const CPublishedLogger logger;
     OnNewThread([] {
         const CTempFile file("0123456789");
         CFakeDataLayer layer;
         CScriptedDictionary dictionary;
-        for (const Library library : {Library::WithExport, Library::Foreign}) {
-            const CFilterWithLibrary filter(library);
+        for (const DictionaryFile beside : {DictionaryFile::WithExport, DictionaryFile::Foreign}) {
+            const CFilterWithDictionary filter(beside);
             EXPECT_EQ(S_OK, filter.host.Load(file.Path()));
             EXPECT_EQ(kNothingKnown, filter.host.Offers());
             const auto reader = filter.host.Reader();
@@ -192,8 +195,8 @@ TEST(MediaTypeLibraryTest, EveryStepOfALoadAndOfAReadIsTimed) {
 
 // Detection may take seconds. An enumeration meanwhile must not give the former types, nor a list that ends without an
 // error.
-TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNewOnesCome) {
-    const CFilterWithLibrary filter(Library::WithExport);
+TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldOfEachChangeOfTheTypes) {
+    const CFilterWithDictionary filter(DictionaryFile::WithExport);
     EXPECT_EQ("W", filter.Offers(&content, &kWave));
     ComPtr<IEnumMediaTypes> types;
     ASSERT_EQ(S_OK, filter.host.Pin()->EnumMediaTypes(&types));
@@ -209,8 +212,8 @@ TEST_F(MediaTypeDecisionTest, EnumeratorsAreToldWhenTheFormerTypesGoAndWhenTheNe
     EXPECT_EQ(1, dictionary.detections);
 }
 
-TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchanged) {
-    const CFilterWithLibrary filter(Library::WithExport);
+TEST_F(MediaTypeDecisionTest, TheCallersTypeIsReportedUnchanged) {
+    const CFilterWithDictionary filter(DictionaryFile::WithExport);
     dictionary.types = std::nullopt;
     BYTE format[]{1, 2, 3, 4, 5};
     AM_MEDIA_TYPE type{MEDIATYPE_Video,     MEDIASUBTYPE_Avi, TRUE,          TRUE,  188,
@@ -234,17 +237,17 @@ TEST_F(MediaTypeDecisionTest, TheCallersTypeIsOfferedAsAStreamAndReportedUnchang
     EXPECT_EQ('W', filter.host.CurrentType());
 }
 
-TEST_F(MediaTypeDecisionTest, TheLibraryBesideTheFilterComesBeforeThatOfASearchedFolder) {
+TEST_F(MediaTypeDecisionTest, TheDictionaryBesideTheFilterComesFirst) {
     dictionary.types = Types{L"audio/wav"};
     CTempFolder elsewhere;
-    PutLibrary(elsewhere, Library::WithExport);
+    PutDictionary(elsewhere, DictionaryFile::WithExport);
     const DLL_DIRECTORY_COOKIE searched = ::AddDllDirectory(elsewhere.Path().c_str());
-    for (const Library beside : {Library::WithExport, Library::None, Library::Damaged})
-        EXPECT_EQ("W", CFilterWithLibrary(beside).Offers(&content)) << static_cast<int>(beside);
+    for (const DictionaryFile beside : {DictionaryFile::WithExport, DictionaryFile::None, DictionaryFile::Damaged})
+        EXPECT_EQ("W", CFilterWithDictionary(beside).Offers(&content)) << static_cast<int>(beside);
     const std::wstring name(120, L'n');
     const std::vector<std::wstring> folders[] = {{L"blanks, dots.dll \u00E4\u4E2D\U0001F600"}, {name, name, name}};
     for (const auto& inner : folders)
-        EXPECT_EQ(kNothingKnown, CFilterWithLibrary(Library::Foreign, inner).Offers(&content));
+        EXPECT_EQ(kNothingKnown, CFilterWithDictionary(DictionaryFile::Foreign, inner).Offers(&content));
     ::RemoveDllDirectory(searched);
 }
 

@@ -22,7 +22,7 @@ std::wstring Loading(const std::wstring& name) {
     return Line(1, L"CCustomFileSourceFilter::OpenStream", L"Loading file : " + name);
 }
 
-TEST(OpenStreamTest, AnyFailureOfTheStreamIsSurvivedAndItsNameIsReportedAndLogged) {
+TEST(OpenStreamTest, AnyFailureOfTheStreamIsSurvived) {
     const struct {
         const char* what;
         Stream::Kind kind;
@@ -99,7 +99,7 @@ HRESULT FailingTable(IGlobalInterfaceTable** table) {
     return g_table->QueryInterface(IID_PPV_ARGS(table));
 }
 
-TEST(OpenStreamTest, AStreamThatCannotBeBufferedIsLoggedAndTheSourceStays) {
+TEST(OpenStreamTest, TheSourceStaysWhenAStreamCannotBeBuffered) {
     const std::wstring failed = L"ERROR: hr=0x8007000E (\"" +
                                 TKRuntimeLogger::HresultDescriptions().Describe(E_OUTOFMEMORY) +
                                 L"\"), from call TKFCreateBufferedStream(pStream, &pBufferedStream)";
@@ -136,7 +136,7 @@ HANDLE WINAPI EventUnlessItIsTheNth(SECURITY_ATTRIBUTES* security, BOOL manual, 
 }
 
 // A load that lacked one of its events would hang, or play what another load has opened.
-TEST(IncompleteFilterTest, WithoutOneOfItsEventsAFilterLoadsNoNamesAndOpensStreams) {
+TEST(IncompleteFilterTest, AFilterThatLacksAnEventOpensOnlyStreams) {
     for (int missing = 0; missing < 3; ++missing) {
         SCOPED_TRACE(missing);
         Stream source("0123456789");
@@ -220,7 +220,7 @@ TEST_F(ConcurrencyTest, TwoLoadsAreMadeOneAfterTheOther) {
 }
 
 // What an earlier load has left in the table is not what this one has opened.
-TEST(OpenStreamTest, ALoadWhoseStreamCannotBePassedOnFailsAndSaysWhy) {
+TEST(OpenStreamTest, ALoadSaysWhyItsStreamCannotBePassedOn) {
     const CTestApartment apartment(COINIT_MULTITHREADED);
     const CTempFile first("0123456789"), second("abcdefghij");
     CFailingTable table;

@@ -21,7 +21,7 @@ bool FailsNow() noexcept {
     return left == 0;
 }
 
-std::atomic<bool> g_noTexts{false};  // only records are made of such texts here
+std::atomic<bool> g_noTexts{false};  // only log records allocate such texts here
 
 BSTR WINAPI AllocateText(const OLECHAR* text) {
     return g_noTexts ? nullptr : ::SysAllocStringLen(text, static_cast<UINT>(std::wcslen(text)));
@@ -88,7 +88,7 @@ int Failures(const std::function<HRESULT(CInnerFilter&)>& operation, const Sourc
 }
 
 // Logging takes memory, too, and more of it; but it fails no operation.
-TEST(OutOfMemoryTest, AnOperationFailsAtItsOwnStepsOnlyAndThenChangesNothing) {
+TEST(OutOfMemoryTest, AnOperationThatFailsChangesNothing) {
     const CImportHook text("SysAllocString", &AllocateText);
     const std::string wave("RIFF\x24\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x40\x1F\0\0\1\0\x08\0data\0\0\0\0",
                            44);

@@ -1,5 +1,5 @@
 // The pin's synchronous reads: every way in which a source or a sample can fail one, what the caller, the log and the
-// graph get to know of it, and that the next read works again.
+// graph get to know of it, and that the next read works.
 #include "tests/support/CInnerFilter.h"
 #include "tests/support/FilterTest.h"
 
@@ -81,7 +81,7 @@ const auto kReadFailsAndStatGives = [](HRESULT hr) {
     return [=](Stream& s) { kReadFails(s), s.On(Stream::StatCall, 0, {.result = hr}); };
 };
 
-TEST(PinReadTest, EachFaultOfASourceIsToldInItsOwnWayAndPasses) {
+TEST(PinReadTest, EachFaultOfASourceIsToldInItsOwnWay) {
     const Failure seek{.seek = L"80030019", .inside = 10}, seekOutside{.seek = L"80030019"};
     const Failure read{.read = L"8003001e", .inside = 10}, readOutside{.read = L"8003001e"};
     const auto claims1000 = [](Stream& s) { s.ReportSize(1000), kReadFails(s); };
@@ -117,13 +117,13 @@ TEST(PinReadTest, EachFaultOfASourceIsToldInItsOwnWayAndPasses) {
         const auto arrange = [&](Stream& source, CTestSample&) { row.arrange(source); };
         const auto& [result, bytes] = row.expected;
         ExpectRead(Way::SyncRead, row.position, row.length, arrange, row.expected, row.failure);
-        // A sample has no bytes of a read that failed.
+        // After a failed read the sample holds no bytes.
         ExpectRead(Way::SyncReadAligned, row.position, row.length, arrange,
                    {result, row.failure ? "" : bytes.substr(0, bytes.find('.'))}, row.failure);
     }
 }
 
-TEST(PinReadTest, TheTwoWaysDifferInWhatTheyBelieveAndTell) {
+TEST(PinReadTest, TheTwoWaysDifferInWhatTheyBelieve) {
     const auto healthy = [](Stream&, CTestSample&) {};
     const auto claimsMore = [](Stream& s, CTestSample&) { s.On(Stream::ReadCall, 0, {.claim = 9}); };
     ExpectRead(Way::SyncRead, 2, 4, claimsMore, {S_FALSE, "2345"});
@@ -136,7 +136,7 @@ TEST(PinReadTest, TheTwoWaysDifferInWhatTheyBelieveAndTell) {
     ExpectRead(Way::SyncRead, 2, LONG_MIN, healthy, {S_FALSE, "...."});
 }
 
-TEST(PinReadTest, EachFaultOfASampleIsToldInItsOwnWayAndPasses) {
+TEST(PinReadTest, EachFaultOfASampleIsToldInItsOwnWay) {
     const Failure untold{.inside = 10}, setLength{.read = L"80004005", .inside = 10};
     const struct {
         const char* what;

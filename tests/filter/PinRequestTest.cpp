@@ -22,7 +22,7 @@ struct Next {
     bool operator==(const Next&) const = default;
 };
 
-constexpr DWORD kLimitMs = 10'000;  // whatever happens at all happens within this time
+constexpr DWORD kLimitMs = 10'000;  // long enough for anything that is going to happen
 
 std::vector<DWORD> g_waits;    // the time-outs of all waits
 std::function<BOOL()> g_wait;  // in place of the condition variable's wait; called without the lock
@@ -59,7 +59,7 @@ struct PinRequestTest : ::testing::Test {
     std::list<std::future<HRESULT>> calls;
 
     void SetUp() override { ASSERT_EQ(S_OK, pin.SetSourceFileStream(&source, 0)); }
-    // Nobody hangs behind a test that has failed.
+    // A failed test leaves no thread waiting.
     void TearDown() override {
         pin.HaltEvent().Set();
         pin.BeginFlush();
@@ -93,7 +93,7 @@ struct PinRequestTest : ::testing::Test {
     }
 };
 
-TEST_F(PinRequestTest, WhatReadsAnythingIsQueuedAndTheRestRefused) {
+TEST_F(PinRequestTest, OnlyWhatReadsAnythingIsQueued) {
     const auto healthy = [](Stream&, CTestSample&) {};
     const auto readFails = [](Stream& s, CTestSample&) { s.On(Stream::ReadCall, 0, {.result = E_FAIL}); };
     const auto isFull = [](Stream&, CTestSample& s) { s.actualLength = 4; };
@@ -127,7 +127,7 @@ TEST_F(PinRequestTest, WhatReadsAnythingIsQueuedAndTheRestRefused) {
     }
 }
 
-TEST_F(PinRequestTest, AFlushRefusesRequestsAndHandsOutWhatIsQueuedInItsOrder) {
+TEST_F(PinRequestTest, AFlushHandsOutWhatIsQueuedInItsOrder) {
     CTestSample &first = NewSample(0, 4), &second = NewSample(4, 8);
     ASSERT_EQ(S_OK, pin.Request(&first, 1));
     ASSERT_EQ(S_OK, pin.Request(&second, 2));
@@ -143,7 +143,7 @@ TEST_F(PinRequestTest, AFlushRefusesRequestsAndHandsOutWhatIsQueuedInItsOrder) {
     EXPECT_EQ((Next{S_OK, &second, 4}), WaitForNext());
 }
 
-TEST_F(PinRequestTest, OneCallAtATimeReachesTheSourceAndAReadKeepsAFlushWaiting) {
+TEST_F(PinRequestTest, OneCallAtATimeReachesTheSource) {
     CTestSample& own = NewSample(0, 4);
     LONGLONG total = 0;
     ULARGE_INTEGER position{};
@@ -177,7 +177,7 @@ TEST_F(PinRequestTest, OneCallAtATimeReachesTheSourceAndAReadKeepsAFlushWaiting)
     EXPECT_EQ((Next{S_OK, &own, 0}), WaitForNext());
 }
 
-TEST_F(PinRequestTest, AWaiterWakesForEachRequestAndTheRestForAFlush) {
+TEST_F(PinRequestTest, EachRequestWakesOneWaiter) {
     const base::CAutoHandle ended(::CreateSemaphoreW(nullptr, 0, 3, nullptr));
     for (int i = 0; i < 3; ++i)
         StartAndWait([&] {
@@ -216,7 +216,7 @@ TEST(SignalTest, WhatComesBeforeTheWaitIsNotMissed) {
 }
 
 // A waiter may be woken for nothing as often as others take what it was woken for.
-TEST_F(PinRequestTest, AVainWakeCostsTheWaiterNoTimeAndGivesItNone) {
+TEST_F(PinRequestTest, AVainWakeLeavesTheWaitersTimeAsItWas) {
     const CImportHook clock("GetTickCount64", &Now), wait("SleepConditionVariableSRW", &WaitAsTold);
     g_waits.clear();
     g_wait = [] {
@@ -271,7 +271,7 @@ TEST_F(PinRequestTest, ReadersWaitUntilTheFlowIsDisabledNotUntilItIsEnabled) {
     EXPECT_EQ(Got(S_OK, "3456"), SyncRead(pin, 3, 4)) << "the gate only ever holds those before the first call";
 }
 
-TEST_F(PinRequestTest, ARequestThatWaitsLeavesTheQueueFreeAndThenLooksAgain) {
+TEST_F(PinRequestTest, ARequestThatWaitsLeavesTheQueueFree) {
     pin.FlowEvent().Reset();
     for (const bool slowRead : {false, true}) {
         if (slowRead) {

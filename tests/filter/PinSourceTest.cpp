@@ -121,7 +121,7 @@ TEST_F(PinSourceTest, WithoutASourceEveryOperationIsRefusedAfterItsArguments) {
     EXPECT_EQ(0u, user);
 }
 
-TEST(PinLostSourceTest, ASourceWhoseApartmentIsGoneIsAnErrorAndNoAbort) {
+TEST(PinLostSourceTest, TheLossOfASourcesApartmentDoesNotAbortTheGraph) {
     const Log lines = LinesOf([] {
         Stream source("0123456789");
         CInnerFilter filter;
@@ -180,7 +180,7 @@ TEST_F(PinSourceTest, ThePinOffersAndAcceptsTheListedPairs) {
     EXPECT_EQ(E_POINTER, pin.CheckMediaType(nullptr));
 }
 
-TEST_F(PinSourceTest, ThePinForcesTheAlignmentAndLeavesTheRestToTheParser) {
+TEST_F(PinSourceTest, ThePinForcesNothingButTheAlignment) {
     ComPtr<IMemAllocator> preferred, allocator;
     ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_ALL, IID_PPV_ARGS(&preferred)));
     for (IMemAllocator* given : {preferred.Get(), static_cast<IMemAllocator*>(nullptr)}) {
@@ -191,7 +191,7 @@ TEST_F(PinSourceTest, ThePinForcesTheAlignmentAndLeavesTheRestToTheParser) {
         EXPECT_EQ(S_OK, allocator->GetProperties(&actual));
         EXPECT_EQ(3, actual.cBuffers);
     }
-    // A refused allocator of the parser's own goes back to it all the same.
+    // The parser gets its own allocator back even when the allocator refused.
     ALLOCATOR_PROPERTIES properties{3, 4096, 77, 0};
     ASSERT_EQ(S_OK, preferred->Commit());
     EXPECT_EQ(VFW_E_ALREADY_COMMITTED,

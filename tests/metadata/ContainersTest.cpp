@@ -55,7 +55,7 @@ TEST(ContainersTest, BoxesTellSoundFromPictures) {
     // No brand that is cut off counts, and no movie with more boxes than are looked at is one of sound alone.
     Expect(kNothing, Box("ftyp", "isom\0\0\2\0isom"s, 4));
     Expect(kVideo, kBrand + Box("moov", sound + Repeat(2000, Box("free", ""))));
-    // Places that no source has.
+    // Positions beyond any source.
     Expect(kVideo, kBrand + Big(1, 4) + "mdat" + Big(1ull << 63, 8) + std::string(70'000, 'm'));
     Expect(kVideo, kBrand + Box("mdat", std::string(70'000, 'm'), 70'000));
     Expect(kNothing, Box("abcd", kBrand) + Box("moov", both));
@@ -97,7 +97,7 @@ TEST(ContainersTest, TracksOfMatroskaTellSoundFromPictures) {
            ebml + Element(kSegment, Tracks({2, 3}) + cluster), ebml + Element(kSegment, Tracks({2}, 40), 40),
            ebml + Element(kSegment, Tracks({2}, 1), 1), ebml + Element(kSegment, Tracks({17}) + cluster),
            ebml + Element(kSegment, cluster + Tracks({2})));
-    // A live writer knows no lengths; the next part of the segment ends the list.
+    // A live writer doesn't know lengths. The next part of the segment ends the list.
     Expect(kAudio, ebml + "\x18\x53\x80\x67\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x16\x54\xAE\x6B\xFF" +
                        Tracks({2}).substr(8) + cluster);
     Expect(kNothing, Ebml("matroskx") + Element(kSegment, Tracks({2})),

@@ -136,7 +136,7 @@ TEST(FramesTest, Ac3OfEverySize) {
     EXPECT_EQ(kNothing, Detected(Repeat(3, Ac3(128, 0, 0)).replace(0, 2, "\x0B\x78")));
 }
 
-TEST(FramesTest, FramesLinkUpAndAgreeOrAreNone) {
+TEST(FramesTest, FramesCountOnlyIfTheyLinkUp) {
     const std::string x = Filling(50);
     Expect(L"audio/x-aac", Repeat(3, Adts(300)) + x, Adts(8) + Adts(8191) + Adts(10) + x, Repeat(2, Adts(300)),
            Repeat(4, Adts(300, 12)), Repeat(4, Adts(10, 4, 1, 0)) + x, Repeat(3, Loas(200)) + x);

@@ -45,10 +45,10 @@ inline ULONGLONG PositionOf(IStream& source) {
     return position.QuadPart;
 }
 
-// What a dictionary says first of a content.
-inline std::wstring Detected(std::string_view content, IMimeTypeDictionary& dictionary = *MimeTypeDictionary()) {
+// What the dictionary says first of a source's content.
+inline std::wstring Detected(std::string_view content) {
     CScriptedStream source(content);
-    return FirstOf(dictionary.Detect(&source));
+    return FirstOf(MimeTypeDictionary()->Detect(&source));
 }
 
 // All answers for each of the contents, with blanks between them.
@@ -82,7 +82,7 @@ inline std::string Repeat(int times, const std::string& text) {
     return all;
 }
 
-// An ID3v2 tag of so many times 16 KiB.
+// An ID3v2 tag of `size` times 16 KiB.
 inline std::string Id3(char size) {
     return std::string("ID3\3\0\0\0", 7) + size + std::string(2 + static_cast<size_t>(size) * 16384, '\0');
 }

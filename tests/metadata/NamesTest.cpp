@@ -12,7 +12,7 @@ IMimeTypeDictionary& Names() {
     return *MimeTypeDictionary();
 }
 
-TEST(NamesTest, NamesOfOneTypeLeadToEachOtherAndThoseOfTwoNever) {
+TEST(NamesTest, NamesLeadToEachOtherExactlyIfTheyAreOfOneType) {
     // The preferred one first, and the last one last.
     const Types rows[] = {
         {L"audio/mpeg", L"audio/mp3", L"audio/x-mp3", L"audio/x-mpeg", L"audio/mpa"},
@@ -70,7 +70,7 @@ TEST(NamesTest, ExtensionsLeadToTypesWithOrWithoutDotInAnyCase) {
     EXPECT_EQ(nullptr, Names().FromExtension(nullptr));
 }
 
-TEST(NamesTest, EveryTypeOfTheFiltersTableIsKnownAndItsExtensionLeadsBack) {
+TEST(NamesTest, TheExtensionOfEachTypeInTheFiltersTableLeadsBackToIt) {
     const Types known = Take(Names().KnownTypes()).value_or(Types());
     for (const filter::MimeTypeRow& row : filter::MimeTypeTable()) {
         const wchar_t* const name = Names().CanonicalName(row.mime);

@@ -1,8 +1,7 @@
 // Sources that fail, stall or lie.
+#include "TKDataServices.h"
 #include "metadata/CStreamSource.h"
 #include "tests/metadata/MetadataTest.h"
-
-#include <TKDataServices.h>
 
 #include <utility>
 
@@ -29,7 +28,7 @@ struct SourceTest : ::testing::Test {
                                         {kSamples / "audio-x-aac" / "tagged-adts.aac", L"audio/x-aac"}};
 };
 
-TEST_F(SourceTest, AFailureOfAnyCallIsToldAsItCameAndSpoilsNothing) {
+TEST_F(SourceTest, AFailureOfAnyCallIsReportedAsItCame) {
     using Step = CScriptedStream::Step;
     for (const Sample& sample : m_samples) {
         CScriptedStream source(std::string("ID3\x03\0\0\0\5\0\0", 10) + std::string(5 << 14, 'x') + sample.Content());
@@ -62,7 +61,7 @@ TEST_F(SourceTest, AFailureOfAnyCallIsToldAsItCameAndSpoilsNothing) {
     }
 }
 
-TEST_F(SourceTest, PiecesAndAWrongSizeMisleadNobody) {
+TEST_F(SourceTest, PiecesAndWrongSizesMisleadNobody) {
     for (const Sample& sample : m_samples) {
         const std::string content = sample.Content();
         const ULONGLONG size = content.size();
@@ -97,7 +96,7 @@ struct SlowSourceTest : ::testing::Test {
     std::string movie = Sample{kSamples / "video-mp4" / "moov-at-end.mp4"}.Content();
 };
 
-TEST_F(SlowSourceTest, DetectionEndsInTimeAndJudgesByWhatCame) {
+TEST_F(SlowSourceTest, DetectionJudgesByWhatCameInTime) {
     const std::string content("RIFF\x24\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0@\x1F\0\0@\x1F\0\0\1\0\x08\0data", 40);
     const struct {
         ULONG piece;

@@ -34,7 +34,7 @@ TEST(SamplesTest, EverySampleIsWhatItsFolderSaysAlsoBehindTags) {
     }
 }
 
-TEST(SamplesTest, ALiveSourceIsJudgedFromWhereItStandsAndLosesNothing) {
+TEST(SamplesTest, ALiveSourceIsJudgedFromWhereItStands) {
     constexpr ULONGLONG kPosition = 11;
     int found = 0;
     for (const Sample& sample : Samples()) {
@@ -45,7 +45,7 @@ TEST(SamplesTest, ALiveSourceIsJudgedFromWhereItStandsAndLosesNothing) {
         ASSERT_EQ(S_OK, source.Seek({.QuadPart = kPosition}, STREAM_SEEK_SET, nullptr));
         source.RefuseSeeksBut(kPosition);
         const std::wstring answer = FirstOf(MimeTypeDictionary()->Detect(&source));
-        // What decides may lie beyond what a live source shows.
+        // The deciding bytes may lie behind what a live source shows.
         EXPECT_TRUE(answer == kNothing || FamilyOf(answer) == FamilyOf(sample.expected)) << answer;
         found += answer != kNothing;
         EXPECT_EQ(kPosition, PositionOf(source));

@@ -9,6 +9,7 @@
 #include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/RandomBytes.h"
+#include "tests/support/Results.h"
 
 #include <wrl/client.h>
 
@@ -27,8 +28,6 @@ using namespace dataservices;
 namespace {
 
 using Microsoft::WRL::ComPtr;
-
-constexpr HRESULT kCantSeek = static_cast<HRESULT>(0x80040003);
 
 struct Source {
     std::string bytes;
@@ -192,7 +191,7 @@ struct DataSource : ::testing::TestWithParam<Kind> {
     }
 };
 
-TEST_P(DataSource, GivesAllItsBytesInPiecesOfAnySizeAndThenNoMore) {
+TEST_P(DataSource, GivesExactlyItsBytesInPiecesOfAnySize) {
     for (const size_t size : {0u, 1u, 5'000u, 700'001u}) {
         const Source of = GetParam().make(RandomBytes(4711, size));
         const auto length = static_cast<ULONG>(of.bytes.size());
@@ -234,7 +233,7 @@ TEST_P(DataSource, GivesTheSameBytesWhereverItIsSoughtTo) {
     }
 }
 
-TEST_P(DataSource, TellsItsSizeNeedsNoCountAndStaysWhereItIsWhenNothingIsRead) {
+TEST_P(DataSource, TellsItsSize) {
     const ComPtr<IStream> stream = Open(source);
     EXPECT_TRUE(IsLive(*stream.Get()) || SizeOf(*stream.Get()) == source.bytes.size());
     STATSTG stat{};
@@ -242,6 +241,10 @@ TEST_P(DataSource, TellsItsSizeNeedsNoCountAndStaysWhereItIsWhenNothingIsRead) {
     const base::CTaskMem<wchar_t> name(stat.pwcsName);
     EXPECT_EQ(static_cast<DWORD>(STGTY_STREAM), stat.type);
     EXPECT_HRESULT_FAILED(stream->Stat(nullptr, STATFLAG_NONAME));
+}
+
+TEST_P(DataSource, StaysWhereItIsWhenNothingIsRead) {
+    const ComPtr<IStream> stream = Open(source);
     for (size_t at = 0; at < source.bytes.size(); at += 50'000) {
         char byte = '?';
         ULONG count = 0xDEAD;
@@ -256,7 +259,7 @@ TEST_P(DataSource, TellsItsSizeNeedsNoCountAndStaysWhereItIsWhenNothingIsRead) {
     }
 }
 
-TEST_P(DataSource, StandsWhereItSaysAfterASeekToNowhereAndGivesNothingThere) {
+TEST_P(DataSource, StandsWhereItSaysAfterASeekToNowhere) {
     const ComPtr<IStream> stream = Open(source);
     const LONGLONG size = std::ssize(source.bytes);
     const std::pair<LONGLONG, DWORD> nowhere[] = {{size + 0x1'0000'0000, STREAM_SEEK_SET},
@@ -273,7 +276,7 @@ TEST_P(DataSource, StandsWhereItSaysAfterASeekToNowhereAndGivesNothingThere) {
         const HRESULT hr = Seek(*stream.Get(), move, origin, &told);
         const ULONGLONG here = PositionOf(*stream.Get());
         EXPECT_EQ(here, told);
-        // A place that can't exist may also count as one far behind the end, and an unknown origin may be passed over.
+        // An impossible position may count as one far behind the end; an unknown origin may be ignored.
         EXPECT_TRUE(FAILED(hr) || here > source.bytes.size() || here == 17) << here;
         EXPECT_TRUE(Gives(*stream.Get(), source.bytes, here, 10));
         EXPECT_TRUE(!StandsAt(*stream.Get(), 0) || Gives(*stream.Get(), source.bytes, 0, 10));
@@ -282,7 +285,7 @@ TEST_P(DataSource, StandsWhereItSaysAfterASeekToNowhereAndGivesNothingThere) {
     }
 }
 
-TEST_P(DataSource, HasClonesThatStandWhereItStandsAndGoTheirOwnWay) {
+TEST_P(DataSource, HasClonesThatGoTheirOwnWay) {
     const ComPtr<IStream> stream = Open(source);
     EXPECT_HRESULT_FAILED(stream->Clone(nullptr));
     ASSERT_TRUE(Gives(*stream.Get(), source.bytes, 0, 299'999));

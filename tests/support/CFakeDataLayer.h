@@ -107,7 +107,7 @@ public:
         return Do(std::wstring(L"AppendChildWithId ") + (item ? L"" : L"null ") + id + L" " + name);
     }
 
-    // What nobody here asks for
+    // Methods that no test calls
     STDMETHODIMP GetEntryCount(long*) override { return E_NOTIMPL; }
     STDMETHODIMP GetEntryId(long, BSTR*) override { return E_NOTIMPL; }
     STDMETHODIMP GetEntryName(BSTR, BSTR*) override { return E_NOTIMPL; }

@@ -4,9 +4,10 @@
 // Lifetime: the destructor releases the filter and unloads the DLL, so pointers taken from here must be gone by then.
 #pragma once
 
+#include "TvFileSourceAsync.h"
+
 #include <windows.h>
 
-#include <TvFileSourceAsync.h>
 #include <objbase.h>
 #include <strmif.h>
 #include <wrl/client.h>

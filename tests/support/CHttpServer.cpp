@@ -1,7 +1,7 @@
+#include "tests/support/CHttpServer.h"
+
 #include <winsock2.h>
 #include <ws2tcpip.h>
-
-#include "tests/support/CHttpServer.h"
 
 #include <gtest/gtest.h>
 
@@ -69,7 +69,7 @@ private:
     // What the call gives. -1: broken or stopped.
     template <class Call>
     std::invoke_result_t<Call> WhenItNeedNotWait(Call&& call) {
-        // A reset that comes after an orderly end is no event; the next try sees it.
+        // A reset after an orderly close isn't an event here; the next call reports it.
         constexpr DWORD kTryAgainMs = 100;
         const HANDLE events[] = {m_stop, m_changed.Get()};
         for (;;) {

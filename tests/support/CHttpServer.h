@@ -65,7 +65,7 @@ public:
         bool live = false;               // chunked, without a length and without ranges
         std::string etag = "\"first\"";  // empty: none is sent
         std::string headers{};           // further ones, each with its CR LF
-        // Asked before each answer; may Serve something else, which the answer is then made of.
+        // Called before each answer; it may call Serve, and the answer then uses the new resource.
         std::function<Misbehaviour(const Request&)> script{};
     };
 

@@ -36,7 +36,7 @@ public:
     // What one call does. The plain one works as a well-behaved stream's does.
     struct Step {
         HRESULT result = S_OK;            // a failure, or another success code than the usual one
-        std::optional<ULONG> bytes = {};  // Read, Write: the most bytes that go over; if unset, all, or none on failure
+        std::optional<ULONG> bytes = {};  // Read, Write: the most bytes to transfer; if unset, all, or none on failure
         std::optional<ULONG> claim = {};  // Read, Write, Seek: the count or position that is reported instead
         bool throws = false;              // throws std::runtime_error and does nothing else
         bool holds = false;               // waits for LetGo at its start
@@ -67,7 +67,7 @@ public:
     void TellNameAlways() { Set(m_alwaysTellsName, true); }        // also to a Stat that wants none
     // Stands at its start again, whatever it refuses.
     void Rewind() { Set(m_position, 0); }
-    // What happens to seeks to anywhere but where the stream stands. Those that fail tell where it stands.
+    // How seeks to another position behave. Those that fail report where the stream stands.
     enum class Seeks {
         All,
         None,     // as a live source's

@@ -2,8 +2,8 @@
 //
 //   EXPECT_FALSE(EndsBeside([&] { cache.Store(key, 1); }, [&] { static_cast<void>(cache.Find(key)); }));
 //
-// Nothing is decided by the clock: the second call gets many turns of the processor, and what has not ended by then is
-// taken to wait. It then goes on by itself as soon as it may.
+// No clock decides: the second call gets many time slices; if it hasn't returned by then it counts as waiting. It then
+// goes on by itself as soon as it may.
 // Threads: the one that made the object.
 #pragma once
 

@@ -15,7 +15,7 @@
 
 class CTempFolder final {
 public:
-    // `inner`: folders one in the other, made inside a folder of its own name. When they are long, all paths are given
+    // `inner`: nested folders, made inside a folder of its own name. When they are long, all paths are given
     // with the prefix \\?\.
     explicit CTempFolder(const std::vector<std::wstring>& inner = {}) {
         const std::wstring stem = (inner.empty() || inner[0].size() < 100 ? L"" : LR"(\\?\)") +

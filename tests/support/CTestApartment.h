@@ -1,16 +1,14 @@
-// The COM apartment that a test is about, for as long as this object lives.
+// The COM apartment that a test is about, for as long as this object lives: the test fails if it can't be entered.
 #pragma once
 
-#include <windows.h>
-
-#include <objbase.h>
+#include "base/CApartment.h"
 
 #include <gtest/gtest.h>
 
 class CTestApartment final {
 public:
-    explicit CTestApartment(DWORD flags) { EXPECT_HRESULT_SUCCEEDED(::CoInitializeEx(nullptr, flags)); }
-    CTestApartment(const CTestApartment&) = delete;
-    CTestApartment& operator=(const CTestApartment&) = delete;
-    ~CTestApartment() { ::CoUninitialize(); }
+    explicit CTestApartment(DWORD kind) : m_apartment(kind) { EXPECT_HRESULT_SUCCEEDED(m_apartment.Result()); }
+
+private:
+    const base::CApartment m_apartment;
 };

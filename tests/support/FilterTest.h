@@ -7,6 +7,7 @@
 #include "tests/support/CTempFile.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/CTestSample.h"
+#include "tests/support/Results.h"
 
 #include <uuids.h>
 #include <vfwmsgs.h>
@@ -19,8 +20,6 @@
 using Microsoft::WRL::ComPtr;
 using Stream = CScriptedStream;
 using Log = std::vector<std::wstring>;
-
-inline constexpr HRESULT kEndOfFile = static_cast<HRESULT>(0x80070026);
 
 // A read's result and its buffer, of four bytes at least, where '.' stands for what was left alone.
 using Got = std::pair<HRESULT, std::string>;

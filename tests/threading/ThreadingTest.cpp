@@ -45,7 +45,7 @@ struct CWaitingRunnable final : IThreadRunnable {
         end{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
 };
 
-TEST(CRunnableThreadTest, RunsNamedBodiesOneAfterAnotherAndCanTryAgainWhatFailed) {
+TEST(CRunnableThreadTest, RunsOneBodyAfterAnother) {
     g_removals = 0;
     void* const watch = ::AddVectoredExceptionHandler(1, WatchThreadNames);
     const CImportHook removals("RemoveVectoredExceptionHandler", &CountRemoval, &g_remove);
@@ -116,7 +116,7 @@ struct CBody {
 };
 using Adapter = CComThreadRunnableAdapter<CBody>;
 
-TEST(CComThreadRunnableAdapterTest, BodyRunsInTheRequestedApartmentAndTheThreadIsLeftAsItWas) {
+TEST(CComThreadRunnableAdapterTest, OnlyTheBodyRunsInTheRequestedApartment) {
     for (const auto& [flags, kind] :
          {std::pair{COINIT_MULTITHREADED, APTTYPE_MTA}, {COINIT_APARTMENTTHREADED, APTTYPE_STA}}) {
         CBody body;

@@ -10,7 +10,7 @@
 //   .felled      whose ninth read never ends, and whose filter tells the graph of an error then
 //   .older       that can't be opened, by a filter that doesn't say why
 //
-// A filter that goes says on standard error which rule for references of samples its pin had at last.
+// When the filter is released, it prints which sample-reference rule its pin had last.
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "tests/support/CScriptedStream.h"

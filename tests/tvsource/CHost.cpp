@@ -14,7 +14,7 @@ std::wstring FileIn(const char* folder, const std::wstring& name) {
     return std::filesystem::absolute(std::filesystem::path(folder) / name).make_preferred().wstring();
 }
 
-// None has a backslash at its end or before a quotation mark.
+// No argument ends in a backslash or has one before a quotation mark.
 std::wstring Quoted(std::wstring argument) {
     for (auto at = argument.find(L'"'); at != argument.npos; at = argument.find(L'"', at + 2))
         argument.insert(at, 1, L'\\');

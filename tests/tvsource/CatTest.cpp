@@ -41,7 +41,7 @@ TEST_F(Cat, RangesComeOutAsTheyStandInTheFileAlsoOfALiveSource) {
     }
 }
 
-TEST_F(Cat, WritesAFileOfAnyNameButNotOverItsSource) {
+TEST_F(Cat, WritesAnyFileButItsSource) {
     const std::wstring output = folder.Write("longer than what replaces it", L"Ausgabe \u00E4\u97F3.bin");
     const HostRun run = RunWithFilter(L"cat", {L"-o", output, L"--length", L"4", MediaFile(L"tone.wav")});
     ExpectRun(run, 0, {});

@@ -70,7 +70,7 @@ TEST_F(CommandLine, WithoutALibraryTheRegisteredFilterIsUsed) {
     ExpectRun(RunHost({L"info", wave}), 1, {"not registered", "0x80040154"});
 }
 
-TEST_F(CommandLine, OneThatMakesNoSenseHasAnExitCodeOfItsOwnAndIsExplained) {
+TEST_F(CommandLine, OneThatMakesNoSenseIsExplained) {
     const std::string range = "' is no number from 0 to 9223372036854775807\n";
     const std::pair<std::vector<std::wstring>, std::string> lines[] = {
         {{}, "A subcommand is required"},

@@ -12,7 +12,7 @@ struct Detect : ::testing::Test {
     CTempFolder folder;
 };
 
-TEST_F(Detect, OneLineAFileAndFoldersStandForAllThatIsInThem) {
+TEST_F(Detect, EachFileNamedOrInAFolderIsOneLine) {
     const std::wstring deep = folder.Copy(MediaFile(L"tone.mp3"), L"a\\b\\no extension");
     const std::wstring wrong = folder.Copy(MediaFile(L"clip.avi"), L"c \u97F3.txt");
     const std::wstring text = folder.Write("no media", L"d.wav");
@@ -63,8 +63,8 @@ TEST_F(Detect, ANullOrAnEmptyAnswerAndOneThatIsCutShortAreToldApart) {
     const std::string slow = "the source is slow: only what came in time was judged", failed = "Cannot read it: 0x8003";
     const std::string nothing = "none (no type was found)";
     const struct {
-        bool isOlder;                      // the library
-        std::string content;               // see AwkwardMetadata.cpp
+        bool isOlder;                      // the dictionary
+        std::string content;               // see AwkwardDictionary.cpp
         std::string types, fault, offers;  // offers: of the filter
     } rows[] = {{false, "audio/wav|video/avi|1|", "video/avi", slow, "Stream / Avi"},
                 {false, "||1|", "-", slow, nothing},
@@ -82,7 +82,7 @@ TEST_F(Detect, ANullOrAnEmptyAnswerAndOneThatIsCutShortAreToldApart) {
         const std::wstring program = folder.Copy(BuiltFile(L"tvsource.exe"), place + L"tvsource.exe");
         const std::wstring filter = folder.Copy(BuiltFile(L"TvFileSourceAsync.dll"), place + L"filter.dll");
         expect(RunHost({L"detect", name}, program), "TvMetadata.dll was not found or cannot be loaded");
-        folder.Copy(BuiltFile(row.isOlder ? L"older_metadata.dll" : L"awkward_metadata.dll"),
+        folder.Copy(BuiltFile(row.isOlder ? L"older_dictionary.dll" : L"awkward_dictionary.dll"),
                     place + L"TvMetadata.dll");
         HostRun run = RunHost({L"detect", name}, program);
         const std::string line = row.types.empty() ? "" : Utf8(name) + "\t" + row.types + "\n";

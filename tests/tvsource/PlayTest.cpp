@@ -60,7 +60,7 @@ TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserForItsContent) {
     ExpectPlayed(RunWithFilter(L"play", {MediaFile(L"clip.mkv")}), "generic parser", 2);  // renderers taken unasked
 }
 
-TEST_F(Play, WhatTheDictionaryDoesNotKnowNeedsATypeAndThatIsSaid) {
+TEST_F(Play, AFormatWithoutATypePlaysOnlyWithOneNamed) {
     const std::wstring flac = MediaFile(kFormatWithoutAType);
     EXPECT_EQ(1u, Count(RunWithFilter(L"play", {L"--null", flac}).err, "No type was found: "));
     const HostRun told = RunWithFilter(L"play", {L"--null", L"--type", L"any", flac});
@@ -89,8 +89,7 @@ TEST_F(Play, SamplesAreCountedByTheRuleOfThePlatformUnlessToldOtherwise) {
     EXPECT_EQ("samples are counted\n", RunWithFilter(L"play", {L"--null", L"--counted-samples", wave}, kAwkward).err);
 }
 
-// The one source keeps the parser, and with it the graph, from stopping; the other keeps whoever asks why the source
-// has failed.
+// One source never lets the parser stop; the other never returns to whoever asks why it failed.
 TEST_F(Play, AReadThatNeverEndsDoesNotKeepTheProgram) {
     for (const wchar_t* name : {L"long.felled", L"long.stuck"}) {
         const HostRun run =

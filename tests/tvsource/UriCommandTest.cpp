@@ -28,7 +28,7 @@ TEST(Uri, HostTypesAreInWords) {
         ExpectRun(RunHost({L"uri", name}), 0, {"\nHost type   " + type + "\n"});
 }
 
-TEST(Uri, BlanksAndQuotationMarksAroundAUrlAreNotPartOfItButOfAPath) {
+TEST(Uri, BlanksAndQuotationMarksAroundAUrlAreNoPartOfIt) {
     const std::string url = RunHost({L"uri", L"http://h/x'"}).out;
     EXPECT_NE(url.npos, url.find("\nPath        /x'\n")) << url;
     for (const wchar_t* name : {L" http://h/x'\t", L"\"http://h/x'\"", L"' http://h/x' '", L"\u201Chttp://h/x'\u201D",

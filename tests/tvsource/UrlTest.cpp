@@ -24,7 +24,7 @@ struct Url : ::testing::Test {
     CHttpServer server;
 };
 
-TEST_F(Url, IsReadWhereverAFileIsAndItsCredentialsAreNotShown) {
+TEST_F(Url, IsReadWhereverAFileIs) {
     const std::string wave = BytesOf(MediaFile(L"tone.wav"));
     server.Serve("/tone", {.bytes = wave});
     server.Serve("/live", {.bytes = wave, .live = true});
@@ -36,6 +36,9 @@ TEST_F(Url, IsReadWhereverAFileIsAndItsCredentialsAreNotShown) {
         EXPECT_EQ(path == L"/live", info.out.find("not known") != info.out.npos) << info.out;
         EXPECT_EQ(Utf8(shown) + "\taudio/wav\n", RunHost({L"detect", url}).out);
     }
+}
+
+TEST_F(Url, ShowsItsCredentialsNowhere) {
     server.Serve("/refused", {.status = 401});
     const std::wstring refused = server.Url(L"/refused", L"me:secret@");
     const std::string why = Utf8(server.Url(L"/refused", L"***@")) + ": 0x80190191 (the server refused the credentials";
@@ -48,7 +51,7 @@ TEST_F(Url, IsReadWhereverAFileIsAndItsCredentialsAreNotShown) {
     EXPECT_EQ(excess.err.npos, excess.err.find("secret")) << excess.err;
 }
 
-TEST_F(Url, ThatCannotBeOpenedSaysWhyInWordsAndIsAskedForOnce) {
+TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
     const std::pair<int, const char*> statuses[] = {{401, "needs credentials"},
                                                     {403, "forbidden"},
                                                     {404, "not found"},
@@ -102,7 +105,7 @@ TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
     EXPECT_EQ(contents, run.out);
 }
 
-TEST_F(Url, ThatBreaksOffHasAReasonAndIsNoEndOfTheData) {
+TEST_F(Url, ThatBreaksOffIsNoEndOfTheData) {
     const auto serveUpTo = [&](LONGLONG end) {
         server.Serve("/a", {.bytes = contents, .script = [&, end, answers = 0](auto&) mutable {
                                 if (answers++ > 0)
@@ -152,7 +155,7 @@ private:
 };
 
 TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
-    // The one waits for its source to open, the others for the source to go on.
+    // The first waits for its source to open, the others for more data.
     std::vector<std::vector<std::wstring>> commands = {{L"info"}, {L"cat", L"--progress", L"--type", L"mpeg1audio"}};
     // The platform may have no parsers for programs of this bitness.
     if (RunWithFilter(L"play", {L"--null", MediaFile(L"tone.mp3")}).exitCode == 0)

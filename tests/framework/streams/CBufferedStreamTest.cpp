@@ -25,13 +25,15 @@ struct CBufferedStreamTest : StreamTest {
     CScriptedStream source{"0123456789abcdef"};
 };
 
-TEST_F(CBufferedStreamTest, RefusesWhatItCannotWrapAndStartsWhereTheSourceStands) {
+TEST_F(CBufferedStreamTest, RefusesWhatItCannotWrap) {
     IStream* made = Poison();
     EXPECT_EQ(E_INVALIDARG, TKFCreateBufferedStream(&source, &made, 0));
     EXPECT_EQ(nullptr, made);
     EXPECT_EQ(E_POINTER, TKFCreateBufferedStream(nullptr, &stream, 4));
     EXPECT_EQ(E_POINTER, TKFCreateBufferedStream(&source, nullptr, 4));
+}
 
+TEST_F(CBufferedStreamTest, StartsWhereTheSourceStands) {
     Make(4, 10);
     EXPECT_EQ(At(S_OK, 10), Seek(0, STREAM_SEEK_CUR));
     EXPECT_EQ(Got(S_OK, "ab"), Read(2));
@@ -40,7 +42,7 @@ TEST_F(CBufferedStreamTest, RefusesWhatItCannotWrapAndStartsWhereTheSourceStands
     EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_CUR));
 }
 
-TEST_F(CBufferedStreamTest, AsksForTheWholeBufferOnceAndServesFromItHoweverSmall) {
+TEST_F(CBufferedStreamTest, ServesAllReadsWithinABufferFromOneOfTheSource) {
     source.SetContents(std::string(16 << 20, 'x'));
     ASSERT_EQ(S_OK, TKFCreateBufferedStream(&source, &stream));
     for (int i = 0; i < 0x20000 / 2048; ++i)
@@ -51,7 +53,7 @@ TEST_F(CBufferedStreamTest, AsksForTheWholeBufferOnceAndServesFromItHoweverSmall
     EXPECT_TRUE(Got(S_OK, std::string(16 << 20, 'x')) == Read(16 << 20)) << "the stack doesn't grow with it";
 }
 
-TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {
+TEST_F(CBufferedStreamTest, WhatReadsNothingAsksNobody) {
     Make(5);
     const int before = source.Calls();
     EXPECT_EQ(Got(S_OK, ""), Read(0));
@@ -59,7 +61,10 @@ TEST_F(CBufferedStreamTest, AReadOfNothingAsksNobodyAndOnePastTheEndIsShort) {
     EXPECT_EQ(E_NOTIMPL, Write("x").first);
     EXPECT_EQ(E_NOTIMPL, stream->SetSize(Bytes(1)));
     EXPECT_EQ(before, source.Calls());
+}
 
+TEST_F(CBufferedStreamTest, AReadPastTheEndIsShort) {
+    Make(5);
     char target[16]{};  // only the bytes that exist are written
     EXPECT_EQ(S_FALSE, stream->Read(target, 0xFFFFFFFF, nullptr));
     EXPECT_EQ("0123456789abcdef", std::string(target, 16));
@@ -176,7 +181,7 @@ HRESULT OneTable(IGlobalInterfaceTable** table) {
                           : ::CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_ALL, IID_PPV_ARGS(table));
 }
 
-TEST_F(CBufferedStreamTest, ACloneOrACopyGoesOnFromThePositionAndTheBufferedBytes) {
+TEST_F(CBufferedStreamTest, ACloneOrACopyGoesOnFromThePosition) {
     Make(4);
     for (const auto& [step, result] : {std::pair<Step, HRESULT>{{.throws = true}, E_UNEXPECTED},
                                        {{.nothing = true}, E_UNEXPECTED},
@@ -207,7 +212,7 @@ TEST_F(CBufferedStreamTest, ACloneOrACopyGoesOnFromThePositionAndTheBufferedByte
     EXPECT_EQ(0u, clonedSource.References());
 }
 
-TEST_F(CBufferedStreamTest, OtherApartmentsUseTheVeryPointerAndReachTheSourceInItsOwn) {
+TEST_F(CBufferedStreamTest, OtherApartmentsReachTheSourceInItsOwn) {
     Make(4);
     std::thread([&] {
         const CTestApartment other(COINIT_APARTMENTTHREADED);

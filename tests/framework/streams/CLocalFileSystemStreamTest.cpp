@@ -50,7 +50,7 @@ TEST_F(CLocalFileSystemStreamTest, RefusesBadArgumentsBeforeAnyFileIsTouched) {
     EXPECT_EQ(STG_E_ACCESSDENIED, open(folder.c_str(), kTKFStreamRead | kShareAll));
 }
 
-TEST_F(CLocalFileSystemStreamTest, SharesWhatTheModeSaysAndShowsItInStat) {
+TEST_F(CLocalFileSystemStreamTest, SharesWhatTheModeSays) {
     const struct {
         DWORD mode, grfMode;
         bool read, write, remove;  // what a second handle may do
@@ -74,7 +74,7 @@ TEST_F(CLocalFileSystemStreamTest, SharesWhatTheModeSaysAndShowsItInStat) {
     }
 }
 
-TEST_F(CLocalFileSystemStreamTest, PathsOfAnyLengthAndScriptOpenAndKeepTheirName) {
+TEST_F(CLocalFileSystemStreamTest, PathsOfAnyLengthOrScriptAreOpened) {
     const std::wstring made = file.Path() + L".d", deep = made + L"\\" + std::wstring(240, L'n');
     for (const std::wstring& each : {made, deep})
         ASSERT_TRUE(::CreateDirectoryW((LR"(\\?\)" + each).c_str(), nullptr));
@@ -113,7 +113,7 @@ TEST_F(CLocalFileSystemStreamTest, ReadsAndWritesAtItsOnePosition) {
     EXPECT_EQ("0z2xy56789end", file.Contents());
 }
 
-TEST_F(CLocalFileSystemStreamTest, RefusesNullPointersAndWhatTheModeOrTheClassDoesNotDo) {
+TEST_F(CLocalFileSystemStreamTest, RefusesWhatItsModeOrItsClassDoesNotDo) {
     ExpectRefusals(STG_E_INVALIDPOINTER);
     EXPECT_EQ(STG_E_INVALIDPOINTER, stream->Write(nullptr, 1, nullptr));
     ASSERT_EQ(S_OK, Open(file.Path(), kTKFStreamWrite | kShareAll));
@@ -155,11 +155,14 @@ TEST_F(CLocalFileSystemStreamTest, StatTellsNameSizeAndTimesAsTheyAreNow) {
     EXPECT_EQ(0, memcmp(told, times, sizeof told));
 }
 
-TEST_F(CLocalFileSystemStreamTest, ACopyStartsWhereTheStreamStandsAndACloneNeedsAShare) {
+TEST_F(CLocalFileSystemStreamTest, ACopyStartsWhereTheStreamStands) {
     Read(4);
     CScriptedStream target;
     EXPECT_EQ(S_OK, stream->CopyTo(&target, Bytes(100), nullptr, nullptr));
     EXPECT_EQ("456789", target.Contents());
+}
+
+TEST_F(CLocalFileSystemStreamTest, ACloneNeedsAShare) {
     ASSERT_EQ(S_OK, Open(file.Path(), kTKFStreamRead));  // shares with nobody, its clones included
     EXPECT_EQ(E_FAIL, FailedClone());
 }

@@ -70,7 +70,7 @@ TEST_F(MemoryStreamTest, AWriteBeyond32BitsOrOutOfMemoryChangesNothing) {
     EXPECT_EQ(Got(S_FALSE, "0123"), ReadAt(0, 9));
 }
 
-TEST_F(MemoryStreamTest, TheSizeMayExceedTheBytesThatExistAndTheRestIsZero) {
+TEST_F(MemoryStreamTest, BytesUpToTheSizeThatWereNeverWrittenAreZero) {
     ASSERT_EQ(S_OK, Create("0123", 4));
     EXPECT_EQ(S_OK, stream->SetSize(Bytes(2)));
     EXPECT_EQ(Got(S_FALSE, "01"), ReadAt(0, 9));

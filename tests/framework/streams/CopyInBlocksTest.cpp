@@ -63,7 +63,7 @@ TEST_F(CopyInBlocksTest, CopiesAsDescribedWhateverTheTargetDoes) {
     EXPECT_EQ(0u, read.QuadPart + written.QuadPart);
 }
 
-TEST_F(CopyInBlocksTest, EndsWithTheFirstReadThatIsShortAndKeepsWhatCameWithIt) {
+TEST_F(CopyInBlocksTest, EndsBehindTheBytesOfTheFirstShortRead) {
     const std::pair<CScriptedStream::Step, ULONGLONG> rows[] = {
         {{.bytes = 5}, 16'389},
         {{.result = STG_E_READFAULT}, 16'384},

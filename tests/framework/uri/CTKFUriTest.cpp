@@ -104,7 +104,7 @@ void ExpectPath(const std::wstring& path, const CTKFUri& uri) {
     EXPECT_EQ(!isUnc && !path.empty(), uri.IsLocalFile());
 }
 
-TEST(CTKFUriTest, NamesOfOneFileAreEqualAndLeadToItsPathAndUrl) {
+TEST(CTKFUriTest, NamesOfOneFileLeadToItsPathAndUrl) {
     const std::wstring longName(40000, L'x');
     // A path, its URL and other names for it, or names that have no path. Those of one row are equal, and different
     // from those of every other row.

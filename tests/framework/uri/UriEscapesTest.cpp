@@ -13,7 +13,7 @@
 
 namespace {
 
-TEST(NameForLog, HidesTheCredentialsOfUrlsAndNothingElse) {
+TEST(NameForLog, HidesExactlyTheCredentialsOfUrls) {
     const std::pair<const wchar_t*, const wchar_t*> table[] = {
         {nullptr, L""},
         {L"http://me:pass@h/a@b", L"http://***@h/a@b"},
@@ -49,7 +49,7 @@ TEST(NameForLog, HidesTheCredentialsOfUrlsAndNothingElse) {
         EXPECT_EQ(shown, framework::NameForLog(name));
 }
 
-TEST(UriEscapes, OfWholeUrisAndOfComponents) {
+TEST(UriEscapes, KeepDelimitersOnlyOutsideComponents) {
     const struct {
         const wchar_t *text, *escaped, *keepingEscapes, *component;
     } table[] = {
@@ -73,7 +73,7 @@ TEST(UriEscapes, OfWholeUrisAndOfComponents) {
     }
 }
 
-TEST(UriEscapes, AreResolvedOnceAsUtf8AndDelimitersOnlyByUnescaping) {
+TEST(UriEscapes, AreResolvedOnceAsUtf8) {
     const struct {
         const wchar_t *text, *unescaped, *normalized;
     } table[] = {

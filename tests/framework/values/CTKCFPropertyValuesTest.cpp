@@ -27,7 +27,7 @@ using Fill = std::function<void(VARIANT&)>;
 // A VARIANT of type `type` whose member `member` is `value`.
 #define OF(type, member, value) [](VARIANT& variant) { variant.vt = (type), variant.member = (value); }
 
-TEST(CTKCFPropertyValueTest, HasAKindAndAStringFormForEachVariantThatItTakes) {
+TEST(CTKCFPropertyValueTest, HasAStringFormForEachVariantThatItTakes) {
     const struct {
         Fill fill;
         const wchar_t* kind;
@@ -69,7 +69,7 @@ TEST(CTKCFPropertyValueTest, HasAKindAndAStringFormForEachVariantThatItTakes) {
     }
 }
 
-TEST(CTKCFPropertyValueTest, IsNothingForOtherVariantsAndDamagedOnes) {
+TEST(CTKCFPropertyValueTest, IsNothingForUnknownOrDamagedVariants) {
     static LONG referred = 5;
     static SAFEARRAYBOUND square[2] = {{2, 0}, {2, 0}};
     const Fill table[] = {
@@ -96,7 +96,7 @@ TEST(CTKCFPropertyValueTest, IsNothingForOtherVariantsAndDamagedOnes) {
     }
 }
 
-TEST(CVariantTest, IsEmptyAtFirstAndHoldsOneValueAtATime) {
+TEST(CVariantTest, HoldsOneValueAtATime) {
     CTestObject<IUnknown> object;
     alignas(framework::CVariant) std::byte memory[sizeof(framework::CVariant)];
     std::ranges::fill(memory, std::byte{0xCC});

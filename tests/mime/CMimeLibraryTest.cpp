@@ -1,11 +1,21 @@
-// The built DLL, as a component loads and uses it.
+// The built MIME dictionary, as a component loads and uses it.
 #include "mime/CMimeLibrary.h"
-#include "tests/metadata/MetadataTest.h"
+
+#include "tests/support/CScriptedStream.h"
 #include "tests/support/ProcessUse.h"
 
-using namespace metadata;
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
 
 namespace {
+
+std::string ContentOfMp3() {
+    std::ifstream file(TV_TEST_MEDIA "/tone.mp3", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
 // What a DLL may leave behind in its process.
 struct Resources {
@@ -19,11 +29,12 @@ struct Resources {
     }
 };
 
-TEST(LibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
-    const std::string content = Sample{kMedia / "tone.mp3"}.Content();
+TEST(CMimeLibraryTest, LoadedAndFreedForEachDetectionItLeavesNothingBehind) {
+    const std::string content = ContentOfMp3();
     const auto detect = [&](int times) {
         for (int i = 0; i < times; ++i) {
-            ASSERT_EQ(L"audio/mpeg", Detected(content, *mime::CMimeLibrary(L"").Dictionary()));
+            CScriptedStream whole(content);
+            ASSERT_EQ(L"audio/mpeg", mime::TakeTexts(mime::CMimeLibrary(L"").Dictionary()->Detect(&whole)).at(0));
             CScriptedStream broken(content);
             broken.On(CScriptedStream::ReadCall, 0, {.result = STG_E_READFAULT});
             ASSERT_EQ(nullptr, mime::CMimeLibrary(L"").Dictionary()->Detect(&broken));
@@ -48,7 +59,7 @@ Result CallSlot(void* object, size_t slot, Arguments... arguments) {
     return reinterpret_cast<Result(STDMETHODCALLTYPE*)(void*, Arguments...)>(table[slot])(object, arguments...);
 }
 
-TEST(LibraryTest, OperationsStandInTheirSlots) {
+TEST(MimeDictionaryTest, OperationsStandInTheirSlots) {
     const mime::CMimeLibrary library(L"");
     void* const dictionary = library.Dictionary();
     HRESULT result = S_OK;
@@ -61,7 +72,7 @@ TEST(LibraryTest, OperationsStandInTheirSlots) {
         CallSlot<void>(list, 2);
         return text;
     };
-    CScriptedStream stream(Sample{kMedia / "tone.mp3"}.Content());
+    CScriptedStream stream(ContentOfMp3());
     EXPECT_EQ(L"audio/mpeg", first(CallSlot<void*>(dictionary, 0, static_cast<IStream*>(&stream))));
     EXPECT_EQ(nullptr, CallSlot<void*>(dictionary, 0, static_cast<IStream*>(nullptr)));
     EXPECT_EQ(L"audio/basic", first(CallSlot<void*>(dictionary, 1, L"au")));

@@ -1,6 +1,6 @@
 // A copy of the filter's DLL in a folder of its own, with a MIME dictionary beside it that the test chooses.
 //
-// The copy has its own statics: no other test decided about its loggers and timing sites.  Threads: as CFilterHost.
+// The copy has its own statics, so no other test has fixed its loggers and timing sites.  Threads: as CFilterHost.
 #pragma once
 
 #include "sdk/TvMetadata.h"
@@ -11,21 +11,21 @@
 #include <string>
 #include <vector>
 
-enum class Library {
-    None,        // no file at all
-    Damaged,     // a file that is no library
+// What the file "TvMetadata.dll" is.
+enum class DictionaryFile {
+    None,        // not there
+    Damaged,     // no DLL
     WithExport,  // the test's: gives out the CScriptedDictionary, or no dictionary when there is none
-    Foreign,     // a library that lacks the export
+    Foreign,     // a DLL that lacks the export
 };
 
-// Puts the library into the folder as "TvMetadata.dll".
-inline void PutLibrary(CTempFolder& folder, Library library) {
+inline void PutDictionary(CTempFolder& folder, DictionaryFile file) {
     const std::wstring dll = FilterDllPath();
-    if (library == Library::Damaged)
+    if (file == DictionaryFile::Damaged)
         folder.Write("MZ, but nothing behind it", kTvMetadataLibrary);
-    if (library == Library::WithExport)
-        folder.Copy(dll.substr(0, dll.rfind(L'\\')) + L"\\filter_test_metadata.dll", kTvMetadataLibrary);
-    if (library == Library::Foreign)
+    if (file == DictionaryFile::WithExport)
+        folder.Copy(dll.substr(0, dll.rfind(L'\\')) + L"\\filter_test_dictionary.dll", kTvMetadataLibrary);
+    if (file == DictionaryFile::Foreign)
         folder.Copy(dll, kTvMetadataLibrary);
 }
 
@@ -36,18 +36,18 @@ inline HMODULE WINAPI LoadFromElsewhere(const wchar_t* name, HANDLE file, DWORD 
     return ::LoadLibraryExW(name, file, flags);
 }
 
-struct CFilterWithLibrary final {
-    explicit CFilterWithLibrary(Library library, const std::vector<std::wstring>& innerFolders = {})
+struct CFilterWithDictionary final {
+    explicit CFilterWithDictionary(DictionaryFile file, const std::vector<std::wstring>& innerFolders = {})
         : folder(innerFolders), host(folder.Copy(FilterDllPath(), L"TvFileSourceAsync.dll")) {
-        PutLibrary(folder, library);
+        PutDictionary(folder, file);
         host.Create();
     }
-    ~CFilterWithLibrary() { EXPECT_EQ(0u, host.Release()); }
+    ~CFilterWithDictionary() { EXPECT_EQ(0u, host.Release()); }
 
-    // Opens the content, which must succeed and leave no library loaded, and gives what is offered for it.
+    // Opens the content, which must succeed and leave no dictionary loaded, and gives what is offered for it.
     [[nodiscard]] std::string Offers(IStream* content, const AM_MEDIA_TYPE* type = nullptr) const {
         EXPECT_EQ(S_OK, host.Open(content, type));
-        EXPECT_EQ(nullptr, ::GetModuleHandleW(kTvMetadataLibrary)) << "the library stays loaded";
+        EXPECT_EQ(nullptr, ::GetModuleHandleW(kTvMetadataLibrary)) << "the dictionary stays loaded";
         return host.Offers();
     }
 

@@ -1,5 +1,5 @@
-// Takes the place of the platform's functions: Boost does the same without a platform. wchar_t has 32 bits here and
-// holds units of UTF-16.
+// Takes the place of base/Utf8Text.cpp, which calls the platform: Boost does the same without a platform. So the
+// conversion that the product uses isn't fuzzed. wchar_t has 32 bits here and holds units of UTF-16.
 #include "base/Utf8Text.h"
 
 #include <boost/locale/utf.hpp>

@@ -1,0 +1,1 @@
+// A DLL with nothing in it, to be found and loaded.
