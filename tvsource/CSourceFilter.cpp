@@ -65,9 +65,7 @@ void CSourceFilter::CreateFrom(const std::wstring& library) {
     if (!m_library)
         throw CHostError(L"Cannot load the library " + ShownName(library), HRESULT_FROM_WIN32(::GetLastError()));
 
-    // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
-    const auto getClassObject = reinterpret_cast<DllGetClassObjectFn>(
-        reinterpret_cast<void*>(::GetProcAddress(m_library.Get(), "DllGetClassObject")));
+    const auto getClassObject = base::ExportOf<DllGetClassObjectFn>(m_library, "DllGetClassObject");
     if (!getClassObject)
         throw CHostError(ShownName(library) + L" is no COM library: it has no DllGetClassObject");
 
