@@ -1,11 +1,15 @@
 #include "tvsource/SourceName.h"
 
+#include "TKDataServices.h"
 #include "base/AsciiText.h"
 #include "base/CAutoDestructor.h"
+#include "base/FormatText.h"
 #include "base/LongPath.h"
 #include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Text.h"
+
+#include <winhttp.h>
 
 #include <algorithm>
 
@@ -77,11 +81,12 @@ std::wstring ShownName(const std::wstring& name) {
 }
 
 std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result) {
-    constexpr auto kDenied = static_cast<HRESULT>(0x80190191);
+    constexpr auto kDenied = static_cast<HRESULT>(TKDS_HTTP_STATUS_BASE | HTTP_STATUS_DENIED);
     const framework::CParsedName parsed(name.c_str());
     const bool hasCredentials = framework::NameForLog(parsed) != name;
     if (result == kDenied && hasCredentials)
-        return L"0x80190191 (the server refused the credentials, HTTP status 401)";
+        return base::FormatText(L"0x%08X (the server refused the credentials, HTTP status %u)",
+                                static_cast<unsigned>(result), static_cast<unsigned>(HTTP_STATUS_DENIED));
     if (result == REGDB_E_CLASSNOTREG)
         return ResultText(result) +
                L"; only local files open without a data-service layer, and none is registered (regsvr32 "
