@@ -1,6 +1,7 @@
 #include "tvsource/CSourceFilter.h"
 
 #include "TvFileSourceAsync.h"
+#include "base/CTaskMem.h"
 #include "base/ForeignCalls.h"
 #include "base/LateLoad.h"
 #include "base/LongPath.h"
@@ -151,13 +152,12 @@ std::wstring CSourceFilter::Folder() const {
 
 CSourceFilter::CurrentFile CSourceFilter::Current() const {
     AM_MEDIA_TYPE type{};
-    LPOLESTR name = nullptr;
-    Check(Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->GetCurFile(&name, &type),
+    base::CTaskMem<OLECHAR> name;
+    Check(Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->GetCurFile(name.Put(), &type),
           L"Cannot ask the filter for its current file");
-    CurrentFile current{name, {type.majortype, type.subtype}};
-    ::CoTaskMemFree(name);
+    const StreamType loaded{type.majortype, type.subtype};
     FreeMediaType(type);
-    return current;
+    return {name.Get(), loaded};
 }
 
 }  // namespace tvsource
