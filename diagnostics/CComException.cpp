@@ -4,16 +4,13 @@
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
 #include "base/FormatText.h"
+#include "base/OrEmpty.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogSite.h"
 
 #include <oleauto.h>
 
 namespace {
-
-std::wstring OrEmpty(const wchar_t* text) {
-    return text ? text : L"";
-}
 
 // The system's text counts only if it ends in a line break, which is taken off. A text without one is discarded on
 // purpose: hosts compare what() with "Unknown error ...", which they get for such codes on every system.
@@ -53,10 +50,10 @@ CComException::CComException(HRESULT hr, IErrorInfo* errorInfo) : m_result(hr), 
 CComException::CComException(HRESULT hr, const wchar_t* description, DWORD helpContext, const wchar_t* helpFile,
                              const wchar_t* source)
     : m_result(hr),
-      m_description(OrEmpty(description)),
+      m_description(base::OrEmpty(description)),
       m_helpContext(helpContext),
-      m_helpFile(OrEmpty(helpFile)),
-      m_source(OrEmpty(source)) {}
+      m_helpFile(base::OrEmpty(helpFile)),
+      m_source(base::OrEmpty(source)) {}
 
 const char* CComException::what() const noexcept {
     try {

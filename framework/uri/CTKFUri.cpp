@@ -1,6 +1,7 @@
 #include "framework/uri/CTKFUri.h"
 
 #include "base/AsciiText.h"
+#include "base/LongPath.h"
 #include "framework/uri/CTKFUriGrammar.h"
 #include "framework/uri/FileUrlPath.h"
 #include "framework/uri/UriEscapes.h"
@@ -18,9 +19,9 @@ using Notation = CTKFUriParts::Notation;
     const bool hasServer = parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
     std::wstring path;
     if (parts.notation == Notation::VerbatimPath)
-        path = hasServer ? LR"(\\?\UNC\)" : LR"(\\?\)";
+        path = hasServer ? base::kLiteralSharePrefix : base::kLiteralPrefix;
     else if (hasServer)
-        path = LR"(\\)";
+        path = base::kSharePrefix;
     path += parts.host + parts.path;
     std::replace(path.begin(), path.end(), L'/', L'\\');
     return path;
@@ -37,7 +38,7 @@ using Notation = CTKFUriParts::Notation;
 // The path with its server or drive in lower case.
 [[nodiscard]] std::wstring ComparablePath(std::wstring path) {
     auto end = path.begin() + (path.size() >= 2 && path[1] == L':' ? 2 : 0);
-    for (const std::wstring_view prefix : {LR"(\\?\UNC\)", LR"(\\?\)", LR"(\\)"})
+    for (const std::wstring_view prefix : {base::kLiteralSharePrefix, base::kLiteralPrefix, base::kSharePrefix})
         if (path.starts_with(prefix)) {
             end = std::find(path.begin() + static_cast<std::ptrdiff_t>(prefix.size()), path.end(), L'\\');
             break;
