@@ -1,6 +1,7 @@
 #include "diagnostics/CComException.h"
 
 #include "base/CBstr.h"
+#include "base/CodePageText.h"
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
 #include "base/FormatText.h"
@@ -22,15 +23,6 @@ std::wstring SystemMessageOf(HRESULT hr) {
     if (text.back() == L'\r')
         text.pop_back();
     return text;
-}
-
-// In the thread's ANSI code page. System texts are far too short for their size not to fit an int.
-std::string Narrow(const std::wstring& text) {
-    const int length = static_cast<int>(text.size());
-    const int bytes = ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string narrow(bytes > 0 ? static_cast<std::size_t>(bytes) : 0, '\0');
-    ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, narrow.data(), bytes, nullptr, nullptr);
-    return narrow;
 }
 
 // False: the call fails, throws or gives null; `text` is as it was.
@@ -76,7 +68,7 @@ const CComException& CComException::Filled() const {
     if (m_filled)
         return *this;
     m_systemMessage = SystemMessageOf(m_result);
-    m_what = Narrow(m_systemMessage);
+    m_what = base::NarrowOfWide(CP_THREAD_ACP, m_systemMessage.c_str()).get();
     const bool described = m_errorInfo && ReadErrorInfo();
     if (!described && m_description.empty())
         m_description = m_systemMessage;
