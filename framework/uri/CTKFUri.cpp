@@ -58,10 +58,19 @@ CTKFUri::CTKFUri(CTKFUriParts parts, std::wstring text) : m_parts(std::move(part
     } else if (!hasServer) {
         m_localPath = framework::LocalPathOfFileUrlPath(m_parts.path);
     } else {
-        // With its escapes resolved the host may be one that no path can have, or may lead to a device.
-        const auto path = framework::CTKFUriGrammar::Parse(framework::NetworkPathOfFileUrl(m_parts.host, m_parts.path));
-        if (path && path->notation != Notation::Uri)
-            (path->hostType == TKFURI_HOSTNAME_UNC_SERVER ? m_uncPath : m_localPath) = PathOf(*path);
+        SetPathBehindServer();
+    }
+}
+
+void CTKFUri::SetPathBehindServer() {
+    std::wstring path = framework::NetworkPathOfFileUrl(m_parts.host, m_parts.path);
+    const std::wstring_view host = std::wstring_view(path).substr(0, path.find(L'\\', base::kSharePrefix.size()));
+    // With its escapes resolved the host may be one that no path can have, or may lead to a device.
+    if (framework::CTKFUriGrammar::IsServer(host.substr(base::kSharePrefix.size()))) {
+        m_uncPath = std::move(path);
+    } else if (path.starts_with(base::kLiteralPrefix)) {
+        if (const auto parts = framework::CTKFUriGrammar::Parse(path))
+            (parts->hostType == TKFURI_HOSTNAME_UNC_SERVER ? m_uncPath : m_localPath) = PathOf(*parts);
     }
 }
 

@@ -106,6 +106,9 @@ public:
 private:
     CTKFUri(CTKFUriParts parts, std::wstring text);
 
+    // Of a file URL with a host.
+    void SetPathBehindServer();
+
     CTKFUriParts m_parts;
     std::wstring m_text;
     std::wstring m_localPath;
