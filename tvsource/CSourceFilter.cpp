@@ -91,8 +91,9 @@ void CSourceFilter::Load(const std::wstring& name, const std::optional<GUID>& su
     if (SUCCEEDED(hr))
         return;
     const HRESULT opened = ResultOf(&ITavelSourceOpenResult::GetOpenResult, m_filter.Get()).value_or(hr);
-    throw CHostError(L"Cannot open " + ShownName(name) + L": " +
-                     WhyNotOpened(name, FILE_SHARE_READ | FILE_SHARE_DELETE, FAILED(opened) ? opened : hr));
+    const framework::CParsedName parsed(name.c_str());
+    throw CHostError(L"Cannot open " + ShownName(parsed) + L": " +
+                     WhyNotOpened(parsed, FILE_SHARE_READ | FILE_SHARE_DELETE, FAILED(opened) ? opened : hr));
 }
 
 std::optional<HRESULT> CSourceFilter::DetectionResult() const {

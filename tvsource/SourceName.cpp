@@ -76,14 +76,22 @@ std::wstring SourceName(const std::wstring& typed) {
     return path;
 }
 
-std::wstring ShownName(const std::wstring& name) {
-    return Printable(framework::NameForLog(name.c_str()));
+framework::CParsedName SourceName(const framework::CParsedName& typed) {
+    const std::wstring name = SourceName(typed.Text());
+    return name == typed.Text() ? typed : framework::CParsedName(name.c_str());
 }
 
-std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result) {
+std::wstring ShownName(const std::wstring& name) {
+    return ShownName(framework::CParsedName(name.c_str()));
+}
+
+std::wstring ShownName(const framework::CParsedName& name) {
+    return Printable(framework::NameForLog(name));
+}
+
+std::wstring WhyNotOpened(const framework::CParsedName& name, DWORD share, HRESULT result) {
     constexpr auto kDenied = static_cast<HRESULT>(TKDS_HTTP_STATUS_BASE | HTTP_STATUS_DENIED);
-    const framework::CParsedName parsed(name.c_str());
-    const bool hasCredentials = framework::NameForLog(parsed) != name;
+    const bool hasCredentials = framework::NameForLog(name) != name.Text();
     if (result == kDenied && hasCredentials)
         return base::FormatText(L"0x%08X (the server refused the credentials, HTTP status %u)",
                                 static_cast<unsigned>(result), static_cast<unsigned>(HTTP_STATUS_DENIED));
@@ -93,7 +101,7 @@ std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result)
                L"TvDataServices.dll registers it)";
     if (result == HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED))
         return ResultText(result) + L"; the data-service layer knows no such scheme";
-    if (const std::wstring words = WhyNoFile(parsed.Uri(), share); !words.empty())
+    if (const std::wstring words = WhyNoFile(name.Uri(), share); !words.empty())
         return words;
     // For files on shares, the data-service layer gives one code for both reasons.
     return ResultText(result) + (result == E_ACCESSDENIED ? L", or in use by another program" : L"");
