@@ -16,9 +16,14 @@ namespace {
                                   TRUE) == CSTR_EQUAL;
 }
 
+[[nodiscard]] std::wstring WithoutLiteralPrefix(const std::wstring& literal) {
+    return IsLiteralShare(literal) ? std::wstring(base::kSharePrefix).append(literal, base::kLiteralSharePrefix.size())
+                                   : literal.substr(base::kLiteralPrefix.size());
+}
+
 }  // namespace
 
-HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal) {
+HRESULT FilePathOf(const std::wstring& path, FilePath* paths) {
     const std::wstring full = base::FullPathOf(path);
     if (full.starts_with(base::kDevicePrefix))
         return E_INVALIDARG;
@@ -35,14 +40,15 @@ HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal) {
         made.pop_back();
     if (made.size() == root && made.back() != L'\\')
         made.push_back(L'\\');  // the root of a share is a folder only with it
-    *literal = std::move(made);
+    // A path that was full as it was given is known to lead back without another look.
+    std::wstring readable = WithoutLiteralPrefix(made);
+    const bool leadsBack = (readable == path ? full : base::FullPathOf(readable)) == readable;
+    *paths = {made, leadsBack ? std::move(readable) : made};
     return S_OK;
 }
 
 std::wstring ReadablePath(const std::wstring& literal) {
-    const std::wstring readable =
-        IsLiteralShare(literal) ? std::wstring(base::kSharePrefix) + literal.substr(base::kLiteralSharePrefix.size())
-                                : literal.substr(base::kLiteralPrefix.size());
+    const std::wstring readable = WithoutLiteralPrefix(literal);
     return base::FullPathOf(readable) == readable ? readable : literal;
 }
 

@@ -41,7 +41,7 @@ struct Wish {
 }
 
 [[nodiscard]] HRESULT OpenOne(const DataPlace& place, Wish wish, IStream** stream) {
-    return wish.access & TKDS_ACCESS_WRITE ? STG_E_ACCESSDENIED : CreateDataUriStream(place.uri.c_str(), stream);
+    return wish.access & TKDS_ACCESS_WRITE ? STG_E_ACCESSDENIED : CreateDataUriStream(place.parts, stream);
 }
 
 }  // namespace

@@ -60,6 +60,10 @@ HANDLE OpenFile(const std::wstring& path, DWORD mode) {
     return ::CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
 }
 
+HRESULT ResultOfOpening(DWORD error) noexcept {
+    return error == ERROR_SUCCESS ? S_OK : ResultOf(error, kOpenErrors, E_FAIL);
+}
+
 bool IsOpenable(const wchar_t* path, DWORD mode) noexcept {
     return path && *path && (mode & (kTKFStreamRead | kTKFStreamWrite)) != 0;
 }
@@ -71,16 +75,16 @@ HRESULT CLocalFileSystemStream::Open(const wchar_t* path, DWORD mode) noexcept {
         return E_INVALIDARG;
     return base::ComBoundary([&] {
         std::wstring full = base::FullPathOf(path);
-        const std::wstring openable = base::OpenablePath(full);
-        const DWORD error = OpenFullPath(std::move(full), openable, mode);
-        return error == ERROR_SUCCESS ? S_OK : ResultOf(error, kOpenErrors, E_FAIL);
+        std::wstring openable = base::OpenablePath(full);
+        return ResultOfOpening(OpenFullPath(std::move(full), std::move(openable), mode));
     });
 }
 
-DWORD CLocalFileSystemStream::OpenFullPath(std::wstring path, const std::wstring& openable, DWORD mode) {
+DWORD CLocalFileSystemStream::OpenFullPath(std::wstring path, std::wstring openable, DWORD mode) {
     m_path = std::move(path);
+    m_openable = std::move(openable);
     m_mode = mode;
-    m_file.Reset(OpenFile(openable, mode));
+    m_file.Reset(OpenFile(m_openable, mode));
     if (m_file)
         return ERROR_SUCCESS;
     const DWORD error = ::GetLastError();
@@ -189,9 +193,13 @@ HRESULT CLocalFileSystemStream::Clone(IStream** clone) noexcept {
     if (!clone)
         return E_POINTER;
     *clone = nullptr;
-    ComPtr<IStream> copy;
-    if (const HRESULT hr = TKFCreateLocalFileSystemStream(m_path.c_str(), m_mode, &copy); FAILED(hr))
+    ComPtr<CLocalFileSystemStream> copy;
+    if (const HRESULT hr = framework::MakeComObject<CLocalFileSystemStream>(&copy); FAILED(hr))
         return hr;
+    const HRESULT opened =
+        base::ComBoundary([&] { return ResultOfOpening(copy->OpenFullPath(m_path, m_openable, m_mode)); });
+    if (FAILED(opened))
+        return opened;
     ULARGE_INTEGER position{};
     if (const HRESULT hr = Seek({}, STREAM_SEEK_CUR, &position); FAILED(hr))
         return hr;
