@@ -13,6 +13,7 @@ public:
     CSlimLock& operator=(const CSlimLock&) = delete;
 
     void lock() noexcept { ::AcquireSRWLockExclusive(&m_lock); }
+    [[nodiscard]] bool try_lock() noexcept { return ::TryAcquireSRWLockExclusive(&m_lock) != FALSE; }
     void unlock() noexcept { ::ReleaseSRWLockExclusive(&m_lock); }
 
     // Gives up the lock, which the caller holds, waits until `changed` is woken, and takes the lock again. It may also

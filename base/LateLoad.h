@@ -12,4 +12,12 @@ namespace base {
 // With a full path, the libraries that it needs itself are looked for beside it as well. A relative path isn't found.
 [[nodiscard]] CAutoLibrary LateLoad(const wchar_t* library) noexcept;
 
+// The function of that name, as the function pointer type `Function`; null: there is no library, or it has none.
+template <class Function>
+[[nodiscard]] Function ExportOf(const CAutoLibrary& library, const char* name) noexcept {
+    // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
+    return library ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(library.Get(), name)))
+                   : nullptr;
+}
+
 }  // namespace base

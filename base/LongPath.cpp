@@ -2,15 +2,7 @@
 
 #include <windows.h>
 
-#include <string_view>
-
 namespace base {
-
-namespace {
-
-constexpr std::wstring_view kLiteralPrefix = LR"(\\?\)";
-
-}  // namespace
 
 std::wstring FullPathOf(const std::wstring& path) {
     if (path.starts_with(kLiteralPrefix))
@@ -28,10 +20,10 @@ std::wstring FullPathOf(const std::wstring& path) {
 }
 
 std::wstring OpenablePath(const std::wstring& fullPath) {
-    if (fullPath.size() < MAX_PATH || fullPath.starts_with(kLiteralPrefix) || fullPath.starts_with(LR"(\\.\)"))
+    if (fullPath.size() < MAX_PATH || fullPath.starts_with(kLiteralPrefix) || fullPath.starts_with(kDevicePrefix))
         return fullPath;
-    if (fullPath.starts_with(LR"(\\)"))
-        return LR"(\\?\UNC\)" + fullPath.substr(2);
+    if (fullPath.starts_with(kSharePrefix))
+        return std::wstring(kLiteralSharePrefix).append(fullPath, kSharePrefix.size());
     return std::wstring(kLiteralPrefix) + fullPath;
 }
 

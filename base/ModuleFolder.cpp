@@ -1,5 +1,7 @@
 #include "base/ModuleFolder.h"
 
+#include "base/AskForPath.h"
+
 namespace base {
 
 namespace {
@@ -16,6 +18,10 @@ HMODULE ModuleOf(const void* address) noexcept {
 
 }  // namespace
 
+std::wstring ModulePath(HMODULE module) {
+    return AskForPath([&](wchar_t* buffer, DWORD size) { return ::GetModuleFileNameW(module, buffer, size); });
+}
+
 HMODULE OwnModule() noexcept {
     return ModuleOf(&kInOwnModule);
 }
@@ -28,17 +34,7 @@ std::wstring ModuleFolder(const void* address) {
     const HMODULE module = ModuleOf(address);
     if (!module)
         return {};
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = ::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-        if (length == 0)
-            return {};
-        if (length < path.size()) {
-            path.resize(length);
-            break;
-        }
-        path.resize(path.size() * 2);
-    }
+    const std::wstring path = ModulePath(module);
     const std::size_t end = path.find_last_of(L"\\/");
     return end == std::wstring::npos ? std::wstring{} : path.substr(0, end + 1);
 }

@@ -1,4 +1,4 @@
-// The folder of the DLL or program that a piece of code or constant data belongs to.
+// The files and folders of DLLs and of the program.
 //
 // Threads: any.  Errors: std::bad_alloc.
 #pragma once
@@ -8,6 +8,10 @@
 #include <string>
 
 namespace base {
+
+// The full path of the module's file; null is the program. Empty: it can't be found out; GetLastError says why. Paths
+// of any length.
+[[nodiscard]] std::wstring ModulePath(HMODULE module);
 
 // The folder of the module that has `address` inside it, with a trailing backslash; empty when it can't be found out.
 // Paths of any length.

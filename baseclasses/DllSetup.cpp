@@ -1,10 +1,12 @@
 #include "baseclasses/DllSetup.h"
 
+#include "base/ComBoundary.h"
+#include "base/ModuleFolder.h"
 #include "baseclasses/CClassFactory.h"
 
-#include <memory>
 #include <new>
 #include <span>
+#include <string>
 
 HINSTANCE g_hInst;
 
@@ -21,29 +23,12 @@ void TellClasses(BOOL loading) {
     }
 }
 
-// The module's full path, however long.
-HRESULT ModulePath(std::unique_ptr<wchar_t[]>& path) noexcept {
-    // Windows has no longer paths than this.
-    constexpr DWORD kLongest = 32768;
-    for (DWORD size = MAX_PATH; size <= 2 * kLongest; size *= 2) {
-        path.reset(new (std::nothrow) wchar_t[size]);
-        if (!path)
-            return E_OUTOFMEMORY;
-        const DWORD length = ::GetModuleFileNameW(g_hInst, path.get(), size);
-        if (length == 0)
-            return HRESULT_FROM_WIN32(::GetLastError());
-        if (length < size)
-            return S_OK;
-    }
-    return HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);
-}
-
-HRESULT Install() noexcept {
-    std::unique_ptr<wchar_t[]> path;
-    if (const HRESULT hr = ModulePath(path); FAILED(hr))
-        return hr;
+HRESULT Install() {
+    const std::wstring path = base::ModulePath(g_hInst);
+    if (path.empty())
+        return HRESULT_FROM_WIN32(::GetLastError());
     for (const CFactoryTemplate& row : Templates()) {
-        if (const HRESULT hr = AMovieSetupRegisterServer(*row.m_ClsID, row.m_Name, path.get(), TRUE); FAILED(hr))
+        if (const HRESULT hr = AMovieSetupRegisterServer(*row.m_ClsID, row.m_Name, path.c_str(), TRUE); FAILED(hr))
             return hr;
     }
     for (const CFactoryTemplate& row : Templates()) {
@@ -104,5 +89,5 @@ HRESULT AMovieDllCanUnloadNow() noexcept {
 }
 
 HRESULT AMovieDllRegisterServer2(BOOL install) noexcept {
-    return install ? Install() : Uninstall();
+    return install ? base::ComBoundary(&Install) : Uninstall();
 }

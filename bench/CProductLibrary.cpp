@@ -1,31 +1,21 @@
 #include "bench/CProductLibrary.h"
 
+#include "base/LateLoad.h"
+#include "base/ModuleFolder.h"
 #include "bench/BenchCheck.h"
-
-#include <bit>
-#include <filesystem>
 
 namespace bench {
 
 using Microsoft::WRL::ComPtr;
 
-namespace {
-
-std::filesystem::path ProgramFolder() {
-    std::wstring path(0x8000, L'\0');  // no path is longer
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
-}
-
-}  // namespace
-
-CProductLibrary::CProductLibrary(const wchar_t* name) : m_library(::LoadLibraryW((ProgramFolder() / name).c_str())) {
+CProductLibrary::CProductLibrary(const wchar_t* name)
+    : m_library(::LoadLibraryW((base::OwnModuleFolder() + name).c_str())) {
     CheckWin32(static_cast<bool>(m_library), "LoadLibrary of a DLL of ours");
 }
 
 ComPtr<IClassFactory> CProductLibrary::Factory(REFCLSID classId) const {
     using GetClassObject = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
-    const auto getClassObject = std::bit_cast<GetClassObject>(::GetProcAddress(m_library.Get(), "DllGetClassObject"));
+    const auto getClassObject = base::ExportOf<GetClassObject>(m_library, "DllGetClassObject");
     CheckWin32(getClassObject != nullptr, "GetProcAddress of DllGetClassObject");
     ComPtr<IClassFactory> factory;
     Check(getClassObject(classId, IID_PPV_ARGS(&factory)), "DllGetClassObject");

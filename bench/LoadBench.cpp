@@ -21,8 +21,6 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-constexpr int kInThisProgram = 0;
-
 // Memory that is this process's own and has been committed. The address space is asked rather than the process's memory
 // counters, which Wine leaves at zero.
 double PrivateKiB() noexcept {
@@ -114,7 +112,7 @@ void MeasureMemoryOfReads(CReport& report, IClassFactory& factory, const CBenchF
 // code.
 void MeasureDetection(CReport& report) {
     constexpr size_t kBytes = 64 * 1024;
-    const mime::CMimeLibrary library(base::ModuleFolder(&kInThisProgram));
+    const mime::CMimeLibrary library(base::OwnModuleFolder());
     IMimeTypeDictionary* const dictionary = library.Dictionary();
     if (!dictionary)
         throw std::runtime_error("no MIME dictionary");

@@ -9,46 +9,51 @@ namespace dataservices {
 
 namespace {
 
-constexpr std::wstring_view kLiteral = LR"(\\?\)", kLiteralShare = LR"(\\?\UNC\)", kShare = LR"(\\)",
-                            kDevice = LR"(\\.\)";
-
 [[nodiscard]] bool IsLiteralShare(std::wstring_view path) noexcept {
-    return path.size() >= kLiteralShare.size() &&
-           ::CompareStringOrdinal(path.data(), static_cast<int>(kLiteralShare.size()), kLiteralShare.data(),
-                                  static_cast<int>(kLiteralShare.size()), TRUE) == CSTR_EQUAL;
+    return path.size() >= base::kLiteralSharePrefix.size() &&
+           ::CompareStringOrdinal(path.data(), static_cast<int>(base::kLiteralSharePrefix.size()),
+                                  base::kLiteralSharePrefix.data(), static_cast<int>(base::kLiteralSharePrefix.size()),
+                                  TRUE) == CSTR_EQUAL;
+}
+
+[[nodiscard]] std::wstring WithoutLiteralPrefix(const std::wstring& literal) {
+    return IsLiteralShare(literal) ? std::wstring(base::kSharePrefix).append(literal, base::kLiteralSharePrefix.size())
+                                   : literal.substr(base::kLiteralPrefix.size());
 }
 
 }  // namespace
 
-HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal) {
+HRESULT FilePathOf(const std::wstring& path, FilePath* paths) {
     const std::wstring full = base::FullPathOf(path);
-    if (full.starts_with(kDevice))
+    if (full.starts_with(base::kDevicePrefix))
         return E_INVALIDARG;
     std::wstring made;
-    if (full.starts_with(kLiteral))
+    if (full.starts_with(base::kLiteralPrefix))
         made = full;
-    else if (full.starts_with(kShare))
-        made.append(kLiteralShare).append(full, kShare.size());
+    else if (full.starts_with(base::kSharePrefix))
+        made.append(base::kLiteralSharePrefix).append(full, base::kSharePrefix.size());
     else
-        made.append(kLiteral).append(full);
+        made.append(base::kLiteralPrefix).append(full);
 
     const size_t root = RootLength(made);
     while (made.size() > root && made.back() == L'\\')
         made.pop_back();
     if (made.size() == root && made.back() != L'\\')
         made.push_back(L'\\');  // the root of a share is a folder only with it
-    *literal = std::move(made);
+    // A path that was full as it was given is known to lead back without another look.
+    std::wstring readable = WithoutLiteralPrefix(made);
+    const bool leadsBack = (readable == path ? full : base::FullPathOf(readable)) == readable;
+    *paths = {made, leadsBack ? std::move(readable) : made};
     return S_OK;
 }
 
 std::wstring ReadablePath(const std::wstring& literal) {
-    const std::wstring readable = IsLiteralShare(literal) ? std::wstring(kShare) + literal.substr(kLiteralShare.size())
-                                                          : literal.substr(kLiteral.size());
+    const std::wstring readable = WithoutLiteralPrefix(literal);
     return base::FullPathOf(readable) == readable ? readable : literal;
 }
 
 size_t RootLength(std::wstring_view literal) {
-    size_t end = IsLiteralShare(literal) ? kLiteralShare.size() : kLiteral.size();
+    size_t end = IsLiteralShare(literal) ? base::kLiteralSharePrefix.size() : base::kLiteralPrefix.size();
     for (int names = IsLiteralShare(literal) ? 2 : 1; names > 0; --names)
         end = std::min(literal.find(L'\\', end), literal.size() - 1) + 1;
     return end;

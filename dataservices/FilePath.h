@@ -20,7 +20,7 @@ struct FilePath {
 
 // From a path as people write it, relative ones included. A backslash at its end goes, except behind a root.
 // E_INVALIDARG: it names a device.
-[[nodiscard]] HRESULT LiteralPathOf(const std::wstring& path, std::wstring* literal);
+[[nodiscard]] HRESULT FilePathOf(const std::wstring& path, FilePath* paths);
 
 // Back to what people write, where that leads to the same place; otherwise `literal`.
 [[nodiscard]] std::wstring ReadablePath(const std::wstring& literal);

@@ -10,9 +10,7 @@ namespace dataservices {
 
 namespace {
 
-[[nodiscard]] constexpr DWORD BitIf(unsigned long condition, DWORD bit) noexcept {
-    return condition ? bit : 0;
-}
+using framework::BitsIf;
 
 struct Wish {
     unsigned long access;
@@ -20,10 +18,10 @@ struct Wish {
 };
 
 [[nodiscard]] HRESULT OpenOne(const FilePlace& place, Wish wish, IStream** stream) {
-    const DWORD mode = BitIf(wish.access & TKDS_ACCESS_READ, kTKFStreamRead) |
-                       BitIf(wish.access & TKDS_ACCESS_WRITE, kTKFStreamWrite) |
-                       BitIf(wish.share & TKDS_SHARE_READ, kTKFStreamShareRead) |
-                       BitIf(wish.share & TKDS_SHARE_WRITE, kTKFStreamShareWrite);
+    const DWORD mode = BitsIf(wish.access, TKDS_ACCESS_READ, kTKFStreamRead) |
+                       BitsIf(wish.access, TKDS_ACCESS_WRITE, kTKFStreamWrite) |
+                       BitsIf(wish.share, TKDS_SHARE_READ, kTKFStreamShareRead) |
+                       BitsIf(wish.share, TKDS_SHARE_WRITE, kTKFStreamShareWrite);
     Microsoft::WRL::ComPtr<CLocalFileSystemStream> made;
     if (const HRESULT hr = framework::MakeComObject<CLocalFileSystemStream>(made.GetAddressOf()); FAILED(hr))
         return hr;
@@ -42,7 +40,7 @@ struct Wish {
 }
 
 [[nodiscard]] HRESULT OpenOne(const DataPlace& place, Wish wish, IStream** stream) {
-    return wish.access & TKDS_ACCESS_WRITE ? STG_E_ACCESSDENIED : CreateDataUriStream(place.uri.c_str(), stream);
+    return wish.access & TKDS_ACCESS_WRITE ? STG_E_ACCESSDENIED : CreateDataUriStream(place.parts, stream);
 }
 
 }  // namespace

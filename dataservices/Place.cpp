@@ -12,10 +12,10 @@ namespace {
     const std::wstring& path = uri.GetFilePath();
     if (path.empty())
         return E_INVALIDARG;
-    std::wstring literal;
-    if (const HRESULT hr = LiteralPathOf(path, &literal); FAILED(hr))
+    FilePath paths;
+    if (const HRESULT hr = FilePathOf(path, &paths); FAILED(hr))
         return hr;
-    if (const HRESULT hr = FindPath(literal, place); FAILED(hr))
+    if (const HRESULT hr = FindPath(std::move(paths), place); FAILED(hr))
         return hr;
     // Only a folder may have a separator at its end.
     return std::holds_alternative<FilePlace>(*place) && path.back() == L'\\' ? kNotFound : S_OK;
@@ -40,7 +40,7 @@ namespace {
 }
 
 [[nodiscard]] std::wstring UriOfOne(const DataPlace& place) {
-    return place.uri;
+    return place.uri->Text();
 }
 
 }  // namespace
@@ -56,7 +56,7 @@ HRESULT FindPlace(const boost::shared_ptr<const CTKFUri>& name, Place* place) {
         return FindFile(*name, place);
     const std::wstring& scheme = name->GetScheme();
     if (scheme == L"data") {
-        *place = DataPlace{name->ToString()};
+        *place = DataPlace{name, ParseDataUri(name->Text())};
         return S_OK;
     }
     if (scheme != L"http" && scheme != L"https")
@@ -67,13 +67,12 @@ HRESULT FindPlace(const boost::shared_ptr<const CTKFUri>& name, Place* place) {
     return S_OK;
 }
 
-HRESULT FindPath(const std::wstring& literalPath, Place* place) {
-    if (literalPath.find(L':', RootLength(literalPath)) != literalPath.npos)
+HRESULT FindPath(FilePath path, Place* place) {
+    if (path.literal.find(L':', RootLength(path.literal)) != path.literal.npos)
         return kNotFound;
-    const DWORD attributes = ::GetFileAttributesW(literalPath.c_str());
+    const DWORD attributes = ::GetFileAttributesW(path.literal.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return ResultOfFileError(::GetLastError());
-    FilePath path{literalPath, ReadablePath(literalPath)};
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)
         *place = FolderPlace{std::move(path)};
     else

@@ -5,11 +5,13 @@
 #pragma once
 
 #include "dataservices/FilePath.h"
+#include "dataservices/data/DataUri.h"
 #include "framework/uri/CTKFUri.h"
 
 #include <windows.h>
 #include <boost/shared_ptr.hpp>
 
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -28,7 +30,8 @@ struct HttpPlace {
 };
 
 struct DataPlace {
-    std::wstring uri;  // as it was written: the content stands in it
+    boost::shared_ptr<const CTKFUri> uri;
+    std::optional<DataUri> parts;  // show into the URI's text; none: it has no content
 };
 
 using Place = std::variant<FilePlace, FolderPlace, HttpPlace, DataPlace>;
@@ -42,9 +45,9 @@ using Place = std::variant<FilePlace, FolderPlace, HttpPlace, DataPlace>;
 // The same for a name that has been parsed; null is one that can't be understood.
 [[nodiscard]] HRESULT FindPlace(const boost::shared_ptr<const CTKFUri>& name, Place* place);
 
-// The file or folder at a literal path. The further streams of a file ("name:stream") don't count as files.
+// The file or folder at a path. The further streams of a file ("name:stream") don't count as files.
 // Results as ResultOfFileError.
-[[nodiscard]] HRESULT FindPath(const std::wstring& literalPath, Place* place);
+[[nodiscard]] HRESULT FindPath(FilePath path, Place* place);
 
 // A URI that leads here again. Credentials are not in it: people see it, and it is written down.
 [[nodiscard]] std::wstring UriOf(const Place& place);

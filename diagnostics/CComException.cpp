@@ -1,19 +1,17 @@
 #include "diagnostics/CComException.h"
 
 #include "base/CBstr.h"
+#include "base/CodePageText.h"
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
 #include "base/FormatText.h"
+#include "base/OrEmpty.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogSite.h"
 
 #include <oleauto.h>
 
 namespace {
-
-std::wstring OrEmpty(const wchar_t* text) {
-    return text ? text : L"";
-}
 
 // The system's text counts only if it ends in a line break, which is taken off. A text without one is discarded on
 // purpose: hosts compare what() with "Unknown error ...", which they get for such codes on every system.
@@ -25,15 +23,6 @@ std::wstring SystemMessageOf(HRESULT hr) {
     if (text.back() == L'\r')
         text.pop_back();
     return text;
-}
-
-// In the thread's ANSI code page. System texts are far too short for their size not to fit an int.
-std::string Narrow(const std::wstring& text) {
-    const int length = static_cast<int>(text.size());
-    const int bytes = ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string narrow(bytes > 0 ? static_cast<std::size_t>(bytes) : 0, '\0');
-    ::WideCharToMultiByte(CP_THREAD_ACP, 0, text.data(), length, narrow.data(), bytes, nullptr, nullptr);
-    return narrow;
 }
 
 // False: the call fails, throws or gives null; `text` is as it was.
@@ -53,10 +42,10 @@ CComException::CComException(HRESULT hr, IErrorInfo* errorInfo) : m_result(hr), 
 CComException::CComException(HRESULT hr, const wchar_t* description, DWORD helpContext, const wchar_t* helpFile,
                              const wchar_t* source)
     : m_result(hr),
-      m_description(OrEmpty(description)),
+      m_description(base::OrEmpty(description)),
       m_helpContext(helpContext),
-      m_helpFile(OrEmpty(helpFile)),
-      m_source(OrEmpty(source)) {}
+      m_helpFile(base::OrEmpty(helpFile)),
+      m_source(base::OrEmpty(source)) {}
 
 const char* CComException::what() const noexcept {
     try {
@@ -79,7 +68,7 @@ const CComException& CComException::Filled() const {
     if (m_filled)
         return *this;
     m_systemMessage = SystemMessageOf(m_result);
-    m_what = Narrow(m_systemMessage);
+    m_what = base::NarrowOfWide(CP_THREAD_ACP, m_systemMessage.c_str()).get();
     const bool described = m_errorInfo && ReadErrorInfo();
     if (!described && m_description.empty())
         m_description = m_systemMessage;

@@ -7,10 +7,6 @@
 namespace TKRuntimeLogger {
 namespace {
 
-long Code(unsigned long value) noexcept {
-    return static_cast<long>(value);
-}
-
 const CDShowEventDescriptions g_dshowEvents;
 const CHresultEventDescriptions g_hresults;
 const CGuidDescriptions g_guids;
@@ -49,12 +45,13 @@ CDShowEventDescriptions::CDShowEventDescriptions()
 
 CHresultEventDescriptions::CHresultEventDescriptions()
     : CLongDescriptions(L"HRESULT", {
-                                        {Code(0x80004005), L"E_FAIL (Generic error)"},
-                                        {Code(0x8007000E), L"E_OUTOFMEMORY (Out of memory)"},
-                                        {Code(0x8000FFFF), L"E_UNEXPECTED (Unexpected error)"},
-                                        {Code(0x80070057), L"E_INVALIDARG (Invalid Argument)"},
-                                        {Code(0x80004003), L"E_POINTER (Invalid pointer)"},
-                                        {Code(0x8876017C), L"D3DERR_OUTOFVIDEOMEMORY (Out of video memory)"},
+                                        {E_FAIL, L"E_FAIL (Generic error)"},
+                                        {E_OUTOFMEMORY, L"E_OUTOFMEMORY (Out of memory)"},
+                                        {E_UNEXPECTED, L"E_UNEXPECTED (Unexpected error)"},
+                                        {E_INVALIDARG, L"E_INVALIDARG (Invalid Argument)"},
+                                        {E_POINTER, L"E_POINTER (Invalid pointer)"},
+                                        {MAKE_HRESULT(SEVERITY_ERROR, 0x876, 0x17C),
+                                         L"D3DERR_OUTOFVIDEOMEMORY (Out of video memory)"},
                                     }) {}
 
 CGuidDescriptions::CGuidDescriptions()

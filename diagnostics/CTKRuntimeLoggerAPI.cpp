@@ -4,6 +4,7 @@
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
 #include "base/FormatText.h"
+#include "base/OrEmpty.h"
 #include "diagnostics/CAnswerCache.h"
 #include "diagnostics/LogSite.h"
 
@@ -15,13 +16,6 @@ using Microsoft::WRL::ComPtr;
 
 // The logger is foreign code: whatever it throws is dropped, since logging fails no operation.
 namespace TKRuntimeLogger {
-namespace {
-
-const wchar_t* OrEmpty(const wchar_t* text) noexcept {
-    return text ? text : L"";
-}
-
-}  // namespace
 
 CTKRuntimeLoggerAPI::CTKRuntimeLoggerAPI(ITKRuntimeLogger* fallback) noexcept
     : m_threadId(::GetCurrentThreadId()), m_processId(::GetCurrentProcessId()) {
@@ -98,8 +92,13 @@ LONG CTKRuntimeLoggerAPI::AskQuestion(LONG severity, const wchar_t* category, co
     }
     CAnswerCache::Key key;
     if (remember) {
-        key = {severity,          OrEmpty(category), OrEmpty(file),      line,
-               OrEmpty(function), OrEmpty(question), OrEmpty(secondText)};
+        key = {severity,
+               base::OrEmpty(category),
+               base::OrEmpty(file),
+               line,
+               base::OrEmpty(function),
+               base::OrEmpty(question),
+               base::OrEmpty(secondText)};
         if (const auto answer = CAnswerCache::Instance().Find(key))
             return *answer;
     }

@@ -1,9 +1,10 @@
 #include "diagnostics/EnvironmentReport.h"
 
-#include "base/CAutoDestructor.h"
+#include "base/AskForPath.h"
 #include "base/ComBoundary.h"
 #include "base/LateLoad.h"
 #include "base/LongPath.h"
+#include "base/ModuleFolder.h"
 #include "diagnostics/LogSite.h"
 #include "diagnostics/OperatingSystemName.h"
 
@@ -23,33 +24,10 @@ LogSource SourceOf(const wchar_t* category) noexcept {
     return {category, L"TKRuntimeLoggerAPI"};
 }
 
-// A path from a call that takes a buffer and its size in characters and returns a length. When there is too little
-// room, some calls return the size, some one less, some what they need. So a buffer that is full to the last character
-// counts as too small. Empty: the call failed.
-template <class Ask>
-std::wstring AskForPath(Ask&& ask) {
-    constexpr DWORD kLongestPath = 32768;
-    for (DWORD size = MAX_PATH; size <= 2 * kLongestPath; size *= 2) {
-        std::wstring path(size, L'\0');
-        const DWORD length = ask(path.data(), size);
-        if (length + 1 < size) {
-            path.resize(length);
-            return path;
-        }
-    }
-    return {};
-}
-
 std::wstring PathOf(HMODULE module) {
-    return AskForPath([&](wchar_t* buffer, DWORD size) {
+    return base::AskForPath([&](wchar_t* buffer, DWORD size) {
         return ::GetModuleFileNameExW(::GetCurrentProcess(), module, buffer, size);
     });
-}
-
-template <class Function>
-Function* Find(const base::CAutoLibrary& library, const char* name) noexcept {
-    // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(library.Get(), name)));
 }
 
 struct Machine {
@@ -64,10 +42,10 @@ Machine AskForMachine() noexcept {
     if (!kernel)
         return machine;
     BOOL isWow64 = FALSE;
-    if (auto* const isWow64Process = Find<BOOL WINAPI(HANDLE, PBOOL)>(kernel, "IsWow64Process"))
+    if (const auto isWow64Process = base::ExportOf<BOOL(WINAPI*)(HANDLE, PBOOL)>(kernel, "IsWow64Process"))
         isWow64Process(::GetCurrentProcess(), &isWow64);
     machine.isWow64 = isWow64 != FALSE;
-    if (auto* const getNativeSystemInfo = Find<void WINAPI(LPSYSTEM_INFO)>(kernel, "GetNativeSystemInfo"))
+    if (const auto getNativeSystemInfo = base::ExportOf<void(WINAPI*)(LPSYSTEM_INFO)>(kernel, "GetNativeSystemInfo"))
         getNativeSystemInfo(&machine.info);
     else
         ::GetSystemInfo(&machine.info);
@@ -124,11 +102,10 @@ void LogProcessEnvironment(const wchar_t* category) noexcept {
     Report([&] {
         constexpr auto kFunction = L"TKRuntimeLogger::LogProcessEnvironment";
         const LogSource source = SourceOf(category);
-        const std::wstring executable =
-            AskForPath([](wchar_t* buffer, DWORD size) { return ::GetModuleFileNameW(nullptr, buffer, size); });
+        const std::wstring executable = base::ModulePath(nullptr);
         TK_LOG(source, kInfo, kFunction, L"Current Module FileName:\t  %s", executable.c_str());
         const std::wstring folder =
-            AskForPath([](wchar_t* buffer, DWORD size) { return ::GetCurrentDirectoryW(size, buffer); });
+            base::AskForPath([](wchar_t* buffer, DWORD size) { return ::GetCurrentDirectoryW(size, buffer); });
         TK_LOG(source, kInfo, kFunction, L"Current Working Directory: %s", folder.c_str());
         TK_LOG(source, kInfo, kFunction, L"Current Commandline:\t\t  %s", ::GetCommandLineW());
 

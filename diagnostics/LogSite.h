@@ -55,7 +55,7 @@ void AtLogSite(Write&& write) noexcept {
 // "DEBUG", "INFO", "WARN", "ERROR", "FATAL" for 0 to 4; empty for every other number. Never null.
 [[nodiscard]] const wchar_t* SeverityName(LONG severity) noexcept;
 
-// A message as log sites format it, see FormatText.
+// base::FormatText under the name by which hosts that log through this front end know it.
 template <class... Values>
 [[nodiscard]] std::wstring FormatLogString(const wchar_t* format, Values... values) {
     return base::FormatText(format, values...);

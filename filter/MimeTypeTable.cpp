@@ -1,5 +1,7 @@
 #include "filter/MimeTypeTable.h"
 
+#include "baseclasses/StreamSubtypes.h"
+
 namespace filter {
 
 namespace {
@@ -7,8 +9,6 @@ namespace {
 // The platform's stream subtypes, as its headers uuids.h and ksuuids.h have them.
 constexpr GUID kMpeg1Audio = {0xE436EB87, 0x524F, 0x11CE, {0x9F, 0x53, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 constexpr GUID kDolbyAc3 = {0xE06D802C, 0xDB46, 0x11CF, {0xB4, 0xD1, 0x00, 0x80, 0x5F, 0x6C, 0xBB, 0xEA}};
-// Not among the platform's own; the Ogg splitters in use register it.
-constexpr GUID kOgg = {0xD2855FA9, 0x61A7, 0x4DB0, {0xB9, 0x79, 0x71, 0xF2, 0x97, 0xC1, 0x7A, 0x04}};
 constexpr GUID kWave = {0xE436EB8B, 0x524F, 0x11CE, {0x9F, 0x53, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 constexpr GUID kAiff = {0xE436EB8D, 0x524F, 0x11CE, {0x9F, 0x53, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 // The platform's MIDI stream is a major type; the MIDI parser takes it as a subtype of a stream.
@@ -27,7 +27,7 @@ constexpr MimeTypeRow kRows[] = {
     {L"audio/mpeg", kMpeg1Audio},
     {L"audio/x-aac", kMpeg1Audio},
     {L"audio/x-ac3", kDolbyAc3},
-    {L"audio/x-ogg", kOgg},
+    {L"audio/x-ogg", kOggSubtype},
     {L"audio/wav", kWave},
     {L"audio/aiff", kAiff},
     {L"audio/midi", kMidi},
@@ -44,8 +44,8 @@ constexpr MimeTypeRow kRows[] = {
     {L"audio/basic", kNone},
     {L"audio/lpcm", kNone},
     {L"audio/l16", kNone},
-    {L"audio/x-ogg", kOgg},
-    {L"audio/ogg", kOgg},
+    {L"audio/x-ogg", kOggSubtype},
+    {L"audio/ogg", kOggSubtype},
     {L"audio/x-matroska", kNone},
     {L"video/avi", kAvi},
     {L"video/mp1s", kMpeg1System},
@@ -66,11 +66,11 @@ constexpr MimeTypeRow kRows[] = {
     {L"video/x-motion-jpeg", kNone},
     {L"video/quicktime", kNone},
     {L"video/x-quicktime", kNone},
-    {L"video/x-ogg", kOgg},
-    {L"video/ogg", kOgg},
+    {L"video/x-ogg", kOggSubtype},
+    {L"video/ogg", kOggSubtype},
     {L"video/x-matroska", kNone},
-    {L"application/x-ogg", kOgg},
-    {L"application/ogg", kOgg},
+    {L"application/x-ogg", kOggSubtype},
+    {L"application/ogg", kOggSubtype},
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "metadata/CStreamSource.h"
 
 #include "TKDataServices.h"
+#include "base/CTaskMem.h"
 #include "base/ComBoundary.h"
 
 namespace metadata {
@@ -22,7 +23,7 @@ IByteSource::Facts CStreamSource::Ask() noexcept {
     STATSTG stat{};
     if (FAILED(base::ComBoundary([&] { return m_stream->Stat(&stat, STATFLAG_NONAME); })))
         return {};
-    ::CoTaskMemFree(stat.pwcsName);  // some streams give a name all the same
+    const base::CTaskMem<OLECHAR> name(stat.pwcsName);  // some streams give a name all the same
     Facts facts;
     facts.areSeeksExpensive = stat.grfStateBits == TKDS_STATE_SEEKS_READ_THROUGH;
     if (!(stat.cbSize.QuadPart & kUnknownSizeBit))

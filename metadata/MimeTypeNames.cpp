@@ -1,5 +1,7 @@
 #include "metadata/MimeTypeNames.h"
 
+#include "base/AsciiText.h"
+
 #include <array>
 #include <cwchar>
 
@@ -154,8 +156,7 @@ wchar_t NextOf(const wchar_t*& text) noexcept {
         ++text;
     if (*text == L'\0' || *text == L';')
         return L'\0';
-    const wchar_t c = *text++;
-    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
+    return base::AsciiLower(*text++);
 }
 
 bool IsSameText(const wchar_t* one, const wchar_t* other) noexcept {

@@ -1,7 +1,5 @@
 #include "mime/CMimeLibrary.h"
 
-#include "base/LateLoad.h"
-
 #include <memory>
 
 namespace mime {

@@ -4,7 +4,7 @@
 // result.
 #pragma once
 
-#include "base/CAutoDestructor.h"
+#include "base/LateLoad.h"
 #include "sdk/TvMetadata.h"
 
 #include <string>
@@ -23,9 +23,7 @@ public:
     // One of the library's exports, or null.
     template <class Function>
     [[nodiscard]] Function Export(const char* name) const noexcept {
-        // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
-        return m_library ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(m_library.Get(), name)))
-                         : nullptr;
+        return base::ExportOf<Function>(m_library, name);
     }
 
     // The library's dictionary: null where there is no library, no export, or no dictionary.

@@ -2,6 +2,7 @@
 
 #include "TKDataServices.h"
 #include "base/FormatText.h"
+#include "diagnostics/HResultText.h"
 
 #include <objbase.h>
 #include <strmif.h>
@@ -69,11 +70,8 @@ std::wstring SystemWords(HRESULT result) {
     // codes only.
     const bool directShow = HRESULT_FACILITY(result) == FACILITY_ITF && HRESULT_CODE(result) >= 0x200;
     wchar_t text[MAX_ERROR_TEXT_LEN]{};
-    const DWORD length = directShow
-                             ? ::AMGetErrorTextW(result, text, MAX_ERROR_TEXT_LEN)
-                             : ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                                                static_cast<DWORD>(result), 0, text, MAX_ERROR_TEXT_LEN, nullptr);
-    std::wstring words(text, length);
+    std::wstring words = directShow ? std::wstring(text, ::AMGetErrorTextW(result, text, MAX_ERROR_TEXT_LEN))
+                                    : TKRuntimeLogger::SystemText(result, FORMAT_MESSAGE_IGNORE_INSERTS);
     while (!words.empty() && (words.back() == L'\r' || words.back() == L'\n' || words.back() == L' '))
         words.pop_back();
     if (words == base::FormatText(L"Error: 0x%x", static_cast<unsigned>(result)))

@@ -1,5 +1,6 @@
 #include "tvsource/CProgressLine.h"
 
+#include "base/CSlimLock.h"
 #include "base/FormatText.h"
 #include "tvsource/CConsole.h"
 
@@ -13,8 +14,8 @@ namespace {
 constexpr ULONGLONG kRedrawMs = 200;
 constexpr ULONGLONG kRateMs = 1000;
 
-std::mutex g_lock;   // held while the line is written
-size_t g_width = 0;  // of what stands there
+base::CSlimLock g_lock;  // held while the line is written
+size_t g_width = 0;      // of what stands there
 
 void WipeLocked() {
     if (g_width > 0)

@@ -1,6 +1,7 @@
 #include "tvsource/CSourceFilter.h"
 
 #include "TvFileSourceAsync.h"
+#include "base/CTaskMem.h"
 #include "base/ForeignCalls.h"
 #include "base/LateLoad.h"
 #include "base/LongPath.h"
@@ -65,9 +66,7 @@ void CSourceFilter::CreateFrom(const std::wstring& library) {
     if (!m_library)
         throw CHostError(L"Cannot load the library " + ShownName(library), HRESULT_FROM_WIN32(::GetLastError()));
 
-    // By way of void*, because FARPROC and the real type have nothing in common that the compiler could check.
-    const auto getClassObject = reinterpret_cast<DllGetClassObjectFn>(
-        reinterpret_cast<void*>(::GetProcAddress(m_library.Get(), "DllGetClassObject")));
+    const auto getClassObject = base::ExportOf<DllGetClassObjectFn>(m_library, "DllGetClassObject");
     if (!getClassObject)
         throw CHostError(ShownName(library) + L" is no COM library: it has no DllGetClassObject");
 
@@ -92,8 +91,9 @@ void CSourceFilter::Load(const std::wstring& name, const std::optional<GUID>& su
     if (SUCCEEDED(hr))
         return;
     const HRESULT opened = ResultOf(&ITavelSourceOpenResult::GetOpenResult, m_filter.Get()).value_or(hr);
-    throw CHostError(L"Cannot open " + ShownName(name) + L": " +
-                     WhyNotOpened(name, FILE_SHARE_READ | FILE_SHARE_DELETE, FAILED(opened) ? opened : hr));
+    const framework::CParsedName parsed(name.c_str());
+    throw CHostError(L"Cannot open " + ShownName(parsed) + L": " +
+                     WhyNotOpened(parsed, FILE_SHARE_READ | FILE_SHARE_DELETE, FAILED(opened) ? opened : hr));
 }
 
 std::optional<HRESULT> CSourceFilter::DetectionResult() const {
@@ -153,13 +153,12 @@ std::wstring CSourceFilter::Folder() const {
 
 CSourceFilter::CurrentFile CSourceFilter::Current() const {
     AM_MEDIA_TYPE type{};
-    LPOLESTR name = nullptr;
-    Check(Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->GetCurFile(&name, &type),
+    base::CTaskMem<OLECHAR> name;
+    Check(Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->GetCurFile(name.Put(), &type),
           L"Cannot ask the filter for its current file");
-    CurrentFile current{name, {type.majortype, type.subtype}};
-    ::CoTaskMemFree(name);
+    const StreamType loaded{type.majortype, type.subtype};
     FreeMediaType(type);
-    return current;
+    return {name.Get(), loaded};
 }
 
 }  // namespace tvsource

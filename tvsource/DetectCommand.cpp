@@ -60,11 +60,11 @@ std::vector<std::wstring> NamesOf(std::wstring typed) {
     return names;
 }
 
-void DetectOne(const CMimeDictionary& dictionary, const std::wstring& name, bool explain) {
+void DetectOne(const CMimeDictionary& dictionary, const framework::CParsedName& name, bool explain) {
     ComPtr<IStream> content;
     constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareWrite | kTKFStreamShareDelete;
     constexpr DWORD kShare = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const HRESULT hr = ::TKFCreateStreamFromUri(SourceName(name).c_str(), kMode, &content, nullptr, nullptr);
+    const HRESULT hr = ::TKFCreateStreamFromUri(SourceName(name), kMode, &content, nullptr, nullptr);
     if (FAILED(hr))
         throw CHostError(L"Cannot open it: " + WhyNotOpened(name, kShare, hr));
     const CMimeDictionary::Answer answer =
@@ -84,7 +84,7 @@ void DetectOne(const CMimeDictionary& dictionary, const std::wstring& name, bool
 int Detect(const DetectOptions& options) {
     const CMimeDictionary dictionary;
     int code = 0;
-    const auto report = [&](const std::wstring& name, const CHostError& error) {
+    const auto report = [&](const framework::CParsedName& name, const CHostError& error) {
         CProgressLine::Wipe();
         Complain(L"tvsource: " + ShownName(name) + L": " + error.Text() + L"\n");
         code = 1;
@@ -96,19 +96,20 @@ int Detect(const DetectOptions& options) {
             for (const std::wstring& name : NamesOf(typed))
                 names.push_back(name);
         } catch (const CHostError& error) {
-            report(typed, error);
+            report(framework::CParsedName(typed.c_str()), error);
         }
     }
     std::reverse(names.begin(), names.end());
 
     CProgressLine line(options.progress || IsTerminal(STD_ERROR_HANDLE));
     for (int files = 0; !names.empty();) {
-        const std::wstring name = std::move(names.back());
+        const framework::CParsedName parsed(names.back().c_str());
+        const std::wstring& name = parsed.Text();
         names.pop_back();
         try {
             if (IsUri(name) || !IsFolder(name)) {
                 line.ShowText(base::FormatText(L"file %d", ++files));
-                DetectOne(dictionary, name, options.explain);
+                DetectOne(dictionary, parsed, options.explain);
                 continue;
             }
             const std::vector<std::wstring> entries = EntriesOf(name, L"*");
@@ -116,7 +117,7 @@ int Detect(const DetectOptions& options) {
             for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
                 names.push_back(name + (isClosed ? L"" : L"\\") + *entry);
         } catch (const CHostError& error) {
-            report(name, error);
+            report(parsed, error);
         }
     }
     return code;

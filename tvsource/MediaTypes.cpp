@@ -1,6 +1,7 @@
 #include "tvsource/MediaTypes.h"
 
 #include "baseclasses/MediaTypeCopies.h"
+#include "baseclasses/StreamSubtypes.h"
 
 #include <uuids.h>
 
@@ -15,9 +16,6 @@ struct NamedSubtype {
     const wchar_t* name;
     const GUID& subtype;
 };
-
-// The platform's headers have no name for this one.
-constexpr GUID kOggSubtype = {0xD2855FA9, 0x61A7, 0x4DB0, {0xB9, 0x79, 0x71, 0xF2, 0x97, 0xC1, 0x7A, 0x04}};
 
 const NamedSubtype kSubtypes[] = {
     {L"any", GUID_NULL},

@@ -1,5 +1,7 @@
 #include "tvsource/Parsers.h"
 
+#include "framework/values/CVariant.h"
+
 #include <objbase.h>
 #include <oleauto.h>
 #include <strmif.h>
@@ -36,13 +38,11 @@ const struct {
 
 // A text that a registered filter has in its property bag; empty when it has none of that name.
 std::wstring Property(IPropertyBag* properties, const wchar_t* name) {
-    VARIANT value;
-    ::VariantInit(&value);
-    std::wstring text;
-    if (SUCCEEDED(properties->Read(name, &value, nullptr)) && value.vt == VT_BSTR)
-        text.assign(value.bstrVal, ::SysStringLen(value.bstrVal));
-    ::VariantClear(&value);
-    return text;
+    framework::CVariant value;
+    if (FAILED(properties->Read(name, value.Put(), nullptr)) || value.Type() != VT_BSTR)
+        return {};
+    const BSTR text = value.Get().bstrVal;
+    return {text, ::SysStringLen(text)};
 }
 
 // The filters that are registered for byte streams of a type, by merit.

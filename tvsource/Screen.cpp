@@ -21,8 +21,7 @@ bool HasScreen() noexcept {
     const base::CAutoLibrary library = base::LateLoad(L"d3d9.dll");
     if (!library)
         return false;
-    const auto create = reinterpret_cast<decltype(&::Direct3DCreate9)>(
-        reinterpret_cast<void*>(::GetProcAddress(library.Get(), "Direct3DCreate9")));
+    const auto create = base::ExportOf<decltype(&::Direct3DCreate9)>(library, "Direct3DCreate9");
     if (!create)
         return false;
     ComPtr<IDirect3D9> direct3D;  // gone before its library

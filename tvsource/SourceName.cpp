@@ -1,11 +1,15 @@
 #include "tvsource/SourceName.h"
 
+#include "TKDataServices.h"
 #include "base/AsciiText.h"
 #include "base/CAutoDestructor.h"
+#include "base/FormatText.h"
 #include "base/LongPath.h"
 #include "framework/uri/NameForLog.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Text.h"
+
+#include <winhttp.h>
 
 #include <algorithm>
 
@@ -72,23 +76,32 @@ std::wstring SourceName(const std::wstring& typed) {
     return path;
 }
 
-std::wstring ShownName(const std::wstring& name) {
-    return Printable(framework::NameForLog(name.c_str()));
+framework::CParsedName SourceName(const framework::CParsedName& typed) {
+    const std::wstring name = SourceName(typed.Text());
+    return name == typed.Text() ? typed : framework::CParsedName(name.c_str());
 }
 
-std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result) {
-    constexpr auto kDenied = static_cast<HRESULT>(0x80190191);
-    const framework::CParsedName parsed(name.c_str());
-    const bool hasCredentials = framework::NameForLog(parsed) != name;
+std::wstring ShownName(const std::wstring& name) {
+    return ShownName(framework::CParsedName(name.c_str()));
+}
+
+std::wstring ShownName(const framework::CParsedName& name) {
+    return Printable(framework::NameForLog(name));
+}
+
+std::wstring WhyNotOpened(const framework::CParsedName& name, DWORD share, HRESULT result) {
+    constexpr auto kDenied = static_cast<HRESULT>(TKDS_HTTP_STATUS_BASE | HTTP_STATUS_DENIED);
+    const bool hasCredentials = framework::NameForLog(name) != name.Text();
     if (result == kDenied && hasCredentials)
-        return L"0x80190191 (the server refused the credentials, HTTP status 401)";
+        return base::FormatText(L"0x%08X (the server refused the credentials, HTTP status %u)",
+                                static_cast<unsigned>(result), static_cast<unsigned>(HTTP_STATUS_DENIED));
     if (result == REGDB_E_CLASSNOTREG)
         return ResultText(result) +
                L"; only local files open without a data-service layer, and none is registered (regsvr32 "
                L"TvDataServices.dll registers it)";
     if (result == HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED))
         return ResultText(result) + L"; the data-service layer knows no such scheme";
-    if (std::wstring words = WhyNoFile(parsed.Uri(), share); !words.empty())
+    if (std::wstring words = WhyNoFile(name.Uri(), share); !words.empty())
         return words;
     // For files on shares, the data-service layer gives one code for both reasons.
     return ResultText(result) + (result == E_ACCESSDENIED ? L", or in use by another program" : L"");

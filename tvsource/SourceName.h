@@ -1,6 +1,8 @@
 // From what was typed to the name that the filter is given, and what people are shown of it.
 #pragma once
 
+#include "framework/uri/CParsedName.h"
+
 #include <windows.h>
 
 #include <string>
@@ -20,12 +22,14 @@ namespace tvsource {
 // A URI stays as it is. A path becomes a full path, of any length.  Throws CHostError: the path names nothing, or a
 // folder. The filter would only say that it could not open it.
 [[nodiscard]] std::wstring SourceName(const std::wstring& typed);
+[[nodiscard]] framework::CParsedName SourceName(const framework::CParsedName& typed);
 
 // A name for people: without the credentials of a URL, and without anything that steers a terminal.
 [[nodiscard]] std::wstring ShownName(const std::wstring& name);
+[[nodiscard]] std::wstring ShownName(const framework::CParsedName& name);
 
 // Why a source could not be opened for reading, in words. `result` is what opening it gave. That says little of a local
 // file, so the file is opened once more, with the same `share` (FILE_SHARE_ bits). Nothing else is opened twice.
-[[nodiscard]] std::wstring WhyNotOpened(const std::wstring& name, DWORD share, HRESULT result);
+[[nodiscard]] std::wstring WhyNotOpened(const framework::CParsedName& name, DWORD share, HRESULT result);
 
 }  // namespace tvsource

@@ -2,7 +2,6 @@
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/Commands.h"
-#include "tvsource/SourceName.h"
 #include "tvsource/Text.h"
 
 namespace tvsource {
@@ -37,11 +36,12 @@ std::wstring Line(std::wstring label, const std::wstring& value) {
 int Uri(const std::wstring& text) {
     framework::CParsedName name(text.c_str());
     // Credentials may stand where the grammar sees none: behind a second scheme, or without any.
-    if (name.Uri() && !name.Uri()->IsLocalFile())
-        name = framework::CParsedName(framework::NameForLog(name).c_str());
+    const std::wstring shown = framework::NameForLog(name);
+    if (name.Uri() && !name.Uri()->IsLocalFile() && shown != text)
+        name = framework::CParsedName(shown.c_str());
     const CTKFUri* const uri = name.Uri();
     if (!uri)
-        throw CHostError(L"'" + ShownName(text) +
+        throw CHostError(L"'" + Printable(shown) +
                          L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
                          L"malformed host, a port above 65535 or control characters");
     std::wstring lines = Line(L"Scheme", uri->GetScheme());

@@ -1,7 +1,5 @@
 #include "dataservices/data/CDataUriStream.h"
 
-#include "dataservices/data/DataUri.h"
-
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -53,12 +51,12 @@ HRESULT CDataUriStream::Clone(IStream** clone) noexcept {
     return hr;
 }
 
-HRESULT CreateDataUriStream(const wchar_t* uri, IStream** stream) noexcept {
+HRESULT CreateDataUriStream(const std::optional<DataUri>& uri, IStream** stream) noexcept {
     if (!stream)
         return E_POINTER;
     *stream = nullptr;
     return base::ComBoundary([&]() -> HRESULT {
-        auto content = uri ? ContentOfDataUri(uri) : std::nullopt;
+        auto content = uri ? ContentOfDataUri(*uri) : std::nullopt;
         if (!content)
             return E_INVALIDARG;
         Microsoft::WRL::ComPtr<CDataUriStream> made;

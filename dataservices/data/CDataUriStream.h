@@ -4,8 +4,10 @@
 #pragma once
 
 #include "dataservices/com/CReadOnlyStream.h"
+#include "dataservices/data/DataUri.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace dataservices {
@@ -31,7 +33,7 @@ private:
 };
 
 // Hands out what ContentOfDataUri gives as a read-only stream that stands at its start. `*stream` is null on failure.
-// E_INVALIDARG: `uri` is null, or ContentOfDataUri gives nothing.  E_POINTER: `stream` is null.  E_OUTOFMEMORY.
-[[nodiscard]] HRESULT CreateDataUriStream(const wchar_t* uri, IStream** stream) noexcept;
+// E_INVALIDARG: there is no `uri`, or ContentOfDataUri gives nothing.  E_POINTER: `stream` is null.  E_OUTOFMEMORY.
+[[nodiscard]] HRESULT CreateDataUriStream(const std::optional<DataUri>& uri, IStream** stream) noexcept;
 
 }  // namespace dataservices

@@ -35,7 +35,7 @@ constexpr std::wstring_view kBase64 = L";base64";
 
 }  // namespace
 
-std::optional<std::vector<std::uint8_t>> ContentOfDataUri(std::wstring_view uri) {
+std::optional<DataUri> ParseDataUri(std::wstring_view uri) {
     if (!base::EqualsIgnoringAsciiCase(uri.substr(0, kScheme.size()), kScheme))
         return std::nullopt;
     uri.remove_prefix(kScheme.size());
@@ -43,8 +43,12 @@ std::optional<std::vector<std::uint8_t>> ContentOfDataUri(std::wstring_view uri)
     const size_t comma = uri.find(L',');
     if (comma == uri.npos)
         return std::nullopt;
-    const std::string bytes = BytesOf(uri.substr(comma + 1));
-    if (EndsWithBase64(uri.substr(0, comma)))
+    return DataUri{uri.substr(0, comma), uri.substr(comma + 1)};
+}
+
+std::optional<std::vector<std::uint8_t>> ContentOfDataUri(const DataUri& uri) {
+    const std::string bytes = BytesOf(uri.data);
+    if (EndsWithBase64(uri.mediaType))
         return base::DecodeBase64(bytes);
     return std::vector<std::uint8_t>(bytes.begin(), bytes.end());
 }

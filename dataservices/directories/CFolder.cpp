@@ -65,8 +65,9 @@ HRESULT CFolder::OpenEntryAs(BSTR entryId, BSTR accessorId, VARIANT* accessor) n
         std::wstring found;
         if (const HRESULT hr = FindEntry(entryId, &found); FAILED(hr))
             return hr;
+        const std::wstring entry = JoinPath(m_path, found);
         Place place;
-        if (const HRESULT hr = FindPath(JoinPath(m_path, found), &place); FAILED(hr))
+        if (const HRESULT hr = FindPath({entry, ReadablePath(entry)}, &place); FAILED(hr))
             return hr;
         return OpenPlaceAs(place, TextOf(accessorId), accessor);
     });

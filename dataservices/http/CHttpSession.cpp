@@ -25,7 +25,8 @@ struct CGlobalTextFreer {
 using CGlobalText = base::CAutoDestructor<wchar_t*, CGlobalTextFreer>;
 
 [[nodiscard]] CInternetHandle OpenWith(DWORD access, const wchar_t* proxy, const wchar_t* bypass) noexcept {
-    return CInternetHandle(::WinHttpOpen(L"TvDataServices/" TV_VERSION, access, proxy, bypass, WINHTTP_FLAG_ASYNC));
+    return CInternetHandle(
+        ::WinHttpOpen(L"TvDataServices/" TV_USER_AGENT_VERSION, access, proxy, bypass, WINHTTP_FLAG_ASYNC));
 }
 
 [[nodiscard]] CInternetHandle OpenSession() {

@@ -13,8 +13,8 @@
 // Errors: CAtlException carrying E_OUTOFMEMORY when a form can't be made; what was kept before stays.
 #pragma once
 
-#include "base/CAtlException.h"
 #include "base/CBstr.h"
+#include "base/CodePageText.h"
 
 #include <windows.h>
 
@@ -22,7 +22,6 @@
 #include <cstring>
 #include <cwchar>
 #include <memory>
-#include <new>
 
 template <UINT CodePage>
 class CStringManager final {
@@ -50,7 +49,7 @@ public:
             if (const BSTR bstr = m_bstr.load())
                 Install(m_wide, Copy(bstr, std::wcslen(bstr)));
             else if (const char* narrow = m_narrow.load())
-                Install(m_wide, ToWide(narrow));
+                Install(m_wide, base::WideOfNarrow(CodePage, narrow));
         }
         return m_wide.load();
     }
@@ -58,7 +57,7 @@ public:
     [[nodiscard]] const char* GetNarrow() const {
         if (!m_narrow.load())
             if (const wchar_t* wide = GetWide())
-                Install(m_narrow, ToNarrow(wide));
+                Install(m_narrow, base::NarrowOfWide(CodePage, wide));
         return m_narrow.load();
     }
 
@@ -74,43 +73,12 @@ private:
     using Buffer = std::unique_ptr<Char[]>;
 
     template <class Char>
-    static Buffer<Char> Allocate(size_t characters) {
-        Buffer<Char> buffer(new (std::nothrow) Char[characters]);
-        if (!buffer)
-            throw base::CAtlException(E_OUTOFMEMORY);
-        return buffer;
-    }
-
-    template <class Char>
     static Buffer<Char> Copy(const Char* text, size_t length) {
         if (!text)
             return nullptr;
-        Buffer<Char> copy = Allocate<Char>(length + 1);
+        Buffer<Char> copy = base::AllocateText<Char>(length + 1);
         std::memcpy(copy.get(), text, (length + 1) * sizeof(Char));
         return copy;
-    }
-
-    // Runs the conversion twice: first for the length (0 is a failure), then for the text.
-    template <class Char, class Convert>
-    static Buffer<Char> Converted(Convert&& convert) {
-        const int characters = convert(nullptr, 0);
-        if (characters <= 0)
-            throw base::CAtlException(E_OUTOFMEMORY);
-        Buffer<Char> text = Allocate<Char>(static_cast<size_t>(characters));
-        if (convert(text.get(), characters) != characters)
-            throw base::CAtlException(E_OUTOFMEMORY);
-        return text;
-    }
-
-    static Buffer<wchar_t> ToWide(const char* narrow) {
-        return Converted<wchar_t>(
-            [=](wchar_t* to, int size) { return ::MultiByteToWideChar(CodePage, 0, narrow, -1, to, size); });
-    }
-
-    static Buffer<char> ToNarrow(const wchar_t* wide) {
-        return Converted<char>([=](char* to, int size) {
-            return ::WideCharToMultiByte(CodePage, 0, wide, -1, to, size, nullptr, nullptr);
-        });
     }
 
     // Of two threads that made the same form, the second one to install it drops its own.

@@ -6,6 +6,7 @@
 #include <span>
 #include <utility>
 
+using framework::BitsIf;
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -45,22 +46,22 @@ HRESULT ResultOf(DWORD error, std::span<const ErrorResult> table, HRESULT otherw
     return otherwise;
 }
 
-DWORD Bits(DWORD mode, DWORD bit, DWORD bits, DWORD otherwise = 0) noexcept {
-    return (mode & bit) ? bits : otherwise;
+HANDLE OpenFile(const std::wstring& path, DWORD mode) {
+    const DWORD access = BitsIf(mode, kTKFStreamRead, GENERIC_READ) | BitsIf(mode, kTKFStreamWrite, GENERIC_WRITE);
+    const DWORD share = BitsIf(mode, kTKFStreamShareRead, FILE_SHARE_READ) |
+                        BitsIf(mode, kTKFStreamShareWrite, FILE_SHARE_WRITE) |
+                        BitsIf(mode, kTKFStreamShareDelete, FILE_SHARE_DELETE);
+    const DWORD disposition = BitsIf(mode, kTKFStreamCreate, CREATE_ALWAYS, OPEN_EXISTING);
+    const DWORD flags = FILE_ATTRIBUTE_NORMAL | BitsIf(mode, kTKFStreamTemporary, FILE_ATTRIBUTE_TEMPORARY) |
+                        BitsIf(mode, kTKFStreamDeleteOnClose, FILE_FLAG_DELETE_ON_CLOSE) |
+                        BitsIf(mode, kTKFStreamSequential, FILE_FLAG_SEQUENTIAL_SCAN, FILE_FLAG_RANDOM_ACCESS) |
+                        BitsIf(mode, kTKFStreamWriteThrough, FILE_FLAG_WRITE_THROUGH) |
+                        BitsIf(mode, kTKFStreamOpenReparsePoint, FILE_FLAG_OPEN_REPARSE_POINT);
+    return ::CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
 }
 
-HANDLE OpenFile(const std::wstring& path, DWORD mode) {
-    const DWORD access = Bits(mode, kTKFStreamRead, GENERIC_READ) | Bits(mode, kTKFStreamWrite, GENERIC_WRITE);
-    const DWORD share = Bits(mode, kTKFStreamShareRead, FILE_SHARE_READ) |
-                        Bits(mode, kTKFStreamShareWrite, FILE_SHARE_WRITE) |
-                        Bits(mode, kTKFStreamShareDelete, FILE_SHARE_DELETE);
-    const DWORD disposition = Bits(mode, kTKFStreamCreate, CREATE_ALWAYS, OPEN_EXISTING);
-    const DWORD flags = FILE_ATTRIBUTE_NORMAL | Bits(mode, kTKFStreamTemporary, FILE_ATTRIBUTE_TEMPORARY) |
-                        Bits(mode, kTKFStreamDeleteOnClose, FILE_FLAG_DELETE_ON_CLOSE) |
-                        Bits(mode, kTKFStreamSequential, FILE_FLAG_SEQUENTIAL_SCAN, FILE_FLAG_RANDOM_ACCESS) |
-                        Bits(mode, kTKFStreamWriteThrough, FILE_FLAG_WRITE_THROUGH) |
-                        Bits(mode, kTKFStreamOpenReparsePoint, FILE_FLAG_OPEN_REPARSE_POINT);
-    return ::CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
+HRESULT ResultOfOpening(DWORD error) noexcept {
+    return error == ERROR_SUCCESS ? S_OK : ResultOf(error, kOpenErrors, E_FAIL);
 }
 
 bool IsOpenable(const wchar_t* path, DWORD mode) noexcept {
@@ -74,16 +75,16 @@ HRESULT CLocalFileSystemStream::Open(const wchar_t* path, DWORD mode) noexcept {
         return E_INVALIDARG;
     return base::ComBoundary([&] {
         std::wstring full = base::FullPathOf(path);
-        const std::wstring openable = base::OpenablePath(full);
-        const DWORD error = OpenFullPath(std::move(full), openable, mode);
-        return error == ERROR_SUCCESS ? S_OK : ResultOf(error, kOpenErrors, E_FAIL);
+        std::wstring openable = base::OpenablePath(full);
+        return ResultOfOpening(OpenFullPath(std::move(full), std::move(openable), mode));
     });
 }
 
-DWORD CLocalFileSystemStream::OpenFullPath(std::wstring path, const std::wstring& openable, DWORD mode) {
+DWORD CLocalFileSystemStream::OpenFullPath(std::wstring path, std::wstring openable, DWORD mode) {
     m_path = std::move(path);
+    m_openable = std::move(openable);
     m_mode = mode;
-    m_file.Reset(OpenFile(openable, mode));
+    m_file.Reset(OpenFile(m_openable, mode));
     if (m_file)
         return ERROR_SUCCESS;
     const DWORD error = ::GetLastError();
@@ -180,21 +181,25 @@ bool CLocalFileSystemStream::GetSizeAndTimes(STATSTG& stat) const noexcept {
 }
 
 DWORD CLocalFileSystemStream::StgMode() const noexcept {
-    const DWORD writeAccess = Bits(m_mode, kTKFStreamRead, STGM_READWRITE, STGM_WRITE);
-    const DWORD shareWithReaders = Bits(m_mode, kTKFStreamShareWrite, STGM_SHARE_DENY_NONE, STGM_SHARE_DENY_WRITE);
-    const DWORD shareWithoutReaders = Bits(m_mode, kTKFStreamShareWrite, STGM_SHARE_DENY_READ, STGM_SHARE_EXCLUSIVE);
-    return Bits(m_mode, kTKFStreamWrite, writeAccess, STGM_READ) |
-           Bits(m_mode, kTKFStreamShareRead, shareWithReaders, shareWithoutReaders) |
-           Bits(m_mode, kTKFStreamCreate, STGM_CREATE);
+    const DWORD writeAccess = BitsIf(m_mode, kTKFStreamRead, STGM_READWRITE, STGM_WRITE);
+    const DWORD shareWithReaders = BitsIf(m_mode, kTKFStreamShareWrite, STGM_SHARE_DENY_NONE, STGM_SHARE_DENY_WRITE);
+    const DWORD shareWithoutReaders = BitsIf(m_mode, kTKFStreamShareWrite, STGM_SHARE_DENY_READ, STGM_SHARE_EXCLUSIVE);
+    return BitsIf(m_mode, kTKFStreamWrite, writeAccess, STGM_READ) |
+           BitsIf(m_mode, kTKFStreamShareRead, shareWithReaders, shareWithoutReaders) |
+           BitsIf(m_mode, kTKFStreamCreate, STGM_CREATE);
 }
 
 HRESULT CLocalFileSystemStream::Clone(IStream** clone) noexcept {
     if (!clone)
         return E_POINTER;
     *clone = nullptr;
-    ComPtr<IStream> copy;
-    if (const HRESULT hr = TKFCreateLocalFileSystemStream(m_path.c_str(), m_mode, &copy); FAILED(hr))
+    ComPtr<CLocalFileSystemStream> copy;
+    if (const HRESULT hr = framework::MakeComObject<CLocalFileSystemStream>(&copy); FAILED(hr))
         return hr;
+    const HRESULT opened =
+        base::ComBoundary([&] { return ResultOfOpening(copy->OpenFullPath(m_path, m_openable, m_mode)); });
+    if (FAILED(opened))
+        return opened;
     ULARGE_INTEGER position{};
     if (const HRESULT hr = Seek({}, STREAM_SEEK_CUR, &position); FAILED(hr))
         return hr;

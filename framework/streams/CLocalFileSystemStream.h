@@ -23,7 +23,7 @@ public:
     // The same for a caller who has both forms of the full path and wants the system's own error. `path` is what Stat
     // tells; `openable` is what is opened, with the prefix \\?\ where it needs one. Only a success is ERROR_SUCCESS.
     // Throws std::bad_alloc.
-    [[nodiscard]] DWORD OpenFullPath(std::wstring path, const std::wstring& openable, DWORD mode);
+    [[nodiscard]] DWORD OpenFullPath(std::wstring path, std::wstring openable, DWORD mode);
 
     // ISequentialStream
 
@@ -53,8 +53,9 @@ private:
     [[nodiscard]] DWORD StgMode() const noexcept;
 
     base::CAutoHandle m_file;
-    std::wstring m_path;  // full, and with a prefix only if it was given with one; Stat reports it
-    DWORD m_mode = 0;     // kTKFStream bits
+    std::wstring m_path;      // full, and with a prefix only if it was given with one; Stat reports it
+    std::wstring m_openable;  // the same file, for opening
+    DWORD m_mode = 0;         // kTKFStream bits
 };
 
 // Opens the file `path` and hands out a stream at its start. A relative path is resolved now. A path longer than 260

@@ -10,6 +10,7 @@
 #include <oleauto.h>
 #include <wrl/client.h>
 
+using framework::BitsIf;
 using Microsoft::WRL::ComPtr;
 
 namespace {
@@ -29,15 +30,11 @@ namespace {
     return factory.OpenUriAs(uriText.Get(), accessorId.Get(), accessor.Put());
 }
 
-[[nodiscard]] constexpr unsigned long BitIf(DWORD condition, unsigned long bit) noexcept {
-    return condition ? bit : 0;
-}
-
 [[nodiscard]] HRESULT CreateStream(const framework::CVariant& accessor, DWORD mode, ComPtr<IStream>& stream) {
     const unsigned long share =
-        BitIf(mode & kTKFStreamShareRead, TKDS_SHARE_READ) | BitIf(mode & kTKFStreamShareWrite, TKDS_SHARE_WRITE);
+        BitsIf(mode, kTKFStreamShareRead, TKDS_SHARE_READ) | BitsIf(mode, kTKFStreamShareWrite, TKDS_SHARE_WRITE);
     if (mode & kTKFStreamWrite) {
-        const unsigned long access = TKDS_ACCESS_WRITE | BitIf(mode & kTKFStreamRead, TKDS_ACCESS_READ);
+        const unsigned long access = TKDS_ACCESS_WRITE | BitsIf(mode, kTKFStreamRead, TKDS_ACCESS_READ);
         ComPtr<ITKDSCreateWritableStream> writable;
         if (const HRESULT hr = CopyVariantToComPointer(accessor, writable.GetAddressOf()); FAILED(hr))
             return hr;

@@ -14,3 +14,12 @@ inline constexpr DWORD kTKFStreamTemporary = 0x080;
 inline constexpr DWORD kTKFStreamSequential = 0x100;  // a hint; without it the hint is random access
 inline constexpr DWORD kTKFStreamWriteThrough = 0x200;
 inline constexpr DWORD kTKFStreamOpenReparsePoint = 0x400;
+
+namespace framework {
+
+// For the way from one set of bits to another: `bits` if `flags` has `flag`.
+[[nodiscard]] constexpr DWORD BitsIf(DWORD flags, DWORD flag, DWORD bits, DWORD otherwise = 0) noexcept {
+    return (flags & flag) ? bits : otherwise;
+}
+
+}  // namespace framework

@@ -1,6 +1,7 @@
 #include "framework/uri/CTKFUri.h"
 
 #include "base/AsciiText.h"
+#include "base/LongPath.h"
 #include "framework/uri/CTKFUriGrammar.h"
 #include "framework/uri/FileUrlPath.h"
 #include "framework/uri/UriEscapes.h"
@@ -18,9 +19,9 @@ using Notation = framework::CTKFUriParts::Notation;
     const bool hasServer = parts.hostType == TKFURI_HOSTNAME_UNC_SERVER;
     std::wstring path;
     if (parts.notation == Notation::VerbatimPath)
-        path = hasServer ? LR"(\\?\UNC\)" : LR"(\\?\)";
+        path = hasServer ? base::kLiteralSharePrefix : base::kLiteralPrefix;
     else if (hasServer)
-        path = LR"(\\)";
+        path = base::kSharePrefix;
     path += parts.host + parts.path;
     std::replace(path.begin(), path.end(), L'/', L'\\');
     return path;
@@ -37,7 +38,7 @@ using Notation = framework::CTKFUriParts::Notation;
 // The path with its server or drive in lower case.
 [[nodiscard]] std::wstring ComparablePath(std::wstring path) {
     auto end = path.begin() + (path.size() >= 2 && path[1] == L':' ? 2 : 0);
-    for (const std::wstring_view prefix : {LR"(\\?\UNC\)", LR"(\\?\)", LR"(\\)"})
+    for (const std::wstring_view prefix : {base::kLiteralSharePrefix, base::kLiteralPrefix, base::kSharePrefix})
         if (path.starts_with(prefix)) {
             end = std::find(path.begin() + static_cast<std::ptrdiff_t>(prefix.size()), path.end(), L'\\');
             break;
@@ -58,10 +59,19 @@ CTKFUri::CTKFUri(framework::CTKFUriParts parts, std::wstring text)
     } else if (!hasServer) {
         m_localPath = framework::LocalPathOfFileUrlPath(m_parts.path);
     } else {
-        // With its escapes resolved the host may be one that no path can have, or may lead to a device.
-        const auto path = framework::CTKFUriGrammar::Parse(framework::NetworkPathOfFileUrl(m_parts.host, m_parts.path));
-        if (path && path->notation != Notation::Uri)
-            (path->hostType == TKFURI_HOSTNAME_UNC_SERVER ? m_uncPath : m_localPath) = PathOf(*path);
+        SetPathBehindServer();
+    }
+}
+
+void CTKFUri::SetPathBehindServer() {
+    std::wstring path = framework::NetworkPathOfFileUrl(m_parts.host, m_parts.path);
+    const std::wstring_view host = std::wstring_view(path).substr(0, path.find(L'\\', base::kSharePrefix.size()));
+    // With its escapes resolved the host may be one that no path can have, or may lead to a device.
+    if (framework::CTKFUriGrammar::IsServer(host.substr(base::kSharePrefix.size()))) {
+        m_uncPath = std::move(path);
+    } else if (path.starts_with(base::kLiteralPrefix)) {
+        if (const auto parts = framework::CTKFUriGrammar::Parse(path))
+            (parts->hostType == TKFURI_HOSTNAME_UNC_SERVER ? m_uncPath : m_localPath) = PathOf(*parts);
     }
 }
 

@@ -68,6 +68,9 @@ public:
     // or its host can't be the server of a path (an IPv6 address, for one).
     [[nodiscard]] const std::wstring& GetFilePath() const { return IsLocalFile() ? m_localPath : m_uncPath; }
 
+    // What was parsed, as it was written.
+    [[nodiscard]] const std::wstring& Text() const { return m_text; }
+
     // For a URI, the text as it was written. For a path, its file URL; empty if it has none. FileUrlOfPath says how the
     // URL is made and which paths have none.
     [[nodiscard]] std::wstring ToString() const;
@@ -105,6 +108,9 @@ public:
 
 private:
     CTKFUri(framework::CTKFUriParts parts, std::wstring text);
+
+    // Of a file URL with a host.
+    void SetPathBehindServer();
 
     framework::CTKFUriParts m_parts;
     std::wstring m_text;

@@ -8,6 +8,8 @@
 #include <boost/spirit/include/classic_loops.hpp>
 #include <boost/spirit/include/classic_push_back_actor.hpp>
 
+#include <algorithm>
+
 namespace framework {
 
 namespace {
@@ -201,6 +203,10 @@ std::optional<CTKFUriParts> CTKFUriGrammar::Parse(std::wstring_view text) {
         !base::EqualsIgnoringAsciiCase(parts.host, L"localhost"))
         parts.hostType = TKFURI_HOSTNAME_UNC_SERVER;
     return parts;
+}
+
+bool CTKFUriGrammar::IsServer(std::wstring_view text) noexcept {
+    return !text.empty() && text != L"." && std::all_of(text.begin(), text.end(), &IsServerCharacter);
 }
 
 }  // namespace framework

@@ -14,6 +14,9 @@ class CTKFUriGrammar final {
 public:
     // No value: `text` is no name; CTKFUri::Parse says what one is.  Threads: any.
     [[nodiscard]] static std::optional<CTKFUriParts> Parse(std::wstring_view text);
+
+    // Whether `text`, behind two separators, is the server of a UNC path.
+    [[nodiscard]] static bool IsServer(std::wstring_view text) noexcept;
 };
 
 }  // namespace framework

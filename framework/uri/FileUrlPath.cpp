@@ -1,5 +1,6 @@
 #include "framework/uri/FileUrlPath.h"
 
+#include "base/LongPath.h"
 #include "base/Utf8Text.h"
 #include "framework/uri/EscapedByte.h"
 
@@ -112,12 +113,12 @@ std::wstring LocalPathOfFileUrlPath(std::wstring_view path) {
 }
 
 std::wstring NetworkPathOfFileUrl(std::wstring_view host, std::wstring_view path) {
-    return LR"(\\)" + Unescape(host) + PathText(path);
+    return std::wstring(base::kSharePrefix) + Unescape(host) + PathText(path);
 }
 
 std::wstring FileUrlOfPath(std::wstring_view path) {
-    if (path.starts_with(LR"(\\)")) {
-        path.remove_prefix(2);
+    if (path.starts_with(base::kSharePrefix)) {
+        path.remove_prefix(base::kSharePrefix.size());
         const std::wstring_view server = path.substr(0, path.find(L'\\'));
         // Behind two slashes "localhost" is no server, but this machine itself.
         const wchar_t* const start = base::EqualsIgnoringAsciiCase(server, L"localhost") ? L"file:////" : L"file://";

@@ -1,10 +1,10 @@
 #include "framework/uri/FormatMacAddress.h"
 
+#include "base/FormatText.h"
+
 #include <winsock2.h>
 
 #include <iphlpapi.h>
-
-#include <cwchar>
 
 std::wstring FormatMacAddress(ULONG ipv4Address) {
     ULONG words[2] = {};  // the call wants room in units of 32 bits
@@ -13,8 +13,6 @@ std::wstring FormatMacAddress(ULONG ipv4Address) {
     ULONG length = kAddressBytes;
     if (::SendARP(ipv4Address, INADDR_ANY, words, &length) != NO_ERROR || length != kAddressBytes)
         return {};
-    wchar_t text[kAddressBytes * 3];
-    const int characters = ::swprintf_s(text, ARRAYSIZE(text), L"%02x-%02x-%02x-%02x-%02x-%02x", address[0], address[1],
-                                        address[2], address[3], address[4], address[5]);
-    return {text, static_cast<std::size_t>(characters)};
+    return base::FormatText(L"%02x-%02x-%02x-%02x-%02x-%02x", address[0], address[1], address[2], address[3],
+                            address[4], address[5]);
 }

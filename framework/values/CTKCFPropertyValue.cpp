@@ -1,10 +1,10 @@
 #include "framework/values/CTKCFPropertyValue.h"
 
+#include "base/FormatText.h"
 #include "framework/uri/FormatHexBytes.h"
 
 #include <charconv>
 #include <cstring>
-#include <cwchar>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -28,10 +28,8 @@ template <class Number>
 }
 
 [[nodiscard]] std::wstring DateTimeText(const SYSTEMTIME& time) {
-    wchar_t text[64];
-    const int length = ::swprintf_s(text, ARRAYSIZE(text), L"%04u-%02u-%02uT%02u:%02u:%02u", time.wYear, time.wMonth,
-                                    time.wDay, time.wHour, time.wMinute, time.wSecond);
-    return {text, static_cast<size_t>(length)};
+    return base::FormatText(L"%04u-%02u-%02uT%02u:%02u:%02u", time.wYear, time.wMonth, time.wDay, time.wHour,
+                            time.wMinute, time.wSecond);
 }
 
 // The elements of a one-dimensional array. No value: it is no such array, or its elements have another size.

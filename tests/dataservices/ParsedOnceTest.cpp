@@ -38,8 +38,11 @@ TEST(ParsedOnceTest, ANameIsParsedOnceOnEachSideOfTheComEdge) {
     });
     const CTempFile file("0123456789");
     // Nothing listens at port 0, and nobody is asked.
-    for (const auto& [name, runs] :
-         {std::pair<std::wstring, int>{L"http://me:pw@host:0/a@b", 2}, {L"data:,0123456789", 2}, {file.Path(), 1}}) {
+    for (const auto& [name, runs] : {std::pair<std::wstring, int>{L"http://me:pw@host:0/a@b", 2},
+                                     {L"data:,0123456789", 2},
+                                     {LR"(\\server\share\x)", 2},
+                                     {L"file://server/share/x", 2},
+                                     {file.Path(), 1}}) {
         g_runs = 0;
         const Log lines = LinesOf([&, text = name] {
             CInnerFilter filter;

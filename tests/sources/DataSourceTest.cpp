@@ -68,7 +68,7 @@ Source Data(const std::string& bytes, bool base64) {
     constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
     for (const char byte : base64 ? std::string() : bytes)
         uri += {L'%', kDigits[static_cast<BYTE>(byte) / 16], kDigits[static_cast<BYTE>(byte) % 16]};
-    return {bytes, [uri](IStream** stream) { return CreateDataUriStream(uri.c_str(), stream); }};
+    return {bytes, [uri](IStream** stream) { return CreateDataUriStream(ParseDataUri(uri), stream); }};
 }
 
 // The installed layer's, whatever `bytes` are.
