@@ -22,15 +22,18 @@ TEST_F(HttpAnswerTest, AnAnswerThatIsNoSourceHasACodeOfItsOwn) {
     for (const int status : {400, 401, 403, 404, 407, 410, 429, 500, 503})
         EXPECT_EQ(dataservices::http::ResultOfHttpStatus(static_cast<DWORD>(status)), OpenServed({.status = status}))
             << status;
-    // What may be an idle connection's fault is asked for once more.
-    const std::pair<Fault, HRESULT> broken[] = {{Fault::Garbage, dataservices::http::kHttpInvalidResponse},
-                                                {Fault::Reset, dataservices::http::kHttpConnectionError}};
-    for (const auto& [fault, result] : broken)
+    // What may be an idle connection's fault is asked for once more. The library takes some resets, as the threads run,
+    // for the end of an answer that has no status line.
+    using dataservices::http::kHttpConnectionError, dataservices::http::kHttpInvalidResponse;
+    const std::pair<Fault, std::vector<HRESULT>> broken[] = {
+        {Fault::Garbage, {kHttpInvalidResponse}}, {Fault::Reset, {kHttpConnectionError, kHttpInvalidResponse}}};
+    for (const auto& [fault, results] : broken)
         for (const size_t times : {1u, 2u}) {
             const CHttpServer::Resource resource{.bytes = bytes, .script = InTurn(Faults(times, {fault, -1}))};
             HRESULT opened = E_PENDING;
             EXPECT_EQ(2u, RequestsOf([&] { opened = OpenServed(resource); }));
-            EXPECT_EQ(times == 1 ? S_OK : result, opened);
+            const auto& expected = times == 1 ? std::vector<HRESULT>{S_OK} : results;
+            EXPECT_EQ(1, std::count(expected.begin(), expected.end(), opened)) << opened;
         }
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED), Open(L"http://nowhere.invalid/"));
     const std::wstring gone = std::make_unique<CHttpServer>()->Url(L"/");
