@@ -32,7 +32,8 @@ private:
     IMimeTypeDictionary* m_dictionary;  // the library's own
 };
 
-// Puts in words what went wrong while the content was looked at; `result` is detection's result. Empty: nothing went wrong.
+// Puts in words what went wrong while the content was looked at; `result` is detection's result. Empty: nothing went
+// wrong.
 [[nodiscard]] std::wstring DetectionFault(HRESULT result);
 
 // The types, separated by commas; "-" for none.

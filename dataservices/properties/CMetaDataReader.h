@@ -1,4 +1,5 @@
-// Class TKDSMetaDataReader: the MIME type of a source's content, and where it came from, as far as the stream's own name says.
+// Class TKDSMetaDataReader: the MIME type of a source's content, and where it came from, as far as the stream's own
+// name says.
 //
 // Threads: one at a time.
 #pragma once
