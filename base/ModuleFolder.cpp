@@ -26,6 +26,14 @@ HMODULE OwnModule() noexcept {
     return ModuleOf(&kInOwnModule);
 }
 
+HMODULE AddReferenceToOwnModule() noexcept {
+    HMODULE module = nullptr;
+    return ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&kInOwnModule),
+                                &module)
+               ? module
+               : nullptr;
+}
+
 std::wstring OwnModuleFolder() {
     return ModuleFolder(&kInOwnModule);
 }

@@ -19,6 +19,8 @@ namespace base {
 
 // The module that this library is linked into, and its folder.
 [[nodiscard]] HMODULE OwnModule() noexcept;
+// The same with one more reference, which keeps it loaded until FreeLibrary. Null: it can't be had.
+[[nodiscard]] HMODULE AddReferenceToOwnModule() noexcept;
 [[nodiscard]] std::wstring OwnModuleFolder();
 
 }  // namespace base

@@ -1,6 +1,6 @@
 #include "dataservices/http/CHttpExchange.h"
 
-#include "dataservices/http/CDeadline.h"
+#include "base/CDeadline.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
 
@@ -29,7 +29,7 @@ void CHttpExchange::Announce() noexcept {
 }
 
 HRESULT CHttpExchange::Wait(DWORD ms, DWORD* value) noexcept {
-    const CDeadline deadline(ms);
+    const base::CDeadline deadline(ms);
     ::AcquireSRWLockExclusive(&m_lock);
     while (!m_isDone && !deadline.IsOver())
         ::SleepConditionVariableSRW(&m_done, &m_lock, deadline.Left(), 0);

@@ -44,7 +44,7 @@ HRESULT CHttpReader::Open(CHttpUrl url, Clock clock, std::unique_ptr<CHttpReader
 }
 
 HRESULT CHttpReader::Open() {
-    const CDeadline deadline(kOpenMs);
+    const base::CDeadline deadline(kOpenMs);
     HRESULT hr = CHttpSession::Get(m_session);
     if (FAILED(hr))
         return hr;
@@ -105,7 +105,7 @@ bool CHttpReader::CanReach(ULONGLONG position) const noexcept {
 }
 
 HRESULT CHttpReader::Read(ULONGLONG position, std::span<BYTE> target, ULONG* count) {
-    const CDeadline deadline(kReadMs);
+    const base::CDeadline deadline(kReadMs);
     *count = 0;
     m_retries = 0;
     m_furthest = position;
@@ -125,7 +125,7 @@ HRESULT CHttpReader::Read(ULONGLONG position, std::span<BYTE> target, ULONG* cou
 
 // Fetches bytes on the way to `position`, which is not kept.  S_OK: the source has come nearer to it, or has reached
 // it. S_FALSE: the source ends before it.
-HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
+HRESULT CHttpReader::Fetch(ULONGLONG position, const base::CDeadline& deadline) {
     for (;;) {
         if (m_clock() < m_failedUntil)
             return m_failure;
@@ -154,14 +154,14 @@ HRESULT CHttpReader::Fetch(ULONGLONG position, const CDeadline& deadline) {
     }
 }
 
-HRESULT CHttpReader::FetchOnce(ULONGLONG position, const CDeadline& deadline) {
+HRESULT CHttpReader::FetchOnce(ULONGLONG position, const base::CDeadline& deadline) {
     const bool readsOn =
         m_request && m_next <= position && (position - m_next <= kSkippedBytes || m_ranges == Ranges::No);
     const HRESULT hr = readsOn ? S_OK : Ask(position, deadline);
     return FAILED(hr) ? hr : Receive(deadline);
 }
 
-HRESULT CHttpReader::Ask(ULONGLONG position, const CDeadline& deadline) {
+HRESULT CHttpReader::Ask(ULONGLONG position, const base::CDeadline& deadline) {
     m_request.reset();
     HttpStart start;
     if (m_ranges != Ranges::No)
@@ -225,7 +225,7 @@ void CHttpReader::Begin(const HttpAnswer& answer) noexcept {
     EndCompleteBody();
 }
 
-HRESULT CHttpReader::Receive(const CDeadline& deadline) {
+HRESULT CHttpReader::Receive(const base::CDeadline& deadline) {
     const bool inBlocks = m_ranges == Ranges::Yes && !m_isUneven && m_fastBytes >= kFastBytes;
     const ULONGLONG left = m_bodyEnd ? *m_bodyEnd - m_next : kBlockBytes;
     const ULONGLONG begin = ::GetTickCount64();
@@ -255,7 +255,7 @@ HRESULT CHttpReader::Receive(const CDeadline& deadline) {
 
 // Requests the pending block again. The open answer is kept until there is another one, because the server may give no
 // second one.
-HRESULT CHttpReader::AskOnceMore(const CDeadline& deadline) {
+HRESULT CHttpReader::AskOnceMore(const base::CDeadline& deadline) {
     auto open = std::move(m_request);
     const HRESULT hr = Ask(m_next, deadline);
     if (SUCCEEDED(hr) || hr == STG_E_REVERTED)
@@ -288,7 +288,7 @@ void CHttpReader::EndLiveSource() noexcept {
 }
 
 // S_OK: it is time to ask again.  Otherwise `reason`: it was asked often enough, or there is no time left.
-HRESULT CHttpReader::PauseBeforeRetry(HRESULT reason, ULONGLONG position, const CDeadline& deadline) noexcept {
+HRESULT CHttpReader::PauseBeforeRetry(HRESULT reason, ULONGLONG position, const base::CDeadline& deadline) noexcept {
     if (m_retries == std::size(kPausesMs) || deadline.Left() <= kPausesMs[m_retries])
         return reason;
     const DWORD pauseMs = kPausesMs[m_retries++];

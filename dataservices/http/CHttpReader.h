@@ -70,18 +70,18 @@ private:
     CHttpReader(CHttpUrl url, Clock clock);
     [[nodiscard]] HRESULT Open();
     [[nodiscard]] HRESULT LearnFrom(const HttpAnswer& answer);
-    [[nodiscard]] HRESULT Fetch(ULONGLONG position, const CDeadline& deadline);
-    [[nodiscard]] HRESULT FetchOnce(ULONGLONG position, const CDeadline& deadline);
-    [[nodiscard]] HRESULT Ask(ULONGLONG position, const CDeadline& deadline);
+    [[nodiscard]] HRESULT Fetch(ULONGLONG position, const base::CDeadline& deadline);
+    [[nodiscard]] HRESULT FetchOnce(ULONGLONG position, const base::CDeadline& deadline);
+    [[nodiscard]] HRESULT Ask(ULONGLONG position, const base::CDeadline& deadline);
     [[nodiscard]] HRESULT Check(const HttpAnswer& answer, ULONGLONG from) const noexcept;
     [[nodiscard]] bool IsUnchangedWhole(const HttpAnswer& answer, ULONGLONG from) const noexcept;
     void Begin(const HttpAnswer& answer) noexcept;
-    [[nodiscard]] HRESULT Receive(const CDeadline& deadline);
-    [[nodiscard]] HRESULT AskOnceMore(const CDeadline& deadline);
+    [[nodiscard]] HRESULT Receive(const base::CDeadline& deadline);
+    [[nodiscard]] HRESULT AskOnceMore(const base::CDeadline& deadline);
     void Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcept;
     void EndCompleteBody() noexcept;
     void EndLiveSource() noexcept;
-    [[nodiscard]] HRESULT PauseBeforeRetry(HRESULT reason, ULONGLONG position, const CDeadline& deadline) noexcept;
+    [[nodiscard]] HRESULT PauseBeforeRetry(HRESULT reason, ULONGLONG position, const base::CDeadline& deadline) noexcept;
     void StayFailed(HRESULT hr) noexcept;
     [[nodiscard]] HRESULT Fail(HRESULT hr, ULONGLONG position) noexcept;
 

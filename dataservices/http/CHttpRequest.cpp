@@ -46,7 +46,7 @@ HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl
 }
 
 HRESULT CHttpRequest::Send(std::shared_ptr<CHttpSession> session, const CHttpUrl& url, const std::wstring& headers,
-                           const CDeadline& deadline, std::unique_ptr<CHttpRequest>& request) {
+                           const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request) {
     request.reset();
     auto made = std::make_unique<CHttpRequest>();
     HRESULT hr = made->Open(std::move(session), url);
@@ -125,7 +125,7 @@ void CALLBACK CHttpRequest::OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcep
 
 HRESULT CHttpRequest::Receive(ULONG atMost, Wait wait, DWORD timeoutMs, std::span<const BYTE>* bytes) noexcept {
     *bytes = {};
-    const CDeadline deadline(timeoutMs);
+    const base::CDeadline deadline(timeoutMs);
     CHttpExchange& exchange = *m_handles->exchange;
     if (m_step == Step::None)
         Begin(wait == Wait::ForAll ? Step::Reading : Step::Asking, atMost);

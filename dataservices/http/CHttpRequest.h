@@ -4,7 +4,7 @@
 // Threads: one at a time.  Lifetime: ends at once, also while data are awaited; what is under way then ends by itself.
 #pragma once
 
-#include "dataservices/http/CDeadline.h"
+#include "base/CDeadline.h"
 #include "dataservices/http/CHttpExchange.h"
 #include "dataservices/http/CHttpHeaders.h"
 #include "dataservices/http/CHttpSession.h"
@@ -24,7 +24,7 @@ public:
     // Sends the request and waits for the answer's headers. `headers` are more request headers, each with its CR LF.
     // Results: S_OK, whatever status the server answered; else as ResultOfNetworkError.  Throws std::bad_alloc.
     [[nodiscard]] static HRESULT Send(std::shared_ptr<CHttpSession> session, const CHttpUrl& url,
-                                      const std::wstring& headers, const CDeadline& deadline,
+                                      const std::wstring& headers, const base::CDeadline& deadline,
                                       std::unique_ptr<CHttpRequest>& request);
 
     [[nodiscard]] DWORD Status() const noexcept;

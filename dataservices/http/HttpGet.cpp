@@ -45,7 +45,7 @@ void LogRequest(const CHttpUrl& url, const HttpStart& start, HRESULT hr, const C
 }  // namespace
 
 HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, const HttpStart& start,
-                const CDeadline& deadline, std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer) {
+                const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer) {
     for (int redirects = 0; redirects <= kMaxRedirects; ++redirects) {
         const HRESULT hr = CHttpRequest::Send(session, url, HeadersOf(url, start), deadline, request);
         LogRequest(url, start, hr, request.get());

@@ -1,18 +1,22 @@
-// A point in time at which waits end.  Threads: any.
+// A point in time at which waits end.
+//
+// Units: milliseconds; INFINITE never ends.  Threads: any.
 #pragma once
 
 #include <windows.h>
 
 #include <algorithm>
 
-namespace dataservices::http {
+namespace base {
 
 class CDeadline final {
 public:
-    explicit CDeadline(DWORD ms) noexcept : m_end(::GetTickCount64() + ms) {}
+    explicit CDeadline(DWORD ms) noexcept : m_isNever(ms == INFINITE), m_end(::GetTickCount64() + ms) {}
 
-    // Milliseconds; 0 when it is over.
+    // 0 when it is over.
     [[nodiscard]] DWORD Left() const noexcept {
+        if (m_isNever)
+            return INFINITE;
         const ULONGLONG now = ::GetTickCount64();
         return now < m_end ? static_cast<DWORD>(m_end - now) : 0;
     }
@@ -21,7 +25,8 @@ public:
     [[nodiscard]] DWORD Within(DWORD ms) const noexcept { return std::min(ms, Left()); }
 
 private:
+    bool m_isNever;
     ULONGLONG m_end;
 };
 
-}  // namespace dataservices::http
+}  // namespace base
