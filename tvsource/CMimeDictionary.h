@@ -1,6 +1,6 @@
 // The MIME dictionary as a host meets it: "TvMetadata.dll", loaded for as long as the object lives.
 //
-// Threads: one.  Errors: CHostError.
+// Threads: any.  Errors: CHostError.
 #pragma once
 
 #include "mime/CMimeLibrary.h"

@@ -1,6 +1,7 @@
 #include "base/FormatText.h"
 #include "base/LongPath.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
+#include "threading/CTaskGroup.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CMimeDictionary.h"
@@ -11,6 +12,9 @@
 #include <wrl/client.h>
 
 #include <algorithm>
+#include <deque>
+#include <future>
+#include <memory>
 
 namespace tvsource {
 
@@ -60,35 +64,104 @@ std::vector<std::wstring> NamesOf(std::wstring typed) {
     return names;
 }
 
-void DetectOne(const CMimeDictionary& dictionary, const framework::CParsedName& name, bool explain) {
+struct Answer {
+    std::wstring lines;
+    std::wstring fault;  // empty: none
+};
+
+Answer DetectOne(const CMimeDictionary& dictionary, const framework::CParsedName& name, bool explain) {
     ComPtr<IStream> content;
     constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareWrite | kTKFStreamShareDelete;
     constexpr DWORD kShare = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     const HRESULT hr = ::TKFCreateStreamFromUri(SourceName(name), kMode, &content, nullptr, nullptr);
     if (FAILED(hr))
-        throw CHostError(L"Cannot open it: " + WhyNotOpened(name, kShare, hr));
+        return {L"", L"Cannot open it: " + WhyNotOpened(name, kShare, hr)};
     const CMimeDictionary::Answer answer =
         explain ? dictionary.Explain(content.Get()) : dictionary.Detect(content.Get());
-    std::wstring text = ShownName(name) + L"\t" + MimeTypesText(answer.types) + L"\n";
+    std::wstring lines = ShownName(name) + L"\t" + MimeTypesText(answer.types) + L"\n";
     for (const std::wstring& line : answer.explanation)
-        text += L"  " + line + L"\n";
-    if (IsTerminal(STD_OUTPUT_HANDLE))
-        CProgressLine::Wipe();
-    Print(text);
-    if (const std::wstring fault = DetectionFault(answer.result); !fault.empty())
-        throw CHostError(fault);
+        lines += L"  " + line + L"\n";
+    return {std::move(lines), DetectionFault(answer.result)};
 }
+
+// Looks at files on all processors, and tells of them in the order in which they were given.
+class CDetection final {
+public:
+    CDetection(const CMimeDictionary& dictionary, const DetectOptions& options)
+        : m_dictionary(dictionary),
+          m_explains(options.explain),
+          m_line(options.progress || IsTerminal(STD_ERROR_HANDLE)) {}
+
+    void Add(framework::CParsedName name) {
+        // So many are enough to keep the workers busy while one file takes its time.
+        constexpr std::size_t kMostAhead = 256;
+        while (m_files.size() >= kMostAhead)
+            TellNext();
+        const auto task = std::make_shared<std::packaged_task<Answer()>>(
+            [this, name] { return DetectOne(m_dictionary, name, m_explains); });
+        m_files.push_back({std::move(name), task->get_future(), true});
+        m_group.Run([task](const threading::CCancelToken&) { (*task)(); });
+    }
+
+    // What can't be looked at at all.
+    void AddFault(framework::CParsedName name, const CHostError& error) {
+        std::promise<Answer> fault;
+        fault.set_value({L"", error.Text()});
+        m_files.push_back({std::move(name), fault.get_future(), false});
+    }
+
+    // The program's exit code.
+    int Finish() {
+        while (!m_files.empty())
+            TellNext();
+        return m_code;
+    }
+
+private:
+    struct File {
+        framework::CParsedName name;
+        std::future<Answer> answer;
+        bool isCounted;
+    };
+
+    void TellNext() {
+        File file = std::move(m_files.front());
+        m_files.pop_front();
+        if (file.isCounted)
+            m_line.ShowText(base::FormatText(L"file %d", ++m_told));
+        Answer answer;
+        try {
+            answer = file.answer.get();
+        } catch (const CHostError& error) {
+            answer.fault = error.Text();
+        }
+        if (!answer.lines.empty()) {
+            if (IsTerminal(STD_OUTPUT_HANDLE))
+                CProgressLine::Wipe();
+            Print(answer.lines);
+        }
+        if (!answer.fault.empty()) {
+            CProgressLine::Wipe();
+            Complain(L"tvsource: " + ShownName(file.name) + L": " + answer.fault + L"\n");
+            m_code = 1;
+        }
+    }
+
+    const CMimeDictionary& m_dictionary;
+    const bool m_explains;
+    CProgressLine m_line;
+    std::deque<File> m_files;  // not yet told of
+    int m_told = 0;
+    int m_code = 0;
+    threading::CParallelManager m_manager{"Detection"};
+    threading::CTaskGroup m_group{m_manager};
+};
 
 }  // namespace
 
 int Detect(const DetectOptions& options) {
     const CMimeDictionary dictionary;
-    int code = 0;
-    const auto report = [&](const framework::CParsedName& name, const CHostError& error) {
-        CProgressLine::Wipe();
-        Complain(L"tvsource: " + ShownName(name) + L": " + error.Text() + L"\n");
-        code = 1;
-    };
+    CDetection detection(dictionary, options);
     // What is still to be looked at, last first. A folder is replaced by what is in it, at any depth.
     std::vector<std::wstring> names;
     for (const std::wstring& typed : options.names) {
@@ -96,31 +169,29 @@ int Detect(const DetectOptions& options) {
             for (const std::wstring& name : NamesOf(typed))
                 names.push_back(name);
         } catch (const CHostError& error) {
-            report(framework::CParsedName(typed.c_str()), error);
+            detection.AddFault(framework::CParsedName(typed.c_str()), error);
         }
     }
     std::reverse(names.begin(), names.end());
 
-    CProgressLine line(options.progress || IsTerminal(STD_ERROR_HANDLE));
-    for (int files = 0; !names.empty();) {
-        const framework::CParsedName parsed(names.back().c_str());
+    while (!names.empty()) {
+        framework::CParsedName parsed(names.back().c_str());
         const std::wstring& name = parsed.Text();
         names.pop_back();
+        if (IsUri(name) || !IsFolder(name)) {
+            detection.Add(std::move(parsed));
+            continue;
+        }
         try {
-            if (IsUri(name) || !IsFolder(name)) {
-                line.ShowText(base::FormatText(L"file %d", ++files));
-                DetectOne(dictionary, parsed, options.explain);
-                continue;
-            }
             const std::vector<std::wstring> entries = EntriesOf(name, L"*");
             const bool isClosed = name.ends_with(L'\\');
             for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
                 names.push_back(name + (isClosed ? L"" : L"\\") + *entry);
         } catch (const CHostError& error) {
-            report(parsed, error);
+            detection.AddFault(parsed, error);
         }
     }
-    return code;
+    return detection.Finish();
 }
 
 }  // namespace tvsource
