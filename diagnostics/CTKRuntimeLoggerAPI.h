@@ -3,9 +3,13 @@
 
 #include "TKRuntimeLogger.h"
 #include "diagnostics/ITKRuntimeLoggerAPI.h"
+#include "diagnostics/ITKRuntimeLoggerProfilesCollector.h"
 
 #include <objbase.h>
 #include <wrl/client.h>
+
+#include <atomic>
+#include <memory>
 
 namespace TKRuntimeLogger {
 
@@ -19,6 +23,10 @@ public:
 
     [[nodiscard]] bool HasLogger() const noexcept { return m_logger != nullptr; }
     [[nodiscard]] bool LogsTo(const ITKRuntimeLogger* logger) const noexcept { return m_logger.Get() == logger; }
+
+    // The innermost of the timed scopes that the thread is in, as far as they began after its first record; null: none.
+    // Only the thread itself changes it; others may look.
+    [[nodiscard]] std::atomic<const CProfile*>& InnermostScope() noexcept { return m_innermostScope; }
 
     // Gives up the interface pointers without releasing them.
     void AbandonReferences() noexcept;
@@ -47,6 +55,11 @@ private:
     const DWORD m_threadId;
     const DWORD m_processId;
     LONGLONG m_frequency = 0;  // ticks per second
+    std::atomic<const CProfile*> m_innermostScope{nullptr};
 };
+
+// Another front end for the calling thread, which has found its logger here and now: for a thread that outlives the
+// loggers of those for whom it writes.  Throws std::bad_alloc.
+[[nodiscard]] std::unique_ptr<CTKRuntimeLoggerAPI> MakeFrontEnd();
 
 }  // namespace TKRuntimeLogger

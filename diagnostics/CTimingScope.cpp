@@ -2,6 +2,7 @@
 
 #include "base/CSlimLock.h"
 #include "base/ComBoundary.h"
+#include "diagnostics/CTKRuntimeLoggerAPI.h"
 #include "diagnostics/CTKRuntimeLoggerProfilesCollector.h"
 #include "diagnostics/LogSite.h"
 
@@ -68,8 +69,19 @@ LONGLONG CTimingScope::Now() noexcept {
     return now.QuadPart;
 }
 
+void CTimingScope::Begin() noexcept {
+    if (auto* const frontEnd = static_cast<CTKRuntimeLoggerAPI*>(FoundLogger())) {
+        m_innermost = &frontEnd->InnermostScope();
+        m_outer = m_innermost->load(std::memory_order_relaxed);
+        m_innermost->store(m_profile, std::memory_order_release);
+    }
+    m_startTicks = Now();
+}
+
 void CTimingScope::Finish() const noexcept {
     const base::CLastErrorKeeper lastError;
+    if (m_innermost)
+        m_innermost->store(m_outer, std::memory_order_release);
     const LONGLONG elapsed = Now() - m_startTicks;
     // A scope that outlives the collector, in the destructor of some static object, has lost its profile.
     if (Detail::ProfilesAlive())

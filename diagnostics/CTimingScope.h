@@ -59,7 +59,10 @@ class CTimingScope final {
 public:
     CTimingScope(CProfileSite& site, const LogSource& source, LONG line, const wchar_t* function,
                  const wchar_t* message) noexcept
-        : m_profile(site.Profile(source, line, function, message)), m_startTicks(m_profile ? Now() : 0) {}
+        : m_profile(site.Profile(source, line, function, message)) {
+        if (m_profile)
+            Begin();
+    }
     CTimingScope(const CTimingScope&) = delete;
     CTimingScope& operator=(const CTimingScope&) = delete;
     ~CTimingScope() {
@@ -69,10 +72,14 @@ public:
 
 private:
     static LONGLONG Now() noexcept;
+    void Begin() noexcept;
     void Finish() const noexcept;
 
     CProfile* const m_profile;
-    const LONGLONG m_startTicks;
+    LONGLONG m_startTicks = 0;
+    // Where the thread notes its innermost scope, for whoever asks what it is doing; null: nowhere.
+    std::atomic<const CProfile*>* m_innermost = nullptr;
+    const CProfile* m_outer = nullptr;
 };
 
 }  // namespace TKRuntimeLogger

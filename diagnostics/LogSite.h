@@ -35,7 +35,13 @@ inline constinit DWORD g_triedSlot = TLS_OUT_OF_INDEXES;
 // The calling thread's front end, made on first use, or null for good.
 [[nodiscard]] ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept;
 
-// The same, with a short path for a thread that has looked for its logger before.
+// The calling thread's front end if it has one by now; this looks for none.
+[[nodiscard]] inline ITKRuntimeLoggerAPI* FoundLogger() noexcept {
+    const base::CLastErrorKeeper lastError;
+    return static_cast<ITKRuntimeLoggerAPI*>(::TlsGetValue(Detail::g_frontEndSlot));
+}
+
+// GetLoggerAPI, with a short path for a thread that has looked for its logger before.
 [[nodiscard]] inline ITKRuntimeLoggerAPI* ThreadLogger() noexcept {
     const base::CLastErrorKeeper lastError;
     if (void* frontEnd = ::TlsGetValue(Detail::g_frontEndSlot))

@@ -9,7 +9,11 @@ namespace {
 
 // In this order, in one file: front ends refer to the sink, so it must be destroyed after them.
 CLogToFile g_logToFile;
-CRuntimeLoggerTLSManager g_tlsManager(g_logToFile.IsEnabled() ? &g_logToFile : nullptr);
+ITKRuntimeLogger* Fallback() noexcept {
+    return g_logToFile.IsEnabled() ? &g_logToFile : nullptr;
+}
+
+CRuntimeLoggerTLSManager g_tlsManager(Fallback());
 
 }  // namespace
 
@@ -20,6 +24,10 @@ ITKRuntimeLoggerAPI* GetLoggerAPI() noexcept {
         return nullptr;
     const base::CLastErrorKeeper lastError;
     return g_tlsManager.FrontEnd();
+}
+
+std::unique_ptr<CTKRuntimeLoggerAPI> MakeFrontEnd() {
+    return std::make_unique<CTKRuntimeLoggerAPI>(Fallback());
 }
 
 LogDestination ThreadLogDestination() {

@@ -4,6 +4,7 @@
 //   CheckedCall.h              TK_CHECK_CALL, TK_CHECK_POINTER, TK_CHECK_RETVAL: log a failure and leave
 //   CExitScopeGuard.h          TK_EXIT_SCOPE_GUARD: log a function that ends with a failure
 //   CTimingScope.h             TK_PROFILE: how long a block takes
+//   CHangDetector.h            an activity that should go on, and doesn't
 //   CDescriptions.h            codes and their names
 //   CWatchedValue.h            values whose changes are logged
 //   CDiagnosticRegistration.h  which objects are alive
@@ -22,6 +23,7 @@
 #include "diagnostics/CDescriptions.h"
 #include "diagnostics/CDiagnosticRegistration.h"
 #include "diagnostics/CExitScopeGuard.h"
+#include "diagnostics/CHangDetector.h"
 #include "diagnostics/CTimingScope.h"
 #include "diagnostics/CWatchedValue.h"
 #include "diagnostics/CheckedCall.h"
