@@ -61,18 +61,14 @@ constexpr int kIdleLooks = 8;  // the thread's own life without activities
 
 // The module's one thread, while there are activities.
 struct CHangDetector::Watcher {
-    // To be called with the lock.
-    static void Start() noexcept {
-        if (isRunning)
-            return;
+    [[nodiscard]] static bool Start() noexcept {
         base::CAutoLibrary module(base::AddReferenceToOwnModule());
         if (!module)
-            return;
+            return false;
         const base::CAutoHandle thread(::CreateThread(nullptr, 0, Run, module.Get(), 0, nullptr));
-        if (!thread)
-            return;
-        static_cast<void>(module.Detach());  // the thread's
-        isRunning = true;
+        if (thread)
+            static_cast<void>(module.Detach());  // the thread's
+        return static_cast<bool>(thread);
     }
 
     static DWORD WINAPI Run(void* module) {
@@ -147,13 +143,18 @@ constinit bool CHangDetector::Watcher::isRunning = false;
 
 void CHangDetector::Begin(const Description& description) {
     auto activity = std::make_shared<Activity>(description);
-    const std::lock_guard guard(Watcher::lock);
-    Watcher::Start();
-    if (!Watcher::isRunning)
-        return;
-    Watcher::activities.push_back(activity);
+    bool starts = false;
+    {
+        const std::lock_guard guard(Watcher::lock);
+        Watcher::activities.push_back(activity);
+        starts = !std::exchange(Watcher::isRunning, true);
+    }
     m_signs = &activity->signs;
     m_activity = std::move(activity);
+    if (starts && !Watcher::Start()) {
+        const std::lock_guard guard(Watcher::lock);
+        Watcher::isRunning = false;  // the next activity tries again
+    }
 }
 
 void CHangDetector::End() noexcept {

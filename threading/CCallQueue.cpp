@@ -1,11 +1,12 @@
 #include "threading/CCallQueue.h"
 
 #include "base/CDeadline.h"
-#include "base/ComBoundary.h"
+#include "threading/CDoorbell.h"
 #include "threading/ThreadingLog.h"
 
 #include <algorithm>
-#include <deque>
+#include <exception>
+#include <list>
 #include <mutex>
 
 namespace threading {
@@ -28,39 +29,35 @@ struct CCallQueue::Outcome {
 // What the thread shares with the queue, which may be gone before it.
 struct CCallQueue::Core {
     struct Entry {
-        Ticket ticket = 0;
         Function call;
         boost::shared_ptr<Outcome> outcome;  // null: posted
+        Ticket ticket = 0;
     };
+    // A list, so that entries change hands under the lock without being copied or destroyed.
+    using Entries = std::list<Entry>;
 
     explicit Core(const char* queueName) noexcept : name(queueName) {}
 
-    void Serve() noexcept {
-        for (std::optional<Entry> entry; (entry = Next());) {
-            std::exception_ptr thrown;
-            try {
-                entry->call();
-            } catch (...) {
-                thrown = std::current_exception();
-            }
-            entry->call.clear();  // before anyone is told
-            Tell(*entry, thrown);
+    void Serve(HRESULT apartment) noexcept {
+        if (FAILED(apartment))
+            Close(Rest::Discard);
+        Entries next, discarded;
+        while (Take(next, discarded)) {
+            discarded.clear();
+            if (!next.empty())
+                Run(next.front());
+            next.clear();
         }
     }
 
-    // No value: the queue was stopped, and nothing waits.
-    [[nodiscard]] std::optional<Entry> Next() noexcept {
-        const std::lock_guard guard(lock);
-        while (waiting.empty() && !isStopped)
-            lock.Await(changed, INFINITE);  // every queue is stopped in the end, by its destructor
-        if (waiting.empty())
-            return std::nullopt;
-        std::optional<Entry> next(std::move(waiting.front()));
-        waiting.pop_front();
-        return next;
-    }
-
-    void Tell(const Entry& entry, const std::exception_ptr& thrown) noexcept {
+    void Run(Entry& entry) noexcept {
+        std::exception_ptr thrown;
+        try {
+            entry.call();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+        entry.call.clear();  // before anyone is told
         bool isHeard = false;
         if (entry.outcome) {
             const std::lock_guard guard(lock);
@@ -70,101 +67,129 @@ struct CCallQueue::Core {
             ::WakeAllConditionVariable(&changed);
         }
         if (thrown && !isHeard)
-            LogThrownCall(name, thrown);
+            LogThrown(name, thrown);
     }
 
-    // Takes the call out, if it hasn't begun. The caller destroys it without the lock. To be called with the lock.
-    [[nodiscard]] std::optional<Entry> TakeBack(Ticket ticket) noexcept {
+    // The next call, and those that the thread has only to destroy.  False: the queue was stopped, and nothing waits.
+    [[nodiscard]] bool Take(Entries& next, Entries& discarded) noexcept {
+        for (;; doorbell.Await()) {
+            const std::lock_guard guard(lock);
+            discarded.splice(discarded.end(), givenUp);
+            if (!waiting.empty())
+                next.splice(next.end(), waiting, waiting.begin());
+            else if (isStopped)
+                return false;
+            if (!next.empty() || !discarded.empty())
+                return true;
+        }
+    }
+
+    // 0: the queue was stopped.
+    [[nodiscard]] Ticket Put(Function call, boost::shared_ptr<Outcome> outcome) {
+        Entries entry;
+        entry.push_back({std::move(call), std::move(outcome)});
+        const std::lock_guard guard(lock);
+        if (isStopped)
+            return 0;
+        entry.front().ticket = ++lastTicket;
+        waiting.splice(waiting.end(), entry);
+        doorbell.Ring();
+        return lastTicket;
+    }
+
+    bool TakeBack(Ticket ticket) noexcept {
+        const std::lock_guard guard(lock);
         const auto found =
             std::find_if(waiting.begin(), waiting.end(), [=](const Entry& e) { return e.ticket == ticket; });
         if (found == waiting.end())
-            return std::nullopt;
-        std::optional<Entry> taken(std::move(*found));
-        waiting.erase(found);
-        GiveUp(*taken);
-        return taken;
+            return false;
+        GiveUp(found, std::next(found));
+        return true;
     }
 
-    void GiveUp(const Entry& entry) noexcept {
-        if (entry.outcome)
-            entry.outcome->state = Outcome::State::GivenUp;
+    void Close(Rest rest) noexcept {
+        const std::lock_guard guard(lock);
+        isStopped = true;
+        if (rest == Rest::Discard)
+            GiveUp(waiting.begin(), waiting.end());
+        doorbell.Ring();
+    }
+
+    // To be called with the lock.
+    void GiveUp(Entries::iterator first, Entries::iterator last) noexcept {
+        for (auto entry = first; entry != last; ++entry) {
+            if (entry->outcome)
+                entry->outcome->state = Outcome::State::GivenUp;
+        }
+        givenUp.splice(givenUp.end(), waiting, first, last);
         ::WakeAllConditionVariable(&changed);
+        doorbell.Ring();
     }
 
     const char* const name;
-    base::CSlimLock lock;  // guards all below, and the outcomes; a leaf
-    CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
-    std::deque<Entry> waiting;
+    CDoorbell doorbell;                                    // of the thread
+    base::CSlimLock lock;                                  // guards all below, and the outcomes; a leaf
+    CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;  // an outcome
+    Entries waiting;
+    Entries givenUp;  // for the thread to destroy
     Ticket lastTicket = 0;
     bool isStopped = false;
 };
 
 CCallQueue::CCallQueue(const char* name, DWORD apartment)
-    : m_core(boost::make_shared<Core>(name)), m_thread(name, apartment) {}
-
-CCallQueue::~CCallQueue() {
-    Stop(Rest::Discard, kPatienceMs);
+    : m_core(boost::make_shared<Core>(name)), m_thread(name, apartment) {
+    const auto core = m_core;
+    if (!core->doorbell.IsThere() || !m_thread.Start([core](HRESULT hr) { core->Serve(hr); }))
+        core->Close(Rest::Discard);
 }
 
-CCallQueue::Ticket CCallQueue::Post(Function call) noexcept {
-    Ticket ticket = 0;
-    base::RunQuietly([&] { ticket = Enqueue(std::move(call), nullptr); });
-    return ticket;
+CCallQueue::~CCallQueue() {
+    bool isStopped = false;
+    {
+        const std::lock_guard guard(m_core->lock);
+        isStopped = m_core->isStopped;
+    }
+    if (!isStopped)
+        Stop(Rest::Discard, kPatienceMs);
 }
 
 bool CCallQueue::Cancel(Ticket ticket) noexcept {
-    std::optional<Core::Entry> cancelled;
-    const std::lock_guard guard(m_core->lock);
-    cancelled = m_core->TakeBack(ticket);
-    return cancelled.has_value();
+    return m_core->TakeBack(ticket);
 }
 
-CCallQueue::Ticket CCallQueue::Enqueue(Function call, boost::shared_ptr<Outcome> outcome) {
-    const std::lock_guard guard(m_core->lock);
-    if (m_core->isStopped)
-        return 0;
-    const auto core = m_core;
-    if (!m_hasThread && !(m_hasThread = m_thread.Start([core] { core->Serve(); })))
-        return 0;
-    m_core->waiting.push_back({m_core->lastTicket + 1, std::move(call), std::move(outcome)});
-    ::WakeAllConditionVariable(&m_core->changed);
-    return ++m_core->lastTicket;
+CCallQueue::Ticket CCallQueue::Enqueue(Function call) {
+    return m_core->Put(std::move(call), nullptr);
 }
 
-bool CCallQueue::RunAndWait(const Function& call, DWORD timeoutMs) {
+bool CCallQueue::RunAndWait(Function call, DWORD timeoutMs) {
     if (m_thread.IsCurrent()) {
         call();
         return true;
     }
     const base::CDeadline deadline(timeoutMs);
+    const auto core = m_core;  // once the call is given up, the queue may go
     const auto outcome = boost::make_shared<Outcome>();
-    const Ticket ticket = Enqueue(call, outcome);
+    const Ticket ticket = core->Put(std::move(call), outcome);
     if (ticket == 0)
         return false;
-    std::optional<Core::Entry> late;  // destroyed without the lock
-    const std::lock_guard guard(m_core->lock);
-    while (outcome->state == Outcome::State::Waiting && m_core->lock.Await(m_core->changed, deadline.Left())) {
-    }
-    outcome->isAwaited = false;
-    if (outcome->state == Outcome::State::Waiting)
-        late = m_core->TakeBack(ticket);
+    const auto hasOutcome = [&] {
+        const std::lock_guard guard(core->lock);
+        while (outcome->state == Outcome::State::Waiting && core->lock.Await(core->changed, deadline.Left())) {
+        }
+        outcome->isAwaited = outcome->state == Outcome::State::Ended;
+        return outcome->state != Outcome::State::Waiting;
+    };
+    if (!hasOutcome())
+        core->TakeBack(ticket);
+    if (!outcome->isAwaited)
+        return false;
     if (outcome->thrown)
         std::rethrow_exception(outcome->thrown);
-    return outcome->state == Outcome::State::Ended;
+    return true;
 }
 
 bool CCallQueue::Stop(Rest rest, DWORD timeoutMs) noexcept {
-    std::deque<Core::Entry> discarded;
-    {
-        const std::lock_guard guard(m_core->lock);
-        m_core->isStopped = true;
-        if (rest == Rest::Discard)
-            discarded.swap(m_core->waiting);
-        for (const Core::Entry& entry : discarded)
-            m_core->GiveUp(entry);
-        ::WakeAllConditionVariable(&m_core->changed);
-    }
-    discarded.clear();
+    m_core->Close(rest);
     return m_thread.Join(timeoutMs);
 }
 

@@ -5,23 +5,27 @@
 //   const auto size = queue.Call([=] { return source->Size(); }, 2000);  // no value: not within two seconds
 //   queue.Stop(Rest::Discard, 2000);
 //
-// What a call captures is destroyed on the queue's thread if the call has begun, else where it was given up, never
-// under the queue's lock. A call that is still running after its waiter's deadline goes on, so it must own what it
-// uses.
+// In a single-threaded apartment the thread dispatches messages between the calls. A thread that waits in Call or Stop
+// dispatches none: no call may need it meanwhile, nor take a lock that it holds.
 //
-// Threads: any, also the queue's own, for every operation but the destructor. No lock may be held that a call takes.
-// Lifetime: the thread starts with the first call and stays until Stop. The destructor discards what waits, and gives
-// the running call ten seconds; then the thread is left behind, see CWorkerThread.
+// The queue's copy of a call is destroyed on the queue's thread, without any lock, also when the call never began. A
+// call that is still running after its waiter's deadline goes on, so it must own what it uses.
+//
+// Threads: any, also the queue's own, for every operation and the destructor. Once Stop has returned, the queue may go:
+// those who still wait for a call of it have their answer.
+// Lifetime: the thread runs from the constructor to Stop. The destructor of a queue that nobody has stopped discards
+// what waits, and gives the running call ten seconds. A thread that still runs then is left behind, see CWorkerThread.
+// Errors: the constructor throws std::bad_alloc. A queue without a thread takes no call.
 // Units: milliseconds; INFINITE is no limit.
 #pragma once
 
+#include "base/ComBoundary.h"
 #include "threading/CWorkerThread.h"
 #include "threading/Rest.h"
 
 #include <boost/make_shared.hpp>
 
 #include <cstdint>
-#include <exception>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -33,21 +37,26 @@ public:
     using Function = boost::function<void()>;
     using Ticket = std::uint64_t;  // of one call of this queue; 0 is none
 
-    // As for CWorkerThread.
+    // As for CWorkerThread. Where the apartment can't be entered, every call is refused.
     CCallQueue(const char* name, DWORD apartment);
     CCallQueue(const CCallQueue&) = delete;
     CCallQueue& operator=(const CCallQueue&) = delete;
     ~CCallQueue();
 
     // Never waits. An exception of the call is logged.  0: the queue was stopped, or has no memory or thread for it.
-    Ticket Post(Function call) noexcept;
+    template <class Work>
+    Ticket Post(Work&& call) noexcept {
+        Ticket ticket = 0;
+        base::RunQuietly([&] { ticket = Enqueue(Function(std::forward<Work>(call))); });
+        return ticket;
+    }
 
     // True: the call had not begun, and never will.
     bool Cancel(Ticket ticket) noexcept;
 
     // Waits for the result of `call`, which may be void; on the queue's own thread it is run at once. Throws what it
-    // throws.  No value (void: false): it hasn't ended within `timeoutMs`, and was cancelled if it had not begun; or it
-    // was discarded or refused by a Stop.
+    // throws, and std::bad_alloc.  No value (void: false): it hasn't ended within `timeoutMs`, and was cancelled if it
+    // had not begun; or it was discarded or refused by a Stop.
     template <class Work>
     [[nodiscard]] auto Call(Work&& call, DWORD timeoutMs) {
         using Result = std::invoke_result_t<Work>;
@@ -55,8 +64,8 @@ public:
             return RunAndWait(Function(std::forward<Work>(call)), timeoutMs);
         } else {
             const auto result = boost::make_shared<std::optional<Result>>();
-            const auto keep = [result, call = std::forward<Work>(call)]() mutable { result->emplace(call()); };
-            const bool hasEnded = RunAndWait(keep, timeoutMs);
+            const bool hasEnded =
+                RunAndWait([result, call = std::forward<Work>(call)]() mutable { result->emplace(call()); }, timeoutMs);
             return hasEnded ? std::move(*result) : std::optional<Result>();
         }
     }
@@ -71,11 +80,10 @@ private:
     struct Outcome;
     struct Core;
 
-    [[nodiscard]] bool RunAndWait(const Function& call, DWORD timeoutMs);
-    [[nodiscard]] Ticket Enqueue(Function call, boost::shared_ptr<Outcome> outcome);
+    [[nodiscard]] Ticket Enqueue(Function call);
+    [[nodiscard]] bool RunAndWait(Function call, DWORD timeoutMs);
 
     const boost::shared_ptr<Core> m_core;
-    bool m_hasThread = false;  // guarded by the core's lock
     CWorkerThread m_thread;
 };
 

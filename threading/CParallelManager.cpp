@@ -1,19 +1,16 @@
 #include "threading/CParallelManager.h"
 
 #include "base/CDeadline.h"
-#include "base/ComBoundary.h"
 #include "threading/ThreadingLog.h"
 
 #include <windows.h>
 
 #include <objbase.h>
-#include <boost/make_shared.hpp>
 
 #include <algorithm>
-#include <deque>
+#include <exception>
 #include <list>
 #include <mutex>
-#include <optional>
 
 namespace threading {
 
@@ -31,42 +28,94 @@ constexpr DWORD kPatienceMs = 10'000;
 
 // What the workers share with the manager, which may be gone before them.
 struct CParallelManager::Core {
+    // A list, so that tasks change hands under the lock without being copied or destroyed.
+    using Tasks = std::list<Task>;
+
     Core(const char* managerName, unsigned most, std::size_t room)
         : name(managerName), mostWorkers(most), mostWaiting(room) {}
 
-    void Serve() noexcept {
-        while (std::optional<Task> task = Next()) {
+    void Serve(HRESULT apartment) noexcept {
+        if (FAILED(apartment))
+            Close(Rest::Discard);
+        Tasks task;
+        while (Take(task)) {
+            bool wantsMore = false;
             try {
-                (*task)();
+                wantsMore = task.front()();
             } catch (...) {
-                LogThrownCall(name, std::current_exception());
+                LogThrown(name, std::current_exception());
             }
+            if (wantsMore)
+                PutBack(task);
+            task.clear();
         }
     }
 
-    // No value: the manager was stopped, and nothing waits.
-    [[nodiscard]] std::optional<Task> Next() noexcept {
+    // False: the manager was stopped, and nothing waits.
+    [[nodiscard]] bool Take(Tasks& task) noexcept {
         const std::lock_guard guard(lock);
         ++idle;
         while (waiting.empty() && !isStopped)
             lock.Await(changed, INFINITE);  // every manager is stopped in the end, by its destructor
         --idle;
         if (waiting.empty())
-            return std::nullopt;
-        std::optional<Task> next(std::move(waiting.front()));
-        waiting.pop_front();
+            return false;
+        task.splice(task.end(), waiting, waiting.begin());
         ::WakeAllConditionVariable(&changed);  // there is room
-        return next;
+        return true;
     }
 
-    // False: there is no worker, and none can be had. To be called with the lock, before a task is added.
-    [[nodiscard]] bool HasWorkers(const boost::shared_ptr<Core>& itself) {
-        if (waiting.size() < idle || workers.size() == mostWorkers)
-            return true;
-        workers.emplace_back(name, COINIT_MULTITHREADED);
-        if (!workers.back().Start([itself] { itself->Serve(); }))
-            workers.pop_back();
-        return !workers.empty();
+    void PutBack(Tasks& task) noexcept {
+        const std::lock_guard guard(lock);
+        if (!isDiscarding)
+            waiting.splice(waiting.end(), task);
+    }
+
+    // With the lock. True: one more worker is of use, and the caller has to add it.
+    [[nodiscard]] bool PlansWorker() noexcept {
+        if (waiting.size() <= idle + starting || planned >= mostWorkers)
+            return false;
+        ++starting;
+        ++planned;
+        return true;
+    }
+
+    // False: there is no worker at all, and what waited is gone.
+    static bool AddWorker(const boost::shared_ptr<Core>& core) noexcept {
+        std::list<CWorkerThread> node;
+        bool hasStarted = false;
+        base::RunQuietly([&] {
+            node.emplace_back(core->name, COINIT_MULTITHREADED);
+            const auto worker = node.begin();
+            core->Exchange(core->workers, node, worker);  // before its tasks ask whether it is one
+            hasStarted = worker->Start([core](HRESULT hr) { core->Serve(hr); });
+            if (!hasStarted)
+                core->Exchange(node, core->workers, worker);
+        });
+        Tasks stranded;
+        const std::lock_guard guard(core->lock);
+        --core->starting;
+        if (!hasStarted && --core->planned == 0)
+            stranded.swap(core->waiting);
+        ::WakeAllConditionVariable(&core->changed);
+        return core->planned > 0;
+    }
+
+    void Exchange(std::list<CWorkerThread>& to, std::list<CWorkerThread>& from,
+                  std::list<CWorkerThread>::iterator worker) noexcept {
+        const std::lock_guard guard(lock);
+        to.splice(to.end(), from, worker);
+    }
+
+    void Close(Rest rest) noexcept {
+        Tasks discarded;
+        const std::lock_guard guard(lock);
+        isStopped = true;
+        if (rest == Rest::Discard) {
+            isDiscarding = true;
+            discarded.swap(waiting);
+        }
+        ::WakeAllConditionVariable(&changed);
     }
 
     const char* const name;
@@ -74,10 +123,13 @@ struct CParallelManager::Core {
     const std::size_t mostWaiting;
     base::CSlimLock lock;  // guards all below; a leaf but for the workers' own
     CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
-    std::deque<Task> waiting;
+    Tasks waiting;
     std::size_t idle = 0;
-    std::list<CWorkerThread> workers;  // grows until the stop
+    std::size_t starting = 0;  // of the workers
+    std::size_t planned = 0;   // workers, also those that are starting
+    std::list<CWorkerThread> workers;
     bool isStopped = false;
+    bool isDiscarding = false;
 };
 
 CParallelManager::CParallelManager(const char* name, unsigned workers, std::size_t mostWaiting)
@@ -85,29 +137,43 @@ CParallelManager::CParallelManager(const char* name, unsigned workers, std::size
                                       std::max<std::size_t>(mostWaiting, 1))) {}
 
 CParallelManager::~CParallelManager() {
-    Stop(Rest::Discard, kPatienceMs);
+    bool isStopped = false;
+    {
+        const std::lock_guard guard(m_core->lock);
+        isStopped = m_core->isStopped;
+    }
+    if (!isStopped)
+        Stop(Rest::Discard, kPatienceMs);
 }
 
-CParallelManager::Posted CParallelManager::Post(Task task, DWORD timeoutMs) noexcept {
-    Posted posted = Posted::Full;
-    base::RunQuietly([&] {
-        const base::CDeadline deadline(timeoutMs);
-        Core& core = *m_core;
-        const std::lock_guard guard(core.lock);
-        while (!core.isStopped && core.waiting.size() >= core.mostWaiting &&
-               core.lock.Await(core.changed, deadline.Left())) {
+CParallelManager::Posted CParallelManager::Enqueue(Task task, DWORD timeoutMs) {
+    const base::CDeadline deadline(IsWorker() ? 0 : timeoutMs);
+    const auto core = m_core;  // once the manager is stopped, it may go
+    Core::Tasks node;
+    node.push_back(std::move(task));
+    {
+        const std::lock_guard guard(core->lock);
+        while (!core->isStopped && core->waiting.size() >= core->mostWaiting &&
+               core->lock.Await(core->changed, deadline.Left())) {
         }
-        if (core.isStopped) {
-            posted = Posted::Stopped;
-            return;
-        }
-        if (core.waiting.size() >= core.mostWaiting || !core.HasWorkers(m_core))
-            return;
-        core.waiting.push_back(std::move(task));
-        posted = Posted::Taken;
-        ::WakeAllConditionVariable(&core.changed);
-    });
-    return posted;
+        if (core->isStopped)
+            return Posted::Stopped;
+        if (core->waiting.size() >= core->mostWaiting)
+            return Posted::Full;
+        core->waiting.splice(core->waiting.end(), node);
+        ::WakeAllConditionVariable(&core->changed);
+        if (!core->PlansWorker())
+            return Posted::Taken;
+    }
+    return Core::AddWorker(core) ? Posted::Taken : Posted::Full;
+}
+
+const char* CParallelManager::Name() const noexcept {
+    return m_core->name;
+}
+
+unsigned CParallelManager::Workers() const noexcept {
+    return m_core->mostWorkers;
 }
 
 bool CParallelManager::IsWorker() const noexcept {
@@ -118,16 +184,17 @@ bool CParallelManager::IsWorker() const noexcept {
 
 bool CParallelManager::Stop(Rest rest, DWORD timeoutMs) noexcept {
     const base::CDeadline deadline(timeoutMs);
-    std::deque<Task> discarded;
+    m_core->Close(rest);
+    if (IsWorker())
+        return false;
     {
         const std::lock_guard guard(m_core->lock);
-        m_core->isStopped = true;
-        if (rest == Rest::Discard)
-            discarded.swap(m_core->waiting);
-        ::WakeAllConditionVariable(&m_core->changed);
+        while (m_core->starting > 0 && m_core->lock.Await(m_core->changed, deadline.Left())) {
+        }
+        if (m_core->starting > 0)
+            return false;
     }
-    discarded.clear();
-    // From here on no worker is added.
+    // From here on no worker comes or goes.
     bool haveEnded = true;
     for (CWorkerThread& worker : m_core->workers)
         haveEnded = worker.Join(deadline.Left()) && haveEnded;

@@ -7,23 +7,31 @@
 // CTaskGroup stands on it for work whose end somebody waits for. A task may post and may wait for a group of its own,
 // but not for anything else that needs a worker: all of them might wait then.
 //
-// Threads: any, also the workers, for every operation but the destructor. They start at need and stay until Stop.
+// Threads: any, also the workers, for every operation and the destructor. They start at need, in the multithreaded
+// apartment, and stay until Stop. Once Stop has returned, the manager may go.
 // Lifetime: a module whose tasks are under way isn't unloaded (see CWorkerThread). Stop it in an explicit call: never
-// from DllMain or the end of a static. The destructor discards what waits and gives the running tasks ten seconds.
-// Errors: an exception of a task is logged, and harms no other.
+// from DllMain or the end of a static. The destructor of a manager that nobody has stopped discards what waits, and
+// gives the running tasks ten seconds. A worker that still runs then is left behind.
+// Errors: an exception of a task is logged, and harms no other. The constructor throws std::bad_alloc.
 // Units: milliseconds; INFINITE is no limit.
 #pragma once
 
+#include "base/ComBoundary.h"
 #include "threading/CWorkerThread.h"
 #include "threading/Rest.h"
 
+#include <boost/make_shared.hpp>
+
 #include <cstddef>
+#include <type_traits>
+#include <utility>
 
 namespace threading {
 
 class CParallelManager final {
 public:
-    using Task = boost::function<void()>;
+    // True: the task wants to be run again, after those that wait by then.
+    using Task = boost::function<bool()>;
     enum class Posted { Taken, Full, Stopped };
 
     // `workers`: the most threads; 0 is one for each processor. `mostWaiting`: the most tasks that wait for one.
@@ -32,18 +40,38 @@ public:
     CParallelManager& operator=(const CParallelManager&) = delete;
     ~CParallelManager();
 
-    // Full: there was no room within `timeoutMs`, or no memory, or no thread at all can be started.
-    Posted Post(Task task, DWORD timeoutMs) noexcept;
+    // `task` is a Task, or returns nothing and is run once.
+    // Full: there was no room within `timeoutMs`, or no memory, or no thread at all can be started. A worker doesn't
+    // wait for room, since it may be the one that has to make it.
+    template <class Work>
+    Posted Post(Work&& task, DWORD timeoutMs) noexcept {
+        Posted posted = Posted::Full;
+        base::RunQuietly([&] {
+            if constexpr (std::is_void_v<std::invoke_result_t<Work>>)
+                posted = Enqueue([once = std::forward<Work>(task)]() mutable { return once(), false; }, timeoutMs);
+            else
+                posted = Enqueue(std::forward<Work>(task), timeoutMs);
+        });
+        return posted;
+    }
+
+    [[nodiscard]] const char* Name() const noexcept;
+
+    // The most threads.
+    [[nodiscard]] unsigned Workers() const noexcept;
 
     // Whether the calling thread is one of the workers.
     [[nodiscard]] bool IsWorker() const noexcept;
 
-    // As CCallQueue::Stop, for all workers; on one of them it answers false when the others have ended, or at the
-    // limit.
+    // No task is taken any more; those that wait are run or discarded, and the workers end. May be called again, by
+    // several threads, with another wish and another limit.
+    // True: all workers have ended.  False: not within `timeoutMs`, or the calling thread is one of them.
     bool Stop(Rest rest, DWORD timeoutMs) noexcept;
 
 private:
     struct Core;
+
+    [[nodiscard]] Posted Enqueue(Task task, DWORD timeoutMs);
 
     const boost::shared_ptr<Core> m_core;
 };

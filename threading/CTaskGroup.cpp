@@ -1,14 +1,11 @@
 #include "threading/CTaskGroup.h"
 
 #include "base/CDeadline.h"
-#include "base/ComBoundary.h"
+#include "threading/ThreadingLog.h"
 
-#include <boost/make_shared.hpp>
-
-#include <deque>
 #include <exception>
+#include <list>
 #include <mutex>
-#include <optional>
 #include <utility>
 
 namespace threading {
@@ -16,56 +13,48 @@ namespace threading {
 namespace {
 
 constexpr DWORD kPatienceMs = 10'000;
+constexpr DWORD kRetryMs = 20;  // for room in the manager's queue
 
 }  // namespace
 
 // What the workers share with the group, which may be gone before them.
 struct CTaskGroup::Core {
+    // A list, so that tasks change hands under the lock without being copied or destroyed.
+    using Tasks = std::list<Task>;
+
+    Core(const char* managerName, unsigned workers) noexcept : name(managerName), mostTurns(workers) {}
+
     // Runs the next task. False: none waits.
     bool RunNext() noexcept {
-        std::optional<Task> task = Next();
-        if (!task)
-            return false;
+        Tasks task;
+        {
+            const std::lock_guard guard(lock);
+            if (waiting.empty())
+                return false;
+            task.splice(task.end(), waiting, waiting.begin());
+        }
         std::exception_ptr thrown;
         try {
-            (*task)(token);
+            task.front()(token);
         } catch (...) {
             thrown = std::current_exception();
         }
-        task.reset();  // before anyone is told
-        const std::lock_guard guard(lock);
-        ++counts.ended;
-        if (thrown && !failure)
-            failure = thrown;
-        ::WakeAllConditionVariable(&changed);
-        return true;
-    }
-
-    // For a worker: one task, and those for which there was no room in the manager's queue.
-    void Work() noexcept {
-        while (RunNext() && TakeUnposted()) {
+        task.clear();  // before anyone is told
+        {
+            const std::lock_guard guard(lock);
+            ++counts.ended;
+            if (!failure)
+                failure.swap(thrown);
+            ::WakeAllConditionVariable(&changed);
         }
-    }
-
-    [[nodiscard]] std::optional<Task> Next() noexcept {
-        const std::lock_guard guard(lock);
-        if (waiting.empty())
-            return std::nullopt;
-        std::optional<Task> next(std::move(waiting.front()));
-        waiting.pop_front();
-        return next;
-    }
-
-    [[nodiscard]] bool TakeUnposted() noexcept {
-        const std::lock_guard guard(lock);
-        if (unposted == 0)
-            return false;
-        --unposted;
+        if (thrown)
+            LogThrown(name, thrown);
         return true;
     }
 
-    // True: all tasks have ended.  False: the deadline is over, or there is a task for a waiter that helps.
-    [[nodiscard]] bool AwaitEndOrWork(bool helps, const base::CDeadline& deadline) noexcept {
+    // True: all tasks have ended.  False: not within `ms`, or there is a task for a waiter that helps.
+    [[nodiscard]] bool AwaitEnd(bool helps, DWORD ms) noexcept {
+        const base::CDeadline deadline(ms);
         const std::lock_guard guard(lock);
         while (counts.ended < counts.all && !(helps && !waiting.empty()) && lock.Await(changed, deadline.Left())) {
         }
@@ -73,98 +62,141 @@ struct CTaskGroup::Core {
     }
 
     void Cancel() noexcept {
-        std::deque<Task> cancelled;  // destroyed without the lock
+        Tasks cancelled;
         const std::lock_guard guard(lock);
         token.m_isCancelled = true;
         cancelled.swap(waiting);
         counts.ended += cancelled.size();
-        unposted = 0;
+        counts.cancelled += cancelled.size();
         ::WakeAllConditionVariable(&changed);
     }
 
+    // True: a task waits for which no worker comes, and the caller has to ask for one.
+    [[nodiscard]] bool BeginTurn() noexcept {
+        const std::lock_guard guard(lock);
+        if (waiting.empty() || turns >= mostTurns)
+            return false;
+        ++turns;
+        return true;
+    }
+
+    // The last turn to end tells whether tasks are left to nobody.
+    bool EndTurn() noexcept {
+        const std::lock_guard guard(lock);
+        return --turns == 0 && !waiting.empty();
+    }
+
+    // A turn that finds nothing more to do is over: what is added from then on asks for another.
+    [[nodiscard]] bool EndIdleTurn() noexcept {
+        const std::lock_guard guard(lock);
+        if (!waiting.empty())
+            return false;
+        --turns;
+        return true;
+    }
+
+    [[nodiscard]] bool IsLeftToNobody() const noexcept {
+        const std::lock_guard guard(lock);
+        return turns == 0 && !waiting.empty();
+    }
+
+    const char* const name;
+    const unsigned mostTurns;
     CCancelToken token;
-    base::CSlimLock lock;  // guards all below; a leaf
+    mutable base::CSlimLock lock;  // guards all below; a leaf
     CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
-    std::deque<Task> waiting;
-    std::size_t unposted = 0;  // so many workers are still to be asked for
+    Tasks waiting;
+    unsigned turns = 0;
     Counts counts;
     std::exception_ptr failure;
 };
 
-// A worker's turn, as it stands in the manager's queue. If it is discarded there, nobody would come any more.
+// A worker's turn on the group, as it stands in the manager's queue: one task, and then it queues up again. If it is
+// discarded there, nobody would come any more.
 struct CTaskGroup::Turn {
     explicit Turn(boost::shared_ptr<Core> group) noexcept : core(std::move(group)) {}
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
     ~Turn() {
-        if (isPosted)
+        if (isPosted && core->EndTurn())
             core->Cancel();
     }
 
-    void Take() noexcept {
-        isPosted = false;
-        core->Work();
+    [[nodiscard]] bool Take() noexcept {
+        core->RunNext();
+        isPosted = !core->EndIdleTurn();
+        return isPosted;
     }
 
     const boost::shared_ptr<Core> core;
-    std::atomic<bool> isPosted{true};
+    bool isPosted = true;
 };
 
-CTaskGroup::CTaskGroup(CParallelManager& manager) : m_manager(manager), m_core(boost::make_shared<Core>()) {}
+CTaskGroup::CTaskGroup(CParallelManager& manager)
+    : m_manager(manager), m_core(boost::make_shared<Core>(manager.Name(), manager.Workers())) {}
 
 CTaskGroup::~CTaskGroup() {
     Cancel();
-    base::RunQuietly([&] { static_cast<void>(Wait(kPatienceMs)); });
+    try {
+        static_cast<void>(Wait(kPatienceMs));
+    } catch (...) {
+        LogThrown(m_core->name, std::current_exception());
+    }
 }
 
 void CTaskGroup::Run(Task task) {
+    Core::Tasks node;
+    node.push_back(std::move(task));
     {
         const std::lock_guard guard(m_core->lock);
+        ++m_core->counts.all;
         if (m_core->token.IsCancelled()) {
-            ++m_core->counts.all;
             ++m_core->counts.ended;
+            ++m_core->counts.cancelled;
             return;
         }
-        m_core->waiting.push_back(std::move(task));
-        ++m_core->counts.all;
-        ++m_core->unposted;
+        m_core->waiting.splice(m_core->waiting.end(), node);
         ::WakeAllConditionVariable(&m_core->changed);  // a waiter may help
     }
-    AskForWorkers(0);
+    AskForWorker();
 }
 
-void CTaskGroup::AskForWorkers(DWORD timeoutMs) noexcept {
-    const base::CDeadline deadline(timeoutMs);
-    while (m_core->TakeUnposted()) {
-        auto posted = CParallelManager::Posted::Full;
-        base::RunQuietly([&] {
-            const auto turn = boost::make_shared<Turn>(m_core);
-            posted = m_manager.Post([turn] { turn->Take(); }, deadline.Left());
-            if (posted != CParallelManager::Posted::Taken)
-                turn->isPosted = false;
-        });
-        if (posted == CParallelManager::Posted::Taken)
-            continue;
-        if (posted == CParallelManager::Posted::Stopped)
-            return Cancel();
-        const std::lock_guard guard(m_core->lock);
-        ++m_core->unposted;
+void CTaskGroup::AskForWorker() noexcept {
+    if (!m_core->BeginTurn())
         return;
-    }
+    auto posted = CParallelManager::Posted::Full;
+    base::RunQuietly([&] {
+        const auto turn = boost::make_shared<Turn>(m_core);
+        posted = m_manager.Post([turn] { return turn->Take(); }, 0);
+        if (posted != CParallelManager::Posted::Taken)
+            turn->isPosted = false;
+    });
+    if (posted == CParallelManager::Posted::Taken)
+        return;
+    // A worker that waits for the group does its tasks itself.
+    if (m_core->EndTurn() && posted == CParallelManager::Posted::Stopped && !m_manager.IsWorker())
+        Cancel();
 }
 
 bool CTaskGroup::Wait(DWORD timeoutMs) {
     const base::CDeadline deadline(timeoutMs);
     const bool helps = m_manager.IsWorker();
-    if (!helps)
-        AskForWorkers(timeoutMs);
-    while (!m_core->AwaitEndOrWork(helps, deadline)) {
+    for (;;) {
+        if (helps)
+            m_core->RunNext();
+        else
+            AskForWorker();
+        if (m_core->AwaitEnd(helps, m_core->IsLeftToNobody() ? deadline.Within(kRetryMs) : deadline.Left()))
+            break;
         if (deadline.IsOver())
             return false;
-        m_core->RunNext();
     }
-    const std::lock_guard guard(m_core->lock);
-    if (const std::exception_ptr failure = std::exchange(m_core->failure, nullptr))
+    std::exception_ptr failure;
+    {
+        const std::lock_guard guard(m_core->lock);
+        failure.swap(m_core->failure);
+    }
+    if (failure)
         std::rethrow_exception(failure);
     return true;
 }

@@ -7,9 +7,11 @@
 //       bar.Show(group.Count());
 //
 // Groups may be nested to any depth, in any number: a worker that waits for a group runs tasks of it that have not
-// begun. So it may come back late by the time that one task takes. Other threads only wait.
+// begun. So it may come back late by the time that one task takes. Other threads only wait. Of groups that share a
+// manager each gets its turn; a task must not wait for the group that it belongs to.
 //
-// A task that throws doesn't end the others; the first exception is kept for Wait.
+// A task that throws doesn't end the others; the first exception is kept for Wait, further ones are logged, and so is
+// the first if nobody has waited for it.
 //
 // Threads: any for every operation but the destructor. No lock may be held in Wait that a task takes.
 // Lifetime: the manager must outlive the group. Tasks may go on after the group has gone, if they don't look at their
@@ -38,7 +40,8 @@ public:
     using Task = boost::function<void(const CCancelToken&)>;
     struct Counts {
         std::size_t all = 0;
-        std::size_t ended = 0;  // those that were cancelled before they began, too
+        std::size_t ended = 0;      // also those that were cancelled
+        std::size_t cancelled = 0;  // before they began
     };
 
     explicit CTaskGroup(CParallelManager& manager);
@@ -46,12 +49,13 @@ public:
     CTaskGroup& operator=(const CTaskGroup&) = delete;
     ~CTaskGroup();
 
-    // Never waits: where the manager's queue has no room, the task begins after another of the group, or in Wait. After
-    // Cancel it counts as ended at once. Throws std::bad_alloc.
+    // Never waits: where the manager's queue has no room, the task begins after another of the group, or in Wait, which
+    // has to be called for it. After Cancel, or when the manager has been stopped, it is cancelled at once; a worker
+    // may still Wait for it. Throws std::bad_alloc.
     void Run(Task task);
 
     // True: all tasks have ended. The first exception of a task is thrown then, once.  False: not within `timeoutMs`.
-    // Tasks that have not begun when the manager has been stopped are cancelled.
+    // Tasks whose turn is discarded by a stop of the manager are cancelled.
     [[nodiscard]] bool Wait(DWORD timeoutMs);
 
     // Tasks that have not begun never will; the others see it in their token.
@@ -63,8 +67,7 @@ private:
     struct Core;
     struct Turn;
 
-    // Asks the manager for a worker for each task that has none; a part of them stays if there is no room.
-    void AskForWorkers(DWORD timeoutMs) noexcept;
+    void AskForWorker() noexcept;
 
     CParallelManager& m_manager;
     const boost::shared_ptr<Core> m_core;

@@ -13,73 +13,117 @@
 
 namespace threading {
 
-// What the thread stands on; it is there until the thread was joined.
-struct CWorkerThread::Run {
-    Run(const boost::function<void()>& work, DWORD apartment) : body(work), runnable(this, &Run::Work, apartment) {}
-    Run(const Run&) = delete;
-    Run& operator=(const Run&) = delete;
-    ~Run() { thread.Join(0); }  // it has ended, if it ever began; this closes its handle
+namespace {
+
+constexpr DWORD kLastStepsMs = 10'000;  // of a thread that has left its body
+
+}  // namespace
+
+// What the thread stands on; it is there until the thread was joined, or, where that was left behind, has ended.
+struct CWorkerThread::Life final : IThreadRunnable {
+    enum class State { Running, Ended, LeftBehind };
+
+    Life(const Body& work, DWORD apartment) : body(work), inApartment(this, &Life::Work, apartment) {}
+    Life(const Life&) = delete;
+    Life& operator=(const Life&) = delete;
+    ~Life() override {
+        if (!thread.Join(0) && thread.GetHandle())
+            ::CloseHandle(thread.GetHandle());  // it is the thread itself that is at its end
+    }
 
     HRESULT Work() {
-        threadId = ::GetCurrentThreadId();
-        body();
-        body.clear();  // within the apartment
-        threadId = 0;  // the system may give the number to another thread
+        RunBody(S_OK);
         return S_OK;
     }
 
+    void RunBody(HRESULT apartment) {
+        body(apartment);
+        body.clear();
+        hasRunBody = true;
+    }
+
+    // IThreadRunnable
+    int Run() override {
+        threadId = ::GetCurrentThreadId();
+        if (const HRESULT hr = inApartment.Run(); !hasRunBody)
+            RunBody(hr);
+        threadId = 0;  // the system may give the number to another thread
+        if (state.exchange(State::Ended) == State::LeftBehind)
+            EndLeftBehind();
+        return 0;
+    }
+
+    void EndLeftBehind() noexcept {
+        const HMODULE own = module.Detach();
+        itself.reset();  // this
+        ::FreeLibraryAndExitThread(own, 0);
+    }
+
     // Given back last: the last steps of the thread are this module's code, too.
-    const base::CAutoLibrary module{base::AddReferenceToOwnModule()};
-    boost::function<void()> body;
+    base::CAutoLibrary module{base::AddReferenceToOwnModule()};
+    Body body;
+    bool hasRunBody = false;
     std::atomic<DWORD> threadId = 0;
-    CComThreadRunnableAdapter<Run> runnable;
+    std::atomic<State> state = State::Running;
+    CComThreadRunnableAdapter<Life> inApartment;
     CRunnableThread thread;
-    boost::shared_ptr<Run> itself;  // of a thread that was left behind
+    boost::shared_ptr<Life> itself;  // of a thread that was left behind
 };
 
 CWorkerThread::CWorkerThread(const char* name, DWORD apartment) noexcept : m_name(name), m_apartment(apartment) {}
 
 CWorkerThread::~CWorkerThread() {
-    // A thread that is left behind keeps what it stands on, for good. Nothing has to be allocated for that.
-    if (m_run)
-        m_run->itself = m_run;
+    if (!m_life)
+        return;
+    m_life->itself = m_life;
+    if (m_life->state.exchange(Life::State::LeftBehind) == Life::State::Running)
+        return;
+    // It is past the point where it would have cleaned up.
+    if (::WaitForSingleObject(m_life->thread.GetHandle(), kLastStepsMs) == WAIT_OBJECT_0)
+        m_life->itself.reset();
 }
 
-bool CWorkerThread::Start(const boost::function<void()>& body) noexcept {
-    const std::lock_guard guard(m_lock);
-    if (m_run)
+bool CWorkerThread::Start(const Body& body) noexcept {
+    if (Current())
         return false;
+    bool hasStarted = false;
     base::RunQuietly([&] {
-        auto run = boost::make_shared<Run>(body, m_apartment);
-        run->thread.Init(&run->runnable, m_name, 0);
-        if (run->module && run->thread.Start())
-            m_run = std::move(run);
+        const auto life = boost::make_shared<Life>(body, m_apartment);
+        life->thread.Init(life.get(), m_name, 0);
+        Become(life);  // before the thread asks whether it is this one
+        hasStarted = life->module && life->thread.Start();
     });
-    return m_run != nullptr;
+    if (!hasStarted)
+        Become(nullptr);
+    return hasStarted;
 }
 
 bool CWorkerThread::Join(DWORD timeoutMs) noexcept {
-    const boost::shared_ptr<Run> run = Current();
-    if (!run)
+    const boost::shared_ptr<Life> life = Current();
+    if (!life)
         return true;
-    if (run->threadId == ::GetCurrentThreadId())
+    if (life->threadId == ::GetCurrentThreadId())
         return false;
-    // The handle is open as long as somebody who waits for it keeps the run.
-    if (::WaitForSingleObject(run->thread.GetHandle(), timeoutMs) != WAIT_OBJECT_0)
+    // The handle is open as long as somebody who waits for it keeps the life.
+    if (::WaitForSingleObject(life->thread.GetHandle(), timeoutMs) != WAIT_OBJECT_0)
         return false;
-    const std::lock_guard guard(m_lock);
-    m_run.reset();
+    Become(nullptr);
     return true;
 }
 
 bool CWorkerThread::IsCurrent() const noexcept {
-    const boost::shared_ptr<Run> run = Current();
-    return run && run->threadId == ::GetCurrentThreadId();
+    const boost::shared_ptr<Life> life = Current();
+    return life && life->threadId == ::GetCurrentThreadId();
 }
 
-boost::shared_ptr<CWorkerThread::Run> CWorkerThread::Current() const noexcept {
+void CWorkerThread::Become(boost::shared_ptr<Life> life) noexcept {
     const std::lock_guard guard(m_lock);
-    return m_run;
+    m_life.swap(life);
+}
+
+boost::shared_ptr<CWorkerThread::Life> CWorkerThread::Current() const noexcept {
+    const std::lock_guard guard(m_lock);
+    return m_life;
 }
 
 }  // namespace threading

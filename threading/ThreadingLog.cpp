@@ -1,11 +1,9 @@
 #include "threading/ThreadingLog.h"
 
 #include "base/ComBoundary.h"
+#include "base/Utf8Text.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogSite.h"
-
-#include <cstring>
-#include <string>
 
 namespace threading {
 
@@ -13,12 +11,23 @@ namespace {
 
 constexpr TKRuntimeLogger::LogSource kLog{L"threading", L"CCallQueue"};
 
+// The words of a standard exception, else those of the result code that it becomes.
+std::wstring WordsOf(const std::exception_ptr& thrown) {
+    try {
+        std::rethrow_exception(thrown);
+    } catch (const std::exception& exception) {
+        return base::WideOfUtf8(exception.what());
+    } catch (...) {
+        return TKRuntimeLogger::HResultText(base::ResultOfCaughtException());
+    }
+}
+
 }  // namespace
 
-void LogThrownCall(const char* name, const std::exception_ptr& thrown) noexcept {
+void LogThrown(const char* name, const std::exception_ptr& thrown) noexcept {
     const HRESULT hr = base::ComBoundary([&]() -> HRESULT { std::rethrow_exception(thrown); });
-    TK_LOG(kLog, TKRuntimeLogger::kError, L"LogThrownCall", L"A call of %s threw: hr=0x%08X (\"%s\")",
-           std::wstring(name, name + std::strlen(name)).c_str(), hr, TKRuntimeLogger::HResultText(hr).c_str());
+    TK_LOG(kLog, TKRuntimeLogger::kError, L"LogThrown", L"Nobody hears what was thrown in \"%s\": hr=0x%08X (\"%s\")",
+           base::WideOfUtf8(name).c_str(), hr, WordsOf(thrown).c_str());
 }
 
 }  // namespace threading

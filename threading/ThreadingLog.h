@@ -5,7 +5,7 @@
 
 namespace threading {
 
-// Logs that a call of the thread or queue `name` threw, and what.
-void LogThrownCall(const char* name, const std::exception_ptr& thrown) noexcept;
+// Logs that a call or task of the thread or queue `name` threw, and what.
+void LogThrown(const char* name, const std::exception_ptr& thrown) noexcept;
 
 }  // namespace threading

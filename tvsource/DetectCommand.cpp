@@ -4,15 +4,19 @@
 #include "threading/CTaskGroup.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
+#include "tvsource/CLateCall.h"
 #include "tvsource/CMimeDictionary.h"
 #include "tvsource/CProgressLine.h"
 #include "tvsource/Commands.h"
+#include "tvsource/Interrupt.h"
 #include "tvsource/SourceName.h"
 
 #include <wrl/client.h>
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
+#include <functional>
 #include <future>
 #include <memory>
 
@@ -91,23 +95,26 @@ public:
         : m_dictionary(dictionary),
           m_explains(options.explain),
           m_line(options.progress || IsTerminal(STD_ERROR_HANDLE)) {}
+    CDetection(const CDetection&) = delete;
+    CDetection& operator=(const CDetection&) = delete;
+    ~CDetection() {
+        const CLateCall limit(kStopLimitMs, EndStuckProcess);
+        m_manager.Stop(threading::Rest::Discard, INFINITE);
+    }
 
     void Add(framework::CParsedName name) {
         // So many are enough to keep the workers busy while one file takes its time.
         constexpr std::size_t kMostAhead = 256;
         while (m_files.size() >= kMostAhead)
             TellNext();
-        const auto task = std::make_shared<std::packaged_task<Answer()>>(
-            [this, name] { return DetectOne(m_dictionary, name, m_explains); });
-        m_files.push_back({std::move(name), task->get_future(), true});
-        m_group.Run([task](const threading::CCancelToken&) { (*task)(); });
+        const auto work = std::make_shared<Work>([this, name] { return DetectOne(m_dictionary, name, m_explains); });
+        m_files.push_back({std::move(name), work});
+        m_group.Run([work](const threading::CCancelToken&) { work->Begin(); });
     }
 
     // What can't be looked at at all.
     void AddFault(framework::CParsedName name, const CHostError& error) {
-        std::promise<Answer> fault;
-        fault.set_value({L"", error.Text()});
-        m_files.push_back({std::move(name), fault.get_future(), false});
+        m_files.push_back({std::move(name), std::make_shared<Work>([error]() -> Answer { throw error; })});
     }
 
     // The program's exit code.
@@ -118,20 +125,34 @@ public:
     }
 
 private:
+    // Is done by whoever comes first.
+    struct Work {
+        explicit Work(std::function<Answer()> detect) : task(std::move(detect)) {}
+
+        void Begin() {
+            if (!hasBegun.exchange(true))
+                task();
+        }
+        [[nodiscard]] Answer Result() {
+            Begin();  // the answer is wanted now; a worker may be long in coming
+            return task.get_future().get();
+        }
+
+        std::packaged_task<Answer()> task;
+        std::atomic<bool> hasBegun{false};
+    };
     struct File {
         framework::CParsedName name;
-        std::future<Answer> answer;
-        bool isCounted;
+        std::shared_ptr<Work> work;
     };
 
     void TellNext() {
-        File file = std::move(m_files.front());
+        const File file = std::move(m_files.front());
         m_files.pop_front();
-        if (file.isCounted)
-            m_line.ShowText(base::FormatText(L"file %d", ++m_told));
+        m_line.ShowText(base::FormatText(L"file %d", ++m_told));
         Answer answer;
         try {
-            answer = file.answer.get();
+            answer = file.work->Result();
         } catch (const CHostError& error) {
             answer.fault = error.Text();
         }
