@@ -1,8 +1,7 @@
 #include "tvsource/COpeningLine.h"
 
+#include "base/ComBoundary.h"
 #include "tvsource/CProgressLine.h"
-
-#include <exception>
 
 namespace tvsource {
 
@@ -11,17 +10,25 @@ namespace {
 constexpr DWORD kPatienceMs = 500;
 
 void Draw(HANDLE over) {
-    try {
-        CProgressLine line(true);
-        line.ShowText(L"opening ...");
-        ::WaitForSingleObject(over, INFINITE);
-    } catch (const std::exception&) {
-        // The line isn't there, or stays.
-    }
+    if (::WaitForSingleObject(over, kPatienceMs) != WAIT_TIMEOUT)
+        return;
+    CProgressLine line(true);
+    line.ShowText(L"opening ...");
+    ::WaitForSingleObject(over, INFINITE);
 }
 
 }  // namespace
 
-COpeningLine::COpeningLine(bool shown) noexcept : m_late(kPatienceMs, shown ? Draw : nullptr) {}
+COpeningLine::COpeningLine(bool shown) noexcept {
+    if (!shown || !m_over)
+        return;
+    base::RunQuietly([&] { m_thread = std::thread([over = m_over.Get()] { base::RunQuietly([&] { Draw(over); }); }); });
+}
+
+COpeningLine::~COpeningLine() {
+    ::SetEvent(m_over.Get());
+    if (m_thread.joinable())
+        m_thread.join();
+}
 
 }  // namespace tvsource

@@ -1,10 +1,15 @@
 // "opening ..." on standard error for somebody who has to wait for a source: from half a second on until the object
 // goes.
 //
-// Threads: one.  Lifetime: as of CProgressLine, not at the same time as one of those.  Errors: none.
+// Threads: one; the line is drawn by a thread of its own.  Lifetime: as of CProgressLine, not at the same time as one
+// of those.  Errors: none; where there is no memory or no thread for it, nothing is drawn.
 #pragma once
 
-#include "tvsource/CLateCall.h"
+#include "base/CAutoDestructor.h"
+
+#include <windows.h>
+
+#include <thread>
 
 namespace tvsource {
 
@@ -12,9 +17,13 @@ class COpeningLine final {
 public:
     // Without `shown` nothing is ever drawn.
     explicit COpeningLine(bool shown) noexcept;
+    COpeningLine(const COpeningLine&) = delete;
+    COpeningLine& operator=(const COpeningLine&) = delete;
+    ~COpeningLine();
 
 private:
-    const CLateCall m_late;
+    const base::CAutoHandle m_over{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    std::thread m_thread;
 };
 
 }  // namespace tvsource

@@ -4,7 +4,6 @@
 #include "base/ForeignCalls.h"
 #include "baseclasses/MediaTypeCopies.h"
 #include "tvsource/CHostError.h"
-#include "tvsource/CLateCall.h"
 #include "tvsource/Interrupt.h"
 
 #include <evcode.h>
@@ -240,8 +239,15 @@ StreamType CPlayGraph::ConnectedType() const {
 }
 
 void CPlayGraph::RemoveAllButSource() {
-    const CLateCall limit(kStopLimitMs, EndStuckProcess);
     m_counter->RefuseReads(true);
+    RunOrEndProcess([&] { StopAndRemove(); });
+    m_parser.Reset();
+    m_streams.clear();
+    m_onlyNullRenderers = true;
+    m_counter->RefuseReads(false);
+}
+
+void CPlayGraph::StopAndRemove() {
     ComPtr<IMediaControl> control;
     if (SUCCEEDED(m_graph.As(&control)))
         control->Stop();
@@ -257,10 +263,6 @@ void CPlayGraph::RemoveAllButSource() {
         if (each.Get() != m_source.Filter())
             m_graph->RemoveFilter(each.Get());
     }
-    m_parser.Reset();
-    m_streams.clear();
-    m_onlyNullRenderers = true;
-    m_counter->RefuseReads(false);
 }
 
 }  // namespace tvsource

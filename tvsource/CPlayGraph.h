@@ -3,7 +3,7 @@
 // Threads: one, in the multithreaded apartment; the graph has its own.  Lifetime: must go before the source filter that
 // it was given. It then takes every filter out of the graph: filters that are still there when the process ends can
 // crash it, because the libraries behind them are unloaded in any order. Where a parser doesn't let go, for example
-// because one of its reads doesn't end, EndStuckProcess ends the process.  Errors: CHostError.
+// because one of its reads doesn't end, RunOrEndProcess ends the process.  Errors: CHostError.
 #pragma once
 
 #include "tvsource/CCountingPin.h"
@@ -77,6 +77,7 @@ private:
     size_t RenderStreams(bool null);  // returns how many of m_streams have a renderer
     HRESULT RenderToNull(IPin* pin);
     void RemoveAllButSource();
+    void StopAndRemove();
 
     CSourceFilter& m_source;
     Microsoft::WRL::ComPtr<IGraphBuilder> m_graph;

@@ -2,6 +2,7 @@
 #include "base/FormatText.h"
 #include "base/LongPath.h"
 #include "baseclasses/SampleTimes.h"
+#include "tvsource/CActivity.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/COpeningLine.h"
@@ -105,6 +106,7 @@ int Cat(const CatOptions& options) {
                                                     !(options.output.empty() && IsTerminal(STD_OUTPUT_HANDLE)));
     CSourceFilter source(options.common.library);
     {
+        const CActivity activity(L"Cat", L"opening " + ShownName(name), options.common.verbose);
         const COpeningLine opening(showsProgress);
         source.Load(name, options.common.subtype);
     }
@@ -122,6 +124,7 @@ int Cat(const CatOptions& options) {
     // offset is read and left out.
     const LONGLONG begin = length.estimated ? 0 : options.offset;
     LONGLONG position = begin;
+    CActivity activity(L"Cat", L"copying " + ShownName(name), options.common.verbose);
     while (position < end) {
         const auto block = static_cast<LONG>(std::min<LONGLONG>(kBlockBytes, end - position));
         const LONG got = reader.Read(position, block);
@@ -133,6 +136,7 @@ int Cat(const CatOptions& options) {
         const LONG skipped = static_cast<LONG>(std::clamp<LONGLONG>(options.offset - position, 0, got));
         output.Write(reader.Data() + skipped, got - skipped);
         position += got;
+        activity.KeepAlive();
         const auto copied = static_cast<ULONGLONG>(position - begin);
         line.Show(copied, length.estimated ? 0 : static_cast<ULONGLONG>(end - begin), {}, copied);
     }

@@ -16,6 +16,7 @@ struct CommonOptions {
     std::wstring name;            // of the source, a TypedName
     std::wstring library;         // the DLL to take the filter from, or empty: the registered one
     std::optional<GUID> subtype;  // given to the filter in place of what it would find out
+    bool verbose = false;         // say on standard error what doesn't go on for five seconds
 };
 
 struct PlayOptions {
@@ -53,6 +54,7 @@ struct DetectOptions {
     std::vector<std::wstring> names;  // files, folders, patterns and URIs, TypedNames
     bool explain = false;             // say why
     bool progress = false;            // as for play
+    bool verbose = false;             // as in CommonOptions
 };
 
 // Prints one line for each file: its name, a tab, and the MIME types of its content, separated by commas, or "-". A

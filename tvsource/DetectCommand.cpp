@@ -2,9 +2,9 @@
 #include "base/LongPath.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
 #include "threading/CTaskGroup.h"
+#include "tvsource/CActivity.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
-#include "tvsource/CLateCall.h"
 #include "tvsource/CMimeDictionary.h"
 #include "tvsource/CProgressLine.h"
 #include "tvsource/Commands.h"
@@ -94,12 +94,12 @@ public:
     CDetection(const CMimeDictionary& dictionary, const DetectOptions& options)
         : m_dictionary(dictionary),
           m_explains(options.explain),
+          m_isVerbose(options.verbose),
           m_line(options.progress || IsTerminal(STD_ERROR_HANDLE)) {}
     CDetection(const CDetection&) = delete;
     CDetection& operator=(const CDetection&) = delete;
     ~CDetection() {
-        const CLateCall limit(kStopLimitMs, EndStuckProcess);
-        m_manager.Stop(threading::Rest::Discard, INFINITE);
+        RunOrEndProcess([&] { m_manager.Stop(threading::Rest::Discard, INFINITE); });
     }
 
     void Add(framework::CParsedName name) {
@@ -151,6 +151,7 @@ private:
         m_files.pop_front();
         m_line.ShowText(base::FormatText(L"file %d", ++m_told));
         Answer answer;
+        const CActivity activity(L"Detect", L"looking at " + ShownName(file.name), m_isVerbose);
         try {
             answer = file.work->Result();
         } catch (const CHostError& error) {
@@ -170,6 +171,7 @@ private:
 
     const CMimeDictionary& m_dictionary;
     const bool m_explains;
+    const bool m_isVerbose;
     CProgressLine m_line;
     std::deque<File> m_files;  // not yet told of
     int m_told = 0;

@@ -1,6 +1,7 @@
 #include "base/FormatText.h"
 #include "diagnostics/EnvironmentReport.h"
 #include "diagnostics/LogDestination.h"
+#include "tvsource/CActivity.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CMimeDictionary.h"
@@ -64,6 +65,7 @@ int InfoOf(const CommonOptions& options, bool environment) {
     bool isDone = !environment || LogEnvironment();
     MimeTypes mime;
     {
+        const CActivity activity(L"Info", L"opening " + ShownName(name), options.verbose);
         const COpeningLine opening(IsTerminal(STD_ERROR_HANDLE));
         source.Load(name, options.subtype);
         mime = MimeTypesOf(source);

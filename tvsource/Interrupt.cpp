@@ -1,8 +1,11 @@
 #include "tvsource/Interrupt.h"
 
+#include "threading/CCallQueue.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/CProgressLine.h"
+
+#include <objbase.h>
 
 #include <atomic>
 
@@ -11,6 +14,7 @@ namespace tvsource {
 namespace {
 
 constexpr DWORD kGraceMs = 500;
+constexpr DWORD kStepLimitMs = 5000;
 
 std::atomic<HANDLE> g_event{nullptr};  // never closed: the handler may run to the very end
 
@@ -45,9 +49,21 @@ HANDLE InterruptEvent() {
     return event;
 }
 
-void EndStuckProcess(HANDLE) {
-    Complain(L"tvsource: a read of the source does not end; the program ends without it\n");
-    EndProcess(1);
+void RunOrEndProcess(const std::function<void()>& step) {
+    threading::CCallQueue queue("Step with a limit", COINIT_MULTITHREADED);
+    std::atomic<bool> hasBegun = false;
+    const bool hasEnded = queue.Call(
+        [&] {
+            hasBegun = true;
+            step();
+        },
+        kStepLimitMs);
+    if (!hasEnded && hasBegun) {
+        Complain(L"tvsource: a read of the source does not end; the program ends without it\n");
+        EndProcess(1);
+    }
+    if (!hasEnded)
+        step();  // no thread can be had
 }
 
 }  // namespace tvsource

@@ -1,10 +1,12 @@
 // Ends of the program that wait for nothing: Ctrl+C, Ctrl+Break and the closing of the console, and limits for what
 // should have ended by itself.
 //
-// Threads: the main thread, but for EndStuckProcess.
+// Threads: the main thread.
 #pragma once
 
 #include <windows.h>
+
+#include <functional>
 
 namespace tvsource {
 
@@ -18,9 +20,8 @@ void EndOnInterrupt();
 // itself, in order. The event is there until the process ends.
 [[nodiscard]] HANDLE InterruptEvent();
 
-// For the CLateCall of a step that waits for a read of the source: says that the read does not end, and ends the
-// process with code 1.
-inline constexpr DWORD kStopLimitMs = 5000;
-void EndStuckProcess(HANDLE over);
+// Runs a step that waits for reads of the source, on another thread of the multithreaded apartment. Throws what it
+// throws. If it hasn't ended after five seconds, this says that a read does not end, and ends the process with code 1.
+void RunOrEndProcess(const std::function<void()>& step);
 
 }  // namespace tvsource

@@ -1,7 +1,7 @@
 #include "base/FormatText.h"
+#include "tvsource/CActivity.h"
 #include "tvsource/CConsole.h"
 #include "tvsource/CHostError.h"
-#include "tvsource/CLateCall.h"
 #include "tvsource/CMimeDictionary.h"
 #include "tvsource/COpeningLine.h"
 #include "tvsource/CPlayGraph.h"
@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <optional>
+#include <utility>
 
 namespace tvsource {
 
@@ -47,6 +48,7 @@ int Play(const PlayOptions& options) {
     const bool showsProgress = options.progress || IsTerminal(STD_ERROR_HANDLE);
     CSourceFilter source(options.common.library);
     {
+        const CActivity activity(L"Play", L"opening " + ShownName(name), options.common.verbose);
         const COpeningLine opening(showsProgress);
         source.Load(name, options.common.subtype);
     }
@@ -63,17 +65,24 @@ int Play(const PlayOptions& options) {
 
     std::optional<CPlayGraph> graph(std::in_place, source, options.countedSamples);
     {
+        const CActivity activity(L"Play", L"finding a parser for " + ShownName(name), options.common.verbose);
         const COpeningLine opening(showsProgress);
         graph->Build(options.null || !HasScreen());
     }
     const auto begin = std::chrono::steady_clock::now();
     CPlayGraph::Result result{};
     {
+        CActivity activity(L"Play", L"playing " + ShownName(name), options.common.verbose);
         CProgressLine line(showsProgress);
+        LONGLONG reached = 0;
+        ULONGLONG delivered = 0;
         result = graph->Run(InterruptEvent(), [&](LONGLONG position, LONGLONG duration) {
+            const ULONGLONG now = graph->Reads().delivered;
+            if (std::exchange(reached, position) != position || std::exchange(delivered, now) != now)
+                activity.KeepAlive();
             const std::wstring end = duration > 0 ? L" of " + Clock(duration) : std::wstring();
             line.Show(static_cast<ULONGLONG>(position), static_cast<ULONGLONG>(duration), Clock(position) + end + L", ",
-                      graph->Reads().delivered);
+                      now);
         });
     }
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
@@ -94,9 +103,10 @@ int Play(const PlayOptions& options) {
         // The graph learns that a read failed, but not why. The parser must release the source before the reason can be
         // asked for.
         graph.reset();
-        const CLateCall limit(kStopLimitMs, EndStuckProcess);
-        if (const HRESULT hr = source.TryByteAt(reads.shortAt); FAILED(hr))
-            result.error = hr;
+        RunOrEndProcess([&] {
+            if (const HRESULT hr = source.TryByteAt(reads.shortAt); FAILED(hr))
+                result.error = hr;
+        });
     }
     Print(L"Ended    " + EndingText(result) + L"\n");
     if (result.ending == CPlayGraph::Ending::Interrupted)

@@ -53,6 +53,7 @@ struct Arguments {
     bool environment = false;
     bool explain = false;
     bool progress = false;
+    bool verbose = false;
 };
 
 std::optional<LONGLONG> ByteCount(const std::string& text) {
@@ -74,6 +75,11 @@ void AddProgressFlag(CLI::App& command, Arguments& arguments) {
     command.add_flag("--progress", arguments.progress, "Show the progress even if standard error is no terminal");
 }
 
+void AddVerboseFlag(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--verbose", arguments.verbose,
+                     "Say on standard error when something does not go on for five seconds, and when it does again");
+}
+
 CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, const char* description) {
     CLI::App* command = app.add_subcommand(name, description);
     command->add_option("FILE", arguments.name, "The source: a path or a URI")->required();
@@ -89,12 +95,14 @@ CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, cons
                        ? std::string()
                        : "'" + text + "' is neither a known name nor a GUID in braces";
         });
+    AddVerboseFlag(*command, arguments);
     return command;
 }
 
 CommonOptions Common(const Arguments& arguments) {
     return {TypedName(base::WideOfUtf8(arguments.name)), base::WideOfUtf8(arguments.library),
-            arguments.type.empty() ? std::nullopt : SubtypeFromText(base::WideOfUtf8(arguments.type))};
+            arguments.type.empty() ? std::nullopt : SubtypeFromText(base::WideOfUtf8(arguments.type)),
+            arguments.verbose};
 }
 
 // What was typed, made printable: a message may repeat it.
@@ -161,6 +169,7 @@ CLI::App* AddDetect(CLI::App& app, Arguments& arguments) {
     command->add_flag("--explain", arguments.explain,
                       "Say which format was found, on what bytes, and what was ruled out");
     AddProgressFlag(*command, arguments);
+    AddVerboseFlag(*command, arguments);
     return command;
 }
 
@@ -212,7 +221,7 @@ std::optional<int> Parse(CommandLine& line, std::vector<std::string> words) {
 }
 
 DetectOptions DetectOptionsOf(const Arguments& arguments) {
-    DetectOptions options{{}, arguments.explain, arguments.progress};
+    DetectOptions options{{}, arguments.explain, arguments.progress, arguments.verbose};
     for (const std::string& name : arguments.names)
         options.names.push_back(TypedName(base::WideOfUtf8(name)));
     return options;
