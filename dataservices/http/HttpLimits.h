@@ -11,6 +11,8 @@ inline constexpr DWORD kConnectMs = 10'000;
 inline constexpr DWORD kFirstByteMs = 10'000;
 // From one byte of the body to the next.
 inline constexpr DWORD kNextByteMs = 10'000;
+// How long each of these may take before the log says that it hangs.
+inline constexpr DWORD kSilentMs = 5'000;
 // An open with all its redirects.
 inline constexpr DWORD kOpenMs = 60'000;
 // A whole Read, pauses and repeated requests included, even if bytes trickle in. Six stalls in a row, with the pauses

@@ -1,5 +1,7 @@
 // URLs wherever a file goes, what the program says when the network fails, and how it is interrupted.
+#include "base/CDeadline.h"
 #include "tests/support/CHttpServer.h"
+#include "tests/support/CLogFileSetting.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
 
@@ -105,6 +107,41 @@ TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
     EXPECT_EQ(contents, run.out);
 }
 
+TEST_F(Url, ThatDoesNotGoOnIsToldAndLogged) {
+    const CLogFileSetting setting{};
+    const std::wstring log = folder.Write("", L"hangs.log");
+    setting.Set(log);
+    for (std::vector<std::wstring> command : {std::vector<std::wstring>{L"detect", L"--verbose"},
+                                              {L"cat", L"--verbose", L"--dll", BuiltFile(L"TvFileSourceAsync.dll")}}) {
+        CHttpServer stalling;
+        const bool opens = command[0] == L"detect";
+        stalling.Serve("/a", {.bytes = contents, .script = [&](auto&) {
+                                  return CHttpServer::Misbehaviour{Fault::Stall, opens ? -1 : 140'000};
+                              }});
+        command.push_back(stalling.Url(L"/a"));
+        CPipe err;
+        std::string text;
+        const auto readUntilItHangs = [&] {
+            err.writer.Reset();
+            char next = 0;
+            for (DWORD read = 0; ::ReadFile(err.reader.Get(), &next, 1, &read, nullptr);) {
+                text += next;
+                if (text.ends_with("tvsource: Hangs for "))
+                    stalling.ReleaseStalls();
+            }
+        };
+        const HostRun run = RunHost(command, BuiltFile(L"tvsource.exe"), readUntilItHangs, {.err = err.writer.Get()});
+        EXPECT_EQ(0u, run.exitCode);
+        const std::string what = opens ? "looking at " : "copying ", url = Utf8(stalling.Url(L"/a"));
+        for (const std::string& words : {what + url + " (thread ", std::string("tvsource: Goes on after ")})
+            EXPECT_NE(text.npos, text.find(words)) << text;
+        const std::string waited = opens ? "asking for " : "waiting for bytes of ", logged = BytesOf(log);
+        for (const std::string& words :
+             {std::string("CAT: tvsource, PID: "), " ms: " + what + url, " ms: " + waited + url})
+            EXPECT_NE(logged.npos, logged.find(words)) << logged;
+    }
+}
+
 TEST_F(Url, ThatBreaksOffIsNoEndOfTheData) {
     const auto serveUpTo = [&](LONGLONG end) {
         server.Serve("/a", {.bytes = contents, .script = [&, end, answers = 0](auto&) mutable {
@@ -156,7 +193,8 @@ private:
 
 TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
     // The first waits for its source to open, the others for more data.
-    std::vector<std::vector<std::wstring>> commands = {{L"info"}, {L"cat", L"--progress", L"--type", L"mpeg1audio"}};
+    std::vector<std::vector<std::wstring>> commands = {
+        {L"info"}, {L"detect"}, {L"cat", L"--progress", L"--type", L"mpeg1audio"}};
     // The platform may have no parsers for programs of this bitness.
     if (RunWithFilter(L"play", {L"--null", MediaFile(L"tone.mp3")}).exitCode == 0)
         commands.push_back({L"play", L"--type", L"mpeg1audio"});
@@ -167,7 +205,9 @@ TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
                                   return answers++ == 0 ? CHttpServer::Misbehaviour{Fault::Close, 140'000}
                                                         : CHttpServer::Misbehaviour{Fault::Stall, -1};
                               }});
-        command.insert(command.end(), {L"--dll", BuiltFile(L"TvFileSourceAsync.dll"), stalling.Url(L"/a")});
+        if (command[0] != L"detect")
+            command.insert(command.end(), {L"--dll", BuiltFile(L"TvFileSourceAsync.dll")});
+        command.push_back(stalling.Url(L"/a"));
         size_t requests = 0;
         const HostRun run = RunHost(command, BuiltFile(L"tvsource.exe"), [&] {
             EXPECT_TRUE(stalling.WaitForStall());
@@ -198,6 +238,9 @@ TEST_F(Url, BehindAFileStandsWithItsCountBelowTheLinesOnATerminal) {
     const HostRun run = RunHost({L"detect", L"x", server.Url(L"/a")}, BuiltFile(L"tvsource.exe"),
                                 [&] {
                                     EXPECT_TRUE(server.WaitForStall());
+                                    const base::CDeadline deadline(60'000);
+                                    while (line(1) != "file 2" && !deadline.IsOver())
+                                        ::SwitchToThread();
                                     EXPECT_EQ("x       -", line(0));
                                     EXPECT_EQ("file 2", line(1));
                                     server.ReleaseStalls();
