@@ -27,6 +27,23 @@ TEST_F(Detect, EachFileNamedOrInAFolderIsOneLine) {
     EXPECT_EQ(0u, run.exitCode);
 }
 
+// More than it looks at ahead, of unequal length, one of them missing: whichever is looked at first.
+TEST_F(Detect, ManyFilesAreToldInTheOrderInWhichTheyWereGiven) {
+    std::string lines;
+    std::vector<std::wstring> command = {L"detect"};
+    const CCurrentFolder current(folder.Path());
+    for (int i = 0; i < 600; ++i) {
+        command.push_back(std::to_wstring((i * 7) % 600));
+        if (i == 300)
+            continue;
+        folder.Write(std::string(i % 5 == 0 ? 200'000 : 10, '\0'), command.back());
+        lines += Utf8(command.back()) + "\t-\n";
+    }
+    const HostRun run = RunHost(command);
+    ExpectRun(run, 1, {"tvsource: 300: Cannot find ", "0x80070002 (no such file)"});
+    EXPECT_EQ(lines, run.out);
+}
+
 TEST_F(Detect, PatternsStandForWhatTheyMatchInTheLastPartOfThePath) {
     for (const wchar_t* name : {L"in\\a1.wav", L"in\\a2.wav", L"in\\b1.mp3", L"in\\a3.wav\\x"})
         folder.Write("", name);
