@@ -39,6 +39,7 @@ void OnFreshThread(Body&& body) {
 struct Times {
     double logSite = 0;
     double timingScope = 0;
+    double signOfLife = 0;
     double packetRead = 0;
 };
 
@@ -49,6 +50,10 @@ Times MeasureSites() {
     int n = 0;
     times.logSite = BestTime([&] { TK_LOG(kSource, TKRuntimeLogger::kInfo, L"MeasureSites", L"record %d", ++n); });
     times.timingScope = BestTime([] { TK_PROFILE(kSource, L"MeasureSites", L""); });
+    if constexpr (hasLogger) {
+        TKRuntimeLogger::CHangDetector activity(kSource, L"MeasureSites", INFINITE, [] { return L"measuring"; });
+        times.signOfLife = BestTime([&] { activity.KeepAlive(); });
+    }
     return times;
 }
 
@@ -92,7 +97,9 @@ void BenchLogging(CReport& report, const CBenchFile& file) {
     report.BeginPairs("Logging, in microseconds", "without logger", "with a logger");
     report.AddPair("log site", without.logSite, with.logSite);
     report.AddPair("timing scope", without.timingScope, with.timingScope);
+    report.AddPair("sign of life of an activity", without.signOfLife, with.signOfLife);
     report.AddPair("read of 188 bytes that the buffer has", without.packetRead, with.packetRead);
+    report.AddGoal("a sign of life of a watched activity", with.signOfLife, CReport::Goal::AtMost, 0.02, "us");
 }
 
 }  // namespace bench
