@@ -58,15 +58,14 @@ struct CCallQueue::Core {
             thrown = std::current_exception();
         }
         entry.call.clear();  // before anyone is told
-        bool isHeard = false;
         if (entry.outcome) {
             const std::lock_guard guard(lock);
-            isHeard = entry.outcome->isAwaited;
-            entry.outcome->thrown = thrown;
+            if (entry.outcome->isAwaited)
+                entry.outcome->thrown.swap(thrown);  // which is the waiter's alone from then on
             entry.outcome->state = Outcome::State::Ended;
             ::WakeAllConditionVariable(&changed);
         }
-        if (thrown && !isHeard)
+        if (thrown)
             LogThrown(name, thrown);
     }
 
@@ -183,8 +182,8 @@ bool CCallQueue::RunAndWait(Function call, DWORD timeoutMs) {
         core->TakeBack(ticket);
     if (!outcome->isAwaited)
         return false;
-    if (outcome->thrown)
-        std::rethrow_exception(outcome->thrown);
+    if (const std::exception_ptr thrown = std::exchange(outcome->thrown, nullptr))
+        std::rethrow_exception(thrown);
     return true;
 }
 

@@ -5,8 +5,6 @@
 
 #include <windows.h>
 
-#include <objbase.h>
-
 #include <algorithm>
 #include <exception>
 #include <list>

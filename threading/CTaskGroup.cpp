@@ -63,11 +63,16 @@ struct CTaskGroup::Core {
 
     void Cancel() noexcept {
         Tasks cancelled;
+        {
+            const std::lock_guard guard(lock);
+            token.m_isCancelled = true;
+            cancelled.swap(waiting);
+        }
+        const std::size_t count = cancelled.size();
+        cancelled.clear();  // before anyone is told
         const std::lock_guard guard(lock);
-        token.m_isCancelled = true;
-        cancelled.swap(waiting);
-        counts.ended += cancelled.size();
-        counts.cancelled += cancelled.size();
+        counts.ended += count;
+        counts.cancelled += count;
         ::WakeAllConditionVariable(&changed);
     }
 

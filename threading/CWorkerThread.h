@@ -13,6 +13,8 @@
 
 #include "base/CSlimLock.h"
 
+#include <objbase.h>
+
 #include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
 

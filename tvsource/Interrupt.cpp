@@ -5,8 +5,6 @@
 #include "tvsource/CHostError.h"
 #include "tvsource/CProgressLine.h"
 
-#include <objbase.h>
-
 #include <atomic>
 
 namespace tvsource {
