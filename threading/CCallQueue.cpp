@@ -44,7 +44,7 @@ struct CCallQueue::Core {
                 thrown = std::current_exception();
             }
             entry->call.clear();  // before anyone is told
-            Tell(*entry, thrown);
+            Tell(*entry, std::move(thrown));
         }
     }
 
@@ -60,16 +60,16 @@ struct CCallQueue::Core {
         return next;
     }
 
-    void Tell(const Entry& entry, const std::exception_ptr& thrown) noexcept {
-        bool isHeard = false;
+    // An exception that somebody waits for is the waiter's alone from then on.
+    void Tell(const Entry& entry, std::exception_ptr thrown) noexcept {
         if (entry.outcome) {
             const std::lock_guard guard(lock);
-            isHeard = entry.outcome->isAwaited;
-            entry.outcome->thrown = thrown;
+            if (entry.outcome->isAwaited)
+                entry.outcome->thrown = std::exchange(thrown, nullptr);
             entry.outcome->state = Outcome::State::Ended;
             ::WakeAllConditionVariable(&changed);
         }
-        if (thrown && !isHeard)
+        if (thrown)
             LogThrownCall(name, thrown);
     }
 
@@ -148,8 +148,8 @@ bool CCallQueue::RunAndWait(const Function& call, DWORD timeoutMs) {
     outcome->isAwaited = false;
     if (outcome->state == Outcome::State::Waiting)
         late = m_core->TakeBack(ticket);
-    if (outcome->thrown)
-        std::rethrow_exception(outcome->thrown);
+    if (const std::exception_ptr thrown = std::exchange(outcome->thrown, nullptr))
+        std::rethrow_exception(thrown);
     return outcome->state == Outcome::State::Ended;
 }
 
@@ -160,11 +160,15 @@ bool CCallQueue::Stop(Rest rest, DWORD timeoutMs) noexcept {
         m_core->isStopped = true;
         if (rest == Rest::Discard)
             discarded.swap(m_core->waiting);
-        for (const Core::Entry& entry : discarded)
-            m_core->GiveUp(entry);
         ::WakeAllConditionVariable(&m_core->changed);
     }
-    discarded.clear();
+    for (Core::Entry& entry : discarded)
+        entry.call.clear();  // before anyone is told
+    {
+        const std::lock_guard guard(m_core->lock);
+        for (const Core::Entry& entry : discarded)
+            m_core->GiveUp(entry);
+    }
     return m_thread.Join(timeoutMs);
 }
 

@@ -127,6 +127,8 @@ bool CParallelManager::Stop(Rest rest, DWORD timeoutMs) noexcept {
         ::WakeAllConditionVariable(&m_core->changed);
     }
     discarded.clear();
+    if (IsWorker())
+        return false;  // two workers that stop would wait for each other
     // From here on no worker is added.
     bool haveEnded = true;
     for (CWorkerThread& worker : m_core->workers)

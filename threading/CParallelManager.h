@@ -38,8 +38,7 @@ public:
     // Whether the calling thread is one of the workers.
     [[nodiscard]] bool IsWorker() const noexcept;
 
-    // As CCallQueue::Stop, for all workers; on one of them it answers false when the others have ended, or at the
-    // limit.
+    // As CCallQueue::Stop, for all workers; on one of them it answers false at once.
     bool Stop(Rest rest, DWORD timeoutMs) noexcept;
 
 private:

@@ -16,6 +16,7 @@ namespace threading {
 namespace {
 
 constexpr DWORD kPatienceMs = 10'000;
+constexpr DWORD kAskAgainMs = 20;
 
 }  // namespace
 
@@ -36,7 +37,7 @@ struct CTaskGroup::Core {
         const std::lock_guard guard(lock);
         ++counts.ended;
         if (thrown && !failure)
-            failure = thrown;
+            failure = std::exchange(thrown, nullptr);  // it is the waiter's alone
         ::WakeAllConditionVariable(&changed);
         return true;
     }
@@ -58,27 +59,35 @@ struct CTaskGroup::Core {
 
     [[nodiscard]] bool TakeUnposted() noexcept {
         const std::lock_guard guard(lock);
+        if (waiting.empty())
+            unposted = 0;
         if (unposted == 0)
             return false;
         --unposted;
         return true;
     }
 
-    // True: all tasks have ended.  False: the deadline is over, or there is a task for a waiter that helps.
+    // True: all tasks have ended.  False: the deadline is over, or there is a task for a waiter that helps, or it is
+    // time that another waiter asks for workers again: nobody tells when the manager has room.
     [[nodiscard]] bool AwaitEndOrWork(bool helps, const base::CDeadline& deadline) noexcept {
         const std::lock_guard guard(lock);
-        while (counts.ended < counts.all && !(helps && !waiting.empty()) && lock.Await(changed, deadline.Left())) {
+        const base::CDeadline until(!helps && unposted > 0 ? deadline.Within(kAskAgainMs) : deadline.Left());
+        while (counts.ended < counts.all && !(helps && !waiting.empty()) && lock.Await(changed, until.Left())) {
         }
         return counts.ended == counts.all;
     }
 
     void Cancel() noexcept {
-        std::deque<Task> cancelled;  // destroyed without the lock
+        std::deque<Task> cancelled;
+        {
+            const std::lock_guard guard(lock);
+            token.m_isCancelled = true;
+            cancelled.swap(waiting);
+        }
+        const std::size_t count = cancelled.size();
+        cancelled.clear();  // before anyone is told
         const std::lock_guard guard(lock);
-        token.m_isCancelled = true;
-        cancelled.swap(waiting);
-        counts.ended += cancelled.size();
-        unposted = 0;
+        counts.ended += count;
         ::WakeAllConditionVariable(&changed);
     }
 
@@ -130,16 +139,15 @@ void CTaskGroup::Run(Task task) {
         ++m_core->unposted;
         ::WakeAllConditionVariable(&m_core->changed);  // a waiter may help
     }
-    AskForWorkers(0);
+    AskForWorkers();
 }
 
-void CTaskGroup::AskForWorkers(DWORD timeoutMs) noexcept {
-    const base::CDeadline deadline(timeoutMs);
+void CTaskGroup::AskForWorkers() noexcept {
     while (m_core->TakeUnposted()) {
         auto posted = CParallelManager::Posted::Full;
         base::RunQuietly([&] {
             const auto turn = boost::make_shared<Turn>(m_core);
-            posted = m_manager.Post([turn] { turn->Take(); }, deadline.Left());
+            posted = m_manager.Post([turn] { turn->Take(); }, 0);
             if (posted != CParallelManager::Posted::Taken)
                 turn->isPosted = false;
         });
@@ -157,11 +165,14 @@ bool CTaskGroup::Wait(DWORD timeoutMs) {
     const base::CDeadline deadline(timeoutMs);
     const bool helps = m_manager.IsWorker();
     if (!helps)
-        AskForWorkers(timeoutMs);
+        AskForWorkers();
     while (!m_core->AwaitEndOrWork(helps, deadline)) {
         if (deadline.IsOver())
             return false;
-        m_core->RunNext();
+        if (helps)
+            m_core->RunNext();
+        else
+            AskForWorkers();
     }
     const std::lock_guard guard(m_core->lock);
     if (const std::exception_ptr failure = std::exchange(m_core->failure, nullptr))

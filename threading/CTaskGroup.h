@@ -63,8 +63,9 @@ private:
     struct Core;
     struct Turn;
 
-    // Asks the manager for a worker for each task that has none; a part of them stays if there is no room.
-    void AskForWorkers(DWORD timeoutMs) noexcept;
+    // Asks the manager for a worker for each task that has none; never waits, so a part of them stays if it has no
+    // room.
+    void AskForWorkers() noexcept;
 
     CParallelManager& m_manager;
     const boost::shared_ptr<Core> m_core;

@@ -43,7 +43,7 @@ private:
     const char* const m_name;
     const DWORD m_apartment;
     mutable base::CSlimLock m_lock;  // guards m_run; a leaf
-    boost::shared_ptr<Run> m_run;  // null: not started, or joined
+    boost::shared_ptr<Run> m_run;    // null: not started, or joined
 };
 
 }  // namespace threading
