@@ -28,5 +28,5 @@ awk '/^\[ +(OK|FAILED) +\] .* ms\)$/ { ++times[$(NF - 2)]; ms[$(NF - 2)] += subs
   END { for (test in times) printf "%-60s %4d times %7d ms\n", test, times[test], ms[test] }' $out/log | sort
 [ "$ended" -eq 0 ] && grep -q '^\[ *OK ' $out/log && exit
 [ "$ended" -ne 124 ] || echo 'tsan: it hung'
-grep -vE '^\[ +(RUN|OK) +\]' $out/log | cut -c 1-160 | head -n 100
+grep -vE '^(\[( +(RUN|OK) +|-+|=+)\]|Repeating|$)' $out/log | cut -c 1-160 | head -n 100
 exit 1

@@ -114,7 +114,7 @@ public:
             for (unsigned i = 0; i < 3; ++i)
                 threads.emplace_back([&, i] { Work(i, fates[i]); });
         }
-        EXPECT_TRUE(m_queue.Stop(m_rest, kLongMs));
+        EXPECT_TRUE(Stop(kLongMs));
         for (const auto& ofThread : fates)
             for (const Fate& fate : ofThread) {
                 EXPECT_TRUE(fate.isGone);
@@ -138,6 +138,9 @@ private:
                 --m_inside;
                 if (kind == 0)
                     throw std::runtime_error("on purpose");
+                if (kind == 2) {
+                    EXPECT_TRUE(m_queue.Post([] {}) != 0 || m_isStopped);
+                }
                 if (kind == 1) {
                     EXPECT_EQ(1, m_queue.Call([] { return 1; }, 0));
                     EXPECT_FALSE(stops && Stop(kLongMs));

@@ -66,6 +66,22 @@ TEST(ParallelManager, StopEndsWithinItsDeadline) {
     EXPECT_EQ(0, ran);
 }
 
+TEST(ParallelManager, TasksThatStopItDoNotWaitForEachOther) {
+    CHeldManager held(2, 2);
+    CGate gate;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(Posted::Taken, held.manager.Post(
+                                     [&] {
+                                         gate.Pass();
+                                         EXPECT_FALSE(held.manager.Stop(Rest::Discard, INFINITE));
+                                     },
+                                     0));
+    held.LetGo();
+    gate.AwaitHeld(2);
+    gate.Open();
+    EXPECT_TRUE(held.manager.Stop(Rest::Drain, kLongMs));
+}
+
 TEST(ParallelManager, OutlivesATaskThatThrows) {
     CParallelManager manager("Thrown", 1);
     std::atomic<bool> ran = false;
@@ -98,10 +114,13 @@ TEST(TaskGroup, CancelKeepsTasksFromBeginning) {
     CHeldManager held(1, 8);
     CTaskGroup group(held.manager);
     std::atomic<int> ran = 0;
+    const auto captured = [&] {
+        return boost::shared_ptr<void>(nullptr, [&](void*) { EXPECT_EQ(0u, group.Count().ended) << "told too early"; });
+    };
     for (int i = 0; i < 4; ++i)
-        group.Run([&](const CCancelToken&) { ++ran; });
-    EXPECT_FALSE(group.Wait(0));
-    EXPECT_EQ(0u, group.Count().ended);
+        group.Run([&, captured = captured()](const CCancelToken&) { ++ran; });
+    for (int i = 0; i < 4; ++i)
+        EXPECT_FALSE(group.Wait(1));
     group.Cancel();
     EXPECT_TRUE(group.Wait(0));
     group.Run([&](const CCancelToken&) { ++ran; });
@@ -135,6 +154,19 @@ TEST(TaskGroup, ComesToItsEndThroughAFullQueue) {
     held.LetGo();
     EXPECT_TRUE(group.Wait(kLongMs));
     EXPECT_EQ(20, ran);
+}
+
+TEST(TaskGroup, CancelEndsAWaitThatFindsNoRoom) {
+    CHeldManager held(1, 1);
+    CTaskGroup group(held.manager);
+    for (int i = 0; i < 2; ++i)
+        group.Run([](const CCancelToken&) { ADD_FAILURE() << "nobody runs it"; });
+    auto wait = std::async(std::launch::async, [&] { return group.Wait(2 * kLongMs); });
+    EXPECT_EQ(std::future_status::timeout, wait.wait_for(std::chrono::milliseconds(1)));
+    group.Cancel();
+    EXPECT_EQ(std::future_status::ready, wait.wait_for(std::chrono::milliseconds(kLongMs)));
+    held.LetGo();
+    EXPECT_TRUE(wait.get());
 }
 
 TEST(TaskGroup, OfAManagerThatStopsIsOver) {
@@ -175,6 +207,10 @@ TEST(TaskGroup, NestsDeeperThanThereAreWorkers) {
 struct Fate {
     bool hasRun = false;
     bool isGone = false;  // with all that it captured
+
+    [[nodiscard]] boost::shared_ptr<void> Captured() {
+        return boost::shared_ptr<void>(nullptr, [this](void*) { isGone = true; });
+    }
 };
 
 // Groups within groups that throw, are cancelled, posted to, waited for and stopped as a seed has it.
@@ -190,7 +226,7 @@ private:
     void UseGroup(unsigned part, int depth) {
         std::mt19937 random(part);
         std::vector<Fate> fates(random() % 6);
-        std::atomic<unsigned> fails = 0, thrown = 0;
+        std::atomic<unsigned> more = 0, fails = 0, thrown = 0;
         std::atomic<bool> isCancelled = false;
         CTaskGroup group(m_manager);
         const auto wait = [&](DWORD timeoutMs) {
@@ -207,12 +243,19 @@ private:
             for (Fate& fate : some) {
                 const unsigned next = own();
                 fails += next % 16 == 0;
-                group.Run([&, next, depth, gone = boost::shared_ptr<void>(nullptr, [&](void*) { fate.isGone = true; })](
-                              const CCancelToken&) {
+                group.Run([&, next, depth, captured = fate.Captured()](const CCancelToken&) {
                     EXPECT_TRUE(m_manager.IsWorker());
                     EXPECT_FALSE(std::exchange(fate.hasRun, true));
                     if (depth > 0)
                         UseGroup(next, depth - 1);
+                    if (next % 8 == 1) {
+                        ++more;
+                        group.Run([](const CCancelToken&) {});
+                    }
+                    if (next % 64 == 2) {
+                        isCancelled = true;
+                        group.Cancel();
+                    }
                     if (next % 16 == 0)
                         throw std::runtime_error("on purpose");
                 });
@@ -240,11 +283,14 @@ private:
             use(part, std::span(fates).subspan(half));
         }
         EXPECT_TRUE(wait(kLongMs));
-        EXPECT_EQ(fates.size(), group.Count().all);
-        EXPECT_EQ(fates.size(), group.Count().ended);
+        EXPECT_EQ(fates.size() + more, group.Count().all);
+        EXPECT_EQ(fates.size() + more, group.Count().ended);
         EXPECT_GE(fails, thrown);
         const bool hasRunAll = !isCancelled && !m_isStopped;
         EXPECT_TRUE(!hasRunAll || (fails > 0) == (thrown > 0));
+        Fate abandoned;
+        CTaskGroup(m_manager).Run([captured = abandoned.Captured()](const CCancelToken&) {});
+        EXPECT_TRUE(abandoned.isGone);
         for (const Fate& fate : fates) {
             EXPECT_TRUE(fate.isGone);
             EXPECT_TRUE(fate.hasRun || !hasRunAll);
