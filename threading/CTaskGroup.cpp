@@ -167,12 +167,13 @@ bool CTaskGroup::Wait(DWORD timeoutMs) {
     if (!helps)
         AskForWorkers();
     while (!m_core->AwaitEndOrWork(helps, deadline)) {
-        if (deadline.IsOver())
-            return false;
+        const bool isOver = deadline.IsOver();
         if (helps)
-            m_core->RunNext();
+            m_core->RunNext();  // also when it is over: a worker that polls must come to an end
         else
             AskForWorkers();
+        if (isOver)
+            return false;
     }
     const std::lock_guard guard(m_core->lock);
     if (const std::exception_ptr failure = std::exchange(m_core->failure, nullptr))

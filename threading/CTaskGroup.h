@@ -7,7 +7,8 @@
 //       bar.Show(group.Count());
 //
 // Groups may be nested to any depth, in any number: a worker that waits for a group runs tasks of it that have not
-// begun. So it may come back late by the time that one task takes. Other threads only wait.
+// begun, one of them even with a limit of 0. So it may come back late by the time that one task takes. Other threads
+// only wait.
 //
 // A task that throws doesn't end the others; the first exception is kept for Wait.
 //

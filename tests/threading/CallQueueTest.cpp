@@ -131,7 +131,7 @@ private:
             Fate& fate = fates.emplace_back();
             const unsigned kind = random() % 8;
             const bool stops = m_seed % 4 != 0 && random() % 64 == 0;
-            auto body = [=, this, &fate, gone = boost::shared_ptr<void>(nullptr, [&](void*) { fate.isGone = true; })] {
+            auto body = [=, this, &fate, captured = Captured(fate)] {
                 EXPECT_EQ(0, m_inside++) << "one at a time";
                 EXPECT_LT(std::exchange(m_lastStep[thread], step), step) << "in their order";
                 ++fate.ran;
@@ -180,6 +180,10 @@ private:
         }
     }
 
+    // Its end needs the queue's lock.
+    boost::shared_ptr<void> Captured(Fate& fate) {
+        return boost::shared_ptr<void>(nullptr, [&](void*) { fate.isGone = !m_queue.Cancel(0); });
+    }
     bool Stop(DWORD timeoutMs) {
         m_isStopped = true;
         return m_queue.Stop(m_rest, timeoutMs);
