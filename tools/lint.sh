@@ -25,7 +25,7 @@ while read -r folder; do
   clang+=("-isystem$folder")
 done < <(x86_64-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 >/dev/null | sed -n '/^#include </,/^End/s/^ \(.*c++.*\)/\1/p')
 clang+=("-isystem$(clang++ -print-resource-dir)/include" -isystem/usr/x86_64-w64-mingw32/include)
-find . \( -name build -o -name fuzz \) -prune -o -name '*.cpp' -print |  # fuzz/ is built by clang with its warnings anyway
+find . \( -name build -o -name fuzz -o -name tsan \) -prune -o -name '*.cpp' -print |  # those two are built by clang with its warnings anyway
   xargs -P "$(nproc)" -n 4 clang-tidy -p build/win64 --quiet --warnings-as-errors='*' --checks="$checks" "${clang[@]/#/--extra-arg=}" \
     2> >(grep -vE '^[0-9]+ warnings? generated\.$' >&2)
 echo 'lint: nothing found'

@@ -4,7 +4,7 @@
 #   tools/setup.sh          compilers, Wine, test and media packages, a small web server, Wine's 32-bit DLLs
 #   tools/setup.sh --lint   the same, and the formatter and the linter
 #   tools/setup.sh --coverage   the same as the first, and what counts covered lines
-#   tools/setup.sh --fuzz   the same as the first, and clang with its sanitizers and libFuzzer
+#   tools/setup.sh --fuzz   the same as the first, and clang with its sanitizers and libFuzzer (tools/tsan.sh needs it, too)
 #
 # 32-bit programs run in Wine's own WoW64 mode, which needs the DLLs of Debian's libwine:i386 but not its dependencies
 # (those often cannot be installed beside newer 64-bit libraries). They are unpacked into build/wine32. Where that fails, the

@@ -206,15 +206,6 @@ TEST_F(PinRequestTest, AWaiterThatLooksAgainAfterTheFlushHasStillBeenFlushed) {
     EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext()) << "that one came afterwards";
 }
 
-TEST(SignalTest, WhatComesBeforeTheWaitIsNotMissed) {
-    filter::CSignal signal;
-    const unsigned known = signal.Count();
-    EXPECT_FALSE(signal.WaitForMore(known, 0));
-    signal.Raise();
-    EXPECT_TRUE(signal.WaitForMore(known, 0));
-    EXPECT_FALSE(signal.WaitForMore(signal.Count(), 0));
-}
-
 // A waiter may be woken for nothing as often as others take what it was woken for.
 TEST_F(PinRequestTest, AVainWakeLeavesTheWaitersTimeAsItWas) {
     const CImportHook clock("GetTickCount64", &Now), wait("SleepConditionVariableSRW", &WaitAsTold);

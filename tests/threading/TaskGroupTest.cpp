@@ -1,14 +1,18 @@
 // Parallel work: the workers' bounded queue, and groups of tasks, nested and cancelled, also as seeds have it.
-#include "tests/support/ProcessUse.h"
+#include "base/CDeadline.h"
+#include "tests/threading/CGate.h"
 #include "threading/CTaskGroup.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <functional>
+#include <future>
 #include <random>
+#include <span>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace threading;
@@ -16,32 +20,22 @@ using Posted = CParallelManager::Posted;
 
 namespace {
 
-constexpr DWORD kLongMs = 60'000;  // for what ends by itself
-
 // Workers that are all held by tasks until the object goes.
 class CHeldManager final {
 public:
     explicit CHeldManager(unsigned workers, std::size_t mostWaiting) : manager("Held", workers, mostWaiting) {
         for (unsigned i = 0; i < workers; ++i)
-            EXPECT_EQ(Posted::Taken, manager.Post(
-                                         [this] {
-                                             ++m_held;
-                                             ::WaitForSingleObject(m_open, INFINITE);
-                                         },
-                                         kLongMs));
-        while (m_held < workers)
-            ::SwitchToThread();
+            EXPECT_EQ(Posted::Taken, manager.Post([this] { m_gate.Pass(); }, kLongMs));
+        m_gate.AwaitHeld(workers);
     }
     ~CHeldManager() {
         LetGo();
         EXPECT_TRUE(manager.Stop(Rest::Drain, kLongMs));
-        ::CloseHandle(m_open);
     }
-    void LetGo() { ::SetEvent(m_open); }
+    void LetGo() { m_gate.Open(); }
 
 private:
-    HANDLE m_open = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::atomic<unsigned> m_held = 0;
+    CGate m_gate;
 
 public:
     CParallelManager manager;
@@ -54,11 +48,16 @@ TEST(ParallelManager, RefusesWhatAFullQueueHasNoRoomForInTime) {
         EXPECT_EQ(Posted::Taken, held.manager.Post([&] { ++ran; }, 0));
     EXPECT_EQ(Posted::Full, held.manager.Post([&] { ++ran; }, 0));
     EXPECT_EQ(Posted::Full, held.manager.Post([&] { ++ran; }, 1));
-    std::jthread late([&] { EXPECT_EQ(Posted::Taken, held.manager.Post([&] { ++ran; }, kLongMs)); });
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 3; ++thread)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 100; ++i)
+                EXPECT_EQ(Posted::Taken, held.manager.Post([&] { ++ran; }, kLongMs));
+        });
     held.LetGo();
-    late.join();
+    threads.clear();
     EXPECT_TRUE(held.manager.Stop(Rest::Drain, kLongMs));
-    EXPECT_EQ(4, ran);
+    EXPECT_EQ(303, ran);
     EXPECT_EQ(Posted::Stopped, held.manager.Post([] {}, kLongMs));
 }
 
@@ -71,6 +70,22 @@ TEST(ParallelManager, StopEndsWithinItsDeadline) {
     held.LetGo();
     EXPECT_TRUE(held.manager.Stop(Rest::Drain, kLongMs));
     EXPECT_EQ(0, ran);
+}
+
+TEST(ParallelManager, TasksThatStopItDoNotWaitForEachOther) {
+    CHeldManager held(2, 2);
+    CGate gate;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(Posted::Taken, held.manager.Post(
+                                     [&] {
+                                         gate.Pass();
+                                         EXPECT_FALSE(held.manager.Stop(Rest::Discard, INFINITE));
+                                     },
+                                     0));
+    held.LetGo();
+    gate.AwaitHeld(2);
+    gate.Open();
+    EXPECT_TRUE(held.manager.Stop(Rest::Drain, kLongMs));
 }
 
 TEST(ParallelManager, OutlivesATaskThatThrows) {
@@ -105,10 +120,13 @@ TEST(TaskGroup, CancelKeepsTasksFromBeginning) {
     CHeldManager held(1, 8);
     CTaskGroup group(held.manager);
     std::atomic<int> ran = 0;
+    const auto captured = [&] {
+        return boost::shared_ptr<void>(nullptr, [&](void*) { EXPECT_EQ(0u, group.Count().ended) << "told too early"; });
+    };
     for (int i = 0; i < 4; ++i)
-        group.Run([&](const CCancelToken&) { ++ran; });
-    EXPECT_FALSE(group.Wait(0));
-    EXPECT_EQ(0u, group.Count().ended);
+        group.Run([&, captured = captured()](const CCancelToken&) { ++ran; });
+    for (int i = 0; i < 4; ++i)
+        EXPECT_FALSE(group.Wait(1));
     group.Cancel();
     EXPECT_TRUE(group.Wait(0));
     group.Run([&](const CCancelToken&) { ++ran; });
@@ -124,10 +142,10 @@ TEST(TaskGroup, ARunningTaskSeesThatItIsCancelled) {
     group.Run([&](const CCancelToken& token) {
         hasBegun = true;
         while (!token.IsCancelled())
-            ::SwitchToThread();
+            std::this_thread::yield();
     });
     while (!hasBegun)
-        ::SwitchToThread();
+        std::this_thread::yield();
     EXPECT_FALSE(group.Wait(1));
     group.Cancel();
     EXPECT_TRUE(group.Wait(kLongMs));
@@ -142,6 +160,19 @@ TEST(TaskGroup, ComesToItsEndThroughAFullQueue) {
     held.LetGo();
     EXPECT_TRUE(group.Wait(kLongMs));
     EXPECT_EQ(20, ran);
+}
+
+TEST(TaskGroup, CancelEndsAWaitThatFindsNoRoom) {
+    CHeldManager held(1, 1);
+    CTaskGroup group(held.manager);
+    for (int i = 0; i < 2; ++i)
+        group.Run([](const CCancelToken&) { ADD_FAILURE() << "nobody runs it"; });
+    auto wait = std::async(std::launch::async, [&] { return group.Wait(2 * kLongMs); });
+    EXPECT_EQ(std::future_status::timeout, wait.wait_for(std::chrono::milliseconds(1)));
+    group.Cancel();
+    EXPECT_EQ(std::future_status::ready, wait.wait_for(std::chrono::milliseconds(kLongMs)));
+    held.LetGo();
+    EXPECT_TRUE(wait.get());
 }
 
 TEST(TaskGroup, OfAManagerThatStopsIsOver) {
@@ -170,7 +201,8 @@ TEST(TaskGroup, NestsDeeperThanThereAreWorkers) {
         CTaskGroup group(manager);
         for (int i = 0; i < 2; ++i)
             group.Run([&descend, depth](const CCancelToken&) { descend(depth - 1); });
-        EXPECT_TRUE(group.Wait(kLongMs));
+        for (const base::CDeadline limit(kLongMs); !(depth % 2 ? group.Wait(kLongMs) : group.Wait(0));)
+            ASSERT_FALSE(limit.IsOver());
     };
     CTaskGroup group(manager);
     group.Run([&](const CCancelToken&) { descend(8); });
@@ -178,68 +210,124 @@ TEST(TaskGroup, NestsDeeperThanThereAreWorkers) {
     EXPECT_EQ(256, leaves);
 }
 
-// Groups within groups that throw, cancel, post and wait as a seed has it: every group comes to its end, and each task
-// has run or was cancelled.
-TEST(TaskGroup, ComesToItsEndInRandomPrograms) {
-    for (unsigned seed = 1; seed <= 100; ++seed) {
-        SCOPED_TRACE(seed);
-        CParallelManager manager("Random", 1 + seed % 4, 1 + seed % 7);
-        std::function<void(unsigned, int)> program = [&](unsigned part, int depth) {
-            std::mt19937 random(part);
-            CTaskGroup group(manager);
-            std::atomic<std::size_t> ran = 0;
-            const std::size_t tasks = random() % 6;
-            for (std::size_t i = 0; i < tasks; ++i) {
-                const unsigned next = random();
-                group.Run([&, next, depth](const CCancelToken&) {
-                    ++ran;
+// What became of one task. No atomics: the group itself must have told whoever looks.
+struct Fate {
+    bool hasRun = false;
+    bool isGone = false;  // with all that it captured
+
+    [[nodiscard]] boost::shared_ptr<void> Captured() {
+        return boost::shared_ptr<void>(nullptr, [this](void*) { isGone = true; });
+    }
+};
+
+// Groups within groups that throw, are cancelled, posted to, waited for and stopped as a seed has it.
+class CProgram final {
+public:
+    explicit CProgram(unsigned seed) : m_mayStop(seed % 2), m_manager("Random", 1 + seed % 4, 1 + seed % 7) {
+        std::vector<std::jthread> threads;
+        for (unsigned thread = 0; thread < 2; ++thread)
+            threads.emplace_back([=, this] { UseGroup(seed * 4 + thread, 3); });
+        threads.clear();
+        EXPECT_TRUE(m_manager.Stop(Rest::Drain, kLongMs));
+        EXPECT_EQ(0, m_alive);
+    }
+
+private:
+    void UseGroup(unsigned part, int depth) {
+        std::mt19937 random(part);
+        std::vector<Fate> fates(random() % 6);
+        std::atomic<unsigned> more = 0, fails = 0, thrown = 0;
+        std::atomic<bool> isCancelled = false;
+        CTaskGroup group(m_manager);
+        const auto wait = [&](DWORD timeoutMs) {
+            try {
+                return group.Wait(timeoutMs);
+            } catch (const std::runtime_error& error) {
+                EXPECT_STREQ("on purpose", error.what());
+                ++thrown;
+                return true;
+            }
+        };
+        const auto use = [&](unsigned seed, std::span<Fate> some) {
+            std::mt19937 own(seed);
+            for (Fate& fate : some) {
+                const unsigned next = own();
+                fails += next % 16 == 0;
+                group.Run([&, next, depth, captured = fate.Captured()](const CCancelToken&) {
+                    EXPECT_TRUE(m_manager.IsWorker());
+                    EXPECT_FALSE(std::exchange(fate.hasRun, true));
                     if (depth > 0)
-                        program(next, depth - 1);
+                        UseGroup(next, depth - 1);
+                    if (next % 8 == 1) {
+                        ++more;
+                        group.Run([](const CCancelToken&) {});
+                    }
+                    if (next % 64 == 2) {
+                        isCancelled = true;
+                        group.Cancel();
+                    }
                     if (next % 16 == 0)
                         throw std::runtime_error("on purpose");
                 });
-                if (random() % 16 == 0)
+                if (own() % 16 == 0) {
+                    isCancelled = true;
                     group.Cancel();
-                if (random() % 8 == 0) {
-                    EXPECT_NE(Posted::Stopped, manager.Post([] {}, 0));
+                }
+                if (own() % 8 == 0) {
+                    const auto result = m_manager.Post([captured = Alive()] {}, 0);
+                    EXPECT_TRUE(result != Posted::Stopped || m_isStopped);
+                }
+                if (m_mayStop && own() % 128 == 0) {
+                    m_isStopped = true;
+                    EXPECT_NE(m_manager.IsWorker(), m_manager.Stop(own() % 2 ? Rest::Drain : Rest::Discard, kLongMs));
                 }
             }
-            try {
-                while (!group.Wait(random() % 2 ? kLongMs : 0))
-                    ::SwitchToThread();
-            } catch (const std::runtime_error&) {
-            }
-            EXPECT_TRUE(group.Wait(kLongMs));
-            EXPECT_EQ(tasks, group.Count().ended);
-            EXPECT_GE(tasks, ran);
+            while (!wait(own() % 2 ? kLongMs : 0))
+                std::this_thread::yield();
         };
-        std::vector<std::jthread> threads;
-        for (unsigned thread = 0; thread < 3; ++thread)
-            threads.emplace_back(program, seed * 8 + thread, 3);
-        threads.clear();
-        EXPECT_TRUE(manager.Stop(Rest::Drain, kLongMs));
+        // The outermost group has two users.
+        const std::size_t half = depth == 3 ? fates.size() / 2 : 0;
+        {
+            std::jthread other;
+            if (half > 0)
+                other = std::jthread([&] { use(part + 1, std::span(fates).first(half)); });
+            use(part, std::span(fates).subspan(half));
+        }
+        EXPECT_TRUE(wait(kLongMs));
+        EXPECT_EQ(fates.size() + more, group.Count().all);
+        EXPECT_EQ(fates.size() + more, group.Count().ended);
+        EXPECT_GE(fails, thrown);
+        const bool hasRunAll = !isCancelled && !m_isStopped;
+        EXPECT_TRUE(!hasRunAll || (fails > 0) == (thrown > 0));
+        Fate abandoned;
+        CTaskGroup(m_manager).Run([captured = abandoned.Captured()](const CCancelToken&) {});
+        EXPECT_TRUE(abandoned.isGone);
+        for (const Fate& fate : fates) {
+            EXPECT_TRUE(fate.isGone);
+            EXPECT_TRUE(fate.hasRun || !hasRunAll);
+        }
     }
-}
 
-TEST(TaskGroup, LeavesNothingBehindInAThousandRounds) {
-    const auto round = [] {
-        CParallelManager manager("Round", 2);
-        CTaskGroup group(manager);
-        std::atomic<int> ran = 0;
-        for (int i = 0; i < 4; ++i)
-            group.Run([&](const CCancelToken&) { ++ran; });
-        EXPECT_TRUE(group.Wait(kLongMs));
-        EXPECT_EQ(4, ran);
-        EXPECT_TRUE(manager.Stop(Rest::Discard, kLongMs));
-    };
-    for (int i = 0; i < 50; ++i)
-        round();
-    const int handles = Handles();
-    const LONGLONG bytes = PrivateBytes();
-    for (int i = 0; i < 1000; ++i)
-        round();
-    EXPECT_GE(handles + 2, Handles());
-    EXPECT_GE(bytes + 1'000'000, PrivateBytes());
+    // What a posted task captures; its end needs the manager's lock.
+    [[nodiscard]] boost::shared_ptr<void> Alive() {
+        ++m_alive;
+        return boost::shared_ptr<void>(nullptr, [this](void*) {
+            static_cast<void>(m_manager.IsWorker());
+            --m_alive;
+        });
+    }
+
+    const bool m_mayStop;
+    std::atomic<bool> m_isStopped = false;
+    std::atomic<int> m_alive = 0;
+    CParallelManager m_manager;
+};
+
+TEST(TaskGroup, ComesToItsEndInRandomPrograms) {
+    for (unsigned seed = 1; seed <= 100; ++seed) {
+        SCOPED_TRACE(seed);
+        CProgram program(seed);
+    }
 }
 
 }  // namespace

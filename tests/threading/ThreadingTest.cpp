@@ -1,13 +1,18 @@
 #include "base/CAutoDestructor.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CTestApartment.h"
+#include "tests/support/ProcessUse.h"
 #include "threading/CBoostThreadRunner.h"
+#include "threading/CCallQueue.h"
 #include "threading/CComThreadRunnableAdapter.h"
+#include "threading/CTaskGroup.h"
 
 #include <future>
 #include <stdexcept>
 
 namespace {
+
+constexpr DWORD kLongMs = 60'000;  // for what ends by itself
 
 const char* g_name;  // the last that a debugger would have seen
 int g_removals = 0;
@@ -129,6 +134,40 @@ TEST(CComThreadRunnableAdapterTest, OnlyTheBodyRunsInTheRequestedApartment) {
     CBody body;
     EXPECT_EQ(RPC_E_CHANGED_MODE, Adapter(&body, &CBody::Work, COINIT_MULTITHREADED).Run());
     EXPECT_EQ(APTTYPE_NA, body.apartment) << "ran in another kind of apartment";
+}
+
+TEST(CWorkerThreadTest, CallsAndTasksRunInTheirApartment) {
+    for (const auto& [flags, kind] :
+         {std::pair{COINIT_MULTITHREADED, APTTYPE_MTA}, {COINIT_APARTMENTTHREADED, APTTYPE_STA}})
+        EXPECT_EQ(kind, threading::CCallQueue("Apartment", flags).Call(&Apartment, kLongMs));
+    threading::CParallelManager manager("Apartment", 1);
+    APTTYPE kind = APTTYPE_NA;
+    EXPECT_EQ(threading::CParallelManager::Posted::Taken, manager.Post([&] { kind = Apartment(); }, kLongMs));
+    EXPECT_TRUE(manager.Stop(threading::Rest::Drain, kLongMs));
+    EXPECT_EQ(APTTYPE_MTA, kind);
+}
+
+TEST(CWorkerThreadTest, LeavesNothingBehindInAThousandRounds) {
+    const auto round = [] {
+        threading::CCallQueue queue("Round", COINIT_MULTITHREADED);
+        queue.Post([] {});
+        EXPECT_EQ(1, queue.Call([] { return 1; }, kLongMs));
+        EXPECT_TRUE(queue.Stop(threading::Rest::Discard, kLongMs));
+        threading::CParallelManager manager("Round", 2);
+        threading::CTaskGroup group(manager);
+        for (int i = 0; i < 4; ++i)
+            group.Run([](const threading::CCancelToken&) {});
+        EXPECT_TRUE(group.Wait(kLongMs));
+        EXPECT_TRUE(manager.Stop(threading::Rest::Discard, kLongMs));
+    };
+    for (int i = 0; i < 50; ++i)
+        round();
+    const int handles = Handles();
+    const LONGLONG bytes = PrivateBytes();
+    for (int i = 0; i < 1000; ++i)
+        round();
+    EXPECT_GE(handles + 2, Handles());
+    EXPECT_GE(bytes + 1'000'000, PrivateBytes());
 }
 
 }  // namespace
