@@ -53,7 +53,7 @@ struct CWorkerThread::Life final : IThreadRunnable {
         return 0;
     }
 
-    void EndLeftBehind() noexcept {
+    [[noreturn]] void EndLeftBehind() {
         const HMODULE own = module.Detach();
         itself.reset();  // this
         ::FreeLibraryAndExitThread(own, 0);

@@ -1,4 +1,5 @@
 // The call queue: order, results, cancelling and stopping, also all at once from several threads.
+#include "base/CDeadline.h"
 #include "tests/threading/CGate.h"
 #include "threading/CCallQueue.h"
 
@@ -92,8 +93,10 @@ TEST(CallQueue, LeavesAThreadBehindThatDoesNotEnd) {
         queue.Post([gate] { gate->Pass(); });
         gate->AwaitHeld();
         EXPECT_FALSE(queue.Stop(Rest::Discard, 0));
-        gate->Open();  // or the destructor would take its whole time
     }
+    gate->Open();
+    for (const base::CDeadline limit(kLongMs); gate.use_count() > 1 && !limit.IsOver();)
+        std::this_thread::yield();
     EXPECT_EQ(1, gate.use_count()) << "what the call captured";
 }
 
@@ -165,13 +168,12 @@ private:
                     EXPECT_EQ(0u, kind);
                     fate.mustRun = true;
                 }
-                EXPECT_TRUE(!(isPatient || fate.mustRun) || fate.isGone) << "before the caller goes on";
+                EXPECT_TRUE(!fate.mustRun || fate.isGone) << "before the caller goes on";
             }
             if (!posted.empty() && random() % 4 == 0) {
                 const auto& [ticket, ofTicket] = posted[random() % posted.size()];
                 if (m_queue.Cancel(ticket)) {
                     EXPECT_FALSE(std::exchange(ofTicket->mustNotRun, true));
-                    EXPECT_TRUE(ofTicket->isGone);
                     ofTicket->mustRun = false;
                 }
             }

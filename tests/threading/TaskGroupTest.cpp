@@ -88,6 +88,27 @@ TEST(ParallelManager, TasksThatStopItDoNotWaitForEachOther) {
     EXPECT_TRUE(held.manager.Stop(Rest::Drain, kLongMs));
 }
 
+TEST(ParallelManager, AWorkerDoesNotWaitForRoomAndAStopEndsTheWaitOfOthers) {
+    CGate gate;
+    CHeldManager held(1, 1);
+    EXPECT_EQ(Posted::Taken, held.manager.Post(
+                                 [&] {
+                                     EXPECT_EQ(Posted::Taken, held.manager.Post([] {}, 0));
+                                     EXPECT_EQ(Posted::Full, held.manager.Post([] {}, INFINITE));
+                                     gate.Pass();
+                                 },
+                                 0));
+    held.LetGo();
+    gate.AwaitHeld();
+    gate.Open();
+    EXPECT_TRUE(held.manager.Stop(Rest::Drain, kLongMs));
+
+    CHeldManager other(1, 1);
+    EXPECT_EQ(Posted::Taken, other.manager.Post([] {}, 0));
+    const std::jthread poster([&] { EXPECT_EQ(Posted::Stopped, other.manager.Post([] {}, kLongMs)); });
+    EXPECT_FALSE(other.manager.Stop(Rest::Discard, 1));
+}
+
 TEST(ParallelManager, OutlivesATaskThatThrows) {
     CParallelManager manager("Thrown", 1);
     std::atomic<bool> ran = false;
@@ -132,6 +153,7 @@ TEST(TaskGroup, CancelKeepsTasksFromBeginning) {
     group.Run([&](const CCancelToken&) { ++ran; });
     EXPECT_TRUE(group.Wait(0));
     EXPECT_EQ(5u, group.Count().ended);
+    EXPECT_EQ(5u, group.Count().cancelled);
     EXPECT_EQ(0, ran);
 }
 
@@ -188,6 +210,36 @@ TEST(TaskGroup, OfAManagerThatStopsIsOver) {
         }
         EXPECT_TRUE(group.Wait(kLongMs));
     }
+}
+
+TEST(TaskGroup, GroupsOfOneManagerTakeTurns) {
+    std::string order;
+    CHeldManager held(1, 8);
+    CTaskGroup first(held.manager), second(held.manager);
+    for (const auto& [group, letter] : {std::pair{&first, 'a'}, {&second, 'b'}})
+        for (int i = 0; i < 3; ++i)
+            group->Run([&order, letter = letter](const CCancelToken&) { order += letter; });
+    held.LetGo();
+    EXPECT_TRUE(first.Wait(kLongMs) && second.Wait(kLongMs));
+    EXPECT_EQ("ababab", order);
+}
+
+TEST(TaskGroup, ADrainedTaskMayStillUseAGroup) {
+    CHeldManager held(1, 8);
+    std::atomic<int> ran = 0;
+    EXPECT_EQ(Posted::Taken, held.manager.Post(
+                                 [&] {
+                                     CTaskGroup group(held.manager);
+                                     for (int i = 0; i < 2; ++i)
+                                         group.Run([&](const CCancelToken&) { ++ran; });
+                                     EXPECT_TRUE(group.Wait(kLongMs));
+                                     EXPECT_EQ(0u, group.Count().cancelled);
+                                 },
+                                 0));
+    EXPECT_FALSE(held.manager.Stop(Rest::Drain, 0));
+    held.LetGo();
+    EXPECT_TRUE(held.manager.Stop(Rest::Drain, kLongMs));
+    EXPECT_EQ(2, ran);
 }
 
 TEST(TaskGroup, NestsDeeperThanThereAreWorkers) {

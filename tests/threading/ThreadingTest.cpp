@@ -1,5 +1,6 @@
 #include "base/CAutoDestructor.h"
 #include "tests/support/CImportHook.h"
+#include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/ProcessUse.h"
 #include "threading/CBoostThreadRunner.h"
@@ -145,6 +146,70 @@ TEST(CWorkerThreadTest, CallsAndTasksRunInTheirApartment) {
     EXPECT_EQ(threading::CParallelManager::Posted::Taken, manager.Post([&] { kind = Apartment(); }, kLongMs));
     EXPECT_TRUE(manager.Stop(threading::Rest::Drain, kLongMs));
     EXPECT_EQ(APTTYPE_MTA, kind);
+}
+
+TEST(CWorkerThreadTest, AQueueInASingleThreadedApartmentDispatchesMessages) {
+    threading::CCallQueue queue("Window", COINIT_APARTMENTTHREADED);
+    const auto window = queue.Call(
+        [] { return ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr); },
+        kLongMs);
+    DWORD_PTR result = 0;
+    EXPECT_NE(0, ::SendMessageTimeoutW(window.value(), WM_NULL, 0, 0, SMTO_NORMAL, kLongMs, &result));
+    EXPECT_EQ(TRUE, queue.Call([&] { return ::DestroyWindow(*window); }, kLongMs));
+}
+
+HRESULT WINAPI NoApartment(void*, DWORD) {
+    return E_OUTOFMEMORY;
+}
+
+TEST(CWorkerThreadTest, WithoutAThreadOrItsApartmentNothingIsTakenOrLost) {
+    using Posted = threading::CParallelManager::Posted;
+    const auto failing = [] { ADD_FAILURE() << "ran"; };
+    {
+        const CImportHook hook("_beginthreadex", &NoThread);
+        threading::CCallQueue queue("None", COINIT_MULTITHREADED);
+        EXPECT_EQ(0u, queue.Post(failing));
+        EXPECT_FALSE(queue.Call(failing, INFINITE));
+        EXPECT_TRUE(queue.Stop(threading::Rest::Drain, INFINITE));
+        threading::CParallelManager manager("None", 2);
+        EXPECT_EQ(Posted::Full, manager.Post(failing, 0));
+        threading::CTaskGroup group(manager);
+        group.Run([&](const threading::CCancelToken&) { failing(); });
+        EXPECT_FALSE(group.Wait(0)) << "a thread may come";
+        group.Cancel();
+        EXPECT_TRUE(group.Wait(0) && manager.Stop(threading::Rest::Drain, INFINITE));
+    }
+    const CImportHook hook("CoInitializeEx", &NoApartment);
+    threading::CCallQueue queue("None", COINIT_MULTITHREADED);
+    EXPECT_FALSE(queue.Call(failing, INFINITE));
+    threading::CParallelManager manager("None", 2);
+    threading::CTaskGroup group(manager);
+    group.Run([&](const threading::CCancelToken&) { failing(); });
+    EXPECT_TRUE(group.Wait(kLongMs)) << "it is cancelled";
+    EXPECT_EQ(1u, group.Count().cancelled);
+    EXPECT_TRUE(manager.Stop(threading::Rest::Drain, kLongMs));
+}
+
+TEST(CWorkerThreadTest, WhatNobodyHearsIsLogged) {
+    CPublishedLogger logger;
+    const auto fail = [](auto&&...) { throw std::runtime_error("\xC3\xA4"); };
+    {
+        threading::CCallQueue queue("Queue", COINIT_MULTITHREADED);
+        EXPECT_NE(0u, queue.Post(fail));
+        EXPECT_THROW(static_cast<void>(queue.Call(fail, kLongMs)), std::runtime_error);
+        EXPECT_TRUE(queue.Stop(threading::Rest::Drain, kLongMs));
+        threading::CParallelManager manager("Tasks", 1);
+        EXPECT_EQ(threading::CParallelManager::Posted::Taken, manager.Post(fail, 0));
+        threading::CTaskGroup group(manager);
+        for (int i = 0; i < 2; ++i)
+            group.Run(fail);
+        EXPECT_THROW(static_cast<void>(group.Wait(kLongMs)), std::runtime_error);
+        EXPECT_TRUE(manager.Stop(threading::Rest::Drain, kLongMs));
+    }
+    const auto line = [](const wchar_t* name) {
+        return L"Nobody hears what was thrown in \"" + std::wstring(name) + L"\": hr=0x8000FFFF (\"\u00E4\")";
+    };
+    EXPECT_EQ((std::vector{line(L"Queue"), line(L"Tasks"), line(L"Tasks")}), logger->Messages());
 }
 
 TEST(CWorkerThreadTest, LeavesNothingBehindInAThousandRounds) {

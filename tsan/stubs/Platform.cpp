@@ -138,7 +138,7 @@ void threading::AnnounceThreadName(const char* name) noexcept {
     ::pthread_setname_np(::pthread_self(), std::string(name).substr(0, 15).c_str());
 }
 
-void threading::LogThrownCall(const char*, const std::exception_ptr& thrown) noexcept {
+void threading::LogThrown(const char*, const std::exception_ptr& thrown) noexcept {
     try {
         std::rethrow_exception(thrown);
     } catch (const std::exception& exception) {
