@@ -22,10 +22,9 @@ public:
     }
     // False, without waiting: another thread holds it.
     [[nodiscard]] bool try_lock() noexcept {
-        if (!::TryEnterCriticalSection(&m_section))
-            return false;
-        Took();
-        return true;
+        const bool isTaken = ::TryEnterCriticalSection(&m_section) != FALSE;
+        Took(isTaken);
+        return isTaken;
     }
     void unlock() noexcept {
         GivesBack();

@@ -21,10 +21,9 @@ public:
     }
     // False, without waiting: it is held.
     [[nodiscard]] bool try_lock() noexcept {
-        if (!::TryAcquireSRWLockExclusive(&m_lock))
-            return false;
-        Took();
-        return true;
+        const bool isTaken = ::TryAcquireSRWLockExclusive(&m_lock) != FALSE;
+        Took(isTaken);
+        return isTaken;
     }
     void unlock() noexcept {
         GivesBack();

@@ -41,9 +41,11 @@ protected:
         if constexpr (kTells)
             LockOrder::BeforeWait(this, reentry);
     }
-    void Took() const noexcept {
-        if constexpr (kTells)
-            LockOrder::Took(this);
+    void Took([[maybe_unused]] bool isTaken = true) const noexcept {
+        if constexpr (kTells) {
+            if (isTaken)
+                LockOrder::Took(this);
+        }
     }
     void GivesBack() const noexcept {
         if constexpr (kTells)
