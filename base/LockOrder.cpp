@@ -149,7 +149,7 @@ Cycle FindWayBack(DWORD thread, const void* start) noexcept {
 // Text of limited length; what doesn't fit is left out.
 class CText final {
 public:
-    [[gnu::format(gnu_printf, 2, 3)]] void Add(const char* format, ...) noexcept {
+    [[gnu::format(printf, 2, 3)]] void Add(const char* format, ...) noexcept {
         va_list arguments;
         va_start(arguments, format);
         const int length = std::vsnprintf(m_text.data() + m_length, m_text.size() - m_length, format, arguments);
