@@ -3,10 +3,14 @@
 // be the same thread, at another time. The debug presets have it (TV_LOCK_ORDER); elsewhere the locks don't call it.
 //
 // What it doesn't see: locks other than CSlimLock and CCriticalSection (and CCritSec over it); those of other modules,
-// which have a recorder each; a wait for a thread or an event, also that of a condition to be woken; a thread that
-// gives back what another took. Threads: any. Works before and after the module's objects exist, in DllMain, and while
-// threads end; records nothing more once the process ends. Memory: fixed tables; a lock that nobody holds and an order
-// of destroyed locks take no place.
+// which have a recorder each; a wait for a thread or an event, also that of a condition to be woken. A lock is given
+// back by the thread that took it.
+//
+// Threads: any. Works before and after the module's objects exist, in DllMain, and while threads end; records nothing
+// more once the process ends.
+//
+// Memory: fixed tables, which end the program when they are full. A lock that nobody holds takes no place, and neither
+// does an order of a lock that was destroyed.
 #pragma once
 
 // What a lock tells, on the thread that uses it.
@@ -30,9 +34,10 @@ protected:
     constexpr CTeller() noexcept = default;
 #ifdef TV_LOCK_ORDER
     static constexpr bool kTells = true;
+    // A static lock may still be used afterwards.
     ~CTeller() {
         Forget(this);
-    }  // a static lock may still be used afterwards
+    }
 #else
     static constexpr bool kTells = false;
 #endif
