@@ -141,7 +141,7 @@ STDMETHODIMP CBaseFilter::FindPin(LPCWSTR id, IPin** pin) {
 STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
     if (!info)
         return E_POINTER;
-    const CAutoLock lock(m_pLock);
+    const CAutoLock lock(&m_graphLock);
     ::lstrcpynW(info->achName, m_name, MAX_FILTER_NAME);
     info->pGraph = m_graph;
     if (info->pGraph)
@@ -157,6 +157,7 @@ STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
     if (graph &&
         SUCCEEDED(base::ComBoundary([&] { return graph->QueryInterface(__uuidof(IMediaEventSink), &answer); })))
         *sink.GetAddressOf() = static_cast<IMediaEventSink*>(answer);
+    const CAutoLock graphLock(&m_graphLock);
     m_graph = graph;
     m_sink = sink.Get();
     ::lstrcpynW(m_name, name ? name : L"", MAX_FILTER_NAME);

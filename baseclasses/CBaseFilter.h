@@ -3,10 +3,10 @@
 // A filter derives from it, makes its pins, and overrides GetPinCount() and GetPin(). Where the number or identity of
 // the pins changes, it calls IncrementPinVersion().
 //
-// Threads: any. The filter's lock, which the derived class owns, guards state, clock and name, and is held while the
-// pins are told of a change of state. The pins connect under the same lock. NotifyEvent() takes no lock. Lifetime:
-// counted. The filter doesn't count the graph, because the graph counts the filter. Errors: overrides let no exception
-// out.
+// Threads: any. The filter's lock, which the derived class owns, guards state and clock, and is held while the pins are
+// told of a change of state. The pins connect under the same lock. NotifyEvent() and QueryFilterInfo() don't take it,
+// so that reading threads may call them meanwhile. Lifetime: counted. The filter doesn't count the graph, because the
+// graph counts the filter. Errors: overrides let no exception out.
 #pragma once
 
 #include "baseclasses/AMovieSetup.h"
@@ -88,6 +88,8 @@ private:
     // Written under the filter's lock.
     std::atomic<FILTER_STATE> m_state{State_Stopped};
     Microsoft::WRL::ComPtr<IReferenceClock> m_clock;
+    // Guards the two members below. Taken last; they change only while the filter's lock is held, too.
+    CCritSec m_graphLock;
     WCHAR m_name[MAX_FILTER_NAME]{};
     // Not counted: the graph takes itself out before it dies.
     IFilterGraph* m_graph = nullptr;

@@ -6,6 +6,8 @@ add_library(tv_options INTERFACE)
 target_compile_features(tv_options INTERFACE cxx_std_20)
 target_compile_definitions(tv_options INTERFACE
   UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+# Locks tell base/LockOrder.h what they do: in every file of a build or in none.
+target_compile_definitions(tv_options INTERFACE $<$<CONFIG:Debug>:TV_LOCK_ORDER>)
 target_compile_options(tv_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${TV_WARNINGS_AS_ERRORS}>:-Werror>)
 # Nothing of the compiler's own may be needed beside our binaries.

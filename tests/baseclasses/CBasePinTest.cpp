@@ -1,8 +1,9 @@
 #include "tests/baseclasses/CTestFilter.h"
+#include "tests/support/CSecondCall.h"
 #include "tests/support/CTestObject.h"
 
 #include <cstring>
-#include <thread>
+#include <optional>
 
 using Microsoft::WRL::ComPtr;
 
@@ -184,17 +185,24 @@ TEST_F(CBasePinTest, AnswersGoOnlyWhereThereIsAPlaceForThem) {
     EXPECT_EQ(nullptr, pin);
 }
 
-// A parser's threads may ask who is connected while the graph holds the filter's lock for the connection that is being
-// made.
+// A parser's threads may ask who is connected, and in which graph, while the graph holds the filter's lock for the
+// connection that is being made.
 TEST_F(CBasePinTest, QuestionsDoNotWaitForTheFilterLock) {
     bool answered = false;
+    std::optional<CSecondCall> questions;  // end with this object, when the lock is certainly free
     output.onComplete = [&] {
-        std::jthread([&] {
-            ComPtr<IPin> peer;
-            CMediaType type;
-            answered = output.ConnectedTo(&peer) == S_OK && peer.Get() == &input &&
-                       output.ConnectionMediaType(&type) == S_OK && type == TestType(1);
-        }).join();
+        answered = questions
+                       .emplace([&] {
+                           ComPtr<IPin> peer;
+                           CMediaType type;
+                           FILTER_INFO info{};
+                           EXPECT_EQ(S_OK, source->QueryFilterInfo(&info));
+                           EXPECT_EQ(S_OK, output.ConnectedTo(&peer));
+                           EXPECT_EQ(&input, peer.Get());
+                           EXPECT_EQ(S_OK, output.ConnectionMediaType(&type));
+                           EXPECT_EQ(TestType(1), type);
+                       })
+                       .Ends();
     };
     ASSERT_EQ(S_OK, output.Connect(&input, nullptr));
     EXPECT_TRUE(answered);

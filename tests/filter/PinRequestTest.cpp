@@ -284,4 +284,22 @@ TEST_F(PinRequestTest, ARequestThatWaitsLeavesTheQueueFree) {
     }
 }
 
+TEST_F(PinRequestTest, RequestsAndReadsOfManyThreadsDoNotLockUp) {
+    for (int thread = 0; thread < 4; ++thread) {
+        Start([&, own = &NewSample(0, 4)] {
+            BYTE buffer[4]{};
+            LONGLONG length = 0;
+            for (int i = 0; i < 250; ++i) {
+                if (pin.Request(own, 0) != S_OK || pin.SyncRead(0, 4, buffer) != S_OK ||
+                    pin.Length(&length, &length) != S_OK || WaitForNext().result != S_OK)
+                    return E_FAIL;
+            }
+            return S_OK;
+        });
+    }
+    for (std::future<HRESULT>& call : calls)
+        EXPECT_EQ(S_OK, ResultOf(call));
+    EXPECT_EQ(Next{VFW_E_TIMEOUT}, WaitForNext());
+}
+
 }  // namespace
