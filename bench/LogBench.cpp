@@ -51,7 +51,8 @@ Times MeasureSites() {
     times.logSite = BestTime([&] { TK_LOG(kSource, TKRuntimeLogger::kInfo, L"MeasureSites", L"record %d", ++n); });
     times.timingScope = BestTime([] { TK_PROFILE(kSource, L"MeasureSites", L""); });
     if constexpr (hasLogger) {
-        TKRuntimeLogger::CHangDetector activity(kSource, L"MeasureSites", INFINITE, [] { return L"measuring"; });
+        TKRuntimeLogger::CHangDetector activity(kSource, __LINE__, L"MeasureSites", INFINITE,
+                                                [] { return L"measuring"; });
         times.signOfLife = BestTime([&] { activity.KeepAlive(); });
     }
     return times;

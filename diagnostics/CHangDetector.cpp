@@ -2,6 +2,7 @@
 
 #include "base/CApartment.h"
 #include "base/CAutoDestructor.h"
+#include "base/CLastErrorKeeper.h"
 #include "base/CSlimLock.h"
 #include "base/ModuleFolder.h"
 #include "diagnostics/CSilence.h"

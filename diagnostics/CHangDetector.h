@@ -1,7 +1,7 @@
 // Notices that an activity which should go on doesn't, and logs it: once when the limit has passed without a sign of
 // life, and once when the activity goes on or ends after all.
 //
-//   CHangDetector copying(kSource, L"CThing::Copy", 5000, [&] { return L"copying " + name; });
+//   CHangDetector copying(kSource, __LINE__, L"CThing::Copy", 5000, [&] { return L"copying " + name; });
 //   while (Copy(block))
 //       copying.KeepAlive();
 //
@@ -26,7 +26,6 @@
 
 #include <atomic>
 #include <memory>
-#include <source_location>
 #include <string>
 
 namespace TKRuntimeLogger {
@@ -39,13 +38,10 @@ public:
 
     // `describe` gives the words for the activity; it is called here and now, if at all. `function` is a literal.
     template <class Describe>
-    CHangDetector(const LogSource& source, const wchar_t* function, DWORD limitMs, Describe&& describe,
-                  Listener listener = nullptr,
-                  const std::source_location& where = std::source_location::current()) noexcept {
+    CHangDetector(const LogSource& source, LONG line, const wchar_t* function, DWORD limitMs, Describe&& describe,
+                  Listener listener = nullptr) noexcept {
         if (listener || ThreadLogger())
-            base::RunQuietly([&] {
-                Begin({source, static_cast<LONG>(where.line()), function, limitMs, describe(), listener});
-            });
+            base::RunQuietly([&] { Begin({source, line, function, limitMs, describe(), listener}); });
     }
     CHangDetector(const CHangDetector&) = delete;
     CHangDetector& operator=(const CHangDetector&) = delete;

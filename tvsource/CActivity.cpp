@@ -19,6 +19,6 @@ void Tell(const std::wstring& message) {
 
 CActivity::CActivity(const wchar_t* function, const std::wstring& words, bool verbose) noexcept
     : m_detector(
-          kLog, function, kLimitMs, [&] { return words; }, verbose ? Tell : nullptr) {}
+          kLog, __LINE__, function, kLimitMs, [&] { return words; }, verbose ? Tell : nullptr) {}
 
 }  // namespace tvsource

@@ -4,6 +4,7 @@
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
 
+#include <mutex>
 #include <utility>
 
 namespace dataservices::http {
@@ -23,31 +24,26 @@ std::shared_ptr<CHttpExchange> CHttpExchange::AttachTo(HINTERNET request) {
 }
 
 void CHttpExchange::Announce() noexcept {
-    ::AcquireSRWLockExclusive(&m_lock);
+    const std::lock_guard guard(m_lock);
     m_isDone = false;
-    ::ReleaseSRWLockExclusive(&m_lock);
 }
 
 HRESULT CHttpExchange::Wait(DWORD ms, DWORD* value) noexcept {
     const base::CDeadline deadline(ms);
-    ::AcquireSRWLockExclusive(&m_lock);
-    while (!m_isDone && !deadline.IsOver())
-        ::SleepConditionVariableSRW(&m_done, &m_lock, deadline.Left(), 0);
-    const bool isDone = m_isDone;
-    const DWORD error = m_error;
+    const std::lock_guard guard(m_lock);
+    while (!m_isDone && m_lock.Await(m_done, deadline.Left())) {
+    }
     *value = m_value;
-    ::ReleaseSRWLockExclusive(&m_lock);
-    if (!isDone)
+    if (!m_isDone)
         return E_PENDING;
-    return error == ERROR_SUCCESS ? S_OK : ResultOfNetworkError(error);
+    return m_error == ERROR_SUCCESS ? S_OK : ResultOfNetworkError(m_error);
 }
 
 void CHttpExchange::Complete(DWORD error, DWORD value) noexcept {
-    ::AcquireSRWLockExclusive(&m_lock);
+    const std::lock_guard guard(m_lock);
     m_isDone = true;
     m_error = error;
     m_value = value;
-    ::ReleaseSRWLockExclusive(&m_lock);
     ::WakeConditionVariable(&m_done);
 }
 

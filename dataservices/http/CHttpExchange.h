@@ -7,6 +7,7 @@
 // the very call that begins one; that call may be made on another thread, too.
 #pragma once
 
+#include "base/CSlimLock.h"
 #include "baseclasses/CBaseObject.h"
 
 #include <windows.h>
@@ -46,7 +47,7 @@ private:
     static void CALLBACK OnStatus(HINTERNET, DWORD_PTR context, DWORD status, void* information, DWORD length) noexcept;
     void Complete(DWORD error, DWORD value) noexcept;
 
-    SRWLOCK m_lock = SRWLOCK_INIT;  // guards the next three; nothing else is taken while it is held
+    base::CSlimLock m_lock;  // guards the next three; nothing else is taken while it is held
     bool m_isDone = true;
     DWORD m_error = ERROR_SUCCESS;
     DWORD m_value = 0;

@@ -230,7 +230,7 @@ HRESULT CHttpReader::Receive(const base::CDeadline& deadline) {
     const ULONGLONG left = m_bodyEnd ? *m_bodyEnd - m_next : kBlockBytes;
     const ULONGLONG begin = ::GetTickCount64();
     std::span<const BYTE> bytes;
-    const TKRuntimeLogger::CHangDetector waiting(kHttpLog, L"CHttpReader::Read", kSilentMs,
+    const TKRuntimeLogger::CHangDetector waiting(kHttpLog, __LINE__, L"CHttpReader::Read", kSilentMs,
                                                  [&] { return L"waiting for bytes of " + Name(); });
     const HRESULT hr = m_request->Receive(static_cast<ULONG>(std::min<ULONGLONG>(left, kBlockBytes)),
                                           inBlocks ? CHttpRequest::Wait::ForAll : CHttpRequest::Wait::ForSome,

@@ -81,7 +81,8 @@ private:
     void Take(std::span<const BYTE> bytes, ULONGLONG elapsedMs) noexcept;
     void EndCompleteBody() noexcept;
     void EndLiveSource() noexcept;
-    [[nodiscard]] HRESULT PauseBeforeRetry(HRESULT reason, ULONGLONG position, const base::CDeadline& deadline) noexcept;
+    [[nodiscard]] HRESULT PauseBeforeRetry(HRESULT reason, ULONGLONG position,
+                                           const base::CDeadline& deadline) noexcept;
     void StayFailed(HRESULT hr) noexcept;
     [[nodiscard]] HRESULT Fail(HRESULT hr, ULONGLONG position) noexcept;
 

@@ -47,7 +47,7 @@ void LogRequest(const CHttpUrl& url, const HttpStart& start, HRESULT hr, const C
 HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, const HttpStart& start,
                 const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer) {
     for (int redirects = 0; redirects <= kMaxRedirects; ++redirects) {
-        const TKRuntimeLogger::CHangDetector asking(kHttpLog, L"HttpGet", kSilentMs,
+        const TKRuntimeLogger::CHangDetector asking(kHttpLog, __LINE__, L"HttpGet", kSilentMs,
                                                     [&] { return L"asking for " + url.Printable(); });
         const HRESULT hr = CHttpRequest::Send(session, url, HeadersOf(url, start), deadline, request);
         LogRequest(url, start, hr, request.get());

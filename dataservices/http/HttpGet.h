@@ -25,6 +25,7 @@ struct HttpStart {
 // S_OK: an answer is there, of whatever status but a redirect.  kHttpRedirectFailed: too many redirects, or one that
 // must not be followed.  Otherwise as CHttpRequest::Send.  Throws std::bad_alloc.
 [[nodiscard]] HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, const HttpStart& start,
-                              const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer);
+                              const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request,
+                              HttpAnswer& answer);
 
 }  // namespace dataservices::http

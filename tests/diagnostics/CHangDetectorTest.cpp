@@ -1,15 +1,16 @@
+// The hang detector as far as it needs no logger.
 #include "base/CDeadline.h"
 #include "diagnostics/CHangDetector.h"
 #include "diagnostics/CSilence.h"
-#include "diagnostics/CTimingScope.h"
-#include "tests/support/CRecordingLogger.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
+#include <map>
+#include <mutex>
 #include <random>
 #include <thread>
+#include <vector>
 
 using namespace TKRuntimeLogger;
 
@@ -50,110 +51,76 @@ TEST(SilenceTest, IsNewsOnceWhenItIsTooLongAndOnceWhenItIsOver) {
     check(INFINITE, {{0, 1, News::None, 0}, {0, kHour, News::None, kMost}, {0, kHour, News::None, 2 * kMost}});
 }
 
-template <class Condition>
-void AwaitThat(Condition&& condition) {
-    const base::CDeadline deadline(60'000);
-    while (!condition() && !deadline.IsOver())
-        ::SwitchToThread();
-    EXPECT_TRUE(condition());
-}
+// What the listener has heard: of each activity, by its words, the first letters of its messages.
+struct CHeard {
+    static inline std::mutex lock;
+    static inline std::map<std::wstring, std::string> letters;
 
-// Waits until that many records have come.
-std::vector<LoggedRecord> Await(const CPublishedLogger& logger, std::size_t count) {
-    AwaitThat([&] { return logger->Records().size() >= count; });
-    return logger->Records();
-}
-
-// The message with a star for each time, which no test knows, and a T for this thread.
-std::wstring Shape(const std::wstring& message) {
-    std::wstring shape;
-    for (const wchar_t character : message) {
-        if (character < L'0' || character > L'9')
-            shape += character;
-        else if (shape.empty() || shape.back() != L'*')
-            shape += L'*';
+    static void Listen(const std::wstring& message) {
+        const std::size_t words = message.find(L": ") + 2;
+        const std::lock_guard guard(lock);
+        letters[message.substr(words, message.find(L" (thread") - words)] += static_cast<char>(message[0]);
     }
-    const auto thread = shape.rfind(L"thread *");
-    if (thread != shape.npos && message.find(L"thread " + std::to_wstring(::GetCurrentThreadId())) != message.npos)
-        shape[thread + 7] = L'T';
-    return shape;
-}
-
-void InAScope(const CPublishedLogger& logger) {
-    TK_PROFILE(kSource, L"InAScope", L"inner");
-    Await(logger, 1);
-}
-
-TEST(HangDetectorTest, TellsOfAHangOnceAndOnceThatItIsOver) {
-    CPublishedLogger logger;
-    OnNewThread([&] {
-        {
-            TK_PROFILE(kSource, L"Outer", L"");
-            constexpr LONG kLine = __LINE__ + 1;
-            CHangDetector activity(kSource, L"Copy", 1, [] { return std::wstring(L"copying"); });
-            InAScope(logger);
-            const LoggedRecord record = logger->Records().front();
-            EXPECT_EQ((LoggedRecord{kWarn, L"TestModule", ::GetCurrentProcessId(), record.threadId,
-                                    L"CHangDetectorTest", kLine, L"Copy", record.message}),
-                      record);
-            EXPECT_EQ(L"Hangs for * ms: copying (thread T, in InAScope (inner))", Shape(record.message));
-            activity.KeepAlive();
-            EXPECT_EQ(L"Goes on after * ms: copying (thread T)", Shape(Await(logger, 2).back().message));
-            EXPECT_EQ(L"Hangs for * ms: copying (thread T, in Outer)", Shape(Await(logger, 3).back().message));
-        }
-        const auto records = Await(logger, 4);
-        EXPECT_EQ(L"Goes on after * ms: copying (thread T)", Shape(records.back().message)) << "it has ended";
-        EXPECT_EQ(4u, records.size());
-    });
-}
-
-std::atomic<int> g_heard;
+    static std::map<std::wstring, std::string> Letters() {
+        const std::lock_guard guard(lock);
+        return letters;
+    }
+    static std::string Of(const std::wstring& words) { return Letters()[words]; }
+    static void Await(const std::wstring& words, const std::string& expected) {
+        for (const base::CDeadline limit(60'000); Of(words) != expected && !limit.IsOver();)
+            std::this_thread::yield();
+        EXPECT_EQ(expected, Of(words));
+    }
+    CHeard() { letters.clear(); }
+};
 
 TEST(HangDetectorTest, WatchesWithoutALoggerOnlyForAListener) {
-    const auto listener = [](const std::wstring&) { ++g_heard; };
-    std::thread([&] {
-        ASSERT_EQ(nullptr, ThreadLogger());
-        g_heard = 0;
-        CHangDetector unwatched(kSource, L"Copy", 0, []() -> std::wstring {
+    const CHeard heard;
+    std::thread([] {
+        CHangDetector unwatched(kSource, __LINE__, L"Copy", 0, []() -> std::wstring {
             ADD_FAILURE() << "described for nobody";
             return {};
         });
+        unwatched.KeepAlive();
         {
             CHangDetector activity(
-                kSource, L"Copy", 0, [] { return std::wstring(L"copying"); }, listener);
-            AwaitThat([] { return g_heard == 1; });
+                kSource, __LINE__, L"Copy", 0, [] { return std::wstring(L"copying"); }, CHeard::Listen);
+            CHeard::Await(L"copying", "H");
+            activity.KeepAlive();
+            CHeard::Await(L"copying", "HGH");
         }
-        AwaitThat([] { return g_heard == 2; });
+        CHeard::Await(L"copying", "HGHG");
     }).join();
 }
 
-TEST(HangDetectorTest, LosesNoActivityAndTellsOfEachInPairs) {
-    CPublishedLogger logger;
+// Each hang is followed by its end, in this order, though it is told of by the watcher and by the activity's own
+// thread.
+TEST(HangDetectorTest, TellsOfEachActivityInPairs) {
+    const CHeard heard;
     std::vector<std::jthread> threads;
     for (unsigned seed = 1; seed <= 4; ++seed) {
         threads.emplace_back([seed] {
-            const CTestApartment apartment(COINIT_MULTITHREADED);
             std::mt19937 random(seed);
-            for (int i = 0; i < 2000; ++i) {
-                CHangDetector activity(kSource, L"Copy", random() % 2 ? 0 : INFINITE,
-                                       [&] { return L"copying " + std::to_wstring(seed * 10'000 + i); });
+            for (int i = 0; i < 1000; ++i) {
+                CHangDetector activity(
+                    kSource, __LINE__, L"Copy", random() % 2 ? 0 : INFINITE,
+                    [&] { return std::to_wstring(seed * 10'000 + static_cast<unsigned>(i)); }, CHeard::Listen);
                 for (unsigned signs = random() % 4; signs > 0; --signs)
                     activity.KeepAlive();
-                if (random() % 500 == 0)
-                    ::Sleep(2 * CSilence::kIntervalMs);
+                // Long enough for some to be told of, more or less at the moment at which they end.
+                if (random() % 250 == 0)
+                    ::Sleep(2 * CSilence::kIntervalMs + random() % CSilence::kIntervalMs);
             }
         });
     }
     threads.clear();
-    // Each hang is followed by its end, which is told last where the two meet.
-    const auto isWhole = [](const std::vector<std::wstring>& messages) {
-        const auto count = [&](const wchar_t* begin) {
-            return std::ranges::count_if(messages, [&](const std::wstring& each) { return each.starts_with(begin); });
-        };
-        return count(L"Hangs") == count(L"Goes on");
-    };
-    AwaitThat([&] { return isWhole(logger->Messages()); });
-    EXPECT_LT(0u, logger->Messages().size());
+    const auto isWhole = [](const auto& each) { return each.second.size() % 2 == 0; };
+    for (const base::CDeadline limit(60'000); !std::ranges::all_of(CHeard::Letters(), isWhole) && !limit.IsOver();)
+        std::this_thread::yield();
+    EXPECT_FALSE(CHeard::Letters().empty());
+    for (const auto& [words, letters] : CHeard::Letters())
+        for (std::size_t i = 0; i < letters.size() || letters.size() % 2 != 0; i += 2)
+            ASSERT_EQ("HG", letters.substr(i, 2));
 }
 
 }  // namespace

@@ -33,5 +33,5 @@ extern "C" void WorkOn(HANDLE begun, HANDLE end) {
 // Is watched for as long as it takes, which is nothing.
 extern "C" void BeWatched() {
     const TKRuntimeLogger::CHangDetector activity(
-        kSource, L"BeWatched", INFINITE, [] { return L"ending"; }, [](const std::wstring&) {});
+        kSource, __LINE__, L"BeWatched", INFINITE, [] { return L"ending"; }, [](const std::wstring&) {});
 }

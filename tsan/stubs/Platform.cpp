@@ -9,6 +9,7 @@
 #include <time.h>
 
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -105,10 +106,18 @@ DWORD GetCurrentThreadId() {
     return id;
 }
 
-std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*body)(void*), void* argument, unsigned, unsigned*) {
+HANDLE CreateThread(void*, std::size_t, DWORD (*body)(void*), void* argument, DWORD, DWORD*) {
     const auto thread = std::make_shared<CThread>();
     std::thread([=] { thread->End(body(argument)); }).detach();
-    return reinterpret_cast<std::uintptr_t>(new Thread(thread));
+    return new Thread(thread);
+}
+
+std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*body)(void*), void* argument, unsigned, unsigned*) {
+    return reinterpret_cast<std::uintptr_t>(::CreateThread(nullptr, 0, body, argument, 0, nullptr));
+}
+
+void Sleep(DWORD ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
 DWORD WaitForSingleObject(HANDLE thread, DWORD ms) {

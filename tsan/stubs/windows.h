@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 
+#include <cstddef>
 #include <cstdint>
 
 #define CALLBACK
@@ -56,6 +57,10 @@ BOOL CloseHandle(HANDLE thread);
 struct SYSTEM_INFO {
     DWORD dwNumberOfProcessors;
 };
+HANDLE CreateThread(void* security, std::size_t stackSize, DWORD (*body)(void*), void* argument, DWORD flags,
+                    DWORD* id);
+void Sleep(DWORD ms);
+
 void GetSystemInfo(SYSTEM_INFO* info);
 
 // No apartments, modules and last errors here.
