@@ -6,9 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <map>
 #include <mutex>
 #include <random>
+#include <semaphore>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -55,11 +59,18 @@ TEST(SilenceTest, IsNewsOnceWhenItIsTooLongAndOnceWhenItIsOver) {
 struct CHeard {
     static inline std::mutex lock;
     static inline std::map<std::wstring, std::string> letters;
+    // Over messages that begin like this it takes its time, until it may go on.
+    static inline std::atomic<char> slow = 0;
+    static inline std::counting_semaphore<> mayGoOn{0};
 
     static void Listen(const std::wstring& message) {
         const std::size_t words = message.find(L": ") + 2;
-        const std::lock_guard guard(lock);
-        letters[message.substr(words, message.find(L" (thread") - words)] += static_cast<char>(message[0]);
+        {
+            const std::lock_guard guard(lock);
+            letters[message.substr(words, message.find(L" (thread") - words)] += static_cast<char>(message[0]);
+        }
+        if (message[0] == slow)
+            EXPECT_TRUE(mayGoOn.try_acquire_for(std::chrono::minutes(1)));
     }
     static std::map<std::wstring, std::string> Letters() {
         const std::lock_guard guard(lock);
@@ -91,6 +102,26 @@ TEST(HangDetectorTest, WatchesWithoutALoggerOnlyForAListener) {
         }
         CHeard::Await(L"copying", "HGHG");
     }).join();
+}
+
+TEST(HangDetectorTest, AnActivityMayEndWhileItIsToldOf) {
+    const CHeard heard;
+    for (const std::string told : {"H", "HG"}) {
+        const std::wstring words(told.begin(), told.end());
+        CHeard::slow = told.back();
+        {
+            CHangDetector activity(
+                kSource, __LINE__, L"Copy", 0, [&] { return words; }, CHeard::Listen);
+            CHeard::Await(words, "H");
+            if (told != "H")
+                activity.KeepAlive();
+            CHeard::Await(words, told);
+        }
+        EXPECT_EQ(told, CHeard::Of(words)) << "it ends first";
+        CHeard::slow = 0;
+        CHeard::mayGoOn.release();
+        CHeard::Await(words, "HG");
+    }
 }
 
 // Each hang is followed by its end, in this order, though it is told of by the watcher and by the activity's own

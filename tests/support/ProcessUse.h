@@ -19,6 +19,18 @@ inline LONGLONG PrivateBytes() {
     return total;
 }
 
+// Blocks that are allocated in the process's heap, where those of C++ are, too.
+inline int HeapBlocks() {
+    int count = 0;
+    const HANDLE heap = ::GetProcessHeap();
+    PROCESS_HEAP_ENTRY entry{};
+    ::HeapLock(heap);
+    while (::HeapWalk(heap, &entry))
+        count += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0;
+    ::HeapUnlock(heap);
+    return count;
+}
+
 // Handles that are open.
 inline int Handles() {
     int count = 0;

@@ -212,6 +212,17 @@ TEST(TaskGroup, OfAManagerThatStopsIsOver) {
     }
 }
 
+TEST(TaskGroup, UsesAllWorkers) {
+    CParallelManager manager("Side by side", 3);
+    CTaskGroup group(manager);
+    CGate gate;
+    for (int i = 0; i < 3; ++i)
+        group.Run([&](const CCancelToken&) { gate.Pass(); });
+    gate.AwaitHeld(3);
+    gate.Open();
+    EXPECT_TRUE(group.Wait(kLongMs));
+}
+
 TEST(TaskGroup, GroupsOfOneManagerTakeTurns) {
     std::string order;
     CHeldManager held(1, 8);

@@ -228,11 +228,13 @@ TEST(CWorkerThreadTest, LeavesNothingBehindInAThousandRounds) {
     for (int i = 0; i < 50; ++i)
         round();
     const int handles = Handles();
+    const int blocks = HeapBlocks();
     const LONGLONG bytes = PrivateBytes();
     for (int i = 0; i < 1000; ++i)
         round();
     EXPECT_GE(handles + 2, Handles());
-    EXPECT_GE(bytes + 1'000'000, PrivateBytes());
+    EXPECT_GE(blocks + 100, HeapBlocks());
+    EXPECT_GE(bytes + 1'000'000, PrivateBytes()) << "stacks of threads";
 }
 
 }  // namespace
