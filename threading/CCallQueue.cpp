@@ -11,18 +11,12 @@
 
 namespace threading {
 
-namespace {
-
-constexpr DWORD kPatienceMs = 10'000;
-
-}  // namespace
-
-// What a waiter is told of its call. Guarded by the queue's lock.
+// What a waiter is told of its call. Guarded by the queue's lock until it is final.
 struct CCallQueue::Outcome {
     enum class State { Waiting, Ended, GivenUp };
 
     State state = State::Waiting;
-    bool isAwaited = true;
+    bool takesException = true;
     std::exception_ptr thrown;
 };
 
@@ -60,7 +54,7 @@ struct CCallQueue::Core {
         entry.call.clear();  // before anyone is told
         if (entry.outcome) {
             const std::lock_guard guard(lock);
-            if (entry.outcome->isAwaited)
+            if (entry.outcome->takesException)
                 entry.outcome->thrown.swap(thrown);  // which is the waiter's alone from then on
             entry.outcome->state = Outcome::State::Ended;
             ::WakeAllConditionVariable(&changed);
@@ -106,6 +100,11 @@ struct CCallQueue::Core {
         return true;
     }
 
+    [[nodiscard]] bool IsStopped() noexcept {
+        const std::lock_guard guard(lock);
+        return isStopped;
+    }
+
     void Close(Rest rest) noexcept {
         const std::lock_guard guard(lock);
         isStopped = true;
@@ -143,13 +142,7 @@ CCallQueue::CCallQueue(const char* name, DWORD apartment)
 }
 
 CCallQueue::~CCallQueue() {
-    bool isStopped = false;
-    {
-        const std::lock_guard guard(m_core->lock);
-        isStopped = m_core->isStopped;
-    }
-    if (!isStopped)
-        Stop(Rest::Discard, kPatienceMs);
+    Stop(Rest::Discard, m_core->IsStopped() ? 0 : kPatienceMs);
 }
 
 bool CCallQueue::Cancel(Ticket ticket) noexcept {
@@ -171,17 +164,18 @@ bool CCallQueue::RunAndWait(Function call, DWORD timeoutMs) {
     const Ticket ticket = core->Put(std::move(call), outcome);
     if (ticket == 0)
         return false;
-    const auto hasOutcome = [&] {
+    bool hasEnded = false;
+    {
         const std::lock_guard guard(core->lock);
         while (outcome->state == Outcome::State::Waiting && core->lock.Await(core->changed, deadline.Left())) {
         }
-        outcome->isAwaited = outcome->state == Outcome::State::Ended;
-        return outcome->state != Outcome::State::Waiting;
-    };
-    if (!hasOutcome())
+        hasEnded = outcome->state == Outcome::State::Ended;
+        outcome->takesException = hasEnded;
+    }
+    if (!hasEnded) {
         core->TakeBack(ticket);
-    if (!outcome->isAwaited)
         return false;
+    }
     if (const std::exception_ptr thrown = std::exchange(outcome->thrown, nullptr))
         std::rethrow_exception(thrown);
     return true;

@@ -11,10 +11,12 @@
 // The queue's copy of a call is destroyed on the queue's thread, without any lock, also when the call never began. A
 // call that is still running after its waiter's deadline goes on, so it must own what it uses.
 //
-// Threads: any, also the queue's own, for every operation and the destructor. Once Stop has returned, the queue may go:
-// those who still wait for a call of it have their answer.
-// Lifetime: the thread runs from the constructor to Stop. The destructor of a queue that nobody has stopped discards
-// what waits, and gives the running call ten seconds. A thread that still runs then is left behind, see CWorkerThread.
+// Threads: any, also the queue's own, for every operation and the destructor. The queue may go when no other thread is
+// inside an operation of it but Call: whoever waits there goes on waiting until the call has run or was discarded, or
+// until the limit.
+// Lifetime: the thread runs from the constructor to Stop. The destructor discards what waits; unless somebody has
+// stopped the queue before, it gives the running call ten seconds. A thread that still runs then is left behind, see
+// CWorkerThread.
 // Errors: the constructor throws std::bad_alloc. A queue without a thread takes no call.
 // Units: milliseconds; INFINITE is no limit.
 #pragma once

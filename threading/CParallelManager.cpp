@@ -14,8 +14,6 @@ namespace threading {
 
 namespace {
 
-constexpr DWORD kPatienceMs = 10'000;
-
 [[nodiscard]] unsigned Processors() noexcept {
     SYSTEM_INFO info{};
     ::GetSystemInfo(&info);
@@ -34,7 +32,7 @@ struct CParallelManager::Core {
 
     void Serve(HRESULT apartment) noexcept {
         if (FAILED(apartment))
-            Close(Rest::Discard);
+            return LoseWorker();
         Tasks task;
         while (Take(task)) {
             bool wantsMore = false;
@@ -69,8 +67,8 @@ struct CParallelManager::Core {
             waiting.splice(waiting.end(), task);
     }
 
-    // With the lock. True: one more worker is of use, and the caller has to add it.
-    [[nodiscard]] bool PlansWorker() noexcept {
+    // With the lock. True: one more worker is of use. It is counted, and the caller has to add it.
+    [[nodiscard]] bool PlanWorker() noexcept {
         if (waiting.size() <= idle + starting || planned >= mostWorkers)
             return false;
         ++starting;
@@ -85,24 +83,40 @@ struct CParallelManager::Core {
         base::RunQuietly([&] {
             node.emplace_back(core->name, COINIT_MULTITHREADED);
             const auto worker = node.begin();
-            core->Exchange(core->workers, node, worker);  // before its tasks ask whether it is one
+            core->MoveWorker(core->workers, node, worker);  // before its tasks ask whether it is one
             hasStarted = worker->Start([core](HRESULT hr) { core->Serve(hr); });
             if (!hasStarted)
-                core->Exchange(node, core->workers, worker);
+                core->MoveWorker(node, core->workers, worker);
         });
-        Tasks stranded;
+        if (!hasStarted)
+            core->LoseWorker();
         const std::lock_guard guard(core->lock);
         --core->starting;
-        if (!hasStarted && --core->planned == 0)
-            stranded.swap(core->waiting);
         ::WakeAllConditionVariable(&core->changed);
         return core->planned > 0;
     }
 
-    void Exchange(std::list<CWorkerThread>& to, std::list<CWorkerThread>& from,
-                  std::list<CWorkerThread>::iterator worker) noexcept {
+    // A worker can't be had. Without any, nobody would come for what waits.
+    void LoseWorker() noexcept {
+        Tasks stranded;
+        {
+            const std::lock_guard guard(lock);
+            if (--planned == 0)
+                stranded.swap(waiting);
+        }
+        if (!stranded.empty())
+            LogLack(name, stranded.size());
+    }
+
+    void MoveWorker(std::list<CWorkerThread>& to, std::list<CWorkerThread>& from,
+                    std::list<CWorkerThread>::iterator worker) noexcept {
         const std::lock_guard guard(lock);
         to.splice(to.end(), from, worker);
+    }
+
+    [[nodiscard]] bool IsStopped() noexcept {
+        const std::lock_guard guard(lock);
+        return isStopped;
     }
 
     void Close(Rest rest) noexcept {
@@ -119,7 +133,7 @@ struct CParallelManager::Core {
     const char* const name;
     const unsigned mostWorkers;
     const std::size_t mostWaiting;
-    base::CSlimLock lock;  // guards all below; a leaf but for the workers' own
+    mutable base::CSlimLock lock;  // guards all below; a leaf but for the workers' own
     CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
     Tasks waiting;
     std::size_t idle = 0;
@@ -135,18 +149,12 @@ CParallelManager::CParallelManager(const char* name, unsigned workers, std::size
                                       std::max<std::size_t>(mostWaiting, 1))) {}
 
 CParallelManager::~CParallelManager() {
-    bool isStopped = false;
-    {
-        const std::lock_guard guard(m_core->lock);
-        isStopped = m_core->isStopped;
-    }
-    if (!isStopped)
-        Stop(Rest::Discard, kPatienceMs);
+    Stop(Rest::Discard, m_core->IsStopped() ? 0 : kPatienceMs);
 }
 
-CParallelManager::Posted CParallelManager::Enqueue(Task task, DWORD timeoutMs) {
-    const base::CDeadline deadline(IsWorker() ? 0 : timeoutMs);
-    const auto core = m_core;  // once the manager is stopped, it may go
+CParallelManager::Posted CParallelManager::Enqueue(const boost::shared_ptr<Core>& of, Task task, DWORD timeoutMs) {
+    const auto core = of;  // the manager may go meanwhile
+    const base::CDeadline deadline(IsWorker(*core) ? 0 : timeoutMs);
     Core::Tasks node;
     node.push_back(std::move(task));
     {
@@ -157,13 +165,13 @@ CParallelManager::Posted CParallelManager::Enqueue(Task task, DWORD timeoutMs) {
         if (core->isStopped)
             return Posted::Stopped;
         if (core->waiting.size() >= core->mostWaiting)
-            return Posted::Full;
+            return Posted::Refused;
         core->waiting.splice(core->waiting.end(), node);
         ::WakeAllConditionVariable(&core->changed);
-        if (!core->PlansWorker())
+        if (!core->PlanWorker())
             return Posted::Taken;
     }
-    return Core::AddWorker(core) ? Posted::Taken : Posted::Full;
+    return Core::AddWorker(core) ? Posted::Taken : Posted::Refused;
 }
 
 const char* CParallelManager::Name() const noexcept {
@@ -174,9 +182,9 @@ unsigned CParallelManager::Workers() const noexcept {
     return m_core->mostWorkers;
 }
 
-bool CParallelManager::IsWorker() const noexcept {
-    const std::lock_guard guard(m_core->lock);
-    return std::any_of(m_core->workers.begin(), m_core->workers.end(),
+bool CParallelManager::IsWorker(const Core& core) noexcept {
+    const std::lock_guard guard(core.lock);
+    return std::any_of(core.workers.begin(), core.workers.end(),
                        [](const CWorkerThread& worker) { return worker.IsCurrent(); });
 }
 

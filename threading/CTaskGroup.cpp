@@ -12,7 +12,6 @@ namespace threading {
 
 namespace {
 
-constexpr DWORD kPatienceMs = 10'000;
 constexpr DWORD kRetryMs = 20;  // for room in the manager's queue
 
 }  // namespace
@@ -76,7 +75,7 @@ struct CTaskGroup::Core {
         ::WakeAllConditionVariable(&changed);
     }
 
-    // True: a task waits for which no worker comes, and the caller has to ask for one.
+    // True: a task waits, and may have one more turn. That is counted, and the caller has to post it.
     [[nodiscard]] bool BeginTurn() noexcept {
         const std::lock_guard guard(lock);
         if (waiting.empty() || turns >= mostTurns)
@@ -100,6 +99,13 @@ struct CTaskGroup::Core {
         return true;
     }
 
+    // Somebody has waited for a cancelled group in vain.
+    void NoteLateEnd() noexcept {
+        if (token.IsCancelled())
+            hasLateEnd = true;
+    }
+    [[nodiscard]] bool HasLateEnd() const noexcept { return hasLateEnd; }
+
     [[nodiscard]] bool IsLeftToNobody() const noexcept {
         const std::lock_guard guard(lock);
         return turns == 0 && !waiting.empty();
@@ -108,6 +114,7 @@ struct CTaskGroup::Core {
     const char* const name;
     const unsigned mostTurns;
     CCancelToken token;
+    std::atomic<bool> hasLateEnd{false};
     mutable base::CSlimLock lock;  // guards all below; a leaf
     CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
     Tasks waiting;
@@ -123,27 +130,27 @@ struct CTaskGroup::Turn {
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
     ~Turn() {
-        if (isPosted && core->EndTurn())
+        if (isCounted && core->EndTurn())
             core->Cancel();
     }
 
     [[nodiscard]] bool Take() noexcept {
         core->RunNext();
-        isPosted = !core->EndIdleTurn();
-        return isPosted;
+        isCounted = !core->EndIdleTurn();
+        return isCounted;
     }
 
     const boost::shared_ptr<Core> core;
-    bool isPosted = true;
+    bool isCounted = true;
 };
 
 CTaskGroup::CTaskGroup(CParallelManager& manager)
-    : m_manager(manager), m_core(boost::make_shared<Core>(manager.Name(), manager.Workers())) {}
+    : m_workers(manager.m_core), m_core(boost::make_shared<Core>(manager.Name(), manager.Workers())) {}
 
 CTaskGroup::~CTaskGroup() {
     Cancel();
     try {
-        static_cast<void>(Wait(kPatienceMs));
+        static_cast<void>(Wait(m_core->HasLateEnd() ? 0 : kPatienceMs));
     } catch (...) {
         LogThrown(m_core->name, std::current_exception());
     }
@@ -169,23 +176,24 @@ void CTaskGroup::Run(Task task) {
 void CTaskGroup::AskForWorker() noexcept {
     if (!m_core->BeginTurn())
         return;
-    auto posted = CParallelManager::Posted::Full;
+    auto posted = CParallelManager::Posted::Refused;
     base::RunQuietly([&] {
         const auto turn = boost::make_shared<Turn>(m_core);
-        posted = m_manager.Post([turn] { return turn->Take(); }, 0);
+        posted = CParallelManager::Enqueue(
+            m_workers, [turn] { return turn->Take(); }, 0);
         if (posted != CParallelManager::Posted::Taken)
-            turn->isPosted = false;
+            turn->isCounted = false;
     });
     if (posted == CParallelManager::Posted::Taken)
         return;
     // A worker that waits for the group does its tasks itself.
-    if (m_core->EndTurn() && posted == CParallelManager::Posted::Stopped && !m_manager.IsWorker())
+    if (m_core->EndTurn() && posted == CParallelManager::Posted::Stopped && !CParallelManager::IsWorker(*m_workers))
         Cancel();
 }
 
 bool CTaskGroup::Wait(DWORD timeoutMs) {
     const base::CDeadline deadline(timeoutMs);
-    const bool helps = m_manager.IsWorker();
+    const bool helps = CParallelManager::IsWorker(*m_workers);
     for (;;) {
         if (helps)
             m_core->RunNext();
@@ -193,8 +201,10 @@ bool CTaskGroup::Wait(DWORD timeoutMs) {
             AskForWorker();
         if (m_core->AwaitEnd(helps, m_core->IsLeftToNobody() ? deadline.Within(kRetryMs) : deadline.Left()))
             break;
-        if (deadline.IsOver())
+        if (deadline.IsOver()) {
+            m_core->NoteLateEnd();
             return false;
+        }
     }
     std::exception_ptr failure;
     {

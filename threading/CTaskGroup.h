@@ -13,10 +13,14 @@
 // A task that throws doesn't end the others; the first exception is kept for Wait, further ones are logged, and so is
 // the first if nobody has waited for it.
 //
-// Threads: any for every operation but the destructor. No lock may be held in Wait that a task takes.
-// Lifetime: the manager must outlive the group. Tasks may go on after the group has gone, if they don't look at their
-// token, so they must own what they use. The destructor cancels, and gives the running tasks ten seconds.
-// Units: milliseconds; INFINITE is no limit.
+// A task that never begins is destroyed by the thread that cancels it, without a lock, before anybody hears of that.
+//
+// Threads: any for every operation but the destructor. No lock may be held in Wait or the destructor that a task takes,
+// nor in Cancel one that the end of a task takes.
+// Lifetime: a group may outlive its manager, which has then been stopped. Tasks may go on after the group has gone, if
+// they don't look at their token, so they must own what they use. The destructor cancels, and gives the running tasks
+// ten seconds; none if a Wait for the cancelled group has already come to its limit. Units: milliseconds; INFINITE is
+// no limit.
 #pragma once
 
 #include "threading/CParallelManager.h"
@@ -49,9 +53,9 @@ public:
     CTaskGroup& operator=(const CTaskGroup&) = delete;
     ~CTaskGroup();
 
-    // Never waits: where the manager's queue has no room, the task begins after another of the group, or in Wait, which
-    // has to be called for it. After Cancel, or when the manager has been stopped, it is cancelled at once; a worker
-    // may still Wait for it. Throws std::bad_alloc.
+    // Never waits. If the manager's queue is full and no task of the group is under way, the task begins only when
+    // somebody calls Wait. After Cancel it is cancelled at once; after a stop of the manager too, unless the caller is
+    // a worker, which runs it in its Wait. Throws std::bad_alloc.
     void Run(Task task);
 
     // True: all tasks have ended. The first exception of a task is thrown then, once.  False: not within `timeoutMs`.
@@ -69,7 +73,7 @@ private:
 
     void AskForWorker() noexcept;
 
-    CParallelManager& m_manager;
+    const boost::shared_ptr<CParallelManager::Core> m_workers;
     const boost::shared_ptr<Core> m_core;
 };
 

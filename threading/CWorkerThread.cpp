@@ -13,12 +13,6 @@
 
 namespace threading {
 
-namespace {
-
-constexpr DWORD kLastStepsMs = 10'000;  // of a thread that has left its body
-
-}  // namespace
-
 // What the thread stands on; it is there until the thread was joined, or, where that was left behind, has ended.
 struct CWorkerThread::Life final : IThreadRunnable {
     enum class State { Running, Ended, LeftBehind };
@@ -79,7 +73,7 @@ CWorkerThread::~CWorkerThread() {
     if (m_life->state.exchange(Life::State::LeftBehind) == Life::State::Running)
         return;
     // It is past the point where it would have cleaned up.
-    if (::WaitForSingleObject(m_life->thread.GetHandle(), kLastStepsMs) == WAIT_OBJECT_0)
+    if (::WaitForSingleObject(m_life->thread.GetHandle(), kPatienceMs) == WAIT_OBJECT_0)
         m_life->itself.reset();
 }
 

@@ -6,7 +6,8 @@
 //
 // Threads: Start and the destructor are for the owner, which may be the thread itself; Join and IsCurrent for any.
 // Lifetime: the module stays loaded while the thread runs. If the object goes before the thread was joined, the thread
-// is left behind and cleans up after itself, so the body must own everything that it uses.
+// is left behind and cleans up after itself, so the body must own everything that it uses. Only a thread that has just
+// left its body is waited for, for ten seconds at most.
 // Not from DllMain or from the destructor of a static: no thread begins or ends while the loader's lock is held.
 // Units: milliseconds.
 #pragma once
@@ -20,6 +21,9 @@
 
 namespace threading {
 
+// How long those that stand on threads wait for them in their destructors.
+inline constexpr DWORD kPatienceMs = 10'000;
+
 class CWorkerThread final {
 public:
     // Takes the result of entering the apartment: after a failure it runs outside of any.
@@ -31,8 +35,8 @@ public:
     CWorkerThread& operator=(const CWorkerThread&) = delete;
     ~CWorkerThread();
 
-    // Once. `body` must not throw; it is destroyed on the thread.  False: no memory, no thread, or there is one
-    // already.
+    // Again only after a Join. `body` must not throw; it is destroyed on the thread.  False: no memory, no thread, or
+    // there is one already.
     [[nodiscard]] bool Start(const Body& body) noexcept;
 
     // True: the thread has ended, or was never started.  False: it runs on after `timeoutMs`; at once for the thread

@@ -1,4 +1,4 @@
-// What becomes of the work that waits when it is stopped.
+// What a Stop does with work that has not begun: Drain runs it, Discard drops it.
 #pragma once
 
 namespace threading {

@@ -46,8 +46,8 @@ TEST(ParallelManager, RefusesWhatAFullQueueHasNoRoomForInTime) {
     std::atomic<int> ran = 0;
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(Posted::Taken, held.manager.Post([&] { ++ran; }, 0));
-    EXPECT_EQ(Posted::Full, held.manager.Post([&] { ++ran; }, 0));
-    EXPECT_EQ(Posted::Full, held.manager.Post([&] { ++ran; }, 1));
+    EXPECT_EQ(Posted::Refused, held.manager.Post([&] { ++ran; }, 0));
+    EXPECT_EQ(Posted::Refused, held.manager.Post([&] { ++ran; }, 1));
     std::vector<std::jthread> threads;
     for (int thread = 0; thread < 3; ++thread)
         threads.emplace_back([&] {
@@ -94,7 +94,7 @@ TEST(ParallelManager, AWorkerDoesNotWaitForRoomAndAStopEndsTheWaitOfOthers) {
     EXPECT_EQ(Posted::Taken, held.manager.Post(
                                  [&] {
                                      EXPECT_EQ(Posted::Taken, held.manager.Post([] {}, 0));
-                                     EXPECT_EQ(Posted::Full, held.manager.Post([] {}, INFINITE));
+                                     EXPECT_EQ(Posted::Refused, held.manager.Post([] {}, INFINITE));
                                      gate.Pass();
                                  },
                                  0));

@@ -172,7 +172,7 @@ TEST(CWorkerThreadTest, WithoutAThreadOrItsApartmentNothingIsTakenOrLost) {
         EXPECT_FALSE(queue.Call(failing, INFINITE));
         EXPECT_TRUE(queue.Stop(threading::Rest::Drain, INFINITE));
         threading::CParallelManager manager("None", 2);
-        EXPECT_EQ(Posted::Full, manager.Post(failing, 0));
+        EXPECT_EQ(Posted::Refused, manager.Post(failing, 0));
         threading::CTaskGroup group(manager);
         group.Run([&](const threading::CCancelToken&) { failing(); });
         EXPECT_FALSE(group.Wait(0)) << "a thread may come";

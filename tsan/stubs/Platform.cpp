@@ -147,6 +147,8 @@ void threading::AnnounceThreadName(const char* name) noexcept {
     ::pthread_setname_np(::pthread_self(), std::string(name).substr(0, 15).c_str());
 }
 
+void threading::LogLack(const char*, std::size_t) noexcept {}
+
 void threading::LogThrown(const char*, const std::exception_ptr& thrown) noexcept {
     try {
         std::rethrow_exception(thrown);
