@@ -1,5 +1,5 @@
-// A lock for std::lock_guard that needs neither construction nor destruction, so that it works during load and unload
-// too; not re-entrant.
+// A lock for std::lock_guard that works before its constructor and after its destructor, so during load and unload too;
+// not re-entrant.
 #pragma once
 
 #include "base/LockOrder.h"

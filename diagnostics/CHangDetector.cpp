@@ -2,6 +2,7 @@
 
 #include "base/CApartment.h"
 #include "base/CAutoDestructor.h"
+#include "base/CDeadline.h"
 #include "base/CLastErrorKeeper.h"
 #include "base/CSlimLock.h"
 #include "base/ModuleFolder.h"
@@ -51,17 +52,29 @@ struct CHangDetector::Activity {
     CSilence::News news = CSilence::News::None;  // to be told
     bool isBeingTold = false;                    // by the watcher, without the lock
     bool isKnownToHang = false;                  // that was told
-    bool hasEnded = false;
+    bool hasEnded = false;                       // while it was being told, which the watcher goes on with
 };
 
 namespace {
 
-constexpr int kIdleLooks = 8;  // the thread's own life without activities
+constexpr int kIdleLooks = 8;      // so many without an activity, and the thread ends
+constexpr DWORD kTellingMs = 200;  // for which the end of an activity waits for a message about it
+
+// A static that isn't destroyed: in a program, the watcher may run until the very end.
+template <class T>
+union Undying {
+    constexpr Undying() noexcept : value() {}
+    ~Undying() {}
+
+    T value;
+};
 
 }  // namespace
 
 // The module's one thread, while there are activities.
 struct CHangDetector::Watcher {
+    static std::vector<std::shared_ptr<Activity>>& Activities() noexcept { return undying.value; }
+
     [[nodiscard]] static bool Start() noexcept {
         base::CAutoLibrary module(base::AddReferenceToOwnModule());
         if (!module)
@@ -93,17 +106,17 @@ struct CHangDetector::Watcher {
     // False: there are no activities.
     static bool LookAtAll(ULONGLONG sinceMs) noexcept {
         const std::lock_guard guard(lock);
-        for (const auto& activity : activities)
+        for (const auto& activity : Activities())
             activity->news = activity->silence.Look(activity->signs.load(std::memory_order_relaxed), sinceMs);
-        return !activities.empty();
+        return !Activities().empty();
     }
 
     // Tells of one activity, without the lock.
     static bool TellNext() noexcept {
         std::unique_lock guard(lock);
-        const auto found = std::find_if(activities.begin(), activities.end(),
+        const auto found = std::find_if(Activities().begin(), Activities().end(),
                                         [](const auto& each) { return each->news != CSilence::News::None; });
-        if (found == activities.end())
+        if (found == Activities().end())
             return false;
         const std::shared_ptr<Activity> activity = *found;
         const ULONGLONG ms = activity->silence.Ms();
@@ -119,6 +132,7 @@ struct CHangDetector::Watcher {
         });
         guard.lock();
         activity->isBeingTold = false;
+        ::WakeAllConditionVariable(&told);
         activity->isKnownToHang = hangs;
         const bool hasEndedMeanwhile = activity->hasEnded;
         guard.unlock();
@@ -129,17 +143,21 @@ struct CHangDetector::Watcher {
 
     static bool MayEnd() noexcept {
         const std::lock_guard guard(lock);
-        isRunning = !activities.empty();
+        isRunning = !Activities().empty();
+        if (!isRunning)
+            Activities().shrink_to_fit();  // nobody destroys it
         return !isRunning;
     }
 
     static constinit base::CSlimLock lock;  // guards all below and the activities; a leaf
-    static constinit std::vector<std::shared_ptr<Activity>> activities;
+    static constinit Undying<std::vector<std::shared_ptr<Activity>>> undying;
+    static constinit CONDITION_VARIABLE told;
     static constinit bool isRunning;
 };
 
 constinit base::CSlimLock CHangDetector::Watcher::lock;
-constinit std::vector<std::shared_ptr<CHangDetector::Activity>> CHangDetector::Watcher::activities;
+constinit Undying<std::vector<std::shared_ptr<CHangDetector::Activity>>> CHangDetector::Watcher::undying;
+constinit CONDITION_VARIABLE CHangDetector::Watcher::told = CONDITION_VARIABLE_INIT;
 constinit bool CHangDetector::Watcher::isRunning = false;
 
 void CHangDetector::Begin(const Description& description) {
@@ -147,7 +165,7 @@ void CHangDetector::Begin(const Description& description) {
     bool starts = false;
     {
         const std::lock_guard guard(Watcher::lock);
-        Watcher::activities.push_back(activity);
+        Watcher::Activities().push_back(activity);
         starts = !std::exchange(Watcher::isRunning, true);
     }
     m_signs = &activity->signs;
@@ -162,8 +180,11 @@ void CHangDetector::End() noexcept {
     bool isOurNews = false;
     {
         const std::lock_guard guard(Watcher::lock);
-        std::erase(Watcher::activities, m_activity);
-        m_activity->hasEnded = true;
+        std::erase(Watcher::Activities(), m_activity);
+        for (const base::CDeadline limit(kTellingMs);
+             m_activity->isBeingTold && Watcher::lock.Await(Watcher::told, limit.Left());) {
+        }
+        m_activity->hasEnded = m_activity->isBeingTold;
         isOurNews = m_activity->isKnownToHang && !m_activity->isBeingTold;
     }
     const base::CLastErrorKeeper lastError;

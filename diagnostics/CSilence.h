@@ -14,8 +14,8 @@ class CSilence final {
 public:
     enum class News { None, Hangs, GoesOn };
 
-    // Looks come every so often. One that comes much later says that the whole machine slept, or was stopped by a
-    // debugger: what is above twice the interval isn't the activity's silence.
+    // From look to look. One that comes much later means that the machine slept or a debugger stopped it, so no more
+    // than twice the interval counts.
     static constexpr DWORD kIntervalMs = 250;
 
     explicit CSilence(DWORD limitMs) noexcept : m_limitMs(limitMs) {}
@@ -36,7 +36,7 @@ public:
         return News::Hangs;
     }
 
-    // The silence that is, or else the last one that was.
+    // The current silence, or the length of the last.
     [[nodiscard]] ULONGLONG Ms() const noexcept { return m_last; }
 
 private:

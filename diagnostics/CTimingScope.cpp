@@ -80,12 +80,14 @@ void CTimingScope::Begin() noexcept {
 
 void CTimingScope::Finish() const noexcept {
     const base::CLastErrorKeeper lastError;
+    const LONGLONG elapsed = Now() - m_startTicks;
+    // A scope that outlives the collector, in the destructor of some static object, has lost its profile, and soon
+    // its thread's front end.
+    if (!Detail::ProfilesAlive())
+        return;
     if (m_innermost)
         m_innermost->store(m_outer, std::memory_order_release);
-    const LONGLONG elapsed = Now() - m_startTicks;
-    // A scope that outlives the collector, in the destructor of some static object, has lost its profile.
-    if (Detail::ProfilesAlive())
-        RecordElapsed(*m_profile, elapsed);
+    RecordElapsed(*m_profile, elapsed);
 }
 
 void RecordElapsed(CProfile& profile, LONGLONG elapsedTicks) noexcept {

@@ -30,7 +30,7 @@ struct CCallQueue::Core {
     // A list, so that entries change hands under the lock without being copied or destroyed.
     using Entries = std::list<Entry>;
 
-    explicit Core(const char* queueName) noexcept : name(queueName) {}
+    Core(const char* queueName, DWORD apartment) noexcept : name(queueName), doorbell(apartment) {}
 
     void Serve(HRESULT apartment) noexcept {
         if (FAILED(apartment))
@@ -41,6 +41,7 @@ struct CCallQueue::Core {
             if (!next.empty())
                 Run(next.front());
             next.clear();
+            doorbell.ServeMessages();  // also where one call follows the other
         }
     }
 
@@ -135,7 +136,7 @@ struct CCallQueue::Core {
 };
 
 CCallQueue::CCallQueue(const char* name, DWORD apartment)
-    : m_core(boost::make_shared<Core>(name)), m_thread(name, apartment) {
+    : m_core(boost::make_shared<Core>(name, apartment)), m_thread(name, apartment) {
     const auto core = m_core;
     if (!core->doorbell.IsThere() || !m_thread.Start([core](HRESULT hr) { core->Serve(hr); }))
         core->Close(Rest::Discard);

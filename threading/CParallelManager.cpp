@@ -32,7 +32,7 @@ struct CParallelManager::Core {
 
     void Serve(HRESULT apartment) noexcept {
         if (FAILED(apartment))
-            return LoseWorker();
+            return LoseWorker();  // and so would any other thread in its place
         Tasks task;
         while (Take(task)) {
             bool wantsMore = false;
@@ -76,7 +76,7 @@ struct CParallelManager::Core {
         return true;
     }
 
-    // False: there is no worker at all, and what waited is gone.
+    // False: it could not be started.
     static bool AddWorker(const boost::shared_ptr<Core>& core) noexcept {
         std::list<CWorkerThread> node;
         bool hasStarted = false;
@@ -88,21 +88,32 @@ struct CParallelManager::Core {
             if (!hasStarted)
                 core->MoveWorker(node, core->workers, worker);
         });
-        if (!hasStarted)
-            core->LoseWorker();
-        const std::lock_guard guard(core->lock);
-        --core->starting;
-        ::WakeAllConditionVariable(&core->changed);
-        return core->planned > 0;
+        core->EndStart(hasStarted);
+        return hasStarted;
     }
 
-    // A worker can't be had. Without any, nobody would come for what waits.
+    void EndStart(bool hasStarted) noexcept {
+        Tasks stranded;
+        {
+            const std::lock_guard guard(lock);
+            --starting;
+            if (!hasStarted && --planned == lost)
+                stranded.swap(waiting);
+            ::WakeAllConditionVariable(&changed);
+        }
+        if (!stranded.empty())
+            LogLack(name, stranded.size());
+    }
+
+    // Without any other worker, nobody would come for what waits.
     void LoseWorker() noexcept {
         Tasks stranded;
         {
             const std::lock_guard guard(lock);
-            if (--planned == 0)
+            isStopped = ++lost == planned || isStopped;
+            if (lost == planned)
                 stranded.swap(waiting);
+            ::WakeAllConditionVariable(&changed);
         }
         if (!stranded.empty())
             LogLack(name, stranded.size());
@@ -139,6 +150,7 @@ struct CParallelManager::Core {
     std::size_t idle = 0;
     std::size_t starting = 0;  // of the workers
     std::size_t planned = 0;   // workers, also those that are starting
+    std::size_t lost = 0;      // those of them that could not enter their apartment
     std::list<CWorkerThread> workers;
     bool isStopped = false;
     bool isDiscarding = false;
@@ -171,7 +183,14 @@ CParallelManager::Posted CParallelManager::Enqueue(const boost::shared_ptr<Core>
         if (!core->PlanWorker())
             return Posted::Taken;
     }
-    return Core::AddWorker(core) ? Posted::Taken : Posted::Refused;
+    // Where a new worker has taken a task before it was counted as started, the next one is still without.
+    while (Core::AddWorker(core)) {
+        const std::lock_guard guard(core->lock);
+        if (!core->PlanWorker())
+            return Posted::Taken;
+    }
+    const std::lock_guard guard(core->lock);
+    return core->planned > core->lost ? Posted::Taken : Posted::Refused;
 }
 
 const char* CParallelManager::Name() const noexcept {

@@ -32,7 +32,8 @@ class CParallelManager final {
 public:
     // True: the task wants to be run again, after those that wait by then.
     using Task = boost::function<bool()>;
-    // Taken: it will be run, unless a Stop discards it, or there turns out to be no thread at all.
+    // Taken: it will be run, unless a Stop discards it, or there turns out to be no thread at all. Where no worker can
+    // enter its apartment, the manager is stopped.
     enum class Posted { Taken, Refused, Stopped };
 
     // `workers`: the most threads; 0 is one for each processor. `mostWaiting`: the most tasks that wait for one.
@@ -68,6 +69,7 @@ public:
 
     // No task is taken any more; those that wait are run or discarded, and the workers end. May be called again, by
     // several threads, with another wish and another limit.
+    // No lock may be held that a task takes. A waiting thread serves no calls of its apartment.
     // True: all workers have ended.  False: not within `timeoutMs`, or the calling thread is one of them.
     bool Stop(Rest rest, DWORD timeoutMs) noexcept;
 

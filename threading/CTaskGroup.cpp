@@ -51,11 +51,15 @@ struct CTaskGroup::Core {
         return true;
     }
 
-    // True: all tasks have ended.  False: not within `ms`, or there is a task for a waiter that helps.
-    [[nodiscard]] bool AwaitEnd(bool helps, DWORD ms) noexcept {
-        const base::CDeadline deadline(ms);
+    // True: all tasks have ended.  False: the deadline is over; or there is something to do: a task for a waiter that
+    // helps, or for none, and it is time to ask for a worker once more.
+    [[nodiscard]] bool AwaitEnd(bool helps, const base::CDeadline& deadline) noexcept {
+        const base::CDeadline retry(deadline.Within(kRetryMs));
         const std::lock_guard guard(lock);
-        while (counts.ended < counts.all && !(helps && !waiting.empty()) && lock.Await(changed, deadline.Left())) {
+        while (counts.ended < counts.all && !(helps && !waiting.empty())) {
+            const base::CDeadline& limit = turns == 0 && !waiting.empty() ? retry : deadline;
+            if (!lock.Await(changed, limit.Left()) && limit.IsOver())
+                break;
         }
         return counts.ended == counts.all;
     }
@@ -84,9 +88,10 @@ struct CTaskGroup::Core {
         return true;
     }
 
-    // The last turn to end tells whether tasks are left to nobody.
+    // The last turn to end tells whether tasks are left to nobody; a waiter asks for a worker then.
     bool EndTurn() noexcept {
         const std::lock_guard guard(lock);
+        ::WakeAllConditionVariable(&changed);
         return --turns == 0 && !waiting.empty();
     }
 
@@ -99,22 +104,9 @@ struct CTaskGroup::Core {
         return true;
     }
 
-    // Somebody has waited for a cancelled group in vain.
-    void NoteLateEnd() noexcept {
-        if (token.IsCancelled())
-            hasLateEnd = true;
-    }
-    [[nodiscard]] bool HasLateEnd() const noexcept { return hasLateEnd; }
-
-    [[nodiscard]] bool IsLeftToNobody() const noexcept {
-        const std::lock_guard guard(lock);
-        return turns == 0 && !waiting.empty();
-    }
-
     const char* const name;
     const unsigned mostTurns;
     CCancelToken token;
-    std::atomic<bool> hasLateEnd{false};
     mutable base::CSlimLock lock;  // guards all below; a leaf
     CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
     Tasks waiting;
@@ -150,7 +142,7 @@ CTaskGroup::CTaskGroup(CParallelManager& manager)
 CTaskGroup::~CTaskGroup() {
     Cancel();
     try {
-        static_cast<void>(Wait(m_core->HasLateEnd() ? 0 : kPatienceMs));
+        static_cast<void>(Wait(kPatienceMs));
     } catch (...) {
         LogThrown(m_core->name, std::current_exception());
     }
@@ -199,12 +191,10 @@ bool CTaskGroup::Wait(DWORD timeoutMs) {
             m_core->RunNext();
         else
             AskForWorker();
-        if (m_core->AwaitEnd(helps, m_core->IsLeftToNobody() ? deadline.Within(kRetryMs) : deadline.Left()))
+        if (m_core->AwaitEnd(helps, deadline))
             break;
-        if (deadline.IsOver()) {
-            m_core->NoteLateEnd();
+        if (deadline.IsOver())
             return false;
-        }
     }
     std::exception_ptr failure;
     {

@@ -16,11 +16,11 @@
 // A task that never begins is destroyed by the thread that cancels it, without a lock, before anybody hears of that.
 //
 // Threads: any for every operation but the destructor. No lock may be held in Wait or the destructor that a task takes,
-// nor in Cancel one that the end of a task takes.
+// nor in Cancel one that the end of a task takes. A waiting thread serves no calls of its apartment.
 // Lifetime: a group may outlive its manager, which has then been stopped. Tasks may go on after the group has gone, if
 // they don't look at their token, so they must own what they use. The destructor cancels, and gives the running tasks
-// ten seconds; none if a Wait for the cancelled group has already come to its limit. Units: milliseconds; INFINITE is
-// no limit.
+// ten seconds.
+// Units: milliseconds; INFINITE is no limit.
 #pragma once
 
 #include "threading/CParallelManager.h"

@@ -50,6 +50,8 @@ struct CWorkerThread::Life final : IThreadRunnable {
     [[noreturn]] void EndLeftBehind() {
         const HMODULE own = module.Detach();
         itself.reset();  // this
+        // The thread began in _beginthreadex, and doesn't come back to it. The compiler's C library has nothing to undo
+        // there; one that keeps a reference of its own to the module would keep it.
         ::FreeLibraryAndExitThread(own, 0);
     }
 

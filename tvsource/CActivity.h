@@ -1,7 +1,7 @@
-// Something that the program waits for. When it shows no sign of life for five seconds, that is a record of the log,
-// and with `verbose` a line on standard error; so is it when it goes on after all.
+// Something that the program waits for. After five seconds without a sign of life the log gets a record, and with
+// `verbose` standard error a line; both again when it goes on.
 //
-// Threads: one.  Lifetime and errors: as of CHangDetector, and after Ctrl+C nothing is said any more.
+// Threads: one.  Lifetime and errors: as of CHangDetector.
 #pragma once
 
 #include "diagnostics/CHangDetector.h"
@@ -12,7 +12,7 @@ namespace tvsource {
 
 class CActivity final {
 public:
-    // `words`: "opening C:\clip.avi", say, with nothing in it that may not be shown.
+    // `words`: "opening C:\clip.avi", say, without credentials.
     CActivity(const wchar_t* function, const std::wstring& words, bool verbose) noexcept;
 
     void KeepAlive() noexcept { m_detector.KeepAlive(); }

@@ -22,13 +22,17 @@ void Draw(HANDLE over) {
 COpeningLine::COpeningLine(bool shown) noexcept {
     if (!shown || !m_over)
         return;
-    base::RunQuietly([&] { m_thread = std::thread([over = m_over.Get()] { base::RunQuietly([&] { Draw(over); }); }); });
+    base::RunQuietly([&] {
+        static_cast<void>(m_thread.Start([over = m_over.Get()] {
+            base::RunQuietly([&] { Draw(over); });
+            return 0;
+        }));
+    });
 }
 
 COpeningLine::~COpeningLine() {
     ::SetEvent(m_over.Get());
-    if (m_thread.joinable())
-        m_thread.join();
+    m_thread.Join(INFINITE);  // it draws no more
 }
 
 }  // namespace tvsource

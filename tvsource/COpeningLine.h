@@ -6,10 +6,9 @@
 #pragma once
 
 #include "base/CAutoDestructor.h"
+#include "threading/CBoostThreadRunner.h"
 
 #include <windows.h>
-
-#include <thread>
 
 namespace tvsource {
 
@@ -23,7 +22,7 @@ public:
 
 private:
     const base::CAutoHandle m_over{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    std::thread m_thread;
+    CBoostThreadRunner m_thread{"Opening line"};
 };
 
 }  // namespace tvsource

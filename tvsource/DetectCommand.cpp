@@ -151,8 +151,8 @@ private:
         m_files.pop_front();
         m_line.ShowText(base::FormatText(L"file %d", ++m_told));
         Answer answer;
-        const CActivity activity(L"Detect", L"looking at " + ShownName(file.name), m_isVerbose);
         try {
+            const CActivity activity(L"Detect", L"looking at " + ShownName(file.name), m_isVerbose);
             answer = file.work->Result();
         } catch (const CHostError& error) {
             answer.fault = error.Text();
@@ -206,6 +206,7 @@ int Detect(const DetectOptions& options) {
             continue;
         }
         try {
+            const CActivity activity(L"Detect", L"listing " + ShownName(parsed), options.verbose);
             const std::vector<std::wstring> entries = EntriesOf(name, L"*");
             const bool isClosed = name.ends_with(L'\\');
             for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)

@@ -52,16 +52,16 @@ void RunOrEndProcess(const std::function<void()>& step) {
     std::atomic<bool> hasBegun = false;
     const bool hasEnded = queue.Call(
         [&] {
-            hasBegun = true;
-            step();
+            if (!hasBegun.exchange(true))
+                step();
         },
         kStepLimitMs);
-    if (!hasEnded && hasBegun) {
-        Complain(L"tvsource: a read of the source does not end; the program ends without it\n");
-        EndProcess(1);
-    }
-    if (!hasEnded)
-        step();  // no thread can be had
+    if (hasEnded)
+        return;
+    if (!hasBegun.exchange(true))
+        return step();  // no thread can be had
+    Complain(L"tvsource: a read of the source does not end; the program ends without it\n");
+    EndProcess(1);
 }
 
 }  // namespace tvsource

@@ -22,6 +22,7 @@ void EndOnInterrupt();
 
 // Runs a step that waits for reads of the source, on another thread of the multithreaded apartment. Throws what it
 // throws. If it hasn't ended after five seconds, this says that a read does not end, and ends the process with code 1.
+// Where no thread can be had, the step runs on the caller's, without a limit.
 void RunOrEndProcess(const std::function<void()>& step);
 
 }  // namespace tvsource

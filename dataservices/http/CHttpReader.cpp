@@ -230,11 +230,14 @@ HRESULT CHttpReader::Receive(const base::CDeadline& deadline) {
     const ULONGLONG left = m_bodyEnd ? *m_bodyEnd - m_next : kBlockBytes;
     const ULONGLONG begin = ::GetTickCount64();
     std::span<const BYTE> bytes;
-    const TKRuntimeLogger::CHangDetector waiting(kHttpLog, __LINE__, L"CHttpReader::Read", kSilentMs,
-                                                 [&] { return L"waiting for bytes of " + Name(); });
-    const HRESULT hr = m_request->Receive(static_cast<ULONG>(std::min<ULONGLONG>(left, kBlockBytes)),
-                                          inBlocks ? CHttpRequest::Wait::ForAll : CHttpRequest::Wait::ForSome,
-                                          deadline.Within(inBlocks ? kSlowBlockMs : kNextByteMs), &bytes);
+    HRESULT hr = S_OK;
+    {
+        const TKRuntimeLogger::CHangDetector waiting(kHttpLog, __LINE__, L"CHttpReader::Read", kSilentMs,
+                                                     [&] { return L"waiting for bytes of " + Name(); });
+        hr = m_request->Receive(static_cast<ULONG>(std::min<ULONGLONG>(left, kBlockBytes)),
+                                inBlocks ? CHttpRequest::Wait::ForAll : CHttpRequest::Wait::ForSome,
+                                deadline.Within(inBlocks ? kSlowBlockMs : kNextByteMs), &bytes);
+    }
     if (hr == S_OK) {
         Take(bytes, ::GetTickCount64() - begin);
         return S_OK;

@@ -1,7 +1,7 @@
 // The hang detector as far as it needs no logger.
-#include "base/CDeadline.h"
 #include "diagnostics/CHangDetector.h"
 #include "diagnostics/CSilence.h"
+#include "tests/support/Await.h"
 
 #include <gtest/gtest.h>
 
@@ -69,8 +69,9 @@ struct CHeard {
             const std::lock_guard guard(lock);
             letters[message.substr(words, message.find(L" (thread") - words)] += static_cast<char>(message[0]);
         }
-        if (message[0] == slow)
-            EXPECT_TRUE(mayGoOn.try_acquire_for(std::chrono::minutes(1)));
+        if (message[0] == slow) {
+            EXPECT_TRUE(mayGoOn.try_acquire_for(std::chrono::milliseconds(kLongMs)));
+        }
     }
     static std::map<std::wstring, std::string> Letters() {
         const std::lock_guard guard(lock);
@@ -78,9 +79,7 @@ struct CHeard {
     }
     static std::string Of(const std::wstring& words) { return Letters()[words]; }
     static void Await(const std::wstring& words, const std::string& expected) {
-        for (const base::CDeadline limit(60'000); Of(words) != expected && !limit.IsOver();)
-            std::this_thread::yield();
-        EXPECT_EQ(expected, Of(words));
+        ::Await([&] { return Of(words) == expected; });
     }
     CHeard() { letters.clear(); }
 };
@@ -133,24 +132,23 @@ TEST(HangDetectorTest, TellsOfEachActivityInPairs) {
         threads.emplace_back([seed] {
             std::mt19937 random(seed);
             for (int i = 0; i < 1000; ++i) {
+                const std::wstring words = std::to_wstring(seed * 10'000 + static_cast<unsigned>(i));
+                const bool mayHang = i % 2 == 0;
                 CHangDetector activity(
-                    kSource, __LINE__, L"Copy", random() % 2 ? 0 : INFINITE,
-                    [&] { return std::to_wstring(seed * 10'000 + static_cast<unsigned>(i)); }, CHeard::Listen);
+                    kSource, __LINE__, L"Copy", mayHang ? 0 : INFINITE, [&] { return words; }, CHeard::Listen);
                 for (unsigned signs = random() % 4; signs > 0; --signs)
                     activity.KeepAlive();
-                // Long enough for some to be told of, more or less at the moment at which they end.
-                if (random() % 250 == 0)
-                    ::Sleep(2 * CSilence::kIntervalMs + random() % CSilence::kIntervalMs);
+                if (mayHang && (i == 0 || random() % 100 == 0))
+                    CHeard::Await(words, "H");  // it ends more or less at the moment at which it is told of
             }
         });
     }
     threads.clear();
-    const auto isWhole = [](const auto& each) { return each.second.size() % 2 == 0; };
-    for (const base::CDeadline limit(60'000); !std::ranges::all_of(CHeard::Letters(), isWhole) && !limit.IsOver();)
-        std::this_thread::yield();
-    EXPECT_FALSE(CHeard::Letters().empty());
+    Await([] {
+        return std::ranges::all_of(CHeard::Letters(), [](const auto& each) { return each.second.size() % 2 == 0; });
+    });
     for (const auto& [words, letters] : CHeard::Letters())
-        for (std::size_t i = 0; i < letters.size() || letters.size() % 2 != 0; i += 2)
+        for (std::size_t i = 0; i < letters.size(); i += 2)
             ASSERT_EQ("HG", letters.substr(i, 2));
 }
 

@@ -1,7 +1,7 @@
 // What the hang detector writes to the log.
-#include "base/CDeadline.h"
 #include "diagnostics/CHangDetector.h"
 #include "diagnostics/CTimingScope.h"
+#include "tests/support/Await.h"
 #include "tests/support/CRecordingLogger.h"
 
 #include <gtest/gtest.h>
@@ -14,9 +14,7 @@ constexpr LogSource kSource{L"TestModule", L"HangRecordTest"};
 
 // Waits until that many records have come.
 std::vector<LoggedRecord> Await(const CPublishedLogger& logger, std::size_t count) {
-    for (const base::CDeadline limit(60'000); logger->Records().size() < count && !limit.IsOver();)
-        ::SwitchToThread();
-    EXPECT_LE(count, logger->Records().size());
+    ::Await([&] { return logger->Records().size() >= count; });
     return logger->Records();
 }
 

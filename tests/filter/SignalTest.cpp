@@ -2,6 +2,7 @@
 // must pass it on.
 #include "filter/CFlowEvent.h"
 #include "filter/CSignal.h"
+#include "tests/support/Await.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +11,6 @@
 #include <vector>
 
 namespace {
-
-constexpr DWORD kLongMs = 60'000;  // for what ends by itself
 
 TEST(FlowEventTest, LetsEveryThreadPass) {
     for (unsigned seed = 1; seed <= 200; ++seed) {

@@ -3,13 +3,13 @@
 // Threads: any.
 #pragma once
 
+#include "tests/support/Await.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-
-constexpr unsigned kLongMs = 60'000;  // for what ends by itself
 
 class CGate final {
 public:

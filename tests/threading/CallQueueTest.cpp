@@ -1,5 +1,4 @@
 // The call queue: order, results, cancelling and stopping, also all at once from several threads.
-#include "base/CDeadline.h"
 #include "tests/threading/CGate.h"
 #include "threading/CCallQueue.h"
 
@@ -95,9 +94,7 @@ TEST(CallQueue, LeavesAThreadBehindThatDoesNotEnd) {
         EXPECT_FALSE(queue.Stop(Rest::Discard, 0));
     }
     gate->Open();
-    for (const base::CDeadline limit(kLongMs); gate.use_count() > 1 && !limit.IsOver();)
-        std::this_thread::yield();
-    EXPECT_EQ(1, gate.use_count()) << "what the call captured";
+    Await([&] { return gate.use_count() == 1; });  // what the call captured
 }
 
 // What became of one call. No atomics: the queue itself must have told whoever looks.

@@ -1,7 +1,7 @@
 // A module stays loaded while work of its own is under way, and goes when that has ended.
 #include "base/CAutoDestructor.h"
-#include "base/CDeadline.h"
 #include "base/LateLoad.h"
+#include "tests/support/Await.h"
 #include "tests/support/ProcessUse.h"
 
 #include <gtest/gtest.h>
@@ -14,18 +14,11 @@ bool IsLoaded() {
     return ::GetModuleHandleW(kModule) != nullptr;
 }
 
-void AwaitUnload() {
-    const base::CDeadline deadline(60'000);
-    while (IsLoaded() && !deadline.IsOver())
-        ::SwitchToThread();
-    EXPECT_FALSE(IsLoaded());
-}
-
 TEST(ModuleTest, StaysLoadedWhileItsThreadsThatWereLeftBehindRun) {
     const base::CAutoHandle begun(::CreateSemaphoreW(nullptr, 0, 3, nullptr)),
         end(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     int handles = 0;
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < 6; ++round) {
         ::ResetEvent(end.Get());
         {
             base::CAutoLibrary library{::LoadLibraryW(kModule)};
@@ -33,20 +26,22 @@ TEST(ModuleTest, StaysLoadedWhileItsThreadsThatWereLeftBehindRun) {
         }
         EXPECT_TRUE(IsLoaded());
         ::SetEvent(end.Get());
-        AwaitUnload();
+        Await([] { return !IsLoaded(); });
         if (round == 0)
             handles = Handles();
     }
     EXPECT_GE(handles + 2, Handles());
 }
 
-TEST(ModuleTest, StaysLoadedWhileItsWatcherRuns) {
-    {
-        base::CAutoLibrary library{::LoadLibraryW(kModule)};
-        base::ExportOf<void (*)()>(library, "BeWatched")();
+TEST(ModuleTest, StaysLoadedWhileItsWatcherRunsIfThereIsOne) {
+    for (const bool isHeard : {true, false}) {
+        {
+            base::CAutoLibrary library{::LoadLibraryW(kModule)};
+            base::ExportOf<void (*)(bool)>(library, "BeWatched")(isHeard);
+        }
+        EXPECT_EQ(isHeard, IsLoaded());
+        Await([] { return !IsLoaded(); });
     }
-    EXPECT_TRUE(IsLoaded());
-    AwaitUnload();
 }
 
 }  // namespace

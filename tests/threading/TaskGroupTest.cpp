@@ -61,6 +61,20 @@ TEST(ParallelManager, RefusesWhatAFullQueueHasNoRoomForInTime) {
     EXPECT_EQ(Posted::Stopped, held.manager.Post([] {}, kLongMs));
 }
 
+TEST(ParallelManager, StartsAWorkerForEachTaskThatMeetsNone) {
+    for (int round = 0; round < 200; ++round) {
+        CParallelManager manager("Two", 2);
+        CGate gate;
+        std::vector<std::jthread> posters;
+        for (int i = 0; i < 2; ++i)
+            posters.emplace_back([&] { EXPECT_EQ(Posted::Taken, manager.Post([&] { gate.Pass(); }, 0)); });
+        gate.AwaitHeld(2);
+        gate.Open();
+        posters.clear();
+        ASSERT_TRUE(manager.Stop(Rest::Drain, kLongMs));
+    }
+}
+
 TEST(ParallelManager, StopEndsWithinItsDeadline) {
     CHeldManager held(1, 8);
     std::atomic<int> ran = 0;
@@ -79,7 +93,7 @@ TEST(ParallelManager, TasksThatStopItDoNotWaitForEachOther) {
         EXPECT_EQ(Posted::Taken, held.manager.Post(
                                      [&] {
                                          gate.Pass();
-                                         EXPECT_FALSE(held.manager.Stop(Rest::Discard, INFINITE));
+                                         EXPECT_FALSE(held.manager.Stop(Rest::Discard, kLongMs));
                                      },
                                      0));
     held.LetGo();
@@ -94,7 +108,7 @@ TEST(ParallelManager, AWorkerDoesNotWaitForRoomAndAStopEndsTheWaitOfOthers) {
     EXPECT_EQ(Posted::Taken, held.manager.Post(
                                  [&] {
                                      EXPECT_EQ(Posted::Taken, held.manager.Post([] {}, 0));
-                                     EXPECT_EQ(Posted::Refused, held.manager.Post([] {}, INFINITE));
+                                     EXPECT_EQ(Posted::Refused, held.manager.Post([] {}, kLongMs));
                                      gate.Pass();
                                  },
                                  0));
@@ -163,11 +177,9 @@ TEST(TaskGroup, ARunningTaskSeesThatItIsCancelled) {
     std::atomic<bool> hasBegun = false;
     group.Run([&](const CCancelToken& token) {
         hasBegun = true;
-        while (!token.IsCancelled())
-            std::this_thread::yield();
+        Await([&] { return token.IsCancelled(); });
     });
-    while (!hasBegun)
-        std::this_thread::yield();
+    Await([&] { return hasBegun.load(); });
     EXPECT_FALSE(group.Wait(1));
     group.Cancel();
     EXPECT_TRUE(group.Wait(kLongMs));
@@ -345,13 +357,14 @@ private:
                     EXPECT_NE(m_manager.IsWorker(), m_manager.Stop(own() % 2 ? Rest::Drain : Rest::Discard, kLongMs));
                 }
             }
-            while (!wait(own() % 2 ? kLongMs : 0))
-                std::this_thread::yield();
+            Await([&] { return wait(own() % 2 ? kLongMs : 0); });
         };
-        // The outermost group has two users.
+        // The outermost group has two users, and one who only waits.
         const std::size_t half = depth == 3 ? fates.size() / 2 : 0;
         {
-            std::jthread other;
+            std::jthread other, waiter;
+            if (depth == 3)
+                waiter = std::jthread([&] { Await([&] { return wait(kLongMs); }); });
             if (half > 0)
                 other = std::jthread([&] { use(part + 1, std::span(fates).first(half)); });
             use(part, std::span(fates).subspan(half));

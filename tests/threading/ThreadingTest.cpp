@@ -1,4 +1,5 @@
 #include "base/CAutoDestructor.h"
+#include "tests/support/Await.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTestApartment.h"
@@ -8,12 +9,12 @@
 #include "threading/CComThreadRunnableAdapter.h"
 #include "threading/CTaskGroup.h"
 
+#include <atomic>
+#include <functional>
 #include <future>
 #include <stdexcept>
 
 namespace {
-
-constexpr DWORD kLongMs = 60'000;  // for what ends by itself
 
 const char* g_name;  // the last that a debugger would have seen
 int g_removals = 0;
@@ -148,13 +149,35 @@ TEST(CWorkerThreadTest, CallsAndTasksRunInTheirApartment) {
     EXPECT_EQ(APTTYPE_MTA, kind);
 }
 
+std::atomic<bool> g_isDispatched;
+
+LRESULT CALLBACK NoteMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    g_isDispatched = g_isDispatched || message == WM_APP;
+    return ::DefWindowProcW(window, message, wParam, lParam);
+}
+
 TEST(CWorkerThreadTest, AQueueInASingleThreadedApartmentDispatchesMessages) {
     threading::CCallQueue queue("Window", COINIT_APARTMENTTHREADED);
     const auto window = queue.Call(
-        [] { return ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr); },
+        [] {
+            const HWND made =
+                ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+            ::SetWindowLongPtrW(made, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(NoteMessage));
+            return made;
+        },
         kLongMs);
-    DWORD_PTR result = 0;
-    EXPECT_NE(0, ::SendMessageTimeoutW(window.value(), WM_NULL, 0, 0, SMTO_NORMAL, kLongMs, &result));
+    g_isDispatched = false;
+    EXPECT_TRUE(::PostMessageW(window.value(), WM_APP, 0, 0));
+    Await([] { return g_isDispatched.load(); });
+    // Also where one call follows the other, and none is waited for.
+    g_isDispatched = false;
+    const std::function<void()> again = [&] {
+        if (!g_isDispatched)
+            queue.Post(again);
+    };
+    queue.Post(again);
+    EXPECT_TRUE(::PostMessageW(*window, WM_APP, 0, 0));
+    Await([] { return g_isDispatched.load(); });
     EXPECT_EQ(TRUE, queue.Call([&] { return ::DestroyWindow(*window); }, kLongMs));
 }
 
@@ -169,19 +192,19 @@ TEST(CWorkerThreadTest, WithoutAThreadOrItsApartmentNothingIsTakenOrLost) {
         const CImportHook hook("_beginthreadex", &NoThread);
         threading::CCallQueue queue("None", COINIT_MULTITHREADED);
         EXPECT_EQ(0u, queue.Post(failing));
-        EXPECT_FALSE(queue.Call(failing, INFINITE));
-        EXPECT_TRUE(queue.Stop(threading::Rest::Drain, INFINITE));
+        EXPECT_FALSE(queue.Call(failing, kLongMs));
+        EXPECT_TRUE(queue.Stop(threading::Rest::Drain, kLongMs));
         threading::CParallelManager manager("None", 2);
         EXPECT_EQ(Posted::Refused, manager.Post(failing, 0));
         threading::CTaskGroup group(manager);
         group.Run([&](const threading::CCancelToken&) { failing(); });
         EXPECT_FALSE(group.Wait(0)) << "a thread may come";
         group.Cancel();
-        EXPECT_TRUE(group.Wait(0) && manager.Stop(threading::Rest::Drain, INFINITE));
+        EXPECT_TRUE(group.Wait(0) && manager.Stop(threading::Rest::Drain, kLongMs));
     }
     const CImportHook hook("CoInitializeEx", &NoApartment);
     threading::CCallQueue queue("None", COINIT_MULTITHREADED);
-    EXPECT_FALSE(queue.Call(failing, INFINITE));
+    EXPECT_FALSE(queue.Call(failing, kLongMs));
     threading::CParallelManager manager("None", 2);
     threading::CTaskGroup group(manager);
     group.Run([&](const threading::CCancelToken&) { failing(); });

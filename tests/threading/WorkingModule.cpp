@@ -30,8 +30,9 @@ extern "C" void WorkOn(HANDLE begun, HANDLE end) {
     own->Stop(Rest::Discard, 0);
 }
 
-// Is watched for as long as it takes, which is nothing.
-extern "C" void BeWatched() {
+// Begins and ends an activity; if anybody listens, the watching thread outlives the call.
+extern "C" void BeWatched(bool isHeard) {
+    const TKRuntimeLogger::CHangDetector::Listener listener = [](const std::wstring&) {};
     const TKRuntimeLogger::CHangDetector activity(
-        kSource, __LINE__, L"BeWatched", INFINITE, [] { return L"ending"; }, [](const std::wstring&) {});
+        kSource, __LINE__, L"BeWatched", INFINITE, [] { return L"ending"; }, isHeard ? listener : nullptr);
 }

@@ -10,6 +10,8 @@ namespace threading {
 
 class CDoorbell final {
 public:
+    explicit CDoorbell(DWORD) noexcept {}
+    void ServeMessages() noexcept {}
     [[nodiscard]] bool IsThere() const noexcept { return true; }
     void Ring() noexcept {
         const std::lock_guard guard(m_lock);
