@@ -224,6 +224,20 @@ TEST(TaskGroup, OfAManagerThatStopsIsOver) {
     }
 }
 
+TEST(TaskGroup, ADiscardingStopEndsItsTurns) {
+    CParallelManager manager("Stopped", 1);
+    CTaskGroup group(manager);
+    CGate gate;
+    group.Run([&](const CCancelToken&) {
+        gate.Pass();
+        EXPECT_FALSE(manager.Stop(Rest::Discard, kLongMs)) << "it is a worker";
+    });
+    group.Run([](const CCancelToken&) { ADD_FAILURE() << "nobody runs it"; });
+    gate.Open();
+    EXPECT_TRUE(group.Wait(kLongMs));
+    EXPECT_EQ(1u, group.Count().cancelled);
+}
+
 TEST(TaskGroup, UsesAllWorkers) {
     CParallelManager manager("Side by side", 3);
     CTaskGroup group(manager);
