@@ -73,7 +73,7 @@ union Undying {
 
 // The module's one thread, while there are activities.
 struct CHangDetector::Watcher {
-    static std::vector<std::shared_ptr<Activity>>& Activities() noexcept { return undying.value; }
+    static std::vector<std::shared_ptr<Activity>>& Activities() noexcept { return g_activities.value; }
 
     [[nodiscard]] static bool Start() noexcept {
         base::CAutoLibrary module(base::AddReferenceToOwnModule());
@@ -105,7 +105,7 @@ struct CHangDetector::Watcher {
 
     // False: there are no activities.
     static bool LookAtAll(ULONGLONG sinceMs) noexcept {
-        const std::lock_guard guard(lock);
+        const std::lock_guard guard(g_lock);
         for (const auto& activity : Activities())
             activity->news = activity->silence.Look(activity->signs.load(std::memory_order_relaxed), sinceMs);
         return !Activities().empty();
@@ -113,7 +113,7 @@ struct CHangDetector::Watcher {
 
     // Tells of one activity, without the lock.
     static bool TellNext() noexcept {
-        std::unique_lock guard(lock);
+        std::unique_lock guard(g_lock);
         const auto found = std::find_if(Activities().begin(), Activities().end(),
                                         [](const auto& each) { return each->news != CSilence::News::None; });
         if (found == Activities().end())
@@ -132,7 +132,7 @@ struct CHangDetector::Watcher {
         });
         guard.lock();
         activity->isBeingTold = false;
-        ::WakeAllConditionVariable(&told);
+        ::WakeAllConditionVariable(&g_told);
         activity->isKnownToHang = hangs;
         const bool hasEndedMeanwhile = activity->hasEnded;
         guard.unlock();
@@ -142,47 +142,47 @@ struct CHangDetector::Watcher {
     }
 
     static bool MayEnd() noexcept {
-        const std::lock_guard guard(lock);
-        isRunning = !Activities().empty();
-        if (!isRunning)
+        const std::lock_guard guard(g_lock);
+        g_isRunning = !Activities().empty();
+        if (!g_isRunning)
             Activities().shrink_to_fit();  // nobody destroys it
-        return !isRunning;
+        return !g_isRunning;
     }
 
-    static constinit base::CSlimLock lock;  // guards all below and the activities; a leaf
-    static constinit Undying<std::vector<std::shared_ptr<Activity>>> undying;
-    static constinit CONDITION_VARIABLE told;
-    static constinit bool isRunning;
+    static constinit base::CSlimLock g_lock;  // guards all below and the activities; a leaf
+    static constinit Undying<std::vector<std::shared_ptr<Activity>>> g_activities;
+    static constinit CONDITION_VARIABLE g_told;
+    static constinit bool g_isRunning;
 };
 
-constinit base::CSlimLock CHangDetector::Watcher::lock;
-constinit Undying<std::vector<std::shared_ptr<CHangDetector::Activity>>> CHangDetector::Watcher::undying;
-constinit CONDITION_VARIABLE CHangDetector::Watcher::told = CONDITION_VARIABLE_INIT;
-constinit bool CHangDetector::Watcher::isRunning = false;
+constinit base::CSlimLock CHangDetector::Watcher::g_lock;
+constinit Undying<std::vector<std::shared_ptr<CHangDetector::Activity>>> CHangDetector::Watcher::g_activities;
+constinit CONDITION_VARIABLE CHangDetector::Watcher::g_told = CONDITION_VARIABLE_INIT;
+constinit bool CHangDetector::Watcher::g_isRunning = false;
 
 void CHangDetector::Begin(const Description& description) {
     auto activity = std::make_shared<Activity>(description);
     bool starts = false;
     {
-        const std::lock_guard guard(Watcher::lock);
+        const std::lock_guard guard(Watcher::g_lock);
         Watcher::Activities().push_back(activity);
-        starts = !std::exchange(Watcher::isRunning, true);
+        starts = !std::exchange(Watcher::g_isRunning, true);
     }
     m_signs = &activity->signs;
     m_activity = std::move(activity);
     if (starts && !Watcher::Start()) {
-        const std::lock_guard guard(Watcher::lock);
-        Watcher::isRunning = false;  // the next activity tries again
+        const std::lock_guard guard(Watcher::g_lock);
+        Watcher::g_isRunning = false;  // the next activity tries again
     }
 }
 
 void CHangDetector::End() noexcept {
     bool isOurNews = false;
     {
-        const std::lock_guard guard(Watcher::lock);
+        const std::lock_guard guard(Watcher::g_lock);
         std::erase(Watcher::Activities(), m_activity);
         for (const base::CDeadline limit(kTellingMs);
-             m_activity->isBeingTold && Watcher::lock.Await(Watcher::told, limit.Left());) {
+             m_activity->isBeingTold && Watcher::g_lock.Await(Watcher::g_told, limit.Left());) {
         }
         m_activity->hasEnded = m_activity->isBeingTold;
         isOurNews = m_activity->isKnownToHang && !m_activity->isBeingTold;

@@ -9,16 +9,17 @@
 //   Goes on after 9000 ms: copying C:\clip.avi (thread 312)
 //
 // One thread for the module looks at all activities, four times a second, so times are exact to a quarter of a second.
-// Time in which the machine slept, or a debugger had stopped the process, doesn't count. The thread is started by the first activity,
-// keeps the module loaded, and ends by itself some seconds after the last one. "in" is the innermost timed scope of the
-// activity's thread, as far as that is known: the scope's site is timed, and the thread had its logger when it began.
+// Time in which the machine slept, or a debugger had stopped the process, doesn't count. The thread is started by the
+// first activity, keeps the module loaded, and ends by itself some seconds after the last one. "in" is the innermost
+// timed scope of the activity's thread, as far as that is known: the scope's site is timed, and the thread had its
+// logger when it began.
 //
 // On a thread without a logger nothing is watched, described or started, unless there is a listener.
 //
 // Threads: made and destroyed by one, which is the one that is named; KeepAlive any.
 // Lifetime: not from DllMain, nor from constructors and destructors of statics. The last message may come after the
-// destructor has returned. The constructor may look for the thread's logger, and the destructor may write a record: hold
-// nothing then that a record must not be written under.
+// destructor has returned. The constructor may look for the thread's logger, and the destructor may write a record:
+// hold nothing then that a record must not be written under.
 // Errors: none; where memory is out or no thread can be had, nothing is watched.
 // Units: milliseconds.
 #pragma once
@@ -38,7 +39,7 @@ public:
     // activity's at its end, and keeps all other activities from being watched meanwhile.
     using Listener = void (*)(const std::wstring& message);
 
-    // `source` and what it names are statics, `function` is a literal, `line` is __LINE__. `limitMs`: INFINITE is never.
+    // `source` and what it names are statics, `function` is a literal, `line` is __LINE__. `limitMs` INFINITE: never.
     // `describe` gives the words for the activity; it is called here and now, if at all.
     template <class Describe>
     CHangDetector(const LogSource& source, LONG line, const wchar_t* function, DWORD limitMs, Describe&& describe,

@@ -11,9 +11,9 @@
 // apartment, and stay until Stop. The manager may go when no other thread is inside an operation of it but Post.
 // Lifetime: a module whose tasks are under way isn't unloaded (see CWorkerThread). Stop it in an explicit call: never
 // from DllMain or the end of a static. The destructor discards what waits; unless somebody has stopped the manager
-// before, it gives the running tasks ten seconds. A worker that still runs then is left behind. Errors: an exception of
-// a task is logged, and harms no other. The constructor throws std::bad_alloc. Units: milliseconds; INFINITE is no
-// limit.
+// before, it gives the running tasks ten seconds. A worker that still runs then is left behind.
+// Errors: an exception of a task is logged, and harms no other. The constructor throws std::bad_alloc.
+// Units: milliseconds; INFINITE is no limit.
 #pragma once
 
 #include "base/ComBoundary.h"

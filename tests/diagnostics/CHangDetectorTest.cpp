@@ -57,31 +57,31 @@ TEST(SilenceTest, IsNewsOnceWhenItIsTooLongAndOnceWhenItIsOver) {
 
 // What the listener has heard: of each activity, by its words, the first letters of its messages.
 struct CHeard {
-    static inline std::mutex lock;
-    static inline std::map<std::wstring, std::string> letters;
+    static inline std::mutex g_lock;
+    static inline std::map<std::wstring, std::string> g_letters;
     // Over messages that begin like this it takes its time, until it may go on.
-    static inline std::atomic<char> slow = 0;
-    static inline std::counting_semaphore<> mayGoOn{0};
+    static inline std::atomic<char> g_slow = 0;
+    static inline std::counting_semaphore<> g_mayGoOn{0};
 
     static void Listen(const std::wstring& message) {
         const std::size_t words = message.find(L": ") + 2;
         {
-            const std::lock_guard guard(lock);
-            letters[message.substr(words, message.find(L" (thread") - words)] += static_cast<char>(message[0]);
+            const std::lock_guard guard(g_lock);
+            g_letters[message.substr(words, message.find(L" (thread") - words)] += static_cast<char>(message[0]);
         }
-        if (message[0] == slow) {
-            EXPECT_TRUE(mayGoOn.try_acquire_for(std::chrono::milliseconds(kLongMs)));
+        if (message[0] == g_slow) {
+            EXPECT_TRUE(g_mayGoOn.try_acquire_for(std::chrono::milliseconds(kLongMs)));
         }
     }
     static std::map<std::wstring, std::string> Letters() {
-        const std::lock_guard guard(lock);
-        return letters;
+        const std::lock_guard guard(g_lock);
+        return g_letters;
     }
     static std::string Of(const std::wstring& words) { return Letters()[words]; }
     static void Await(const std::wstring& words, const std::string& expected) {
         ::Await([&] { return Of(words) == expected; });
     }
-    CHeard() { letters.clear(); }
+    CHeard() { g_letters.clear(); }
 };
 
 TEST(HangDetectorTest, WatchesWithoutALoggerOnlyForAListener) {
@@ -107,7 +107,7 @@ TEST(HangDetectorTest, AnActivityMayEndWhileItIsToldOf) {
     const CHeard heard;
     for (const std::string told : {"H", "HG"}) {
         const std::wstring words(told.begin(), told.end());
-        CHeard::slow = told.back();
+        CHeard::g_slow = told.back();
         {
             CHangDetector activity(
                 kSource, __LINE__, L"Copy", 0, [&] { return words; }, CHeard::Listen);
@@ -117,8 +117,8 @@ TEST(HangDetectorTest, AnActivityMayEndWhileItIsToldOf) {
             CHeard::Await(words, told);
         }
         EXPECT_EQ(told, CHeard::Of(words)) << "it ends first";
-        CHeard::slow = 0;
-        CHeard::mayGoOn.release();
+        CHeard::g_slow = 0;
+        CHeard::g_mayGoOn.release();
         CHeard::Await(words, "HG");
     }
 }
