@@ -4,6 +4,7 @@
 #include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/support/ProcessUse.h"
+#include "tests/threading/CGate.h"
 #include "threading/CBoostThreadRunner.h"
 #include "threading/CCallQueue.h"
 #include "threading/CComThreadRunnableAdapter.h"
@@ -220,6 +221,17 @@ TEST(CWorkerThreadTest, WhatNobodyHearsIsLogged) {
         threading::CCallQueue queue("Queue", COINIT_MULTITHREADED);
         EXPECT_NE(0u, queue.Post(fail));
         EXPECT_THROW(static_cast<void>(queue.Call(fail, kLongMs)), std::runtime_error);
+        // The waiter has gone, though the call had begun.
+        CGate gate;
+        std::atomic<bool> hasBegun = false;
+        const auto failLate = [&] {
+            hasBegun = true;
+            gate.Pass();
+            fail();
+        };
+        while (!hasBegun)
+            EXPECT_FALSE(queue.Call(failLate, 1));
+        gate.Open();
         EXPECT_TRUE(queue.Stop(threading::Rest::Drain, kLongMs));
         threading::CParallelManager manager("Tasks", 1);
         EXPECT_EQ(threading::CParallelManager::Posted::Taken, manager.Post(fail, 0));
@@ -232,7 +244,7 @@ TEST(CWorkerThreadTest, WhatNobodyHearsIsLogged) {
     const auto line = [](const wchar_t* name) {
         return L"Nobody hears what was thrown in \"" + std::wstring(name) + L"\": hr=0x8000FFFF (\"\u00E4\")";
     };
-    EXPECT_EQ((std::vector{line(L"Queue"), line(L"Tasks"), line(L"Tasks")}), logger->Messages());
+    EXPECT_EQ((std::vector{line(L"Queue"), line(L"Queue"), line(L"Tasks"), line(L"Tasks")}), logger->Messages());
 }
 
 TEST(CWorkerThreadTest, LeavesNothingBehindInAThousandRounds) {
