@@ -229,8 +229,7 @@ TEST(CWorkerThreadTest, WhatNobodyHearsIsLogged) {
             gate.Pass();
             fail();
         };
-        while (!hasBegun)
-            EXPECT_FALSE(queue.Call(failLate, 1));
+        Await([&] { return !queue.Call(failLate, 1) && hasBegun; });
         gate.Open();
         EXPECT_TRUE(queue.Stop(threading::Rest::Drain, kLongMs));
         threading::CParallelManager manager("Tasks", 1);
