@@ -1,6 +1,10 @@
 #include "base/ModuleFolder.h"
 
 #include "base/AskForPath.h"
+#include "base/CAutoDestructor.h"
+
+#include <memory>
+#include <new>
 
 namespace base {
 
@@ -14,6 +18,20 @@ HMODULE ModuleOf(const void* address) noexcept {
                                 static_cast<LPCWSTR>(address), &module)
                ? module
                : nullptr;
+}
+
+struct EndOfThread {
+    HMODULE module;
+    CAutoHandle thread;
+};
+
+constexpr DWORD kLastStepsMs = 60'000;
+
+// A thread of the system's pool, which has nothing of the module's to clean up.
+void CALLBACK AwaitEndOfThread(PTP_CALLBACK_INSTANCE instance, void* context) noexcept {
+    const std::unique_ptr<EndOfThread> end(static_cast<EndOfThread*>(context));
+    if (::WaitForSingleObject(end->thread.Get(), kLastStepsMs) == WAIT_OBJECT_0)
+        ::FreeLibraryWhenCallbackReturns(instance, end->module);
 }
 
 }  // namespace
@@ -32,6 +50,14 @@ HMODULE AddReferenceToOwnModule() noexcept {
                                 &module)
                ? module
                : nullptr;
+}
+
+void FreeModuleAfterThread(HMODULE module) noexcept {
+    const HANDLE process = ::GetCurrentProcess();
+    std::unique_ptr<EndOfThread> end(new (std::nothrow) EndOfThread{module, {}});
+    if (end && ::DuplicateHandle(process, ::GetCurrentThread(), process, end->thread.Put(), SYNCHRONIZE, FALSE, 0) &&
+        ::TrySubmitThreadpoolCallback(&AwaitEndOfThread, end.get(), nullptr))
+        static_cast<void>(end.release());
 }
 
 std::wstring OwnModuleFolder() {

@@ -23,4 +23,8 @@ namespace base {
 [[nodiscard]] HMODULE AddReferenceToOwnModule() noexcept;
 [[nodiscard]] std::wstring OwnModuleFolder();
 
+// Gives such a reference back when the calling thread has ended, so that it may be the last one: for the thread's last
+// step. The thread returns as usual, with the module's own clean-up. Where memory is out, the module stays loaded.
+void FreeModuleAfterThread(HMODULE module) noexcept;
+
 }  // namespace base

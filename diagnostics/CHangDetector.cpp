@@ -100,7 +100,8 @@ struct CHangDetector::Watcher {
                     idle = 0;
             }
         }
-        ::FreeLibraryAndExitThread(static_cast<HMODULE>(module), 0);
+        base::FreeModuleAfterThread(static_cast<HMODULE>(module));
+        return 0;
     }
 
     // False: there are no activities.

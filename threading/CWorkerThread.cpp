@@ -47,12 +47,9 @@ struct CWorkerThread::Life final : IThreadRunnable {
         return 0;
     }
 
-    [[noreturn]] void EndLeftBehind() {
-        const HMODULE own = module.Detach();
+    void EndLeftBehind() noexcept {
+        base::FreeModuleAfterThread(module.Detach());
         itself.reset();  // this
-        // The thread began in _beginthreadex, and doesn't come back to it. The compiler's C library has nothing to undo
-        // there; one that keeps a reference of its own to the module would keep it.
-        ::FreeLibraryAndExitThread(own, 0);
     }
 
     // Given back last: the last steps of the thread are this module's code, too.

@@ -14,23 +14,35 @@ bool IsLoaded() {
     return ::GetModuleHandleW(kModule) != nullptr;
 }
 
+// How many handles are left behind by some rounds of loading, using and unloading the module.
+template <class UseModule>
+int HandlesLeftBy(UseModule&& use) {
+    const int before = Handles();
+    for (int round = 0; round < 5; ++round) {
+        {
+            base::CAutoLibrary library{::LoadLibraryW(kModule)};
+            use(library);
+        }
+        Await([] { return !IsLoaded(); });
+    }
+    return Handles() - before;
+}
+
 TEST(ModuleTest, StaysLoadedWhileItsThreadsThatWereLeftBehindRun) {
     const base::CAutoHandle begun(::CreateSemaphoreW(nullptr, 0, 3, nullptr)),
         end(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    int handles = 0;
-    for (int round = 0; round < 6; ++round) {
-        ::ResetEvent(end.Get());
-        {
-            base::CAutoLibrary library{::LoadLibraryW(kModule)};
-            base::ExportOf<void (*)(HANDLE, HANDLE)>(library, "WorkOn")(begun.Get(), end.Get());
-        }
-        EXPECT_TRUE(IsLoaded());
-        ::SetEvent(end.Get());
-        Await([] { return !IsLoaded(); });
-        if (round == 0)
-            handles = Handles();
+    const auto work = [&](const base::CAutoLibrary& library) {
+        base::ExportOf<void (*)(HANDLE, HANDLE)>(library, "WorkOn")(begun.Get(), end.Get());
+    };
+    {
+        base::CAutoLibrary library{::LoadLibraryW(kModule)};
+        work(library);
     }
-    EXPECT_GE(handles + 2, Handles());
+    EXPECT_TRUE(IsLoaded());
+    ::SetEvent(end.Get());
+    Await([] { return !IsLoaded(); });
+    // On some bitnesses the compiler's library leaves some behind in each load.
+    EXPECT_GE(HandlesLeftBy([](auto&) {}) + 2, HandlesLeftBy(work));
 }
 
 TEST(ModuleTest, StaysLoadedWhileItsWatcherRunsIfThereIsOne) {

@@ -143,6 +143,8 @@ HMODULE base::AddReferenceToOwnModule() noexcept {
     return &module;
 }
 
+void base::FreeModuleAfterThread(HMODULE) noexcept {}
+
 void threading::AnnounceThreadName(const char* name) noexcept {
     ::pthread_setname_np(::pthread_self(), std::string(name).substr(0, 15).c_str());
 }

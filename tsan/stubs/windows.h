@@ -70,9 +70,6 @@ inline HRESULT CoInitializeEx(void*, DWORD) {
 }
 inline void CoUninitialize() {}
 inline void FreeLibrary(HMODULE) {}
-[[noreturn]] inline void FreeLibraryAndExitThread(HMODULE, DWORD) {
-    ::pthread_exit(nullptr);
-}
 inline void RegCloseKey(HKEY) {}
 inline void FindClose(HANDLE) {}
 inline DWORD GetLastError() {
