@@ -17,9 +17,9 @@
 // On a thread without a logger nothing is watched, described or started, unless there is a listener.
 //
 // Threads: made and destroyed by one, which is the one that is named; KeepAlive any.
-// Lifetime: not from DllMain, nor from constructors and destructors of statics. The last message may come after the
-// destructor has returned. The constructor may look for the thread's logger, and the destructor may write a record:
-// hold nothing then that a record must not be written under.
+// Lifetime: not from DllMain, nor from constructors and destructors of statics. The destructor waits a fifth of a
+// second at most for a message that is just being told; it may come later then. The constructor may look for the
+// thread's logger, and the destructor may write a record: hold nothing then that a record must not be written under.
 // Errors: none; where memory is out or no thread can be had, nothing is watched.
 // Units: milliseconds.
 #pragma once

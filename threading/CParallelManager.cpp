@@ -69,7 +69,7 @@ struct CParallelManager::Core {
 
     // With the lock. True: one more worker is of use. It is counted, and the caller has to add it.
     [[nodiscard]] bool PlanWorker() noexcept {
-        if (waiting.size() <= idle + starting || planned >= mostWorkers)
+        if (isStopped || waiting.size() <= idle + starting || planned >= mostWorkers)
             return false;
         ++starting;
         ++planned;

@@ -75,6 +75,24 @@ TEST(ParallelManager, StartsAWorkerForEachTaskThatMeetsNone) {
     }
 }
 
+TEST(ParallelManager, MayBeStoppedWhileWorkersStart) {
+    for (int round = 0; round < 1000; ++round) {
+        CParallelManager manager("Starting", 16);
+        std::atomic<int> taken = 0, ran = 0;
+        std::vector<std::jthread> posters;
+        for (int i = round % 2; i < 2; ++i)
+            posters.emplace_back([&] {
+                while (manager.Post([&] { ++ran; }, 0) == Posted::Taken)
+                    ++taken;
+            });
+        for (int pauses = round % 32; pauses > 0; --pauses)
+            std::this_thread::yield();
+        ASSERT_TRUE(manager.Stop(Rest::Drain, kLongMs));
+        posters.clear();
+        EXPECT_EQ(taken, ran);
+    }
+}
+
 TEST(ParallelManager, StopEndsWithinItsDeadline) {
     CHeldManager held(1, 8);
     std::atomic<int> ran = 0;
