@@ -104,6 +104,11 @@ bool CWorkerThread::Join(DWORD timeoutMs) noexcept {
     return true;
 }
 
+HANDLE CWorkerThread::GetHandle() const noexcept {
+    const boost::shared_ptr<Life> life = Current();
+    return life ? life->thread.GetHandle() : nullptr;
+}
+
 bool CWorkerThread::IsCurrent() const noexcept {
     const boost::shared_ptr<Life> life = Current();
     return life && life->threadId == ::GetCurrentThreadId();

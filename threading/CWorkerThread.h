@@ -43,6 +43,10 @@ public:
     // itself.
     [[nodiscard]] bool Join(DWORD timeoutMs) noexcept;
 
+    // For the owner, to wait for the thread's end together with something else; still this object's. Null: not started,
+    // or joined.
+    [[nodiscard]] HANDLE GetHandle() const noexcept;
+
     // Whether the calling thread is this one.
     [[nodiscard]] bool IsCurrent() const noexcept;
 
