@@ -28,7 +28,8 @@ constexpr DWORD INFINITE = 0xFFFFFFFF, WAIT_OBJECT_0 = 0, WAIT_TIMEOUT = 258;
 const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(-1);
 
 using HRESULT = std::int32_t;
-constexpr HRESULT S_OK = 0, S_FALSE = 1, E_OUTOFMEMORY = -2, E_UNEXPECTED = -3;
+constexpr HRESULT S_OK = 0, S_FALSE = 1, E_OUTOFMEMORY = -2, E_UNEXPECTED = -3, E_ABORT = -4, E_PENDING = -5,
+                  E_FAIL = -6, E_ACCESSDENIED = -7, STG_E_REVERTED = -8;
 constexpr bool SUCCEEDED(HRESULT hr) {
     return hr >= 0;
 }
