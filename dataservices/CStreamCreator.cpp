@@ -38,7 +38,8 @@ HRESULT CStreamCreator::CreateWritableStream(unsigned long access, unsigned long
 
 HRESULT CStreamCreator::Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept {
     return ComMethod(stream, [&]() -> HRESULT {
-        return isValid && (share & ~kAllShares) == 0 ? OpenStream(m_place, access, share, stream) : E_INVALIDARG;
+        return isValid && (share & ~kAllShares) == 0 ? OpenStream(m_place, access, share, m_options, stream)
+                                                     : E_INVALIDARG;
     });
 }
 

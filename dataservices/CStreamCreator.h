@@ -5,6 +5,7 @@
 
 #include "TKDataServices.h"
 #include "dataservices/Place.h"
+#include "dataservices/SourceOptions.h"
 #include "dataservices/com/CTwoInterfaceObject.h"
 
 #include <utility>
@@ -13,7 +14,8 @@ namespace dataservices {
 
 class CStreamCreator final : public CTwoInterfaceObject<ITKDSCreateStream, ITKDSCreateWritableStream> {
 public:
-    explicit CStreamCreator(Place place) noexcept : m_place(std::move(place)) {}
+    CStreamCreator(Place place, SharedOptions options) noexcept
+        : m_place(std::move(place)), m_options(std::move(options)) {}
 
     // IUnknown
     STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override;
@@ -31,6 +33,7 @@ private:
     [[nodiscard]] HRESULT Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept;
 
     const Place m_place;
+    const SharedOptions m_options;
 };
 
 }  // namespace dataservices

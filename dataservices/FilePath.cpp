@@ -59,6 +59,10 @@ size_t RootLength(std::wstring_view literal) {
     return end;
 }
 
+bool IsRemote(const std::wstring& literal) {
+    return IsLiteralShare(literal) || ::GetDriveTypeW(literal.substr(0, RootLength(literal)).c_str()) == DRIVE_REMOTE;
+}
+
 std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name) {
     std::wstring path = literalFolder;
     if (path.back() != L'\\')

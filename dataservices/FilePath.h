@@ -28,6 +28,9 @@ struct FilePath {
 // How many characters the drive or share takes, with the backslash behind it.
 [[nodiscard]] size_t RootLength(std::wstring_view literal);
 
+// Whether the path leads to another machine: it is that of a share, or on a drive that stands for one.
+[[nodiscard]] bool IsRemote(const std::wstring& literal);
+
 [[nodiscard]] std::wstring JoinPath(const std::wstring& literalFolder, std::wstring_view name);
 
 // The last name of the path in its long form, as the folder lists it; as written if the folder doesn't list it.

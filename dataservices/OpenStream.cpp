@@ -3,8 +3,11 @@
 #include "TKDataServices.h"
 #include "dataservices/com/Results.h"
 #include "dataservices/data/CDataUriStream.h"
-#include "dataservices/http/CHttpStream.h"
+#include "dataservices/http/CreateHttpStream.h"
+#include "dataservices/shares/CreateShareStream.h"
 #include "framework/streams/CLocalFileSystemStream.h"
+
+#include <utility>
 
 namespace dataservices {
 
@@ -15,6 +18,7 @@ using framework::BitsIf;
 struct Wish {
     unsigned long access;
     unsigned long share;
+    const SharedOptions& options;
 };
 
 [[nodiscard]] HRESULT OpenOne(const FilePlace& place, Wish wish, IStream** stream) {
@@ -27,6 +31,12 @@ struct Wish {
         return hr;
     if (const DWORD error = made->OpenFullPath(place.path.readable, place.path.literal, mode); error != ERROR_SUCCESS)
         return ResultOfFileError(error);
+    // Where others may write, they are to see what is there now. Where they may not even read, nor may a second
+    // connection.
+    const bool isStored = wish.options->storesShares && wish.access == TKDS_ACCESS_READ &&
+                          wish.share == TKDS_SHARE_READ && IsRemote(place.path.literal);
+    if (isStored)
+        return shares::CreateShareStream(std::move(made), {place.path, mode, wish.options}, stream);
     *stream = made.Detach();
     return S_OK;
 }
@@ -36,7 +46,9 @@ struct Wish {
 }
 
 [[nodiscard]] HRESULT OpenOne(const HttpPlace& place, Wish wish, IStream** stream) {
-    return wish.access & TKDS_ACCESS_WRITE ? STG_E_ACCESSDENIED : http::CreateHttpStream(*place.url, stream);
+    return wish.access & TKDS_ACCESS_WRITE
+               ? STG_E_ACCESSDENIED
+               : http::CreateHttpStream(*place.url, stream, &::GetTickCount64, wish.options);
 }
 
 [[nodiscard]] HRESULT OpenOne(const DataPlace& place, Wish wish, IStream** stream) {
@@ -45,9 +57,10 @@ struct Wish {
 
 }  // namespace
 
-HRESULT OpenStream(const Place& place, unsigned long access, unsigned long share, IStream** stream) {
+HRESULT OpenStream(const Place& place, unsigned long access, unsigned long share, const SharedOptions& options,
+                   IStream** stream) {
     *stream = nullptr;
-    return std::visit([&](const auto& one) { return OpenOne(one, {access, share}, stream); }, place);
+    return std::visit([&](const auto& one) { return OpenOne(one, {access, share, options}, stream); }, place);
 }
 
 }  // namespace dataservices

@@ -69,7 +69,7 @@ HRESULT CFolder::OpenEntryAs(BSTR entryId, BSTR accessorId, VARIANT* accessor) n
         Place place;
         if (const HRESULT hr = FindPath({entry, ReadablePath(entry)}, &place); FAILED(hr))
             return hr;
-        return OpenPlaceAs(place, TextOf(accessorId), accessor);
+        return OpenPlaceAs(place, TextOf(accessorId), m_options, accessor);
     });
 }
 

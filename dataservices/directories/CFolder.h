@@ -5,6 +5,7 @@
 #pragma once
 
 #include "TKDataServices.h"
+#include "dataservices/SourceOptions.h"
 #include "dataservices/directories/CEntryList.h"
 #include "framework/com/CComObjectBase.h"
 
@@ -14,7 +15,8 @@ namespace dataservices {
 
 class CFolder final : public framework::CComObjectBase<ITKDSDirectory> {
 public:
-    explicit CFolder(std::wstring literalPath) noexcept : m_path(std::move(literalPath)) {}
+    CFolder(std::wstring literalPath, SharedOptions options) noexcept
+        : m_path(std::move(literalPath)), m_options(std::move(options)) {}
 
     // ITKDSDirectory
     // Failures: ResultOfFileError.
@@ -28,6 +30,7 @@ private:
     [[nodiscard]] HRESULT FindEntry(BSTR entryId, std::wstring* name) const;
 
     const std::wstring m_path;
+    const SharedOptions m_options;
     CEntryList m_list;
 };
 

@@ -8,7 +8,7 @@
 
 namespace dataservices {
 
-CParentInfo::CParentInfo(const Place& place) {
+CParentInfo::CParentInfo(const Place& place, SharedOptions options) : m_options(std::move(options)) {
     if (const auto* const file = std::get_if<FilePlace>(&place))
         SetParentOf(file->path.literal);
     else if (const auto* const folder = std::get_if<FolderPlace>(&place))
@@ -23,7 +23,8 @@ void CParentInfo::SetParentOf(const std::wstring& path) {
 }
 
 HRESULT CParentInfo::GetParentDirectory(ITKDSDirectory** directory) noexcept {
-    return ComMethod(directory, [&] { return m_name.empty() ? S_OK : GiveNew<CFolder>(directory, m_folder); });
+    return ComMethod(directory,
+                     [&] { return m_name.empty() ? S_OK : GiveNew<CFolder>(directory, m_folder, m_options); });
 }
 
 HRESULT CParentInfo::GetEntryId(BSTR* entryId) noexcept {

@@ -6,13 +6,14 @@
 
 #include "TKDataServices.h"
 #include "dataservices/Place.h"
+#include "dataservices/SourceOptions.h"
 #include "framework/com/CComObjectBase.h"
 
 namespace dataservices {
 
 class CParentInfo final : public framework::CComObjectBase<ITKDSGetParentInfoForUri> {
 public:
-    explicit CParentInfo(const Place& place);
+    CParentInfo(const Place& place, SharedOptions options);
 
     // ITKDSGetParentInfoForUri
     STDMETHODIMP GetParentDirectory(ITKDSDirectory** directory) noexcept override;
@@ -21,6 +22,7 @@ public:
 private:
     void SetParentOf(const std::wstring& literalPath);
 
+    const SharedOptions m_options;
     std::wstring m_folder;  // its literal path
     std::wstring m_name;    // empty: there is no parent
 };

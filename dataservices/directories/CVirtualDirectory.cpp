@@ -52,7 +52,9 @@ HRESULT CVirtualDirectory::HasEntry(BSTR entryId) noexcept {
 HRESULT CVirtualDirectory::OpenEntryAs(BSTR entryId, BSTR accessorId, VARIANT* accessor) noexcept {
     return ComMethod(accessor, [&] {
         const auto entry = Find(TextOf(entryId));
-        return entry ? OpenNameAs(entry->item->Uri(), TextOf(accessorId), accessor) : kNotFound;
+        return entry ? OpenNameAs(entry->item->Uri(), TextOf(accessorId), std::make_shared<const SourceOptions>(),
+                                  accessor)
+                     : kNotFound;
     });
 }
 

@@ -16,7 +16,8 @@ std::shared_ptr<CHttpExchange> CHttpExchange::AttachTo(HINTERNET request) {
     DWORD_PTR context = reinterpret_cast<DWORD_PTR>(exchange.get());
     if (!::WinHttpSetOption(request, WINHTTP_OPTION_CONTEXT_VALUE, &context, sizeof(context)))
         return nullptr;
-    const DWORD events = WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES;
+    const DWORD events =
+        WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES | WINHTTP_CALLBACK_FLAG_SEND_REQUEST;
     if (::WinHttpSetStatusCallback(request, &OnStatus, events, 0) == WINHTTP_INVALID_STATUS_CALLBACK)
         return nullptr;
     exchange->m_self = exchange;
@@ -28,15 +29,33 @@ void CHttpExchange::Announce() noexcept {
     m_isDone = false;
 }
 
+HRESULT CHttpExchange::WaitUntilSent(DWORD ms) noexcept {
+    const base::CDeadline deadline(ms);
+    const std::lock_guard guard(m_lock);
+    while (!m_isSent && !m_isDone && !m_isAborted && m_lock.Await(m_done, deadline.Left())) {
+    }
+    if (m_isAborted)
+        return E_ABORT;
+    return m_isSent || m_isDone ? S_OK : E_PENDING;
+}
+
 HRESULT CHttpExchange::Wait(DWORD ms, DWORD* value) noexcept {
     const base::CDeadline deadline(ms);
     const std::lock_guard guard(m_lock);
-    while (!m_isDone && m_lock.Await(m_done, deadline.Left())) {
+    while (!m_isDone && !m_isAborted && m_lock.Await(m_done, deadline.Left())) {
     }
     *value = m_value;
+    if (m_isAborted)
+        return E_ABORT;
     if (!m_isDone)
         return E_PENDING;
     return m_error == ERROR_SUCCESS ? S_OK : ResultOfNetworkError(m_error);
+}
+
+void CHttpExchange::Abort() noexcept {
+    const std::lock_guard guard(m_lock);
+    m_isAborted = true;
+    ::WakeConditionVariable(&m_done);
 }
 
 void CHttpExchange::Complete(DWORD error, DWORD value) noexcept {
@@ -51,6 +70,12 @@ void CALLBACK CHttpExchange::OnStatus(HINTERNET, DWORD_PTR context, DWORD status
                                       DWORD length) noexcept {
     CHttpExchange& exchange = *reinterpret_cast<CHttpExchange*>(context);
     switch (status) {
+        case WINHTTP_CALLBACK_STATUS_REQUEST_SENT: {
+            const std::lock_guard guard(exchange.m_lock);
+            exchange.m_isSent = true;
+            ::WakeConditionVariable(&exchange.m_done);
+            break;
+        }
         case WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE:
         case WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE:
             exchange.Complete(ERROR_SUCCESS, 0);

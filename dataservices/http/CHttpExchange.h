@@ -36,9 +36,15 @@ public:
     }
     void Fail(DWORD error) noexcept { Complete(error, 0); }
 
+    // S_OK: the request has been sent, or the operation is done. Otherwise as Wait.
+    [[nodiscard]] HRESULT WaitUntilSent(DWORD ms) noexcept;
+
     // S_OK: it is done; `*value` is its number of bytes, if it has one.  E_PENDING: not within `ms`; it goes on and may
     // be waited for again.  Otherwise its failure, as ResultOfNetworkError gives it.
     [[nodiscard]] HRESULT Wait(DWORD ms, DWORD* value) noexcept;
+
+    // The Wait that waits, and all later ones, end with E_ABORT. What is under way goes on.  Threads: any.
+    void Abort() noexcept;
 
     // kBlockBytes long.
     [[nodiscard]] BYTE* Buffer() noexcept { return m_buffer.data(); }
@@ -47,8 +53,10 @@ private:
     static void CALLBACK OnStatus(HINTERNET, DWORD_PTR context, DWORD status, void* information, DWORD length) noexcept;
     void Complete(DWORD error, DWORD value) noexcept;
 
-    base::CSlimLock m_lock;  // guards the next three; nothing else is taken while it is held
+    base::CSlimLock m_lock;  // guards the next five; nothing else is taken while it is held
     bool m_isDone = true;
+    bool m_isAborted = false;
+    bool m_isSent = false;
     DWORD m_error = ERROR_SUCCESS;
     DWORD m_value = 0;
     CONDITION_VARIABLE m_done = CONDITION_VARIABLE_INIT;

@@ -23,7 +23,7 @@ CHttpRequest::~CHttpRequest() {
     ::WinHttpSetTimeouts(m_handles->request.Get(), 1, 1, 1, 1);
 }
 
-HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url) {
+HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url, const SourceOptions& options) {
     m_handles = std::make_shared<Handles>();
     Handles& handles = *m_handles;
     handles.session = std::move(session);
@@ -37,19 +37,30 @@ HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl
         CInternetHandle(::WinHttpOpenRequest(handles.connection.Get(), L"GET", url.Target().c_str(), nullptr,
                                              WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, flags));
     // Redirects are followed by our own code, which checks their targets. And wherever the library takes a server for a
-    // near one, it would log in by itself, with the user's own name.
-    DWORD disabled = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION;
+    // near one, it would log in by itself, with the user's own name. Cookies of the host's go as they are.
+    DWORD disabled = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION |
+                     (options.cookies.empty() ? 0 : static_cast<DWORD>(WINHTTP_DISABLE_COOKIES));
     if (handles.request &&
         ::WinHttpSetOption(handles.request.Get(), WINHTTP_OPTION_DISABLE_FEATURE, &disabled, sizeof(disabled)))
         handles.exchange = CHttpExchange::AttachTo(handles.request.Get());
-    return handles.exchange ? S_OK : ResultOfNetworkError(::GetLastError());
+    if (!handles.exchange)
+        return ResultOfNetworkError(::GetLastError());
+    // Our own waits decide, and their limit may be another one by then. The library's time-outs only end the work that
+    // we no longer wait for.
+    const auto ms = [](DWORD limit) { return static_cast<int>(limit); };
+    ::WinHttpSetTimeouts(handles.request.Get(), ms(options.connectMs), ms(options.connectMs), ms(options.connectMs),
+                         ms(std::max(options.answerMs, kMostSilenceMs)));
+    return S_OK;
 }
 
 HRESULT CHttpRequest::Send(std::shared_ptr<CHttpSession> session, const CHttpUrl& url, const std::wstring& headers,
-                           const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request) {
+                           const SourceOptions& options, const base::CDeadline& deadline,
+                           std::unique_ptr<CHttpRequest>& request, CHttpAbort* abort) {
     request.reset();
     auto made = std::make_unique<CHttpRequest>();
-    HRESULT hr = made->Open(std::move(session), url);
+    HRESULT hr = made->Open(std::move(session), url, options);
+    if (SUCCEEDED(hr) && abort)
+        hr = abort->Watch(made->m_handles->exchange);
     if (FAILED(hr))
         return hr;
 
@@ -61,11 +72,15 @@ HRESULT CHttpRequest::Send(std::shared_ptr<CHttpSession> session, const CHttpUrl
         return ::WinHttpSendRequest(handle, headers.c_str(), static_cast<DWORD>(headers.size()),
                                     WINHTTP_NO_REQUEST_DATA, 0, 0, reinterpret_cast<DWORD_PTR>(&exchange));
     });
-    hr = exchange.Wait(deadline.Within(kConnectMs), &unused);
+    // Some versions of the library say that they are done with this only when the answer is there.
+    hr = exchange.WaitUntilSent(deadline.Within(options.connectMs));
+    const base::CDeadline answered(deadline.Within(options.answerMs));
+    if (SUCCEEDED(hr))
+        hr = exchange.Wait(answered.Left(), &unused);
     if (SUCCEEDED(hr)) {
         exchange.Announce();
         exchange.Start([&] { return ::WinHttpReceiveResponse(handle, nullptr); });
-        hr = exchange.Wait(deadline.Within(kFirstByteMs), &unused);
+        hr = exchange.Wait(answered.Left(), &unused);
     }
     if (SUCCEEDED(hr))
         request = std::move(made);

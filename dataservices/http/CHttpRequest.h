@@ -5,6 +5,8 @@
 #pragma once
 
 #include "base/CDeadline.h"
+#include "dataservices/SourceOptions.h"
+#include "dataservices/http/CHttpAbort.h"
 #include "dataservices/http/CHttpExchange.h"
 #include "dataservices/http/CHttpHeaders.h"
 #include "dataservices/http/CHttpSession.h"
@@ -21,11 +23,16 @@ public:
     // What a Receive waits for: whatever there is, or all the bytes that were asked for.
     enum class Wait { ForSome, ForAll };
 
-    // Sends the request and waits for the answer's headers. `headers` are more request headers, each with its CR LF.
+    // Sends the request and waits for the answer's headers. `headers` are more request headers, each with its CR LF. Of
+    // the options the time-outs count, and whether there are cookies.
     // Results: S_OK, whatever status the server answered; else as ResultOfNetworkError.  Throws std::bad_alloc.
     [[nodiscard]] static HRESULT Send(std::shared_ptr<CHttpSession> session, const CHttpUrl& url,
-                                      const std::wstring& headers, const base::CDeadline& deadline,
-                                      std::unique_ptr<CHttpRequest>& request);
+                                      const std::wstring& headers, const SourceOptions& options,
+                                      const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request,
+                                      CHttpAbort* abort = nullptr);
+
+    // From now on, `abort` ends the waits of this request, and of no other.  E_ABORT: as CHttpAbort::Watch.
+    [[nodiscard]] HRESULT WatchBy(CHttpAbort& abort) noexcept { return abort.Watch(m_handles->exchange); }
 
     [[nodiscard]] DWORD Status() const noexcept;
     // Empty if there are none to be had.
@@ -54,7 +61,8 @@ private:
     enum class Step { None, Asking, Reading };
     struct StepToBegin;
 
-    [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url);
+    [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url,
+                               const SourceOptions& options);
     void Begin(Step step, ULONG bytes) noexcept;
     static void CALLBACK OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept;
 

@@ -1,5 +1,5 @@
-// The process's one session with the platform's HTTP library: proxies as the system has them set, and connections that
-// are used again.
+// The process's sessions with the platform's HTTP library, one for each proxy, and their connections, which are used
+// again. (Not every version of the library lets a request choose its proxy.)
 //
 // Lifetime: shared by the streams that live and closed with the last of them. So the library holds nothing of this
 // module when the module is unloaded.  Threads: any.
@@ -8,14 +8,15 @@
 #include "dataservices/http/CInternetHandle.h"
 
 #include <memory>
+#include <string>
 
 namespace dataservices::http {
 
 class CHttpSession final {
 public:
-    // The session, opened if there is none.
+    // The session by way of this proxy (see SourceOptions), opened if there is none.
     // HRESULT_FROM_WIN32: the library doesn't load.  Otherwise as ResultOfNetworkError.  Throws std::bad_alloc.
-    [[nodiscard]] static HRESULT Get(std::shared_ptr<CHttpSession>& session);
+    [[nodiscard]] static HRESULT Get(const std::wstring& proxy, std::shared_ptr<CHttpSession>& session);
 
     CHttpSession(base::CAutoLibrary library, CInternetHandle handle) noexcept;
 

@@ -35,6 +35,9 @@ public:
     // The value of the header "Authorization" that the URL's user info makes; empty without one.
     [[nodiscard]] const std::wstring& Authorization() const noexcept { return m_authorization; }
 
+    // Scheme, host and port are the same.
+    [[nodiscard]] bool HasOriginOf(const CHttpUrl& other) const noexcept;
+
     // For logs and people: without user info, and with the query as QueryForLog has it.
     [[nodiscard]] std::wstring Printable() const { return Origin() + m_path + framework::QueryForLog(m_query); }
 
@@ -42,7 +45,6 @@ public:
 
 private:
     CHttpUrl() = default;
-    [[nodiscard]] bool HasOriginOf(const CHttpUrl& other) const noexcept;
     [[nodiscard]] std::wstring Origin() const;
 
     bool m_isSecure = false;

@@ -99,6 +99,9 @@ HttpAnswer ReadHttpAnswer(unsigned status, const CHttpHeaders& headers) {
     ReadContentRange(headers.First(L"Content-Range"), answer);
     const std::wstring ranges = headers.First(L"Accept-Ranges");
     answer.acceptsRanges = base::EqualsIgnoringAsciiCase(base::Trimmed(ranges), L"bytes");
+    answer.isStation = !headers.First(L"icy-name").empty() || !headers.First(L"icy-br").empty();
+    answer.retryAfter = headers.First(L"Retry-After");
+    answer.retryAfterSeconds = NumberOf(answer.retryAfter);
     answer.entityTag = headers.First(L"ETag");
     answer.lastModified = headers.First(L"Last-Modified");
     return answer;

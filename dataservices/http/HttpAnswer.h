@@ -22,6 +22,10 @@ struct HttpAnswer {
     std::uint64_t rangeEnd = 0;
     std::optional<std::uint64_t> total;
     bool acceptsRanges = false;  // the server says so
+    bool isStation = false;      // it says what stations say, whose content has no end
+    // For how long the server asks to be left alone: in seconds, or else until a time.
+    std::optional<std::uint64_t> retryAfterSeconds;
+    std::wstring retryAfter;
     std::wstring entityTag;
     std::wstring lastModified;
 

@@ -1,5 +1,6 @@
 #include "dataservices/http/HttpGet.h"
 
+#include "base/AsciiText.h"
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpLog.h"
 #include "dataservices/http/HttpResults.h"
@@ -15,15 +16,40 @@ namespace {
            status == HTTP_STATUS_REDIRECT_KEEP_VERB || status == 308;
 }
 
-[[nodiscard]] std::wstring HeadersOf(const CHttpUrl& url, const HttpStart& start) {
+[[nodiscard]] bool IsSecureText(std::wstring_view url) noexcept {
+    constexpr std::wstring_view kScheme = L"https:";
+    return base::EqualsIgnoringAsciiCase(url.substr(0, kScheme.size()), kScheme);
+}
+
+[[nodiscard]] std::wstring HeadersOf(const HttpAsker& asker, const CHttpUrl& url, const HttpStart& start) {
+    const SourceOptions& options = asker.options;
+    const bool isOrigin = url.HasOriginOf(asker.original);
     // Compressed content would have other positions than the source.
-    std::wstring headers = L"Accept: */*\r\nAccept-Encoding: identity\r\n";
+    std::wstring headers = L"Accept-Encoding: identity\r\n";
+    const auto add = [&](const std::wstring& name, const std::wstring& value) {
+        if (!value.empty())
+            headers += name + L": " + value + L"\r\n";
+    };
+    // Unless the host has one of its own.
+    const auto addOurs = [&](const wchar_t* name, const std::wstring& value) {
+        if (!isOrigin || !options.HasHeader(name))
+            add(name, value);
+    };
+    addOurs(L"Accept", L"*/*");
     if (start.from)
-        headers += L"Range: bytes=" + std::to_wstring(*start.from) + L"-\r\n";
+        headers += L"Range: bytes=" + std::to_wstring(*start.from) + L"-" +
+                   (start.end ? std::to_wstring(*start.end - 1) : L"") + L"\r\n";
     if (start.from && !start.validator.empty())
         headers += L"If-Range: " + start.validator + L"\r\n";
-    if (!url.Authorization().empty())
-        headers += L"Authorization: " + url.Authorization() + L"\r\n";
+    addOurs(L"Authorization", url.Authorization());
+    add(L"User-Agent", options.userAgent);
+    if (url.IsSecure() || !IsSecureText(options.referer))
+        add(L"Referer", options.referer);
+    if (isOrigin) {
+        add(L"Cookie", options.cookies);
+        for (const SourceOptions::Header& header : options.headers)
+            add(header.name, header.value);
+    }
     return headers;
 }
 
@@ -44,12 +70,13 @@ void LogRequest(const CHttpUrl& url, const HttpStart& start, HRESULT hr, const C
 
 }  // namespace
 
-HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, const HttpStart& start,
-                const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer) {
+HRESULT HttpGet(const HttpAsker& asker, CHttpUrl& url, const HttpStart& start, const base::CDeadline& deadline,
+                std::unique_ptr<CHttpRequest>& request, HttpAnswer& answer, CHttpAbort* abort) {
     for (int redirects = 0; redirects <= kMaxRedirects; ++redirects) {
         const TKRuntimeLogger::CHangDetector asking(kHttpLog, __LINE__, L"HttpGet", kSilentMs,
                                                     [&] { return L"asking for " + url.Printable(); });
-        const HRESULT hr = CHttpRequest::Send(session, url, HeadersOf(url, start), deadline, request);
+        const HRESULT hr = CHttpRequest::Send(asker.session, url, HeadersOf(asker, url, start), asker.options, deadline,
+                                              request, abort);
         LogRequest(url, start, hr, request.get());
         if (FAILED(hr))
             return hr;

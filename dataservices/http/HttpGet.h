@@ -16,7 +16,15 @@ namespace dataservices::http {
 // only for the version that has it.
 struct HttpStart {
     std::optional<ULONGLONG> from;
+    std::optional<ULONGLONG> end;  // before which the range ends
     std::wstring validator;
+};
+
+// Who asks: the URL that was opened, to whose origin alone some of the options are told.
+struct HttpAsker {
+    const std::shared_ptr<CHttpSession>& session;
+    const CHttpUrl& original;
+    const SourceOptions& options;
 };
 
 // Asks `url` and follows redirects, at most kMaxRedirects, to http and https and never from https to http. `url`
@@ -24,8 +32,8 @@ struct HttpStart {
 //
 // S_OK: an answer is there, of whatever status but a redirect.  kHttpRedirectFailed: too many redirects, or one that
 // must not be followed.  Otherwise as CHttpRequest::Send.  Throws std::bad_alloc.
-[[nodiscard]] HRESULT HttpGet(const std::shared_ptr<CHttpSession>& session, CHttpUrl& url, const HttpStart& start,
+[[nodiscard]] HRESULT HttpGet(const HttpAsker& asker, CHttpUrl& url, const HttpStart& start,
                               const base::CDeadline& deadline, std::unique_ptr<CHttpRequest>& request,
-                              HttpAnswer& answer);
+                              HttpAnswer& answer, CHttpAbort* abort = nullptr);
 
 }  // namespace dataservices::http

@@ -11,6 +11,8 @@ inline constexpr DWORD kConnectMs = 10'000;
 inline constexpr DWORD kFirstByteMs = 10'000;
 // From one byte of the body to the next.
 inline constexpr DWORD kNextByteMs = 10'000;
+// How often a wait for bytes looks whether its limit is another one now.
+inline constexpr DWORD kLookMs = 250;
 // How long each of these may take before the log says that it hangs.
 inline constexpr DWORD kSilentMs = 5'000;
 // An open with all its redirects.
@@ -19,26 +21,21 @@ inline constexpr DWORD kOpenMs = 60'000;
 // between them, would take longer. (No test waits for kOpenMs or kReadMs to pass: both are a minute.)
 inline constexpr DWORD kReadMs = 60'000;
 
-// Pauses before a request is made again. When they are used up without one more byte, the read fails.
-inline constexpr DWORD kPausesMs[] = {100, 200, 400, 800, 1600};
-// How long the source then stays failed: reads that need it fail at once. Otherwise a reader that goes on after
-// failures, as parsers do, would spend all the pauses on each of its reads.
-inline constexpr DWORD kFailedMs = 10'000;
+// For the end of a source whose length the server doesn't tell, when it is opened.
+inline constexpr DWORD kEndMs = 1'000;
+
+// What SetSilenceLimit may say at most.
+inline constexpr DWORD kMostSilenceMs = 60'000;
 
 inline constexpr int kMaxRedirects = 10;
 
-// A stream keeps this many of the last bytes that it has given, besides the block that it is reading. Over this
-// distance it reads on instead of asking again.
-inline constexpr ULONG kKeptBytes = 0x40000;
-inline constexpr ULONG kSkippedBytes = 0x40000;
-
 // Reading a whole block takes one call of the HTTP library instead of many, but none of its bytes can be used before
 // the last one has come. So only fast sources are read in this way: those that have delivered kFastBytes in a row at
-// kBlockBytes per kFastBlockMs or faster. A block that takes longer than kSlowBlockMs is given up, and the source is
-// read in small pieces from then on.
+// kFastPerMs or faster. A block that takes longer than kSlowBlockMs is given up, and the connection reads in small
+// pieces from then on.
 inline constexpr ULONG kBlockBytes = 0x20000;
-inline constexpr ULONG kFastBytes = 0x8000;
-inline constexpr DWORD kFastBlockMs = 1'000;
-inline constexpr DWORD kSlowBlockMs = 2'000;
+inline constexpr ULONG kFastBytes = 0x10000;
+inline constexpr ULONG kFastPerMs = 0x1000;
+inline constexpr DWORD kSlowBlockMs = 500;
 
 }  // namespace dataservices::http

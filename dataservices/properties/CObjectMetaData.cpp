@@ -49,7 +49,8 @@ HRESULT CObjectMetaData::ReadMimeType(std::wstring* mimeType) const {
     if (std::holds_alternative<FolderPlace>(m_place))
         return S_OK;
     ComPtr<IStream> stream;
-    const HRESULT hr = OpenStream(m_place, TKDS_ACCESS_READ, TKDS_SHARE_READ | TKDS_SHARE_WRITE, stream.GetAddressOf());
+    const HRESULT hr =
+        OpenStream(m_place, TKDS_ACCESS_READ, TKDS_SHARE_READ | TKDS_SHARE_WRITE, m_options, stream.GetAddressOf());
     return FAILED(hr) ? hr : DetectMimeType(stream.Get(), mimeType);
 }
 

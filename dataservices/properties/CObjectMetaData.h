@@ -5,6 +5,7 @@
 #pragma once
 
 #include "dataservices/Place.h"
+#include "dataservices/SourceOptions.h"
 #include "dataservices/properties/RequestedKeys.h"
 #include "framework/com/CComObjectBase.h"
 
@@ -14,7 +15,8 @@ namespace dataservices {
 
 class CObjectMetaData final : public framework::CComObjectBase<ITKDSGetObjectMetaData> {
 public:
-    explicit CObjectMetaData(Place place) noexcept : m_place(std::move(place)) {}
+    CObjectMetaData(Place place, SharedOptions options) noexcept
+        : m_place(std::move(place)), m_options(std::move(options)) {}
 
     // ITKDSGetObjectMetaData
     // Otherwise the failure to open the content, or as DetectMimeType.
@@ -27,6 +29,7 @@ private:
     [[nodiscard]] HRESULT ReadMimeType(std::wstring* mimeType) const;
 
     const Place m_place;
+    const SharedOptions m_options;
 };
 
 }  // namespace dataservices

@@ -5,6 +5,8 @@
 #include "tests/support/CImportHook.h"
 #include "tests/support/CScriptedStream.h"
 
+#include <thread>
+
 namespace {
 
 struct Class {
@@ -58,6 +60,115 @@ TEST(DataServiceRegistrationTest, TheClassesAreMadeInEveryApartmentUntilTheyAreT
     EXPECT_EQ(S_OK, call("DllUnregisterServer"));
     for (const Class& row : kClasses)
         EXPECT_EQ(L"", RegistryText(row.key) + RegistryText(row.key + std::wstring(L"\\InprocServer32")));
+}
+
+// A value as a host gives it, and back as text.
+struct Value : VARIANT {
+    Value(const wchar_t* text) : Value(VT_BSTR) {
+        owner = std::make_shared<const base::CBstr>(text);
+        bstrVal = owner->Get();
+    }
+    Value(LONG number) : Value(VT_I4) { lVal = number; }
+    Value(double number) : Value(VT_R8) { dblVal = number; }
+    Value(bool isTrue) : Value(VT_BOOL) { boolVal = isTrue ? VARIANT_TRUE : VARIANT_FALSE; }
+    explicit Value(VARENUM kind) : VARIANT{} { vt = static_cast<VARTYPE>(kind); }
+
+    std::shared_ptr<const base::CBstr> owner;
+};
+
+struct OptionsTest : LayerTest {
+    HRESULT Set(const std::wstring& name, const Value& value) const {
+        return options->SetOption(base::CBstr(name.c_str()).Get(), value);
+    }
+    std::wstring Get(const std::wstring& name) const {
+        framework::CVariant value, text;
+        if (FAILED(options->GetOption(base::CBstr(name.c_str()).Get(), value.Put())))
+            return L"fails";
+        VARIANT given = value.Get();
+        EXPECT_EQ(S_OK, ::VariantChangeTypeEx(text.Put(), &given, LOCALE_INVARIANT, 0, VT_BSTR));
+        return {text.Get().bstrVal, ::SysStringLen(text.Get().bstrVal)};
+    }
+
+    const ComPtr<ITKDSSourceOptions> options = [this] {
+        ComPtr<ITKDSSourceOptions> answered;
+        EXPECT_EQ(S_OK, factory.As(&answered));
+        return answered;
+    }();
+};
+
+TEST_F(OptionsTest, AreConvertedCheckedAndSetBack) {
+    const std::wstring most = std::to_wstring(sizeof(void*) == 8 ? 0x40000000 : 0x10000000);
+    const LONG mostBytes = std::stol(most);
+    const struct {
+        const wchar_t* name;
+        const wchar_t* standard;
+        std::vector<std::pair<Value, const wchar_t*>> good;
+        std::vector<Value> bad;
+    } table[] = {
+        {L"UserAgent", L"", {{L" Player/1 ", L"Player/1"}}, {L"a\r\nX: y", L"\u560A", Value(VT_NULL), Value(VT_ERROR)}},
+        {L"Referer", L"", {{L"http://a/?q", L"http://a/?q"}}, {L"a\tb", L"\x7F"}},
+        {L"Cookies", L"", {{L"a=b; c", L"a=b; c"}}, {L"a\n", L"\u00E9"}},
+        {L"Header.X-One", L"", {{L"1", L"1"}, {5l, L"5"}, {L"", L""}}, {L"a\r", Value(VT_DISPATCH)}},
+        {L"Proxy",
+         L"",
+         {{L"h:1", L"h:1"}, {L"[::1]:65535", L"[::1]:65535"}, {L"direct", L"direct"}},
+         {L"h", L":1", L"h:0", L"h:65536", L"h:x", L"me:pw@h:1", L"http://h:1", L"h:1;g:2", L"h h:1", L"[:1"}},
+        {L"ConnectTimeout", L"10000", {{100l, L"100"}, {L"120000", L"120000"}}, {99l, 120001l, L"soon", true}},
+        {L"AnswerTimeout", L"10000", {{100.4, L"100"}}, {-1l, 1e30}},
+        {L"SilenceLimit", L"10000", {{60000l, L"60000"}}, {60001l, L""}},
+        {L"OpenTimeout", L"60000", {{600000l, L"600000"}}, {0l}},
+        {L"ReadTimeout", L"60000", {{100l, L"100"}}, {600001l}},
+        {L"Retries", L"5", {{0l, L"0"}, {20l, L"20"}}, {21l, -1l}},
+        {L"StoreBytes",
+         sizeof(void*) == 8 ? L"67108864" : L"33554432",
+         {{0x100000l, L"1048576"}, {mostBytes, most.c_str()}},
+         {0xFFFFFl, mostBytes + 1}},
+        {L"ShareStore", L"-1", {{false, L"0"}, {1l, L"-1"}, {L"0", L"0"}}, {L"perhaps"}},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(::testing::PrintToString(std::wstring(row.name)));
+        EXPECT_EQ(row.standard, Get(row.name));
+        for (const auto& [value, text] : row.good) {
+            EXPECT_EQ(S_OK, Set(row.name, value));
+            EXPECT_EQ(text, Get(row.name));
+        }
+        for (const Value& value : row.bad)
+            EXPECT_EQ(E_INVALIDARG, Set(row.name, value)) << value.vt;
+        EXPECT_EQ(row.good.back().second, Get(row.name)) << "a refused value changes nothing";
+        EXPECT_EQ(S_OK, Set(row.name, Value(VT_EMPTY)));
+        EXPECT_EQ(row.standard, Get(row.name));
+    }
+    for (const wchar_t* const name : {L"", L"useragent", L"Header", L"Redirects"}) {
+        EXPECT_EQ(kNotFound, Set(name, 1l));
+        EXPECT_EQ(L"fails", Get(name));
+    }
+    for (const wchar_t* const header : {L"", L"a b", L"a:", L"\u00E9", L"Range", L"IF-RANGE", L"host", L"Connection",
+                                        L"Content-Length", L"transfer-encoding", L"Accept-Encoding", L"TE", L"Upgrade",
+                                        L"Cookie", L"User-Agent", L"Referer", L"Proxy-Authorization"})
+        EXPECT_EQ(E_INVALIDARG, Set(std::wstring(L"Header.") + header, L"x")) << ::testing::PrintToString(header);
+    EXPECT_EQ(S_OK, Set(L"Header.X-One", L"1"));
+    EXPECT_EQ(S_OK, Set(L"Header.x-ONE", L"2"));
+    EXPECT_EQ(L"2", Get(L"Header.X-One")) << "one header, whatever the case";
+    EXPECT_EQ(S_OK, Set(L"Header.X-one", L""));
+    EXPECT_EQ(L"", Get(L"Header.X-One"));
+}
+
+TEST_F(OptionsTest, OfSeveralThreadsAreAllKept) {
+    constexpr int kEach = 300;
+    const auto work = [&](const std::wstring& thread) {
+        for (int i = 0; i < kEach; ++i) {
+            EXPECT_EQ(S_OK, Set(L"Header." + thread + std::to_wstring(i), L"x"));
+            EXPECT_EQ(S_OK, OpenAs(L"http://host/", TKDS_ACCESSOR_CREATESTREAM));
+        }
+    };
+    {
+        const std::jthread a([&] { work(L"a"); }), b([&] { work(L"b"); });
+    }
+    for (int i = 0; i < kEach; ++i)
+        EXPECT_EQ(L"xx", Get(L"Header.a" + std::to_wstring(i)) + Get(L"Header.b" + std::to_wstring(i))) << i;
+    EXPECT_EQ(S_OK,
+              New<ITKDSSourceOptions>(CLSID_TKDSUriAccessFactory)->SetOption(base::CBstr(L"Retries").Get(), Value(1l)));
+    EXPECT_EQ(L"5", Get(L"Retries")) << "another object";
 }
 
 TEST_F(LayerTest, AStringListKeepsItsOrder) {

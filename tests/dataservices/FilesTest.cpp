@@ -1,11 +1,19 @@
 // Names, files and folders: what the access factory finds behind a name, and what its accessors do with it.
 #include "Helper/FileAccess.h"
+#include "framework/streams/TKFStreams.h"
 #include "framework/uri/CTKFUri.h"
 #include "tests/dataservices/LayerTest.h"
+#include "tests/support/Await.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CTempFile.h"
+#include "tests/support/RandomBytes.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <functional>
 #include <optional>
+#include <thread>
 
 namespace {
 
@@ -191,6 +199,7 @@ TEST_F(FilesTest, AShareIsAFolderLikeAnother) {
     ComPtr<ITKDSDirectory> directory;
     ComPtr<ITKDSCreateStream> accessor;
     ComPtr<IStream> stream;
+    ComPtr<ITKDSSourceControl> control;
     for (const std::wstring& root : {share.Path(), share.Path() + L"\\", L"file:" + share.Path()})
         ASSERT_EQ(S_OK, Open(root, TKDS_ACCESSOR_DIRECTORY, directory));
     EXPECT_EQ(S_OK, directory->HasEntry(base::CBstr(L"tv test.txt").Get()));
@@ -201,13 +210,159 @@ TEST_F(FilesTest, AShareIsAFolderLikeAnother) {
         ASSERT_EQ(S_OK, Open(text, TKDS_ACCESSOR_CREATESTREAM, accessor));
         ASSERT_EQ(S_OK, accessor->CreateStreamEx2(SC_UseDefault, &stream));
         EXPECT_EQ("content", ContentsOf(stream.Get()));
+        EXPECT_HRESULT_SUCCEEDED(stream.As(&control)) << "it is kept";
         EXPECT_EQ(kNotFound, OpenAs(text + L"x", TKDS_ACCESSOR_SOURCEINFO));
     }
     ComPtr<ITKDSGetParentInfoForUri> info;
     EXPECT_EQ(S_OK, Open(name, TKDS_ACCESSOR_GETPARENTINFOFORURI, info));
     EXPECT_EQ(L"tv test.txt", TextOf(info, &ITKDSGetParentInfoForUri::GetEntryId));
     stream.Reset();
+    control.Reset();
     EXPECT_TRUE(::DeleteFileW(name.c_str()));
+}
+
+UINT WINAPI DriveOfNetwork(const wchar_t*) {
+    return DRIVE_REMOTE;
+}
+
+// A drive of another machine, whose reads fail as the test says.
+struct RemoteFilesTest : FilesTest {
+    static BOOL WINAPI FailingRead(HANDLE handle, void* buffer, DWORD count, DWORD* read, OVERLAPPED* overlapped) {
+        if (g_failures == 0 || ::GetFileType(handle) != FILE_TYPE_DISK)
+            return g_readFile(handle, buffer, count, read, overlapped);
+        --g_failures;
+        g_atFailure();
+        ::SetLastError(g_error);
+        return FALSE;
+    }
+    HRESULT OpenStream(ComPtr<IStream>& to, unsigned long share = TKDS_SHARE_READ) const {
+        ComPtr<ITKDSCreateStream> accessor;
+        EXPECT_EQ(S_OK, Open(large, TKDS_ACCESSOR_CREATESTREAM, accessor));
+        return accessor->CreateStream(TKDS_ACCESS_READ, share, to.ReleaseAndGetAddressOf());
+    }
+    static bool IsStored(ComPtr<IStream> stream) {
+        ComPtr<ITKDSSourceControl> control;
+        return stream && SUCCEEDED(stream.As(&control));
+    }
+    static std::pair<HRESULT, std::string> ReadAt(IStream& stream, LONGLONG position, size_t count) {
+        std::string got(count, '?');
+        ULONG read = 0;
+        EXPECT_EQ(S_OK, stream.Seek({.QuadPart = position}, STREAM_SEEK_SET, nullptr));
+        const HRESULT hr = stream.Read(got.data(), static_cast<ULONG>(count), &read);
+        return {hr, got.substr(0, read)};
+    }
+
+    static inline decltype(&::ReadFile) g_readFile = nullptr;
+    static inline std::atomic<int> g_failures = 0;
+    static inline DWORD g_error = 0;
+    static inline std::function<void()> g_atFailure;
+
+    const std::string bytes = RandomBytes(42, 3'000'000);
+    const std::wstring large = folder.Write(bytes, L"large");
+    const HMODULE module = ::GetModuleHandleW(L"TvDataServices.dll");
+    const CImportHook drive{"GetDriveTypeW", &DriveOfNetwork, nullptr, module};
+};
+
+TEST_F(RemoteFilesTest, AreKeptWhereTheyAreOnlyRead) {
+    ComPtr<IStream> stream, clone, local;
+    ComPtr<ITKDSCreateStream> earlier;
+    EXPECT_EQ(S_OK, Open(large, TKDS_ACCESSOR_CREATESTREAM, earlier));
+    ASSERT_EQ(S_OK, OpenStream(stream));
+    ASSERT_TRUE(IsStored(stream));
+    STATSTG stats[2]{};
+    ASSERT_EQ(S_OK, TKFCreateLocalFileSystemStream(large.c_str(), kTKFStreamRead | kTKFStreamShareRead, &local));
+    EXPECT_TRUE(SUCCEEDED(stream->Stat(&stats[0], STATFLAG_DEFAULT)) &&
+                SUCCEEDED(local->Stat(&stats[1], STATFLAG_DEFAULT)));
+    EXPECT_STREQ(stats[1].pwcsName, stats[0].pwcsName);
+    for (STATSTG& stat : stats)
+        ::CoTaskMemFree(std::exchange(stat.pwcsName, nullptr));
+    EXPECT_EQ(0, std::memcmp(&stats[0], &stats[1], sizeof stats[0]));
+    for (const LONGLONG position : {2'900'000, 0, 1'500'000, 1'400'000, 2'999'999})
+        EXPECT_TRUE(
+            ReadAt(*stream.Get(), position, 1'000) ==
+            std::pair(position == 2'999'999 ? S_FALSE : S_OK, bytes.substr(static_cast<size_t>(position), 1'000)));
+    EXPECT_EQ(S_OK, stream->Clone(&clone));
+    EXPECT_TRUE(ReadAt(*clone.Get(), 0, bytes.size()) == std::pair(S_OK, bytes));
+
+    EXPECT_EQ(S_OK, OpenStream(local, TKDS_SHARE_READ | TKDS_SHARE_WRITE));
+    EXPECT_FALSE(IsStored(local)) << "what others write is to be seen";
+    ComPtr<ITKDSSourceOptions> options;
+    VARIANT off{};
+    off.vt = VT_BOOL;
+    EXPECT_TRUE(SUCCEEDED(factory.As(&options)) &&
+                SUCCEEDED(options->SetOption(base::CBstr(L"ShareStore").Get(), off)));
+    EXPECT_EQ(S_OK, OpenStream(local));
+    EXPECT_FALSE(IsStored(local));
+    EXPECT_TRUE(ReadAt(*local.Get(), 7, 9) == std::pair(S_OK, bytes.substr(7, 9)));
+    EXPECT_TRUE(SUCCEEDED(earlier->CreateStreamEx2(SC_UseDefault, &local)) && IsStored(local)) << "it was there before";
+    earlier.Reset();
+    stream.Reset();
+    clone.Reset();
+    local.Reset();
+    Await([&] {  // what was being read ahead may go on for a moment
+        return base::CAutoHandle(::CreateFileW(large.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    });
+}
+
+TEST_F(RemoteFilesTest, AreReadOnAfterTheNetworkHasFailedIfTheyAreStillTheSame) {
+    const CImportHook reads("ReadFile", &FailingRead, &g_readFile, module);
+    const auto write = [&] {  // which the open file lets nobody do, but another machine
+        const base::CAutoHandle file(
+            ::CreateFileW(large.c_str(), FILE_WRITE_ATTRIBUTES, 7, nullptr, OPEN_EXISTING, 0, nullptr));
+        constexpr FILETIME kLater{0, 0x01DA0000};
+        EXPECT_TRUE(::SetFileTime(file.Get(), nullptr, nullptr, &kLater));
+    };
+    const struct {
+        DWORD error;
+        int times;
+        HRESULT result;
+        std::function<void()> meanwhile;
+    } table[] = {{ERROR_NETNAME_DELETED, 1, S_OK, [] {}},
+                 {ERROR_UNEXP_NET_ERR, 2, S_OK, [] {}},
+                 {ERROR_READ_FAULT, 1, STG_E_READFAULT, [] {}},
+                 {ERROR_SEM_TIMEOUT, 1, STG_E_REVERTED, write}};
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.error);
+        ComPtr<IStream> stream;
+        ASSERT_EQ(S_OK, OpenStream(stream));
+        g_error = row.error;
+        g_atFailure = row.meanwhile;
+        g_failures = row.times;
+        const auto [hr, got] = ReadAt(*stream.Get(), 0, bytes.size());
+        EXPECT_EQ(row.result, hr);
+        EXPECT_TRUE(FAILED(row.result) ? bytes.starts_with(got) : got == bytes) << got.size();
+        EXPECT_EQ(0, g_failures.exchange(0)) << "not all failures were met";
+    }
+}
+
+TEST_F(RemoteFilesTest, ThatDoNotAnswerHoldNobodyUp) {
+    const base::CAutoHandle begun(::CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+        answer(::CreateEventW(nullptr, TRUE, FALSE, nullptr)), over(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const CImportHook reads("ReadFile", &FailingRead, &g_readFile, module);
+    ComPtr<IStream> stream;
+    ComPtr<ITKDSSourceControl> control;
+    ASSERT_EQ(S_OK, OpenStream(stream));
+    ASSERT_EQ(S_OK, stream.As(&control));
+    g_error = ERROR_OPERATION_ABORTED;
+    g_atFailure = [&] {
+        ::SetEvent(begun.Get());
+        ::WaitForSingleObject(answer.Get(), kLongMs);
+        ::SetEvent(over.Get());
+    };
+    g_failures = 1;
+    {
+        const std::jthread reader([&] { EXPECT_EQ(E_ABORT, ReadAt(*stream.Get(), 0, 1'000).first); });
+        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(begun.Get(), kLongMs));
+        EXPECT_EQ(S_OK, control->AbortReads());
+    }
+    control.Reset();
+    stream.Reset();
+    EXPECT_EQ(static_cast<DWORD>(WAIT_TIMEOUT), ::WaitForSingleObject(over.Get(), 0)) << "it has waited for the share";
+    ::SetEvent(answer.Get());
+    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(over.Get(), kLongMs));
+    Await([&] {  // the file is let go as soon as the share has answered
+        return base::CAutoHandle(::CreateFileW(large.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    });
 }
 
 TEST_F(FilesTest, TheParentOfAFileOrFolderHasItAsAnEntry) {

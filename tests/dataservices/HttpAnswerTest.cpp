@@ -3,9 +3,12 @@
 #include "dataservices/http/HttpResults.h"
 #include "dataservices/properties/StreamUri.h"
 #include "tests/dataservices/HttpTest.h"
+#include "tests/support/Await.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
+#include <future>
 
 using namespace dataservices;
 
@@ -86,12 +89,11 @@ TEST_F(HttpAnswerTest, TheUrlIsAskedAgainOnlyWhenItsRedirectsTargetIsGone) {
             "/a", {{.status = 302, .headers = "Location: /old\r\n"}, {.status = 302, .headers = "Location: /new\r\n"}});
         ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
         EXPECT_TRUE(IsRightAt(0));
-        EXPECT_TRUE(IsRightAt(10, 10));
         std::string asked;
         const auto requests = server.Requests();
         for (size_t i = first; i < requests.size(); ++i)
             asked += requests[i].target + " ";
-        EXPECT_EQ("/a /old /old /old /a /new /new ", asked);
+        EXPECT_EQ("/a /old /old /old /a /new ", asked);
     }
 }
 
@@ -146,6 +148,28 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItFitsItsBody) {
     more.live = true;
     ASSERT_EQ(S_OK, OpenThen({.bytes = bytes}, {more}));
     EXPECT_TRUE(Read(bytes.size() + 10) == std::pair(S_FALSE, bytes));
+    // A detour is given more than it was asked for, to the end of the source or all of it: none of that is received.
+    for (const bool isWhole : {false, true}) {
+        const CHttpServer::Resource slow{.bytes = bytes, .script = InTurn({{Fault::Stall, 50'000}})};
+        const CHttpServer::Resource later =
+            isWhole
+                ? CHttpServer::Resource{.bytes = bytes, .ranges = false, .script = InTurn({{Fault::Stall, 750'000}})}
+                : Part(bytes.substr(700'000), "700000-999999/1000000");
+        server.ServeInTurn("/a", {slow, later});
+        ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
+        EXPECT_TRUE(IsRightAt(700'000, 10));
+        ComPtr<ITKDSSourceControl> control;
+        ASSERT_EQ(S_OK, stream.As(&control));
+        ULONGLONG available = 0;
+        if (!isWhole) {
+            EXPECT_EQ(S_OK, control->Await(700'000, 0x40000, kLongMs, &available));
+        }
+        EXPECT_EQ(E_PENDING, control->Await(962'144, 1, 0, &available));
+    }
+    // The page that comes with a refusal is no content.
+    EXPECT_EQ(S_OK, OpenServed({.bytes = "a page", .status = 416, .headers = "Content-Range: bytes */0\r\n"}));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(4));
     // A range that ends with the source doesn't prove that more follows.
     EXPECT_EQ(dataservices::http::kHttpInvalidResponse, OpenServed(Part("01234", "0-4/4")));
     EXPECT_EQ(2u,
@@ -165,44 +189,28 @@ TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) 
                 {"", true, false, true}};
     for (const auto& [promise, ranges, asksRange, readsThrough] : rows) {
         SCOPED_TRACE(std::string(promise) + (ranges ? " kept" : " broken"));
-        CHttpServer::Resource resource{.bytes = bytes,
-                                       .ranges = ranges,
-                                       .etag = "",
-                                       .script = InTurn({{Fault::IgnoredRange}, {}, {}, {Fault::IgnoredRange}})};
-        resource.headers = *promise ? std::string("Accept-Ranges: ") + promise + "\r\n" : "";
-        ASSERT_EQ(S_OK, OpenServed(resource));
-        EXPECT_EQ(asksRange ? 0 : TKDS_STATE_SEEKS_READ_THROUGH, StateBits());
-        EXPECT_EQ(asksRange, RequestsOf([&] { EXPECT_TRUE(IsRightAt(700'000, 10)); }) == 1);
-        EXPECT_EQ(asksRange ? "bytes=700000-" : "bytes=0-", server.Requests().back().Header("range"));
+        CHttpServer::Resource first{.bytes = bytes, .ranges = false, .etag = ""};
+        first.headers = *promise ? std::string("Accept-Ranges: ") + promise + "\r\n" : "";
+        CHttpServer::Resource later = first;
+        later.ranges = ranges;
+        later.script = InTurn({{Fault::Stall, 500'000}});  // so that it isn't all here soon
+        ASSERT_EQ(S_OK, OpenThen(first, {later}));
+        EXPECT_EQ(1u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(0, 400'000)); }));
+        EXPECT_EQ(asksRange ? "bytes=300000-" : "", server.Requests().back().Header("range"));
         EXPECT_EQ(readsThrough ? TKDS_STATE_SEEKS_READ_THROUGH : 0, StateBits());
-        EXPECT_EQ(1u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(10, 10)); }));
-        EXPECT_EQ(readsThrough ? "" : "bytes=10-", server.Requests().back().Header("range"));
-        EXPECT_EQ(S_OK, Seek(400'000));
-        EXPECT_EQ(readsThrough ? S_OK : STG_E_REVERTED, Read(10).first) << "it gave ranges before";
-    }
-    // A range that covers everything may be answered as if none had been asked for.
-    for (const Fault first : {Fault::IgnoredRange, Fault::None}) {
-        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes,
-                                    .etag = "",
-                                    .headers = "Accept-Ranges: bytes\r\n",
-                                    .script = InTurn({{first}, {Fault::IgnoredRange}})}));
-        EXPECT_TRUE(Read(bytes.size()).second == bytes);
-        EXPECT_EQ(2u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(0, 10) && IsRightAt(600'000, 10)); }));
-        EXPECT_EQ("bytes=600000-", server.Requests().back().Header("range"));
-        EXPECT_EQ(0u, StateBits());
     }
     // A 200 in place of a later range is no change if its tag is the same.
     ASSERT_EQ(S_OK, OpenThen({.bytes = bytes}, {{.bytes = bytes, .ranges = false}}));
     EXPECT_EQ(0u, StateBits());
     EXPECT_EQ(S_OK, Read(bytes.size()).first);
-    EXPECT_TRUE(IsRightAt(0));
-    EXPECT_EQ("", server.Requests().back().Header("range"));
+    EXPECT_EQ(0u, StateBits()) << "all of it is here";
+    const CHttpServer::Resource whole{.bytes = bytes, .ranges = false, .script = InTurn({{Fault::Stall, 300'000}})};
+    ASSERT_EQ(S_OK, OpenServed(whole));
     ComPtr<IStream> buffered;
     ASSERT_EQ(S_OK, TKFCreateBufferedStream(stream.Get(), &buffered));
+    EXPECT_EQ(TKDS_STATE_SEEKS_READ_THROUGH, StateBits());
     stream = buffered;
     EXPECT_EQ(TKDS_STATE_SEEKS_READ_THROUGH, StateBits()) << "a buffer passes it on";
-    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true}));
-    EXPECT_EQ(0u, StateBits()) << "its size says more";
 }
 
 TEST_F(HttpAnswerTest, OnlyAnAnswerThatMayChangeOrMakesNoSenseIsAskedForAgain) {
@@ -221,6 +229,31 @@ TEST_F(HttpAnswerTest, OnlyAnAnswerThatMayChangeOrMakesNoSenseIsAskedForAgain) {
         read({.status = status}, dataservices::http::ResultOfHttpStatus(static_cast<DWORD>(status)));
     read({.bytes = bytes, .ranges = false, .headers = "Content-Length: 5\r\n"}, S_OK, false);
     read({.bytes = "??", .status = 206, .live = true, .headers = "Content-Range: bytes 300000-0/1000000\r\n"}, S_OK);
+}
+
+TEST_F(HttpAnswerTest, ABusyServerIsLeftAloneForAsLongAsItAsks) {
+    const CPublishedLogger logger;
+    const auto pauseOf = [&](int status, const std::string& retryAfter) {
+        const size_t before = logger->Messages().size();
+        OnNewThread([&] {
+            CHttpServer::Resource busy{.status = status, .headers = "Retry-After: " + retryAfter + "\r\n"};
+            EXPECT_EQ(S_OK, OpenThen({.bytes = bytes}, {busy, {.bytes = bytes}}));
+            EXPECT_TRUE(IsRightAt(0));
+            stream.Reset();
+        });
+        std::wstring told;
+        for (size_t i = before; i < logger->Messages().size(); ++i)
+            told += logger->Messages()[i];
+        // The first pause is that after the broken answer.
+        const std::wstring asking = L"asking again in ";
+        const size_t second = told.find(asking, told.find(asking) + 1);
+        return second == told.npos ? -1 : std::stoi(told.substr(second + asking.size()));
+    };
+    EXPECT_EQ(1'000, pauseOf(503, "1"));
+    EXPECT_EQ(1'000, pauseOf(429, " 1 "));
+    EXPECT_EQ(200, pauseOf(500, "9"));
+    for (const char* const nothing : {"Mon, 01 Jan 2024 00:00:00 GMT", "soon", "-7", "0"})
+        EXPECT_EQ(200, pauseOf(503, nothing)) << nothing;
 }
 
 decltype(&::WinHttpQueryHeaders) g_queryHeaders = nullptr;
@@ -290,6 +323,92 @@ TEST_F(HttpAnswerTest, CredentialsGoToTheirServerAlone) {
         EXPECT_EQ(told.npos, told.find(secret)) << secret << told;
 }
 
+TEST_F(HttpAnswerTest, HeadersOfTheHostGoToTheOriginAlone) {
+    const CPublishedLogger logger;
+    CHttpServer other;
+    other.Serve("/a", {.bytes = bytes, .script = InTurn({{Fault::Close, 300'000}, {Fault::Reset, -1}})});
+    const std::string away = "Location: http://127.0.0.1:" + std::to_string(other.Port()) + "/a\r\n";
+    server.ServeInTurn("/a",
+                       {{.status = 302, .headers = "Location: /b\r\nSet-Cookie: jar=crumb\r\n"}, {.bytes = bytes}});
+    server.Serve("/b", {.status = 302, .headers = away});
+    OnNewThread([&] {
+        SetOptions({{L"UserAgent", L"Player/1 (x)"},
+                    {L"Referer", L"http://page/"},
+                    {L"Cookies", L"key=Sesame"},
+                    {L"Header.X-Key", L"H1dden"},
+                    {L"Header.accept", L"audio/*"},
+                    {L"Header.Authorization", L"Bearer T0ken"}});
+        ASSERT_EQ(S_OK, Open(server.Url(L"/a", L"me:secret@")));
+        EXPECT_TRUE(IsRightAt(0));
+        stream.Reset();
+        SetOptions({{L"Referer", L"https://page/"}, {L"Header.X-Empty", L" "}});
+        ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
+    });
+    const std::pair<const char*, std::string> own[] = {
+        {"cookie", "key=Sesame"}, {"x-key", "H1dden"}, {"authorization", "Bearer T0ken"}, {"accept", "audio/*"}};
+    auto requests = server.Requests();
+    ASSERT_EQ(4u, requests.size());
+    EXPECT_TRUE(requests.back().Header("user-agent").starts_with("TvDataServices/"));
+    EXPECT_EQ("", requests.back().Header("referer")) << "it is a secret of https";
+    EXPECT_EQ(0u, requests.back().headers.count("x-empty"));
+    requests.pop_back();
+    for (const CHttpServer* const asked : {&server, &other})
+        for (const Request& request : asked == &server ? requests : other.Requests()) {
+            EXPECT_EQ("Player/1 (x)", request.Header("user-agent"));
+            EXPECT_EQ("http://page/", request.Header("referer"));
+            for (const auto& [name, value] : own)
+                EXPECT_EQ(asked == &server                ? value
+                          : std::string(name) == "accept" ? "*/*"
+                                                          : "",
+                          request.Header(name))
+                    << request.target << name;
+        }
+    EXPECT_EQ(2u, other.Requests().size());
+    std::wstring told;
+    for (const std::wstring& message : logger->Messages())
+        told += L"\n" + message;
+    for (const wchar_t* const secret : {L"Sesame", L"H1dden", L"T0ken", L"secret", L"Player", L"page"})
+        EXPECT_EQ(told.npos, told.find(secret)) << secret << told;
+}
+
+// Without these options each would wait for ten seconds or more, and then go on.
+TEST_F(HttpAnswerTest, LimitsOfTheHostHold) {
+    const std::pair<const wchar_t*, LONGLONG> limits[] = {
+        {L"AnswerTimeout", -1}, {L"OpenTimeout", -1}, {L"ReadTimeout", 300'000}, {L"SilenceLimit", 300'000}};
+    for (const auto& [limit, stallsAt] : limits) {
+        CHttpServer stalling;
+        stalling.Serve("/a", {.bytes = bytes, .script = [at = stallsAt](auto&) {
+                                  return CHttpServer::Misbehaviour{Fault::Stall, at};
+                              }});
+        SetOptions({{limit, L"100"}, {L"Retries", L"0"}});
+        auto done = std::async(std::launch::async, [&] {
+            const HRESULT hr = Open(stalling.Url(L"/a"));
+            return FAILED(hr) ? hr : Read(bytes.size()).first;
+        });
+        EXPECT_TRUE(stalling.WaitForStall());
+        static_cast<void>(done.wait_for(std::chrono::seconds(5)));
+        stalling.ReleaseStalls();
+        EXPECT_EQ(dataservices::http::kHttpTimeout, done.get()) << ::testing::PrintToString(std::wstring(limit));
+        stream.Reset();
+    }
+    const std::pair<size_t, HRESULT> failures[] = {{0, dataservices::http::kHttpConnectionError},
+                                                   {2, dataservices::http::ResultOfHttpStatus(503)}};
+    for (const auto& [retries, failure] : failures) {
+        SetOptions({{L"Retries", std::to_wstring(retries)}, {L"StoreBytes", std::to_wstring(0x100000)}});
+        EXPECT_EQ(1 + retries, RequestsOf([&, expected = failure] {
+                      ASSERT_EQ(S_OK, OpenThen({.bytes = bytes}, {{.status = 503}}));
+                      EXPECT_EQ(expected, Read(bytes.size()).first);
+                  }));
+    }
+    const std::string more = RandomBytes(7, 3'000'000);
+    ASSERT_EQ(S_OK, OpenServed({.bytes = more}));
+    EXPECT_TRUE(Read(more.size()) == std::pair(S_OK, more));
+    ComPtr<ITKDSSourceControl> control;
+    TKDS_SOURCE_STATUS status{};
+    EXPECT_TRUE(SUCCEEDED(stream.As(&control)) && SUCCEEDED(control->GetStatus(&status)));
+    EXPECT_GE(0x100000u, status.held);
+}
+
 TEST_F(HttpAnswerTest, AnswersThatTellTooLittleOrContradictThemselvesAreNotUsed) {
     EXPECT_EQ(2u, RequestsOf([&] {
                   server.ServeInTurn("/a", {Part(bytes, "0-999999/*"), {.bytes = bytes}});
@@ -311,9 +430,8 @@ TEST_F(HttpAnswerTest, AnswersThatTellTooLittleOrContradictThemselvesAreNotUsed)
     EXPECT_EQ(S_OK, Seek(-1, STREAM_SEEK_END));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .headers = "Content-Length: 1000000 , 1000000\r\n"}));
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .ranges = false, .headers = "Transfer-Encoding: identity\r\n"}));
-    EXPECT_EQ(TKDS_STATE_SEEKS_READ_THROUGH, StateBits()) << "not live";
+    EXPECT_EQ(S_OK, Seek(-1, STREAM_SEEK_END)) << "not live";
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true, .headers = "Content-Length: 5\r\n"}));
-    EXPECT_EQ(0u, StateBits());
     EXPECT_EQ(bytes, Read(bytes.size()).second) << "chunks say where they end";
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes, .status = 203})) << "200 as a proxy has changed it";
     EXPECT_TRUE(IsRightAt(0));
@@ -341,8 +459,16 @@ TEST_F(HttpAnswerTest, TheProxyOfTheMachineIsAskedForOtherHosts) {
     EXPECT_EQ(S_OK, OpenServed({.bytes = bytes}));
     EXPECT_EQ("/a", server.Requests().back().target);
     stream.Reset();
-    g_proxyOfMachine = L"127.0.0.1:1";
+    const std::wstring ours = std::exchange(g_proxyOfMachine, L"127.0.0.1:1");
     EXPECT_EQ(S_OK, Open(server.Url(L"/a"))) << "this machine is asked directly";
+    // That of the host comes first, at the same time as others.
+    SetOptions({{L"Proxy", ours}});
+    const ComPtr<IStream> without = stream;
+    EXPECT_EQ(S_OK, Open(L"http://nowhere.invalid/a"));
+    EXPECT_TRUE(stream && IsRightAt(0));
+    g_proxyOfMachine = ours;
+    SetOptions({{L"Proxy", L"direct"}});
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_WINHTTP_NAME_NOT_RESOLVED), Open(L"http://nowhere.invalid/a"));
     __imp_WinHttpGetDefaultProxyConfiguration = before;
 }
 

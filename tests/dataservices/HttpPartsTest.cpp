@@ -1,7 +1,6 @@
-// The parts of http sources that need no server: URLs and kept bytes; and data URIs.
+// What needs no server: the URLs of http sources, and data URIs.
 #include "dataservices/data/CDataUriStream.h"
 #include "dataservices/http/CHttpUrl.h"
-#include "dataservices/http/CRecentBytes.h"
 #include "tests/support/CTestApartment.h"
 
 #include <objidl.h>
@@ -97,35 +96,6 @@ TEST(HttpUrlTest, ARedirectLeadsWhereItsReferenceSays) {
         EXPECT_EQ(L"", secure->Resolve(elsewhere)->Authorization()) << ::testing::PrintToString(elsewhere);
     EXPECT_EQ(L"", plain->Resolve(L"https://host:80/a")->Authorization());
     EXPECT_EQ(L"Basic eDp5", plain->Resolve(L"http://x:y@host/a")->Authorization());
-}
-
-TEST(RecentBytesTest, TheLastBytesAreKeptFromWhereverTheyCame) {
-    dataservices::http::CRecentBytes recent(8);
-    const auto append = [&](ULONGLONG position, std::string_view bytes) {
-        recent.Append(position, std::span(reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()));
-    };
-    const auto keptFrom = [&](ULONGLONG position) {
-        BYTE got[5]{};
-        const ULONG count = recent.CopyTo(position, got);
-        return std::string(got, got + count);
-    };
-    append(10, "abc");
-    append(13, "de");
-    append(50, "XYZ");
-    EXPECT_EQ("abcde XYZ ", keptFrom(10) + " " + keptFrom(50) + " " + keptFrom(15));
-    append(53, "W");
-    EXPECT_EQ(" bcde YZW", keptFrom(10) + " " + keptFrom(11) + " " + keptFrom(51));
-    append(12, "CDE");
-    EXPECT_EQ(" CDE XYZW", keptFrom(11) + " " + keptFrom(12) + " " + keptFrom(50)) << "the newest of several";
-    append(100, "0123456789");
-    EXPECT_EQ("  23456 789", keptFrom(53) + " " + keptFrom(101) + " " + keptFrom(102) + " " + keptFrom(107));
-    EXPECT_TRUE(recent.Holds(109) && !recent.Holds(110));
-    dataservices::http::CRecentBytes wide(1'000);
-    const BYTE one[1]{};
-    for (ULONGLONG jump = 1; jump <= 65; ++jump)
-        wide.Append(jump * 10, one);
-    EXPECT_FALSE(wide.Holds(10));
-    EXPECT_TRUE(wide.Holds(20)) << "64 jumps are kept";
 }
 
 TEST(DataUriTest, GivesTheBytesThatAreWrittenInIt) {

@@ -3,48 +3,77 @@
 #include "dataservices/http/HttpLimits.h"
 #include "dataservices/http/HttpResults.h"
 #include "tests/dataservices/HttpTest.h"
+#include "tests/support/Await.h"
 #include "tests/support/CSecondCall.h"
 
+#include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
 
 using namespace dataservices;
 
 namespace {
 
-TEST_F(HttpStreamTest, OneRequestServesAllReadsAndSeeksAmongKeptBytes) {
-    EXPECT_EQ(1u, RequestsOf([&] {
-                  ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
-                  for (size_t at = 0; at < bytes.size(); at += 10'000) {
-                      ASSERT_TRUE(Read(10'000).second == bytes.substr(at, 10'000)) << at;
-                      const size_t back = std::min<size_t>(at + 10'000, dataservices::http::kKeptBytes);
-                      ASSERT_TRUE(IsRightAt(at + 10'000 - back, back)) << at;
-                  }
-                  EXPECT_TRUE(IsRightAt(bytes.size() - dataservices::http::kKeptBytes));
-                  EXPECT_TRUE(IsRightAt(bytes.size() - 1'000));
-              }));
-    EXPECT_EQ(1u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(20, 1'000)); }));
-    EXPECT_EQ("bytes=20-", server.Requests().back().Header("range"));
-    EXPECT_EQ(STG_E_ACCESSDENIED, stream->Write("x", 1, nullptr));
-    EXPECT_EQ(STG_E_ACCESSDENIED, stream->SetSize({}));
-    EXPECT_EQ(0u, RequestsOf([&] { Seek(700'000); })) << "a seek alone asks for nothing";
-    for (const size_t way : {0x40000u, 0x40001u}) {  // a short way ahead is read through
-        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
-        EXPECT_EQ(way - 0x40000, RequestsOf([&] { EXPECT_TRUE(IsRightAt(way, 1)); }));
-    }
+// Whether a call ends although something waits; `then` has it end in any case.
+bool EndsMeanwhile(const std::function<void()>& call, const std::function<void()>& then) {
+    const CSecondCall second(call);
+    const bool ends = second.Ends();
+    then();
+    return ends;
 }
 
-TEST_F(HttpStreamTest, ALiveSourceLosesNothingOfWhatWasReadToTellItsKind) {
-    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true}));
-    EXPECT_TRUE(Read(0x10000).second == bytes.substr(0, 0x10000));
+TEST_F(HttpStreamTest, OneRequestServesAllReadsAndSeeks) {
+    EXPECT_EQ(1u, RequestsOf([&] {
+                  ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
+                  for (size_t at = 0; at < bytes.size(); at += 10'000)
+                      ASSERT_TRUE(Read(10'000).second == bytes.substr(at, 10'000)) << at;
+                  for (const size_t at : {20u, 999'999u, 500'000u, 0u})
+                      EXPECT_TRUE(IsRightAt(at)) << at;
+              }));
+    EXPECT_EQ(STG_E_ACCESSDENIED, stream->Write("x", 1, nullptr));
+    EXPECT_EQ(STG_E_ACCESSDENIED, stream->SetSize({}));
+}
+
+TEST_F(HttpStreamTest, WhatIsFarFromTheOpenAnswerIsAskedForByARange) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::Stall, 100'000}})}));
+    EXPECT_EQ(0u, RequestsOf([&] { Seek(700'000); })) << "a seek alone asks for nothing";
+    EXPECT_EQ(1u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(700'000, 1'000) && IsRightAt(850'000, 100'000)); }));
+    EXPECT_EQ("bytes=700000-962143 \"first\"",
+              server.Requests().back().Header("range") + " " + server.Requests().back().Header("if-range"));
+    ASSERT_TRUE(server.WaitForStall());
+    EXPECT_EQ(0u, RequestsOf([&] {  // a short way ahead is waited for
+                  EXPECT_FALSE(
+                      EndsMeanwhile([&] { EXPECT_TRUE(IsRightAt(300'000, 1'000)); }, [&] { server.ReleaseStalls(); }));
+              }));
+}
+
+TEST_F(HttpStreamTest, ALiveSourceIsReadWhereItHasComeTo) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true, .script = InTurn({{Fault::Stall, 300'000}})}));
+    ComPtr<ITKDSSourceControl> control;
+    ASSERT_EQ(S_OK, stream.As(&control));
+    const auto await = [&](ULONGLONG position, ULONGLONG count, DWORD ms) {
+        ULONGLONG available = 7;
+        return std::pair(control->Await(position, count, ms, &available), available);
+    };
+    // Some systems give a chunk when the next one begins.
+    EXPECT_EQ(std::pair(S_OK, 250'000ull), await(0, 250'000, kLongMs));
+    EXPECT_EQ(std::pair(E_PENDING, 0ull), await(310'000, 200, 0));
+    EXPECT_EQ(std::pair(S_FALSE, 0ull), await(900'000, 1, kLongMs)) << "too far ahead";
     EXPECT_EQ(kCannotSeek, Seek(0, STREAM_SEEK_END));
-    EXPECT_TRUE(IsRightAt(0));
-    // A buffer in front relies on the position that a failed seek reports.
-    ULARGE_INTEGER position{};
-    EXPECT_EQ(kCannotSeek, stream->Seek({}, STREAM_SEEK_SET, &position));
-    EXPECT_EQ(bytes.size(), position.QuadPart);
+    EXPECT_TRUE(IsRightAt(0, 1'000) && IsRightAt(249'000, 1'000) && IsRightAt(10, 10));
     ComPtr<IStream> clone;
     EXPECT_EQ(kCannotSeek, stream->Clone(&clone));
-    EXPECT_EQ(1u, server.Requests().size());
+    server.ReleaseStalls();
+    EXPECT_TRUE(IsRightAt(0));
+    EXPECT_EQ(std::pair(S_FALSE, std::string()), Read(1)) << "its end is known from now on";
+    EXPECT_EQ(S_OK, Seek(0, STREAM_SEEK_END));
+    // One that ends soon has a length, and clones.
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true}));
+    EXPECT_EQ(S_OK, Seek(-10, STREAM_SEEK_END));
+    EXPECT_EQ(bytes.substr(bytes.size() - 10), Read(11).second);
+    EXPECT_EQ(S_OK, stream->Clone(&clone));
+    EXPECT_EQ(2u, server.Requests().size());
 }
 
 TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
@@ -67,31 +96,117 @@ TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {
     EXPECT_EQ(5u, RequestsOf([&] { EXPECT_EQ(dataservices::http::kHttpConnectionError, Read(bytes.size()).first); }));
 }
 
-TEST_F(HttpStreamTest, EveryCallButStatWaitsForTheOneThatRuns) {
-    ComPtr<IStream> clone;
-    const std::pair<bool, std::function<void()>> others[] = {
-        {false, [&] { EXPECT_EQ(S_OK, Read(1).first); }},
-        {false, [&] { EXPECT_EQ(S_OK, Seek(10)); }},
-        {false, [&] { EXPECT_EQ(S_OK, stream->Clone(clone.ReleaseAndGetAddressOf())); }},
-        {true, [&] { EXPECT_EQ(0u, StateBits()); }}};
-    for (const auto& [ends, other] : others) {
-        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes}));
-        char got[10]{};
-        EXPECT_EQ(ends, EndsBeside([&] { EXPECT_EQ(S_OK, stream->Read(got, sizeof got, nullptr)); }, other));
+// A read waits for a server that is silent; what else may end meanwhile, and what ends the read.
+TEST_F(HttpStreamTest, AReadThatWaitsIsGivenUpAndHoldsUpOnlyReadsAndSeeks) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::Stall, 50'000}})}));
+    ComPtr<ITKDSSourceControl> control;
+    ASSERT_EQ(S_OK, stream.As(&control));
+    ComPtr<IUnknown> one, other;
+    EXPECT_TRUE(stream.As(&one) == S_OK && control.As(&other) == S_OK && one == other) << "one object";
+    ULONGLONG here = 0;
+    ASSERT_EQ(S_OK, control->Await(0, 50'000, kLongMs, &here));
+    TKDS_SOURCE_STATUS status{};
+    const auto waits = [&] { return control->GetStatus(&status) == S_OK && status.wanted > 0; };
+    for (const bool isAwait : {false, true}) {
+        std::jthread reader([&] {
+            ULONGLONG available = 0;
+            if (isAwait)
+                EXPECT_EQ(E_ABORT, control->Await(49'000, 200'000, INFINITE, &available));
+            else
+                EXPECT_EQ(std::pair(E_ABORT, bytes.substr(49'000, 1'000)), (Seek(49'000), Read(200'000)));
+            EXPECT_EQ(isAwait ? 1'000u : 0u, available);
+        });
+        Await(waits);
+        EXPECT_EQ(0u, StateBits());
+        EXPECT_EQ(isAwait, EndsMeanwhile([&] { EXPECT_EQ(S_OK, Seek(10)); }, [&] { control->AbortReads(); }));
+        reader.join();
+        EXPECT_TRUE(IsRightAt(0, 50'000)) << "what is here is read";
+        EXPECT_EQ(std::pair(E_ABORT, std::string()), Read(1));
+        EXPECT_EQ(S_OK, control->AllowReads());
+    }
+    std::jthread reader([&] { EXPECT_EQ(E_ABORT, (Seek(150'000), Read(1).first)); });
+    Await(waits);
+    control->AbortReads();
+    control->AllowReads();
+    reader.join();  // who waited ends all the same
+    server.ReleaseStalls();
+    EXPECT_TRUE(IsRightAt(0));
+    TKDS_RANGE ranges[2]{};
+    DWORD count = 0;
+    EXPECT_TRUE(control->GetRanges(2, ranges, &count) == S_OK && count == 1);
+    EXPECT_TRUE(ranges[0].begin == 0 && ranges[0].end == bytes.size());
+    EXPECT_TRUE(control->GetStatus(&status) == S_OK && status.held == bytes.size() && status.rangeCount == 1 &&
+                status.received == bytes.size() && status.requests == 1 && status.length == bytes.size());
+    EXPECT_EQ(E_POINTER, control->GetStatus(nullptr));
+    EXPECT_EQ(E_POINTER, control->GetRanges(1, nullptr, &count));
+    EXPECT_EQ(E_POINTER, control->Await(0, 1, 0, nullptr));
+    EXPECT_EQ(E_INVALIDARG, control->SetSilenceLimit(99));
+    EXPECT_EQ(E_INVALIDARG, control->SetSilenceLimit(60'001));
+}
+
+TEST_F(HttpStreamTest, TheSilenceThatASourceIsAllowedCanBeSet) {
+    for (const bool isLive : {true, false}) {
+        ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = isLive, .script = InTurn({{Fault::Stall, 100'000}})}));
+        ASSERT_TRUE(server.WaitForStall());
+        ComPtr<ITKDSSourceControl> control;
+        ASSERT_EQ(S_OK, stream.As(&control));
+        EXPECT_EQ(S_OK, control->SetSilenceLimit(100));
+        const auto [hr, got] = Read(bytes.size());
+        EXPECT_EQ(isLive ? dataservices::http::kHttpTimeout : S_OK, hr) << "one of known length is asked again";
+        EXPECT_TRUE(bytes.starts_with(got));
+        TKDS_SOURCE_STATUS status{};
+        EXPECT_TRUE(control->GetStatus(&status) == S_OK && status.silenceLimit == 100 &&
+                    status.longestWait < dataservices::http::kNextByteMs);
     }
 }
 
-TEST_F(HttpStreamTest, ACloneAsksForTheSameVersionWhereItsSourceWasFound) {
-    server.Serve("/b", {.bytes = bytes});
+// What the platform's parsers read of each file while it is played, one read in a line of `reads`: position, length.
+TEST_F(HttpStreamTest, TheReadsOfParsersAreServedFromASlowServerByOneRequest) {
+    const std::filesystem::path media(TV_TEST_MEDIA), reads = media.parent_path() / "dataservices/reads";
+    int files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(media)) {
+        const std::string name = entry.path().filename().string();
+        SCOPED_TRACE(name);
+        std::ifstream file(entry.path(), std::ios::binary), trace(reads / (name + ".txt"));
+        const std::string content((std::istreambuf_iterator<char>(file)), {});
+        EXPECT_EQ(1u, RequestsOf([&] {
+                      const auto slowly = InTurn({{Fault::Trickle, 2'000}});
+                      ASSERT_EQ(S_OK, OpenServed({.bytes = content, .script = slowly}));
+                      ComPtr<IStream> buffered;
+                      ASSERT_EQ(S_OK, TKFCreateBufferedStream(stream.Get(), &buffered));
+                      stream = buffered;
+                      size_t position = 0, length = 0, count = 0;
+                      while (trace >> position >> length) {
+                          ++count;
+                          ASSERT_EQ(S_OK, Seek(static_cast<LONGLONG>(position)));
+                          ASSERT_TRUE(Read(length).second == content.substr(std::min(position, content.size()), length))
+                              << position << " " << length;
+                      }
+                      EXPECT_LT(10u, count);
+                  }));
+        ++files;
+    }
+    EXPECT_LE(8, files);
+}
+
+TEST_F(HttpStreamTest, ACloneReadsTheSameVersionWhereItsSourceWasFound) {
+    server.Serve("/b", {.bytes = bytes, .script = InTurn({{Fault::Stall, 100'000}})});
     ASSERT_EQ(S_OK, OpenServed({.status = 302, .headers = "Location: /b\r\n"}));
     EXPECT_EQ(S_OK, Seek(600'000));
     ComPtr<IStream> clone;
     ASSERT_EQ(S_OK, stream->Clone(&clone));
-    stream = clone;
+    const ComPtr<IStream> first = std::exchange(stream, clone);
     EXPECT_EQ(1u, RequestsOf([&] { EXPECT_EQ(bytes.substr(600'000, 10), Read(10).second); }));
     const Request asked = server.Requests().back();
-    EXPECT_EQ("/b bytes=600000- \"first\"",
+    EXPECT_EQ("/b bytes=600000-862143 \"first\"",
               asked.target + " " + asked.Header("range") + " " + asked.Header("if-range"));
+    stream = first;
+    EXPECT_EQ(0u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(600'010, 100'000)); })) << "they share what has come";
+    ComPtr<ITKDSSourceControl> control;
+    ASSERT_EQ(S_OK, clone.As(&control));
+    control->AbortReads();
+    server.ReleaseStalls();
+    EXPECT_TRUE(IsRightAt(0)) << "another's reads go on";
 }
 
 TEST_F(HttpStreamTest, ABrokenAnswerIsTakenUpAtTheExactByte) {
@@ -163,7 +278,7 @@ TEST_F(HttpStreamTest, ASourceThatFailedFiveTriesFailsForTenSeconds) {
             EXPECT_EQ(std::pair(dataservices::http::ResultOfHttpStatus(503), std::string()), Read(10)) << "at once";
             char byte = 0;
             EXPECT_EQ(dataservices::http::ResultOfHttpStatus(503), clone->Read(&byte, 1, nullptr));
-            EXPECT_TRUE(IsRightAt(690'000, 10'000)) << "what is kept is there";
+            EXPECT_TRUE(IsRightAt(0, 700'000)) << "what is here is read";
         }
         EXPECT_EQ(6u, server.Requests().size()) << "nobody was asked";
         g_now += 1;
@@ -180,15 +295,18 @@ TEST_F(HttpStreamTest, ASourceThatFailedFiveTriesFailsForTenSeconds) {
     EXPECT_EQ(1, told(L"failed at position 700000, hr=0x801901F7"));
 }
 
-TEST_F(HttpStreamTest, AnAnswerThatBecomesAlmostNothingIsAskedForAgain) {
+TEST_F(HttpStreamTest, ASlowAnswerIsReadAsItComes) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn({{Fault::Drip, 50'000}})}));
+    EXPECT_TRUE(IsRightAt(0, 50'003));
+    EXPECT_EQ(1u, server.Requests().size());
+    // A fast one is read in blocks. One that becomes slow is asked for again, and then read in small pieces.
     ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .script = InTurn(Faults(2, {Fault::Drip, 300'000}))}));
     EXPECT_TRUE(IsRightAt(0, 310'000));
     const auto requests = server.Requests();
-    ASSERT_EQ(2u, requests.size());
-    // From now on it is read in small pieces, and nothing waits for a whole one.
-    const size_t drips = std::stoul(requests[1].Header("range").substr(6)) + 300'000;
+    ASSERT_EQ(3u, requests.size());
+    const size_t drips = std::stoul(requests[2].Header("range").substr(6)) + 300'000;
     EXPECT_TRUE(IsRightAt(310'000, drips + 3 - 310'000));
-    EXPECT_EQ(2u, server.Requests().size());
+    EXPECT_EQ(3u, server.Requests().size());
     // A server that doesn't answer a second request is waited for.
     auto script = [this, answers = 0](const Request&) mutable {
         if (answers++ == 0)

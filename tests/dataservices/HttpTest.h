@@ -2,7 +2,8 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "dataservices/http/CHttpStream.h"
+#include "base/CBstr.h"
+#include "dataservices/http/CreateHttpStream.h"
 #include "framework/streams/TKFStreams.h"
 #include "tests/support/CHttpServer.h"
 #include "tests/support/CRecordingLogger.h"
@@ -54,14 +55,27 @@ struct HttpStreamTest : ::testing::Test {
     const std::string bytes = RandomBytes(815, 1'000'000);
     CHttpServer server;
     ComPtr<IStream> stream;
+    SharedOptions options;
 
     void SetUp() override {
         if (!CHttpServer::IsSupported())
             GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
     }
     HRESULT Open(const std::wstring& url) {
-        return dataservices::http::CreateHttpStream(*CTKFUri::Parse(url.c_str()), stream.ReleaseAndGetAddressOf(),
-                                                    &Now);
+        return dataservices::http::CreateHttpStream(*CTKFUri::Parse(url.c_str()), stream.ReleaseAndGetAddressOf(), &Now,
+                                                    options);
+    }
+    // For what is opened from then on.
+    void SetOptions(const std::vector<std::pair<std::wstring, std::wstring>>& set) {
+        const auto made = std::make_shared<SourceOptions>();
+        for (const auto& [name, text] : set) {
+            const base::CBstr owner(text);
+            VARIANT value{};
+            value.vt = VT_BSTR;
+            value.bstrVal = owner.Get();
+            EXPECT_EQ(S_OK, SetOption(*made, name, value));
+        }
+        options = made;
     }
     HRESULT OpenServed(CHttpServer::Resource resource) {
         server.Serve("/a", std::move(resource));

@@ -3,7 +3,8 @@
 #include "base/Base64.h"
 #include "base/CTaskMem.h"
 #include "dataservices/data/CDataUriStream.h"
-#include "dataservices/http/CHttpStream.h"
+#include "dataservices/http/CreateHttpStream.h"
+#include "dataservices/shares/CreateShareStream.h"
 #include "framework/streams/TKFStreams.h"
 #include "tests/support/CHttpServer.h"
 #include "tests/support/CTempFile.h"
@@ -45,6 +46,20 @@ Source File(const std::string& bytes) {
                 return TKFCreateLocalFileSystemStream(file->Path().c_str(), kTKFStreamRead | kTKFStreamShareRead,
                                                       stream);
             }};
+}
+
+// As of another machine.
+Source Share(const std::string& bytes) {
+    return {
+        bytes, [file = std::make_shared<CTempFile>(bytes)](IStream** stream) {
+            ComPtr<CLocalFileSystemStream> opened;
+            const FilePath path{file->Path(), file->Path()};
+            constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead;
+            const HRESULT hr = framework::MakeComObject<CLocalFileSystemStream>(opened.GetAddressOf());
+            if (FAILED(hr) || FAILED(opened->Open(file->Path().c_str(), kMode)))
+                return E_FAIL;
+            return shares::CreateShareStream(opened, {path, kMode, std::make_shared<const SourceOptions>()}, stream);
+        }};
 }
 
 Source Buffered(Source source) {
@@ -101,6 +116,7 @@ std::vector<Kind> Kinds() {
     const auto data = [](bool base64) { return [=](const std::string& bytes) { return Data(bytes, base64); }; };
     return {{.name = "Memory", .make = Memory, .mayNotClone = true},
             {.name = "File", .make = File},
+            {.name = "Share", .make = Share},
             {.name = "BufferedMemory", .make = buffered(Memory), .mayNotClone = true},
             {.name = "BufferedFile", .make = buffered(File)},
             {.name = "HttpWithRanges", .make = served(true, false), .isServed = true},
