@@ -21,6 +21,7 @@ HRESULT CBufferedStream::Initialize(IStream* stream, LONG bufferBytes) noexcept 
     if (FAILED(hr))
         return hr;
 
+    m_control.Attach(*stream);
     ULARGE_INTEGER position{};
     static_cast<void>(base::ComBoundary([&] { return stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_CUR, &position); }));
     m_underlyingPosition = m_position = position.QuadPart;
@@ -40,7 +41,7 @@ HRESULT CBufferedStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept
     count = Serve(target, cb);
     ComPtr<IStream> source;
     while (count < cb) {
-        const HRESULT hr = Refill(source);
+        const HRESULT hr = Refill(source, cb - count);
         // Once there are bytes to give, a failure shows as a short read; the next read meets it again.
         if (FAILED(hr))
             return count > 0 ? S_FALSE : hr;
@@ -61,9 +62,19 @@ ULONG CBufferedStream::Serve(BYTE* target, ULONG cb) noexcept {
     return count;
 }
 
+// How much a refill asks for, of which the reader needs `needed`.
+ULONG CBufferedStream::AskHowMuch(ULONG needed) const noexcept {
+    const ULONG most = static_cast<ULONG>(m_capacity);
+    if (!m_control.Get())
+        return most;
+    MIDL_uhyper here = 0;  // written whatever the answer is
+    static_cast<void>(base::ComBoundary([&] { return m_control.Get()->Await(m_position, most, 0, &here); }));
+    return std::min(most, std::max(needed, static_cast<ULONG>(std::min<MIDL_uhyper>(here, most))));
+}
+
 // Fills the used-up buffer. `source` is fetched when it is null, and kept for the next refill of the same call.
 // Bytes that come with a failure stay in the buffer, where the next read finds them.
-HRESULT CBufferedStream::Refill(ComPtr<IStream>& source) noexcept {
+HRESULT CBufferedStream::Refill(ComPtr<IStream>& source, ULONG needed) noexcept {
     m_offset = 0;
     m_fill = 0;
     if (!source) {
@@ -71,7 +82,7 @@ HRESULT CBufferedStream::Refill(ComPtr<IStream>& source) noexcept {
         if (FAILED(hr))
             return hr;
     }
-    const ULONG wanted = static_cast<ULONG>(m_capacity);
+    const ULONG wanted = AskHowMuch(needed);
     ULONG got = 0;
     const HRESULT hr = base::ComBoundary([&] { return source->Read(Bytes(), wanted, &got); });
     got = std::min(got, wanted);  // a stream may claim more than it was asked for
@@ -167,6 +178,7 @@ HRESULT CBufferedStream::Clone(IStream** clone) noexcept {
             return hr;
         if (const HRESULT hr = copy->m_source.Attach(sourceClone.Get()); FAILED(hr))
             return hr;
+        copy->m_control.Attach(*sourceClone.Get());
         copy->m_lines = m_lines;
         copy->m_capacity = m_capacity;
         copy->m_underlyingPosition = m_underlyingPosition;

@@ -1,12 +1,16 @@
 // A read buffer in front of another stream: many small reads become few large ones.
 //
-// The buffer is one block that is refilled, always whole, from where the wrapped stream stands. Reads and seeks inside
-// the block don't reach the wrapped stream. The stream is read-only.
+// The buffer is one block that is refilled, whole unless the source says what is here, from where the wrapped stream
+// stands. Reads and seeks inside the block don't reach the wrapped stream. The stream is read-only.
+//
+// A wrapped stream that has ITKDSSourceControl says what is here: a refill takes that, or what its reader wants if that
+// is more. So no reader waits for bytes that it didn't ask for. The buffer then answers the interface, too.
 //
 // Units: positions and sizes are bytes.
 // Threads: any thread of the process, in any apartment and without marshalling, but one call at a time: no method takes
 // a lock. The wrapped stream is kept in a CStreamCookie and fetched for each call that needs it, so it is always
-// reached through a pointer that is valid in the calling apartment.
+// reached through a pointer that is valid in the calling apartment. The source control may be called by any thread at
+// any time.
 //
 // Lifetime: holds the wrapped stream until the last reference goes.
 // Errors: those of the table and of the wrapped stream are returned unchanged; an exception of the wrapped stream
@@ -15,6 +19,7 @@
 
 #include "base/CTaskMem.h"
 #include "framework/com/CStreamCookie.h"
+#include "framework/streams/CControlFace.h"
 #include "framework/streams/CStreamBase.h"
 
 #include <vector>
@@ -27,6 +32,11 @@ public:
     // stands. A stream that can't tell its position counts as standing at 0.
     // E_POINTER: `stream` is null.  E_INVALIDARG: `bufferBytes` is below 1.  E_OUTOFMEMORY: no memory for the buffer.
     [[nodiscard]] HRESULT Initialize(IStream* stream, LONG bufferBytes) noexcept;
+
+    // IUnknown
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override {
+        return m_control.Answers(iid) ? m_control.Give(object) : CStreamBase::QueryInterface(iid, object);
+    }
 
     // ISequentialStream
 
@@ -52,7 +62,8 @@ public:
     STDMETHODIMP Clone(IStream** clone) noexcept override;
 
 private:
-    [[nodiscard]] HRESULT Refill(Microsoft::WRL::ComPtr<IStream>& source) noexcept;
+    [[nodiscard]] HRESULT Refill(Microsoft::WRL::ComPtr<IStream>& source, ULONG needed) noexcept;
+    [[nodiscard]] ULONG AskHowMuch(ULONG needed) const noexcept;
     [[nodiscard]] HRESULT SeekTo(ULONGLONG target) noexcept;
     [[nodiscard]] HRESULT SeekSource(LARGE_INTEGER move, DWORD origin) noexcept;
     [[nodiscard]] HRESULT AskStat(DWORD flag) noexcept;
@@ -65,6 +76,7 @@ private:
     };
 
     framework::CStreamCookie m_source;
+    framework::CControlFace m_control{*this};
     std::vector<CacheLine> m_lines;  // the buffer, in whole lines; its length is set once
     LONG m_capacity = 0;             // bytes of it that are used
     // Where the wrapped stream stands, as far as we know. No call needs it; whoever debugs a stream that lost its place

@@ -17,6 +17,7 @@ HRESULT CReplayStream::Initialize(IStream* source) noexcept {
     });
     if (FAILED(hr))
         return hr;
+    m_control.Attach(*source);
     ULARGE_INTEGER position{};
     static_cast<void>(base::ComBoundary([&] { return source->Seek({}, STREAM_SEEK_CUR, &position); }));
     m_start = m_position = position.QuadPart;
@@ -155,6 +156,7 @@ HRESULT CReplayStream::Clone(IStream** clone) noexcept {
             return hr;
         if (const HRESULT hr = copy->m_source.Attach(sourceClone.Get()); FAILED(hr))
             return hr;
+        copy->m_control.Attach(*sourceClone.Get());
         copy->m_kept = m_kept;
         copy->m_start = m_start;
         copy->m_position = m_position;

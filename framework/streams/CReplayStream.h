@@ -8,6 +8,9 @@
 // stream seems to end where no more can be kept. After EndKeeping the kept bytes can be read once more. The stream is
 // read-only.
 //
+// It answers ITKDSSourceControl where the source does, and passes its calls on: they speak of the source, not of what
+// is kept here.
+//
 // Units: positions and sizes are bytes.
 // Threads, apartments: as CBufferedStream.  Lifetime: holds the source until the last reference goes.
 // Errors: those of the Global Interface Table and of the source are returned unchanged; an exception of the source
@@ -15,6 +18,7 @@
 #pragma once
 
 #include "framework/com/CStreamCookie.h"
+#include "framework/streams/CControlFace.h"
 #include "framework/streams/CStreamBase.h"
 
 #include <vector>
@@ -34,6 +38,11 @@ public:
     // Nothing that is read from now on is kept. Moves the source to where this stream stands. If the source gets there,
     // what was kept is dropped.
     void EndKeeping() noexcept;
+
+    // IUnknown
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override {
+        return m_control.Answers(iid) ? m_control.Give(object) : CStreamBase::QueryInterface(iid, object);
+    }
 
     // ISequentialStream
     // S_FALSE: fewer bytes than were asked for are kept or can be kept, or the source said S_FALSE. Only a read of 0
@@ -60,6 +69,7 @@ private:
     [[nodiscard]] ULONGLONG End() const noexcept { return m_start + m_kept.size(); }
 
     CStreamCookie m_source;
+    CControlFace m_control{*this};
     std::vector<BYTE> m_kept;  // all from m_start to where the source stands; empty when nothing is kept
     ULONGLONG m_start = 0;     // the first kept byte's position
     ULONGLONG m_position = 0;  // where callers see this stream stand

@@ -1,6 +1,7 @@
 #include "framework/com/GlobalInterfaceTable.h"
 #include "tests/framework/streams/StreamTest.h"
 #include "tests/support/CScriptedStream.h"
+#include "tests/support/CSecondCall.h"
 #include "tests/support/CTestApartment.h"
 
 #include <thread>
@@ -223,6 +224,76 @@ TEST_F(CBufferedStreamTest, OtherApartmentsReachTheSourceInItsOwn) {
     }).join();
     EXPECT_EQ(At(S_OK, 0), Seek(0, STREAM_SEEK_SET));
     EXPECT_EQ(Got(S_OK, "0"), Read(1));
+}
+
+TEST_F(CBufferedStreamTest, NoReaderWaitsForMoreThanItAskedFor) {
+    const struct {
+        const char* what;
+        ULONGLONG here;
+        ULONG wanted;
+        Got got;
+        ULONG lastRead;
+    } rows[] = {
+        {"more than is wanted", 3, 1, {S_OK, "0"}, 3},
+        {"more than there is room for", 16, 1, {S_OK, "0"}, 8},
+        {"the second block has to come", 10, 9, {S_OK, "012345678"}, 2},
+        {"the rest of it fails", 10, 12, {S_FALSE, "01234567"}, 4},
+        {"nothing is here", 0, 2, {STG_E_READFAULT, ""}, 2},
+        {"some of it is here", 1, 2, {STG_E_READFAULT, ""}, 2},
+        {"less than a block is wanted", 0, 99, {STG_E_READFAULT, ""}, 8},
+    };
+    source.FailWaits(STG_E_READFAULT);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        source.HaveControl(row.here);
+        Make(8);
+        EXPECT_EQ(row.got, Read(row.wanted));
+        EXPECT_EQ(row.lastRead, source.LastReadSize());
+        EXPECT_EQ(CScriptedStream::Awaited(0, 8, 0), source.TakeAwaits().front());
+    }
+}
+
+TEST_F(CBufferedStreamTest, AnswersTheControlThatItsSourceHasAtFirst) {
+    ComPtr<ITKDSSourceControl> control, ofClone;
+    Make(4);
+    source.HaveControl(9);
+    EXPECT_EQ(E_NOINTERFACE, stream.As(&control));
+    ComPtr<framework::CReplayStream> replay;
+    ASSERT_EQ(S_OK, framework::MakeComObject<framework::CReplayStream>(&replay));
+    ASSERT_EQ(S_OK, replay->Initialize(&source));
+    ASSERT_EQ(S_OK, TKFCreateBufferedStream(replay.Get(), &stream, 4));
+    ASSERT_EQ(S_OK, stream.As(&control));
+    ComPtr<IUnknown> identity, ofControl;
+    ComPtr<IStream> back, clone;
+    EXPECT_TRUE(stream.As(&identity) == S_OK && control.As(&ofControl) == S_OK && identity == ofControl);
+    EXPECT_TRUE(control.As(&back) == S_OK && back == stream);
+    EXPECT_EQ(E_POINTER, stream->QueryInterface(__uuidof(ITKDSSourceControl), nullptr));
+
+    MIDL_uhyper here = 0;
+    EXPECT_EQ(E_PENDING, control->Await(2, 9, 7, &here));
+    EXPECT_EQ(7u, here);
+    EXPECT_EQ((std::vector{CScriptedStream::Awaited(2, 9, 7)}), source.TakeAwaits());
+    source.status.requests = 5;
+    TKDS_SOURCE_STATUS status{};
+    TKDS_RANGE range{};
+    ULONG count = 9;
+    EXPECT_TRUE(control->GetStatus(&status) == S_OK && status.requests == 5);
+    EXPECT_TRUE(control->GetRanges(1, &range, &count) == S_OK && count == 1 && range.end == 9);
+    EXPECT_EQ(E_INVALIDARG, control->SetSilenceLimit(50));
+    EXPECT_EQ(50u, source.status.silenceLimit);
+
+    source.HaveControl(0);
+    {
+        const CSecondCall reader([&] { EXPECT_EQ(Got(E_ABORT, ""), Read(2)); });
+        EXPECT_TRUE(source.WaitUntilWaiting());
+        EXPECT_EQ(S_OK, control->AbortReads());
+    }
+    EXPECT_TRUE(source.AreReadsGivenUp());
+    EXPECT_EQ(S_OK, control->AllowReads());
+    ASSERT_EQ(S_OK, stream->Clone(&clone));
+    ASSERT_EQ(S_OK, clone.As(&ofClone));
+    EXPECT_EQ(S_OK, ofClone->AbortReads());
+    EXPECT_TRUE(!source.AreReadsGivenUp() && source.LastClone()->AreReadsGivenUp());
 }
 
 }  // namespace
