@@ -24,7 +24,7 @@ CContent::CContent(IByteSource& source, Clock clock) : m_source(source), m_clock
         Fail(m_source.SeekTo(m_found));
     if (!m_size)
         m_start = m_found;
-    ReadHead();
+    ReadHead(facts.isAwaited && CanWalk() ? kFirstHeadBytes : kHeadBytes);
 }
 
 CContent::~CContent() {
@@ -60,10 +60,23 @@ size_t CContent::ReadAt(std::uint64_t position, std::span<std::uint8_t> buffer) 
     return ReadOn(buffer);
 }
 
-void CContent::ReadHead() {
-    m_head.resize(kHeadBytes);
+void CContent::ReadHead(size_t most) {
+    m_head.resize(most);
     m_head.resize(ReadOn(m_head));
+    m_headIsAll = m_head.size() < most && !m_isOutOfTime;
+    m_isHeadPart = most < kHeadBytes && m_head.size() == most;
+}
+
+void CContent::CompleteHead() {
+    m_isHeadPart = false;
+    if (!CanSeekTo(m_start - m_headOffset + m_head.size()))
+        return;
+    const size_t before = m_head.size();
+    m_head.resize(kHeadBytes);
+    m_head.resize(before + ReadOn(std::span(m_head).subspan(before)));
     m_headIsAll = m_head.size() < kHeadBytes && !m_isOutOfTime;
+    if (HasFailed())
+        m_head.clear();
 }
 
 size_t CContent::ReadOn(std::span<std::uint8_t> buffer) {

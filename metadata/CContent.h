@@ -9,6 +9,9 @@
 // its seeks are expensive, only tags of up to 1 MiB are stepped over, and nothing behind the head is read. A seek that
 // fails shows that the source can't be walked: it counts as a live one from then on.
 //
+// Of a source that is awaited, over a slow network say, and can be walked, the head is only its first 16 KiB at first:
+// formats that are known by these need not wait for more.
+//
 // Ten seconds after the first byte nothing more is asked of the source but the seek back, and what has come by then is
 // judged. The wait for that byte doesn't count: in that time a buffer in front of a slow source fills itself, and then
 // has the next bytes at once. A call that has begun isn't broken off. So the first read asks for one byte, and later
@@ -31,6 +34,7 @@ namespace metadata {
 class CContent final {
 public:
     static constexpr size_t kHeadBytes = 64 * 1024;
+    static constexpr size_t kFirstHeadBytes = 16 * 1024;
     static constexpr std::uint64_t kMostMs = 10'000;
 
     // The milliseconds since a fixed start.
@@ -44,6 +48,10 @@ public:
 
     // The first 64 KiB, or less: where the content ends, or on a live source behind tags.
     [[nodiscard]] CBytes Head() const noexcept { return CBytes(m_head).From(m_headOffset); }
+
+    // Whether the head isn't all that it could be, and CompleteHead makes it so.
+    [[nodiscard]] bool IsHeadPart() const noexcept { return m_isHeadPart; }
+    void CompleteHead();
 
     // Whether the head reaches to the content's end, as the source showed it by ending.
     [[nodiscard]] bool HeadIsAll() const noexcept { return m_headIsAll; }
@@ -77,7 +85,7 @@ private:
     [[nodiscard]] size_t ReadOn(std::span<std::uint8_t> buffer);
     [[nodiscard]] size_t NextReadBytes(size_t wanted);
     [[nodiscard]] bool CanSeekTo(std::uint64_t position);
-    void ReadHead();
+    void ReadHead(size_t most = kHeadBytes);
     void Fail(IByteSource::Result result) noexcept;
 
     IByteSource& m_source;
@@ -93,6 +101,7 @@ private:
     std::vector<std::uint8_t> m_head;
     size_t m_headOffset = 0;
     bool m_headIsAll = false;
+    bool m_isHeadPart = false;
     bool m_isPutBack = false;
     IByteSource::Result m_result = 0;
 };

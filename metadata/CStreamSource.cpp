@@ -4,6 +4,8 @@
 #include "base/CTaskMem.h"
 #include "base/ComBoundary.h"
 
+#include <wrl/client.h>
+
 namespace metadata {
 
 namespace {
@@ -28,6 +30,13 @@ IByteSource::Facts CStreamSource::Ask() noexcept {
     facts.areSeeksExpensive = stat.grfStateBits == TKDS_STATE_SEEKS_READ_THROUGH;
     if (!(stat.cbSize.QuadPart & kUnknownSizeBit))
         facts.size = stat.cbSize.QuadPart;
+    Microsoft::WRL::ComPtr<ITKDSSourceControl> control;
+    MIDL_uhyper available = 0;
+    const HRESULT here = base::ComBoundary([&]() -> HRESULT {
+        const HRESULT hr = m_stream->QueryInterface(IID_PPV_ARGS(&control));
+        return FAILED(hr) || !control ? S_OK : control->Await(0, CContent::kHeadBytes, 0, &available);
+    });
+    facts.isAwaited = here == E_PENDING;
     return facts;
 }
 

@@ -17,7 +17,7 @@ public:
 
     [[nodiscard]] Result Tell(std::uint64_t& position) noexcept override;
     // The size isn't known if Stat fails, or if the size's top bit is set. Seeks are expensive if the stream says
-    // TKDS_STATE_SEEKS_READ_THROUGH.
+    // TKDS_STATE_SEEKS_READ_THROUGH. It is awaited if it has ITKDSSourceControl and says that it isn't here.
     [[nodiscard]] Facts Ask() noexcept override;
     [[nodiscard]] Result SeekTo(std::uint64_t position) noexcept override;
     [[nodiscard]] Result Read(std::span<std::uint8_t> buffer, size_t& count) noexcept override;

@@ -18,6 +18,24 @@ std::uint64_t Id3Length(CBytes head) {
     return head.SevenBit32(6) + kHeader + (head.U8(5) & kHasFooter ? kHeader : 0);
 }
 
+// Asks the rules in turn. True: one has decided.
+bool Judge(CContent& content, std::span<const FormatRule> rules, Detection& detection) {
+    for (const FormatRule& rule : rules) {
+        const Verdict verdict = rule.judge(content);
+        if (verdict.reason) {
+            const auto bytes =
+                content.Head()
+                    .From(verdict.evidence.position, std::min<std::uint64_t>(verdict.evidence.length, kShownBytes))
+                    .Span();
+            detection.findings.push_back({&rule, verdict, {bytes.begin(), bytes.end()}});
+            detection.findings.back().verdict.evidence.position += content.Start();
+        }
+        if (verdict.Decides() || content.HasFailed())
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 Detection DetectFormat(IByteSource& source, CContent::Clock clock) {
@@ -30,19 +48,12 @@ Detection DetectFormat(IByteSource& source, CContent::Clock clock) {
         content.MoveStart(tag);
     }
     detection.start = content.Start();
-    for (const FormatRule& rule : FormatRules()) {
-        const Verdict verdict = rule.judge(content);
-        if (verdict.reason) {
-            const auto bytes =
-                content.Head()
-                    .From(verdict.evidence.position, std::min<std::uint64_t>(verdict.evidence.length, kShownBytes))
-                    .Span();
-            detection.findings.push_back({&rule, verdict, {bytes.begin(), bytes.end()}});
-            detection.findings.back().verdict.evidence.position += content.Start();
-        }
-        if (verdict.Decides() || content.HasFailed())
-            break;
+    if (content.IsHeadPart() && !Judge(content, SignatureRules(), detection)) {
+        detection.findings.clear();
+        content.CompleteHead();
     }
+    if (detection.findings.empty())
+        Judge(content, FormatRules(), detection);
     detection.isOutOfTime = content.IsOutOfTime();
     content.PutBack();
     detection.result = content.Result();

@@ -1,5 +1,7 @@
 #include "metadata/FormatRules.h"
 
+#include <algorithm>
+
 namespace metadata {
 
 namespace {
@@ -14,6 +16,12 @@ constexpr FormatRule kRules[] = {
 
 std::span<const FormatRule> FormatRules() noexcept {
     return kRules;
+}
+
+std::span<const FormatRule> SignatureRules() noexcept {
+    const std::span<const FormatRule> all(kRules);
+    const auto last = std::ranges::find(all, &JudgeAtrac3, &FormatRule::judge);
+    return all.first(static_cast<size_t>(last - all.begin()) + 1);
 }
 
 }  // namespace metadata

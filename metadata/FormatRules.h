@@ -20,6 +20,8 @@ struct FormatRule {
 };
 
 [[nodiscard]] std::span<const FormatRule> FormatRules() noexcept;
+// The first ones of these, whose signatures at the start nothing else can be mistaken for.
+[[nodiscard]] std::span<const FormatRule> SignatureRules() noexcept;
 
 // Every rule's function, by the name that FormatRules.inc gives it.
 #define TV_FORMAT_RULE(function, name) [[nodiscard]] Verdict function(CContent& content);

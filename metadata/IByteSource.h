@@ -18,6 +18,7 @@ public:
     struct Facts {
         std::optional<std::uint64_t> size;  // empty: it isn't known, and the source may be live
         bool areSeeksExpensive = false;
+        bool isAwaited = false;  // its beginning isn't here yet: each byte of it takes its time
     };
 
     // Where the seek pointer stands.

@@ -2,7 +2,9 @@
 #include "TKDataServices.h"
 #include "metadata/CStreamSource.h"
 #include "tests/metadata/MetadataTest.h"
+#include "tests/support/Await.h"
 
+#include <thread>
 #include <utility>
 
 using namespace metadata;
@@ -75,6 +77,29 @@ TEST_F(SourceTest, PiecesAndWrongSizesMisleadNobody) {
             }
         }
     }
+}
+
+// Over a slow network, say: the beginning isn't here yet.
+TEST_F(SourceTest, OfAnAwaitedSourceNoMoreIsWaitedForThanItsFormatTakes) {
+    HRESULT result = E_ABORT;
+    CScriptedStream wave(Sample{kMedia / "tone.wav"}.Content() + std::string(200'000, '\0'));
+    wave.HaveControl(CContent::kFirstHeadBytes);  // no more ever comes
+    EXPECT_EQ(L"audio/wav", FirstOf(DetectAndExplain(&wave, nullptr, &result)));
+    EXPECT_EQ(S_OK, result);
+    for (const bool isLive : {false, true})
+        for (const Sample& sample : Samples()) {
+            const std::string content = sample.Content();
+            CScriptedStream source(content);
+            if (isLive)
+                source.ReportSize(1ull << 63);
+            const std::wstring expected = FirstOf(DetectAndExplain(&source, nullptr, &result));
+            source.HaveControl(0);
+            const std::jthread comes([&] {
+                Await([&] { return !source.TakeAwaits().empty(); });
+                source.HaveControl(content.size());
+            });
+            EXPECT_EQ(expected, FirstOf(DetectAndExplain(&source, nullptr, &result))) << sample.path;
+        }
 }
 
 // A source that takes its time, by a clock that it moves itself.
