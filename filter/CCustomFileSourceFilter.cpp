@@ -7,12 +7,16 @@
 #include "filter/FilterLog.h"
 #include "filter/FilterSetup.h"
 #include "filter/MediaTypeDecision.h"
+#include "framework/streams/SourceControlOf.h"
 #include "framework/streams/TKFStreams.h"
 #include "framework/uri/NameForLog.h"
 
 #include <uuids.h>
+#include <vfwmsgs.h>
 #include <wrl/client.h>
 
+#include <algorithm>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -93,6 +97,12 @@ STDMETHODIMP CCustomFileSourceFilter::NonDelegatingQueryInterface(REFIID riid, v
         return GetInterface(static_cast<IDataFlowControl*>(this), ppv);
     if (riid == __uuidof(ITavelSourceOpenResult))
         return GetInterface(static_cast<ITavelSourceOpenResult*>(this), ppv);
+    if (riid == __uuidof(ITavelSourceControl))
+        return GetInterface(static_cast<ITavelSourceControl*>(this), ppv);
+    if (riid == __uuidof(IAMOpenProgress))
+        return GetInterface(static_cast<IAMOpenProgress*>(this), ppv);
+    if (riid == __uuidof(IAMNetworkStatus) || riid == __uuidof(IDispatch))
+        return GetInterface(static_cast<IAMNetworkStatus*>(this), ppv);
     return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
 }
 
@@ -102,6 +112,21 @@ CBasePin* CCustomFileSourceFilter::GetPin(int n) {
 
 const AMOVIESETUP_FILTER* CCustomFileSourceFilter::GetSetupData() {
     return &filter::kFilterSetup;
+}
+
+STDMETHODIMP CCustomFileSourceFilter::Stop() {
+    if (m_pPin)
+        m_pPin->Waits().EndWaits();
+    return CBaseFilter::Stop();
+}
+
+STDMETHODIMP CCustomFileSourceFilter::Pause() {
+    CAutoLock filterLock(&m_filterLock);
+    const bool wasStopped = IsStopped();
+    const HRESULT hr = CBaseFilter::Pause();
+    if (m_pPin && wasStopped && !IsStopped())
+        m_pPin->Waits().Resume();
+    return hr;
 }
 
 // ---- The source by name
@@ -120,34 +145,47 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
                    pszFileName ? framework::NameForLog(name).c_str() : L"<invalid filename>");
         if (!pszFileName)
             return E_POINTER;
+        CLoad load(m_loads, !(name.Uri() && name.Uri()->IsLocalFile()));
         if (!m_opener.IsRunning()) {
-            ForgetResults();
+            ForgetResults(load);
             TK_LOG(filter::kFilterLog, TKRuntimeLogger::kFatal, kFunction,
                    L"The stream creation thread is not running!");
             return E_UNEXPECTED;
         }
+        GiveUpFor(load);
         CAutoLock loadLock(&m_opener.LoadLock());
-        ForgetResults();  // first: a load that fails before it opens the name must not leave an older load's results
-        if (FAILED(parsed))
-            return parsed;
-        CName current;  // made now: if memory runs out here, nothing has changed yet
-        current.SetWide(pszFileName);
-        ComPtr<IStream> stream;
-        HRESULT hr = OpenName(std::move(name), &stream);
-        if (SUCCEEDED(hr))
-            hr = base::ComBoundary([&] { return SetSourceFileStream(stream.Get(), pmt); });
-        SetCurrentName(current);
-        return hr;
+        ForgetResults(
+            load);  // first: a load that fails before it opens the name must not leave an older load's results
+        return FAILED(parsed) ? parsed : LoadName(load, std::move(name), pszFileName, pmt);
     });
 }
 
+// The loads before `load` end, as far as they wait for a network, and so do the reads that wait.
+void CCustomFileSourceFilter::GiveUpFor(const CLoad& load) noexcept {
+    m_loads.GiveUp(&load);
+    m_opener.LookAgain();
+    if (m_pPin)
+        m_pPin->Waits().EndWaits();
+}
+
+HRESULT CCustomFileSourceFilter::LoadName(CLoad& load, framework::CParsedName name, LPCOLESTR text,
+                                          const AM_MEDIA_TYPE* type) {
+    CName current;  // made now: if memory runs out here, nothing has changed yet
+    current.SetWide(text);
+    ComPtr<IStream> stream;
+    HRESULT hr = OpenName(load, std::move(name), &stream);
+    if (SUCCEEDED(hr))
+        hr = base::ComBoundary([&] { return SetSource(load, stream.Get(), type); });
+    SetCurrentName(load, current);
+    return hr;
+}
+
 // Has the creation thread open `name`. Fails when there is no stream.
-HRESULT CCustomFileSourceFilter::OpenName(framework::CParsedName name, IStream** stream) noexcept {
+HRESULT CCustomFileSourceFilter::OpenName(const CLoad& load, framework::CParsedName name, IStream** stream) noexcept {
     Result result;
-    if (const HRESULT hr = m_opener.Open(std::move(name), &result); FAILED(hr))
-        return hr;
-    SetResult(m_openResult, result);
-    return m_opener.Take(stream);
+    const HRESULT hr = m_opener.Open(std::move(name), load.IsGivenUp(), &result);
+    SetResult(load, m_openResult, result);
+    return FAILED(hr) ? hr : m_opener.Take(stream);
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetOpenResult(HRESULT* result) {
@@ -166,14 +204,15 @@ HRESULT CCustomFileSourceFilter::GetResult(const Result& which, HRESULT* result)
     return which ? S_OK : E_UNEXPECTED;
 }
 
-void CCustomFileSourceFilter::SetResult(Result& which, Result result) noexcept {
+void CCustomFileSourceFilter::SetResult(const CLoad& load, Result& which, Result result) noexcept {
     CAutoLock currentLock(&m_currentLock);
-    which = result;
+    if (load.IsToBeTold())
+        which = result;
 }
 
-void CCustomFileSourceFilter::ForgetResults() noexcept {
-    SetResult(m_openResult, std::nullopt);
-    SetResult(m_detectionResult, std::nullopt);
+void CCustomFileSourceFilter::ForgetResults(const CLoad& load) noexcept {
+    SetResult(load, m_openResult, std::nullopt);
+    SetResult(load, m_detectionResult, std::nullopt);
 }
 
 STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) {
@@ -198,9 +237,10 @@ STDMETHODIMP CCustomFileSourceFilter::GetCurFile(LPOLESTR* ppszFileName, AM_MEDI
 }
 
 // Leaves the former name in `name`.
-void CCustomFileSourceFilter::SetCurrentName(CName& name) noexcept {
+void CCustomFileSourceFilter::SetCurrentName(const CLoad& load, CName& name) noexcept {
     CAutoLock currentLock(&m_currentLock);
-    m_currentName.Swap(name);
+    if (load.IsToBeTold())
+        m_currentName.Swap(name);
 }
 
 // ---- The source as a stream
@@ -209,6 +249,8 @@ STDMETHODIMP CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA
     if (!stream)
         return E_POINTER;
     return base::ComBoundary([&]() -> HRESULT {
+        CLoad load(m_loads, framework::SourceControlOf(*stream) != nullptr);
+        GiveUpFor(load);
         STATSTG stat{};
         // A stream that throws counts as having no name: an exception counts as a failure, as everywhere.
         const HRESULT hr = base::ComBoundary([&] { return stream->Stat(&stat, STATFLAG_DEFAULT); });
@@ -216,20 +258,30 @@ STDMETHODIMP CCustomFileSourceFilter::OpenStream(IStream* stream, const AM_MEDIA
         const wchar_t* name = given && *given.Get() ? given.Get() : L"IStream : <no filename>";
         CName current;
         current.SetWide(name);
-        SetCurrentName(current);
+        SetCurrentName(load, current);
         TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::OpenStream", L"Loading file : %s",
                framework::NameForLog(name).c_str());
-        return SetSourceFileStream(stream, type);
+        return SetSource(load, stream, type);
     });
 }
 
 HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_MEDIA_TYPE* pmt) {
+    CLoad load(m_loads, stream && framework::SourceControlOf(*stream));
+    GiveUpFor(load);
+    return SetSource(load, stream, pmt);
+}
+
+HRESULT CCustomFileSourceFilter::SetSource(CLoad& load, IStream* stream, const AM_MEDIA_TYPE* pmt) {
     constexpr auto kFunction = L"CCustomFileSourceFilter::SetSourceFileStream";
     TK_PROFILE(filter::kFilterLog, kFunction, L"");
     if (!stream)
         return E_POINTER;
     if (!m_pPin)
         return E_UNEXPECTED;
+    if (const HRESULT hr = load.BeginReading(framework::SourceControlOf(*stream)); FAILED(hr)) {
+        SetResult(load, m_detectionResult, hr);
+        return hr;
+    }
     ComPtr<framework::CReplayStream> replay;
     ComPtr<IStream> buffered;
     if (const HRESULT hr = Buffer(stream, !pmt, replay, buffered); FAILED(hr)) {
@@ -237,12 +289,12 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
                                        L"TKFCreateBufferedStream(pStream, &pBufferedStream)", &DescriptionOf);
         return hr;
     }
-    SetResult(m_detectionResult, std::nullopt);
+    SetResult(load, m_detectionResult, std::nullopt);
     // Whoever enumerates types is told of each change: detection may take seconds in between.
     const filter::COfferedTypes::List former = m_pPin->OfferedTypes().Clear();
     m_pPin->IncrementTypeVersion();
     const HRESULT offered =
-        base::ComBoundary([&] { return pmt ? OfferType(*pmt) : OfferTypesOfContent(buffered.Get()); });
+        base::ComBoundary([&] { return pmt ? OfferType(load, *pmt) : OfferTypesOfContent(load, buffered.Get()); });
     if (replay)
         replay->EndKeeping();
     if (FAILED(offered))
@@ -254,7 +306,7 @@ HRESULT CCustomFileSourceFilter::SetSourceFileStream(IStream* stream, const AM_M
 }
 
 // The pin offers a byte stream whatever the caller's major type is; GetCurFile reports the caller's type unchanged.
-HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
+HRESULT CCustomFileSourceFilter::OfferType(CLoad& load, const AM_MEDIA_TYPE& type) {
     wchar_t subtype[39] = L"";
     ::StringFromGUID2(type.subtype, subtype, static_cast<int>(std::size(subtype)));
     TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, L"CCustomFileSourceFilter::SetSourceFileStream",
@@ -262,16 +314,24 @@ HRESULT CCustomFileSourceFilter::OfferType(const AM_MEDIA_TYPE& type) {
     CMediaType copy;
     if (const HRESULT hr = copy.Set(type); FAILED(hr))
         return hr;
+    if (const HRESULT hr = load.BeginChanging(); FAILED(hr)) {
+        SetResult(load, m_detectionResult, hr);
+        return hr;
+    }
     Offer({{MEDIATYPE_Stream, type.subtype}}, copy);
     return S_OK;
 }
 
 // Content of no known type offers one pair of nulls and leaves m_mt as the source before it set it: GetCurFile then
 // still reports that older type. Hosts rely on both.
-HRESULT CCustomFileSourceFilter::OfferTypesOfContent(IStream* content) {
+HRESULT CCustomFileSourceFilter::OfferTypesOfContent(CLoad& load, IStream* content) {
     Result result;
     std::vector<filter::OfferedType> types = filter::TypesOf(content, result);
-    SetResult(m_detectionResult, result);
+    if (const HRESULT hr = load.BeginChanging(); FAILED(hr)) {
+        SetResult(load, m_detectionResult, hr);
+        return hr;
+    }
+    SetResult(load, m_detectionResult, result);
     if (types.empty()) {
         m_pPin->OfferedTypes().Offer(std::make_shared<const std::vector<filter::OfferedType>>(1));
         return S_OK;
@@ -289,6 +349,56 @@ void CCustomFileSourceFilter::Offer(std::vector<filter::OfferedType> types, CMed
         m_mt.Swap(current);
     }
     m_pPin->OfferedTypes().Offer(std::move(list));
+}
+
+// ---- IAMOpenProgress
+
+STDMETHODIMP CCustomFileSourceFilter::QueryProgress(LONGLONG* pllTotal, LONGLONG* pllCurrent) {
+    if (!pllTotal || !pllCurrent)
+        return E_POINTER;
+    *pllTotal = *pllCurrent = 0;
+    return base::ComBoundary([&]() -> HRESULT {
+        TKDS_SOURCE_STATUS status{};
+        const HRESULT hr = GetSourceStatus(&status);
+        if (hr == E_PENDING)
+            return VFW_S_ESTIMATED;
+        if (hr == E_NOINTERFACE)
+            return m_pPin->Length(pllTotal, pllCurrent);
+        if (FAILED(hr))
+            return hr;
+        constexpr MIDL_uhyper kMost = std::numeric_limits<LONGLONG>::max();
+        *pllTotal = static_cast<LONGLONG>(std::min(status.length, kMost));
+        *pllCurrent = static_cast<LONGLONG>(std::min(status.held, kMost));
+        return status.length > kMost ? VFW_S_ESTIMATED : S_OK;
+    });
+}
+
+STDMETHODIMP CCustomFileSourceFilter::AbortOperation() {
+    m_loads.GiveUp();
+    m_opener.LookAgain();
+    if (m_pPin)
+        m_pPin->Waits().Abort();
+    return S_OK;
+}
+
+STDMETHODIMP CCustomFileSourceFilter::GetSourceControl(IUnknown** control) {
+    if (!control)
+        return E_POINTER;
+    *control = m_pPin ? m_pPin->Waits().SourceControl().Detach() : nullptr;
+    if (*control)
+        return S_OK;
+    return m_pPin && m_pPin->HasSource() ? E_NOINTERFACE : E_UNEXPECTED;
+}
+
+HRESULT CCustomFileSourceFilter::GetSourceStatus(TKDS_SOURCE_STATUS* status) {
+    filter::CLoads::Control control;
+    if (m_loads.IsWaiting(&control) && !control)
+        return E_PENDING;
+    if (!control && m_pPin)
+        control = m_pPin->Waits().SourceControl();
+    if (control)
+        return base::ComBoundary([&] { return control->GetStatus(status); });
+    return m_pPin && m_pPin->HasSource() ? E_NOINTERFACE : E_UNEXPECTED;
 }
 
 // ---- IDataFlowControl

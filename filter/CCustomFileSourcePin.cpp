@@ -4,11 +4,13 @@
 #include "baseclasses/SampleTimes.h"
 #include "filter/FilterLog.h"
 #include "filter/StreamSize.h"
+#include "framework/streams/SourceControlOf.h"
 
 #include <evcode.h>
 #include <uuids.h>
 #include <vfwmsgs.h>
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -22,6 +24,11 @@ constexpr LONGLONG kAvailableOfInfinite = 32768;
 
 constexpr HRESULT kReadFault = static_cast<HRESULT>(0x8007001E);
 constexpr HRESULT kEndOfFile = static_cast<HRESULT>(0x80070026);
+
+// As much of a length as one wait can be for.
+LONG ClampedLength(ULONG length) noexcept {
+    return static_cast<LONG>(std::min<ULONG>(length, std::numeric_limits<LONG>::max()));
+}
 
 // Both locks of a request: the queue lock first, then the stream lock. It never waits for the stream lock while it
 // holds the queue lock.
@@ -56,6 +63,7 @@ CCustomFileSourcePin::CCustomFileSourcePin(HRESULT* phr, CCritSec* filterLock, C
       m_bInfiniteStream(filter::kFilterLog, kObjectName, L"m_bInfiniteStream", false) {}
 
 CCustomFileSourcePin::~CCustomFileSourcePin() {
+    m_waits.Abort();
     static_cast<void>(m_StreamCookie.Revoke());  // the source goes first, then what was queued from it
 }
 
@@ -84,6 +92,42 @@ void CCustomFileSourcePin::PassFlowGate() noexcept {
         m_HaltEvent.Wait();
 }
 
+// To be called without any lock: it may take as long as the network likes.
+void CCustomFileSourcePin::AwaitBytes(Wait& wait, LONGLONG position, LONG length) noexcept {
+    wait.For(position, length, [&](bool begins) {
+        m_waits.CountLongWait(begins, [&](bool isBuffering) {
+            base::RunQuietly([&] { m_pFilter->NotifyEvent(EC_BUFFERING_DATA, isBuffering, 0); });
+        });
+    });
+}
+
+// A sample whose range isn't valid is waited for by nobody: reading it says so.
+void CCustomFileSourcePin::AwaitSample(Wait& wait, IMediaSample* sample) {
+    if (!wait.control || !sample)
+        return;
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    if (FAILED(sample->GetTime(&start, &stop)))
+        return;
+    const LONGLONG position = start / kSampleTimeUnitsPerByte;
+    const LONGLONG length = stop / kSampleTimeUnitsPerByte - position;
+    if (length > 0 && length <= sample->GetSize())
+        AwaitBytes(wait, position, static_cast<LONG>(length));
+}
+
+// Calls `await` without a lock, and `read` with the stream lock. If the source was replaced in between, the new one is
+// waited for.
+template <class AwaitIt, class ReadIt>
+HRESULT CCustomFileSourcePin::ReadAfterWait(AwaitIt&& await, ReadIt&& read) {
+    for (;;) {
+        Wait wait = m_waits.Begin();
+        await(wait);
+        CAutoLock streamLock(&m_StreamLock);
+        if (m_waits.IsOver(wait))
+            return read(wait);
+    }
+}
+
 HRESULT CCustomFileSourcePin::FetchSource(IStream** stream) const noexcept {
     return m_StreamCookie.IsEmpty() ? E_UNEXPECTED : m_StreamCookie.CopyTo(stream);
 }
@@ -109,9 +153,9 @@ void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) co
 // Aborts the graph when the failure happened inside the data. The message says "outside" although the position is
 // inside: log readers search for this text. `abortReason` is what the graph is told; without one it is the result of
 // asking for the size.
-void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,
-                                         const wchar_t* function) noexcept {
-    if (m_pFilter && stream) {
+void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, Graph graph,
+                                         std::optional<HRESULT> abortReason, const wchar_t* function) noexcept {
+    if (m_pFilter && stream && graph == Graph::IsTold) {
         ULONGLONG size = 0;
         const HRESULT hr = filter::AskSize(*stream, &size);
         // Unsigned on purpose: every position is inside a source that doesn't know its size (its top bit is set), and a
@@ -130,15 +174,21 @@ void CCustomFileSourcePin::EndFailedRead(IStream* stream, LONGLONG position, std
 // ---- IAsyncReader
 
 STDMETHODIMP CCustomFileSourcePin::SyncReadAligned(IMediaSample* pSample) {
-    return base::ComBoundary([&] { return ReadSample(pSample, Gate::Pass); });
+    return base::ComBoundary([&] { return ReadSample(pSample, nullptr); });
 }
 
-HRESULT CCustomFileSourcePin::ReadSample(IMediaSample* sample, Gate gate) {
+// `waited`: the caller has waited, and has the locks.
+HRESULT CCustomFileSourcePin::ReadSample(IMediaSample* sample, const Wait* waited) {
+    TK_PROFILE(filter::kFilterLog, L"CCustomFileSourcePin::SyncReadAligned", L"");
+    if (waited)
+        return FillSample(sample, *waited);
+    PassFlowGate();
+    return ReadAfterWait([&](Wait& wait) { AwaitSample(wait, sample); },
+                         [&](const Wait& wait) { return FillSample(sample, wait); });
+}
+
+HRESULT CCustomFileSourcePin::FillSample(IMediaSample* sample, const Wait& wait) {
     constexpr auto kFunction = L"CCustomFileSourcePin::SyncReadAligned";
-    TK_PROFILE(filter::kFilterLog, kFunction, L"");
-    if (gate == Gate::Pass)
-        PassFlowGate();
-    CAutoLock streamLock(&m_StreamLock);
     if (!sample)
         return E_POINTER;
     if (m_StreamCookie.IsEmpty())
@@ -163,31 +213,40 @@ HRESULT CCustomFileSourcePin::ReadSample(IMediaSample* sample, Gate gate) {
     }
 
     ULONG read = 0;
-    if (FAILED(hr) || !ReadIntoSample(stream.Get(), sample, buffer, position, static_cast<ULONG>(length), &read))
-        EndFailedRead(stream.Get(), position, kReadFault, kFunction);
+    if (SUCCEEDED(hr))
+        hr = ReadIntoSample(stream.Get(), sample, buffer, position, static_cast<ULONG>(length), wait, &read);
+    if (FAILED(hr))
+        EndFailedRead(stream.Get(), position, wait.IsGivenUp(hr) ? Graph::IsNotTold : Graph::IsTold, kReadFault,
+                      kFunction);
     return read == static_cast<ULONG>(length) ? S_OK : S_FALSE;
 }
 
-// False: a step failed and, as far as it is reported, has been logged.
-bool CCustomFileSourcePin::ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
-                                          ULONG length, ULONG* read) {
+// A failure has been logged as far as it is reported.
+HRESULT CCustomFileSourcePin::ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
+                                             ULONG length, const Wait& wait, ULONG* read) {
     constexpr auto kFunction = L"CCustomFileSourcePin::SyncReadAligned";
-    if (FAILED(sample->SetActualDataLength(0)))
-        return false;
-    if (!m_bInfiniteStream.Get()) {
-        LARGE_INTEGER target;
-        target.QuadPart = position;
-        if (const HRESULT hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
-            LogFailedSeek(position, hr, kFunction);
-            return false;
+    if (const HRESULT hr = sample->SetActualDataLength(0); FAILED(hr))
+        return hr;
+    const ULONG readable = wait.Readable(length);
+    HRESULT hr = S_OK;
+    if (readable > 0 || !wait.control) {
+        if (MustSeek(wait)) {
+            LARGE_INTEGER target;
+            target.QuadPart = position;
+            if (hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
+                LogFailedSeek(position, hr, kFunction);
+                return hr;
+            }
         }
+        hr = stream->Read(buffer, readable, read);
+        if (SUCCEEDED(hr))
+            hr = sample->SetActualDataLength(static_cast<LONG>(*read));
     }
-    HRESULT hr = stream->Read(buffer, length, read);
     if (SUCCEEDED(hr))
-        hr = sample->SetActualDataLength(static_cast<LONG>(*read));
+        hr = wait.result;
     if (FAILED(hr))
         LogFailedRead(hr, kFunction);
-    return SUCCEEDED(hr);
+    return hr;
 }
 
 STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, BYTE* pBuffer) {
@@ -195,42 +254,55 @@ STDMETHODIMP CCustomFileSourcePin::SyncRead(LONGLONG llPosition, LONG lLength, B
         constexpr auto kFunction = L"CCustomFileSourcePin::SyncRead";
         TK_PROFILE(filter::kFilterLog, kFunction, L"");
         PassFlowGate();
-        CAutoLock streamLock(&m_StreamLock);
-        if (m_StreamCookie.IsEmpty())
-            return E_UNEXPECTED;
-        CAutoLock queueLock(&m_QueueLock);
-        ComPtr<IStream> stream;
-        if (const HRESULT hr = FetchForRead(&stream, kFunction); FAILED(hr))
-            return hr;
-        if (lLength < 0)
-            return S_FALSE;  // a negative length reads nothing, and that is a short read like any other
+        return ReadAfterWait(
+            [&](Wait& wait) { AwaitBytes(wait, llPosition, lLength); },
+            [&](const Wait& wait) -> HRESULT {
+                if (m_StreamCookie.IsEmpty())
+                    return E_UNEXPECTED;
+                CAutoLock queueLock(&m_QueueLock);
+                ComPtr<IStream> stream;
+                if (const HRESULT hr = FetchForRead(&stream, kFunction); FAILED(hr))
+                    return hr;
+                if (lLength < 0)
+                    return S_FALSE;  // a negative length reads nothing, and that is a short read like any other
 
-        ULONG read = 0;
-        // The graph is told the result of asking for the size, which is usually S_OK. SyncReadAligned always tells it a
-        // failure. Hosts know the two operations apart by that.
-        if (!ReadIntoBuffer(stream.Get(), pBuffer, llPosition, static_cast<ULONG>(lLength), &read))
-            EndFailedRead(stream.Get(), llPosition, std::nullopt, kFunction);
-        return read == static_cast<ULONG>(lLength) ? S_OK : S_FALSE;
+                ULONG read = 0;
+                const HRESULT hr =
+                    ReadIntoBuffer(stream.Get(), pBuffer, llPosition, static_cast<ULONG>(lLength), wait, &read);
+                // The graph is told the result of asking for the size, which is usually S_OK. SyncReadAligned always
+                // tells it a failure. Hosts know the two operations apart by that.
+                if (FAILED(hr))
+                    EndFailedRead(stream.Get(), llPosition, wait.IsGivenUp(hr) ? Graph::IsNotTold : Graph::IsTold,
+                                  std::nullopt, kFunction);
+                return read == static_cast<ULONG>(lLength) ? S_OK : S_FALSE;
+            });
     });
 }
 
-// False: a step failed and has been logged.
-bool CCustomFileSourcePin::ReadIntoBuffer(IStream* stream, BYTE* buffer, LONGLONG position, ULONG length, ULONG* read) {
+// A failure has been logged.
+HRESULT CCustomFileSourcePin::ReadIntoBuffer(IStream* stream, BYTE* buffer, LONGLONG position, ULONG length,
+                                             const Wait& wait, ULONG* read) {
     constexpr auto kFunction = L"CCustomFileSourcePin::SyncRead";
-    if (!m_bInfiniteStream.Get()) {
-        TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread seeking");
-        LARGE_INTEGER target;
-        target.QuadPart = position;
-        if (const HRESULT hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
-            LogFailedSeek(position, hr, kFunction);
-            return false;
+    const ULONG readable = wait.Readable(length);
+    HRESULT hr = S_OK;
+    if (readable > 0 || !wait.control) {
+        if (MustSeek(wait)) {
+            TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread seeking");
+            LARGE_INTEGER target;
+            target.QuadPart = position;
+            if (hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
+                LogFailedSeek(position, hr, kFunction);
+                return hr;
+            }
         }
+        TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread reading");
+        hr = stream->Read(buffer, readable, read);
     }
-    TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread reading");
-    const HRESULT hr = stream->Read(buffer, length, read);
+    if (SUCCEEDED(hr))
+        hr = wait.result;
     if (FAILED(hr))
         LogFailedRead(hr, kFunction);
-    return SUCCEEDED(hr);
+    return hr;
 }
 
 HRESULT CCustomFileSourcePin::CheckRequest(const IMediaSample* sample) const noexcept {
@@ -252,17 +324,25 @@ STDMETHODIMP CCustomFileSourcePin::Request(IMediaSample* pSample, DWORD_PTR dwUs
                 return hr;
         }
         PassFlowGate();
-        const CRequestLocks locks(m_QueueLock, m_StreamLock);
-        if (const HRESULT hr = CheckRequest(pSample); FAILED(hr))
-            return hr;
+        for (;;) {
+            Wait wait = m_waits.Begin();
+            AwaitSample(wait, pSample);
+            const CRequestLocks locks(m_QueueLock, m_StreamLock);
+            if (const HRESULT hr = CheckRequest(pSample); FAILED(hr))
+                return hr;
+            if (!m_waits.IsOver(wait))
+                continue;
+            if (wait.IsGivenUp(wait.result) && m_waits.IsFlushing())
+                return VFW_E_WRONG_STATE;  // of a BeginFlush that is about to take the lock
 
-        ComPtr<IMediaSample> sample = pSample;
-        const HRESULT hr = ReadSample(pSample, Gate::AlreadyPassed);
-        if (hr != S_OK && pSample->GetActualDataLength() < 1)
-            return kEndOfFile;
-        m_RequestQueue.push_back({std::move(sample), dwUser});
-        m_changed.Raise();
-        return S_OK;
+            ComPtr<IMediaSample> sample = pSample;
+            const HRESULT hr = ReadSample(pSample, &wait);
+            if (hr != S_OK && pSample->GetActualDataLength() < 1)
+                return kEndOfFile;
+            m_RequestQueue.push_back({std::move(sample), dwUser});
+            m_changed.Raise();
+            return S_OK;
+        }
     });
 }
 
@@ -321,8 +401,12 @@ STDMETHODIMP CCustomFileSourcePin::GetUncountedSamples(BOOL* uncounted) {
     return S_OK;
 }
 
+// The lock may be held by a read, which ends because reads are given up before. Under the lock that is said once more:
+// an EndFlush on another thread may have come in between, and the last of the two must be right about both.
 STDMETHODIMP CCustomFileSourcePin::BeginFlush() {
+    m_waits.SetFlushing(true);
     CAutoLock queueLock(&m_QueueLock);
+    m_waits.SetFlushing(true);
     m_bFlushing = true;
     ++m_flushCount;
     m_changed.Raise();
@@ -331,8 +415,17 @@ STDMETHODIMP CCustomFileSourcePin::BeginFlush() {
 
 STDMETHODIMP CCustomFileSourcePin::EndFlush() {
     CAutoLock queueLock(&m_QueueLock);
+    m_waits.SetFlushing(false);
     m_bFlushing = false;
     return S_OK;
+}
+
+// A read may be waited for by whoever holds the filter lock, a parser that connects say. While the filter isn't stopped
+// it is refused, and no read is to suffer from that.
+STDMETHODIMP CCustomFileSourcePin::Disconnect() {
+    if (m_pFilter->IsStopped())
+        m_waits.EndWaits();
+    return CBasePin::Disconnect();
 }
 
 STDMETHODIMP CCustomFileSourcePin::RequestAllocator(IMemAllocator* pPreferred, ALLOCATOR_PROPERTIES* pProps,
@@ -397,13 +490,48 @@ STDMETHODIMP CCustomFileSourcePin::Length(LONGLONG* pTotal, LONGLONG* pAvailable
 STDMETHODIMP CCustomFileSourcePin::Read(void* pv, ULONG cb, ULONG* pcbRead) {
     return base::ComBoundary([&]() -> HRESULT {
         PassFlowGate();
-        CAutoLock streamLock(&m_StreamLock);
-        if (!pv)
-            return E_POINTER;
-        ComPtr<IStream> stream;
-        const HRESULT hr = FetchSource(&stream);
-        return FAILED(hr) ? hr : stream->Read(pv, cb, pcbRead);
+        ULONGLONG awaited = 0;
+        for (;;) {
+            Wait wait = m_waits.Begin();
+            if (pv && wait.control && SUCCEEDED(AskPosition(&awaited)))
+                AwaitBytes(wait, static_cast<LONGLONG>(awaited), ClampedLength(cb));
+            CAutoLock streamLock(&m_StreamLock);
+            if (!pv)
+                return E_POINTER;
+            if (!m_waits.IsOver(wait))
+                continue;
+            ComPtr<IStream> stream;
+            if (const HRESULT hr = FetchSource(&stream); FAILED(hr))
+                return hr;
+            if (!wait.control)
+                return stream->Read(pv, cb, pcbRead);
+            // Another reader may have moved the stream meanwhile.
+            ULONGLONG position = awaited;
+            if (SUCCEEDED(AskPosition(&position)) && position != awaited && !wait.IsGivenUp(wait.result))
+                continue;
+            const ULONG readable = wait.Readable(cb);
+            if (readable == cb)
+                return stream->Read(pv, cb, pcbRead);
+            if (readable == 0) {
+                if (pcbRead)
+                    *pcbRead = 0;
+                return wait.result;
+            }
+            const HRESULT hr = stream->Read(pv, readable, pcbRead);
+            return SUCCEEDED(hr) ? S_FALSE : hr;
+        }
     });
+}
+
+HRESULT CCustomFileSourcePin::AskPosition(ULONGLONG* position) const {
+    CAutoLock streamLock(&m_StreamLock);
+    ComPtr<IStream> stream;
+    if (const HRESULT hr = FetchSource(&stream); FAILED(hr))
+        return hr;
+    ULARGE_INTEGER reached{};
+    const HRESULT hr = stream->Seek({}, STREAM_SEEK_CUR, &reached);
+    *position = reached.QuadPart;
+    return hr;
 }
 
 STDMETHODIMP CCustomFileSourcePin::Write(const void*, ULONG, ULONG*) {
@@ -464,16 +592,23 @@ HRESULT CCustomFileSourcePin::SetSourceFileStream(IStream* stream, DWORD) noexce
     return base::ComBoundary([&]() -> HRESULT {
         constexpr auto kFunction = L"CCustomFileSourcePin::SetSourceFileStream";
         TK_PROFILE(filter::kFilterLog, kFunction, L"");
-        CAutoLock streamLock(&m_StreamLock);
         if (!stream)
             return E_POINTER;
+        // First, and without a lock: a read of the old source may hold those.
+        m_waits.Leave();
+        CAutoLock streamLock(&m_StreamLock);
         bool infinite = false;
         HRESULT hr = m_StreamCookie.Attach(stream);
         if (SUCCEEDED(hr)) {
+            m_waits.Arrive(framework::SourceControlOf(*stream));
             LONGLONG total = 0;
             LONGLONG available = 0;
             hr = Length(&total, &available);
             infinite = total == kInfiniteLength;
+        } else if (m_StreamCookie.IsEmpty()) {
+            m_waits.Arrive(nullptr);
+        } else {
+            m_waits.Stay();
         }
         m_bInfiniteStream.Set(infinite, kFunction, __LINE__);
         return hr;

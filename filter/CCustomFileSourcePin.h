@@ -15,7 +15,8 @@
 // Units: positions and lengths are bytes; a media sample's times are byte positions times 10,000,000.
 // Threads: any number.  Lifetime: the filter's.
 //
-// Locks: m_StreamLock, then m_QueueLock. Only Request takes them in the other order; see there.
+// Locks: m_StreamLock, then m_QueueLock. Only Request takes them in the other order; see there. Those of m_waits come
+// last; nothing that gives up reads takes another one before it has done so.
 #pragma once
 
 #include "TvFileSourceAsync.h"
@@ -26,6 +27,7 @@
 #include "filter/CFlowEvent.h"
 #include "filter/COfferedTypes.h"
 #include "filter/CSignal.h"
+#include "filter/CSourceWaits.h"
 #include "framework/com/CStreamCookie.h"
 
 #include <windows.h>
@@ -76,6 +78,7 @@ public:
     STDMETHODIMP Length(LONGLONG* pTotal, LONGLONG* pAvailable) override;
 
     // IAsyncReader and IPin
+    // Until EndFlush, reads don't wait.
     STDMETHODIMP BeginFlush() override;
     STDMETHODIMP EndFlush() override;
 
@@ -83,7 +86,11 @@ public:
     STDMETHODIMP SetUncountedSamples(BOOL uncounted) override;
     STDMETHODIMP GetUncountedSamples(BOOL* uncounted) override;
 
+    // IPin
+    STDMETHODIMP Disconnect() override;
+
     // IStream: the source itself. E_NOTIMPL for what isn't named here.
+    // A read that is given up before its first byte is E_ABORT: it isn't the end of the data.
     STDMETHODIMP Read(void* pv, ULONG cb, ULONG* pcbRead) override;
     STDMETHODIMP Write(const void* pv, ULONG cb, ULONG* pcbWritten) override;
     // E_POINTER: `plibNewPosition` is null, which other streams allow.
@@ -106,6 +113,11 @@ public:
     // S_OK, or VFW_S_ESTIMATED when `stream` doesn't know its size. The second argument is ignored.
     virtual HRESULT SetSourceFileStream(IStream* stream, DWORD unused) noexcept;
 
+    [[nodiscard]] bool HasSource() const noexcept { return !m_StreamCookie.IsEmpty(); }
+
+    // For the filter's stop, loads and IAMOpenProgress.
+    [[nodiscard]] filter::CSourceWaits& Waits() noexcept { return m_waits; }
+
     // The filter fills the list during a load.
     [[nodiscard]] filter::COfferedTypes& OfferedTypes() noexcept { return m_OfferedTypes; }
 
@@ -119,32 +131,43 @@ private:
         Microsoft::WRL::ComPtr<IMediaSample> sample;
         DWORD_PTR user;
     };
-    enum class Gate { Pass, AlreadyPassed };
+    using Wait = filter::CSourceWaits::Wait;
 
     void PassFlowGate() noexcept;
+    void AwaitBytes(Wait& wait, LONGLONG position, LONG length) noexcept;
+    void AwaitSample(Wait& wait, IMediaSample* sample);
+    template <class AwaitIt, class ReadIt>
+    [[nodiscard]] HRESULT ReadAfterWait(AwaitIt&& await, ReadIt&& read);
     [[nodiscard]] HRESULT FetchSource(IStream** stream) const noexcept;
+    [[nodiscard]] HRESULT AskPosition(ULONGLONG* position) const;
     [[nodiscard]] HRESULT FetchForRead(IStream** stream, const wchar_t* function) const;
     [[nodiscard]] HRESULT CheckRequest(const IMediaSample* sample) const noexcept;
-    [[nodiscard]] HRESULT ReadSample(IMediaSample* sample, Gate gate);
-    [[nodiscard]] bool ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
-                                      ULONG length, ULONG* read);
-    [[nodiscard]] bool ReadIntoBuffer(IStream* stream, BYTE* buffer, LONGLONG position, ULONG length, ULONG* read);
+    [[nodiscard]] HRESULT ReadSample(IMediaSample* sample, const Wait* waited);
+    [[nodiscard]] HRESULT FillSample(IMediaSample* sample, const Wait& wait);
+    [[nodiscard]] HRESULT ReadIntoSample(IStream* stream, IMediaSample* sample, BYTE* buffer, LONGLONG position,
+                                         ULONG length, const Wait& wait, ULONG* read);
+    [[nodiscard]] HRESULT ReadIntoBuffer(IStream* stream, BYTE* buffer, LONGLONG position, ULONG length,
+                                         const Wait& wait, ULONG* read);
+    [[nodiscard]] bool MustSeek(const Wait& wait) const noexcept { return wait.control || !m_bInfiniteStream.Get(); }
     void LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept;
     void LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept;
-    void EndFailedRead(IStream* stream, LONGLONG position, std::optional<HRESULT> abortReason,
+    enum class Graph { IsTold, IsNotTold };
+    void EndFailedRead(IStream* stream, LONGLONG position, Graph graph, std::optional<HRESULT> abortReason,
                        const wchar_t* function) noexcept;
 
     filter::CFlowEvent m_FlowEvent;
     filter::CFlowEvent m_HaltEvent;
+    filter::CSourceWaits m_waits;
     framework::CStreamCookie
         m_StreamCookie;  // guarded by m_StreamLock, except for the question whether there is a source
     TKRuntimeLogger::CWatchedValue<bool> m_bAsyncReaderChecked;  // diagnostic only
-    TKRuntimeLogger::CWatchedValue<bool> m_bInfiniteStream;  // of unknown length: reads go on where the stream stands
-    std::list<PendingRequest> m_RequestQueue;                // guarded by m_QueueLock
-    bool m_bFlushing = false;                                // guarded by m_QueueLock
-    unsigned m_flushCount = 0;                               // calls of BeginFlush so far; guarded by m_QueueLock
-    filter::CSignal m_changed;                               // the queue has grown, or is being flushed
-    std::atomic<bool> m_uncountedSamples{false};             // WaitForNext hands out no reference
+    // Of unknown length: reads go on where the stream stands, unless it says what is here.
+    TKRuntimeLogger::CWatchedValue<bool> m_bInfiniteStream;
+    std::list<PendingRequest> m_RequestQueue;     // guarded by m_QueueLock
+    bool m_bFlushing = false;                     // guarded by m_QueueLock
+    unsigned m_flushCount = 0;                    // calls of BeginFlush so far; guarded by m_QueueLock
+    filter::CSignal m_changed;                    // the queue has grown, or is being flushed
+    std::atomic<bool> m_uncountedSamples{false};  // WaitForNext hands out no reference
     mutable CCritSec m_QueueLock;
     mutable CCritSec m_StreamLock;  // one call at a time reaches the source
     filter::COfferedTypes m_OfferedTypes;

@@ -1,8 +1,11 @@
 // The filter object and its DLL as a foreign host sees them: interfaces, pin, life.
+#include "baseclasses/DirectShow.h"
 #include "filter/CMyModule.h"
 #include "tests/support/CImportHook.h"
 #include "tests/support/CTestObject.h"
 #include "tests/support/FilterTest.h"
+
+#include <qnetwork.h>
 
 #include <new>
 
@@ -42,9 +45,11 @@ TEST(FilterObjectTest, ANewFilterOffersNothing) {
     EXPECT_EQ(S_FALSE, pins->Next(1, &none, nullptr));
     EXPECT_EQ(host.Pin().Get(), pin.Get()) << "the one called \"Output\"";
 
-    const Interfaces ofFilter = {__uuidof(IBaseFilter),        __uuidof(IFileSourceFilter),
-                                 __uuidof(IAMFilterMiscFlags), __uuidof(ITavelIStreamFileSource),
-                                 __uuidof(IDataFlowControl),   __uuidof(ITavelSourceOpenResult)};
+    const Interfaces ofFilter = {__uuidof(IBaseFilter),         __uuidof(IFileSourceFilter),
+                                 __uuidof(IAMFilterMiscFlags),  __uuidof(ITavelIStreamFileSource),
+                                 __uuidof(IDataFlowControl),    __uuidof(ITavelSourceOpenResult),
+                                 __uuidof(ITavelSourceControl), __uuidof(IAMOpenProgress),
+                                 __uuidof(IAMNetworkStatus),    __uuidof(IDispatch)};
     const Interfaces ofPin = {__uuidof(IPin),    __uuidof(IQualityControl),   __uuidof(IAsyncReader),
                               __uuidof(IStream), __uuidof(ISequentialStream), __uuidof(ITavelSampleReferences)};
     ExpectAnswers(S_OK, filter.Get(), ofFilter);

@@ -7,6 +7,7 @@
 
 #include <strmif.h>
 
+#include <functional>
 #include <mutex>
 #include <tuple>
 #include <utility>
@@ -22,10 +23,16 @@ public:
         return std::exchange(m_events, {});
     }
 
+    std::function<void(long code, LONG_PTR parameter1)> onEvent;  // called without a lock; set before the events
+
     // IMediaEventSink
     STDMETHODIMP Notify(long code, LONG_PTR parameter1, LONG_PTR parameter2) override {
-        const std::lock_guard lock(m_mutex);
-        m_events.emplace_back(code, parameter1, parameter2);
+        {
+            const std::lock_guard lock(m_mutex);
+            m_events.emplace_back(code, parameter1, parameter2);
+        }
+        if (onEvent)
+            onEvent(code, parameter1);
         return S_OK;
     }
 

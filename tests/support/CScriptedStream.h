@@ -4,10 +4,14 @@
 //   CScriptedStream source("0123456789");
 //   source.On(CScriptedStream::ReadCall, 1, {.result = STG_E_READFAULT, .bytes = 3});  // the read after the next one
 //
+// With HaveControl it answers ITKDSSourceControl: its bytes are here as far as a test says, reads and Awaits wait for
+// the others. What is to take less than a second is over at once.
+//
 // Threads: any thread; a held call holds no lock.
 // Lifetime: the test's; a clone lives until the next one is made.
 #pragma once
 
+#include "TKDataServices.h"
 #include "tests/support/CTestObject.h"
 
 #include <objbase.h>
@@ -26,8 +30,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 class CScriptedStream final : public CTestObject<IStream> {
 public:
@@ -89,6 +95,41 @@ public:
         m_changed.notify_all();
     }
 
+    // Bytes are here up to this position; later calls say how many have come by then.
+    void HaveControl(ULONGLONG here) {
+        const std::lock_guard lock(m_mutex);
+        m_here = here;
+        m_changed.notify_all();
+    }
+    void GoNoFurtherThan(ULONGLONG position) { Set(m_reach, position); }  // as a live source
+    // What is waited for fails with this, unless it is S_OK.
+    void FailWaits(HRESULT result) {
+        const std::lock_guard lock(m_mutex);
+        m_waitsFail = result;
+        m_changed.notify_all();
+    }
+    // Each such wait calls this, without a lock, and is over then.
+    void OnEachWait(std::function<void()> call) { Set(m_onWait, std::move(call)); }
+    // Waits until so many calls wait for bytes. False: they didn't within ten seconds.
+    [[nodiscard]] bool WaitUntilWaiting(int calls = 1) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::seconds(10), [=, this] { return m_waiting >= calls; });
+    }
+    using Awaited = std::tuple<ULONGLONG, ULONGLONG, DWORD>;  // position, bytes, milliseconds
+    [[nodiscard]] std::vector<Awaited> TakeAwaits() {
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_awaits, {});
+    }
+    [[nodiscard]] bool AreReadsGivenUp() const { return Get(m_isAborted); }
+    TKDS_SOURCE_STATUS status{};  // what GetStatus tells
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+        if (iid != __uuidof(ITKDSSourceControl) || !Get(m_here))
+            return CTestObject::QueryInterface(iid, object);
+        *object = static_cast<ITKDSSourceControl*>(&m_control);
+        return AddRef(), S_OK;
+    }
+
     [[nodiscard]] int Calls(Kind kind) const { return Get(m_calls)[kind]; }
     [[nodiscard]] int Calls() const {  // of all kinds together
         const auto calls = Get(m_calls);
@@ -105,6 +146,11 @@ public:
         if (m_position >= m_breaksAt)
             step = {.result = STG_E_READFAULT};
         m_lastReadSize = cb;
+        if (MIDL_uhyper available = 0; m_here && step.result == S_OK) {
+            const HRESULT waited = WaitForBytes(lock, m_position, cb, INFINITE, available);
+            if (waited != S_OK)
+                step = {.result = SUCCEEDED(waited) ? S_OK : waited, .bytes = static_cast<ULONG>(available)};
+        }
         const size_t start = static_cast<size_t>(std::min<ULONGLONG>(m_position, m_contents.size()));
         const size_t count = Transfer(step, cb, m_contents.size() - start);
         if (m_onRead)
@@ -174,6 +220,7 @@ public:
             return step.result;
         m_clone = std::make_unique<CScriptedStream>(m_contents);
         m_clone->m_position = m_position;
+        m_clone->m_here = m_here;
         return m_clone->QueryInterface(IID_PPV_ARGS(clone));
     }
     STDMETHODIMP SetSize(ULARGE_INTEGER) override { return Other(); }
@@ -184,6 +231,67 @@ public:
     STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return Other(); }
 
 private:
+    struct CControl final : ITKDSSourceControl {
+        explicit CControl(CScriptedStream& owner) : stream(owner) {}
+        STDMETHODIMP QueryInterface(REFIID iid, void** object) override { return stream.QueryInterface(iid, object); }
+        STDMETHODIMP_(ULONG) AddRef() override { return stream.AddRef(); }
+        STDMETHODIMP_(ULONG) Release() override { return stream.Release(); }
+        STDMETHODIMP AbortReads() override {
+            const std::lock_guard lock(stream.m_mutex);
+            stream.m_isAborted = true;
+            ++stream.m_aborts;
+            stream.m_changed.notify_all();
+            return S_OK;
+        }
+        STDMETHODIMP AllowReads() override { return stream.Set(stream.m_isAborted, false), S_OK; }
+        STDMETHODIMP Await(MIDL_uhyper position, MIDL_uhyper bytes, ULONG milliseconds, MIDL_uhyper* here) override {
+            std::unique_lock lock(stream.m_mutex);
+            stream.m_awaits.emplace_back(position, bytes, milliseconds);
+            return stream.WaitForBytes(lock, position, bytes, milliseconds, *here);
+        }
+        STDMETHODIMP GetStatus(TKDS_SOURCE_STATUS* to) override { return *to = stream.status, S_OK; }
+        STDMETHODIMP GetRanges(ULONG capacity, TKDS_RANGE* ranges, ULONG* count) override {
+            *count = std::min(capacity, 1ul);
+            if (*count)
+                *ranges = {0, *stream.Get(stream.m_here)};
+            return S_OK;
+        }
+        STDMETHODIMP SetSilenceLimit(ULONG milliseconds) override {
+            return stream.Set(stream.status.silenceLimit, milliseconds), milliseconds < 100 ? E_INVALIDARG : S_OK;
+        }
+        CScriptedStream& stream;
+    };
+
+    HRESULT WaitForBytes(std::unique_lock<std::mutex>& lock, ULONGLONG position, ULONGLONG bytes, DWORD milliseconds,
+                         MIDL_uhyper& available) {
+        const int aborts = m_aborts;
+        for (;;) {
+            const ULONGLONG end = std::min<ULONGLONG>(m_reach, m_contents.size());
+            const ULONGLONG wanted = position < end ? std::min(bytes, end - position) : 0;
+            available = position < *m_here ? std::min(wanted, *m_here - position) : 0;
+            if (available == wanted)
+                return wanted == bytes ? S_OK : S_FALSE;
+            if (FAILED(m_waitsFail))
+                return m_waitsFail;
+            if (m_isAborted || m_aborts != aborts)
+                return E_ABORT;
+            if (milliseconds < 1000)
+                return E_PENDING;
+            if (const auto onWait = std::exchange(milliseconds, 0) ? m_onWait : nullptr) {
+                lock.unlock();
+                onWait();
+                lock.lock();
+                continue;
+            }
+            milliseconds = INFINITE;
+            ++m_waiting;
+            m_changed.notify_all();
+            const bool isOver = m_changed.wait_for(lock, std::chrono::minutes(1)) == std::cv_status::timeout;
+            --m_waiting;
+            if (isOver)
+                return E_UNEXPECTED;
+        }
+    }
     template <class T>
     T Get(const T& member) const {
         const std::lock_guard lock(m_mutex);
@@ -235,4 +343,13 @@ private:
     DWORD m_lastThread = 0;
     bool m_alwaysTellsName = false;
     bool m_held = false;
+    std::optional<ULONGLONG> m_here;  // unset: without the control
+    ULONGLONG m_reach = ~0ull;
+    HRESULT m_waitsFail = S_OK;
+    std::vector<Awaited> m_awaits;
+    std::function<void()> m_onWait;
+    int m_waiting = 0;  // calls that wait for bytes
+    int m_aborts = 0;   // calls of AbortReads
+    bool m_isAborted = false;
+    CControl m_control{*this};
 };

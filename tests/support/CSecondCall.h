@@ -7,6 +7,7 @@
 // Threads: the one that made the object.
 #pragma once
 
+#include "tests/support/Await.h"
 #include "tests/support/CImportHook.h"
 
 #include <windows.h>
@@ -28,6 +29,10 @@ public:
               m_ended = true;
           }) {}
 
+    // For a call that must end: waits until it has.
+    void AwaitEnd() const {
+        Await([this] { return m_ended.load(); });
+    }
     // Gives it every chance to end.
     [[nodiscard]] bool Ends() const {
         for (int turn = 0; turn < 20'000 && !m_ended; ++turn)

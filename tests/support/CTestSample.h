@@ -8,8 +8,10 @@
 #include <strmif.h>
 #include <vfwmsgs.h>
 
+#include <functional>
 #include <map>
 #include <string>
+#include <utility>
 
 class CTestSample final : public CTestObject<IMediaSample> {
 public:
@@ -19,6 +21,7 @@ public:
     HRESULT getPointer = S_OK, getTime = S_OK;
     LONG claimedSize, actualLength = 0;
     REFERENCE_TIME start = 0, stop = 0;
+    std::function<void()> onGetTime;   // called once
     std::map<int, HRESULT> setLength;  // failures, by number of the call: 0 is the first SetActualDataLength
 
     // Positions in bytes, as an asynchronous reader takes them from the times.
@@ -36,6 +39,8 @@ public:
     }
     STDMETHODIMP_(long) GetSize() override { return claimedSize; }
     STDMETHODIMP GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) override {
+        if (const auto call = std::exchange(onGetTime, {}))
+            call();
         *from = start;
         *to = stop;
         return getTime;
