@@ -76,10 +76,7 @@ STDMETHODIMP CCountingPin::Request(IMediaSample* sample, DWORD_PTR user) noexcep
         return VFW_E_WRONG_STATE;
     const Span span = SpanOf(sample);
     CountAsked(span.length);
-    const HRESULT hr = m_reader->Request(sample, user);
-    if (hr != S_OK)
-        m_shortAt = span.start;
-    return hr;
+    return CountShort(m_reader->Request(sample, user), span.start);
 }
 
 STDMETHODIMP CCountingPin::WaitForNext(DWORD timeoutMs, IMediaSample** sample, DWORD_PTR* user) noexcept {
@@ -97,9 +94,7 @@ STDMETHODIMP CCountingPin::SyncReadAligned(IMediaSample* sample) noexcept {
     const HRESULT hr = m_reader->SyncReadAligned(sample);
     if (SUCCEEDED(hr))
         CountDelivered(sample->GetActualDataLength());
-    if (hr != S_OK)
-        m_shortAt = span.start;
-    return hr;
+    return CountShort(hr, span.start);
 }
 
 STDMETHODIMP CCountingPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) noexcept {
@@ -109,13 +104,29 @@ STDMETHODIMP CCountingPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer
     const HRESULT hr = m_reader->SyncRead(position, length, buffer);
     if (hr == S_OK)
         CountDelivered(length);
-    else
-        m_shortAt = position;
-    return hr;
+    return CountShort(hr, position);
 }
 
 STDMETHODIMP CCountingPin::Length(LONGLONG* total, LONGLONG* available) noexcept {
     return m_reader->Length(total, available);
+}
+
+HRESULT CCountingPin::CountShort(HRESULT hr, LONGLONG position) noexcept {
+    if (hr != S_OK)
+        m_shortAt = position;
+    MIDL_uhyper available = 0;
+    const bool isEmpty = hr == S_FALSE && m_control && position >= 0 &&
+                         m_control->Await(static_cast<MIDL_uhyper>(position), 1, 0, &available) == S_FALSE;
+    m_emptyReads = isEmpty ? m_emptyReads + 1 : 0;
+    if (m_emptyReads <= 1)
+        m_emptySinceMs = ::GetTickCount64();
+    LONGLONG total = 0;
+    LONGLONG known = 0;
+    if (m_emptyReads <= kMostEmptyReads || ::GetTickCount64() - m_emptySinceMs < kMostEmptyMs ||
+        m_reader->Length(&total, &known) != VFW_S_ESTIMATED)
+        return hr;
+    m_hasSoughtEnd = true;
+    return HRESULT_FROM_WIN32(ERROR_HANDLE_EOF);
 }
 
 void CCountingPin::CountAsked(LONGLONG bytes) noexcept {

@@ -7,11 +7,17 @@
 // Both connections are made by the source pin's own Connect, so nothing about the source's behaviour changes. The graph
 // takes the counting pin for a pin of the source filter, because QueryPinInfo answers that filter.
 //
+// Where a source doesn't know its length, some parsers look for its end, take each short read for a full one, and never
+// stop. After kMostEmptyReads in a row of which nothing came, and kMostEmptyMs of these, reads fail until something
+// comes again. (A parser that has read all of a short source may need that time to connect.) Only a source that tells
+// what is here is watched in this way.
+//
 // Threads: as the pin behind it; the counts may be read at any time.  Lifetime: a reference cycle holds parser, pins
 // and source together while they are connected, as between any connected pins; removing the filters from the graph cuts
 // it.
 #pragma once
 
+#include "TKDataServices.h"
 #include "tvsource/CPinProxy.h"
 
 namespace tvsource {
@@ -26,11 +32,16 @@ public:
     };
 
     // `pin` and `reader` are two interfaces of the one pin that reads are passed on to. Neither may be null.
-    CCountingPin(IPin* pin, IAsyncReader* reader) noexcept : CPinProxy(pin), m_reader(reader) {}
+    // `control`: of the source, null if it has none.
+    CCountingPin(IPin* pin, IAsyncReader* reader, ITKDSSourceControl* control) noexcept
+        : CPinProxy(pin), m_reader(reader), m_control(control) {}
 
     // While reads are refused, none reaches the source: a parser that goes on after its source has failed keeps nobody
     // waiting.
     void RefuseReads(bool refuse) noexcept { m_refused = refuse; }
+
+    // Reads have failed because a parser looked for an end that isn't known.
+    [[nodiscard]] bool HasSoughtEnd() const noexcept { return m_hasSoughtEnd; }
 
     [[nodiscard]] Counts Read() const noexcept { return {m_reads, m_bytes, m_delivered, m_shortAt}; }
 
@@ -44,7 +55,7 @@ public:
     STDMETHODIMP BeginFlush() noexcept override;  // IAsyncReader's too
     STDMETHODIMP EndFlush() noexcept override;
 
-    // IAsyncReader.  VFW_E_WRONG_STATE: reads are refused.
+    // IAsyncReader.  VFW_E_WRONG_STATE: reads are refused.  HRESULT 0x80070026 (end of file): too many empty ones.
     STDMETHODIMP RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTIES* properties,
                                   IMemAllocator** actual) noexcept override;
     STDMETHODIMP Request(IMediaSample* sample, DWORD_PTR user) noexcept override;
@@ -54,16 +65,24 @@ public:
     STDMETHODIMP Length(LONGLONG* total, LONGLONG* available) noexcept override;
 
 private:
+    static constexpr unsigned kMostEmptyReads = 100;
+    static constexpr ULONGLONG kMostEmptyMs = 2'000;
+
     ~CCountingPin() override = default;
 
+    [[nodiscard]] HRESULT CountShort(HRESULT hr, LONGLONG position) noexcept;
     void CountAsked(LONGLONG bytes) noexcept;
     void CountDelivered(LONG bytes) noexcept;
 
     Microsoft::WRL::ComPtr<IAsyncReader> m_reader;
+    const Microsoft::WRL::ComPtr<ITKDSSourceControl> m_control;
     std::atomic<unsigned long long> m_reads{0};
     std::atomic<unsigned long long> m_bytes{0};
     std::atomic<unsigned long long> m_delivered{0};
     std::atomic<LONGLONG> m_shortAt{0};
+    std::atomic<unsigned> m_emptyReads{0};  // in a row
+    std::atomic<ULONGLONG> m_emptySinceMs{0};
+    std::atomic<bool> m_hasSoughtEnd{false};
     std::atomic<bool> m_refused{false};
 };
 

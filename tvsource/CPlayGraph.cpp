@@ -99,7 +99,7 @@ CPlayGraph::CPlayGraph(CSourceFilter& source, bool countedSamples) : m_source(so
     Check(::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGraphBuilder), &m_graph),
           L"Cannot create a filter graph");
     Check(m_graph->AddFilter(source.Filter(), L"Source"), L"Cannot add the source filter to the graph");
-    *m_counter.ReleaseAndGetAddressOf() = new CCountingPin(source.OutputPin(), source.Reader());
+    *m_counter.ReleaseAndGetAddressOf() = new CCountingPin(source.OutputPin(), source.Reader(), source.Control().Get());
     // An older filter has only its own rule.
     ComPtr<ITavelSampleReferences> references;
     if (SUCCEEDED(source.OutputPin()->QueryInterface(__uuidof(ITavelSampleReferences), &references)))
@@ -127,6 +127,10 @@ void CPlayGraph::Build(bool null) {
             refusals += L"\n    " + stream;
         RemoveAllButSource();
     }
+    if (!second && m_counter->HasSoughtEnd())
+        throw CHostError(
+            L"No parser takes the source: its format can't be played from its start alone, and its end isn't known" +
+            refusals);
     if (!second)
         throw CHostError(L"No parser takes the source" + refusals);
     Check(ConnectParser(*second), L"The parser no longer takes the source");
@@ -240,10 +244,12 @@ StreamType CPlayGraph::ConnectedType() const {
 
 void CPlayGraph::RemoveAllButSource() {
     m_counter->RefuseReads(true);
+    m_source.EndReads();
     RunOrEndProcess([&] { StopAndRemove(); });
     m_parser.Reset();
     m_streams.clear();
     m_onlyNullRenderers = true;
+    m_source.ReadAgain();
     m_counter->RefuseReads(false);
 }
 

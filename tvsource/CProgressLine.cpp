@@ -3,6 +3,7 @@
 #include "base/CSlimLock.h"
 #include "base/FormatText.h"
 #include "tvsource/CConsole.h"
+#include "tvsource/NetworkText.h"
 
 #include <algorithm>
 #include <mutex>
@@ -39,17 +40,6 @@ std::wstring Bar(ULONGLONG done, ULONGLONG total) {
            base::FormatText(L"] %3d%%  ", static_cast<int>(share * 100));
 }
 
-std::wstring Amount(ULONGLONG bytes) {
-    constexpr const wchar_t* kUnits[] = {L"kB", L"MB", L"GB", L"TB"};
-    if (bytes < 1000)
-        return base::FormatText(L"%I64u B", bytes);
-    const wchar_t* const* unit = kUnits;
-    double amount = static_cast<double>(bytes) / 1000;
-    for (; amount >= 1000 && unit + 1 != std::end(kUnits); ++unit)
-        amount /= 1000;
-    return base::FormatText(L"%.1f %s", amount, *unit);
-}
-
 }  // namespace
 
 CProgressLine::CProgressLine(bool shown) : m_shown(shown), m_sinceMs(::GetTickCount64()) {}
@@ -80,7 +70,7 @@ void CProgressLine::Show(ULONGLONG done, ULONGLONG total, std::wstring_view note
 
     std::wstring line = total > 0 ? Bar(done, total) : std::wstring();
     line += note;
-    line += Amount(bytes) + L", " + Amount(m_bytesPerSecond) + L"/s";
+    line += AmountText(bytes) + L", " + AmountText(m_bytesPerSecond) + L"/s";
     Draw(std::move(line));
 }
 

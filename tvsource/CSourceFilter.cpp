@@ -7,6 +7,7 @@
 #include "base/LongPath.h"
 #include "base/ModuleFolder.h"
 #include "baseclasses/MediaTypeCopies.h"
+#include "framework/streams/TKFCreateStreamFromUri.h"
 #include "tvsource/CHostError.h"
 #include "tvsource/SourceName.h"
 
@@ -80,24 +81,74 @@ void CSourceFilter::CreateFrom(const std::wstring& library) {
         throw CHostError(L"The class factory of " + ShownName(library) + L" cannot make the filter", hr);
 }
 
-void CSourceFilter::Load(const std::wstring& name, const std::optional<GUID>& subtype) {
+void CSourceFilter::Load(const std::wstring& name, const std::optional<GUID>& subtype, const LayerOptions& options) {
     AM_MEDIA_TYPE type{};
     if (subtype) {
         type.majortype = MEDIATYPE_Stream;
         type.subtype = *subtype;
+    }
+    const framework::CParsedName parsed(name.c_str());
+    if (!options.empty()) {
+        const ComPtr<IUnknown> factory = AccessFactoryWith(options);
+        if (!parsed.Uri() || !parsed.Uri()->IsLocalFile())
+            return LoadWith(parsed, subtype ? &type : nullptr, factory.Get());
     }
     const HRESULT hr =
         Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->Load(name.c_str(), subtype ? &type : nullptr);
     if (SUCCEEDED(hr))
         return;
     const HRESULT opened = ResultOf(&ITavelSourceOpenResult::GetOpenResult, m_filter.Get()).value_or(hr);
-    const framework::CParsedName parsed(name.c_str());
     throw CHostError(L"Cannot open " + ShownName(parsed) + L": " +
                      WhyNotOpened(parsed, FILE_SHARE_READ | FILE_SHARE_DELETE, FAILED(opened) ? opened : hr));
 }
 
+void CSourceFilter::LoadWith(const framework::CParsedName& name, const AM_MEDIA_TYPE* type, IUnknown* accessFactory) {
+    ComPtr<IStream> stream;
+    HRESULT hr = ::TKFCreateStreamFromUri(name, kTKFStreamRead | kTKFStreamShareRead, &stream, accessFactory, nullptr);
+    if (FAILED(hr))
+        throw CHostError(L"Cannot open " + ShownName(name) + L": " + WhyNotOpened(name, FILE_SHARE_READ, hr));
+    hr = Ask<ITavelIStreamFileSource>(m_filter.Get(), L"ITavelIStreamFileSource")->OpenStream(stream.Get(), type);
+    if (FAILED(hr))
+        throw CHostError(L"The filter does not take " + ShownName(name), hr);
+}
+
 std::optional<HRESULT> CSourceFilter::DetectionResult() const {
     return ResultOf(&ITavelSourceOpenResult::GetDetectionResult, m_filter.Get());
+}
+
+ComPtr<ITKDSSourceControl> CSourceFilter::Control() const {
+    ComPtr<ITavelSourceControl> source;
+    ComPtr<IUnknown> unknown;
+    ComPtr<ITKDSSourceControl> control;
+    if (SUCCEEDED(base::QueryFor(*m_filter.Get(), source.GetAddressOf())) &&
+        SUCCEEDED(source->GetSourceControl(&unknown)))
+        static_cast<void>(base::QueryFor(*unknown.Get(), control.GetAddressOf()));
+    return control;
+}
+
+std::optional<TKDS_SOURCE_STATUS> CSourceFilter::Status() const {
+    const ComPtr<ITKDSSourceControl> control = Control();
+    TKDS_SOURCE_STATUS status{};
+    return control && SUCCEEDED(control->GetStatus(&status)) ? std::optional(status) : std::nullopt;
+}
+
+ComPtr<IAMOpenProgress> CSourceFilter::OpenProgress() const {
+    ComPtr<IAMOpenProgress> progress;
+    static_cast<void>(base::QueryFor(*m_filter.Get(), progress.GetAddressOf()));
+    return progress;
+}
+
+void CSourceFilter::EndReads() const {
+    if (const ComPtr<IAMOpenProgress> progress = OpenProgress())
+        progress->AbortOperation();
+}
+
+// That ends when the filter leaves the stopped state.
+void CSourceFilter::ReadAgain() const {
+    if (OpenProgress()) {
+        m_filter->Pause();
+        m_filter->Stop();
+    }
 }
 
 void CSourceFilter::EnableDataFlow() {

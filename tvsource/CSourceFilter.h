@@ -16,7 +16,10 @@
 // goes; whoever keeps interfaces of the filter must release them before.  Errors: CHostError.
 #pragma once
 
+#include "TKDataServices.h"
 #include "base/CAutoDestructor.h"
+#include "framework/uri/CParsedName.h"
+#include "tvsource/LayerOptions.h"
 #include "tvsource/MediaTypes.h"
 
 #include <windows.h>
@@ -55,7 +58,18 @@ public:
     // Opens `name`, a full path or a URI. With a subtype the pin offers just that, without one it offers what the
     // filter finds out. Replaces what was loaded before. Where the name can't be opened, the filter is asked why; the
     // name is opened once only.
-    void Load(const std::wstring& name, const std::optional<GUID>& subtype);
+    // With `options`, what is no local file is opened here, and the filter is given the stream.
+    void Load(const std::wstring& name, const std::optional<GUID>& subtype, const LayerOptions& options = {});
+
+    // Null: the source isn't one that is waited for, or the filter is an older one.
+    [[nodiscard]] Microsoft::WRL::ComPtr<ITKDSSourceControl> Control() const;
+    // How the source stands. Empty: it is none that is waited for, or the filter is an older one.
+    [[nodiscard]] std::optional<TKDS_SOURCE_STATUS> Status() const;
+
+    // Ends the reads that wait, and all that would have to, until ReadAgain. A host does this before it stops a graph:
+    // some parsers wait for their reads there, and those for a network. Filters that can't do it don't.
+    void EndReads() const;
+    void ReadAgain() const;
 
     // Opens the gate for readers.
     void EnableDataFlow();
@@ -81,7 +95,11 @@ public:
     [[nodiscard]] IAsyncReader* Reader() const noexcept { return m_reader.Get(); }
 
 private:
+    // Null where the filter is an older one.
+    [[nodiscard]] Microsoft::WRL::ComPtr<IAMOpenProgress> OpenProgress() const;
+
     void CreateFrom(const std::wstring& library);
+    void LoadWith(const framework::CParsedName& name, const AM_MEDIA_TYPE* type, IUnknown* accessFactory);
 
     base::CAutoLibrary m_library;  // stands first, so that it is unloaded after all that comes from it is released
     Microsoft::WRL::ComPtr<IBaseFilter> m_filter;

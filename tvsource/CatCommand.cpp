@@ -108,7 +108,7 @@ int Cat(const CatOptions& options) {
     {
         const CActivity activity(L"Cat", L"opening " + ShownName(name), options.common.verbose);
         const COpeningLine opening(showsProgress);
-        source.Load(name, options.common.subtype);
+        source.Load(name, options.common.subtype, options.common.layer);
     }
     source.EnableDataFlow();
 

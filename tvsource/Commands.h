@@ -3,6 +3,8 @@
 // Errors: CHostError, COutputError.  Threads: the main thread, in the multithreaded apartment.
 #pragma once
 
+#include "tvsource/LayerOptions.h"
+
 #include <windows.h>
 
 #include <optional>
@@ -17,6 +19,7 @@ struct CommonOptions {
     std::wstring library;         // the DLL to take the filter from, or empty: the registered one
     std::optional<GUID> subtype;  // given to the filter in place of what it would find out
     bool verbose = false;         // say on standard error what doesn't go on for five seconds
+    LayerOptions layer;           // for sources that are no local files
 };
 
 struct PlayOptions {
@@ -55,6 +58,7 @@ struct DetectOptions {
     bool explain = false;             // say why
     bool progress = false;            // as for play
     bool verbose = false;             // as in CommonOptions
+    LayerOptions layer;               // likewise
 };
 
 // Prints one line for each file: its name, a tab, and the MIME types of its content, separated by commas, or "-". A

@@ -73,11 +73,12 @@ struct Answer {
     std::wstring fault;  // empty: none
 };
 
-Answer DetectOne(const CMimeDictionary& dictionary, const framework::CParsedName& name, bool explain) {
+Answer DetectOne(const CMimeDictionary& dictionary, const framework::CParsedName& name, bool explain,
+                 IUnknown* accessFactory) {
     ComPtr<IStream> content;
     constexpr DWORD kMode = kTKFStreamRead | kTKFStreamShareRead | kTKFStreamShareWrite | kTKFStreamShareDelete;
     constexpr DWORD kShare = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const HRESULT hr = ::TKFCreateStreamFromUri(SourceName(name), kMode, &content, nullptr, nullptr);
+    const HRESULT hr = ::TKFCreateStreamFromUri(SourceName(name), kMode, &content, accessFactory, nullptr);
     if (FAILED(hr))
         return {L"", L"Cannot open it: " + WhyNotOpened(name, kShare, hr)};
     const CMimeDictionary::Answer answer =
@@ -93,6 +94,7 @@ class CDetection final {
 public:
     CDetection(const CMimeDictionary& dictionary, const DetectOptions& options)
         : m_dictionary(dictionary),
+          m_accessFactory(options.layer.empty() ? nullptr : AccessFactoryWith(options.layer)),
           m_explains(options.explain),
           m_isVerbose(options.verbose),
           m_line(options.progress || IsTerminal(STD_ERROR_HANDLE)) {}
@@ -107,7 +109,8 @@ public:
         constexpr std::size_t kMostAhead = 256;
         while (m_files.size() >= kMostAhead)
             TellNext();
-        const auto work = std::make_shared<Work>([this, name] { return DetectOne(m_dictionary, name, m_explains); });
+        const auto work = std::make_shared<Work>(
+            [this, name] { return DetectOne(m_dictionary, name, m_explains, m_accessFactory.Get()); });
         m_files.push_back({std::move(name), work});
         m_group.Run([work](const threading::CCancelToken&) { work->Begin(); });
     }
@@ -170,6 +173,7 @@ private:
     }
 
     const CMimeDictionary& m_dictionary;
+    const ComPtr<IUnknown> m_accessFactory;  // null: one for each file
     const bool m_explains;
     const bool m_isVerbose;
     CProgressLine m_line;

@@ -8,6 +8,7 @@
 #include "tvsource/COpeningLine.h"
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
+#include "tvsource/NetworkText.h"
 #include "tvsource/SourceName.h"
 
 namespace tvsource {
@@ -67,7 +68,7 @@ int InfoOf(const CommonOptions& options, bool environment) {
     {
         const CActivity activity(L"Info", L"opening " + ShownName(name), options.verbose);
         const COpeningLine opening(IsTerminal(STD_ERROR_HANDLE));
-        source.Load(name, options.subtype);
+        source.Load(name, options.subtype, options.layer);
         mime = MimeTypesOf(source);
     }
     const CSourceFilter::CurrentFile current = source.Current();
@@ -77,6 +78,7 @@ int InfoOf(const CommonOptions& options, bool environment) {
     text += L"\nMIME     " + mime.text + L"\nType     " + TypeText(current.type) + L"\n";
     for (const StreamType& type : source.OfferedTypes())
         text += L"Offers   " + TypeText(type) + L"\n";
+    text += NetworkText(source.Status());
     Print(text);
     if (!mime.fault.empty())
         Complain(L"tvsource: " + ShownName(name) + L": " + mime.fault + L"\n");

@@ -9,6 +9,7 @@
 #include "tvsource/CSourceFilter.h"
 #include "tvsource/Commands.h"
 #include "tvsource/Interrupt.h"
+#include "tvsource/NetworkText.h"
 #include "tvsource/Screen.h"
 #include "tvsource/SourceName.h"
 
@@ -50,7 +51,7 @@ int Play(const PlayOptions& options) {
     {
         const CActivity activity(L"Play", L"opening " + ShownName(name), options.common.verbose);
         const COpeningLine opening(showsProgress);
-        source.Load(name, options.common.subtype);
+        source.Load(name, options.common.subtype, options.common.layer);
     }
     const std::vector<StreamType> offered = source.OfferedTypes();
     if (offered.size() == 1 && offered.front().IsUnknown()) {
@@ -81,8 +82,8 @@ int Play(const PlayOptions& options) {
             if (std::exchange(reached, position) != position || std::exchange(delivered, now) != now)
                 activity.KeepAlive();
             const std::wstring end = duration > 0 ? L" of " + Clock(duration) : std::wstring();
-            line.Show(static_cast<ULONGLONG>(position), static_cast<ULONGLONG>(duration), Clock(position) + end + L", ",
-                      now);
+            line.Show(static_cast<ULONGLONG>(position), static_cast<ULONGLONG>(duration),
+                      Clock(position) + end + L", " + BufferingText(source.Status()), now);
         });
     }
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
@@ -97,6 +98,7 @@ int Play(const PlayOptions& options) {
         text += L"Stream   " + stream + L"\n";
     text += base::FormatText(L"Reads    %I64u, of %I64u bytes together; %I64u came\nTime     %.2f s\n", reads.reads,
                              reads.bytes, reads.delivered, elapsed.count());
+    text += NetworkText(source.Status());
     Print(text);
 
     if (result.ending == CPlayGraph::Ending::ErrorAbort) {

@@ -1,5 +1,6 @@
 // tvsource: plays, describes and copies a media source through the filter TvFileSourceAsync, tells the MIME types of
 // files, and explains names.
+#include "TKDataServices.h"
 #include "base/CApartment.h"
 #include "base/Utf8Text.h"
 #include "tvsource/CConsole.h"
@@ -14,6 +15,7 @@
 #include <objbase.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <optional>
@@ -46,6 +48,16 @@ struct Arguments {
     std::string type;
     std::string output;
     std::vector<std::string> names;
+    std::vector<std::string> headers;
+    std::string userAgent;
+    std::string referer;
+    std::string cookies;
+    std::string proxy;
+    std::string timeout;
+    std::string connectTimeout;
+    std::string retries;
+    std::string store;
+    bool noShareStore = false;
     std::string offset;
     std::string length;
     bool null = false;
@@ -80,6 +92,84 @@ void AddVerboseFlag(CLI::App& command, Arguments& arguments) {
                      "Say on standard error when something does not go on for five seconds, and when it does again");
 }
 
+// What it checks may be a secret, so no message repeats it.
+std::string HeaderFault(const std::string& text) {
+    const size_t colon = text.find(':');
+    return colon == text.npos || colon == 0 || text.find_first_not_of(' ', colon + 1) == text.npos
+               ? "a header is NAME: VALUE, in one pair of quotation marks"
+               : "";
+}
+
+// Cookies that were cut off at the blank between two.
+std::string CookiesFault(const std::string& text) {
+    return text.ends_with(';') ? "cookies are NAME=VALUE; NAME=VALUE, in one pair of quotation marks" : "";
+}
+
+std::string CountFault(const std::string& text) {
+    return ByteCount(text) ? std::string() : "'" + text + "' is no number";
+}
+
+// Bytes, or MiB where that stands behind the number. Empty: neither.
+std::optional<LONGLONG> StoreBytes(std::string text) {
+    constexpr LONGLONG kMiB = 0x100000, kMost = std::numeric_limits<LONGLONG>::max() / kMiB;
+    const bool isMiB = text.ends_with("MiB");
+    if (isMiB)
+        text.resize(text.size() - 3);
+    const std::optional<LONGLONG> count = ByteCount(text);
+    return count && isMiB ? std::optional(std::min(*count, kMost) * kMiB) : count;
+}
+
+// For sources that are no local files.
+void AddLayerOptions(CLI::App& command, Arguments& arguments) {
+    const auto add = [&](const char* name, auto& value, const char* type, const char* description) {
+        return command.add_option(name, value, description)->type_name(type)->group("Options of URLs and shares");
+    };
+    add("--header", arguments.headers, "\"NAME: VALUE\"",
+        "One more request header, for the URL's own scheme, host and port alone; may be given several times")
+        ->allow_extra_args(false)
+        ->check(HeaderFault);
+    add("--user-agent", arguments.userAgent, "TEXT", "How servers are told who asks");
+    add("--referer", arguments.referer, "URL", "Where servers are told that the URL was found");
+    add("--cookies", arguments.cookies, "TEXT", "Cookies, for the URL's own scheme, host and port alone")
+        ->check(CookiesFault);
+    add("--timeout", arguments.timeout, "MS", "How long a server may send nothing (100 to 60000)")->check(CountFault);
+    add("--connect-timeout", arguments.connectTimeout, "MS", "How long to wait for a connection (100 to 120000)")
+        ->check(CountFault);
+    add("--retries", arguments.retries, "N", "How often to ask again when nothing new comes (0 to 20)")
+        ->check(CountFault);
+    add("--store", arguments.store, "BYTES", "How much of the source to keep; 64MiB stands for 67108864")
+        ->check([](const std::string& text) {
+            return StoreBytes(text) ? std::string() : "'" + text + "' is no number of bytes or MiB";
+        });
+    add("--proxy", arguments.proxy, "HOST:PORT", "The proxy to ask, or direct for none");
+    command.add_flag("--no-share-store", arguments.noShareStore, "Read files on shares as they are, nothing ahead")
+        ->group("Options of URLs and shares");
+}
+
+LayerOptions LayerOptionsOf(const Arguments& arguments) {
+    LayerOptions options;
+    const auto add = [&](const wchar_t* name, const std::string& value, const wchar_t* word) {
+        if (!value.empty())
+            options.push_back({name, base::WideOfUtf8(value), word});
+    };
+    for (const std::string& header : arguments.headers) {
+        const size_t colon = header.find(':');
+        const std::wstring name = base::WideOfUtf8(header.substr(0, colon));
+        options.push_back({TKDS_OPTION_HEADER + name, base::WideOfUtf8(header.substr(colon + 1)), L"--header " + name});
+    }
+    add(TKDS_OPTION_USERAGENT, arguments.userAgent, L"--user-agent");
+    add(TKDS_OPTION_REFERER, arguments.referer, L"--referer");
+    add(TKDS_OPTION_COOKIES, arguments.cookies, L"--cookies");
+    add(TKDS_OPTION_SILENCELIMIT, arguments.timeout, L"--timeout");
+    add(TKDS_OPTION_CONNECTTIMEOUT, arguments.connectTimeout, L"--connect-timeout");
+    add(TKDS_OPTION_RETRIES, arguments.retries, L"--retries");
+    if (const std::optional<LONGLONG> bytes = StoreBytes(arguments.store))
+        add(TKDS_OPTION_STOREBYTES, std::to_string(*bytes), L"--store");
+    add(TKDS_OPTION_PROXY, arguments.proxy, L"--proxy");
+    add(TKDS_OPTION_SHARESTORE, arguments.noShareStore ? "0" : "", L"--no-share-store");
+    return options;
+}
+
 CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, const char* description) {
     CLI::App* command = app.add_subcommand(name, description);
     command->add_option("FILE", arguments.name, "The source: a path or a URI")->required();
@@ -95,6 +185,7 @@ CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, cons
                        ? std::string()
                        : "'" + text + "' is neither a known name nor a GUID in braces";
         });
+    AddLayerOptions(*command, arguments);
     AddVerboseFlag(*command, arguments);
     return command;
 }
@@ -102,7 +193,13 @@ CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, cons
 CommonOptions Common(const Arguments& arguments) {
     return {TypedName(base::WideOfUtf8(arguments.name)), base::WideOfUtf8(arguments.library),
             arguments.type.empty() ? std::nullopt : SubtypeFromText(base::WideOfUtf8(arguments.type)),
-            arguments.verbose};
+            arguments.verbose, LayerOptionsOf(arguments)};
+}
+
+// Words of which one may be a part of a secret that lacked its quotation marks.
+bool MayHoldSecrets(const std::vector<std::string>& typed) {
+    return std::ranges::any_of(
+        typed, [](const std::string& word) { return word.starts_with("--header") || word.starts_with("--cookie"); });
 }
 
 // What was typed, made printable: a message may repeat it.
@@ -169,6 +266,7 @@ CLI::App* AddDetect(CLI::App& app, Arguments& arguments) {
     command->add_flag("--explain", arguments.explain,
                       "Say which format was found, on what bytes, and what was ruled out");
     AddProgressFlag(*command, arguments);
+    AddLayerOptions(*command, arguments);
     AddVerboseFlag(*command, arguments);
     return command;
 }
@@ -211,6 +309,10 @@ std::optional<int> Parse(CommandLine& line, std::vector<std::string> words) {
             throw CLI::RequiredError("FILE");
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
+        if (dynamic_cast<const CLI::ExtrasError*>(&error) && MayHoldSecrets(typed)) {
+            Complain(L"There are words that belong to nothing; a value with blanks needs quotation marks.\n");
+            return kWrongUsage;
+        }
         std::ostringstream out;
         std::ostringstream err;
         const int code = line.app.exit(error, out, err);
@@ -221,7 +323,7 @@ std::optional<int> Parse(CommandLine& line, std::vector<std::string> words) {
 }
 
 DetectOptions DetectOptionsOf(const Arguments& arguments) {
-    DetectOptions options{{}, arguments.explain, arguments.progress, arguments.verbose};
+    DetectOptions options{{}, arguments.explain, arguments.progress, arguments.verbose, LayerOptionsOf(arguments)};
     for (const std::string& name : arguments.names)
         options.names.push_back(TypedName(base::WideOfUtf8(name)));
     return options;

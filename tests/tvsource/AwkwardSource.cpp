@@ -10,7 +10,9 @@
 //   .felled      whose ninth read never ends, and whose filter tells the graph of an error then
 //   .older       that can't be opened, by a filter that doesn't say why
 //
-// When the filter is released, it prints which sample-reference rule its pin had last.
+// Under the access factory's identifier it is a data-service layer that can do nothing. When the filter is released, it
+// prints which sample-reference rule its pin had last.
+#include "TKDataServices.h"
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "tests/support/CScriptedStream.h"
@@ -117,8 +119,9 @@ private:
 }  // namespace
 
 CFactoryTemplate g_Templates[] = {
-    {L"Awkward source", &CLSID_TvFileSourceAsync, CAwkwardSource::CreateInstance, nullptr, nullptr}};
-int g_cTemplates = 1;
+    {L"Awkward source", &CLSID_TvFileSourceAsync, CAwkwardSource::CreateInstance, nullptr, nullptr},
+    {L"A layer without options", &CLSID_TKDSUriAccessFactory, CAwkwardSource::CreateInstance, nullptr, nullptr}};
+int g_cTemplates = ARRAYSIZE(g_Templates);
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
     return AMovieDllGetClassObject(clsid, iid, object);
