@@ -4,6 +4,7 @@
 
 #include "bench/CBenchFile.h"
 #include "bench/CFilterLibrary.h"
+#include "bench/CLinkServer.h"
 #include "bench/CReport.h"
 
 namespace bench {
@@ -19,6 +20,15 @@ void BenchSteps(CReport& report, const CFilterLibrary& library, const CBenchFile
 
 // Sequential reads over http, against bare WinHTTP calls; how many requests reads and seeks cost.
 void BenchHttp(CReport& report, const CFilterLibrary& library, const CBenchFile& file);
+
+// Reads of all kinds over the links of a server that another process runs, and what they ask of it.
+void BenchLink(CReport& report, const CFilterLibrary& library, CLinkServer& server);
+
+// How much of a slow source must come until the platform's parsers give their first samples.
+void BenchFirstSamples(CReport& report, const CFilterLibrary& library, CLinkServer& server);
+
+// How long reads that wait go on after they have been given up.
+void BenchAborts(CReport& report, CLinkServer& server);
 
 // Log sites and timing scopes, without a logger and with one. No CFilterLibrary may exist meanwhile: this part loads
 // its own, since a DLL decides once for its lifetime which of its sites are timed.

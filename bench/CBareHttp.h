@@ -1,4 +1,5 @@
-// One GET by plain WinHTTP calls that block, and nothing else: what a transfer costs at least.
+// GETs by plain WinHTTP calls that block, on a connection that is kept, and nothing else: what a transfer costs at
+// least.
 #pragma once
 
 #include "bench/CContender.h"
@@ -10,11 +11,18 @@ namespace bench {
 
 class CBareHttp final : public CContender {
 public:
-    // Asks 127.0.0.1 for `target` and waits for the headers of the answer.  Throws std::runtime_error.
-    CBareHttp(unsigned port, const std::wstring& target);
+    // Of the server on 127.0.0.1.  Throws std::runtime_error.
+    explicit CBareHttp(unsigned port);
+    CBareHttp(unsigned port, const std::wstring& target) : CBareHttp(port) { Ask(target); }
+
+    // Asks for `target`, with these headers, and waits for the headers of the answer.
+    void Ask(const std::wstring& target, const std::wstring& headers = {});
 
     // `position` is where the last read ended.
     void ReadAt(LONGLONG position, LONG bytes, BYTE* buffer) override;
+
+    // The answer from here to its end.
+    [[nodiscard]] std::string ReadText();
 
 private:
     dataservices::http::CInternetHandle m_session;

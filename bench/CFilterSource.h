@@ -23,6 +23,9 @@ public:
     // The pin's IStream face.  Throws std::runtime_error: the pin has none.
     [[nodiscard]] Microsoft::WRL::ComPtr<IStream> Stream() const;
 
+    [[nodiscard]] IBaseFilter* Filter() const noexcept { return m_filter.Get(); }
+    [[nodiscard]] IPin* Pin() const noexcept { return m_pin.Get(); }  // once a source is loaded
+
 private:
     Microsoft::WRL::ComPtr<IBaseFilter> m_filter;
     Microsoft::WRL::ComPtr<IPin> m_pin;

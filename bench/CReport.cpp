@@ -1,6 +1,9 @@
 #include "bench/CReport.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 namespace bench {
 
@@ -53,6 +56,34 @@ void CReport::BeginPairs(const std::string& title, const std::string& first, con
 void CReport::AddPair(const std::string& what, double first, double second) const {
     std::printf("%-42s %14.4f %14.4f\n", what.c_str(), first, second);
     std::fflush(stdout);
+}
+
+void CReport::BeginWorks(const std::wstring& others) {
+    std::printf("\n%-42s %-16s %16s %9s %12s %10s\n", "Over a link", "who", "time or rate", "requests", "connections",
+                "MiB sent");
+    std::ifstream file{std::filesystem::path(others)};
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream fields(line);
+        Work work{};
+        std::getline(fields, work.what, '\t');
+        std::getline(fields, work.who, '\t');
+        std::getline(fields, work.figure, '\t');
+        fields >> work.requests >> work.connections >> work.sent;
+        m_others.push_back(std::move(work));
+    }
+}
+
+void CReport::Add(const Work& work) const {
+    std::printf("%-42s %-16s %16s %9.0f %12.0f %10.2f\n", work.what.c_str(), work.who.c_str(), work.figure.c_str(),
+                work.requests, work.connections, work.sent / (1 << 20));
+    std::fflush(stdout);
+}
+
+void CReport::EndWork(const std::string& what) const {
+    for (const Work& work : m_others) {
+        if (work.what == what)
+            Add(work);
+    }
 }
 
 void CReport::AddGoal(const std::string& what, double figure, Goal kind, double limit, const std::string& unit) {
