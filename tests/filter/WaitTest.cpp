@@ -293,7 +293,8 @@ TEST_F(WaitTest, AReaderGoesOnWhenItsBytesCome) {
 }
 
 TEST_F(WaitTest, AReaderGoesOnAsLongAsBytesComeWithinAMinute) {
-    int waits = 0, here = 3;
+    int waits = 0;
+    ULONGLONG here = 3;
     source.OnEachWait([&] {
         if (++waits % 59 == 0)
             source.HaveControl(++here);
