@@ -78,7 +78,7 @@ public:
     CGraph(const CGraph&) = delete;
     CGraph& operator=(const CGraph&) = delete;
     ~CGraph() {
-        m_wanted->RefuseReads();
+        m_wanted->RefuseReads(true);
         if (ComPtr<IMediaControl> control; SUCCEEDED(m_graph.As(&control)))
             control->Stop();
         for (const ComPtr<IBaseFilter>& each : m_filters)

@@ -53,9 +53,9 @@ constexpr NumberOption kNumbers[] = {
                (isV6 && each == L':');
     });
     unsigned number = 0;
-    for (const wchar_t digit : port.substr(0, 6))
+    for (const wchar_t digit : port.substr(0, 5))
         number = digit >= L'0' && digit <= L'9' ? number * 10 + (digit - L'0') : 0x10000;
-    return isHost && number > 0 && number <= 0xFFFF;
+    return isHost && port.size() <= 5 && number > 0 && number <= 0xFFFF;
 }
 
 struct TextOption {

@@ -154,8 +154,8 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
         }
         GiveUpFor(load);
         CAutoLock loadLock(&m_opener.LoadLock());
-        ForgetResults(
-            load);  // first: a load that fails before it opens the name must not leave an older load's results
+        // First: a load that fails before it opens the name must not leave an older load's results.
+        ForgetResults(load);
         return FAILED(parsed) ? parsed : LoadName(load, std::move(name), pszFileName, pmt);
     });
 }

@@ -96,7 +96,8 @@ void CCustomFileSourcePin::PassFlowGate() noexcept {
 void CCustomFileSourcePin::AwaitBytes(Wait& wait, LONGLONG position, LONG length) noexcept {
     wait.For(position, length, [&](bool begins) {
         m_waits.CountLongWait(begins, [&](bool isBuffering) {
-            base::RunQuietly([&] { m_pFilter->NotifyEvent(EC_BUFFERING_DATA, isBuffering, 0); });
+            if (m_pFilter)
+                base::RunQuietly([&] { m_pFilter->NotifyEvent(EC_BUFFERING_DATA, isBuffering, 0); });
         });
     });
 }
@@ -141,9 +142,15 @@ HRESULT CCustomFileSourcePin::FetchForRead(IStream** stream, const wchar_t* func
     return hr;
 }
 
-void CCustomFileSourcePin::LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept {
-    TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, function,
-           L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
+// A failure has been logged.
+HRESULT CCustomFileSourcePin::SeekTo(IStream* stream, LONGLONG position, const wchar_t* function) const {
+    LARGE_INTEGER target;
+    target.QuadPart = position;
+    const HRESULT hr = stream->Seek(target, STREAM_SEEK_SET, nullptr);
+    if (FAILED(hr))
+        TK_LOG(filter::kFilterLog, TKRuntimeLogger::kError, function,
+               L"Error while seeking the source file: Requested: %I64d, hr=%08x", position, hr);
+    return hr;
 }
 
 void CCustomFileSourcePin::LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept {
@@ -231,12 +238,8 @@ HRESULT CCustomFileSourcePin::ReadIntoSample(IStream* stream, IMediaSample* samp
     HRESULT hr = S_OK;
     if (readable > 0 || !wait.control) {
         if (MustSeek(wait)) {
-            LARGE_INTEGER target;
-            target.QuadPart = position;
-            if (hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
-                LogFailedSeek(position, hr, kFunction);
+            if (hr = SeekTo(stream, position, kFunction); FAILED(hr))
                 return hr;
-            }
         }
         hr = stream->Read(buffer, readable, read);
         if (SUCCEEDED(hr))
@@ -288,12 +291,8 @@ HRESULT CCustomFileSourcePin::ReadIntoBuffer(IStream* stream, BYTE* buffer, LONG
     if (readable > 0 || !wait.control) {
         if (MustSeek(wait)) {
             TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread seeking");
-            LARGE_INTEGER target;
-            target.QuadPart = position;
-            if (hr = stream->Seek(target, STREAM_SEEK_SET, nullptr); FAILED(hr)) {
-                LogFailedSeek(position, hr, kFunction);
+            if (hr = SeekTo(stream, position, kFunction); FAILED(hr))
                 return hr;
-            }
         }
         TK_PROFILE(filter::kFilterLog, kFunction, L"Syncread reading");
         hr = stream->Read(buffer, readable, read);

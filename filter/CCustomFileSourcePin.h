@@ -149,7 +149,7 @@ private:
     [[nodiscard]] HRESULT ReadIntoBuffer(IStream* stream, BYTE* buffer, LONGLONG position, ULONG length,
                                          const Wait& wait, ULONG* read);
     [[nodiscard]] bool MustSeek(const Wait& wait) const noexcept { return wait.control || !m_bInfiniteStream.Get(); }
-    void LogFailedSeek(LONGLONG position, HRESULT hr, const wchar_t* function) const noexcept;
+    [[nodiscard]] HRESULT SeekTo(IStream* stream, LONGLONG position, const wchar_t* function) const;
     void LogFailedRead(HRESULT hr, const wchar_t* function) const noexcept;
     enum class Graph { IsTold, IsNotTold };
     void EndFailedRead(IStream* stream, LONGLONG position, Graph graph, std::optional<HRESULT> abortReason,

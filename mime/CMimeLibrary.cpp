@@ -22,10 +22,13 @@ private:
 
 CMimeLibrary::CMimeLibrary(const std::wstring& folder) {
     const CQuietLoader quiet;
-    if (!folder.empty())
-        m_library = base::LateLoad((folder + kTvMetadataLibrary).c_str());
-    if (!m_library)
-        m_library = base::LateLoad(kTvMetadataLibrary);
+    for (const std::wstring& place : {folder, std::wstring()}) {
+        if (!m_library)
+            m_library = base::LateLoad((place + kTvMetadataLibrary).c_str());
+        // That one isn't elsewhere says less than what is wrong with the one that is there.
+        if (!m_library && m_failure == kNotThere)
+            m_failure = HRESULT_FROM_WIN32(::GetLastError());
+    }
 }
 
 IMimeTypeDictionary* CMimeLibrary::Dictionary() const {

@@ -20,6 +20,10 @@ public:
 
     [[nodiscard]] bool IsLoaded() const noexcept { return static_cast<bool>(m_library); }
 
+    // Why it isn't loaded; kNotThere: there is none, or one that it needs itself is missing.
+    static constexpr HRESULT kNotThere = __HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
+    [[nodiscard]] HRESULT Failure() const noexcept { return m_failure; }
+
     // One of the library's exports, or null.
     template <class Function>
     [[nodiscard]] Function Export(const char* name) const noexcept {
@@ -37,6 +41,7 @@ public:
 
 private:
     base::CAutoLibrary m_library;
+    HRESULT m_failure = kNotThere;
 };
 
 // The failure to report where there is no list. A null list means that the content could not be looked at. If `result`

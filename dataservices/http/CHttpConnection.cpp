@@ -81,8 +81,9 @@ HRESULT CHttpConnection::Ask(Position at, std::optional<Position> end, HttpAnswe
     // something. Later on the source asks again anyway.
     if (!isKnown && (hr == kHttpConnectionError || hr == kHttpInvalidResponse))
         hr = get();
-    // The target of a redirect may be valid only for a while.
-    const bool isRefused = SUCCEEDED(hr) ? answer.status >= HTTP_STATUS_BAD_REQUEST : MayPass(hr);
+    // The target of a redirect may be valid only for a while. One that says when to come again is.
+    const bool isRefused =
+        SUCCEEDED(hr) ? answer.status >= HTTP_STATUS_BAD_REQUEST && !RetryAfterMsOf(answer) : MayPass(hr);
     if (isKnown && isRefused && url != m_source->original) {
         url = m_source->original;
         hr = get();
@@ -163,7 +164,8 @@ HRESULT CHttpConnection::AskOnceMore() {
     if (hr == STG_E_REVERTED)
         return hr;
     if (SUCCEEDED(hr) && CHttpVersion::Begin(answer) == m_at) {
-        m_end = CHttpVersion::End(answer);
+        if (const auto end = CHttpVersion::End(answer))
+            m_end = std::min(*m_end, *end);
         return S_OK;
     }
     m_retryAfterMs.reset();

@@ -56,17 +56,24 @@ struct CRangeSource::Core : std::enable_shared_from_this<Core> {
             m_core.unfinished = {m_position, m_ms, ::GetTickCount64()};
         }
 
-        // Waits for a change, in need of `bytes` from `position` on.
-        [[nodiscard]] HRESULT For(Position position, Position bytes, const base::CDeadline& deadline) noexcept {
+        // Waits for a change, in need of the bytes from `position` to the end of `needed`. What has come of that stays
+        // until the reader has looked.
+        [[nodiscard]] HRESULT For(Position position, const Range& needed, const base::CDeadline& deadline) noexcept {
+            bool isIn = false;
             const HRESULT hr = base::ComBoundary([&] {
+                m_core.wanted.reserve(m_core.wanted.size() + 1);
+                m_core.needed.push_back(needed);
                 m_core.wanted.push_back(position);
+                isIn = true;
                 m_core.Kick();
                 return S_OK;
             });
             if (FAILED(hr)) {
-                std::erase(m_core.wanted, position);
+                if (isIn)
+                    Forget(position, needed);
                 return hr;
             }
+            const Position bytes = needed.end - position;
             const ULONGLONG begun = ::GetTickCount64();
             if (++m_core.waiting == 1)
                 ::WakeAllConditionVariable(&m_core.changed);  // a connection may pause for longer while nobody waits
@@ -75,12 +82,19 @@ struct CRangeSource::Core : std::enable_shared_from_this<Core> {
             m_core.wantedBytes -= bytes;
             --m_core.waiting;
             m_ms += ::GetTickCount64() - begun;
-            if (const auto still = std::ranges::find(m_core.wanted, position); still != m_core.wanted.end())
-                m_core.wanted.erase(still);
+            Forget(position, needed);
             return S_OK;
         }
 
     private:
+        void Forget(Position position, const Range& needed) noexcept {
+            // Others may wait for the same.
+            if (const auto still = std::ranges::find(m_core.wanted, position); still != m_core.wanted.end())
+                m_core.wanted.erase(still);
+            if (const auto still = std::ranges::find(m_core.needed, needed); still != m_core.needed.end())
+                m_core.needed.erase(still);
+        }
+
         Core& m_core;
         const Position m_position;
         std::uint64_t m_ms = 0;
@@ -205,8 +219,9 @@ struct CRangeSource::Core : std::enable_shared_from_this<Core> {
         receivedAgain += std::min<Position>(store.EndFrom(at, bytes.size()) - at, bytes.size());
         quietFailures = 0;
         hasRested = hasRested && lane != PlayLane;
-        store.Expect(policy.Expected());
+        store.Expect(policy.Expected(), needed);
         store.Put(at, bytes);
+        store.Expect({});  // `needed` may move
         policy.Received(lane, bytes.size(), elapsedMs);
         const Position end = at + bytes.size();
         const bool isForReader = std::erase_if(wanted, [&](Position each) { return IsHere(each); }) > 0;
@@ -291,6 +306,7 @@ struct CRangeSource::Core : std::enable_shared_from_this<Core> {
     unsigned quietFailures = 0;  // while nobody waited, since bytes came
     bool isAsked = false, isOpen = false, isLive = false, isClosing = false;
     std::vector<Position> wanted;  // where readers wait, as long as nothing has come there
+    std::vector<Range> needed;     // what they wait for, until they have looked
     std::size_t waiting = 0;       // readers
     Position wantedBytes = 0;
     Position furthest = 0;  // end of all that has come
@@ -362,7 +378,7 @@ void CRangeSource::AwaitEnd(CReadGate::Pass pass, DWORD timeoutMs) noexcept {
     Core::CWaiting waiting(core, kNobodys);
     while (core.isLive && !core.facts.length && core.furthest < core.store.Limit() / 2 && !pass.IsOver() &&
            SUCCEEDED(core.patience.Failure(core.clock())) && !deadline.IsOver()) {
-        if (FAILED(waiting.For(core.furthest, 0, deadline)))
+        if (FAILED(waiting.For(core.furthest, {core.furthest, core.furthest}, deadline)))
             return;
     }
 }
@@ -399,7 +415,7 @@ HRESULT CRangeSource::Read(Position position, std::span<Byte> target, std::size_
             core.patience.GiveUp(core.clock());
             return E_PENDING;
         }
-        if (const HRESULT hr = waiting.For(at, target.size() - *count, deadline); FAILED(hr))
+        if (const HRESULT hr = waiting.For(at, {at, position + target.size()}, deadline); FAILED(hr))
             return hr;
     }
 }
@@ -426,7 +442,7 @@ HRESULT CRangeSource::Await(Position position, Position bytes, Position* availab
             return hr;
         if (deadline.IsOver())
             return E_PENDING;
-        if (const HRESULT hr = waiting.For(at, enough - *available, deadline); FAILED(hr))
+        if (const HRESULT hr = waiting.For(at, {position, position + enough}, deadline); FAILED(hr))
             return hr;
     }
 }

@@ -78,8 +78,8 @@ CRangeStore::Pages::iterator CRangeStore::NextToGo() noexcept {
 
 bool CRangeStore::IsExpected(const Page& page) const noexcept {
     const Position begin = page.number * kPageBytes;
-    return std::ranges::any_of(m_expected,
-                               [&](const Range& each) { return each.begin < begin + kPageBytes && begin < each.end; });
+    const auto isIn = [&](const Range& each) { return each.begin < begin + kPageBytes && begin < each.end; };
+    return std::ranges::any_of(m_expected, isIn) || std::ranges::any_of(m_needed, isIn);
 }
 
 void CRangeStore::MoveTo(Kind kind, Pages::iterator page) noexcept {

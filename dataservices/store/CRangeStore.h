@@ -46,8 +46,12 @@ public:
     // there take its place.
     void Put(Position position, std::span<const Byte> bytes) noexcept;
 
-    // Where readers are about to come to; replaces what was said before. Kept as it is, so it must outlive that.
-    void Expect(std::span<const Range> ranges) noexcept { m_expected = ranges; }
+    // Where readers are about to come to, and what they wait for now; replaces what was said before. Kept as it is, so
+    // it must outlive that. If there is no room for all of it, that goes which was used longest ago.
+    void Expect(std::span<const Range> expected, std::span<const Range> needed = {}) noexcept {
+        m_expected = expected;
+        m_needed = needed;
+    }
 
     // Copies the bytes from `position` on, as far as they are here without a gap and fit; the count, 0 if there are
     // none. This counts as use.
@@ -93,7 +97,7 @@ private:
     std::array<Pages, kKinds> m_byUse;  // the one that was used longest ago first
     std::unordered_map<Position, Pages::iterator> m_pages;
     Position m_lastUsed = ~Position{0};  // its number
-    std::span<const Range> m_expected;
+    std::span<const Range> m_expected, m_needed;
 };
 
 }  // namespace dataservices::store

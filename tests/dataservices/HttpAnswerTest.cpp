@@ -153,7 +153,7 @@ TEST_F(HttpAnswerTest, ARangeIsBelievedOnlyIfItFitsItsBody) {
         const CHttpServer::Resource slow{.bytes = bytes, .script = InTurn({{Fault::Stall, 50'000}})};
         const CHttpServer::Resource later =
             isWhole
-                ? CHttpServer::Resource{.bytes = bytes, .ranges = false, .script = InTurn({{Fault::Stall, 750'000}})}
+                ? CHttpServer::Resource{.bytes = bytes, .ranges = false, .script = InTurn({{Fault::Stall, 840'000}})}
                 : Part(bytes.substr(700'000), "700000-999999/1000000");
         server.ServeInTurn("/a", {slow, later});
         ASSERT_EQ(S_OK, Open(server.Url(L"/a")));
@@ -193,7 +193,8 @@ TEST_F(HttpAnswerTest, AServerThatPromisesRangesIsAskedForThemUntilItGivesNone) 
         first.headers = *promise ? std::string("Accept-Ranges: ") + promise + "\r\n" : "";
         CHttpServer::Resource later = first;
         later.ranges = ranges;
-        later.script = InTurn({{Fault::Stall, 500'000}});  // so that it isn't all here soon
+        later.script =
+            InTurn({{Fault::Stall, 540'000}});  // so that it isn't all here soon; behind the last block that is wanted
         ASSERT_EQ(S_OK, OpenThen(first, {later}));
         EXPECT_EQ(1u, RequestsOf([&] { EXPECT_TRUE(IsRightAt(0, 400'000)); }));
         EXPECT_EQ(asksRange ? "bytes=300000-" : "", server.Requests().back().Header("range"));
@@ -233,6 +234,7 @@ TEST_F(HttpAnswerTest, OnlyAnAnswerThatMayChangeOrMakesNoSenseIsAskedForAgain) {
 
 TEST_F(HttpAnswerTest, ABusyServerIsLeftAloneForAsLongAsItAsks) {
     const CPublishedLogger logger;
+    std::wstring told;
     const auto pauseOf = [&](int status, const std::string& retryAfter) {
         const size_t before = logger->Messages().size();
         OnNewThread([&] {
@@ -241,19 +243,23 @@ TEST_F(HttpAnswerTest, ABusyServerIsLeftAloneForAsLongAsItAsks) {
             EXPECT_TRUE(IsRightAt(0));
             stream.Reset();
         });
-        std::wstring told;
+        told.clear();
         for (size_t i = before; i < logger->Messages().size(); ++i)
             told += logger->Messages()[i];
-        // The first pause is that after the broken answer.
+        // The first pause is that after the broken answer: none if the answer had rested meanwhile.
         const std::wstring asking = L"asking again in ";
         const size_t second = told.find(asking, told.find(asking) + 1);
         return second == told.npos ? -1 : std::stoi(told.substr(second + asking.size()));
     };
     EXPECT_EQ(1'000, pauseOf(503, "1"));
     EXPECT_EQ(1'000, pauseOf(429, " 1 "));
-    EXPECT_EQ(200, pauseOf(500, "9"));
+    const auto hasOwnPause = [&](int status, const std::string& retryAfter) {
+        const int pauseMs = pauseOf(status, retryAfter);
+        return pauseMs == 100 || pauseMs == 200;
+    };
+    EXPECT_TRUE(hasOwnPause(500, "9")) << told;
     for (const char* const nothing : {"Mon, 01 Jan 2024 00:00:00 GMT", "soon", "-7", "0"})
-        EXPECT_EQ(200, pauseOf(503, nothing)) << nothing;
+        EXPECT_TRUE(hasOwnPause(503, nothing)) << nothing << told;
 }
 
 decltype(&::WinHttpQueryHeaders) g_queryHeaders = nullptr;

@@ -33,9 +33,11 @@ public:
     void AwaitEnd() const {
         Await([this] { return m_ended.load(); });
     }
-    // Gives it every chance to end.
+    // Gives it every chance to end. On a machine that others keep busy, a turn can be long, and they come to an end
+    // too.
     [[nodiscard]] bool Ends() const {
-        for (int turn = 0; turn < 20'000 && !m_ended; ++turn)
+        const base::CDeadline limit(2'000);
+        for (int turn = 0; turn < 20'000 && !m_ended && !limit.IsOver(); ++turn)
             ::SwitchToThread();
         return m_ended;
     }

@@ -26,6 +26,7 @@ struct Server {
     int mostServed = 9;             // connections at once; others are refused
     unsigned faults = 0;            // one call in so many fails
     bool stalls = false;            // every call waits until it is aborted
+    Position piece = 0;             // that a call gives; 0: at random
 
     std::mutex lock;
     std::condition_variable aborted;
@@ -68,7 +69,8 @@ public:
         if (Outcome outcome = Step(guard); outcome.result != S_OK)
             return outcome;
         const Position left = std::min(m_end, m_server->comes) - m_at;
-        m_bytes.resize(static_cast<std::size_t>(std::min<Position>(m_server->random() % 0x10000 + 1, left)));
+        const Position piece = m_server->piece ? m_server->piece : m_server->random() % 0x10000 + 1;
+        m_bytes.resize(static_cast<std::size_t>(std::min(piece, left)));
         for (std::size_t i = 0; i < m_bytes.size(); ++i)
             m_bytes[i] = ByteAt(m_at + i);
         m_at += m_bytes.size();
@@ -251,6 +253,21 @@ TEST(RangeSourceTest, AServerOfOneConnectionIsReadOnOne) {
 }
 
 // Failures that nobody waits for are no reason to fail those who come later.
+TEST(RangeSourceTest, WhatIsWaitedForStaysUntilItIsReadHoweverMuchComesBehindIt) {
+    const auto server = std::make_shared<Server>();
+    server->hasRanges = false;
+    server->piece = 0x80000;
+    const auto source = SourceOf(server, 0);  // which takes no more than one piece
+    const CReadGate gate;
+    ASSERT_EQ(S_OK, source->Open(gate, kLongMs));
+    std::vector<Byte> target(0x4000);
+    for (const Position at : {Position{0}, 8 * server->piece, 2 * server->piece}) {
+        std::size_t count = 0;
+        ASSERT_EQ(S_OK, source->Read(at, target, &count, gate, kLongMs)) << at;
+        EXPECT_TRUE(IsRight(at, target));
+    }
+}
+
 TEST(PatienceTest, CountsTriesWhileSomebodyWaits) {
     CPatience patience;
     const auto fail = [&](bool isWaitedFor, std::optional<std::uint64_t> retryAfterMs = {}) {
