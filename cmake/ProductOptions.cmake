@@ -17,7 +17,7 @@ target_include_directories(tv_options INTERFACE ${PROJECT_SOURCE_DIR})
 # /usr/include must never be on a cross compiler's path, so header-only libraries are linked into a folder of their own.
 set(TV_THIRD_PARTY ${PROJECT_BINARY_DIR}/third_party)
 file(MAKE_DIRECTORY ${TV_THIRD_PARTY})
-foreach(library boost CLI)
+foreach(library boost CLI nlohmann)
   if(NOT EXISTS /usr/include/${library})
     message(FATAL_ERROR "/usr/include/${library} is missing: run tools/setup.sh")
   endif()

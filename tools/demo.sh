@@ -33,17 +33,14 @@ for dll in TvFileSourceAsync TvDataServices; do
 done
 
 failed=0
-# play NAME FILE: plays what has this name, which is FILE's content.
+# play NAME: plays what has this name.
 play() {
-  # FLAC has no row in the filter's table of types, so its type is named.
-  local type=()
-  [[ $2 != *.flac ]] || type=(--type any)
   # A player that hangs must not hang the demonstration.
-  timeout 300 "$wine" build/win64/bin/tvsource.exe play --null "${type[@]}" "$1" || { echo 'NOT PLAYED'; failed=$((failed + 1)); }
+  timeout 300 "$wine" build/win64/bin/tvsource.exe play --null "$1" || { echo 'NOT PLAYED'; failed=$((failed + 1)); }
 }
 for file in "${files[@]}"; do
   printf '\n== %s\n' "${file#"$PWD"/}"
-  play "$file" "$file"
+  play "$file"
 done
 
 # serve FOLDER: starts a web server with this content on a free port and sets `server` and `port`. Fails
@@ -70,7 +67,7 @@ mkdir "$temporary/www"
 ln -s "${files[0]}" "$temporary/www/media"
 serve "$temporary/www"
 printf '\n== %s over http\n' "${files[0]#"$PWD"/}"
-play "http://127.0.0.1:$port/media" "${files[0]}"
+play "http://127.0.0.1:$port/media"
 
 played=$((${#files[@]} + 1))
 printf '\n%d of %d played.\n' $((played - failed)) "$played"

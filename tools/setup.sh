@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build and the tests need on Debian 12. Safe to run again: it installs only what is missing.
 #
-#   tools/setup.sh          compilers, Wine, test and media packages, a small web server, Wine's 32-bit DLLs
+#   tools/setup.sh          compilers, Wine, test and media packages, a small web server, a virtual screen, Wine's 32-bit DLLs
 #   tools/setup.sh --lint   the same, and the formatter and the linter
 #   tools/setup.sh --coverage   the same as the first, and what counts covered lines
 #   tools/setup.sh --fuzz   the same as the first, and clang with its sanitizers and libFuzzer (tools/tsan.sh needs it, too)
@@ -17,9 +17,9 @@ packages=(
   cmake ninja-build
   g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools
   wine wine64 libwine-dev
-  libboost-dev libcli11-dev googletest
+  libboost-dev libcli11-dev nlohmann-json3-dev googletest
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good libgstreamer-plugins-base1.0-0
-  busybox
+  busybox xvfb
 )
 case "${1:-}" in
   --lint) packages+=(clang clang-format clang-tidy) ;;

@@ -5,14 +5,20 @@
 //   .broken      of which only the start can be read, however much that gives
 //   .hiccup      that does not know its length, and whose second read fails
 //   .huge        that claims to be longer than a media sample's times can tell
+//   .lying       that differs from the file in one byte, that at 100,000
+//   .short       that lacks the file's last byte
+//   .shrinks     whose file loses its second half at the second read
 //   .unreadable  whose reads all fail
 //   .stuck       whose ninth and tenth reads fail, and whose later ones never end
 //   .felled      whose ninth read never ends, and whose filter tells the graph of an error then
+//   .endless     of which no read ends; as long as it is there, so is an event named as the folder that it is in
+//   .crashing    whose first read ends the process, as a crash does where no debugger looks at it
 //   .older       that can't be opened, by a filter that doesn't say why
 //
 // Under the access factory's identifier it is a data-service layer that can do nothing. When the filter is released, it
 // prints which sample-reference rule its pin had last.
 #include "TKDataServices.h"
+#include "base/CAutoDestructor.h"
 #include "baseclasses/DllSetup.h"
 #include "filter/CCustomFileSourceFilter.h"
 #include "tests/support/CScriptedStream.h"
@@ -56,7 +62,23 @@ public:
         if (kind == L".older")
             return E_INVALIDARG;
         std::ifstream file(path, std::ios::binary);
-        m_stream.SetContents(std::string{std::istreambuf_iterator<char>(file), {}});
+        std::string contents{std::istreambuf_iterator<char>(file), {}};
+        if (kind == L".lying")
+            contents[100'000] ^= 1;
+        if (kind == L".short")
+            contents.pop_back();
+        m_stream.SetContents(contents);
+        if (kind == L".shrinks")
+            m_stream.OnEachRead([this, path, half = contents.size() / 2](ULONG) {
+                if (++m_reads == 2)
+                    std::filesystem::resize_file(path, half);
+            });
+        if (kind == L".endless") {
+            m_sign.Reset(::CreateEventW(nullptr, TRUE, FALSE, path.parent_path().filename().c_str()));
+            m_stream.OnEachRead([](ULONG) { ::Sleep(INFINITE); });
+        }
+        if (kind == L".crashing")
+            m_stream.OnEachRead([](ULONG) { ::TerminateProcess(::GetCurrentProcess(), STATUS_ACCESS_VIOLATION); });
         if (kind == L".live" || kind == L".hiccup")
             m_stream.ReportSize(0x8000000000000000u);
         if (kind == L".huge")
@@ -111,6 +133,7 @@ private:
         ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
     }
 
+    base::CAutoHandle m_sign;
     CScriptedStream m_stream;
     int m_reads = 0;
     CUnknown* const m_inner;

@@ -1,8 +1,11 @@
 #include "tests/tvsource/CHost.h"
 
 #include "tests/support/CTempFile.h"
+#include "tests/support/CTestApartment.h"
 
 #include <gtest/gtest.h>
+
+#include <wrl/client.h>
 
 #include <filesystem>
 #include <fstream>
@@ -47,6 +50,7 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = handles.in;
     startup.hStdOutput = handles.out ? handles.out : outHandle.Get();
     startup.hStdError = handles.err ? handles.err : errHandle.Get();
     PROCESS_INFORMATION info{};
@@ -85,6 +89,10 @@ std::wstring BuiltFile(const std::wstring& name) {
     return FileIn(TV_BIN_DIR, name);
 }
 
+std::wstring DocumentFile(const std::wstring& name) {
+    return FileIn(TV_TEST_MEDIA "/../../docs", name);
+}
+
 std::wstring MediaFile(const std::wstring& name) {
     return FileIn(TV_TEST_MEDIA, name);
 }
@@ -95,11 +103,24 @@ std::string BytesOf(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+bool HasParsers() {
+    constexpr GUID kWaveParser = {0xD51BD5A1, 0x7548, 0x11CF, {0xA5, 0x20, 0x00, 0x80, 0xC7, 0x7E, 0xF5, 0x8A}};
+    const CTestApartment apartment(COINIT_MULTITHREADED);
+    Microsoft::WRL::ComPtr<IUnknown> parser;
+    return SUCCEEDED(::CoCreateInstance(kWaveParser, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&parser)));
+}
+
 std::string LongSound() {
     std::string sound;
     while (sound.size() < 2'000'000)
         sound += BytesOf(MediaFile(L"tone.mp3"));
     return sound;
+}
+
+std::string ClipWithLateIndex() {
+    std::string clip = BytesOf(MediaFile(L"clip.avi")), junk("JUNK\xE0\x93\x04\0", 8);
+    junk.resize(300'008);
+    return clip.insert(clip.rfind("LIST", clip.find("movi")), junk);
 }
 
 std::string Utf8(const std::wstring& text) {

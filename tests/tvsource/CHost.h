@@ -13,18 +13,24 @@ struct HostRun {
     std::string out, err;  // as written, byte by byte
 };
 
-// A file of the build's bin folder, and one of the media folder, as Windows names them.
+// A file of the build's bin folder, of the media folder and of docs, as Windows names them.
 [[nodiscard]] std::wstring BuiltFile(const std::wstring& name);
 [[nodiscard]] std::wstring MediaFile(const std::wstring& name);
+[[nodiscard]] std::wstring DocumentFile(const std::wstring& name);
 
 [[nodiscard]] std::string BytesOf(const std::wstring& path);
 // MPEG audio longer than the filter's read buffer, so that a fault in a later read is met on the way.
 [[nodiscard]] std::string LongSound();
+// A clip whose format shows at its beginning, and of which a parser needs what stands behind the first 300,000 bytes.
+[[nodiscard]] std::string ClipWithLateIndex();
 [[nodiscard]] std::string Utf8(const std::wstring& text);
 
-// Where the program writes in place of the HostRun: inheritable handles, or null.
+// Wine 8's parsers do not exist for 32-bit programs in its own WoW64 mode; there is nothing to play with then.
+[[nodiscard]] bool HasParsers();
+
+// Where the program writes in place of the HostRun, and what it reads: inheritable handles, or null.
 struct HostHandles {
-    HANDLE out = nullptr, err = nullptr;
+    HANDLE out = nullptr, err = nullptr, in = nullptr;
 };
 
 // A file that is there, or the screen, for a program that writes to it.

@@ -3,10 +3,13 @@
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
 
+#include <regex>
+#include <sstream>
+
 namespace {
 
 struct CommandLine : ::testing::Test {
-    CTempFolder folder;
+    CTempFolder folder, emptyFolder;
     const std::wstring wave = MediaFile(L"tone.wav");
 };
 
@@ -34,7 +37,6 @@ TEST_F(CommandLine, WhatCannotBeOpenedIsNamedByEveryCommandWithTheReason) {
     const std::pair<std::wstring, const char*> names[] = {
         {folder.PathOf(L"missing \u97F3.wav"), "0x80070002 (no such file)"},
         {folder.PathOf(L"no\\missing.wav"), "0x80070003 (no such folder)"},
-        {folder.Path(), "is a folder"},
         {used, "0x80070020 (in use by another program)"},
         {url(L"missing.wav"), "0x80070002 (no such file)"},
         {url(L"."), ": a folder, not a file"},
@@ -42,6 +44,43 @@ TEST_F(CommandLine, WhatCannotBeOpenedIsNamedByEveryCommandWithTheReason) {
     for (const wchar_t* command : {L"play", L"info", L"cat"}) {
         for (const auto& [name, message] : names)
             ExpectRun(RunWithFilter(command, {name}), 1, {message, Utf8(name)});
+    }
+    ExpectRun(RunWithFilter(L"cat", {folder.Path()}), 1, {"is a folder", Utf8(folder.Path())});
+}
+
+TEST_F(CommandLine, SeveralSourcesMayBePatternsAndFolders) {
+    folder.Copy(wave, L"in\\a.wav");
+    folder.Copy(wave, L"in\\deep\\b.wav");
+    const std::wstring nothing = emptyFolder.Path();
+    const CCurrentFolder current(folder.Path());
+    for (const wchar_t* command : {L"info", L"verify"}) {
+        ExpectRun(RunWithFilter(command, {L"in/*.wav", L"in\\d*"}), 0, {"in\\a.wav\n", "in\\deep\\b.wav\n"});
+        ExpectRun(RunWithFilter(command, {L"in"}), 0, {"in\\a.wav\n", "in\\deep\\b.wav\n"});
+        ExpectRun(RunWithFilter(command, {L"no*.wav", L"in"}), 1, {"tvsource: no*.wav: no file has such a name\n"});
+        ExpectRun(RunWithFilter(command, {nothing}), 1, {"tvsource: There is no file to look at\n"});
+    }
+    ExpectRun(RunHost({L"detect", nothing}), 1, {"tvsource: There is no file to look at\n"});
+}
+
+TEST_F(CommandLine, ANameInBracketsIsAName) {
+    folder.Write("x", L"[a,b]");
+    folder.Write("x", L"c\\d");
+    const CCurrentFolder current(folder.Path());
+    ExpectRun(RunWithFilter(L"info", {L"[a,b]"}), 0, {"\\[a,b]\n"});
+    ExpectRun(RunHost({L"detect", L"[a,b]"}), 0, {"[a,b]\t-\n"});
+    ExpectRun(RunHost({L"detect", L"[c]"}), 1, {"[c]: 0x80070002"});
+    ExpectRun(RunHost({L"uri", L"[x]"}), 0, {"Path        [x]\n"});
+    ExpectRun(RunHost({L"uri", L"x", L"[y]"}), 2, {": [y]; "});
+}
+
+TEST_F(CommandLine, AnEmptyFileIsDescribedAndComparedButNotPlayed) {
+    const std::wstring empty = folder.Write("", L"empty.wav");
+    ExpectRun(RunWithFilter(L"info", {empty}), 0, {"Length   0 bytes\n"});
+    ExpectRun(RunWithFilter(L"verify", {empty}), 0, {"Length   0 bytes: there is nothing to compare\n"});
+    for (const wchar_t* command : {L"play", L"graph"}) {
+        const HostRun run = RunWithFilter(command, {empty});
+        ExpectRun(run, 1, {"is empty\n"});
+        EXPECT_EQ(run.err.npos, run.err.find("No type was found")) << run.err;
     }
 }
 
@@ -67,14 +106,15 @@ TEST_F(CommandLine, WithoutALibraryTheRegisteredFilterIsUsed) {
     ExpectRun(RunHost({L"/s", dll}, L"regsvr32.exe"), 0, {});
     EXPECT_EQ(BytesOf(wave), RunHost({L"cat", wave}).out);
     ExpectRun(RunHost({L"/s", L"/u", dll}, L"regsvr32.exe"), 0, {});
-    ExpectRun(RunHost({L"info", wave}), 1, {"not registered", "0x80040154"});
+    ExpectRun(RunHost({L"info", wave}), 1, {"The filter is not registered: 0x80040154 (not registered); regsvr32"});
 }
 
 TEST_F(CommandLine, OneThatMakesNoSenseIsExplained) {
-    const std::string range = "' is no number from 0 to 9223372036854775807\n";
+    const std::string range = "' is no number from 0 to 9223372036854775807; --help";
     const std::pair<std::vector<std::wstring>, std::string> lines[] = {
         {{}, "A subcommand is required"},
-        {{L"sing", wave}, "'sing' is no command. There are: play, info, cat, detect, uri\n"},
+        {{L"sing", wave},
+         "'sing' is no command. There are: play, info, cat, detect, uri, graph, trace, replay, verify, batch; --help"},
         {{L"uri"}, "TEXT is required"},
         {{L"info"}, "FILE is required"},
         {{L"play", wave, L"one too many"}, "one too many"},
@@ -82,7 +122,10 @@ TEST_F(CommandLine, OneThatMakesNoSenseIsExplained) {
         {{L"info", L"--type", L"{E436EB88-524F}", wave}, "neither a known name nor a GUID"},
         {{L"cat", L"--offset", L"-1", wave}, "--offset: '-1" + range},
         {{L"cat", L"--length", L"9223372036854775808", wave}, "--length: '9223372036854775808" + range},
-        {{L"cat", L"--length", L"1k", wave}, "--length: '1k" + range}};
+        {{L"cat", L"--length", L"1k", wave}, "--length: '1k" + range},
+        {{L"cat", wave, L"-o", L""}, "-o: the file's name is empty"},
+        {{L"graph", wave, L"-o", L""}, "-o: the file's name is empty"},
+        {{L"trace", wave, L"-o", L""}, "-o: the file's name is empty"}};
     for (const auto& [line, message] : lines)
         ExpectRun(RunHost(line), 2, {message});
 }
@@ -130,6 +173,26 @@ TEST_F(CommandLine, OutputThatCannotBeWrittenEndsEveryCommandWithAFailure) {
 TEST_F(CommandLine, TheHelpTellsIntegratorsThatReadersWaitForTheDataFlow) {
     ExpectRun(RunHost({L"--help"}), 0, {"IDataFlowControl::EnableDataFlow"});
     EXPECT_EQ("tvsource 0.1.0\n", RunHost({L"--version"}).out);
+}
+
+TEST_F(CommandLine, TheHelpAndTheDocumentHaveTheSameExitCodesAndTheProgramHasThem) {
+    const std::string help = RunHost({L"--help"}).out, document = BytesOf(DocumentFile(L"tvsource.md"));
+    std::istringstream lines(document.substr(document.find("\n## Exit codes\n")));
+    std::string expected = "Exit codes:\n", codes;
+    const std::regex row(R"(\| (\d+) +\| (.*) \|)");
+    for (std::string line; std::getline(lines, line) && line != "## Failures";) {
+        std::smatch parts;
+        if (!std::regex_match(line, parts, row))
+            continue;
+        codes += parts[1].str() + " ";
+        expected += "  " + parts[1].str() + std::string(5 - parts[1].str().size(), ' ') + parts[2].str() + "\n";
+    }
+    std::erase(expected, '`');
+    EXPECT_NE(help.npos, help.find(expected + "\n")) << expected << "\nis not in\n" << help;
+    for (const std::vector<std::wstring>& line :
+         std::initializer_list<std::vector<std::wstring>>{{L"uri", L"x"}, {L"uri", L""}, {L"uri"}})
+        codes.erase(0, std::to_string(RunHost(line).exitCode).size() + 1);
+    EXPECT_EQ("130 ", codes);  // of Ctrl+C, see Batch and Url
 }
 
 }  // namespace

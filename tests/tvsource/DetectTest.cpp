@@ -98,7 +98,9 @@ TEST_F(Detect, ANullOrAnEmptyAnswerAndOneThatIsCutShortAreToldApart) {
         const std::wstring place = std::to_wstring(&row - rows) + L"\\", name = folder.Write(row.content, place + L"x");
         const std::wstring program = folder.Copy(BuiltFile(L"tvsource.exe"), place + L"tvsource.exe");
         const std::wstring filter = folder.Copy(BuiltFile(L"TvFileSourceAsync.dll"), place + L"filter.dll");
-        expect(RunHost({L"detect", name}, program), "TvMetadata.dll was not found or cannot be loaded");
+        expect(RunHost({L"detect", name}, program), "TvMetadata.dll was not found; the MIME dictionary belongs");
+        EXPECT_NE(std::string::npos, RunHost({L"play", L"--null", L"--dll", filter, name}, program)
+                                         .err.find("No type was found: TvMetadata.dll was not found"));
         folder.Copy(BuiltFile(row.isOlder ? L"older_dictionary.dll" : L"awkward_dictionary.dll"),
                     place + L"TvMetadata.dll");
         HostRun run = RunHost({L"detect", name}, program);
@@ -118,6 +120,10 @@ TEST_F(Detect, ANullOrAnEmptyAnswerAndOneThatIsCutShortAreToldApart) {
             ExpectRun(RunHost({L"play", L"--null", L"--dll", filter, name}, program), 1,
                       {"No type was found: " + (row.fault.empty() ? "the content is of none" : row.fault)});
     }
+    folder.Write("no library", L"damaged\\TvMetadata.dll");
+    expect(
+        RunHost({L"detect", MediaFile(L"tone.wav")}, folder.Copy(BuiltFile(L"tvsource.exe"), L"damaged\\tvsource.exe")),
+        "Cannot load TvMetadata.dll: 0x800700C1 (damaged");
 }
 
 TEST_F(Detect, InfoShowsTheMimeTypesBesideWhatIsOfferedOrWhyItCannot) {

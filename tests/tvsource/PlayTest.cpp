@@ -1,9 +1,6 @@
 #include "tests/support/CTempFolder.h"
-#include "tests/support/CTestApartment.h"
 #include "tests/support/MediaFiles.h"
 #include "tests/tvsource/CHost.h"
-
-#include <wrl/client.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -27,19 +24,17 @@ std::tuple<unsigned, unsigned, unsigned> ReadsOf(const HostRun& run) {
 }
 
 void ExpectPlayed(const HostRun& run, const std::string& parser, size_t streams) {
-    ExpectRun(run, 0, {"\nOffered  Stream / ", "Parser   " + parser + "\n", " (audio) -> Null", "Ended    complete\n"});
+    ExpectRun(
+        run, 0,
+        {"\nOffers   Stream / ", "Parser   " + parser + "\n", " channel", " -> Null Renderer", "Ended    complete\n"});
     EXPECT_EQ(streams, Count(run.out, "-> Null Renderer")) << run.out;
     const auto [reads, asked, came] = ReadsOf(run);
     EXPECT_TRUE(reads > 0 && asked > reads && asked == came) << run.out;
 }
 
-// Wine 8's parsers do not exist for 32-bit programs in its own WoW64 mode; there is nothing to play with then.
 struct Play : ::testing::Test {
     void SetUp() override {
-        constexpr GUID kWaveParser = {0xD51BD5A1, 0x7548, 0x11CF, {0xA5, 0x20, 0x00, 0x80, 0xC7, 0x7E, 0xF5, 0x8A}};
-        const CTestApartment apartment(COINIT_MULTITHREADED);
-        Microsoft::WRL::ComPtr<IUnknown> parser;
-        if (FAILED(::CoCreateInstance(kWaveParser, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&parser))))
+        if (!HasParsers())
             GTEST_SKIP() << "the platform has no parsers for programs of this bitness";
     }
     CTempFolder folder;
@@ -60,17 +55,21 @@ TEST_F(Play, EveryMediaFilePlaysToItsEndThroughTheParserForItsContent) {
     ExpectPlayed(RunWithFilter(L"play", {MediaFile(L"clip.mkv")}), "generic parser", 2);  // renderers taken unasked
 }
 
-TEST_F(Play, AFormatWithoutATypePlaysOnlyWithOneNamed) {
-    const std::wstring flac = MediaFile(kFormatWithoutAType);
-    EXPECT_EQ(1u, Count(RunWithFilter(L"play", {L"--null", flac}).err, "No type was found: "));
-    const HostRun told = RunWithFilter(L"play", {L"--null", L"--type", L"any", flac});
-    ExpectPlayed(told, "generic parser", 1);
-    EXPECT_EQ("", told.err);
+TEST_F(Play, AFormatWithoutATypeIsOfferedAsAnyWithANote) {
+    const std::pair<std::vector<std::wstring>, size_t> rows[] = {{{L"--null"}, 1}, {{L"--null", L"--type", L"any"}, 0}};
+    for (auto [arguments, notes] : rows) {
+        arguments.push_back(MediaFile(kFormatWithoutAType));
+        const HostRun run = RunWithFilter(L"play", arguments);
+        ExpectRun(run, 0, {"\nType     Stream / any\nParser   generic parser\n", "Ended    complete\n"});
+        EXPECT_EQ(notes, Count(run.err, "Parsers are offered any"));
+    }
 }
 
 TEST_F(Play, WhatNoParserTakesIsAnErrorThatNamesThemAll) {
     ExpectRun(RunWithFilter(L"play", {L"--null", L"--type", L"WAVE", folder.Write("no sound in here at all", L"text")}),
-              1, {"No parser takes the source\n  WAVE Parser: 0x8", "\n  generic parser: 0x8"});
+              1,
+              {"No parser takes the source; it was offered as Stream / WAVE; ", "\n  WAVE Parser: 0x8",
+               "\n  generic parser: 0x8"});
     ExpectRun(RunWithFilter(L"play", {L"--null", folder.Write("", L"empty.wav")}), 1, {"empty.wav is empty"});
 }
 
@@ -89,6 +88,16 @@ TEST_F(Play, SamplesAreCountedByTheRuleOfThePlatformUnlessToldOtherwise) {
     EXPECT_EQ("samples are counted\n", RunWithFilter(L"play", {L"--null", L"--counted-samples", wave}, kAwkward).err);
 }
 
+// Behind the end of a source that doesn't know it, the parser would read for ever.
+TEST_F(Play, ASourceOfWhichNothingComesIsGivenUpByWhoeverBuildsAGraph) {
+    const std::wstring output = folder.Write("", L"out.dot");
+    const std::string sound = LongSound().substr(0, 500'000);
+    for (const auto& [command, name] : {std::pair(L"graph", L"long.huge"), std::pair(L"trace", L"long.live")})
+        ExpectRun(
+            RunWithFilter(command, {L"--type", L"MPEG1Audio", L"-o", output, folder.Write(sound, name)}, kAwkward), 1,
+            {"nothing comes from the source while a parser reads it"});
+}
+
 // One source never lets the parser stop; the other never returns to whoever asks why it failed.
 TEST_F(Play, AReadThatNeverEndsDoesNotKeepTheProgram) {
     for (const wchar_t* name : {L"long.felled", L"long.stuck"}) {
@@ -97,6 +106,12 @@ TEST_F(Play, AReadThatNeverEndsDoesNotKeepTheProgram) {
         ExpectRun(run, 1, {"a read of the source does not end; the program ends without it\n"});
         EXPECT_EQ(1u, Count(run.out, "Parser   MPEG-I Stream Splitter\n")) << run.out;
     }
+}
+
+// This Wine prefix has no screen.
+TEST_F(Play, AWindowThatWasAskedForWithoutAScreenIsAFailure) {
+    ExpectRun(RunWithFilter(L"play", {L"--window", MediaFile(L"clip.mkv")}), 1,
+              {"there is no screen that a window could stand on\n"});
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include "tests/support/CHttpServer.h"
 #include "tests/support/CLogFileSetting.h"
 #include "tests/support/CTempFolder.h"
-#include "tests/support/MediaFiles.h"
 #include "tests/tvsource/CHost.h"
+#include "tests/tvsource/COwnConsole.h"
 
 namespace {
 
@@ -35,13 +35,16 @@ TEST_F(Url, IsReadWhereverAFileIs) {
         const std::wstring url = server.Url(path, L"me:secret@"), shown = server.Url(path, L"***@");
         EXPECT_EQ(wave, RunWithFilter(L"cat", {url}).out);
         const HostRun info = RunWithFilter(L"info", {url});
-        ExpectRun(
-            RunWithFilter(L"play", {L"--null", url, L"--type", L"WAVE"}), path == L"/tone" ? 0 : 1,
-            {path == L"/tone" ? "Network  1 request, 16044 bytes, 0 of them again; 0 stalls, longest wait " : ""});
-        ExpectRun(
-            info, 0,
-            {"File     " + Utf8(shown) + "\n", "MIME     audio/wav\n", "Offers   Stream / WAVE\nNetwork  1 request, "});
+        if (path == L"/tone")
+            ExpectRun(RunWithFilter(L"play", {L"--null", url, L"--type", L"WAVE"}), 0,
+                      {"Network  1 request, 16044 bytes, 0 of them again; 0 stalls, longest wait "});
+        ExpectRun(info, 0,
+                  {"File     " + Utf8(shown) + "\n", "MIME     audio/wav\n", "Offers   Stream / WAVE\n",
+                   "\nNetwork  1 request, "});
         EXPECT_EQ(Utf8(shown) + "\taudio/wav\n", RunHost({L"detect", url}).out);
+        ExpectRun(
+            RunWithFilter(L"verify", {url}), 0,
+            {"Read     in order, 16044 bytes in ", path == L"/tone" ? "Read     at random, 16044 bytes in " : ""});
     }
     server.Serve("/station", {.bytes = wave + contents, .live = true, .script = [](auto&) {
                                   return CHttpServer::Misbehaviour{Fault::Stall, 200'000};
@@ -57,10 +60,9 @@ TEST_F(Url, OfALiveSourcePlaysOrSaysWhyNot) {
                                                     {L"tone.ogg", false}};
     for (const auto& [name, plays] : rows) {
         server.Serve("/live", {.bytes = BytesOf(MediaFile(name)), .live = true, .headers = "icy-name: one\r\n"});
-        std::vector<std::wstring> arguments{L"--null", server.Url(L"/live")};
-        if (std::wstring(name) == kFormatWithoutAType)
-            arguments.insert(arguments.begin(), {L"--type", L"any"});
-        const HostRun run = RunWithFilter(L"play", arguments);
+        const size_t requests = server.Requests().size();
+        const HostRun run = RunWithFilter(L"play", {L"--null", server.Url(L"/live")});
+        EXPECT_EQ(requests + 1, server.Requests().size()) << Utf8(name);
         if (plays || run.exitCode == 0)
             ExpectRun(run, 0, {"Ended    complete\n"});
         else
@@ -131,9 +133,11 @@ TEST_F(Url, IsOpenedAsTheOptionsSay) {
         EXPECT_TRUE(isSecretFree(run.err)) << run.err;
     }
     for (const std::vector<std::wstring>& cut : std::initializer_list<std::vector<std::wstring>>{
-             {L"detect", L"--header", L"X-Key:", L"Sesame"}, {L"detect", L"--cookies", L"a=1;", L"b=s3cret"}}) {
+             {L"detect", L"--header", L"X-Key: a", L"Sesame", L"http://h/"},
+             {L"detect", L"--header", L"X-Key:", L"Sesame"},
+             {L"detect", L"--cookies", L"a=1;", L"b=s3cret"}}) {
         const HostRun run = RunHost(cut);
-        ExpectRun(run, 2, {"in one pair of quotation marks"});
+        ExpectRun(run, 2, {"quotation marks"});
         EXPECT_TRUE(isSecretFree(run.err)) << run.err;
     }
     ExpectRun(RunHost({L"detect", L"--retries", L"1", L"http://name.invalid/"}), 1,
@@ -145,7 +149,8 @@ TEST_F(Url, IsOpenedAsTheOptionsSay) {
     ExpectRun(RunHost({L"detect", L"--retries", L"1", server.Url(L"/a")}), 1,
               {"takes no options of sources, such as --retries"});
     RunRegsvr32(L"/u");
-    ExpectRun(RunHost({L"detect", L"--retries", L"1", server.Url(L"/a")}), 1, {"none is registered (regsvr32"});
+    ExpectRun(RunHost({L"detect", L"--retries", L"1", server.Url(L"/a")}), 1,
+              {"none is registered: 0x80040154 (not registered); regsvr32"});
 }
 
 TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
@@ -178,7 +183,7 @@ TEST_F(Url, ThatCannotBeOpenedSaysWhyInWords) {
         ExpectRun(RunWithFilter(L"info", {url}), 1, {"Cannot open " + Utf8(url) + ": 0x8", words});
     }
     RunRegsvr32(L"/u");
-    ExpectRun(RunHost({L"detect", closed}), 1, {"regsvr32 TvDataServices.dll"});
+    ExpectRun(RunHost({L"detect", closed}), 1, {"TvDataServices.dll\" registers the data services"});
 }
 
 TEST_F(Url, ThatIsLongInOpeningSaysThatItIsOpened) {
@@ -254,6 +259,53 @@ TEST_F(Url, ThatBreaksOffIsNoEndOfTheData) {
     EXPECT_TRUE(contents.starts_with(run.out) && run.out.size() > 100'000) << run.out.size();
 }
 
+TEST_F(Url, WhoseServerStallsEndsAReplayAndLeavesInfoWithoutStreams) {
+    const std::string clip = ClipWithLateIndex();
+    server.Serve("/a", {.bytes = clip, .script = [](const CHttpServer::Request& request) {
+                            const bool isFirst = request.Header("range") == "bytes=0-";
+                            return CHttpServer::Misbehaviour{Fault::Stall, isFirst ? 150'000 : -1};
+                        }});
+    const std::wstring trace =
+        folder.Write(R"({"tvsourceTrace":1,"source":"a","length":)" + std::to_string(clip.size()) + R"(}
+{"call":1,"after":0,"thread":1,"atUs":0,"name":"SyncRead","position":0,"length":10,"result":"0x00000001","bytes":null,"tookUs":1}
+{"call":2,"after":1,"thread":1,"atUs":0,"name":"SyncRead","position":300000,"length":10,"result":"0x00000001","bytes":null,"tookUs":1}
+{"ended":"error","calls":2}
+)",
+                     L"trace");
+    ExpectRun(RunWithFilter(L"replay", {L"--type", L"any", L"--limit", L"1", trace, server.Url(L"/a")}), 1,
+              {"Call 2, SyncRead of 10 bytes at 300000, has not ended within 1.0 seconds"});
+    if (HasParsers())
+        ExpectRun(RunWithFilter(L"info", {L"--type", L"Avi", server.Url(L"/a")}), 1,
+                  {"nothing comes from the source while a parser reads it; its streams are not known\n"});
+}
+
+TEST_F(Url, WhoseServerGivesOtherBytesTheSecondTimeDiffersFromThereOn) {
+    std::string first(3'000'000, 'a'), second = first;
+    second[100'000] = second[2'000'000] = 'b';
+    const std::wstring trace = folder.Write(
+        R"({"tvsourceTrace":1,"source":"a","length":3000000}
+{"call":1,"after":0,"thread":1,"atUs":0,"name":"SyncRead","position":99990,"length":10,"result":"0x00000000","bytes":10,"hash":"bf2cb58a68f684d9","tookUs":1}
+{"call":2,"after":1,"thread":1,"atUs":0,"name":"SyncRead","position":1999995,"length":10,"result":"0x00000000","bytes":10,"hash":"bf2cb58a68f684d9","tookUs":1}
+{"ended":"complete","calls":2}
+)",
+        L"trace");
+    // It breaks off, so that the rest is asked for.
+    const auto serve = [&](LONGLONG end) {
+        server.Serve("/a", {.bytes = first, .script = [&, end](auto&) {
+                                server.Serve("/a", {.bytes = second});
+                                return CHttpServer::Misbehaviour{Fault::Close, end};
+                            }});
+        return server.Url(L"/a");
+    };
+    const HostRun replay = RunWithFilter(L"replay", {trace, serve(1'500'000)});
+    EXPECT_EQ(1u, replay.exitCode) << replay.err;
+    EXPECT_NE(replay.out.npos, replay.out.find("\nDiffers  in 1 calls\n  call 2, thread 1, SyncRead of 10 bytes at "
+                                               "1999995: content differs"))
+        << replay.out;
+    const std::wstring sha256 = L"2a152c894398719c0570f83fac34ac03a0f6e8e474b995c2403aa5434f7b9dd4";
+    ExpectRun(RunWithFilter(L"verify", {L"--sha256", sha256, serve(1'500'000)}), 1, {"and not " + Utf8(sha256)});
+}
+
 TEST_F(Url, ShowsItsProgressOnlyToATerminalUnlessToldTo) {
     server.Serve("/live", {.bytes = contents, .live = true});
     const std::pair<std::wstring, const char*> sources[] = {
@@ -269,31 +321,17 @@ TEST_F(Url, ShowsItsProgressOnlyToATerminalUnlessToldTo) {
     }
 }
 
-// A console that this process and those that it starts have to themselves, so that Ctrl+C reaches no others.
-class COwnConsole final {
-public:
-    COwnConsole() {
-        ::FreeConsole();
-        EXPECT_TRUE(::AllocConsole()) << ::GetLastError();
-        ::SetConsoleCtrlHandler(StayAlive, TRUE);
-    }
-    ~COwnConsole() {
-        ::SetConsoleCtrlHandler(StayAlive, FALSE);
-        ::FreeConsole();
-    }
-    static void PressControlC() { EXPECT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) << ::GetLastError(); }
-
-private:
-    static BOOL WINAPI StayAlive(DWORD) { return TRUE; }
-};
-
 TEST_F(Url, OfAStalledServerEndsAtOnceWhenInterrupted) {
     // The first waits for its source to open, the others for more data.
-    std::vector<std::vector<std::wstring>> commands = {
-        {L"info"}, {L"detect"}, {L"cat", L"--progress", L"--type", L"mpeg1audio"}};
+    std::vector<std::vector<std::wstring>> commands = {{L"info"},
+                                                       {L"detect"},
+                                                       {L"cat", L"--progress", L"--type", L"mpeg1audio"},
+                                                       {L"verify", L"--type", L"mpeg1audio"}};
     // The platform may have no parsers for programs of this bitness.
-    if (RunWithFilter(L"play", {L"--null", MediaFile(L"tone.mp3")}).exitCode == 0)
+    if (RunWithFilter(L"play", {L"--null", MediaFile(L"tone.mp3")}).exitCode == 0) {
         commands.push_back({L"play", L"--type", L"mpeg1audio"});
+        commands.push_back({L"trace", L"-o", folder.Write("", L"trace"), L"--type", L"mpeg1audio"});
+    }
     const COwnConsole console;
     for (auto& command : commands) {
         CHttpServer stalling;

@@ -1,0 +1,11 @@
+// Pictures as PNG files, made by the platform's imaging component (WIC).
+#pragma once
+
+#include "tvsource/graph/Picture.h"
+
+namespace tvsource {
+
+// The bytes of the file. Errors: CHostError.
+[[nodiscard]] std::vector<BYTE> PngOf(const Picture& picture);
+
+}  // namespace tvsource

@@ -1,0 +1,31 @@
+// The keys that are pressed in the console, where standard input is one, without waiting for them and without Enter.
+// Ctrl+C stays what it is.
+//
+// Threads: one.  Lifetime: its end leaves the console as it was.  Errors: none; without a console no keys come.
+#pragma once
+
+#include <windows.h>
+
+#include <vector>
+
+namespace tvsource {
+
+class CConsoleKeys final {
+public:
+    CConsoleKeys() noexcept;
+    CConsoleKeys(const CConsoleKeys&) = delete;
+    CConsoleKeys& operator=(const CConsoleKeys&) = delete;
+    ~CConsoleKeys();
+
+    // Signalled while there may be keys to take. Null: there is no console.
+    [[nodiscard]] HANDLE Handle() const noexcept { return m_input; }
+
+    // The virtual keys that have been pressed since the last call.
+    [[nodiscard]] std::vector<WORD> Take();
+
+private:
+    HANDLE m_input = nullptr;
+    DWORD m_mode = 0;
+};
+
+}  // namespace tvsource

@@ -1,0 +1,48 @@
+// Files that a command writes, or standard output.
+//
+// Threads: one.  Errors: CHostError, with the file's name; COutputError where standard output can't be written.
+#pragma once
+
+#include "base/CAutoDestructor.h"
+
+#include <windows.h>
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tvsource {
+
+class COutputFile final {
+public:
+    // `path`: a file that is made anew, or empty for standard output.
+    explicit COutputFile(const std::wstring& path);
+
+    void Write(std::span<const BYTE> bytes);
+    void Write(std::string_view text);
+
+private:
+    const std::wstring m_path;
+    base::CAutoHandle m_file;
+};
+
+// A file that takes the place of an older one of its name only when it is finished. Until then it stands beside it
+// under a name of its own, and goes with this object or, however that ends, with the process.
+class CReplacingFile final {
+public:
+    // Fails also where the older file can't be replaced. What is no file on a disk is written to at once.
+    explicit CReplacingFile(const std::wstring& path);
+
+    void Write(std::string_view text);
+
+    // Once, behind the last Write. Where the file can't get its name, it stays under the one that it has, which the
+    // error tells.
+    void Finish();
+
+private:
+    const std::wstring m_path, m_ownPath;
+    bool m_isDevice = false;
+    base::CAutoHandle m_file;
+};
+
+}  // namespace tvsource

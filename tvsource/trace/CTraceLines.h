@@ -1,0 +1,32 @@
+// The lines of a trace file, one by one.
+//
+// Threads: one.  Errors: CHostError.
+#pragma once
+
+#include "base/CAutoDestructor.h"
+#include "tvsource/report/CHostError.h"
+
+#include <optional>
+#include <string>
+
+namespace tvsource {
+
+class CTraceLines final {
+public:
+    explicit CTraceLines(const std::wstring& path);
+
+    // Without its line break. Nothing: the file has ended.
+    [[nodiscard]] std::optional<std::string> Next();
+
+    // What is wrong with the line that came last.
+    [[nodiscard]] CHostError Wrong(const std::wstring& words) const;
+
+private:
+    const std::wstring m_name;
+    base::CAutoHandle m_file;
+    std::string m_buffer;
+    bool m_hasEnded = false;
+    unsigned long long m_number = 0;
+};
+
+}  // namespace tvsource
