@@ -1,7 +1,16 @@
 # Tests are Windows programs. CTest runs them through the emulator script, in a Wine prefix that nothing else uses.
 find_program(TV_WINE NAMES wine64 wine PATHS /usr/lib/wine REQUIRED)
+# Wine needs the page at 0x7ffe0000 for itself. Newer kernels lay a program's heap anywhere in a gigabyte around it, so that
+# one start in about two thousand fails ("failed to map the shared user data"). Without random addresses none does; some
+# containers don't allow that.
+set(TV_START_WINE)
+execute_process(COMMAND setarch -R true RESULT_VARIABLE refused OUTPUT_QUIET ERROR_QUIET)
+if(refused STREQUAL 0)
+  set(TV_START_WINE setarch -R)
+endif()
 function(tv_add_wine_script name prefix)
   set(TV_PREFIX ${prefix})
+  list(JOIN TV_START_WINE " " TV_START)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/wine.sh.in ${PROJECT_BINARY_DIR}/${name} @ONLY
     FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endfunction()
