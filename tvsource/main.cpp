@@ -2,10 +2,10 @@
 // MIME types of files, and explains names.
 #include "base/CApartment.h"
 #include "base/Utf8Text.h"
+#include "console/CCommandError.h"
+#include "console/CConsole.h"
 #include "tvsource/commands/Arguments.h"
 #include "tvsource/commands/Commands.h"
-#include "tvsource/report/CConsole.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/report/CTurn.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/source/SourceName.h"
@@ -106,21 +106,21 @@ struct CommandLine {
 };
 
 // A failure outside of any turn. `step`: one of CTurn's.
-void Report(const CHostError& error, const char* step, bool isJson) {
+void Report(const console::CCommandError& error, const char* step, bool isJson) {
     if (isJson)
-        Print(base::WideOfUtf8(Json{{"error", ErrorObject(step, error)}}.dump()) + L"\n");
+        console::Print(base::WideOfUtf8(console::Json{{"error", ErrorObject(step, error)}}.dump()) + L"\n");
     else
-        Complain(L"tvsource: " + error.Text() + L"\n");
+        console::Complain(L"tvsource: " + error.Text() + L"\n");
 }
 
 // What is wrong with the words, without what may be a secret.
-CHostError UsageFault(const CLI::ParseError& error, const std::vector<std::string>& typed) {
+console::CCommandError UsageFault(const CLI::ParseError& error, const std::vector<std::string>& typed) {
     if (dynamic_cast<const CLI::ExtrasError*>(&error) && MayHoldSecrets(typed))
-        return CHostError(L"There are words that belong to nothing")
+        return console::CCommandError(L"There are words that belong to nothing")
             .Advise(L"a value with blanks needs quotation marks");
     std::string words = error.what();
     std::erase(words, kKeeper);
-    return CHostError(Harmless(base::WideOfUtf8(words), typed)).Advise(L"--help tells what there is");
+    return console::CCommandError(Harmless(base::WideOfUtf8(words), typed)).Advise(L"--help tells what there is");
 }
 
 // The exit code where no command is to run: help was asked for, or the words make no sense. `words` stand last first.
@@ -136,7 +136,7 @@ std::optional<int> Parse(CommandLine& line, std::vector<std::string> words, bool
         if (error.get_exit_code() == 0) {
             std::ostringstream help, unused;
             line.app.exit(error, help, unused);
-            Print(base::WideOfUtf8(help.str()));
+            console::Print(base::WideOfUtf8(help.str()));
             return 0;
         }
         Report(UsageFault(error, typed), step::kArguments, isJson);
@@ -156,7 +156,7 @@ int Run(std::vector<std::string> words, bool isJson) {
     if (const std::optional<int> code = Parse(line, std::move(words), isJson))
         return *code;
     const base::CApartment apartment(COINIT_MULTITHREADED);
-    Check(apartment.Result(), L"Cannot start COM");
+    console::Check(apartment.Result(), L"Cannot start COM");
     return line.chosen();
 }
 
@@ -172,16 +172,17 @@ int wmain(int count, wchar_t** words) {
         const bool isJson = IsJson(arguments);
         try {
             return Run(std::move(arguments), isJson);
-        } catch (const CHostError& error) {
+        } catch (const console::CCommandError& error) {
             Report(error, step::kStart, isJson);
         } catch (const std::exception& error) {
-            Report(CHostError(base::WideOfUtf8(error.what())), step::kStart, isJson);
+            Report(console::CCommandError(base::WideOfUtf8(error.what())), step::kStart, isJson);
         }
-    } catch (const COutputError& error) {
+    } catch (const console::COutputError& error) {
         if (!error.IsClosedPipe())
-            Complain(L"tvsource: Cannot write the output: " + ResultText(HRESULT_FROM_WIN32(error.Error())) + L"\n");
+            console::Complain(L"tvsource: Cannot write the output: " +
+                              console::ResultText(HRESULT_FROM_WIN32(error.Error())) + L"\n");
     } catch (const std::exception& error) {
-        Complain(L"tvsource: " + base::WideOfUtf8(error.what()) + L"\n");
+        console::Complain(L"tvsource: " + base::WideOfUtf8(error.what()) + L"\n");
     }
     return kFailed;
 }

@@ -4,7 +4,7 @@
 //   HRESULT_FROM_WIN32            the platform's own codes of the network; those that we give ourselves are below
 //   STG_E_REVERTED (0x80030102)   the source is another one than when the stream was opened
 //
-// Words for people: tvsource/CHostError.cpp.
+// Words for people: console/CCommandError.cpp.
 // Threads: any.
 #pragma once
 

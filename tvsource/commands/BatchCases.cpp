@@ -3,10 +3,10 @@
 #include "base/FormatText.h"
 #include "base/ModuleFolder.h"
 #include "base/Utf8Text.h"
+#include "console/CCommandError.h"
+#include "console/Text.h"
 #include "tvsource/graph/GraphPicture.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/report/Interrupt.h"
-#include "tvsource/report/Text.h"
 
 namespace tvsource {
 
@@ -22,12 +22,12 @@ std::wstring ThisProgram() {
 }
 
 // The last line that is an object: the command's. Null: there is none.
-Json ObjectIn(std::string_view output) {
+console::Json ObjectIn(std::string_view output) {
     while (!output.empty()) {
         const std::size_t end = output.find_last_not_of("\r\n");
         output = output.substr(0, end + 1);
         const std::size_t begin = output.find_last_of('\n') + 1;  // 0 where there is none
-        Json json = Json::parse(output.substr(begin), nullptr, false);
+        console::Json json = console::Json::parse(output.substr(begin), nullptr, false);
         if (json.is_object())
             return json;
         output = output.substr(0, begin);
@@ -43,7 +43,7 @@ std::string Harmless(std::string_view output) {
         std::string_view line = output.substr(at, end - at);
         if (line.ends_with('\r'))
             line.remove_suffix(1);
-        text += base::Utf8OfWide(Printable(base::WideOfUtf8(line))) + '\n';
+        text += base::Utf8OfWide(console::Printable(base::WideOfUtf8(line))) + '\n';
         at = end + 1;
     }
     return text;
@@ -54,16 +54,16 @@ std::wstring FirstLine(const std::string& text) {
 }
 
 // Why there is no answer of the command's; empty: there is one.
-std::optional<CHostError> WhyNoAnswer(const ChildRun& run, const BatchCase& done, DWORD limitMs) {
+std::optional<console::CCommandError> WhyNoAnswer(const ChildRun& run, const BatchCase& done, DWORD limitMs) {
     switch (run.ending) {
         case ChildRun::Ending::NotStarted:
-            return CHostError(L"its process could not be started", HRESULT_FROM_WIN32(run.startError));
+            return console::CCommandError(L"its process could not be started", HRESULT_FROM_WIN32(run.startError));
         case ChildRun::Ending::TimeLimit:
-            return CHostError(base::FormatText(L"it was not done after %u s, and was ended",
-                                               static_cast<unsigned>(limitMs / 1000)))
+            return console::CCommandError(base::FormatText(L"it was not done after %u s, and was ended",
+                                                           static_cast<unsigned>(limitMs / 1000)))
                 .Advise(L"--time-limit gives it more");
         case ChildRun::Ending::Interrupted:
-            return CHostError(L"it was interrupted");
+            return console::CCommandError(L"it was interrupted");
         case ChildRun::Ending::Exited:
             break;
     }
@@ -74,7 +74,7 @@ std::optional<CHostError> WhyNoAnswer(const ChildRun& run, const BatchCase& done
         done.ending == "crashed"
             ? base::FormatText(L"it crashed with exit code 0x%08X", static_cast<unsigned>(run.exitCode))
             : base::FormatText(L"it ended with exit code %u", static_cast<unsigned>(run.exitCode));
-    return CHostError(words + (said.empty() ? L"" : L": " + said));
+    return console::CCommandError(words + (said.empty() ? L"" : L": " + said));
 }
 
 const char* EndingName(const ChildRun& run) {
@@ -92,20 +92,20 @@ const char* EndingName(const ChildRun& run) {
     return "notStarted";
 }
 
-std::wstring TextIn(const Json& object, const char* name) {
+std::wstring TextIn(const console::Json& object, const char* name) {
     const auto found = object.find(name);
     return found != object.end() && found->is_string() ? base::WideOfUtf8(found->get<std::string>()) : std::wstring();
 }
 
 template <class Number>
-std::optional<Number> NumberIn(const Json& object, const char* path) {
-    const Json::json_pointer place(path);
+std::optional<Number> NumberIn(const console::Json& object, const char* path) {
+    const console::Json::json_pointer place(path);
     return object.contains(place) && object.at(place).is_number() ? std::optional(object.at(place).get<Number>())
                                                                   : std::nullopt;
 }
 
 // What the objects of the commands say that the page has a column for. Later ones, of the run itself, say it better.
-void TakeFigures(SourceReport& report, const Json& object, const std::wstring& source) {
+void TakeFigures(SourceReport& report, const console::Json& object, const std::wstring& source) {
     const auto take = [&](auto& value, const char* path) {
         if (const auto found = NumberIn<typename std::decay_t<decltype(value)>::value_type>(object, path))
             value = found;
@@ -116,13 +116,13 @@ void TakeFigures(SourceReport& report, const Json& object, const std::wstring& s
     take(report.longestReadMs, "/reads/longestMs");
     if (const auto streams = object.find("streams"); streams != object.end() && streams->is_array()) {
         report.streams.clear();
-        for (const Json& stream : *streams)
+        for (const console::Json& stream : *streams)
             report.streams.push_back(TextIn(stream, "kind") + L" " + TextIn(stream, "codec"));
     }
     try {
         if (object.contains("graph"))
             report.graph = SvgOfGraph(GraphOfJson(object.at("graph")), source, SvgPlace::Page);
-    } catch (const Json::exception&) {
+    } catch (const console::Json::exception&) {
         // There is no picture then.
     }
 }
@@ -147,14 +147,14 @@ BatchCase RunCase(CChildRunner& runner, const std::string& command, const std::v
     done.object = ObjectIn(run.out);
     done.seconds = run.seconds;
     done.errorOutput = Harmless(run.err);
-    if (const std::optional<CHostError> why = WhyNoAnswer(run, done, limitMs))
+    if (const std::optional<console::CCommandError> why = WhyNoAnswer(run, done, limitMs))
         done.error = ErrorObject(step::kRun, *why);
     else if (done.object.contains("error"))
         done.error = done.object.at("error");
     return done;
 }
 
-BatchCase CaseWithout(const std::string& command, Json error) {
+BatchCase CaseWithout(const std::string& command, console::Json error) {
     BatchCase done;
     done.command = command;
     done.ending = "notStarted";
@@ -177,8 +177,8 @@ SourceReport ReportOf(const std::wstring& source, const std::vector<BatchCase>& 
 }
 
 void TellCases(CTurn& turn, const std::vector<BatchCase>& cases) {
-    Json list = Json::array();
-    Json first;  // error
+    console::Json list = console::Json::array();
+    console::Json first;  // error
     std::wstring failed;
     for (const BatchCase& one : cases) {
         list.push_back({{"command", one.command},
@@ -204,7 +204,7 @@ void TellCases(CTurn& turn, const std::vector<BatchCase>& cases) {
         turn.Fields()["error"] = std::move(first);
     for (const BatchCase& one : cases) {
         if (!one.error.is_null())
-            turn.FailLater(CHostError(base::WideOfUtf8(one.command) + L": " + TextIn(one.error, "text")));
+            turn.FailLater(console::CCommandError(base::WideOfUtf8(one.command) + L": " + TextIn(one.error, "text")));
     }
 }
 

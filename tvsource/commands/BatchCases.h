@@ -14,10 +14,10 @@ namespace tvsource {
 
 struct BatchCase {
     std::string command;
-    std::string ending;  // "exited", "crashed", "timeLimit", "notStarted", "interrupted"
-    Json exitCode;       // null: it didn't end by itself
-    Json object;         // what the command printed with --json; null: nothing
-    Json error;          // null: it passed
+    std::string ending;      // "exited", "crashed", "timeLimit", "notStarted", "interrupted"
+    console::Json exitCode;  // null: it didn't end by itself
+    console::Json object;    // what the command printed with --json; null: nothing
+    console::Json error;     // null: it passed
     double seconds = 0;
     std::string errorOutput;  // UTF-8
 };
@@ -27,7 +27,7 @@ struct BatchCase {
                                 const std::vector<std::wstring>& options, const std::wstring& source, DWORD limitMs);
 
 // A case that failed before anything could be run.
-[[nodiscard]] BatchCase CaseWithout(const std::string& command, Json error);
+[[nodiscard]] BatchCase CaseWithout(const std::string& command, console::Json error);
 
 // For the reports. `source`: as it is shown to people.
 [[nodiscard]] SourceReport ReportOf(const std::wstring& source, const std::vector<BatchCase>& cases);

@@ -1,13 +1,13 @@
 #include "base/CAutoDestructor.h"
 #include "base/FormatText.h"
 #include "base/LongPath.h"
+#include "console/CConsole.h"
+#include "console/COutputFile.h"
 #include "threading/CTaskGroup.h"
 #include "tvsource/commands/Arguments.h"
 #include "tvsource/commands/BatchCases.h"
 #include "tvsource/commands/Commands.h"
-#include "tvsource/report/CConsole.h"
 #include "tvsource/report/CJUnit.h"
-#include "tvsource/report/COutputFile.h"
 #include "tvsource/report/CProgressLine.h"
 #include "tvsource/report/HtmlPage.h"
 #include "tvsource/report/Interrupt.h"
@@ -111,7 +111,7 @@ std::vector<std::wstring> OptionsOf(const CLI::App& command, const std::vector<s
 
 class CBatch final {
 public:
-    // `interrupt` is the runner's, too.  All CHostErrors are of the reports.
+    // `interrupt` is the runner's, too.  All CCommandErrors are of the reports.
     CBatch(const Arguments& arguments, HANDLE interrupt, CChildRunner& runner)
         : m_arguments(arguments),
           m_interrupt(interrupt),
@@ -158,10 +158,10 @@ private:
         std::future<Cases> cases;
     };
 
-    using Output = std::unique_ptr<CReplacingFile>;  // null: not wanted
+    using Output = std::unique_ptr<console::CReplacingFile>;  // null: not wanted
 
     static Output OutputFor(const std::string& path) {
-        return path.empty() ? nullptr : std::make_unique<CReplacingFile>(base::WideOfUtf8(path));
+        return path.empty() ? nullptr : std::make_unique<console::CReplacingFile>(base::WideOfUtf8(path));
     }
     static void Write(const Output& file, std::string_view text) {
         if (file)
@@ -216,7 +216,7 @@ private:
         m_failedCases += static_cast<unsigned>(std::ranges::count(report.cases, false, &CaseReport::passed));
         ++m_told;
         m_failed += report.HasPassed() ? 0 : 1;
-        if (IsTerminal(STD_OUTPUT_HANDLE))
+        if (console::IsTerminal(STD_OUTPUT_HANDLE))
             CProgressLine::Wipe();
         const int code = CTurn::Run(m_arguments.source.report, "batch", ShownName(source.name), [&](CTurn& turn) {
             turn.Enter(step::kRun);
@@ -227,10 +227,10 @@ private:
     }
 
     void FinishReports(double seconds) {
-        std::optional<CHostError> failure;  // of the one; the other is finished all the same
+        std::optional<console::CCommandError> failure;  // of the one; the other is finished all the same
         try {
             Finish(m_page, PageEnd());
-        } catch (const CHostError& error) {
+        } catch (const console::CCommandError& error) {
             failure = error;
         }
         Finish(m_junit, m_units.Text(seconds));
@@ -276,7 +276,7 @@ int Batch(const Arguments& arguments) {
     CChildRunner runner(interrupt);
     try {
         return CBatch(arguments, interrupt, runner).Run(sources);
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         return CTurn::Run(arguments.source.report, "batch", L"", [&](CTurn& turn) {
             turn.Enter(step::kWrite);
             throw error;

@@ -1,9 +1,9 @@
 #include "base/FormatText.h"
+#include "console/CConsole.h"
+#include "console/COutputFile.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/commands/SourceTurn.h"
 #include "tvsource/report/CActivity.h"
-#include "tvsource/report/CConsole.h"
-#include "tvsource/report/COutputFile.h"
 #include "tvsource/report/CProgressLine.h"
 #include "tvsource/source/CSampleReader.h"
 
@@ -29,10 +29,10 @@ void Copy(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
     const LONGLONG end = std::min(length.total, offset + wanted);
 
     turn.Enter(step::kWrite);
-    COutputFile output(base::WideOfUtf8(arguments.output));
+    console::COutputFile output(base::WideOfUtf8(arguments.output));
     CSampleReader reader(*source);
     // The bar doesn't go where the bytes go.
-    const bool isMixed = arguments.output.empty() && IsTerminal(STD_OUTPUT_HANDLE);
+    const bool isMixed = arguments.output.empty() && console::IsTerminal(STD_OUTPUT_HANDLE);
     CProgressLine line(arguments.source.report.progress || (turn.Options().ShowsProgress() && !isMixed));
     // A source of unknown length is read from where it stands, whatever position a read asks for: what comes before the
     // offset is read and left out.

@@ -1,7 +1,7 @@
 // The program's commands. Each adds itself to the command line; when it is the one that was given, the parser leaves in
 // `chosen` what is to be run then. That returns the program's exit code: 0 when all that was asked for was done,
 // kInterrupted after an interrupt, kWrongUsage where words that parse make no sense together, 1 otherwise. What
-// commands print has no credentials of URLs. Errors: CHostError, COutputError.  Threads: the main thread, in the
+// commands print has no credentials of URLs. Errors: CCommandError, COutputError.  Threads: the main thread, in the
 // multithreaded apartment.
 #pragma once
 

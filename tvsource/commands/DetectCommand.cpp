@@ -1,11 +1,11 @@
 #include "base/FormatText.h"
+#include "console/CCommandError.h"
+#include "console/CConsole.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
 #include "threading/CTaskGroup.h"
 #include "tvsource/commands/Arguments.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/report/CActivity.h"
-#include "tvsource/report/CConsole.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/report/CProgressLine.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/source/CMimeDictionary.h"
@@ -30,7 +30,7 @@ namespace {
 struct Answer {
     std::vector<std::wstring> types;
     std::vector<std::wstring> explanation;
-    std::optional<CHostError> fault;
+    std::optional<console::CCommandError> fault;
 };
 
 struct Arguments {
@@ -78,7 +78,7 @@ public:
     }
 
     // What can't be looked at at all.
-    void AddFault(framework::CParsedName name, const CHostError& error) {
+    void AddFault(framework::CParsedName name, const console::CCommandError& error) {
         m_files.push_back({std::move(name), step::kFind, std::make_shared<Work>([error]() -> Answer { throw error; })});
     }
 
@@ -133,14 +133,14 @@ private:
                 const CActivity activity(L"Detect", L"looking at " + turn.Source(), m_arguments.report.verbose);
                 answer = file.work->Result();
             }
-            if (IsTerminal(STD_OUTPUT_HANDLE))
+            if (console::IsTerminal(STD_OUTPUT_HANDLE))
                 CProgressLine::Wipe();
             turn.Line(turn.Source() + L"\t" + MimeTypesText(answer.types));
-            turn.Fields()["mime"] = JsonTexts(answer.types);
+            turn.Fields()["mime"] = console::JsonTexts(answer.types);
             for (const std::wstring& line : answer.explanation)
                 turn.Line(L"  " + line);
             if (m_arguments.explain)
-                turn.Fields()["explanation"] = JsonTexts(answer.explanation);
+                turn.Fields()["explanation"] = console::JsonTexts(answer.explanation);
             if (answer.fault)
                 turn.Fail(*answer.fault);
         });
@@ -166,7 +166,9 @@ int Detect(const Arguments& arguments) {
         typed.push_back(NameOf(path));
     FindFiles(typed, arguments.report.verbose,
               {[&](const framework::CParsedName& name) { detection.Add(name); },
-               [&](const framework::CParsedName& name, const CHostError& error) { detection.AddFault(name, error); }});
+               [&](const framework::CParsedName& name, const console::CCommandError& error) {
+                   detection.AddFault(name, error);
+               }});
     return detection.Finish();
 }
 

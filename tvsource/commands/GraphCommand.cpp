@@ -1,10 +1,10 @@
 #include "base/FormatText.h"
+#include "console/COutputFile.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/commands/SourceTurn.h"
 #include "tvsource/graph/CPlayGraph.h"
 #include "tvsource/graph/GraphPicture.h"
 #include "tvsource/graph/Screen.h"
-#include "tvsource/report/COutputFile.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/source/SourceName.h"
 
@@ -30,7 +30,7 @@ std::string FormatOfName(std::string name) {
 void Draw(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
     const auto source = OpenSource(turn, arguments.source, typed);
     if (source->SourceLength().total == 0)
-        throw CHostError(turn.Source() + L" is empty");
+        throw console::CCommandError(turn.Source() + L" is empty");
     NoteUnknownType(turn, *source);
     source->EnableDataFlow();
     CPlayGraph graph(*source, false);
@@ -43,9 +43,9 @@ void Draw(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
     turn.Fields()["graph"] = JsonOfGraph(model);
     turn.Fields()["format"] = arguments.format;
     const std::wstring output = base::WideOfUtf8(arguments.output);
-    turn.Fields()["output"] = output.empty() ? Json() : JsonText(output);
+    turn.Fields()["output"] = output.empty() ? console::Json() : console::JsonText(output);
     if (!output.empty() || !turn.Options().json)
-        COutputFile(output).Write(picture);
+        console::COutputFile(output).Write(picture);
 }
 
 }  // namespace

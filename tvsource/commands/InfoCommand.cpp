@@ -21,7 +21,7 @@ struct Arguments {
     bool noParse = false;
 };
 
-// Says where the report can be read.  Throws CHostError: nowhere.
+// Says where the report can be read.  Throws CCommandError: nowhere.
 void LogEnvironment(CTurn& turn) {
     constexpr auto kCategory = L"tvsource";
     TKRuntimeLogger::LogProcessEnvironment(kCategory);
@@ -33,12 +33,12 @@ void LogEnvironment(CTurn& turn) {
         turn.Fields()["environment"] = "service";
     } else if (log.kind == LogDestination::Kind::File) {
         turn.Line(L"The environment is in the log file " + ShownName(log.path));
-        turn.Fields()["environment"] = JsonText(log.path);
+        turn.Fields()["environment"] = console::JsonText(log.path);
     } else if (!log.path.empty()) {
-        turn.Fail(
-            CHostError(L"the environment is not reported: the log file " + ShownName(log.path) + L" can't be opened"));
+        turn.Fail(console::CCommandError(L"the environment is not reported: the log file " + ShownName(log.path) +
+                                         L" can't be opened"));
     } else {
-        turn.Fail(CHostError(L"the environment is not reported: no log is on")
+        turn.Fail(console::CCommandError(L"the environment is not reported: no log is on")
                       .Advise(L"the registry value LogFile (REG_SZ) of "
                               L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Tavel\\TKRuntimeLogger names a log file"));
     }
@@ -48,7 +48,7 @@ void LogEnvironment(CTurn& turn) {
 // source that it couldn't read isn't waited for once more.
 void TellMimeTypes(CTurn& turn, CSourceFilter& source) {
     const HRESULT result = source.DetectionResult().value_or(S_OK);
-    std::optional<CHostError> fault = DetectionFault(result);
+    std::optional<console::CCommandError> fault = DetectionFault(result);
     std::wstring text;
     try {
         if (FAILED(result))
@@ -57,13 +57,13 @@ void TellMimeTypes(CTurn& turn, CSourceFilter& source) {
         turn.Wait(step::kDetect, L"looking at", [&] {
             const CMimeDictionary::Answer answer = CMimeDictionary(source.Folder()).Detect(source.Content().Get());
             text = MimeTypesText(answer.types);
-            turn.Fields()["mime"] = JsonTexts(answer.types);
+            turn.Fields()["mime"] = console::JsonTexts(answer.types);
             if (!fault)
                 fault = DetectionFault(answer.result);
         });
         if (fault)
             text += L" (" + fault->Text() + L")";
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         fault = error;
         text = L"not known: " + error.Text();
         turn.Fields()["mime"] = nullptr;
@@ -74,15 +74,16 @@ void TellMimeTypes(CTurn& turn, CSourceFilter& source) {
 }
 
 // Why no parser could be asked to the end. Empty: the source is well, they just don't take it.
-std::optional<CHostError> ReadFault(const CSourceFilter& source, const CPlayGraph& graph) {
+std::optional<console::CCommandError> ReadFault(const CSourceFilter& source, const CPlayGraph& graph) {
     if (graph.IsGivenUp())
-        return CHostError(std::wstring(kNothingComes) + L"; its streams are not known");
-    std::optional<CHostError> fault;
+        return console::CCommandError(std::wstring(kNothingComes) + L"; its streams are not known");
+    std::optional<console::CCommandError> fault;
     // A source of unknown length can only be asked further on, which may take long.
     if (const LONGLONG shortAt = graph.Reads().shortAt; shortAt > 0 && !source.SourceLength().estimated) {
         RunOrEndProcess([&] {
             if (const HRESULT hr = source.TryByteAt(shortAt); FAILED(hr))
-                fault = CHostError(base::FormatText(L"the source could not be read at byte %I64d", shortAt), hr);
+                fault = console::CCommandError(base::FormatText(L"the source could not be read at byte %I64d", shortAt),
+                                               hr);
         });
     }
     return fault;
@@ -100,7 +101,7 @@ void TellStreams(CTurn& turn, CSourceFilter& source) {
     turn.Line(L"Parser   none: " + graph->Refusal().Text());
     turn.Fields()["parser"] = nullptr;
     turn.Enter(step::kRead);
-    if (const std::optional<CHostError> fault = ReadFault(source, *graph))
+    if (const std::optional<console::CCommandError> fault = ReadFault(source, *graph))
         turn.FailLater(*fault);
 }
 

@@ -1,5 +1,8 @@
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
+#include "console/CConsoleKeys.h"
+#include "console/COutputFile.h"
+#include "console/Text.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/commands/SourceTurn.h"
 #include "tvsource/graph/CFrameGrabber.h"
@@ -10,12 +13,9 @@
 #include "tvsource/graph/Png.h"
 #include "tvsource/graph/Screen.h"
 #include "tvsource/report/CActivity.h"
-#include "tvsource/report/CConsoleKeys.h"
-#include "tvsource/report/COutputFile.h"
 #include "tvsource/report/CProgressLine.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/report/NetworkText.h"
-#include "tvsource/report/Text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -40,7 +40,7 @@ std::wstring EndingText(const CPlayGraph::Result& result) {
             return L"complete";
         case CPlayGraph::Ending::ErrorAbort:
             // A filter may give up without a code of its own; the code is a success then.
-            return FAILED(result.error) ? L"stopped by an error, " + ResultText(result.error)
+            return FAILED(result.error) ? L"stopped by an error, " + console::ResultText(result.error)
                                         : L"stopped: the source could not be read on";
         case CPlayGraph::Ending::Stopped:
             return L"stopped by hand";
@@ -121,10 +121,10 @@ CPlayGraph::Result RunWithKeys(CTurn& turn, const Arguments& arguments, const CS
     if (arguments.window && !window.IsThere()) {
         const auto& streams = graph.Streams();
         if (std::ranges::any_of(streams, [](const auto& each) { return each.format.kind == StreamKind::Video; }))
-            throw CHostError(L"no renderer of the platform shows the video in a window");
+            throw console::CCommandError(L"no renderer of the platform shows the video in a window");
         turn.Note(L"There is no video in it, and so no window");
     }
-    CConsoleKeys console;
+    console::CConsoleKeys console;
     CPlayControls controls(*graph.Graph());
     const auto isPressed = [&](const std::vector<WORD>& keys) {
         return std::ranges::all_of(keys, [&](WORD key) { return controls.Press(key); });
@@ -161,28 +161,28 @@ void PlayToTheEnd(CTurn& turn, const Arguments& arguments, CSourceFilter& source
 }
 
 // A parser that found streams says more than those that didn't take the source at all.
-CHostError NoPicture(const CPlayGraph& graph) {
+console::CCommandError NoPicture(const CPlayGraph& graph) {
     for (const CPlayGraph::Attempt& attempt : graph.Attempts()) {
         const auto isVideo = [](const ParserStream& each) { return each.format.kind == StreamKind::Video; };
         if (SUCCEEDED(attempt.result) && std::ranges::none_of(attempt.streams, isVideo))
-            return CHostError(L"there is no video in it, and so no frame");
+            return console::CCommandError(L"there is no video in it, and so no frame");
     }
     return graph.Refusal();
 }
 
-CHostError EndsBefore(LONGLONG at, LONGLONG duration) {
-    return CHostError(L"there is no frame at " + SecondsText(at) + L": the source has ended before" +
-                      (duration > 0 ? L", at " + SecondsText(duration) : L""));
+console::CCommandError EndsBefore(LONGLONG at, LONGLONG duration) {
+    return console::CCommandError(L"there is no frame at " + SecondsText(at) + L": the source has ended before" +
+                                  (duration > 0 ? L", at " + SecondsText(duration) : L""));
 }
 
 void WriteFrame(CTurn& turn, const Picture& picture, LONGLONG at, const std::wstring& output) {
     turn.Enter(step::kWrite);
     const std::vector<BYTE> png = PngOf(picture);  // before an older file goes
-    COutputFile(output).Write(png);
+    console::COutputFile(output).Write(png);
     turn.Line(base::FormatText(L"Frame    %ux%u at ", picture.width, picture.height) + SecondsText(at) + L" -> " +
-              Printable(output));
+              console::Printable(output));
     turn.Fields()["ended"] = "frame";
-    turn.Fields()["frame"] = {{"file", JsonText(output)},
+    turn.Fields()["frame"] = {{"file", console::JsonText(output)},
                               {"atSeconds", static_cast<double>(at) / 1e7},
                               {"width", picture.width},
                               {"height", picture.height}};
@@ -215,7 +215,7 @@ void SaveFrame(CTurn& turn, const Arguments& arguments, CSourceFilter& source, L
         return TellEnding(turn, result);
     if (!grabber->Found())
         throw result.ending == CPlayGraph::Ending::Stopped
-            ? CHostError(L"the frame at " + SecondsText(at) + L" has no form that can be saved")
+            ? console::CCommandError(L"the frame at " + SecondsText(at) + L" has no form that can be saved")
             : EndsBefore(at, duration);
     WriteFrame(turn, *grabber->Found(), at, base::WideOfUtf8(arguments.output));
 }
@@ -224,11 +224,11 @@ void Play(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
     turn.Enter(step::kStart);
     const bool shown = !arguments.null && arguments.frame.empty() && HasScreen();
     if (arguments.window && !shown)
-        throw CHostError(L"there is no screen that a window could stand on");
+        throw console::CCommandError(L"there is no screen that a window could stand on");
     const auto source = OpenSource(turn, arguments.source, typed);
     NoteUnknownType(turn, *source);
     if (source->SourceLength().total == 0)
-        throw CHostError(turn.Source() + L" is empty");
+        throw console::CCommandError(turn.Source() + L" is empty");
     source->EnableDataFlow();
     if (const std::optional<LONGLONG> at = TimeOf(arguments.frame))
         SaveFrame(turn, arguments, *source, *at);

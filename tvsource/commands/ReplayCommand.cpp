@@ -1,10 +1,10 @@
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
+#include "console/Text.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/commands/SourceTurn.h"
 #include "tvsource/report/CActivity.h"
 #include "tvsource/report/CProgressLine.h"
-#include "tvsource/report/Text.h"
 #include "tvsource/trace/CReplay.h"
 #include "tvsource/trace/Differences.h"
 
@@ -25,13 +25,13 @@ struct Arguments {
     unsigned limit = 30;
 };
 
-Json TimesObject(const CallTimes& times) {
+console::Json TimesObject(const CallTimes& times) {
     return {{"p50Us", times.p50}, {"p90Us", times.p90}, {"p99Us", times.p99}, {"longestUs", times.longest}};
 }
 
 void TellTimes(CTurn& turn, const Trace& trace, const std::vector<TraceCall>& calls) {
     const auto recorded = TimesOf(trace.calls), replayed = TimesOf(calls);
-    Json& object = turn.Fields()["times"] = Json::object();
+    console::Json& object = turn.Fields()["times"] = console::Json::object();
     turn.Line(L"Times    in microseconds: recorded -> replayed");
     for (size_t i = 0; i < kCallKinds; ++i) {
         const char* const name = NameOf(static_cast<CallKind>(i));
@@ -48,20 +48,20 @@ void TellTimes(CTurn& turn, const Trace& trace, const std::vector<TraceCall>& ca
 }
 
 void TellDifferences(CTurn& turn, const std::vector<Difference>& differences, size_t most) {
-    Json& list = turn.Fields()["differences"];
-    list = {{"count", differences.size()}, {"shown", Json::array()}};
+    console::Json& list = turn.Fields()["differences"];
+    list = {{"count", differences.size()}, {"shown", console::Json::array()}};
     for (size_t i = 0; i < std::min(differences.size(), most); ++i) {
         const auto& [index, what, expected, came] = differences[i];
         const auto number = static_cast<ULONGLONG>(index) + 1;
         turn.Line(base::FormatText(L"  call %I64u, thread %u, ", number, came.thread) + CallText(expected) + L": " +
-                  base::WideOfUtf8(what) + L" differs\n    expected " + ResultText(expected) + L"\n    came     " +
-                  ResultText(came));
+                  base::WideOfUtf8(what) + L" differs\n    expected " + ResultText(expected) +
+                  L"\n    came     " + ResultText(came));
         const bool hasPlace = expected.GivesBytes() || expected.kind == CallKind::Request;
         list["shown"].push_back({{"call", number},
                                  {"thread", came.thread},
                                  {"name", NameOf(came.kind)},
-                                 {"position", hasPlace ? Json(expected.position) : Json()},
-                                 {"length", hasPlace ? Json(expected.length) : Json()},
+                                 {"position", hasPlace ? console::Json(expected.position) : console::Json()},
+                                 {"length", hasPlace ? console::Json(expected.length) : console::Json()},
                                  {"what", what},
                                  {"expected", ResultObject(expected)},
                                  {"came", ResultObject(came)}});
@@ -98,11 +98,12 @@ void Replay(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
     const std::wstring was = text(trace->length.has_value(), trace->length.value_or(0));
     turn.Line(L"File     " + turn.Source());
     turn.Line(L"Length   " + is + (is == was ? L"" : L"; in the trace " + was));
-    turn.Line(L"Trace    of " + Printable(trace->source) + L", ended: " + Printable(base::WideOfUtf8(trace->ended)));
-    turn.Fields()["recordedSource"] = JsonText(trace->source);
-    turn.Fields()["recordedEnding"] = JsonText(base::WideOfUtf8(trace->ended));
-    turn.Fields()["length"] = length.estimated ? Json() : Json(length.total);
-    turn.Fields()["recordedLength"] = trace->length ? Json(trace->length.value_or(0)) : Json();
+    turn.Line(L"Trace    of " + console::Printable(trace->source) + L", ended: " +
+              console::Printable(base::WideOfUtf8(trace->ended)));
+    turn.Fields()["recordedSource"] = console::JsonText(trace->source);
+    turn.Fields()["recordedEnding"] = console::JsonText(base::WideOfUtf8(trace->ended));
+    turn.Fields()["length"] = length.estimated ? console::Json() : console::Json(length.total);
+    turn.Fields()["recordedLength"] = trace->length ? console::Json(trace->length.value_or(0)) : console::Json();
 
     turn.Enter(step::kRead);
     CReplay replay(*source, trace, arguments.limit * 1000);
@@ -127,7 +128,8 @@ void Replay(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
     turn.Line(count == 0 ? L"Differs  in nothing" : base::FormatText(L"Differs  in %I64u calls", count));
     TellDifferences(turn, differences, arguments.all ? differences.size() : kShownDifferences);
     if (count > 0)
-        turn.FailSilently(CHostError(base::FormatText(L"%I64u calls gave something else than in the trace", count)));
+        turn.FailSilently(
+            console::CCommandError(base::FormatText(L"%I64u calls gave something else than in the trace", count)));
 }
 
 }  // namespace

@@ -70,10 +70,10 @@ int RunTurnsOfFiles(const ReportOptions& options, const char* command, const std
     return RunTurnsOf(files, options, command, work);
 }
 
-Json JsonType(const StreamType& type) {
-    return {{"major", JsonText(GuidText(type.major))},
-            {"subtype", JsonText(GuidText(type.subtype))},
-            {"text", JsonText(TypeText(type))}};
+console::Json JsonType(const StreamType& type) {
+    return {{"major", console::JsonText(GuidText(type.major))},
+            {"subtype", console::JsonText(GuidText(type.subtype))},
+            {"text", console::JsonText(TypeText(type))}};
 }
 
 void NoteUnknownType(const CTurn& turn, const CSourceFilter& source) {
@@ -87,7 +87,7 @@ void NoteUnknownType(const CTurn& turn, const CSourceFilter& source) {
 
 void TellLength(CTurn& turn, const CSourceFilter::Length& length) {
     turn.Line(L"Length   " + (length.estimated ? L"not known" : base::FormatText(L"%I64d bytes", length.total)));
-    turn.Fields()["length"] = length.estimated ? Json() : Json(length.total);
+    turn.Fields()["length"] = length.estimated ? console::Json() : console::Json(length.total);
 }
 
 void TellType(CTurn& turn, const StreamType& type) {
@@ -96,7 +96,7 @@ void TellType(CTurn& turn, const StreamType& type) {
 }
 
 void TellOffers(CTurn& turn, const CSourceFilter& source) {
-    turn.Fields()["offers"] = Json::array();
+    turn.Fields()["offers"] = console::Json::array();
     for (const StreamType& type : source.OfferedTypes()) {
         turn.Line(L"Offers   " + TypeText(type));
         turn.Fields()["offers"].push_back(JsonType(type));
@@ -108,14 +108,14 @@ void FindParser(CTurn& turn, const CSourceFilter& source, CPlayGraph& graph, con
     turn.Wait(step::kConnect, L"finding a parser for", [&] {
         try {
             Search(graph, limits, search);
-        } catch (const CHostError&) {
+        } catch (const console::CCommandError&) {
             TellAttempts(turn, graph);
             if (!graph.IsGivenUp())
                 throw;
         }
     });
     if (graph.IsGivenUp())
-        throw CHostError(kNothingComes);
+        throw console::CCommandError(kNothingComes);
 }
 
 void TellParser(CTurn& turn, const CPlayGraph& graph) {
@@ -129,20 +129,20 @@ void TellParser(CTurn& turn, const CPlayGraph& graph) {
         turn.Line(L"Stream   " + StreamText(stream));
     turn.Line(base::FormatText(L"Reads    %I64u, of %I64u bytes together; %I64u came; the longest took %.2f ms",
                                reads.reads, reads.bytes, reads.delivered, longestMs));
-    Json& fields = turn.Fields();
-    fields["parser"] = JsonText(graph.ParserName());
-    fields["duration"] = duration > 0 ? Json(seconds) : Json();
+    console::Json& fields = turn.Fields();
+    fields["parser"] = console::JsonText(graph.ParserName());
+    fields["duration"] = duration > 0 ? console::Json(seconds) : console::Json();
     fields["streams"] = JsonStreams(graph.Streams());
     fields["reads"] = {
         {"calls", reads.reads}, {"bytesAsked", reads.bytes}, {"bytesCame", reads.delivered}, {"longestMs", longestMs}};
 }
 
 void TellAttempts(CTurn& turn, const CPlayGraph& graph) {
-    Json& tried = turn.Fields()["tried"] = Json::array();
+    console::Json& tried = turn.Fields()["tried"] = console::Json::array();
     for (const CPlayGraph::Attempt& attempt : graph.Attempts())
-        tried.push_back({{"parser", JsonText(attempt.parser)},
-                         {"code", JsonText(CodeText(attempt.result))},
-                         {"meaning", JsonText(ResultWords(attempt.result))},
+        tried.push_back({{"parser", console::JsonText(attempt.parser)},
+                         {"code", console::JsonText(console::CodeText(attempt.result))},
+                         {"meaning", console::JsonText(console::ResultWords(attempt.result))},
                          {"streams", JsonStreams(attempt.streams)}});
 }
 
@@ -167,10 +167,10 @@ void LearnReason(const CSourceFilter& source, std::optional<CPlayGraph>& graph, 
     });
 }
 
-CHostError AbortError(const CPlayGraph::Result& result) {
+console::CCommandError AbortError(const CPlayGraph::Result& result) {
     // A filter may give up without a code of its own; the code is a success then.
-    return FAILED(result.error) ? CHostError(L"stopped by an error", result.error)
-                                : CHostError(L"stopped: the source could not be read on");
+    return FAILED(result.error) ? console::CCommandError(L"stopped by an error", result.error)
+                                : console::CCommandError(L"stopped: the source could not be read on");
 }
 
 const char* EndingName(CPlayGraph::Ending ending) noexcept {

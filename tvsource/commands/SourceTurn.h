@@ -13,7 +13,7 @@ namespace tvsource {
 
 // Loads the filter, and opens the name with the options that were given. The data flow isn't enabled yet.
 // `whenLoaded` is called in between.
-// Errors: CHostError; the turn's steps are "open" and "filter".
+// Errors: CCommandError; the turn's steps are "open" and "filter".
 [[nodiscard]] std::unique_ptr<CSourceFilter> OpenSource(CTurn& turn, const SourceArguments& arguments,
                                                         const std::wstring& typed,
                                                         const std::function<void()>& whenLoaded = {});
@@ -27,7 +27,7 @@ int RunTurnsOfFiles(const ReportOptions& options, const char* command, const std
                     const std::function<void(CTurn& turn, const std::wstring& typed)>& work);
 
 // "WAVE" and the like as {"major": ..., "subtype": ..., "text": ...}.
-[[nodiscard]] Json JsonType(const StreamType& type);
+[[nodiscard]] console::Json JsonType(const StreamType& type);
 
 // A note where the filter offers no type: graphs (CPlayGraph) then offer parsers a stream of any.
 void NoteUnknownType(const CTurn& turn, const CSourceFilter& source);
@@ -54,7 +54,7 @@ void TellNetwork(CTurn& turn, const CSourceFilter& source);
 // After an ErrorAbort: the graph learns that a read failed, but not why. The parser must release the source before the
 // reason can be asked for, and so the graph goes.
 void LearnReason(const CSourceFilter& source, std::optional<CPlayGraph>& graph, CPlayGraph::Result& result);
-[[nodiscard]] CHostError AbortError(const CPlayGraph::Result& result);
+[[nodiscard]] console::CCommandError AbortError(const CPlayGraph::Result& result);
 
 // "complete", "error", "closed", "interrupted": the field "ended".
 [[nodiscard]] const char* EndingName(CPlayGraph::Ending ending) noexcept;

@@ -1,12 +1,12 @@
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
+#include "console/Text.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/commands/SourceTurn.h"
 #include "tvsource/graph/CPlayGraph.h"
 #include "tvsource/report/CActivity.h"
 #include "tvsource/report/CProgressLine.h"
 #include "tvsource/report/Interrupt.h"
-#include "tvsource/report/Text.h"
 #include "tvsource/source/SourceName.h"
 #include "tvsource/trace/CTracingPin.h"
 
@@ -26,12 +26,13 @@ struct Arguments {
 };
 
 // The source by the name that was typed: whoever gets the trace has other folders.
-Json Header(const CSourceFilter& source, const std::wstring& typed) {
+console::Json Header(const CSourceFilter& source, const std::wstring& typed) {
     const CSourceFilter::Length length = source.SourceLength();
-    Json header{{"source", JsonText(ShownName(typed))}, {"length", length.estimated ? Json() : Json(length.total)}};
-    header["offers"] = Json::array();
+    console::Json header{{"source", console::JsonText(ShownName(typed))},
+                         {"length", length.estimated ? console::Json() : console::Json(length.total)}};
+    header["offers"] = console::Json::array();
     for (const StreamType& type : source.OfferedTypes())
-        header["offers"].push_back(JsonText(TypeText(type)));
+        header["offers"].push_back(console::JsonText(TypeText(type)));
     return header;
 }
 
@@ -49,7 +50,8 @@ CPlayGraph::Result RunGraph(CTurn& turn, CPlayGraph& graph, const CTraceRecorder
 }
 
 // What the end of the trace says. `interrupt` ends the run.
-Json Play(CTurn& turn, CSourceFilter& source, const std::shared_ptr<CTraceRecorder>& recorder, HANDLE interrupt) {
+console::Json Play(CTurn& turn, CSourceFilter& source, const std::shared_ptr<CTraceRecorder>& recorder,
+                   HANDLE interrupt) {
     const CSourceFilter::Length length = source.SourceLength();
     const auto total = length.estimated ? std::nullopt : std::optional(length.total);
     ComPtr<CTracingPin> tracing;
@@ -57,9 +59,9 @@ Json Play(CTurn& turn, CSourceFilter& source, const std::shared_ptr<CTraceRecord
     std::optional<CPlayGraph> graph(std::in_place, source, false, tracing.Get());
     FindParser(turn, source, *graph, [&] { graph->Build(true); });
     CPlayGraph::Result result = RunGraph(turn, *graph, *recorder, interrupt);
-    Json end{{"ended", EndingName(result.ending)},
-             {"parser", JsonText(graph->ParserName())},
-             {"type", JsonType(graph->ConnectedType())}};
+    console::Json end{{"ended", EndingName(result.ending)},
+                      {"parser", console::JsonText(graph->ParserName())},
+                      {"type", JsonType(graph->ConnectedType())}};
     if (result.ending == CPlayGraph::Ending::ErrorAbort) {
         LearnReason(source, graph, result);
         turn.FailLater(AbortError(result));
@@ -71,7 +73,7 @@ Json Play(CTurn& turn, CSourceFilter& source, const std::shared_ptr<CTraceRecord
     return end;
 }
 
-void Tell(CTurn& turn, const CTraceRecorder& recorder, double seconds, const Json& end) {
+void Tell(CTurn& turn, const CTraceRecorder& recorder, double seconds, const console::Json& end) {
     const double percent = seconds > 0 ? 100 * recorder.Spent() / seconds : 0;
     const auto text = [&](const char* name) { return base::WideOfUtf8(end.value(name, std::string("-"))); };
     turn.Line(L"File     " + turn.Source());
@@ -82,9 +84,9 @@ void Tell(CTurn& turn, const CTraceRecorder& recorder, double seconds, const Jso
         base::FormatText(L"Calls    %u, on %u threads", recorder.Written(), static_cast<unsigned>(recorder.Threads())));
     turn.Line(base::FormatText(L"Time     %.2f s, %.2f %% of it for the trace", seconds, percent));
     turn.Line(L"Ended    " + text("ended"));
-    Json& fields = turn.Fields();
+    console::Json& fields = turn.Fields();
     for (const char* name : {"type", "parser", "ended"})
-        fields[name] = end.contains(name) ? end[name] : Json();
+        fields[name] = end.contains(name) ? end[name] : console::Json();
     fields["calls"] = recorder.Written();
     fields["threads"] = recorder.Threads();
     fields["seconds"] = seconds;
@@ -94,7 +96,7 @@ void Tell(CTurn& turn, const CTraceRecorder& recorder, double seconds, const Jso
 void RecordTrace(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
     const auto source = OpenSource(turn, arguments.source, typed);
     if (source->SourceLength().total == 0)
-        throw CHostError(turn.Source() + L" is empty");
+        throw console::CCommandError(turn.Source() + L" is empty");
     NoteUnknownType(turn, *source);
     source->EnableDataFlow();
     turn.Enter(step::kWrite);
@@ -102,13 +104,13 @@ void RecordTrace(CTurn& turn, const Arguments& arguments, const std::wstring& ty
     const HANDLE interrupt = InterruptEvent();
     const auto recorder =
         std::make_shared<CTraceRecorder>(path, Header(*source, typed), arguments.mostCalls, interrupt);
-    turn.Fields()["trace"] = JsonText(Printable(path));
+    turn.Fields()["trace"] = console::JsonText(console::Printable(path));
 
-    Json end{{"ended", "failed"}};
-    std::optional<CHostError> failure;
+    console::Json end{{"ended", "failed"}};
+    std::optional<console::CCommandError> failure;
     try {
         end = Play(turn, *source, recorder, interrupt);
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         failure = error;  // what was asked for until then is worth having
         turn.FailLater(error);
     }
@@ -117,11 +119,11 @@ void RecordTrace(CTurn& turn, const Arguments& arguments, const std::wstring& ty
     recorder->Close();
     if (const std::wstring full = recorder->FullText(); !full.empty()) {
         end["ended"] = "full";
-        turn.FailLater(CHostError(L"the trace is full with " + full + L", and ends before the run"));
+        turn.FailLater(console::CCommandError(L"the trace is full with " + full + L", and ends before the run"));
     }
     try {
         recorder->Finish(end);
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         turn.FailLater(error);
     }
     Tell(turn, *recorder, seconds, end);

@@ -1,8 +1,8 @@
+#include "console/Text.h"
 #include "framework/uri/NameForLog.h"
 #include "tvsource/commands/Arguments.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/report/CTurn.h"
-#include "tvsource/report/Text.h"
 #include "tvsource/source/SourceName.h"
 
 namespace tvsource {
@@ -29,8 +29,8 @@ void Tell(CTurn& turn, const char* key, std::wstring label, const std::wstring& 
     constexpr size_t kValueColumn = 12;
     if (!value.empty())
         label.resize(kValueColumn, L' ');
-    turn.Line(label + Printable(value));
-    turn.Fields()[key] = value.empty() ? Json() : JsonText(value);
+    turn.Line(label + console::Printable(value));
+    turn.Fields()[key] = value.empty() ? console::Json() : console::JsonText(value);
 }
 
 void TakeApart(CTurn& turn, framework::CParsedName name) {
@@ -41,9 +41,10 @@ void TakeApart(CTurn& turn, framework::CParsedName name) {
         name = framework::CParsedName(shown.c_str());
     const CTKFUri* const uri = name.Uri();
     if (!uri)
-        throw CHostError(L"'" + Printable(shown) +
-                         L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
-                         L"malformed host, a port above 65535 or control characters");
+        throw console::CCommandError(
+            L"'" + console::Printable(shown) +
+            L"' is no name: it is empty, a device, a UNC path without a server, or a URI with a "
+            L"malformed host, a port above 65535 or control characters");
     Tell(turn, "scheme", L"Scheme", uri->GetScheme());
     // A password may be in it.
     Tell(turn, "userInfo", L"User info",
@@ -56,7 +57,7 @@ void TakeApart(CTurn& turn, framework::CParsedName name) {
     Tell(turn, "path", L"Path", uri->GetPath());
     for (const std::wstring& segment : uri->GetPathSegments())
         Tell(turn, "segments", L"Segment", segment);
-    turn.Fields()["segments"] = JsonTexts(uri->GetPathSegments());
+    turn.Fields()["segments"] = console::JsonTexts(uri->GetPathSegments());
     Tell(turn, "query", L"Query", uri->GetQuery());
     Tell(turn, "fragment", L"Fragment", uri->GetFragment());
     Tell(turn, "localFile", L"Local file", uri->IsLocalFile() ? L"yes" : L"no");

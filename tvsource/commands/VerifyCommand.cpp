@@ -47,10 +47,12 @@ std::wstring DifferenceText(const ByteDifference& difference) {
            L", came " + ByteText(difference.actual);
 }
 
-Json DifferenceObject(const std::optional<ByteDifference>& difference) {
+console::Json DifferenceObject(const std::optional<ByteDifference>& difference) {
     if (!difference)
         return nullptr;
-    const auto byte = [](const std::optional<BYTE>& value) { return value ? Json(unsigned{*value}) : Json(); };
+    const auto byte = [](const std::optional<BYTE>& value) {
+        return value ? console::Json(unsigned{*value}) : console::Json();
+    };
     return {{"position", difference->position},
             {"expected", byte(difference->expected)},
             {"actual", byte(difference->actual)}};
@@ -75,14 +77,15 @@ void ReadOneWay(CTurn& turn, CVerification& verification, const WayRow& row, con
                                      {"firstDifference", DifferenceObject(outcome.first)}});
     turn.Enter(step::kCompare);
     if (outcome.first)
-        turn.FailSilently(CHostError(std::wstring(L"Read ") + row.words + L", it " + DifferenceText(*outcome.first)));
+        turn.FailSilently(
+            console::CCommandError(std::wstring(L"Read ") + row.words + L", it " + DifferenceText(*outcome.first)));
     if (outcome.digest) {
         const std::string digest = HexOf(*outcome.digest);
         turn.Line(L"SHA-256  " + base::WideOfUtf8(digest));
         turn.Fields()["sha256"] = digest;
         if (!expectedDigest.empty() && digest != expectedDigest)
-            turn.FailLater(CHostError(L"The SHA-256 is " + base::WideOfUtf8(digest) + L" and not " +
-                                      base::WideOfUtf8(expectedDigest)));
+            turn.FailLater(console::CCommandError(L"The SHA-256 is " + base::WideOfUtf8(digest) + L" and not " +
+                                                  base::WideOfUtf8(expectedDigest)));
     }
     turn.Enter(step::kRead);
 }
@@ -97,11 +100,11 @@ void Verify(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
     turn.Line(L"Length   " + (length.estimated ? std::wstring(L"not known: it is read in order only")
                                                : base::FormatText(L"%I64d bytes", length.total) +
                                                      (length.total == 0 ? L": there is nothing to compare" : L"")));
-    Json& fields = turn.Fields();
-    fields["length"] = length.estimated ? Json() : Json(length.total);
+    console::Json& fields = turn.Fields();
+    fields["length"] = length.estimated ? console::Json() : console::Json(length.total);
     fields["comparedWith"] = file ? "file" : arguments.sha256.empty() ? "itself" : "sha256";
-    fields["sha256"] = Json();
-    fields["ways"] = Json::array();
+    fields["sha256"] = console::Json();
+    fields["ways"] = console::Json::array();
 
     CVerification verification(*source, file ? &*file : nullptr);
     for (const WayRow& row : kWays) {
@@ -110,7 +113,7 @@ void Verify(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
     }
     TellNetwork(turn, *source);
     if (file && file->HasChanged())
-        turn.FailLater(CHostError(L"The file was changed while it was verified"));
+        turn.FailLater(console::CCommandError(L"The file was changed while it was verified"));
 }
 
 std::string DigestFault(const std::string& text) {

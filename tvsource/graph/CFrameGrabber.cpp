@@ -26,7 +26,7 @@ class CFrameTaker final : public ISampleGrabberCB {
 public:
     CFrameTaker() {
         if (!m_found)
-            throw CHostError(L"Cannot create an event", HRESULT_FROM_WIN32(::GetLastError()));
+            throw console::CCommandError(L"Cannot create an event", HRESULT_FROM_WIN32(::GetLastError()));
     }
     CFrameTaker(const CFrameTaker&) = delete;
     CFrameTaker& operator=(const CFrameTaker&) = delete;
@@ -168,15 +168,15 @@ HRESULT CFrameGrabber::RenderAs(IPin* pin, const GUID& subtype) {
 CPlayGraph::Result CFrameGrabber::Run(HANDLE interrupt, const CPlayGraph::Progress& progress) {
     AM_MEDIA_TYPE type{};
     ComPtr<IMediaSeeking> seeking;
-    Check(base::QueryFor(*m_graph.Graph(), seeking.GetAddressOf()), L"The graph has no IMediaSeeking");
-    Check(m_input->ConnectionMediaType(&type), L"Cannot ask for the media type of the pictures");
+    console::Check(base::QueryFor(*m_graph.Graph(), seeking.GetAddressOf()), L"The graph has no IMediaSeeking");
+    console::Check(m_input->ConnectionMediaType(&type), L"Cannot ask for the media type of the pictures");
     // The times of samples begin anew where a graph was moved to. One that can't be moved is played from its beginning.
     LONGLONG position = m_at;
     const bool hasMoved = m_at > 0 && SUCCEEDED(seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning,
                                                                       nullptr, AM_SEEKING_NoPositioning));
     const HRESULT hr = m_taker->Expect(hasMoved ? 0 : m_at, type);
     FreeMediaType(type);
-    Check(hr, L"Cannot keep the media type of the pictures");
+    console::Check(hr, L"Cannot keep the media type of the pictures");
     return m_graph.Run(interrupt, progress, {m_taker->FoundEvent(), [this] { return !m_taker->HasFound(); }});
 }
 

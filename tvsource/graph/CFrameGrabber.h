@@ -12,7 +12,7 @@ class CFrameTaker;
 
 class CFrameGrabber final {
 public:
-    // `at`: from 0 on.  Throws CHostError: no memory.
+    // `at`: from 0 on.  Throws CCommandError: no memory.
     CFrameGrabber(CPlayGraph& graph, LONGLONG at);
     CFrameGrabber(const CFrameGrabber&) = delete;
     CFrameGrabber& operator=(const CFrameGrabber&) = delete;

@@ -3,8 +3,8 @@
 #include "TvFileSourceAsync.h"
 #include "base/ForeignCalls.h"
 #include "baseclasses/MediaTypeCopies.h"
+#include "console/CCommandError.h"
 #include "tvsource/graph/Pins.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/source/CMimeDictionary.h"
 
@@ -43,15 +43,16 @@ void HandleMessages() noexcept {
 }  // namespace
 
 CPlayGraph::CPlayGraph(CSourceFilter& source, bool countedSamples, IAsyncReader* reader) : m_source(source) {
-    Check(::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGraphBuilder), &m_graph),
-          L"Cannot create a filter graph");
-    Check(m_graph->AddFilter(source.Filter(), L"Source"), L"Cannot add the source filter to the graph");
+    console::Check(
+        ::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGraphBuilder), &m_graph),
+        L"Cannot create a filter graph");
+    console::Check(m_graph->AddFilter(source.Filter(), L"Source"), L"Cannot add the source filter to the graph");
     *m_counter.ReleaseAndGetAddressOf() =
         new CCountingPin(source.OutputPin(), reader ? reader : source.Reader(), source.Control().Get());
     // An older filter has only its own rule.
     ComPtr<ITavelSampleReferences> references;
     if (SUCCEEDED(source.OutputPin()->QueryInterface(__uuidof(ITavelSampleReferences), &references)))
-        Check(references->SetUncountedSamples(!countedSamples), L"Cannot tell the filter who counts samples");
+        console::Check(references->SetUncountedSamples(!countedSamples), L"Cannot tell the filter who counts samples");
 }
 
 CPlayGraph::~CPlayGraph() {
@@ -89,20 +90,21 @@ bool CPlayGraph::TryParsers(const Renderer& render) {
     }
     if (!second || m_isGivenUp)
         return false;
-    Check(ConnectParser(*second), L"The parser no longer takes the source");
+    console::Check(ConnectParser(*second), L"The parser no longer takes the source");
     return UseStreams(render) != Use::None;
 }
 
-CHostError CPlayGraph::Refusal() const {
-    CHostError error(m_counter->HasSoughtEnd() ? L"No parser takes the source: its format can't be played from its "
-                                                 L"start alone, and its end isn't known"
-                                               : L"No parser takes the source");
+console::CCommandError CPlayGraph::Refusal() const {
+    console::CCommandError error(m_counter->HasSoughtEnd()
+                                     ? L"No parser takes the source: its format can't be played from its "
+                                       L"start alone, and its end isn't known"
+                                     : L"No parser takes the source");
     if (!m_counter->HasSoughtEnd())
         static_cast<void>(std::move(error).Advise(RefusalAdvice(m_source)));
     for (const Attempt& attempt : m_attempts) {
         static_cast<void>(std::move(error).Detail(
             L"  " + attempt.parser + L": " +
-            (FAILED(attempt.result) ? ResultText(attempt.result) : L"no stream could be rendered")));
+            (FAILED(attempt.result) ? console::ResultText(attempt.result) : L"no stream could be rendered")));
         for (const ParserStream& stream : attempt.streams)
             static_cast<void>(std::move(error).Detail(L"    " + StreamText(stream)));
     }
@@ -177,30 +179,30 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress, c
     ComPtr<IMediaControl> control;
     ComPtr<IMediaEvent> events;
     ComPtr<IMediaSeeking> seeking;
-    Check(m_graph.As(&control), L"The graph has no IMediaControl");
+    console::Check(m_graph.As(&control), L"The graph has no IMediaControl");
     // By the identifier's name: not every compiler's headers tie one to this interface.
-    Check(m_graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(events.GetAddressOf())),
-          L"The graph has no IMediaEvent");
-    Check(m_graph.As(&seeking), L"The graph has no IMediaSeeking");
+    console::Check(m_graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(events.GetAddressOf())),
+                   L"The graph has no IMediaEvent");
+    console::Check(m_graph.As(&seeking), L"The graph has no IMediaSeeking");
     if (m_onlyNullRenderers) {
         // Nobody watches: without a clock the graph runs as fast as it can.
         ComPtr<IMediaFilter> filter;
-        Check(m_graph.As(&filter), L"The graph has no IMediaFilter");
-        Check(filter->SetSyncSource(nullptr), L"Cannot take the graph's clock away");
+        console::Check(m_graph.As(&filter), L"The graph has no IMediaFilter");
+        console::Check(filter->SetSyncSource(nullptr), L"Cannot take the graph's clock away");
     }
 
     OAEVENT eventHandle = 0;
-    Check(events->GetEventHandle(&eventHandle), L"The graph has no event handle");
+    console::Check(events->GetEventHandle(&eventHandle), L"The graph has no event handle");
     const HANDLE handles[] = {reinterpret_cast<HANDLE>(eventHandle), interrupt, attendant.signal};
     const DWORD count = attendant.signal ? 3 : 2;
-    Check(control->Run(), L"The graph does not run");
+    console::Check(control->Run(), L"The graph does not run");
 
     for (;;) {
         if (attendant.goesOn && !attendant.goesOn())
             return {Ending::Stopped, S_OK};
         const DWORD woken = ::MsgWaitForMultipleObjects(count, handles, FALSE, kProgressIntervalMs, QS_ALLINPUT);
         if (woken == WAIT_FAILED)
-            throw CHostError(L"Cannot wait for the graph", HRESULT_FROM_WIN32(::GetLastError()));
+            throw console::CCommandError(L"Cannot wait for the graph", HRESULT_FROM_WIN32(::GetLastError()));
         if (woken == WAIT_OBJECT_0 + 1)
             return {Ending::Interrupted, S_OK};
         HandleMessages();
@@ -247,7 +249,7 @@ void CPlayGraph::LearnDuration() {
 
 StreamType CPlayGraph::ConnectedType() const {
     AM_MEDIA_TYPE type{};
-    Check(m_counter->ConnectionMediaType(&type), L"Cannot ask for the media type of the connection");
+    console::Check(m_counter->ConnectionMediaType(&type), L"Cannot ask for the media type of the connection");
     FreeMediaType(type);
     return {type.majortype, type.subtype};
 }

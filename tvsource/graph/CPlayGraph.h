@@ -3,13 +3,13 @@
 // Threads: one, in the multithreaded apartment; the graph has its own.  Lifetime: must go before the source filter that
 // it was given. It then takes every filter out of the graph: filters that are still there when the process ends can
 // crash it, because the libraries behind them are unloaded in any order. Where a parser doesn't let go, for example
-// because one of its reads doesn't end, RunOrEndProcess ends the process.  Errors: CHostError.
+// because one of its reads doesn't end, RunOrEndProcess ends the process.  Errors: CCommandError.
 #pragma once
 
+#include "console/CCommandError.h"
 #include "tvsource/graph/CCountingPin.h"
 #include "tvsource/graph/Parsers.h"
 #include "tvsource/graph/StreamFormats.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/source/CSourceFilter.h"
 
 #include <windows.h>
@@ -81,7 +81,7 @@ public:
     };
     [[nodiscard]] const std::vector<Attempt>& Attempts() const noexcept { return m_attempts; }
     // With what each of them answered.
-    [[nodiscard]] CHostError Refusal() const;
+    [[nodiscard]] console::CCommandError Refusal() const;
 
     // From any thread: TryParsers is to end soon, without a read more. Reads of the source that wait end.
     void GiveUp() noexcept;

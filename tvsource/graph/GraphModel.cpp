@@ -3,9 +3,9 @@
 #include "base/ForeignCalls.h"
 #include "base/Utf8Text.h"
 #include "baseclasses/MediaTypeCopies.h"
+#include "console/Text.h"
 #include "tvsource/graph/ConnectionText.h"
 #include "tvsource/graph/Pins.h"
-#include "tvsource/report/Text.h"
 
 #include <wrl/client.h>
 
@@ -77,7 +77,7 @@ std::wstring TypeOf(IPin* pin) {
     AM_MEDIA_TYPE type{};
     if (FAILED(pin->ConnectionMediaType(&type)))
         return {};
-    std::wstring text = Printable(ConnectionText(type));
+    std::wstring text = console::Printable(ConnectionText(type));
     FreeMediaType(type);
     return text;
 }
@@ -107,9 +107,9 @@ std::vector<std::wstring> NamesOf(const std::vector<Pin>& pins) {
     return names;
 }
 
-std::vector<std::wstring> TextsOf(const Json& json) {
+std::vector<std::wstring> TextsOf(const console::Json& json) {
     std::vector<std::wstring> texts;
-    for (const Json& text : json)
+    for (const console::Json& text : json)
         texts.push_back(base::WideOfUtf8(text.get<std::string>()));
     return texts;
 }
@@ -138,26 +138,26 @@ GraphModel ReadGraph(IFilterGraph* graph) {
     return model;
 }
 
-Json JsonOfGraph(const GraphModel& graph) {
-    Json filters = Json::array(), links = Json::array();
+console::Json JsonOfGraph(const GraphModel& graph) {
+    console::Json filters = console::Json::array(), links = console::Json::array();
     for (const GraphFilter& filter : graph.filters)
-        filters.push_back({{"name", JsonText(filter.name)},
-                           {"inputs", JsonTexts(filter.inputs)},
-                           {"outputs", JsonTexts(filter.outputs)}});
+        filters.push_back({{"name", console::JsonText(filter.name)},
+                           {"inputs", console::JsonTexts(filter.inputs)},
+                           {"outputs", console::JsonTexts(filter.outputs)}});
     for (const GraphLink& link : graph.links)
         links.push_back({{"from", {{"filter", link.from}, {"output", link.output}}},
                          {"to", {{"filter", link.to}, {"input", link.input}}},
-                         {"type", JsonText(link.type)}});
+                         {"type", console::JsonText(link.type)}});
     return {{"filters", filters}, {"links", links}};
 }
 
-GraphModel GraphOfJson(const Json& json) {
+GraphModel GraphOfJson(const console::Json& json) {
     GraphModel graph;
-    for (const Json& filter : json.at("filters"))
+    for (const console::Json& filter : json.at("filters"))
         graph.filters.push_back({base::WideOfUtf8(filter.at("name").get<std::string>()), TextsOf(filter.at("inputs")),
                                  TextsOf(filter.at("outputs"))});
-    for (const Json& link : json.at("links")) {
-        const Json &from = link.at("from"), &to = link.at("to");
+    for (const console::Json& link : json.at("links")) {
+        const console::Json &from = link.at("from"), &to = link.at("to");
         graph.links.push_back({from.at("filter").get<std::size_t>(), from.at("output").get<std::size_t>(),
                                to.at("filter").get<std::size_t>(), to.at("input").get<std::size_t>(),
                                base::WideOfUtf8(link.at("type").get<std::string>())});

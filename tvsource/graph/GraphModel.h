@@ -3,7 +3,7 @@
 // Threads: as for plain values; ReadGraph as the graph.
 #pragma once
 
-#include "tvsource/report/Json.h"
+#include "console/Json.h"
 
 #include <windows.h>
 
@@ -38,9 +38,9 @@ struct GraphModel {
 
 // {"filters":[{"name":..,"inputs":[..],"outputs":[..]}],
 //  "links":[{"from":{"filter":0,"output":0},"to":{"filter":1,"input":0},"type":..}]}
-[[nodiscard]] Json JsonOfGraph(const GraphModel& graph);
+[[nodiscard]] console::Json JsonOfGraph(const GraphModel& graph);
 
 // Throws Json::exception: it isn't such an object, or an index stands for nothing.
-[[nodiscard]] GraphModel GraphOfJson(const Json& json);
+[[nodiscard]] GraphModel GraphOfJson(const console::Json& json);
 
 }  // namespace tvsource

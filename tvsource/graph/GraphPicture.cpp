@@ -1,8 +1,8 @@
 #include "tvsource/graph/GraphPicture.h"
 
 #include "base/Utf8Text.h"
-#include "tvsource/report/Markup.h"
-#include "tvsource/report/Text.h"
+#include "console/Markup.h"
+#include "console/Text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -190,7 +190,7 @@ std::string Text(int x, int y, const std::wstring& text, const char* more = "") 
     if (text.empty())
         return {};
     return "<text" + Number("x", x) + Number("y", y + kRow / 4) + Number("textLength", WidthOf(text)) + more +
-           " lengthAdjust=\"spacingAndGlyphs\">" + MarkupText(text) + "</text>\n";
+           " lengthAdjust=\"spacingAndGlyphs\">" + console::MarkupText(text) + "</text>\n";
 }
 
 std::string Dot(int x, int y) {
@@ -243,7 +243,7 @@ std::string SvgOfLink(const CLayout& layout, const GraphLink& link, std::optiona
 // In a label of Graphviz's, between quotation marks.
 std::string DotText(const std::wstring& text) {
     std::wstring escaped;
-    for (const wchar_t c : Printable(text)) {
+    for (const wchar_t c : console::Printable(text)) {
         if (c == L'&')
             escaped += L"&amp;";
         else
@@ -264,12 +264,13 @@ std::string DotPins(const std::vector<std::wstring>& pins, char kind) {
 
 GraphModel Harmless(GraphModel graph) {
     for (GraphFilter& filter : graph.filters) {
-        filter.name = Printable(filter.name);
+        filter.name = console::Printable(filter.name);
         for (auto* pins : {&filter.inputs, &filter.outputs})
-            std::transform(pins->begin(), pins->end(), pins->begin(), [](auto& name) { return Printable(name); });
+            std::transform(pins->begin(), pins->end(), pins->begin(),
+                           [](auto& name) { return console::Printable(name); });
     }
     for (GraphLink& link : graph.links)
-        link.type = Printable(link.type);
+        link.type = console::Printable(link.type);
     return graph;
 }
 
@@ -292,7 +293,7 @@ std::string DotOfGraph(const GraphModel& graph, const std::wstring& title) {
 
 std::string SvgOfGraph(const GraphModel& given, const std::wstring& title, SvgPlace place) {
     const GraphModel graph = Harmless(given);
-    const std::vector<std::wstring> lines = LinesOf(Printable(title));
+    const std::vector<std::wstring> lines = LinesOf(console::Printable(title));
     const CLayout layout(graph, kMargin + kRow * static_cast<int>(lines.size()) + kPad);
     int width = layout.Width();
     for (const std::wstring& line : lines)
@@ -302,7 +303,7 @@ std::string SvgOfGraph(const GraphModel& given, const std::wstring& title, SvgPl
                       Number("width", width) + Number("height", layout.Height()) +
                       " role=\"img\" font-family=\"Consolas, 'DejaVu Sans Mono', monospace\" font-size=\"13\""
                       " fill=\"currentColor\">\n<title>" +
-                      MarkupText(Printable(title)) + "</title>\n";
+                      console::MarkupText(console::Printable(title)) + "</title>\n";
     if (place == SvgPlace::File)
         svg = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + svg +
               "<style>svg { color: #222; background: #fff } "

@@ -1,8 +1,8 @@
 #include "tvsource/graph/Pins.h"
 
 #include "base/ForeignCalls.h"
-#include "tvsource/report/CHostError.h"
-#include "tvsource/report/Text.h"
+#include "console/CCommandError.h"
+#include "console/Text.h"
 
 #include <cwchar>
 
@@ -14,7 +14,7 @@ namespace {
 
 template <std::size_t Size>
 std::wstring TextOf(const wchar_t (&text)[Size]) {
-    return Printable({text, ::wcsnlen(text, Size)});
+    return console::Printable({text, ::wcsnlen(text, Size)});
 }
 
 }  // namespace
@@ -22,7 +22,7 @@ std::wstring TextOf(const wchar_t (&text)[Size]) {
 std::vector<ComPtr<IPin>> PinsOf(IBaseFilter* filter, PIN_DIRECTION wanted) {
     std::vector<ComPtr<IPin>> pins;
     ComPtr<IEnumPins> enumerator;
-    Check(base::Receive(enumerator, filter, &IBaseFilter::EnumPins), L"Cannot ask a filter for its pins");
+    console::Check(base::Receive(enumerator, filter, &IBaseFilter::EnumPins), L"Cannot ask a filter for its pins");
     ComPtr<IPin> pin;
     for (std::size_t i = 0; i < kMostPins && enumerator->Next(1, &pin, nullptr) == S_OK && pin; ++i) {
         PIN_DIRECTION direction{};

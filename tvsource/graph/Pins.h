@@ -15,7 +15,7 @@ namespace tvsource {
 // More than any graph has, and any filter. An enumerator of a stranger may never end, and filters may be in a ring.
 inline constexpr std::size_t kMostFilters = 1000, kMostPins = 1000;
 
-// Throws CHostError when the filter doesn't tell.
+// Throws CCommandError when the filter doesn't tell.
 [[nodiscard]] std::vector<Microsoft::WRL::ComPtr<IPin>> PinsOf(IBaseFilter* filter, PIN_DIRECTION wanted);
 
 // Null: the pin is connected to none.

@@ -5,7 +5,7 @@
 
 namespace tvsource {
 
-// The bytes of the file. Errors: CHostError.
+// The bytes of the file. Errors: CCommandError.
 [[nodiscard]] std::vector<BYTE> PngOf(const Picture& picture);
 
 }  // namespace tvsource

@@ -2,7 +2,7 @@
 
 #include "base/ForeignCalls.h"
 #include "base/FormatText.h"
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 #include "tvsource/source/MediaTypes.h"
 
 #include <amvideo.h>
@@ -164,12 +164,12 @@ const char* KindName(StreamKind kind) {
 }
 
 template <class Value>
-Json JsonOr(const std::optional<Value>& value) {
-    return value ? Json(*value) : Json();
+console::Json JsonOr(const std::optional<Value>& value) {
+    return value ? console::Json(*value) : console::Json();
 }
 
-Json JsonTextOr(const std::wstring& text) {
-    return text.empty() ? Json() : JsonText(text);
+console::Json JsonTextOr(const std::wstring& text) {
+    return text.empty() ? console::Json() : console::JsonText(text);
 }
 
 }  // namespace
@@ -225,17 +225,17 @@ std::wstring StreamText(const ParserStream& stream) {
     std::wstring text = stream.pin + L" (" + FormatText(stream.format) + L")";
     for (const std::wstring& filter : stream.route)
         text += L" -> " + filter;
-    return FAILED(stream.result) ? text + L" left out: " + ResultText(stream.result) : text;
+    return FAILED(stream.result) ? text + L" left out: " + console::ResultText(stream.result) : text;
 }
 
-Json JsonStream(const ParserStream& stream) {
+console::Json JsonStream(const ParserStream& stream) {
     const StreamFormat& format = stream.format;
-    Json object{{"pin", JsonText(stream.pin)},
-                {"kind", KindName(format.kind)},
-                {"major", JsonText(GuidText(format.major))},
-                {"subtype", JsonText(GuidText(format.subtype))},
-                {"codecCode", JsonTextOr(format.code)},
-                {"codec", JsonTextOr(format.codec)}};
+    console::Json object{{"pin", console::JsonText(stream.pin)},
+                         {"kind", KindName(format.kind)},
+                         {"major", console::JsonText(GuidText(format.major))},
+                         {"subtype", console::JsonText(GuidText(format.subtype))},
+                         {"codecCode", JsonTextOr(format.code)},
+                         {"codec", JsonTextOr(format.codec)}};
     if (format.kind == StreamKind::Video) {
         object["width"] = JsonOr(format.width);
         object["height"] = JsonOr(format.height);
@@ -245,14 +245,14 @@ Json JsonStream(const ParserStream& stream) {
         object["channels"] = JsonOr(format.channels);
     }
     object["bits"] = JsonOr(format.bits);
-    object["route"] = JsonTexts(stream.route);
+    object["route"] = console::JsonTexts(stream.route);
     if (FAILED(stream.result))
-        object["code"] = JsonText(CodeText(stream.result));
+        object["code"] = console::JsonText(console::CodeText(stream.result));
     return object;
 }
 
-Json JsonStreams(const std::vector<ParserStream>& streams) {
-    Json array = Json::array();
+console::Json JsonStreams(const std::vector<ParserStream>& streams) {
+    console::Json array = console::Json::array();
     for (const ParserStream& stream : streams)
         array.push_back(JsonStream(stream));
     return array;

@@ -1,7 +1,7 @@
 // What a parser says of the streams that it found: taken from their media types, and told as text and as JSON.
 #pragma once
 
-#include "tvsource/report/Json.h"
+#include "console/Json.h"
 
 #include <windows.h>
 
@@ -54,7 +54,7 @@ struct ParserStream {
 
 // "pin", "kind", "major", "subtype", "codecCode", "codec"; of a picture "width", "height", "frameRate"; of sound
 // "sampleRate", "channels"; "bits"; "route". What isn't known is null. A stream that goes nowhere has "code", too.
-[[nodiscard]] Json JsonStream(const ParserStream& stream);
-[[nodiscard]] Json JsonStreams(const std::vector<ParserStream>& streams);
+[[nodiscard]] console::Json JsonStream(const ParserStream& stream);
+[[nodiscard]] console::Json JsonStreams(const std::vector<ParserStream>& streams);
 
 }  // namespace tvsource

@@ -63,7 +63,7 @@ void Search(CPlayGraph& graph, const SearchLimits& limits, const std::function<v
         ::SetEvent(done.Get());
     };
     if (!done || queue.Post(run) == 0)
-        throw CHostError(L"Cannot start a thread");
+        throw console::CCommandError(L"Cannot start a thread");
     for (CReadWatch watch(limits); ::WaitForSingleObject(done.Get(), kLookMs) == WAIT_TIMEOUT;) {
         if (watch.IsHopeless(graph.Reads())) {
             graph.GiveUp();

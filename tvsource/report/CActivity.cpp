@@ -1,6 +1,6 @@
 #include "tvsource/report/CActivity.h"
 
-#include "tvsource/report/CConsole.h"
+#include "console/CConsole.h"
 #include "tvsource/report/CProgressLine.h"
 
 namespace tvsource {
@@ -12,7 +12,7 @@ constexpr DWORD kLimitMs = 5000;
 
 void Tell(const std::wstring& message) {
     CProgressLine::Wipe();
-    Complain(L"tvsource: " + message + L"\n");
+    console::Complain(L"tvsource: " + message + L"\n");
 }
 
 }  // namespace

@@ -2,22 +2,22 @@
 
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
-#include "tvsource/report/Markup.h"
+#include "console/Markup.h"
 
 namespace tvsource {
 
 namespace {
 
 std::string CaseText(const CaseReport& report, const std::string& source) {
-    std::string text = "    <testcase classname=\"" + source + "\" name=\"" + MarkupText(report.command) +
+    std::string text = "    <testcase classname=\"" + source + "\" name=\"" + console::MarkupText(report.command) +
                        "\" time=\"" + base::Utf8OfWide(base::FormatText(L"%.3f", report.seconds)) + "\">\n";
     if (!report.passed) {
-        const std::string kind = report.isError ? "error" : "failure", words = MarkupText(report.words);
-        text += "      <" + kind + " type=\"" + MarkupText(report.kind) + "\" message=\"" + words + "\">" + words +
-                "</" + kind + ">\n";
+        const std::string kind = report.isError ? "error" : "failure", words = console::MarkupText(report.words);
+        text += "      <" + kind + " type=\"" + console::MarkupText(report.kind) + "\" message=\"" + words + "\">" +
+                words + "</" + kind + ">\n";
     }
     if (!report.errorOutput.empty())
-        text += "      <system-err>" + MarkupText(report.errorOutput) + "</system-err>\n";
+        text += "      <system-err>" + console::MarkupText(report.errorOutput) + "</system-err>\n";
     return text + "    </testcase>\n";
 }
 
@@ -29,7 +29,7 @@ std::string CJUnit::Attributes(const Counts& counts, double seconds) {
 }
 
 void CJUnit::Add(const SourceReport& report) {
-    const std::string source = MarkupText(report.source);
+    const std::string source = console::MarkupText(report.source);
     Counts counts;
     double seconds = 0;
     std::string cases;

@@ -2,7 +2,7 @@
 
 #include "base/CSlimLock.h"
 #include "base/FormatText.h"
-#include "tvsource/report/CConsole.h"
+#include "console/CConsole.h"
 #include "tvsource/report/NetworkText.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ size_t g_width = 0;      // of what stands there
 
 void WipeLocked() {
     if (g_width > 0)
-        Complain(L"\r" + std::wstring(g_width, L' ') + L"\r");
+        console::Complain(L"\r" + std::wstring(g_width, L' ') + L"\r");
     g_width = 0;
 }
 
@@ -29,7 +29,7 @@ void Draw(std::wstring line) {
     const size_t width = line.size();
     line.resize(std::max(width, g_width), L' ');
     g_width = width;
-    Complain(L"\r" + line);
+    console::Complain(L"\r" + line);
 }
 
 std::wstring Bar(ULONGLONG done, ULONGLONG total) {

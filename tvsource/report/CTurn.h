@@ -9,8 +9,8 @@
 // Threads: one.  Lifetime: one source; one object at a time.
 #pragma once
 
-#include "tvsource/report/CHostError.h"
-#include "tvsource/report/Json.h"
+#include "console/CCommandError.h"
+#include "console/Json.h"
 
 #include <functional>
 #include <string>
@@ -66,7 +66,7 @@ public:
     void Wait(const char* step, const std::wstring& words, const std::function<void()>& work);
 
     // What is found out, for --json.
-    [[nodiscard]] Json& Fields() noexcept { return m_fields; }
+    [[nodiscard]] console::Json& Fields() noexcept { return m_fields; }
     // The same, for people; it is printed by Tell, in one piece.
     void Line(std::wstring_view line) { m_text.append(line) += L'\n'; }
 
@@ -75,13 +75,13 @@ public:
 
     // A failure that doesn't keep the turn from going on: reported at once to people, and in Tell's object ("error",
     // the first one).
-    void Fail(const CHostError& error);
+    void Fail(const console::CCommandError& error);
 
     // The same, but people hear of it behind all lines, at the end of the turn.
-    void FailLater(const CHostError& error);
+    void FailLater(const console::CCommandError& error);
 
     // The same, but only the exit code and the object have it: the lines say it already.
-    void FailSilently(const CHostError& error);
+    void FailSilently(const console::CCommandError& error);
 
     // Failures begin with the source, also those that name it themselves: where there are many, the name is to be seen
     // at once.
@@ -107,14 +107,14 @@ private:
     const ReportOptions m_options;
     std::wstring m_source;
     const char* m_step = step::kArguments;
-    Json m_fields;
+    console::Json m_fields;
     std::wstring m_text;
-    std::vector<CHostError> m_later;
+    std::vector<console::CCommandError> m_later;
     bool m_isNamed = false;
     int m_exitCode = 0;
 };
 
 // The error object of a failure.
-[[nodiscard]] Json ErrorObject(const char* step, const CHostError& error);
+[[nodiscard]] console::Json ErrorObject(const char* step, const console::CCommandError& error);
 
 }  // namespace tvsource

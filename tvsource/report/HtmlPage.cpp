@@ -2,7 +2,7 @@
 
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
-#include "tvsource/report/Markup.h"
+#include "console/Markup.h"
 
 #include <windows.h>
 
@@ -45,7 +45,7 @@ std::string CaseCell(const SourceReport& report, std::string_view command) {
 std::string Streams(const SourceReport& report) {
     std::string text;
     for (const std::wstring& stream : report.streams)
-        text += (text.empty() ? "" : "<br/>") + MarkupText(stream);
+        text += (text.empty() ? "" : "<br/>") + console::MarkupText(stream);
     return "<td>" + text + "</td>";
 }
 
@@ -53,7 +53,8 @@ std::string Failures(const SourceReport& report) {
     std::string text;
     for (const CaseReport& one : report.cases) {
         if (!one.passed)
-            text += "<p class=\"words\"><b>" + MarkupText(one.command) + "</b> " + MarkupText(one.words) + "</p>";
+            text += "<p class=\"words\"><b>" + console::MarkupText(one.command) + "</b> " +
+                    console::MarkupText(one.words) + "</p>";
     }
     return text;
 }
@@ -74,7 +75,7 @@ std::string_view PageEnd() {
 std::string PageRow(const SourceReport& report) {
     const char* const result = report.HasPassed() ? "passed" : "failed";
     std::string row = "<tbody class=\"" + std::string(result) + "\"><tr><th scope=\"row\">" +
-                      MarkupText(report.source) + "</th><td class=\"" + result + "\">" + result + "</td>";
+                      console::MarkupText(report.source) + "</th><td class=\"" + result + "\">" + result + "</td>";
     for (const char* command : {"info", "verify", "play"})
         row += CaseCell(report, command);
     row += NumberCell(report.duration, L"%.2f s") + Streams(report) + NumberCell(report.reads, L"%.0f") +

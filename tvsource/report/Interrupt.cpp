@@ -1,7 +1,7 @@
 #include "tvsource/report/Interrupt.h"
 
+#include "console/CConsole.h"
 #include "threading/CCallQueue.h"
-#include "tvsource/report/CConsole.h"
 #include "tvsource/report/CProgressLine.h"
 
 #include <atomic>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr DWORD kStepLimitMs = 5000;
 
-std::function<void(const CHostError&)> g_say;
+std::function<void(const console::CCommandError&)> g_say;
 std::atomic<HANDLE> g_event{nullptr};  // never closed: the handler may run to the very end
 std::atomic<DWORD> g_graceMs{0};
 
@@ -42,13 +42,13 @@ void EndOnInterrupt() {
 HANDLE InterruptEvent(DWORD graceMs) {
     const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (!event)
-        throw CHostError(L"Cannot create an event", HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot create an event", HRESULT_FROM_WIN32(::GetLastError()));
     g_graceMs = graceMs;
     g_event = event;
     return event;
 }
 
-void SetLastWords(std::function<void(const CHostError&)> say) {
+void SetLastWords(std::function<void(const console::CCommandError&)> say) {
     g_say = std::move(say);
 }
 
@@ -68,13 +68,13 @@ void RunOrEndProcess(const std::function<void()>& step) {
     static std::atomic_flag isEnding;
     if (isEnding.test_and_set())
         ::Sleep(INFINITE);  // another thread says it, and ends the process
-    const CHostError error(L"a read of the source does not end; the program ends without it");
+    const console::CCommandError error(L"a read of the source does not end; the program ends without it");
     try {
         if (g_say)
             g_say(error);
         else
-            Complain(L"tvsource: " + error.Text() + L"\n");
-    } catch (const COutputError&) {
+            console::Complain(L"tvsource: " + error.Text() + L"\n");
+    } catch (const console::COutputError&) {
         // Nobody hears it.
     }
     EndProcess(1);

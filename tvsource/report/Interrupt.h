@@ -4,7 +4,7 @@
 // Threads: the main thread; RunOrEndProcess: any.
 #pragma once
 
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include <windows.h>
 
@@ -29,6 +29,6 @@ void RunOrEndProcess(const std::function<void()>& step);
 
 // Who says the last words, in place of a line on standard error. Empty: nobody else. Called on the thread of
 // RunOrEndProcess, once.
-void SetLastWords(std::function<void(const CHostError& error)> say);
+void SetLastWords(std::function<void(const console::CCommandError& error)> say);
 
 }  // namespace tvsource

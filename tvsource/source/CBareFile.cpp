@@ -1,14 +1,14 @@
 #include "tvsource/source/CBareFile.h"
 
 #include "base/LongPath.h"
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 namespace tvsource {
 
 namespace {
 
 [[noreturn]] void ThrowLastError(const wchar_t* words) {
-    throw CHostError(words, HRESULT_FROM_WIN32(::GetLastError()));
+    throw console::CCommandError(words, HRESULT_FROM_WIN32(::GetLastError()));
 }
 
 }  // namespace

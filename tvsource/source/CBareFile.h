@@ -1,6 +1,6 @@
 // A local file as the system reads it, beside what a source makes of it.
 //
-// Threads: one.  Errors: CHostError.
+// Threads: one.  Errors: CCommandError.
 #pragma once
 
 #include "base/CAutoDestructor.h"

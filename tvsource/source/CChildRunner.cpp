@@ -1,6 +1,6 @@
 #include "tvsource/source/CChildRunner.h"
 
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include <algorithm>
 #include <array>
@@ -68,7 +68,7 @@ CChildRunner::CChildRunner(HANDLE interrupt) : m_interrupt(interrupt), m_job(::C
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
     limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
     if (!m_job || !::SetInformationJobObject(m_job.Get(), JobObjectExtendedLimitInformation, &limits, sizeof limits))
-        throw CHostError(L"Cannot create a job for processes", HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot create a job for processes", HRESULT_FROM_WIN32(::GetLastError()));
     // Children inherit it: one that crashes ends, and no box waits for somebody.
     ::SetErrorMode(::GetErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
 }

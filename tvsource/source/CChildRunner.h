@@ -34,7 +34,7 @@ class CChildRunner final {
 public:
     static constexpr std::size_t kMostOut = 1 << 20, kMostErr = 1 << 14;
 
-    // `interrupt`: an event that ends all that run. It must outlive this object.  Throws CHostError.
+    // `interrupt`: an event that ends all that run. It must outlive this object.  Throws CCommandError.
     explicit CChildRunner(HANDLE interrupt);
 
     // `words`: the path of the program, and its arguments, which may be any text.

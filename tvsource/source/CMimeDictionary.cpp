@@ -1,8 +1,8 @@
 #include "tvsource/source/CMimeDictionary.h"
 
 #include "base/ModuleFolder.h"
-#include "tvsource/report/CHostError.h"
-#include "tvsource/report/Text.h"
+#include "console/CCommandError.h"
+#include "console/Text.h"
 
 namespace tvsource {
 
@@ -18,13 +18,13 @@ CMimeDictionary::Answer AnswerOf(std::vector<std::wstring> types, HRESULT result
 
 CMimeDictionary::CMimeDictionary(const std::wstring& folder) : m_library(folder), m_dictionary(m_library.Dictionary()) {
     if (!m_library.IsLoaded() && m_library.Failure() == mime::CMimeLibrary::kNotThere)
-        throw CHostError(std::wstring(kTvMetadataLibrary) + L" was not found")
+        throw console::CCommandError(std::wstring(kTvMetadataLibrary) + L" was not found")
             .Advise(L"the MIME dictionary belongs into " +
-                    Printable(folder.empty() ? base::OwnModuleFolder() : folder));
+                    console::Printable(folder.empty() ? base::OwnModuleFolder() : folder));
     if (!m_library.IsLoaded())
-        throw CHostError(L"Cannot load " + std::wstring(kTvMetadataLibrary), m_library.Failure());
+        throw console::CCommandError(L"Cannot load " + std::wstring(kTvMetadataLibrary), m_library.Failure());
     if (!m_dictionary)
-        throw CHostError(std::wstring(kTvMetadataLibrary) + L" has no dictionary");
+        throw console::CCommandError(std::wstring(kTvMetadataLibrary) + L" has no dictionary");
 }
 
 CMimeDictionary::Answer CMimeDictionary::Detect(IStream* content) const {
@@ -36,7 +36,7 @@ CMimeDictionary::Answer CMimeDictionary::Detect(IStream* content) const {
 CMimeDictionary::Answer CMimeDictionary::Explain(IStream* content) const {
     const auto explain = m_library.Export<ExplainMimeTypesFn>(kExplainMimeTypesExport);
     if (!explain)
-        throw CHostError(std::wstring(L"this ") + kTvMetadataLibrary + L" gives no explanations");
+        throw console::CCommandError(std::wstring(L"this ") + kTvMetadataLibrary + L" gives no explanations");
     HRESULT result = S_OK;
     IMimeTypeList* lines = nullptr;
     IMimeTypeList* const types = explain(content, &lines, &result);
@@ -46,11 +46,12 @@ CMimeDictionary::Answer CMimeDictionary::Explain(IStream* content) const {
     return answer;
 }
 
-std::optional<CHostError> DetectionFault(HRESULT result) {
+std::optional<console::CCommandError> DetectionFault(HRESULT result) {
     if (FAILED(result))
-        return CHostError(L"Cannot read it", result);
-    return result == S_FALSE ? std::optional(CHostError(L"the source is slow: only what came in time was judged"))
-                             : std::nullopt;
+        return console::CCommandError(L"Cannot read it", result);
+    return result == S_FALSE
+               ? std::optional(console::CCommandError(L"the source is slow: only what came in time was judged"))
+               : std::nullopt;
 }
 
 std::wstring WhyNoType(const CSourceFilter& source) {
@@ -59,7 +60,7 @@ std::wstring WhyNoType(const CSourceFilter& source) {
             return fault->Text();
         const CMimeDictionary present(source.Folder());  // without it the filter can't look at the content at all
         return L"the content is of no known type";
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         return error.Text();
     }
 }

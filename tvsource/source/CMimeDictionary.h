@@ -1,10 +1,10 @@
 // The MIME dictionary as a host meets it: "TvMetadata.dll", loaded for as long as the object lives.
 //
-// Threads: any.  Errors: CHostError.
+// Threads: any.  Errors: CCommandError.
 #pragma once
 
+#include "console/CCommandError.h"
 #include "mime/CMimeLibrary.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/source/CSourceFilter.h"
 
 #include <optional>
@@ -36,7 +36,7 @@ private:
 };
 
 // What went wrong while the content was looked at; `result` is detection's result. Empty: nothing went wrong.
-[[nodiscard]] std::optional<CHostError> DetectionFault(HRESULT result);
+[[nodiscard]] std::optional<console::CCommandError> DetectionFault(HRESULT result);
 
 // Why the filter found no type for its source.
 [[nodiscard]] std::wstring WhyNoType(const CSourceFilter& source);

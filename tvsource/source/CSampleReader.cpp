@@ -2,7 +2,7 @@
 
 #include "base/FormatText.h"
 #include "baseclasses/SampleTimes.h"
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include <algorithm>
 #include <limits>
@@ -18,10 +18,11 @@ constexpr LONGLONG kMaxPosition =
 
 CSampleReader::CSampleReader(const CSourceFilter& source) : m_source(source), m_length(source.SourceLength()) {
     ALLOCATOR_PROPERTIES properties{1, kBlockBytes, 1, 0};
-    Check(source.Reader()->RequestAllocator(nullptr, &properties, &m_allocator), L"The pin gives no allocator");
-    Check(m_allocator->Commit(), L"The allocator has no memory");
-    Check(m_allocator->GetBuffer(&m_sample, nullptr, nullptr, 0), L"The allocator gives no buffer");
-    Check(m_sample->GetPointer(&m_data), L"The buffer has no memory");
+    console::Check(source.Reader()->RequestAllocator(nullptr, &properties, &m_allocator),
+                   L"The pin gives no allocator");
+    console::Check(m_allocator->Commit(), L"The allocator has no memory");
+    console::Check(m_allocator->GetBuffer(&m_sample, nullptr, nullptr, 0), L"The allocator gives no buffer");
+    console::Check(m_sample->GetPointer(&m_data), L"The buffer has no memory");
 }
 
 CSampleReader::~CSampleReader() {
@@ -40,11 +41,12 @@ std::span<const BYTE> CSampleReader::Read(LONGLONG position, LONGLONG length) {
 
 LONG CSampleReader::ReadOnce(LONGLONG position, LONG length) {
     if (position > kMaxPosition)
-        throw CHostError(base::FormatText(L"Position %I64d is more than a media sample can carry", position));
+        throw console::CCommandError(
+            base::FormatText(L"Position %I64d is more than a media sample can carry", position));
     REFERENCE_TIME start = position * kSampleTimeUnitsPerByte;
     REFERENCE_TIME stop = (position + length) * kSampleTimeUnitsPerByte;
-    Check(m_sample->SetTime(&start, &stop), L"The buffer takes no position");
-    Check(m_source.Reader()->SyncReadAligned(m_sample.Get()), L"Cannot read");
+    console::Check(m_sample->SetTime(&start, &stop), L"The buffer takes no position");
+    console::Check(m_source.Reader()->SyncReadAligned(m_sample.Get()), L"Cannot read");
     return m_sample->GetActualDataLength();
 }
 
@@ -57,7 +59,7 @@ bool CSampleReader::GoesOn(LONGLONG position) const {
         return hr == S_OK;
     const std::wstring words = base::FormatText(L"The source could not be read beyond byte %I64d", position) +
                                (m_length.estimated ? L"" : base::FormatText(L" of %I64d", m_length.total));
-    throw FAILED(hr) ? CHostError(words, hr) : CHostError(words);
+    throw FAILED(hr) ? console::CCommandError(words, hr) : console::CCommandError(words);
 }
 
 }  // namespace tvsource

@@ -1,7 +1,7 @@
 // Reads a source through the pin as a parser does, in blocks. It takes media samples: a sample says how many bytes
 // came, which the plain SyncRead does not.
 //
-// Threads: one.  Lifetime: must go before the source.  Errors: CHostError.
+// Threads: one.  Lifetime: must go before the source.  Errors: CCommandError.
 #pragma once
 
 #include "tvsource/source/CSourceFilter.h"

@@ -1,6 +1,6 @@
 #include "tvsource/source/CSha256.h"
 
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include <limits>
 
@@ -10,7 +10,7 @@ namespace {
 
 void CheckStatus(NTSTATUS status) {
     if (status < 0)
-        throw CHostError(L"Cannot make a hash", HRESULT_FROM_NT(status));
+        throw console::CCommandError(L"Cannot make a hash", HRESULT_FROM_NT(status));
 }
 
 // Opened once, and never closed: other threads may hash to the very end.

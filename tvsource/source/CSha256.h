@@ -1,6 +1,6 @@
 // SHA-256 by the platform's BCrypt.
 //
-// Threads: one at a time.  Errors: CHostError.
+// Threads: one at a time.  Errors: CCommandError.
 #pragma once
 
 #include "base/CAutoDestructor.h"

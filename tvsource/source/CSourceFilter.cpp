@@ -7,8 +7,8 @@
 #include "base/LongPath.h"
 #include "base/ModuleFolder.h"
 #include "baseclasses/MediaTypeCopies.h"
+#include "console/CCommandError.h"
 #include "framework/streams/TKFCreateStreamFromUri.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/source/Registration.h"
 #include "tvsource/source/SourceName.h"
 
@@ -27,7 +27,7 @@ template <class T>
 ComPtr<T> Ask(IUnknown* object, const wchar_t* interfaceName) {
     ComPtr<T> result;
     if (const HRESULT hr = base::QueryFor(*object, result.GetAddressOf()); FAILED(hr))
-        throw CHostError(std::wstring(L"The filter has no ") + interfaceName, hr);
+        throw console::CCommandError(std::wstring(L"The filter has no ") + interfaceName, hr);
     return result;
 }
 
@@ -50,15 +50,15 @@ CSourceFilter::CSourceFilter(const std::wstring& library) {
         const HRESULT hr = ::CoCreateInstance(CLSID_TvFileSourceAsync, nullptr, CLSCTX_INPROC_SERVER,
                                               __uuidof(IBaseFilter), &m_filter);
         if (hr == REGDB_E_CLASSNOTREG)
-            throw CHostError(L"The filter is not registered", hr)
+            throw console::CCommandError(L"The filter is not registered", hr)
                 .Advise(RegisteringCommand(L"TvFileSourceAsync.dll") + L" registers it, --dll does without");
-        Check(hr, L"Cannot create the filter");
+        console::Check(hr, L"Cannot create the filter");
     }
 
     ComPtr<IEnumPins> pins;
-    Check(base::Receive(pins, m_filter.Get(), &IBaseFilter::EnumPins), L"Cannot ask the filter for its pins");
+    console::Check(base::Receive(pins, m_filter.Get(), &IBaseFilter::EnumPins), L"Cannot ask the filter for its pins");
     if (pins->Next(1, &m_pin, nullptr) != S_OK)
-        throw CHostError(L"The filter has no output pin");
+        throw console::CCommandError(L"The filter has no output pin");
     m_reader = Ask<IAsyncReader>(m_pin.Get(), L"IAsyncReader on its pin");
 }
 
@@ -66,20 +66,21 @@ CSourceFilter::CSourceFilter(const std::wstring& library) {
 void CSourceFilter::CreateFrom(const std::wstring& library) {
     m_library = base::LateLoad(library.c_str());
     if (!m_library)
-        throw CHostError(L"Cannot load the library " + ShownName(library), HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot load the library " + ShownName(library),
+                                     HRESULT_FROM_WIN32(::GetLastError()));
 
     const auto getClassObject = base::ExportOf<DllGetClassObjectFn>(m_library, "DllGetClassObject");
     if (!getClassObject)
-        throw CHostError(ShownName(library) + L" is no COM library: it has no DllGetClassObject");
+        throw console::CCommandError(ShownName(library) + L" is no COM library: it has no DllGetClassObject");
 
     ComPtr<IClassFactory> factory;
     HRESULT hr = getClassObject(CLSID_TvFileSourceAsync, __uuidof(IClassFactory),
                                 reinterpret_cast<void**>(factory.GetAddressOf()));
     if (FAILED(hr))
-        throw CHostError(ShownName(library) + L" does not have the filter's class", hr);
+        throw console::CCommandError(ShownName(library) + L" does not have the filter's class", hr);
     hr = factory->CreateInstance(nullptr, __uuidof(IBaseFilter), &m_filter);
     if (FAILED(hr))
-        throw CHostError(L"The class factory of " + ShownName(library) + L" cannot make the filter", hr);
+        throw console::CCommandError(L"The class factory of " + ShownName(library) + L" cannot make the filter", hr);
 }
 
 void CSourceFilter::Load(const std::wstring& name, const std::optional<GUID>& subtype, const LayerOptions& options) {
@@ -110,7 +111,7 @@ void CSourceFilter::LoadWith(const framework::CParsedName& name, const AM_MEDIA_
         throw WhyNotOpened(L"Cannot open " + ShownName(name), name, FILE_SHARE_READ, hr);
     hr = Ask<ITavelIStreamFileSource>(m_filter.Get(), L"ITavelIStreamFileSource")->OpenStream(stream.Get(), type);
     if (FAILED(hr))
-        throw CHostError(L"The filter does not take " + ShownName(name), hr);
+        throw console::CCommandError(L"The filter does not take " + ShownName(name), hr);
 }
 
 std::optional<HRESULT> CSourceFilter::DetectionResult() const {
@@ -153,13 +154,15 @@ void CSourceFilter::ReadAgain() const {
 }
 
 void CSourceFilter::EnableDataFlow() {
-    Check(Ask<IDataFlowControl>(m_filter.Get(), L"IDataFlowControl")->EnableDataFlow(), L"Cannot enable the data flow");
+    console::Check(Ask<IDataFlowControl>(m_filter.Get(), L"IDataFlowControl")->EnableDataFlow(),
+                   L"Cannot enable the data flow");
 }
 
 std::vector<StreamType> CSourceFilter::OfferedTypes() const {
     std::vector<StreamType> types;
     ComPtr<IEnumMediaTypes> enumerator;
-    Check(base::Receive(enumerator, m_pin.Get(), &IPin::EnumMediaTypes), L"Cannot ask the pin for its media types");
+    console::Check(base::Receive(enumerator, m_pin.Get(), &IPin::EnumMediaTypes),
+                   L"Cannot ask the pin for its media types");
     AM_MEDIA_TYPE* next = nullptr;
     while (enumerator->Next(1, &next, nullptr) == S_OK) {
         const MediaTypePtr owned(next);
@@ -172,7 +175,7 @@ CSourceFilter::Length CSourceFilter::SourceLength() const {
     LONGLONG total = 0;
     LONGLONG available = 0;
     const HRESULT hr = m_reader->Length(&total, &available);
-    Check(hr, L"Cannot ask for the length of the source");
+    console::Check(hr, L"Cannot ask for the length of the source");
     return {total, hr == VFW_S_ESTIMATED};
 }
 
@@ -206,8 +209,8 @@ std::wstring CSourceFilter::Folder() const {
 CSourceFilter::CurrentFile CSourceFilter::Current() const {
     AM_MEDIA_TYPE type{};
     base::CTaskMem<OLECHAR> name;
-    Check(Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->GetCurFile(name.Put(), &type),
-          L"Cannot ask the filter for its current file");
+    console::Check(Ask<IFileSourceFilter>(m_filter.Get(), L"IFileSourceFilter")->GetCurFile(name.Put(), &type),
+                   L"Cannot ask the filter for its current file");
     const StreamType loaded{type.majortype, type.subtype};
     FreeMediaType(type);
     return {name.Get(), loaded};

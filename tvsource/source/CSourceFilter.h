@@ -13,7 +13,7 @@
 // flow first.
 //
 // Threads: one, in the multithreaded apartment.  Lifetime: the library of the filter stays loaded until this object
-// goes; whoever keeps interfaces of the filter must release them before.  Errors: CHostError.
+// goes; whoever keeps interfaces of the filter must release them before.  Errors: CCommandError.
 #pragma once
 
 #include "TKDataServices.h"

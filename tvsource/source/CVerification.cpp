@@ -1,7 +1,7 @@
 #include "tvsource/source/CVerification.h"
 
 #include "base/FormatText.h"
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include <algorithm>
 #include <numeric>
@@ -95,13 +95,13 @@ void CVerification::ReadPiece(LONGLONG position, std::span<BYTE> bytes) {
     if (bytes.empty())
         return;
     const HRESULT hr = m_source.Reader()->SyncRead(position, static_cast<LONG>(bytes.size()), bytes.data());
-    Check(hr, L"Cannot read");
+    console::Check(hr, L"Cannot read");
     if (hr == S_OK)
         return;
     const std::wstring words =
         base::FormatText(L"A read of %I64u bytes at %I64d came short", static_cast<ULONGLONG>(bytes.size()), position);
     const HRESULT why = m_source.TryByteAt(position);
-    throw FAILED(why) ? CHostError(words, why) : CHostError(words);
+    throw FAILED(why) ? console::CCommandError(words, why) : console::CCommandError(words);
 }
 
 void CVerification::Compare(Way way, LONGLONG position, std::span<const BYTE> bytes, Outcome& outcome) {

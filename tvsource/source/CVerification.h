@@ -3,7 +3,8 @@
 // Without a file to compare with, the first way is the one that others are compared with, by a hash of each block: 8
 // bytes of memory for 64 KiB of the source.
 //
-// Threads: one.  Lifetime: must go before the source.  Errors: CHostError where the source or the file can't be read.
+// Threads: one.  Lifetime: must go before the source.  Errors: CCommandError where the source or the file can't be
+// read.
 #pragma once
 
 #include "tvsource/source/CBareFile.h"

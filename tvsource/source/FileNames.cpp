@@ -27,14 +27,14 @@ std::vector<std::wstring> EntriesOf(const std::wstring& folder, const std::wstri
     if (!find && ::GetLastError() == ERROR_FILE_NOT_FOUND)
         return entries;
     if (!find)
-        throw CHostError(L"Cannot list it", HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot list it", HRESULT_FROM_WIN32(::GetLastError()));
     do {
         const std::wstring name = data.cFileName;
         if (name != L"." && name != L".." && (data.dwFileAttributes & kLinkedFolder) != kLinkedFolder)
             entries.push_back(name);
     } while (::FindNextFileW(find.Get(), &data));
     if (::GetLastError() != ERROR_NO_MORE_FILES)
-        throw CHostError(L"Cannot list it to its end", HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot list it to its end", HRESULT_FROM_WIN32(::GetLastError()));
     std::sort(entries.begin(), entries.end());
     return entries;
 }
@@ -49,7 +49,7 @@ std::vector<std::wstring> NamesOf(std::wstring typed) {
         return {typed};
     std::vector<std::wstring> names = EntriesOf(folder.empty() ? L"." : folder, pattern);
     if (names.empty())
-        throw CHostError(L"no file has such a name");
+        throw console::CCommandError(L"no file has such a name");
     for (std::wstring& name : names)
         name.insert(0, folder);
     return names;
@@ -65,7 +65,7 @@ void ReplaceFolder(const framework::CParsedName& parsed, std::vector<std::wstrin
         const bool isClosed = folder.ends_with(L'\\');
         for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
             names.push_back(folder + (isClosed ? L"" : L"\\") + *entry);
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         sink.failed(parsed, error);
     }
 }
@@ -100,7 +100,7 @@ void FindFiles(const std::vector<std::wstring>& typed, bool verbose, const FileN
         std::vector<std::wstring> names;
         try {
             names = NamesOf(path);
-        } catch (const CHostError& error) {
+        } catch (const console::CCommandError& error) {
             sink.failed(framework::CParsedName(path.c_str()), error);
         }
         std::reverse(names.begin(), names.end());
@@ -121,14 +121,14 @@ std::vector<FoundFile> FilesOf(const std::vector<std::wstring>& typed, bool verb
               {[&](const framework::CParsedName& name) {
                    files.push_back({name, {}});
                },
-               [&](const framework::CParsedName& name, const CHostError& error) {
+               [&](const framework::CParsedName& name, const console::CCommandError& error) {
                    files.push_back({name, error});
                }});
     return files;
 }
 
-CHostError NoFile() {
-    return CHostError(L"There is no file to look at");
+console::CCommandError NoFile() {
+    return console::CCommandError(L"There is no file to look at");
 }
 
 std::vector<std::wstring> NamesInList(const std::wstring& path) {
@@ -137,17 +137,18 @@ std::vector<std::wstring> NamesInList(const std::wstring& path) {
                                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
-        throw CHostError(L"Cannot open the list " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot open the list " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
     std::string bytes;
     for (DWORD got = 1; got > 0 && bytes.size() <= kMost;) {
         std::array<char, kBlock> block;
         if (!::ReadFile(file.Get(), block.data(), kBlock, &got, nullptr))
-            throw CHostError(L"Cannot read the list " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
+            throw console::CCommandError(L"Cannot read the list " + ShownName(path),
+                                         HRESULT_FROM_WIN32(::GetLastError()));
         bytes.append(block.data(), got);
     }
     const std::optional<std::wstring> text = bytes.size() > kMost ? std::nullopt : TextOf(bytes);
     if (!text)
-        throw CHostError(L"The list " + ShownName(path) + L" is no text in UTF-8 or UTF-16");
+        throw console::CCommandError(L"The list " + ShownName(path) + L" is no text in UTF-8 or UTF-16");
 
     std::vector<std::wstring> names;
     for (std::size_t at = 0, end = 0; at < text->size(); at = end + 1) {

@@ -1,10 +1,10 @@
 // From what was typed for many files to their names: patterns, folders at any depth, and lists.
 //
-// Threads: one.  Errors: CHostError.
+// Threads: one.  Errors: CCommandError.
 #pragma once
 
+#include "console/CCommandError.h"
 #include "framework/uri/CParsedName.h"
-#include "tvsource/report/CHostError.h"
 
 #include <windows.h>
 
@@ -20,7 +20,7 @@ namespace tvsource {
 struct FileNameSink {
     std::function<void(const framework::CParsedName& name)> found;
     // What can't be listed, and why; the others still are.
-    std::function<void(const framework::CParsedName& name, const CHostError& error)> failed;
+    std::function<void(const framework::CParsedName& name, const console::CCommandError& error)> failed;
 };
 
 // A path gets one kind of separator, a pattern becomes the names that it matches (the system's own shell hands them to
@@ -32,12 +32,12 @@ void FindFiles(const std::vector<std::wstring>& typed, bool verbose, const FileN
 // What FindFiles finds, in its order.
 struct FoundFile {
     framework::CParsedName name;
-    std::optional<CHostError> fault;
+    std::optional<console::CCommandError> fault;
 };
 [[nodiscard]] std::vector<FoundFile> FilesOf(const std::vector<std::wstring>& typed, bool verbose);
 
 // Where nothing was found.
-[[nodiscard]] CHostError NoFile();
+[[nodiscard]] console::CCommandError NoFile();
 
 // The lines of a text file, in UTF-8 or in UTF-16 with its mark, as they were typed; those of blanks alone are left
 // out. Throws where it can't be read, or is no such text.

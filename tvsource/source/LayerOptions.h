@@ -20,7 +20,7 @@ struct LayerOption {
 using LayerOptions = std::vector<LayerOption>;
 
 // The layer's access factory, with these options set.
-// CHostError: there is no layer, it takes no options, or it refuses one of these.
+// CCommandError: there is no layer, it takes no options, or it refuses one of these.
 [[nodiscard]] Microsoft::WRL::ComPtr<IUnknown> AccessFactoryWith(const LayerOptions& options);
 
 }  // namespace tvsource

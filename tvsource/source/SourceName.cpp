@@ -5,9 +5,9 @@
 #include "base/CAutoDestructor.h"
 #include "base/FormatText.h"
 #include "base/LongPath.h"
+#include "console/CCommandError.h"
+#include "console/Text.h"
 #include "framework/uri/NameForLog.h"
-#include "tvsource/report/CHostError.h"
-#include "tvsource/report/Text.h"
 #include "tvsource/source/Registration.h"
 
 #include <winhttp.h>
@@ -20,7 +20,7 @@ namespace {
 
 // What the file system says when the file is opened; empty if the name is no local file's, or the file can be opened
 // now.
-std::optional<CHostError> WhyNoFile(const std::wstring& words, const CTKFUri* uri, DWORD share) {
+std::optional<console::CCommandError> WhyNoFile(const std::wstring& words, const CTKFUri* uri, DWORD share) {
     if (!uri || !uri->IsLocalFile())
         return {};
     const std::wstring path = base::OpenablePath(base::FullPathOf(uri->GetLocalPath()));
@@ -28,8 +28,8 @@ std::optional<CHostError> WhyNoFile(const std::wstring& words, const CTKFUri* ur
     if (file)
         return {};
     const HRESULT result = HRESULT_FROM_WIN32(::GetLastError());
-    return result == E_ACCESSDENIED && IsFolder(path) ? CHostError(words + L": a folder, not a file")
-                                                      : CHostError(words, result);
+    return result == E_ACCESSDENIED && IsFolder(path) ? console::CCommandError(words + L": a folder, not a file")
+                                                      : console::CCommandError(words, result);
 }
 
 }  // namespace
@@ -76,9 +76,9 @@ std::wstring SourceName(const std::wstring& typed) {
     std::wstring path = base::FullPathOf(typed);
     const DWORD attributes = ::GetFileAttributesW(base::OpenablePath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
-        throw CHostError(L"Cannot find " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot find " + ShownName(path), HRESULT_FROM_WIN32(::GetLastError()));
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)
-        throw CHostError(ShownName(path) + L" is a folder, not a file");
+        throw console::CCommandError(ShownName(path) + L" is a folder, not a file");
     return path;
 }
 
@@ -92,20 +92,21 @@ std::wstring ShownName(const std::wstring& name) {
 }
 
 std::wstring ShownName(const framework::CParsedName& name) {
-    return Printable(framework::NameForLog(name));
+    return console::Printable(framework::NameForLog(name));
 }
 
-CHostError WhyNotOpened(std::wstring words, const framework::CParsedName& name, DWORD share, HRESULT result) {
+console::CCommandError WhyNotOpened(std::wstring words, const framework::CParsedName& name, DWORD share,
+                                    HRESULT result) {
     constexpr auto kDenied = static_cast<HRESULT>(TKDS_HTTP_STATUS_BASE | HTTP_STATUS_DENIED);
     const bool hasCredentials = framework::NameForLog(name) != name.Text();
     if (result == kDenied && hasCredentials)
         return {std::move(words), result, L"the server refused the credentials, HTTP status 401"};
     if (result == REGDB_E_CLASSNOTREG)
-        return CHostError(std::move(words), result)
+        return console::CCommandError(std::move(words), result)
             .Advise(L"only local files open without a data-service layer; " + DataServicesAdvice());
     if (result == HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED))
-        return CHostError(std::move(words), result).Advise(L"the data-service layer knows no such scheme");
-    if (std::optional<CHostError> fault = WhyNoFile(words, name.Uri(), share))
+        return console::CCommandError(std::move(words), result).Advise(L"the data-service layer knows no such scheme");
+    if (std::optional<console::CCommandError> fault = WhyNoFile(words, name.Uri(), share))
         return *fault;
     // For files on shares, the data-service layer gives one code for both reasons.
     if (result == E_ACCESSDENIED)

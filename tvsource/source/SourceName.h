@@ -1,8 +1,8 @@
 // From what was typed to the name that the filter is given, and what people are shown of it.
 #pragma once
 
+#include "console/CCommandError.h"
 #include "framework/uri/CParsedName.h"
-#include "tvsource/report/CHostError.h"
 
 #include <windows.h>
 
@@ -21,7 +21,7 @@ namespace tvsource {
 [[nodiscard]] bool IsThere(const std::wstring& path);
 [[nodiscard]] bool IsFolder(const std::wstring& path);
 
-// A URI stays as it is. A path becomes a full path, of any length.  Throws CHostError: the path names nothing, or a
+// A URI stays as it is. A path becomes a full path, of any length.  Throws CCommandError: the path names nothing, or a
 // folder. The filter would only say that it could not open it.
 [[nodiscard]] std::wstring SourceName(const std::wstring& typed);
 [[nodiscard]] framework::CParsedName SourceName(const framework::CParsedName& typed);
@@ -33,7 +33,7 @@ namespace tvsource {
 // Why a source could not be opened for reading. `words` say that it couldn't, `result` is what opening it gave. That
 // says little of a local file, so the file is opened once more, with the same `share` (FILE_SHARE_ bits). Nothing else
 // is opened twice.
-[[nodiscard]] CHostError WhyNotOpened(std::wstring words, const framework::CParsedName& name, DWORD share,
-                                      HRESULT result);
+[[nodiscard]] console::CCommandError WhyNotOpened(std::wstring words, const framework::CParsedName& name, DWORD share,
+                                                  HRESULT result);
 
 }  // namespace tvsource

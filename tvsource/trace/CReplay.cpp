@@ -2,9 +2,9 @@
 
 #include "base/CSlimLock.h"
 #include "base/FormatText.h"
+#include "console/CCommandError.h"
 #include "threading/CWorkerThread.h"
 #include "tvsource/graph/CReaderProxy.h"
-#include "tvsource/report/CHostError.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/source/CSha256.h"
 #include "tvsource/trace/CReplaySamples.h"
@@ -244,8 +244,9 @@ void CReplay::Core::TakeBytes(TraceCall& call, BYTE* bytes, IMediaSample* sample
 void CReplay::Core::RequestAllocator(TraceCall& call) const {
     ComPtr<IMemAllocator> preferred;
     if (call.preferred)
-        Check(::CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&preferred)),
-              L"Cannot create an allocator");
+        console::Check(
+            ::CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&preferred)),
+            L"Cannot create an allocator");
     ALLOCATOR_PROPERTIES properties{call.buffers, call.size, call.align, call.prefix};
     ComPtr<IMemAllocator> actual;  // takes no memory before it is committed
     call.result = reader->RequestAllocator(preferred.Get(), &properties, &actual);
@@ -309,7 +310,7 @@ void CReplay::Run(bool asRecorded, const Progress& progress) {
     for (size_t i = 0; i < core.indexes.size(); ++i) {
         workers.push_back(std::make_unique<threading::CWorkerThread>("Replay", COINIT_MULTITHREADED));
         if (!workers.back()->Start([shared = m_core, i](HRESULT) { shared->RunThread(i); }))
-            core.Stop(std::make_exception_ptr(CHostError(L"Cannot start a thread for the calls")));
+            core.Stop(std::make_exception_ptr(console::CCommandError(L"Cannot start a thread for the calls")));
     }
     std::optional<size_t> late;
     for (size_t ended = 0; !late;) {
@@ -335,9 +336,9 @@ void CReplay::Run(bool asRecorded, const Progress& progress) {
         TakeBackSamples();
     });
     if (late)
-        throw CHostError(base::FormatText(L"Call %I64u, ", static_cast<ULONGLONG>(*late) + 1) +
-                         CallText(core.trace->calls[*late]) +
-                         base::FormatText(L", has not ended within %.1f seconds", core.limitMs / 1000.0));
+        throw console::CCommandError(base::FormatText(L"Call %I64u, ", static_cast<ULONGLONG>(*late) + 1) +
+                                     CallText(core.trace->calls[*late]) +
+                                     base::FormatText(L", has not ended within %.1f seconds", core.limitMs / 1000.0));
     if (core.failure)
         std::rethrow_exception(core.failure);
 }

@@ -7,8 +7,8 @@
 // that is; a wait that timed out in the trace does so here too, and a sample that comes earlier is kept for the next
 // wait. A call that asks for too much (IsReplayable) isn't made, and counts as unchanged.
 //
-// Threads: one.  Lifetime: one run; must go before the source.  Errors: CHostError. A call that doesn't end within the
-// limit ends the run; if the source doesn't let go of it even then, the process ends, see RunOrEndProcess.
+// Threads: one.  Lifetime: one run; must go before the source.  Errors: CCommandError. A call that doesn't end within
+// the limit ends the run; if the source doesn't let go of it even then, the process ends, see RunOrEndProcess.
 #pragma once
 
 #include "tvsource/source/CSourceFilter.h"

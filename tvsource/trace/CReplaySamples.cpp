@@ -1,7 +1,7 @@
 #include "tvsource/trace/CReplaySamples.h"
 
 #include "baseclasses/SampleTimes.h"
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include <algorithm>
 #include <bit>
@@ -24,14 +24,14 @@ ComPtr<IMediaSample> CReplaySamples::Idle(LONG bytes) {
             return sample;
     }
     if (m_held + bytes > kMostBytes)
-        throw CHostError(L"Too many requests wait at the same time");
+        throw console::CCommandError(L"Too many requests wait at the same time");
     ALLOCATOR_PROPERTIES properties{1, bytes, 1, 0};
     Place place{nullptr, bytes};
-    Check(m_reader->RequestAllocator(nullptr, &properties, &place.allocator), L"The pin gives no allocator");
-    Check(place.allocator->Commit(), L"The allocator has no memory");
+    console::Check(m_reader->RequestAllocator(nullptr, &properties, &place.allocator), L"The pin gives no allocator");
+    console::Check(place.allocator->Commit(), L"The allocator has no memory");
     m_places.push_back(place);
     m_held += bytes;
-    Check(place.allocator->GetBuffer(&sample, nullptr, nullptr, 0), L"The allocator gives no buffer");
+    console::Check(place.allocator->GetBuffer(&sample, nullptr, nullptr, 0), L"The allocator gives no buffer");
     return sample;
 }
 
@@ -41,7 +41,7 @@ ComPtr<IMediaSample> CReplaySamples::Take(LONGLONG position, LONGLONG length) {
     ComPtr<IMediaSample> sample = Idle(static_cast<LONG>(bytes));
     REFERENCE_TIME start = position * kSampleTimeUnitsPerByte;
     REFERENCE_TIME stop = (position + length) * kSampleTimeUnitsPerByte;
-    Check(sample->SetTime(&start, &stop), L"The buffer takes no position");
+    console::Check(sample->SetTime(&start, &stop), L"The buffer takes no position");
     sample->SetActualDataLength(0);
     return sample;
 }

@@ -1,6 +1,6 @@
 // The samples that a replay reads into: of the pin's own allocator, as a parser takes them.
 //
-// Threads: any.  Lifetime: the pin must no longer hold one when this object goes.  Errors: CHostError.
+// Threads: any.  Lifetime: the pin must no longer hold one when this object goes.  Errors: CCommandError.
 #pragma once
 
 #include "base/CSlimLock.h"

@@ -2,17 +2,17 @@
 
 #include "base/FormatText.h"
 #include "base/LongPath.h"
-#include "tvsource/report/Text.h"
+#include "console/Text.h"
 #include "tvsource/trace/Trace.h"
 
 namespace tvsource {
 
 CTraceLines::CTraceLines(const std::wstring& path)
-    : m_name(Printable(path)),
+    : m_name(console::Printable(path)),
       m_file(::CreateFileW(base::OpenablePath(base::FullPathOf(path)).c_str(), GENERIC_READ,
                            FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0, nullptr)) {
     if (!m_file)
-        throw CHostError(L"Cannot open the trace " + m_name, HRESULT_FROM_WIN32(::GetLastError()));
+        throw console::CCommandError(L"Cannot open the trace " + m_name, HRESULT_FROM_WIN32(::GetLastError()));
 }
 
 std::optional<std::string> CTraceLines::Next() {
@@ -33,15 +33,15 @@ std::optional<std::string> CTraceLines::Next() {
         m_buffer.resize(had + kMostLineBytes);
         DWORD read = 0;
         if (!::ReadFile(m_file.Get(), m_buffer.data() + had, static_cast<DWORD>(kMostLineBytes), &read, nullptr))
-            throw CHostError(L"Cannot read the trace " + m_name, HRESULT_FROM_WIN32(::GetLastError()));
+            throw console::CCommandError(L"Cannot read the trace " + m_name, HRESULT_FROM_WIN32(::GetLastError()));
         m_buffer.resize(had + read);
         m_hasEnded = read == 0;
     }
 }
 
-CHostError CTraceLines::Wrong(const std::wstring& words) const {
-    return CHostError(base::FormatText(L"The trace %ls makes no sense in line %I64u: ", m_name.c_str(), m_number) +
-                      words);
+console::CCommandError CTraceLines::Wrong(const std::wstring& words) const {
+    return console::CCommandError(
+        base::FormatText(L"The trace %ls makes no sense in line %I64u: ", m_name.c_str(), m_number) + words);
 }
 
 }  // namespace tvsource

@@ -1,10 +1,10 @@
 // The lines of a trace file, one by one.
 //
-// Threads: one.  Errors: CHostError.
+// Threads: one.  Errors: CCommandError.
 #pragma once
 
 #include "base/CAutoDestructor.h"
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include <optional>
 #include <string>
@@ -19,7 +19,7 @@ public:
     [[nodiscard]] std::optional<std::string> Next();
 
     // What is wrong with the line that came last.
-    [[nodiscard]] CHostError Wrong(const std::wstring& words) const;
+    [[nodiscard]] console::CCommandError Wrong(const std::wstring& words) const;
 
 private:
     const std::wstring m_name;

@@ -1,8 +1,8 @@
 #include "tvsource/trace/CTraceRecorder.h"
 
 #include "base/FormatText.h"
-#include "tvsource/report/CConsole.h"
-#include "tvsource/report/Text.h"
+#include "console/CConsole.h"
+#include "console/Text.h"
 #include "tvsource/source/CSha256.h"
 
 #include <algorithm>
@@ -43,13 +43,19 @@ LONGLONG Microseconds(LONGLONG ticks) noexcept {
 
 }  // namespace
 
-CTraceRecorder::CTraceRecorder(const std::wstring& path, const Json& header, unsigned mostCalls, HANDLE stopped)
-    : m_name(Printable(path)), m_file(path), m_mostCalls(mostCalls), m_stopped(stopped), m_startTicks(Ticks()) {
-    Json first{{"tvsourceTrace", kVersion}};
+CTraceRecorder::CTraceRecorder(const std::wstring& path, const console::Json& header, unsigned mostCalls,
+                               HANDLE stopped)
+    : m_name(console::Printable(path)),
+      m_file(path),
+      m_mostCalls(mostCalls),
+      m_stopped(stopped),
+      m_startTicks(Ticks()) {
+    console::Json first{{"tvsourceTrace", kVersion}};
     first.update(header);
     m_text = first.dump() + "\n";
     if (!m_thread.Start([this] { return WriteBlocks(); }))
-        throw CHostError(L"Cannot start the thread that writes the trace", HRESULT_FROM_WIN32(m_thread.GetLastError()));
+        throw console::CCommandError(L"Cannot start the thread that writes the trace",
+                                     HRESULT_FROM_WIN32(m_thread.GetLastError()));
 }
 
 CTraceRecorder::~CTraceRecorder() {
@@ -72,7 +78,7 @@ void CTraceRecorder::End(const Start& start, TraceCall call, const BYTE* bytes) 
             call.hash = ShortHash(came);
             static_cast<void>(Push(call, {}, true));
         }
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         Fail(error.Code().value_or(E_FAIL));
     } catch (const std::bad_alloc&) {
         Fail(E_OUTOFMEMORY);
@@ -135,9 +141,9 @@ int CTraceRecorder::WriteBlocks() {
             MakeRoom(*block);
             WriteText(true);  // a process that is ended leaves what came until then
         }
-    } catch (const CHostError& error) {
+    } catch (const console::CCommandError& error) {
         Fail(error.Code().value_or(E_FAIL));
-    } catch (const COutputError& error) {
+    } catch (const console::COutputError& error) {
         Fail(HRESULT_FROM_WIN32(error.Error()));
     } catch (const std::bad_alloc&) {
         Fail(E_OUTOFMEMORY);
@@ -214,17 +220,17 @@ void CTraceRecorder::Close() noexcept {
     m_thread.Join(INFINITE);
 }
 
-void CTraceRecorder::Finish(const Json& end) {
+void CTraceRecorder::Finish(const console::Json& end) {
     Close();
     if (FAILED(m_failure))
-        throw CHostError(L"Cannot write " + m_name, m_failure);
-    Json last = end;
+        throw console::CCommandError(L"Cannot write " + m_name, m_failure);
+    console::Json last = end;
     last["calls"] = m_written;
     m_text += last.dump() + "\n";
     try {
         WriteText(true);
-    } catch (const COutputError& error) {
-        throw CHostError(L"Cannot write " + m_name, HRESULT_FROM_WIN32(error.Error()));
+    } catch (const console::COutputError& error) {
+        throw console::CCommandError(L"Cannot write " + m_name, HRESULT_FROM_WIN32(error.Error()));
     }
 }
 

@@ -8,13 +8,13 @@
 // What it writes, ReadTrace takes: it stops at the limits that a trace has (Trace.h), and then the trace is full.
 //
 // Threads: Begin and End any; the others the owner's.  Lifetime: may outlive Finish; calls after it are not recorded.
-// Errors: CHostError of the constructor and of Finish.
+// Errors: CCommandError of the constructor and of Finish.
 #pragma once
 
 #include "base/CSlimLock.h"
+#include "console/CCommandError.h"
+#include "console/COutputFile.h"
 #include "threading/CBoostThreadRunner.h"
-#include "tvsource/report/CHostError.h"
-#include "tvsource/report/COutputFile.h"
 #include "tvsource/trace/Trace.h"
 
 #include <array>
@@ -38,7 +38,7 @@ public:
 
     // `header`: what is to stand in the first line beside the version. `stopped` is signalled when no more is recorded,
     // because the trace is full or can't be written; it must not go before this object.
-    CTraceRecorder(const std::wstring& path, const Json& header, unsigned mostCalls, HANDLE stopped);
+    CTraceRecorder(const std::wstring& path, const console::Json& header, unsigned mostCalls, HANDLE stopped);
     CTraceRecorder(const CTraceRecorder&) = delete;
     CTraceRecorder& operator=(const CTraceRecorder&) = delete;
     ~CTraceRecorder();
@@ -50,7 +50,7 @@ public:
     // Writes what is held; calls are no longer recorded.
     void Close() noexcept;
     // Closes, and writes the end.  Once.
-    void Finish(const Json& end);
+    void Finish(const console::Json& end);
 
     [[nodiscard]] bool HasStopped() const noexcept { return m_hasStopped; }
     // What there is too much of, after Close. Empty: nothing, all is recorded.
@@ -103,7 +103,7 @@ private:
     void Fail(HRESULT result) noexcept;
 
     const std::wstring m_name;
-    COutputFile m_file;
+    console::COutputFile m_file;
     const unsigned m_mostCalls;
     const HANDLE m_stopped;  // the caller's
     const LONGLONG m_startTicks;

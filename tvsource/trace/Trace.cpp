@@ -2,7 +2,7 @@
 
 #include "base/FormatText.h"
 #include "baseclasses/SampleTimes.h"
-#include "tvsource/report/Text.h"
+#include "console/Text.h"
 #include "tvsource/trace/CTraceLines.h"
 #include "tvsource/trace/CTraceRecorder.h"
 
@@ -19,7 +19,7 @@ constexpr LONGLONG kMostSamplePosition = kMostBytes / kSampleTimeUnitsPerByte - 
 
 // A trace has objects in lines and in these no more than one. What is deeper is left out: it would take all of the
 // stack where it is copied or goes.
-bool IsShallow(int depth, Json::parse_event_t, Json&) {
+bool IsShallow(int depth, console::Json::parse_event_t, console::Json&) {
     constexpr int kMostDepth = 8;
     return depth <= kMostDepth;
 }
@@ -28,7 +28,7 @@ bool IsShallow(int depth, Json::parse_event_t, Json&) {
 class CFields final {
 public:
     CFields(const CTraceLines& lines, const std::string& line)
-        : m_lines(lines), m_object(Json::parse(line, IsShallow, false)) {
+        : m_lines(lines), m_object(console::Json::parse(line, IsShallow, false)) {
         if (!m_object.is_object())
             throw lines.Wrong(L"it is no JSON object");
     }
@@ -36,13 +36,13 @@ public:
     [[nodiscard]] bool Has(const char* name) const { return m_object.contains(name) && !m_object[name].is_null(); }
 
     // Not a copy: a copy of what is deep enough takes all of the stack.
-    [[nodiscard]] const Json& Value(const char* name) const {
-        static const Json none;
+    [[nodiscard]] const console::Json& Value(const char* name) const {
+        static const console::Json none;
         return Has(name) ? m_object[name] : none;
     }
 
     [[nodiscard]] LONGLONG Number(const char* name, LONGLONG least, LONGLONG most) const {
-        const Json& value = Value(name);
+        const console::Json& value = Value(name);
         const bool isTooLarge = value.is_number_unsigned() && value.get<std::uint64_t>() > std::uint64_t{kMostBytes};
         if (!value.is_number_integer() || isTooLarge || value.get<LONGLONG>() < least || value.get<LONGLONG>() > most)
             throw Wrong(name, base::FormatText(L"a number from %I64d to %I64d", least, most));
@@ -56,7 +56,7 @@ public:
     }
 
     [[nodiscard]] std::string Text(const char* name) const {
-        const Json& value = Value(name);
+        const console::Json& value = Value(name);
         if (!value.is_string())
             throw Wrong(name, L"a text");
         return value.get<std::string>();
@@ -76,13 +76,13 @@ public:
         return value;
     }
 
-    [[nodiscard]] CHostError Wrong(const char* name, const std::wstring& expected) const {
+    [[nodiscard]] console::CCommandError Wrong(const char* name, const std::wstring& expected) const {
         return m_lines.Wrong(L"\"" + base::WideOfUtf8(name) + L"\" is not " + expected);
     }
 
 private:
     const CTraceLines& m_lines;
-    const Json m_object;
+    const console::Json m_object;
 };
 
 // A parser may ask for anything.
@@ -137,7 +137,8 @@ TraceCall ReadCall(const CTraceLines& lines, const CFields& fields, size_t befor
     const std::string name = fields.Text("name");
     const std::optional<CallKind> kind = CallKindFrom(name);
     if (!kind)
-        throw lines.Wrong(L"'" + Printable(base::WideOfUtf8(name.substr(0, 40))) + L"' is no call of IAsyncReader");
+        throw lines.Wrong(L"'" + console::Printable(base::WideOfUtf8(name.substr(0, 40))) +
+                          L"' is no call of IAsyncReader");
     TraceCall call{.kind = *kind};
     call.after = static_cast<unsigned>(fields.Number("after", 0, static_cast<LONGLONG>(before)));
     call.thread = static_cast<unsigned>(fields.Number("thread", 1, kMostThreads));

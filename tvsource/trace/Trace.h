@@ -1,7 +1,7 @@
 // A trace that is read from a file. Whoever wrote the file may have meant harm: nothing in it makes the program take
 // more memory than it says here, or ask a source for more. What CTraceRecorder writes is within these limits.
 //
-// Errors: CHostError, with the number of the line that makes no sense.
+// Errors: CCommandError, with the number of the line that makes no sense.
 #pragma once
 
 #include "tvsource/trace/TraceCall.h"

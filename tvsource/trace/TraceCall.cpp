@@ -1,7 +1,7 @@
 #include "tvsource/trace/TraceCall.h"
 
 #include "base/FormatText.h"
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 #include "tvsource/source/CSha256.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 constexpr const char* kNames[kCallKinds] = {"RequestAllocator", "Request", "WaitForNext", "SyncReadAligned",
                                             "SyncRead",         "Length",  "BeginFlush",  "EndFlush"};
 
-void AddArguments(Json& line, const TraceCall& call) {
+void AddArguments(console::Json& line, const TraceCall& call) {
     switch (call.kind) {
         case CallKind::RequestAllocator:
             line.update({{"buffers", call.buffers},
@@ -70,21 +70,21 @@ std::wstring CallText(const TraceCall& call) {
     return name + base::FormatText(L" of %I64d bytes at %I64d", call.length, call.position);
 }
 
-Json ResultObject(const TraceCall& call) {
-    Json object{{"result", JsonText(CodeText(call.result))}};
+console::Json ResultObject(const TraceCall& call) {
+    console::Json object{{"result", console::JsonText(console::CodeText(call.result))}};
     if (call.kind == CallKind::Length) {
         object["total"] = call.total;
         object["available"] = call.available;
     }
     if (call.GivesBytes())
-        object["bytes"] = call.bytes == kBytesNotTold ? Json() : Json(call.bytes);
+        object["bytes"] = call.bytes == kBytesNotTold ? console::Json() : console::Json(call.bytes);
     if (call.GivesBytes() && call.HasHash())
         object["hash"] = HexOf(call.hash);
     return object;
 }
 
 std::wstring ResultText(const TraceCall& call) {
-    std::wstring text = CodeText(call.result);
+    std::wstring text = console::CodeText(call.result);
     if (call.kind == CallKind::Length)
         text += base::FormatText(L", %I64d bytes, %I64d available", call.total, call.available);
     if (call.GivesBytes() && call.bytes != kBytesNotTold)
@@ -95,11 +95,11 @@ std::wstring ResultText(const TraceCall& call) {
 }
 
 std::string TraceLine(const TraceCall& call, unsigned long long number) {
-    Json line{{"call", number},
-              {"after", call.after},
-              {"thread", call.thread},
-              {"atUs", call.atUs},
-              {"name", NameOf(call.kind)}};
+    console::Json line{{"call", number},
+                       {"after", call.after},
+                       {"thread", call.thread},
+                       {"atUs", call.atUs},
+                       {"name", NameOf(call.kind)}};
     AddArguments(line, call);
     line.update(ResultObject(call));
     line["tookUs"] = call.tookUs;

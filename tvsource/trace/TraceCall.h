@@ -7,7 +7,7 @@
 // it. So it tells, exactly, which calls ran at the same time.
 #pragma once
 
-#include "tvsource/report/Json.h"
+#include "console/Json.h"
 
 #include <windows.h>
 
@@ -67,7 +67,7 @@ struct TraceCall {
 [[nodiscard]] std::wstring CallText(const TraceCall& call);
 
 // What came of the call: {"result", "bytes", "hash"}, or for Length {"result", "total", "available"}. And as text.
-[[nodiscard]] Json ResultObject(const TraceCall& call);
+[[nodiscard]] console::Json ResultObject(const TraceCall& call);
 [[nodiscard]] std::wstring ResultText(const TraceCall& call);
 
 // The line, without a line break. `number`: from 1 on.

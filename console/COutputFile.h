@@ -1,6 +1,6 @@
 // Files that a command writes, or standard output.
 //
-// Threads: one.  Errors: CHostError, with the file's name; COutputError where standard output can't be written.
+// Threads: one.  Errors: CCommandError, with the file's name; COutputError where standard output can't be written.
 #pragma once
 
 #include "base/CAutoDestructor.h"
@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace tvsource {
+namespace console {
 
 class COutputFile final {
 public:
@@ -45,4 +45,4 @@ private:
     base::CAutoHandle m_file;
 };
 
-}  // namespace tvsource
+}  // namespace console

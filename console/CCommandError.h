@@ -7,22 +7,22 @@
 #include <optional>
 #include <string>
 
-namespace tvsource {
+namespace console {
 
-class CHostError final {
+class CCommandError final {
 public:
     // `words` say what could not be done, and with what, without a full stop.
-    explicit CHostError(std::wstring words) : m_words(std::move(words)) {}
+    explicit CCommandError(std::wstring words) : m_words(std::move(words)) {}
 
     // The same, followed by the result code that a call gave for it.
-    CHostError(std::wstring words, HRESULT result);
+    CCommandError(std::wstring words, HRESULT result);
     // With what the code means here.
-    CHostError(std::wstring words, HRESULT result, std::wstring meaning)
+    CCommandError(std::wstring words, HRESULT result, std::wstring meaning)
         : m_words(std::move(words)), m_code(result), m_meaning(std::move(meaning)) {}
 
     // What the person can do about it, and, as lines of their own, what was tried. Both without a full stop.
-    CHostError&& Advise(std::wstring advice) &&;
-    CHostError&& Detail(std::wstring line) &&;
+    CCommandError&& Advise(std::wstring advice) &&;
+    CCommandError&& Detail(std::wstring line) &&;
 
     [[nodiscard]] const std::wstring& Words() const noexcept { return m_words; }
     [[nodiscard]] const std::optional<HRESULT>& Code() const noexcept { return m_code; }
@@ -49,7 +49,7 @@ private:
 [[nodiscard]] std::wstring CodeText(HRESULT result);
 [[nodiscard]] std::wstring ResultText(HRESULT result);
 
-// Throws CHostError when `result` is a failure.
+// Throws CCommandError when `result` is a failure.
 void Check(HRESULT result, const wchar_t* step);
 
-}  // namespace tvsource
+}  // namespace console

@@ -1,9 +1,9 @@
-#include "tvsource/report/CConsoleKeys.h"
+#include "console/CConsoleKeys.h"
 
 #include <algorithm>
 #include <iterator>
 
-namespace tvsource {
+namespace console {
 
 CConsoleKeys::CConsoleKeys() noexcept {
     const HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
@@ -36,4 +36,4 @@ std::vector<WORD> CConsoleKeys::Take() {
     return keys;
 }
 
-}  // namespace tvsource
+}  // namespace console

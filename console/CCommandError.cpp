@@ -1,4 +1,4 @@
-#include "tvsource/report/CHostError.h"
+#include "console/CCommandError.h"
 
 #include "TKDataServices.h"
 #include "base/FormatText.h"
@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace tvsource {
+namespace console {
 
 namespace {
 
@@ -92,20 +92,20 @@ std::wstring SystemWords(HRESULT result) {
 
 }  // namespace
 
-CHostError::CHostError(std::wstring words, HRESULT result)
-    : CHostError(std::move(words), result, ResultWords(result)) {}
+CCommandError::CCommandError(std::wstring words, HRESULT result)
+    : CCommandError(std::move(words), result, ResultWords(result)) {}
 
-CHostError&& CHostError::Advise(std::wstring advice) && {
+CCommandError&& CCommandError::Advise(std::wstring advice) && {
     m_advice = std::move(advice);
     return std::move(*this);
 }
 
-CHostError&& CHostError::Detail(std::wstring line) && {
+CCommandError&& CCommandError::Detail(std::wstring line) && {
     m_details += L"\n" + line;
     return std::move(*this);
 }
 
-std::wstring CHostError::Text() const {
+std::wstring CCommandError::Text() const {
     return m_words + (m_code ? L": " + CodeText(*m_code) : L"") + (m_meaning.empty() ? L"" : L" (" + m_meaning + L")") +
            (m_advice.empty() ? L"" : L"; " + m_advice) + m_details;
 }
@@ -126,7 +126,7 @@ std::wstring ResultText(HRESULT result) {
 
 void Check(HRESULT result, const wchar_t* step) {
     if (FAILED(result))
-        throw CHostError(step, result);
+        throw CCommandError(step, result);
 }
 
-}  // namespace tvsource
+}  // namespace console

@@ -1,8 +1,8 @@
-#include "tvsource/report/Markup.h"
+#include "console/Markup.h"
 
 #include "base/Utf8Text.h"
 
-namespace tvsource {
+namespace console {
 
 std::string MarkupText(std::wstring_view text) {
     std::wstring marked;
@@ -21,4 +21,4 @@ std::string MarkupText(std::string_view utf8) {
     return MarkupText(base::WideOfUtf8(utf8));
 }
 
-}  // namespace tvsource
+}  // namespace console

@@ -1,10 +1,10 @@
-#include "tvsource/report/Text.h"
+#include "console/Text.h"
 
 #include "base/FormatText.h"
 
 #include <algorithm>
 
-namespace tvsource {
+namespace console {
 
 std::wstring Printable(std::wstring_view text) {
     constexpr struct {
@@ -21,4 +21,4 @@ std::wstring Printable(std::wstring_view text) {
     return shown;
 }
 
-}  // namespace tvsource
+}  // namespace console

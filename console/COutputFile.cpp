@@ -1,15 +1,15 @@
-#include "tvsource/report/COutputFile.h"
+#include "console/COutputFile.h"
 
 #include "base/LongPath.h"
-#include "tvsource/report/CConsole.h"
-#include "tvsource/report/CHostError.h"
-#include "tvsource/report/Text.h"
+#include "console/CCommandError.h"
+#include "console/CConsole.h"
+#include "console/Text.h"
 
-namespace tvsource {
+namespace console {
 
 namespace {
 
-CHostError CannotWrite(const std::wstring& path, DWORD error) {
+CCommandError CannotWrite(const std::wstring& path, DWORD error) {
     return {L"Cannot write " + Printable(path), HRESULT_FROM_WIN32(error)};
 }
 
@@ -89,4 +89,4 @@ void CReplacingFile::Finish() {
         throw CannotWrite(m_path, ::GetLastError()).Advise(L"what it was to be is in " + Printable(m_ownPath));
 }
 
-}  // namespace tvsource
+}  // namespace console

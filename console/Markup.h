@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace tvsource {
+namespace console {
 
 // The text in UTF-8, with references for what has a meaning in markup, so that it may stand in an element or in an
 // attribute between quotation marks of either kind. What XML 1.0 has no place for (control characters, half of a
@@ -12,4 +12,4 @@ namespace tvsource {
 [[nodiscard]] std::string MarkupText(std::wstring_view text);
 [[nodiscard]] std::string MarkupText(std::string_view utf8);
 
-}  // namespace tvsource
+}  // namespace console

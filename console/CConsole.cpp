@@ -1,10 +1,10 @@
-#include "tvsource/report/CConsole.h"
+#include "console/CConsole.h"
 
 #include "base/Utf8Text.h"
 
 #include <string>
 
-namespace tvsource {
+namespace console {
 
 namespace {
 
@@ -57,4 +57,4 @@ bool IsTerminal(DWORD standardHandle) noexcept {
     return IsConsole(::GetStdHandle(standardHandle));
 }
 
-}  // namespace tvsource
+}  // namespace console

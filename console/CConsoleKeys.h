@@ -8,7 +8,7 @@
 
 #include <vector>
 
-namespace tvsource {
+namespace console {
 
 class CConsoleKeys final {
 public:
@@ -28,4 +28,4 @@ private:
     DWORD m_mode = 0;
 };
 
-}  // namespace tvsource
+}  // namespace console

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-namespace tvsource {
+namespace console {
 
 // The text, with a code such as <U+001B> in place of every character that steers a terminal instead of showing there:
 // control characters, line breaks, and those that turn the direction of writing.
 [[nodiscard]] std::wstring Printable(std::wstring_view text);
 
-}  // namespace tvsource
+}  // namespace console

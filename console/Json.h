@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tvsource {
+namespace console {
 
 using Json = nlohmann::ordered_json;
 
@@ -23,4 +23,4 @@ using Json = nlohmann::ordered_json;
     return array;
 }
 
-}  // namespace tvsource
+}  // namespace console

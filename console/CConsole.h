@@ -8,7 +8,7 @@
 #include <span>
 #include <string_view>
 
-namespace tvsource {
+namespace console {
 
 // The output can't be written. This ends every command: main says why and gives the exit code.
 class COutputError final {
@@ -37,4 +37,4 @@ void Complain(std::wstring_view text);
 // Whether this standard handle (STD_OUTPUT_HANDLE or STD_ERROR_HANDLE) is a terminal.
 [[nodiscard]] bool IsTerminal(DWORD standardHandle) noexcept;
 
-}  // namespace tvsource
+}  // namespace console
