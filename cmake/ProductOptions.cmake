@@ -89,3 +89,22 @@ function(tv_compile_idl target)
   add_dependencies(${target} ${target}_headers)
   target_include_directories(${target} SYSTEM INTERFACE ${out})
 endfunction()
+
+# tv_compile_typelib(target idl): the type libraries of an IDL file for both bitnesses, `stem`32.tlb and `stem`64.tlb, in
+# the build tree of `target`'s folder; resource scripts of whoever links `target` find them.
+set(TV_STDOLE_FOLDERS -L /usr/lib/x86_64-linux-gnu/wine/x86_64-windows -L /usr/lib/wine/x86_64-windows)
+function(tv_compile_typelib target idl)
+  set(out ${CMAKE_CURRENT_BINARY_DIR}/generated)
+  get_filename_component(stem ${idl} NAME_WE)
+  foreach(bits 32 64)
+    add_custom_command(
+      OUTPUT ${out}/${stem}${bits}.tlb
+      COMMAND ${TV_WIDL} -t --win${bits} -o ${out}/${stem}${bits}.tlb ${TV_STDOLE_FOLDERS} -I ${TV_IDL_INCLUDE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
+      DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
+      COMMENT "widl -t ${idl}, ${bits} bit" VERBATIM)
+    list(APPEND libraries ${out}/${stem}${bits}.tlb)
+  endforeach()
+  add_custom_target(${target}_${stem}_tlb ALL DEPENDS ${libraries})
+  add_dependencies(${target} ${target}_${stem}_tlb)
+endfunction()

@@ -10,7 +10,7 @@ order=$(sed -n 's/^foreach(folder \(.*\))$/\1/p' CMakeLists.txt)
 git ls-files '*.cpp' '*.h' '*.inc' | xargs awk -v order="$order" '
   BEGIN {
     count = split(order, folders, " "); for (i = 1; i <= count; ++i) place[folders[i]] = i
-    binary["filter"] = binary["metadata"] = binary["dataservices"] = binary["tvsource"] = 1
+    binary["filter"] = binary["metadata"] = binary["dataservices"] = binary["logservice"] = binary["tvsource"] = 1
   }
   /^#include "[^"]*\// {
     split(FILENAME, from, "/"); split($2, to, /["\/]/)

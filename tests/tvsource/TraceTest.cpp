@@ -175,7 +175,7 @@ TEST_F(Trace, HasWhateverAParserMayAskFor) {
 TEST_F(Trace, OfMoreThreadsThanAReplayHasEndsBefore) {
     const std::wstring path = folder.Write("", L"threads");
     const base::CAutoHandle stopped(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    std::optional<tvsource::CTraceRecorder> recording(std::in_place, path, tvsource::Json{{"source", "x"}}, 100u,
+    std::optional<tvsource::CTraceRecorder> recording(std::in_place, path, console::Json{{"source", "x"}}, 100u,
                                                       stopped.Get());
     tvsource::CTraceRecorder& recorder = *recording;
     for (unsigned i = 0; i <= tvsource::kMostThreads; ++i) {
