@@ -1,0 +1,30 @@
+// The command line of the service.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace logservice {
+
+struct Options {
+    enum class Action { Serve, Open, Register, Unregister, Stop };
+
+    Action action = Action::Serve;
+    std::vector<std::wstring> open;    // recordings and log files to show
+    std::vector<std::wstring> filter;  // words such as severity=warn
+    bool showsLines = true;
+    std::wstring record, profile, report, trace;  // where to; empty: not asked for
+    ULONGLONG fileBytes = 16u << 20;              // of a recording
+    unsigned fileCount = 10;
+    std::optional<DWORD> seconds;   // until the end
+    std::optional<DWORD> patience;  // seconds for an answer
+};
+
+// `words` without the program's name.  Throws: see Options.cpp's user, main; std::nullopt: help or the version was
+// printed.  A line that makes no sense: console::CCommandError.
+[[nodiscard]] std::optional<Options> ParseOptions(const std::vector<std::wstring>& words);
+
+}  // namespace logservice

@@ -1,0 +1,197 @@
+#include "logservice/Registration.h"
+
+#include "TKRuntimeLogger.h"
+#include "base/CAutoDestructor.h"
+#include "base/ModuleFolder.h"
+
+#include <array>
+#include <string>
+
+namespace logservice {
+
+namespace {
+
+constexpr wchar_t kLibrary[] = L"{8C0E7B0A-5B7E-4E1C-9A53-3D8D1F2A6C47}";  // as in the IDL file
+constexpr wchar_t kLibraryVersion[] = L"1.0";
+constexpr wchar_t kApplication[] = L"{3F5D1B7C-9E0A-4C55-8D0B-6A1C27E4F9B2}";
+constexpr wchar_t kProgram[] = L"TKRuntimeLogger.exe";
+// PSOAInterface: the platform's marshaller for all that a type library describes.
+constexpr wchar_t kTypeLibraryMarshaller[] = L"{00020424-0000-0000-C000-000000000046}";
+constexpr DWORD kAnyClient = 1;  // ROTREGFLAGS_ALLOWANYCLIENT
+
+constexpr struct {
+    const wchar_t* id;
+    const wchar_t* name;
+} kInterfaces[] = {
+    {L"{14AB8D36-E802-4597-A36E-50157516D2E1}", L"ITKRuntimeLogger"},
+    {L"{BEE42572-D519-4DEC-9A1C-26B186DE29B1}", L"ITKRuntimeLoggerQuestion"},
+    {L"{75C3C29B-8990-41F2-904B-8C5A4178CE42}", L"ITKRuntimeLoggerDump"},
+};
+
+std::wstring InterfaceKey(const wchar_t* id) {
+    return std::wstring(L"Interface\\") + id;
+}
+
+const std::wstring kLibraryKey = std::wstring(L"TypeLib\\") + kLibrary;
+const std::wstring kApplicationKey = std::wstring(L"AppID\\") + kApplication;
+const std::wstring kProgramKey = std::wstring(L"AppID\\") + kProgram;
+
+// One of the two views of SOFTWARE\Classes. On a 32-bit system both are the same.
+class CClasses final {
+public:
+    explicit CClasses(REGSAM view) : m_view(view) {}
+
+    [[nodiscard]] LSTATUS Open(REGSAM access) noexcept {
+        return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes", 0, access | m_view, m_classes.Put());
+    }
+
+    // `name` null: the key's own value.
+    [[nodiscard]] LSTATUS Set(const std::wstring& path, const wchar_t* name, const std::wstring& text) noexcept {
+        return Set(path, name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+    }
+    [[nodiscard]] LSTATUS Set(const std::wstring& path, const wchar_t* name, DWORD number) noexcept {
+        return Set(path, name, REG_DWORD, &number, sizeof number);
+    }
+
+    // Empty: there is none.
+    [[nodiscard]] std::wstring Text(const std::wstring& path) const {
+        wchar_t text[64]{};
+        DWORD bytes = sizeof text;
+        const LSTATUS result =
+            ::RegGetValueW(m_classes.Get(), path.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, text, &bytes);
+        return result == ERROR_SUCCESS ? text : L"";
+    }
+
+    [[nodiscard]] LSTATUS Remove(const std::wstring& path) noexcept {
+        const LSTATUS result = ::RegDeleteTreeW(m_classes.Get(), path.c_str());
+        return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+    }
+
+private:
+    LSTATUS Set(const std::wstring& path, const wchar_t* name, DWORD type, const void* data,
+                std::size_t bytes) noexcept {
+        base::CAutoRegistryKey key;
+        const LSTATUS result = ::RegCreateKeyExW(m_classes.Get(), path.c_str(), 0, nullptr, 0, KEY_SET_VALUE | m_view,
+                                                 nullptr, key.Put(), nullptr);
+        if (result != ERROR_SUCCESS)
+            return result;
+        return ::RegSetValueExW(key.Get(), name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(bytes));
+    }
+
+    const REGSAM m_view;
+    base::CAutoRegistryKey m_classes;
+};
+
+constexpr REGSAM kViews[] = {KEY_WOW64_64KEY, KEY_WOW64_32KEY};
+
+bool IsOurs(const CClasses& classes, const wchar_t* interfaceId) {
+    return classes.Text(InterfaceKey(interfaceId) + L"\\TypeLib") == kLibrary;
+}
+
+bool IsForeign(const CClasses& classes, const wchar_t* interfaceId) {
+    return !IsOurs(classes, interfaceId) && !classes.Text(InterfaceKey(interfaceId) + L"\\ProxyStubClsid32").empty();
+}
+
+LSTATUS RegisterInterface(CClasses& classes, const wchar_t* id, const wchar_t* name) {
+    const std::wstring key = InterfaceKey(id);
+    if (IsForeign(classes, id))
+        return ERROR_SUCCESS;
+    // The library first: it marks the key as ours, also where a later step fails.
+    if (const LSTATUS result = classes.Set(key + L"\\TypeLib", nullptr, kLibrary); result != ERROR_SUCCESS)
+        return result;
+    if (const LSTATUS result = classes.Set(key + L"\\TypeLib", L"Version", kLibraryVersion); result != ERROR_SUCCESS)
+        return result;
+    if (const LSTATUS result = classes.Set(key, nullptr, name); result != ERROR_SUCCESS)
+        return result;
+    return classes.Set(key + L"\\ProxyStubClsid32", nullptr, kTypeLibraryMarshaller);
+}
+
+// The numbers behind the file's name are those of the resources.
+LSTATUS RegisterLibrary(CClasses& classes, const std::wstring& program) {
+    const std::wstring version = kLibraryKey + L"\\" + kLibraryVersion;
+    if (const LSTATUS result = classes.Set(version, nullptr, L"Tavel runtime logger"); result != ERROR_SUCCESS)
+        return result;
+    if (const LSTATUS result = classes.Set(version + L"\\FLAGS", nullptr, L"0"); result != ERROR_SUCCESS)
+        return result;
+    if (const LSTATUS result = classes.Set(version + L"\\0\\win64", nullptr, program + L"\\1"); result != ERROR_SUCCESS)
+        return result;
+    return classes.Set(version + L"\\0\\win32", nullptr, program + L"\\2");
+}
+
+LSTATUS RegisterApplication(CClasses& classes) {
+    if (const LSTATUS result = classes.Set(kApplicationKey, nullptr, L"Tavel runtime logger"); result != ERROR_SUCCESS)
+        return result;
+    if (const LSTATUS result = classes.Set(kApplicationKey, L"ROTFlags", kAnyClient); result != ERROR_SUCCESS)
+        return result;
+    return classes.Set(kProgramKey, L"AppID", kApplication);
+}
+
+LSTATUS RegisterIn(CClasses& classes, const std::wstring& program) {
+    for (const auto& [id, name] : kInterfaces) {
+        if (const LSTATUS result = RegisterInterface(classes, id, name); result != ERROR_SUCCESS)
+            return result;
+    }
+    if (const LSTATUS result = RegisterLibrary(classes, program); result != ERROR_SUCCESS)
+        return result;
+    return RegisterApplication(classes);
+}
+
+// Goes on after a failure; the first one is the result.
+LSTATUS UnregisterIn(CClasses& classes) {
+    LSTATUS first = ERROR_SUCCESS;
+    const auto remove = [&](const std::wstring& key) {
+        const LSTATUS result = classes.Remove(key);
+        first = first == ERROR_SUCCESS ? result : first;
+    };
+    for (const auto& [id, name] : kInterfaces) {
+        if (IsOurs(classes, id))
+            remove(InterfaceKey(id));
+    }
+    remove(kLibraryKey);
+    remove(kApplicationKey);
+    remove(kProgramKey);
+    return first;
+}
+
+}  // namespace
+
+HRESULT Register() {
+    const std::wstring program = base::ModulePath(nullptr);
+    if (program.empty())
+        return HRESULT_FROM_WIN32(::GetLastError());
+    for (const REGSAM view : kViews) {
+        CClasses classes(view);
+        LSTATUS result = classes.Open(KEY_READ | KEY_WRITE);
+        if (result == ERROR_SUCCESS)
+            result = RegisterIn(classes, program);
+        if (result != ERROR_SUCCESS) {
+            static_cast<void>(Unregister());
+            return HRESULT_FROM_WIN32(result);
+        }
+    }
+    return S_OK;
+}
+
+HRESULT Unregister() {
+    LSTATUS first = ERROR_SUCCESS;
+    for (const REGSAM view : kViews) {
+        CClasses classes(view);
+        LSTATUS result = classes.Open(KEY_READ | KEY_WRITE | DELETE);
+        if (result == ERROR_SUCCESS)
+            result = UnregisterIn(classes);
+        first = first == ERROR_SUCCESS ? result : first;
+    }
+    return HRESULT_FROM_WIN32(first);
+}
+
+bool IsRegistered() {
+    for (const REGSAM view : kViews) {
+        CClasses classes(view);
+        if (classes.Open(KEY_READ) != ERROR_SUCCESS ||
+            classes.Text(InterfaceKey(kInterfaces[0].id) + L"\\ProxyStubClsid32").empty())
+            return false;
+    }
+    return true;
+}
+
+}  // namespace logservice

@@ -1,0 +1,28 @@
+// What the registry holds of the service: how its interfaces cross processes, and that it may be published to clients
+// of other rights.
+//
+//   SOFTWARE\Classes\Interface\{...}  of each interface: the platform's type-library marshaller, and which library
+//   SOFTWARE\Classes\TypeLib\{...}    this program's file, which has the library for both bitnesses
+//   SOFTWARE\Classes\AppID\{...}      ROTFlags 1 (ROTREGFLAGS_ALLOWANYCLIENT), and which program that is for
+//
+// All of HKEY_LOCAL_MACHINE, in the 64-bit and in the 32-bit view alike, so that one registration serves services and
+// clients of both bitnesses. Neither the filter nor any class is registered here.
+//
+// Errors: the result of the registry call that failed; without an administrator's rights it is E_ACCESSDENIED.
+#pragma once
+
+#include <windows.h>
+
+namespace logservice {
+
+// Again and again is no error; the last program that registers itself is the one that counts. An interface that another
+// marshaller serves is left to that. What was written before a failure is taken back.
+[[nodiscard]] HRESULT Register();
+
+// Removes what Register wrote, whichever program did. Nothing registered is no error.
+[[nodiscard]] HRESULT Unregister();
+
+// Whether clients of other processes can reach the interfaces, as far as the registry tells.
+[[nodiscard]] bool IsRegistered();
+
+}  // namespace logservice

@@ -1,0 +1,69 @@
+// TKRuntimeLogger: the logging service of the Tavel media components.
+#include "base/Utf8Text.h"
+#include "console/CCommandError.h"
+#include "console/CConsole.h"
+#include "logservice/Ending.h"
+#include "logservice/Options.h"
+#include "logservice/Registration.h"
+#include "logservice/Serve.h"
+
+#include <exception>
+
+using namespace logservice;
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+constexpr DWORD kEndsWithinMs = 15'000;
+
+void CheckRegistration(HRESULT result, const wchar_t* step) {
+    if (FAILED(result))
+        throw console::CCommandError(step, result)
+            .Advise(result == E_ACCESSDENIED ? L"an administrator may" : L"nothing has been changed for good");
+}
+
+int Stop() {
+    const HRESULT hr = EndRunningService(kEndsWithinMs);
+    console::Check(hr, L"Cannot end the service");
+    if (hr == S_FALSE)
+        console::Complain(L"TKRuntimeLogger: No service runs in this session.\n");
+    return 0;
+}
+
+int Run(const Options& options) {
+    switch (options.action) {
+        case Options::Action::Register:
+            CheckRegistration(Register(), L"Cannot register");
+            return 0;
+        case Options::Action::Unregister:
+            CheckRegistration(Unregister(), L"Cannot take the registration back");
+            return 0;
+        case Options::Action::Stop:
+            return Stop();
+        default:
+            return Serve(options);
+    }
+}
+
+}  // namespace
+
+int wmain(int count, wchar_t** words) {
+    int failure = kWrongUsage;
+    try {
+        const std::optional<Options> options = ParseOptions({words + 1, words + count});
+        failure = kFailed;
+        return options ? Run(*options) : 0;
+    } catch (const console::CCommandError& error) {
+        console::Complain(L"TKRuntimeLogger: " + error.Text() + L"\n");
+    } catch (const console::COutputError& error) {
+        failure = kFailed;
+        if (!error.IsClosedPipe())
+            console::Complain(L"TKRuntimeLogger: Cannot write the output: " +
+                              console::ResultText(HRESULT_FROM_WIN32(error.Error())) + L"\n");
+    } catch (const std::exception& error) {
+        failure = kFailed;
+        console::Complain(L"TKRuntimeLogger: " + base::WideOfUtf8(error.what()) + L"\n");
+    }
+    return failure;
+}
