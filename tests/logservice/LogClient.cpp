@@ -1,0 +1,107 @@
+// A client of the published logging service, for tests that need it as a process of its own.
+//
+//   log_client mta|sta every            each method once; the question's answer is printed
+//   log_client mta|sta flood N          N records, numbered from 0, severity 1
+//   log_client mta|sta odd              records that are awkward to show
+//   log_client mta|sta dump             one dump
+//
+// Its exit code is 0 when every call succeeded; otherwise the result is printed. 3: no service was found.
+#include "TKRuntimeLogger.h"
+#include "base/CApartment.h"
+#include "base/CBstr.h"
+
+#include <objbase.h>
+#include <wrl/client.h>
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+struct Client {
+    ComPtr<IUnknown> service;
+    ComPtr<ITKRuntimeLogger> logger;
+    HRESULT result = S_OK;  // the first failure
+
+    bool Find() {
+        ComPtr<IRunningObjectTable> table;
+        ComPtr<IMoniker> name;
+        return SUCCEEDED(::GetRunningObjectTable(0, &table)) &&
+               SUCCEEDED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &name)) &&
+               table->GetObject(name.Get(), &service) == S_OK && SUCCEEDED(service.As(&logger));
+    }
+    void Note(HRESULT hr) { result = SUCCEEDED(result) ? hr : result; }
+    void Log(LONG severity, const base::CBstr& message) {
+        const base::CBstr category(L"TestClient"), file(L"LogClient"), function(L"Client::Log");
+        Note(logger->Log(severity, category.Get(), ::GetCurrentProcessId(), ::GetCurrentThreadId(), file.Get(), -12,
+                         function.Get(), message.Get()));
+    }
+};
+
+void Every(Client& client) {
+    const DWORD process = ::GetCurrentProcessId();
+    const base::CBstr category(L"cat"), file(L"file"), function(L"func"), none(nullptr), empty(L"");
+    client.Note(client.logger->Log(7, category.Get(), process, 0xFFFFFFFF, none.Get(), -1, empty.Get(), none.Get()));
+    client.Note(client.logger->LogProfile(0, base::CBstr(L"PROFILE").Get(), process, file.Get(), 5, function.Get(),
+                                          none.Get(), 0x1234567890, 0.0, 0.25, 1.5));
+    client.Note(client.logger->LogExplicit(2, category.Get(), 0xFFFFFFFE, 4, file.Get(), 5, 0xFFFFFFFD, function.Get(),
+                                           base::CBstr(L"explicit").Get(), VARIANT_TRUE));
+    ComPtr<ITKRuntimeLoggerQuestion> questions;
+    LONG answer = 0;
+    client.Note(client.service.As(&questions));
+    if (questions)
+        client.Note(questions->AskQuestion(1, category.Get(), process, 1, file.Get(), 5, function.Get(),
+                                           base::CBstr(L"go on?").Get(), base::CBstr(L"second").Get(), -77, &answer));
+    std::printf("answer %ld\n", answer);
+}
+
+void Odd(Client& client) {
+    client.Log(0, base::CBstr(std::wstring(32 * 1024, L'x').c_str()));
+    client.Log(1, base::CBstr(L"two\r\nlines\tand\x1B[31m a colour"));
+    client.Log(2, base::CBstr(nullptr));
+    client.Log(3, base::CBstr(L""));
+    client.Log(4, base::CBstr(L"half \xD800 a pair"));
+    client.Log(-7, base::CBstr(L"SEV: 1, CAT: x, MSG: not a line of its own"));
+    client.Log(0x7FFFFFFF, base::CBstr(L"last"));
+}
+
+void Dump(Client& client) {
+    ComPtr<ITKRuntimeLoggerDump> dumps;
+    client.Note(client.service.As(&dumps));
+    if (dumps)
+        client.Note(dumps->LogWithDump(4, base::CBstr(L"cat").Get(), ::GetCurrentProcessId(), ::GetCurrentThreadId(),
+                                       base::CBstr(L"file").Get(), 5, base::CBstr(L"func").Get(),
+                                       base::CBstr(L"crashed").Get()));
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    if (count < 3)
+        return 2;
+    const std::string_view apartmentName = words[1], what = words[2];
+    const base::CApartment apartment(apartmentName == "sta" ? COINIT_APARTMENTTHREADED : COINIT_MULTITHREADED);
+    Client client;
+    if (!client.Find()) {
+        std::printf("no service\n");
+        return 3;
+    }
+    if (what == "every")
+        Every(client);
+    else if (what == "odd")
+        Odd(client);
+    else if (what == "dump")
+        Dump(client);
+    else if (what == "flood" && count == 4) {
+        const int records = std::atoi(words[3]);
+        for (int i = 0; i < records && SUCCEEDED(client.result); ++i)
+            client.Log(1, base::CBstr(std::to_wstring(i).c_str()));
+    } else {
+        return 2;
+    }
+    std::printf("result 0x%08lX\n", static_cast<unsigned long>(client.result));
+    return SUCCEEDED(client.result) ? 0 : 1;
+}

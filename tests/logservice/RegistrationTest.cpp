@@ -1,0 +1,103 @@
+// What the service writes into the registry, and that nothing of it is left.
+#include "base/CAutoDestructor.h"
+#include "tests/support/CProgram.h"
+
+#include <set>
+#include <string>
+
+namespace {
+
+constexpr wchar_t kInterface[] = L"Interface\\{14AB8D36-E802-4597-A36E-50157516D2E1}";
+
+// All keys below one, in one view, by their paths.
+void CollectKeys(HKEY parent, const std::wstring& path, REGSAM view, std::set<std::wstring>& keys) {
+    base::CAutoRegistryKey key;
+    if (::RegOpenKeyExW(parent, path.c_str(), 0, KEY_READ | view, key.Put()) != ERROR_SUCCESS)
+        return;
+    wchar_t name[256]{};
+    for (DWORD i = 0;; ++i) {
+        DWORD size = 256;
+        if (::RegEnumKeyExW(key.Get(), i, name, &size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            return;
+        keys.insert(path + L"\\" + name);
+        CollectKeys(parent, path + L"\\" + name, view, keys);
+    }
+}
+
+std::set<std::wstring> ClassKeys(REGSAM view) {
+    std::set<std::wstring> keys;
+    for (const wchar_t* folder : {L"Interface", L"TypeLib", L"AppID"})
+        CollectKeys(HKEY_LOCAL_MACHINE, std::wstring(L"SOFTWARE\\Classes\\") + folder, view, keys);
+    return keys;
+}
+
+struct Value {
+    std::wstring key;
+    const wchar_t* name;
+    std::wstring text;
+    REGSAM view;
+
+    Value(std::wstring path, const wchar_t* valueName, std::wstring valueText, REGSAM keyView)
+        : key(L"SOFTWARE\\Classes\\" + path), name(valueName), text(std::move(valueText)), view(keyView) {}
+
+    [[nodiscard]] bool Stands() const {
+        base::CAutoRegistryKey opened;
+        wchar_t found[512]{};
+        DWORD bytes = sizeof found;
+        return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ | view, opened.Put()) == ERROR_SUCCESS &&
+               ::RegGetValueW(opened.Get(), nullptr, name, RRF_RT_REG_SZ, nullptr, found, &bytes) == ERROR_SUCCESS &&
+               found == text;
+    }
+    void Write() const {
+        base::CAutoRegistryKey made;
+        ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_WRITE | view,
+                                                   nullptr, made.Put(), nullptr));
+        ASSERT_EQ(ERROR_SUCCESS,
+                  ::RegSetValueExW(made.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                                   static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))));
+    }
+};
+
+constexpr REGSAM kViews[] = {KEY_WOW64_64KEY, KEY_WOW64_32KEY};
+
+unsigned RunService(const wchar_t* what) {
+    return CProgram(BuiltProgram(L"TKRuntimeLogger.exe"), {what}).Wait();
+}
+
+TEST(LogServiceRegistrationTest, ServesBothBitnessesAndLeavesNothing) {
+    const std::set<std::wstring> before[] = {ClassKeys(kViews[0]), ClassKeys(kViews[1])};
+    const std::wstring program = BuiltProgram(L"TKRuntimeLogger.exe");
+    const std::wstring library = L"TypeLib\\{8C0E7B0A-5B7E-4E1C-9A53-3D8D1F2A6C47}\\1.0\\0\\";
+    for (int turn = 0; turn < 2; ++turn) {
+        SCOPED_TRACE(turn);
+        EXPECT_EQ(0u, RunService(L"--register"));
+        EXPECT_EQ(0u, RunService(L"--register"));
+        for (const REGSAM view : kViews) {
+            EXPECT_TRUE(Value(std::wstring(kInterface) + L"\\ProxyStubClsid32", nullptr,
+                              L"{00020424-0000-0000-C000-000000000046}", view)
+                            .Stands());
+            EXPECT_TRUE(Value(library + L"win64", nullptr, program + L"\\1", view).Stands());
+            EXPECT_TRUE(Value(library + L"win32", nullptr, program + L"\\2", view).Stands());
+        }
+        EXPECT_EQ(0u, RunService(L"--unregister"));
+        EXPECT_EQ(0u, RunService(L"--unregister"));
+        EXPECT_EQ(before[0], ClassKeys(kViews[0]));
+        EXPECT_EQ(before[1], ClassKeys(kViews[1]));
+    }
+}
+
+TEST(LogServiceRegistrationTest, AnotherMarshallerOfAnInterfaceStays) {
+    const Value other(std::wstring(kInterface) + L"\\ProxyStubClsid32", nullptr,
+                      L"{11111111-2222-3333-4444-555555555555}", KEY_WOW64_64KEY);
+    other.Write();
+    EXPECT_EQ(0u, RunService(L"--register"));
+    EXPECT_TRUE(other.Stands());
+    EXPECT_EQ(0u, RunService(L"--unregister"));
+    EXPECT_TRUE(other.Stands());
+    base::CAutoRegistryKey classes;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes", 0,
+                                             KEY_READ | KEY_WRITE | DELETE | KEY_WOW64_64KEY, classes.Put()));
+    EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(classes.Get(), kInterface));
+}
+
+}  // namespace

@@ -1,0 +1,194 @@
+// The service as a process of its own, and clients that are processes of theirs.
+#include "TKRuntimeLogger.h"
+#include "tests/support/Await.h"
+#include "tests/support/CProgram.h"
+#include "tests/support/CTempFolder.h"
+
+#include <dbghelp.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+std::wstring ServiceProgram(bool otherBits = false) {
+    return BuiltProgram(L"TKRuntimeLogger.exe", otherBits);
+}
+
+std::wstring ClientProgram(bool otherBits = false) {
+    return BuiltProgram(L"log_client.exe", otherBits);
+}
+
+unsigned RunProgram(const std::wstring& path, const std::vector<std::wstring>& arguments) {
+    return CProgram(path, arguments).Wait();
+}
+
+bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != text.npos;
+}
+
+std::vector<std::string> LinesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::ptrdiff_t CountOf(const std::string& text, const std::string& part) {
+    return std::ranges::count_if(LinesOf(text), [&](const std::string& line) { return Has(line, part); });
+}
+
+void ExpectDumpOf(const std::filesystem::path& path, DWORD processId) {
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    void* stream = nullptr;
+    ULONG size = 0;
+    ASSERT_TRUE(::MiniDumpReadDumpStream(bytes.data(), MiscInfoStream, nullptr, &stream, &size)) << bytes.size();
+    EXPECT_EQ(processId, static_cast<const MINIDUMP_MISC_INFO*>(stream)->ProcessId);
+    for (const ULONG kind : {ThreadListStream, ModuleListStream, SystemInfoStream})
+        EXPECT_TRUE(::MiniDumpReadDumpStream(bytes.data(), kind, nullptr, &stream, &size) && size > 0) << kind;
+}
+
+// A service that is registered while the test runs.
+struct ServiceTest : ::testing::Test {
+    void SetUp() override { ASSERT_EQ(0u, RunProgram(ServiceProgram(), {L"--register"})); }
+    void TearDown() override {
+        service.reset();
+        EXPECT_EQ(0u, RunProgram(ServiceProgram(), {L"--unregister"}));
+    }
+
+    void Start(std::vector<std::wstring> arguments = {}, bool otherBits = false, HANDLE out = nullptr) {
+        service.reset();
+        service = std::make_unique<CProgram>(ServiceProgram(otherBits), arguments, out);
+        Await([&] { return Has(service->Err(), "TKRuntimeLogger runs.") || !service->Runs(); });
+        EXPECT_TRUE(service->Runs()) << service->Err();
+    }
+    // The service's output after it has ended in order.
+    std::string End() {
+        EXPECT_EQ(0u, RunProgram(ServiceProgram(), {L"--stop"}));
+        EXPECT_EQ(0u, service->Wait()) << service->Err();
+        return service->Out();
+    }
+
+    std::unique_ptr<CProgram> service;
+};
+
+TEST_F(ServiceTest, EveryMethodArrivesFromEitherBitnessAndApartmentAtEither) {
+    const bool hasBoth = std::filesystem::exists(ServiceProgram(true)) && std::filesystem::exists(ClientProgram(true));
+    for (const bool otherService : {false, true}) {
+        if (otherService && !hasBoth)
+            GTEST_SKIP() << "the other bitness has not been built: only four of the eight pairs were tried";
+        for (const bool otherClient : {false, hasBoth}) {
+            for (const wchar_t* apartment : {L"mta", L"sta"}) {
+                SCOPED_TRACE(::testing::Message()
+                             << otherService << otherClient << (apartment[0] == L'm' ? "mta" : "sta"));
+                const CTempFolder folder;
+                const std::wstring profile = folder.PathOf(L"p.csv");
+                Start({L"--profile", profile}, otherService);
+                CProgram client(ClientProgram(otherClient), {apartment, L"every"});
+                EXPECT_EQ(0u, client.Wait()) << client.Out();
+                EXPECT_TRUE(Has(client.Out(), "answer -77")) << client.Out();
+                const std::string out = End();
+                EXPECT_EQ(1, CountOf(out, "explicit")) << out;
+            }
+        }
+    }
+}
+
+TEST_F(ServiceTest, OneIsEnoughForASession) {
+    Start();
+    EXPECT_EQ(3u, RunProgram(ServiceProgram(), {}));
+    EXPECT_TRUE(service->Runs());
+    End();
+    EXPECT_EQ(0u, RunProgram(ServiceProgram(), {L"--stop"})) << "there is none any more";
+    Start();
+    service->Kill();
+    Start();  // what the killed one left behind is in nobody's way
+    End();
+}
+
+TEST_F(ServiceTest, TwentyClientsAtOnceLoseNothing) {
+    Start();
+    std::vector<std::unique_ptr<CProgram>> clients;
+    for (int i = 0; i < 20; ++i)
+        clients.push_back(std::make_unique<CProgram>(
+            ClientProgram(), std::vector<std::wstring>{i % 2 ? L"mta" : L"sta", L"flood", L"50"}));
+    for (const auto& client : clients)
+        EXPECT_EQ(0u, client->Wait()) << client->Out();
+    const std::string out = End();
+    for (const auto& client : clients)
+        EXPECT_EQ(50, CountOf(out, std::to_string(client->Id())));
+}
+
+TEST_F(ServiceTest, ClientsThatAreKilledHarmNobody) {
+    Start();
+    for (int i = 0; i < 5; ++i) {
+        CProgram client(ClientProgram(), {L"mta", L"flood", L"1000000"});
+        Await([&] { return CountOf(service->Out(), std::to_string(client.Id())) > 10 * i; });
+        client.Kill();
+    }
+    CProgram last(ClientProgram(), {L"mta", L"flood", L"10"});
+    EXPECT_EQ(0u, last.Wait()) << last.Out();
+    EXPECT_EQ(10, CountOf(End(), std::to_string(last.Id())));
+}
+
+TEST_F(ServiceTest, AServiceThatIsKilledFailsItsClientsAtOnce) {
+    Start();
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"1000000"});
+    Await([&] { return CountOf(service->Out(), std::to_string(client.Id())) > 10; });
+    service->Kill();
+    EXPECT_EQ(1u, client.Wait());
+    EXPECT_TRUE(Has(client.Out(), "result 0x8")) << client.Out();
+}
+
+TEST_F(ServiceTest, AnOutputThatNobodyTakesHoldsNoClientUp) {
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    base::CAutoHandle reader, writer;
+    ASSERT_TRUE(::CreatePipe(reader.Put(), writer.Put(), &inherit, 0));
+    ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
+    Start({}, false, writer.Get());
+    writer.Reset();
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"2000"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    EXPECT_TRUE(service->Runs());
+}
+
+TEST_F(ServiceTest, OneRecordIsOneLineWhateverIsInIt) {
+    Start();
+    CProgram client(ClientProgram(), {L"mta", L"odd"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    const std::string out = End();
+    EXPECT_EQ(7u, LinesOf(out).size()) << out.substr(0, 200);
+    EXPECT_EQ(7, CountOf(out, std::to_string(client.Id())));
+    EXPECT_EQ(std::string::npos, out.find('\x1B'));
+    EXPECT_EQ(1, CountOf(out, std::string(32 * 1024, 'x')));
+}
+
+TEST_F(ServiceTest, ADumpCanBeOpenedAgain) {
+    const CTempFolder folder;
+    const std::wstring recording = folder.PathOf(L"recording");
+    Start({L"--record", recording});
+    CProgram client(ClientProgram(), {L"mta", L"dump"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    End();
+    std::vector<std::filesystem::path> dumps;
+    for (const auto& file : std::filesystem::directory_iterator(recording)) {
+        if (file.path().extension() == L".dmp")
+            dumps.push_back(file.path());
+    }
+    ASSERT_EQ(1u, dumps.size());
+    ExpectDumpOf(dumps[0], client.Id());
+    std::filesystem::remove_all(recording);
+}
+
+TEST_F(ServiceTest, WithoutAFolderNoDumpIsOffered) {
+    Start();
+    CProgram client(ClientProgram(), {L"mta", L"dump"});
+    EXPECT_EQ(1u, client.Wait());
+    EXPECT_TRUE(Has(client.Out(), "result 0x80004002")) << client.Out();
+}
+
+}  // namespace
