@@ -19,8 +19,8 @@ CConsoleKeys::~CConsoleKeys() {
         ::SetConsoleMode(m_input, m_mode);
 }
 
-std::vector<WORD> CConsoleKeys::Take() {
-    std::vector<WORD> keys;
+std::vector<Key> CConsoleKeys::Take() {
+    std::vector<Key> keys;
     INPUT_RECORD records[32];
     // No more than are there: a read would wait for others.
     for (DWORD there = 0; m_input && ::GetNumberOfConsoleInputEvents(m_input, &there) && there > 0;) {
@@ -29,8 +29,12 @@ std::vector<WORD> CConsoleKeys::Take() {
             break;
         for (DWORD i = 0; i < count; ++i) {
             const KEY_EVENT_RECORD& key = records[i].Event.KeyEvent;
-            if (records[i].EventType == KEY_EVENT && key.bKeyDown)
-                keys.push_back(key.wVirtualKeyCode);
+            if (records[i].EventType != KEY_EVENT)
+                continue;
+            if (key.bKeyDown)
+                keys.push_back({key.wVirtualKeyCode, key.uChar.UnicodeChar});
+            else if (key.wVirtualKeyCode == VK_MENU && key.uChar.UnicodeChar != 0)
+                keys.push_back({0, key.uChar.UnicodeChar});  // typed as a number, or pasted: it comes as Alt goes up
         }
     }
     return keys;

@@ -4,7 +4,7 @@
 #include "tests/support/CTempFolder.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/tvsource/CHost.h"
-#include "tests/tvsource/COwnConsole.h"
+#include "tests/support/COwnConsole.h"
 #include "tests/tvsource/XmlCheck.h"
 
 #include <filesystem>

@@ -4,7 +4,7 @@
 #include "tests/support/CLogFileSetting.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
-#include "tests/tvsource/COwnConsole.h"
+#include "tests/support/COwnConsole.h"
 
 namespace {
 

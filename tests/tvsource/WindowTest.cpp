@@ -2,7 +2,7 @@
 // (window_test.sh), which keeps the screen in the file that TV_SCREEN names.
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
-#include "tests/tvsource/COwnConsole.h"
+#include "tests/support/COwnConsole.h"
 #include "tests/tvsource/TestVideo.h"
 
 #include <algorithm>

@@ -126,12 +126,12 @@ CPlayGraph::Result RunWithKeys(CTurn& turn, const Arguments& arguments, const CS
     }
     console::CConsoleKeys console;
     CPlayControls controls(*graph.Graph());
-    const auto isPressed = [&](const std::vector<WORD>& keys) {
-        return std::ranges::all_of(keys, [&](WORD key) { return controls.Press(key); });
-    };
-    const CPlayGraph::Attendant attendant{
-        console.Handle(),
-        [&] { return isPressed(console.Take()) && isPressed(window.TakeKeys()) && !window.IsClosed(); }};
+    const auto press = [&](WORD key) { return controls.Press(key); };
+    const CPlayGraph::Attendant attendant{console.Handle(), [&] {
+                                              return std::ranges::all_of(console.Take(), press, &console::Key::code) &&
+                                                     std::ranges::all_of(window.TakeKeys(), press) &&
+                                                     !window.IsClosed();
+                                          }};
     return RunGraph(
         turn, source, graph, [&](const auto& progress) { return graph.Run(InterruptEvent(), progress, attendant); },
         [&] { return controls.IsPaused(); });
