@@ -31,7 +31,7 @@ public:
 
     [[nodiscard]] CPublication::Reach ReachesWhom() const noexcept { return m_publication->ReachesWhom(); }
     [[nodiscard]] logview::CRecordQueue& Records() noexcept { return *m_records; }
-    [[nodiscard]] CQuestions& Questions() noexcept { return *m_questions; }
+    [[nodiscard]] const std::shared_ptr<CQuestions>& Questions() noexcept { return m_questions; }
 
 private:
     const std::shared_ptr<logview::CRecordQueue> m_records;

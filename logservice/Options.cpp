@@ -30,11 +30,21 @@ struct Words {
     std::string severity, record, profile, report, trace;
 };
 
-std::vector<std::wstring> FilterOf(const Words& words) {
-    std::vector<std::wstring> filter;
+// In quotation marks whatever it is; those within are doubled.
+std::wstring Quoted(std::wstring text) {
+    for (auto at = text.find(L'"'); at != text.npos; at = text.find(L'"', at + 2))
+        text.insert(at, 1, L'"');
+    return L'"' + text + L'"';
+}
+
+std::wstring FilterOf(const Words& words) {
+    std::wstring filter;
     const auto add = [&](const wchar_t* kind, const std::vector<std::string>& values) {
-        for (const std::string& value : values)
-            filter.push_back(kind + base::WideOfUtf8(value));
+        for (const std::string& value : values) {
+            const bool excludes = value.starts_with('!');
+            filter += (filter.empty() ? L"" : L" ") + std::wstring(kind) + (excludes ? L"!" : L"") +
+                      Quoted(base::WideOfUtf8(value.substr(excludes ? 1 : 0)));
+        }
     };
     if (!words.severity.empty())
         add(L"severity=", {words.severity});

@@ -13,12 +13,12 @@ struct Options {
     enum class Action { Serve, Open, Register, Unregister, Stop };
 
     Action action = Action::Serve;
-    std::vector<std::wstring> open;    // recordings and log files to show
-    std::vector<std::wstring> filter;  // words such as severity=warn
+    std::vector<std::wstring> open;  // recordings and log files to show
+    std::wstring filter;             // see logview::CRecordFilter
     bool showsLines = true;
     std::wstring record, profile, report, trace;  // where to; empty: not asked for
     ULONGLONG fileBytes = 16u << 20;              // of a recording
-    unsigned fileCount = 10;
+    unsigned fileCount = 20;
     std::optional<DWORD> seconds;   // until the end
     std::optional<DWORD> patience;  // seconds for an answer
 };

@@ -3,6 +3,7 @@
 #include "console/CCommandError.h"
 #include "console/CConsole.h"
 #include "logservice/Ending.h"
+#include "logservice/Open.h"
 #include "logservice/Options.h"
 #include "logservice/Registration.h"
 #include "logservice/Serve.h"
@@ -41,9 +42,12 @@ int Run(const Options& options) {
             return 0;
         case Options::Action::Stop:
             return Stop();
-        default:
-            return Serve(options);
+        case Options::Action::Open:
+            return Open(options);
+        case Options::Action::Serve:
+            break;
     }
+    return Serve(options);
 }
 
 }  // namespace

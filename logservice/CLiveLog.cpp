@@ -1,0 +1,155 @@
+#include "logservice/CLiveLog.h"
+
+#include "base/CSlimLock.h"
+#include "base/FormatText.h"
+#include "console/CConsoleKeys.h"
+#include "console/CTerminal.h"
+#include "console/Text.h"
+#include "logview/CConsoleView.h"
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace logservice {
+
+namespace {
+
+constexpr std::size_t kMostWaiting = 100'000;
+constexpr std::size_t kMostWaitingBytes = 64 << 20;
+constexpr DWORD kRoundMs = 50;
+constexpr DWORD kLastWordsMs = 2000;
+
+std::wstring QuestionText(const logview::Question& question) {
+    const logview::LogRecord& record = question.record;
+    return base::FormatText(L"Process %lu asks: %s%s%s (Enter: %ld)", record.processId, record.message.c_str(),
+                            question.secondText.empty() ? L"" : L" / ", question.secondText.c_str(),
+                            question.defaultAnswer);
+}
+
+// What is wrong with a typed answer; empty: nothing.
+std::wstring ParseAnswer(const std::wstring& line, LONG& answer) {
+    const wchar_t* const begin = line.c_str();
+    wchar_t* end = nullptr;
+    errno = 0;
+    const long number = std::wcstol(begin, &end, 10);
+    if (end == begin || *end || errno == ERANGE)
+        return L"The answer is a number.";
+    answer = number;
+    return {};
+}
+
+}  // namespace
+
+// What both threads use; the console's keeps it alive when it is left behind.
+struct CLiveLog::Shared {
+    explicit Shared(Settings given) : settings(std::move(given)) {}
+
+    void Run();
+    void AskNext(logview::CConsoleView& view);
+    void Round(logview::CConsoleView& view, console::CConsoleKeys& keys, DWORD waitMs);
+
+    const Settings settings;
+    logview::CRecordQueue records{kMostWaiting, kMostWaitingBytes};
+    std::atomic<bool> isEnding{false};
+
+    base::CSlimLock lock;  // guards the notes
+    std::vector<std::wstring> notes;
+
+    // Of the console's thread.
+    ULONGLONG lostTold = 0;
+    ULONGLONG asked = 0;  // the question that stands in the prompt; 0: none
+};
+
+void CLiveLog::Shared::AskNext(logview::CConsoleView& view) {
+    if (!settings.questions)
+        return;
+    const std::optional<CQuestions::Open> open = settings.questions->Next();
+    if (asked != 0 && (!open || open->number != asked)) {  // given up, or answered
+        asked = 0;
+        view.EndPrompt();
+    }
+    if (!open || asked != 0)
+        return;
+    const auto take = [this, number = open->number,
+                       byDefault = open->question.defaultAnswer](const std::optional<std::wstring>& line) {
+        LONG answer = byDefault;
+        if (line && !line->empty()) {
+            if (std::wstring wrong = ParseAnswer(*line, answer); !wrong.empty())
+                return wrong;
+        }
+        static_cast<void>(settings.questions->Answer(number, answer));
+        return std::wstring();
+    };
+    // While another prompt is open, the next round tries again.
+    if (view.Ask(console::Printable(QuestionText(open->question)) + L" ", {}, take))
+        asked = open->number;
+}
+
+void CLiveLog::Shared::Round(logview::CConsoleView& view, console::CConsoleKeys& keys, DWORD waitMs) {
+    for (const logview::Arrival& arrival : records.Take(waitMs))
+        view.Take(arrival);
+    std::vector<std::wstring> newNotes;
+    {
+        const std::lock_guard guard(lock);
+        newNotes.swap(notes);
+    }
+    for (const std::wstring& note : newNotes)
+        view.Note(note);
+    if (const ULONGLONG lost = records.Lost(); lost != lostTold) {
+        view.Note(base::FormatText(L"%I64u records were left out here: the console is too slow", lost - lostTold));
+        lostTold = lost;
+    }
+    for (const console::Key& key : keys.Take()) {
+        if (!view.Press(key))
+            ::SetEvent(settings.ending);
+    }
+    AskNext(view);
+    view.Flush();
+    if (view.Failure() && settings.endsWithOutput)
+        ::SetEvent(settings.ending);
+}
+
+void CLiveLog::Shared::Run() {
+    console::CTerminal terminal(::GetStdHandle(STD_OUTPUT_HANDLE));
+    console::CConsoleKeys keys;
+    logview::CConsoleView view(terminal, settings.filter, settings.profileTable);
+    while (!isEnding)
+        Round(view, keys, kRoundMs);
+    view.EndPrompt();
+    Round(view, keys, 0);
+}
+
+CLiveLog::CLiveLog(Settings settings)
+    : m_shared(std::make_shared<Shared>(std::move(settings))), m_thread("Console", COINIT_MULTITHREADED) {
+    if (m_thread.Post([shared = m_shared] { shared->Run(); }) == 0)
+        throw std::bad_alloc();
+}
+
+CLiveLog::~CLiveLog() {
+    Stop(kLastWordsMs);
+}
+
+void CLiveLog::Put(const logview::Arrival& arrival) noexcept {
+    try {
+        m_shared->records.Put(logview::Arrival(arrival));
+    } catch (...) {
+        m_shared->records.AddLost(1);
+    }
+}
+
+void CLiveLog::Note(const std::wstring& text) noexcept {
+    base::RunQuietly([&] {
+        const std::lock_guard guard(m_shared->lock);
+        m_shared->notes.push_back(text);
+    });
+}
+
+bool CLiveLog::Stop(DWORD limitMs) noexcept {
+    m_shared->isEnding = true;
+    m_shared->records.Wake();
+    return m_thread.Stop(threading::Rest::Drain, limitMs);
+}
+
+}  // namespace logservice

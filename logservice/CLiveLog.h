@@ -1,0 +1,49 @@
+// The log on the console, with the person in front of it, on a thread of its own: a console that is blocked (by text
+// that is being marked in it, say) or a pipe that nobody reads holds nothing up but itself.
+//
+// Threads: one, but for Put.  Lifetime: its end waits a little for the thread, and leaves it behind if it is blocked.
+#pragma once
+
+#include "logservice/CQuestions.h"
+#include "logview/CRecordFilter.h"
+#include "logview/CRecordQueue.h"
+#include "threading/CCallQueue.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace logservice {
+
+class CLiveLog final {
+public:
+    struct Settings {
+        logview::CRecordFilter filter;
+        std::function<std::wstring()> profileTable;  // for a key; called on the console's thread
+        std::shared_ptr<CQuestions> questions;       // null: none are asked
+        HANDLE ending = nullptr;                     // signalled when the person wants an end
+        bool endsWithOutput = false;                 // whether that is so, too, when the output can't be written
+    };
+
+    // Throws std::bad_alloc.
+    explicit CLiveLog(Settings settings);
+    CLiveLog(const CLiveLog&) = delete;
+    CLiveLog& operator=(const CLiveLog&) = delete;
+    ~CLiveLog();
+
+    // Shows it, soon. Never waits; what a blocked console has no room for is left out and counted.
+    void Put(const logview::Arrival& arrival) noexcept;
+    // The same with a line of the program's own.
+    void Note(const std::wstring& text) noexcept;
+
+    // Shows what is left.  False: the console takes nothing within `limitMs`.
+    bool Stop(DWORD limitMs) noexcept;
+
+private:
+    struct Shared;
+
+    const std::shared_ptr<Shared> m_shared;
+    threading::CCallQueue m_thread;
+};
+
+}  // namespace logservice

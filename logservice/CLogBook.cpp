@@ -1,0 +1,90 @@
+#include "logservice/CLogBook.h"
+
+#include "console/CCommandError.h"
+#include "console/COutputFile.h"
+#include "logview/ProfileText.h"
+
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace logservice {
+
+CLogBook::CLogBook(const Options& options, std::function<void(const std::wstring&)> tell)
+    : m_options(options), m_keeps(!options.report.empty() || !options.trace.empty()) {
+    if (!options.record.empty())
+        m_recorder = std::make_unique<logview::CRecorder>(
+            logview::CRecorder::Options{options.record, options.fileBytes, options.fileCount}, m_profile, m_sessions,
+            std::move(tell));
+}
+
+void CLogBook::Take(logview::Arrival&& arrival) {
+    {
+        const std::lock_guard lock(m_lock);
+        m_profile.Take(arrival);
+    }
+    m_sessions.Take(arrival);
+    if (m_recorder)
+        m_recorder->Take(arrival);
+    if (m_keeps)
+        Keep(std::move(arrival));
+}
+
+void CLogBook::Keep(logview::Arrival&& arrival) {
+    m_keptBytes += SizeOf(arrival);
+    m_kept.push_back(std::move(arrival));
+    while (m_kept.size() > kMostKept || (m_keptBytes > kMostKeptBytes && m_kept.size() > 1)) {
+        m_keptBytes -= SizeOf(m_kept.front());
+        m_kept.pop_front();
+        ++m_leftOut;
+    }
+}
+
+void CLogBook::Ended(DWORD processId, ULONGLONG time) noexcept {
+    m_sessions.Ended(processId, time);
+}
+
+void CLogBook::Flush() noexcept {
+    if (m_recorder)
+        m_recorder->Flush();
+}
+
+std::wstring CLogBook::ProfileText(std::size_t width) const {
+    std::vector<logview::ProfileRow> rows;
+    {
+        const std::lock_guard lock(m_lock);
+        rows = m_profile.Rows();
+    }
+    return logview::ProfileText(rows, width);
+}
+
+void CLogBook::WriteProfile() const {
+    if (m_options.profile.empty())
+        return;
+    console::CReplacingFile file(m_options.profile);
+    file.Write(logview::ProfileCsv(m_profile.Rows()));
+    file.Finish();
+}
+
+void CLogBook::WriteReport() const {}
+
+void CLogBook::WriteTrace() const {}
+
+void CLogBook::Finish() {
+    if (m_recorder)
+        m_recorder->Finish();
+    std::optional<console::CCommandError> first;
+    for (void (CLogBook::*const write)() const :
+         {&CLogBook::WriteProfile, &CLogBook::WriteReport, &CLogBook::WriteTrace}) {
+        try {
+            (this->*write)();
+        } catch (const console::CCommandError& error) {
+            if (!first)
+                first = error;
+        }
+    }
+    if (first)
+        throw *first;
+}
+
+}  // namespace logservice

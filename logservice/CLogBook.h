@@ -1,0 +1,63 @@
+// What has come so far, and what is written of it: the recording as it comes, and at the end the timing table, the page
+// and the events.
+//
+// Threads: one, but for ProfileText.  Errors: std::bad_alloc; the recording's failures are told, those of the other
+// outputs are thrown by Finish.
+#pragma once
+
+#include "base/CSlimLock.h"
+#include "logservice/Options.h"
+#include "logview/CProfileTable.h"
+#include "logview/CRecorder.h"
+#include "logview/CSessions.h"
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace logservice {
+
+class CLogBook final {
+public:
+    // `tell` hears what a person should know about the recording.
+    CLogBook(const Options& options, std::function<void(const std::wstring&)> tell);
+    CLogBook(const CLogBook&) = delete;
+    CLogBook& operator=(const CLogBook&) = delete;
+
+    void Take(logview::Arrival&& arrival);
+    // The process has ended, at `time`, see logview::Arrival.
+    void Ended(DWORD processId, ULONGLONG time) noexcept;
+
+    // Puts what has come into the recording. To be called each second.
+    void Flush() noexcept;
+
+    // The timing table as lines of this width.
+    [[nodiscard]] std::wstring ProfileText(std::size_t width) const;
+
+    // Writes all that is to be written at the end. Once. All are tried; throws the first failure
+    // (console::CCommandError).
+    void Finish();
+
+private:
+    // Of the page and the events, which have the newest.
+    static constexpr std::size_t kMostKept = 200'000;
+    static constexpr std::size_t kMostKeptBytes = 256u << 20;
+
+    void Keep(logview::Arrival&& arrival);
+    void WriteProfile() const;
+    void WriteReport() const;
+    void WriteTrace() const;
+
+    const Options m_options;
+    const bool m_keeps;
+    mutable base::CSlimLock m_lock;  // guards the profile table
+    logview::CProfileTable m_profile;
+    logview::CSessions m_sessions;
+    std::unique_ptr<logview::CRecorder> m_recorder;
+    std::deque<logview::Arrival> m_kept;
+    std::size_t m_keptBytes = 0;
+    ULONGLONG m_leftOut = 0;  // older than the kept ones
+};
+
+}  // namespace logservice
