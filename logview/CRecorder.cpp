@@ -1,0 +1,210 @@
+#include "logview/CRecorder.h"
+
+#include "base/ComBoundary.h"
+#include "base/LongPath.h"
+#include "console/CCommandError.h"
+#include "console/COutputFile.h"
+#include "console/Text.h"
+#include "logview/LogLines.h"
+#include "logview/ProfileText.h"
+#include "logview/RecordingFiles.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace logview {
+
+namespace {
+
+constexpr std::size_t kMostWaitingBytes = 256 << 10;  // more is written without waiting for a Flush
+constexpr std::size_t kMostPendingBytes = 8 << 20;    // while writing fails
+
+}  // namespace
+
+CRecorder::CRecorder(Options options, const CProfileTable& profile, const CSessions& sessions,
+                     std::function<void(const std::wstring&)> tell)
+    : m_options(std::move(options)), m_profile(profile), m_sessions(sessions), m_tell(std::move(tell)) {
+    m_tablesAtMs = ::GetTickCount64() + m_options.tablesEveryMs;
+    if (const DWORD error = MakeFolder(); error != ERROR_SUCCESS)
+        Fail(error);
+}
+
+CRecorder::~CRecorder() {
+    Finish();
+}
+
+DWORD CRecorder::MakeFolder() const {
+    const std::wstring folder = base::FullPathOf(m_options.folder);
+    // The first ones are there, or are a drive or a share, which can't be made.
+    for (std::size_t end = folder.find(L'\\'); end != folder.npos; end = folder.find(L'\\', end + 1))
+        ::CreateDirectoryW(base::OpenablePath(folder.substr(0, end)).c_str(), nullptr);
+    if (::CreateDirectoryW(base::OpenablePath(folder).c_str(), nullptr))
+        return ERROR_SUCCESS;
+    const DWORD error = ::GetLastError(), attributes = ::GetFileAttributesW(base::OpenablePath(folder).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) ? ERROR_SUCCESS : error;
+}
+
+DWORD CRecorder::OpenPart() {
+    if (const DWORD error = MakeFolder(); error != ERROR_SUCCESS)
+        return error;
+    const std::vector<ULONG> parts = PartNumbers(m_options.folder);
+    m_part = std::max(m_part, parts.empty() ? 0 : parts.back());
+    for (int attempt = 0; attempt < 100 && m_part < kMostParts; ++attempt) {
+        const std::wstring path = m_options.folder + L"\\" + PartName(++m_part);
+        DWORD error = m_log.Create(path + kLogSuffix);
+        if (error == ERROR_SUCCESS)
+            error = m_times.Create(path + kTimesSuffix);
+        if (error == ERROR_SUCCESS)
+            error = m_profiles.Create(path + kProfilesSuffix);
+        if (error == ERROR_SUCCESS)
+            return error;
+        ClosePart();
+        if (error != ERROR_FILE_EXISTS)  // somebody else records here too
+            return error;
+    }
+    return ERROR_FILE_EXISTS;
+}
+
+void CRecorder::ClosePart() noexcept {
+    m_log.Close();
+    m_times.Close();
+    m_profiles.Close();
+    m_partRecords = 0;
+}
+
+void CRecorder::RemoveOldParts() const {
+    const std::vector<ULONG> parts = PartNumbers(m_options.folder);
+    const std::size_t stay = std::max<std::size_t>(m_options.mostParts, 1);
+    for (std::size_t i = 0; i + stay < parts.size(); ++i) {
+        for (const wchar_t* const suffix : {kLogSuffix, kTimesSuffix, kProfilesSuffix})
+            ::DeleteFileW(
+                base::OpenablePath(base::FullPathOf(m_options.folder + L"\\" + PartName(parts[i]) + suffix)).c_str());
+    }
+}
+
+// All of what waits, or nothing of it: a line of the log has one of the times.
+DWORD CRecorder::Append() {
+    DWORD error = m_log.Append(m_pending.log);
+    if (error == ERROR_SUCCESS)
+        error = m_times.Append(m_pending.times);
+    if (error == ERROR_SUCCESS)
+        error = m_profiles.Append(m_pending.profiles);
+    for (CGrowingFile* const file : {&m_log, &m_times, &m_profiles})
+        error == ERROR_SUCCESS ? file->Keep() : file->TakeBack();
+    return error;
+}
+
+DWORD CRecorder::Write() {
+    if (m_pending.records == 0)
+        return ERROR_SUCCESS;
+    const bool isNew = !m_log.IsOpen();
+    if (isNew) {
+        if (const DWORD error = OpenPart(); error != ERROR_SUCCESS)
+            return error;
+    }
+    if (const DWORD error = Append(); error != ERROR_SUCCESS)
+        return error;
+    m_partRecords += m_pending.records;
+    m_pending = {};
+    if (isNew)
+        RemoveOldParts();
+    return ERROR_SUCCESS;
+}
+
+void CRecorder::Fail(DWORD error) {
+    ClosePart();
+    m_retryAtMs = ::GetTickCount64() + m_options.retryEveryMs;
+    if (!std::exchange(m_hasFailed, true))
+        m_tell(L"Cannot record into " + console::Printable(m_options.folder) + L": " +
+               console::ResultText(HRESULT_FROM_WIN32(error)) + L"; trying again");
+}
+
+void CRecorder::WriteOrFail() {
+    if (const DWORD error = Write(); error != ERROR_SUCCESS) {
+        Fail(error);
+        return;
+    }
+    if (m_log.IsOpen() && std::exchange(m_hasFailed, false))
+        m_tell(L"Recording into " + console::Printable(m_options.folder) + L" again; " + std::to_wstring(m_lost) +
+               L" records are lost");
+}
+
+void CRecorder::Take(const Arrival& arrival) noexcept {
+    const ULONGLONG records = m_pending.records;
+    try {
+        const auto* const record = std::get_if<LogRecord>(&arrival.record);
+        const std::string line =
+            record ? FormatLogLine(*record) : ProfileLine(arrival, std::get<ProfileRecord>(arrival.record));
+        const std::string times = record ? TimesLine(arrival) : "";
+        const ULONGLONG size = m_log.Size() + m_profiles.Size() + m_pending.log.size() + m_pending.profiles.size();
+        if (size > 0 && size + line.size() > m_options.mostPartBytes && !m_hasFailed) {
+            WriteOrFail();
+            ClosePart();
+        }
+        if (m_pending.Bytes() + line.size() + times.size() > kMostPendingBytes && m_pending.records > 0) {
+            m_lost += m_pending.records;
+            m_pending = {};
+        }
+        std::string& text = record ? m_pending.log : m_pending.profiles;
+        text.reserve(text.size() + line.size());
+        m_pending.times += times;
+        text += line;
+        ++m_pending.records;
+        if (!m_hasFailed && m_pending.Bytes() > kMostWaitingBytes)
+            WriteOrFail();
+    } catch (...) {
+        m_lost += m_pending.records == records ? 1 : 0;
+    }
+}
+
+DWORD CRecorder::WriteTables() {
+    if (m_writtenReports == m_profile.Reports() && m_writtenChanges == m_sessions.Changes())
+        return ERROR_SUCCESS;
+    if (const DWORD error = MakeFolder(); error != ERROR_SUCCESS)
+        return error;
+    console::CReplacingFile profile(m_options.folder + L"\\profile.csv");
+    profile.Write(ProfileCsv(m_profile.Rows()));
+    profile.Finish();
+    console::CReplacingFile sessions(m_options.folder + L"\\sessions.csv");
+    sessions.Write(m_sessions.Csv());
+    sessions.Finish();
+    m_writtenReports = m_profile.Reports();
+    m_writtenChanges = m_sessions.Changes();
+    return ERROR_SUCCESS;
+}
+
+void CRecorder::FlushAll(bool isLast) {
+    const ULONGLONG nowMs = ::GetTickCount64();
+    if (m_log.IsOpen() && !m_log.IsThere()) {
+        m_lost += m_partRecords;
+        Fail(ERROR_PATH_NOT_FOUND);
+        m_retryAtMs = nowMs;  // a new one may be made in its place
+    }
+    if (isLast || !m_hasFailed || nowMs >= m_retryAtMs)
+        WriteOrFail();
+    if (!isLast && nowMs < m_tablesAtMs)
+        return;
+    m_tablesAtMs = nowMs + m_options.tablesEveryMs;
+    std::wstring reason;
+    try {
+        if (const DWORD error = WriteTables(); error != ERROR_SUCCESS)
+            reason = console::ResultText(HRESULT_FROM_WIN32(error));
+    } catch (const console::CCommandError& error) {
+        reason = error.Text();
+    }
+    if (!std::exchange(m_haveTablesFailed, !reason.empty()) && !reason.empty())
+        m_tell(L"Cannot write the tables of the recording: " + reason + L"; trying again");
+}
+
+void CRecorder::Flush() noexcept {
+    base::RunQuietly([&] { FlushAll(false); });
+}
+
+void CRecorder::Finish() noexcept {
+    base::RunQuietly([&] { FlushAll(true); });
+    m_lost += m_pending.records;
+    m_pending = {};
+    ClosePart();
+}
+
+}  // namespace logview
