@@ -41,15 +41,24 @@ std::ptrdiff_t CountOf(const std::string& text, const std::string& part) {
     return std::ranges::count_if(LinesOf(text), [&](const std::string& line) { return Has(line, part); });
 }
 
-void ExpectDumpOf(const std::filesystem::path& path, DWORD processId) {
+std::string ContentsOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void ExpectDumpOf(const std::filesystem::path& path, DWORD processId) {
+    std::string bytes = ContentsOf(path);
     void* stream = nullptr;
     ULONG size = 0;
     ASSERT_TRUE(::MiniDumpReadDumpStream(bytes.data(), MiscInfoStream, nullptr, &stream, &size)) << bytes.size();
     EXPECT_EQ(processId, static_cast<const MINIDUMP_MISC_INFO*>(stream)->ProcessId);
     for (const ULONG kind : {ThreadListStream, ModuleListStream, SystemInfoStream})
         EXPECT_TRUE(::MiniDumpReadDumpStream(bytes.data(), kind, nullptr, &stream, &size) && size > 0) << kind;
+}
+
+// How many lines of the output are of this process.
+std::ptrdiff_t LinesOfProcess(const std::string& text, const CProgram& program) {
+    return CountOf(text, " " + std::to_string(program.Id()) + "/");
 }
 
 // A service that is registered while the test runs.
@@ -93,6 +102,8 @@ TEST_F(ServiceTest, EveryMethodArrivesFromEitherBitnessAndApartmentAtEither) {
                 EXPECT_TRUE(Has(client.Out(), "answer -77")) << client.Out();
                 const std::string out = End();
                 EXPECT_EQ(1, CountOf(out, "explicit")) << out;
+                EXPECT_EQ(1, CountOf(ContentsOf(profile), ",78187493520,")) << ContentsOf(profile);
+                std::filesystem::remove(profile);
             }
         }
     }
@@ -120,25 +131,25 @@ TEST_F(ServiceTest, TwentyClientsAtOnceLoseNothing) {
         EXPECT_EQ(0u, client->Wait()) << client->Out();
     const std::string out = End();
     for (const auto& client : clients)
-        EXPECT_EQ(50, CountOf(out, std::to_string(client->Id())));
+        EXPECT_EQ(50, LinesOfProcess(out, *client));
 }
 
 TEST_F(ServiceTest, ClientsThatAreKilledHarmNobody) {
     Start();
     for (int i = 0; i < 5; ++i) {
         CProgram client(ClientProgram(), {L"mta", L"flood", L"1000000"});
-        Await([&] { return CountOf(service->Out(), std::to_string(client.Id())) > 10 * i; });
+        Await([&] { return LinesOfProcess(service->Out(), client) > 10 * i; });
         client.Kill();
     }
     CProgram last(ClientProgram(), {L"mta", L"flood", L"10"});
     EXPECT_EQ(0u, last.Wait()) << last.Out();
-    EXPECT_EQ(10, CountOf(End(), std::to_string(last.Id())));
+    EXPECT_EQ(10, LinesOfProcess(End(), last));
 }
 
 TEST_F(ServiceTest, AServiceThatIsKilledFailsItsClientsAtOnce) {
     Start();
     CProgram client(ClientProgram(), {L"mta", L"flood", L"1000000"});
-    Await([&] { return CountOf(service->Out(), std::to_string(client.Id())) > 10; });
+    Await([&] { return LinesOfProcess(service->Out(), client) > 10; });
     service->Kill();
     EXPECT_EQ(1u, client.Wait());
     EXPECT_TRUE(Has(client.Out(), "result 0x8")) << client.Out();
@@ -162,7 +173,7 @@ TEST_F(ServiceTest, OneRecordIsOneLineWhateverIsInIt) {
     EXPECT_EQ(0u, client.Wait()) << client.Out();
     const std::string out = End();
     EXPECT_EQ(7u, LinesOf(out).size()) << out.substr(0, 200);
-    EXPECT_EQ(7, CountOf(out, std::to_string(client.Id())));
+    EXPECT_EQ(7, LinesOfProcess(out, client));
     EXPECT_EQ(std::string::npos, out.find('\x1B'));
     EXPECT_EQ(1, CountOf(out, std::string(32 * 1024, 'x')));
 }
