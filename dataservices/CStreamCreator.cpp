@@ -21,23 +21,24 @@ HRESULT CStreamCreator::QueryInterface(REFIID iid, void** object) noexcept {
 }
 
 HRESULT CStreamCreator::CreateStreamEx2(TKDS_STREAM_CREATION creation, IStream** stream) noexcept {
-    return Open(creation == SC_UseDefault, TKDS_ACCESS_READ, TKDS_SHARE_READ, stream);
+    return Open<ITKDSCreateStream>(creation == SC_UseDefault, TKDS_ACCESS_READ, TKDS_SHARE_READ, stream);
 }
 
 HRESULT CStreamCreator::CreateStream(unsigned long access, unsigned long share, IStream** stream) noexcept {
-    return Open(access == TKDS_ACCESS_READ, access, share, stream);
+    return Open<ITKDSCreateStream>(access == TKDS_ACCESS_READ, access, share, stream);
 }
 
 HRESULT CStreamCreator::CreateWritableStreamEx2(TKDS_STREAM_CREATION creation, IStream** stream) noexcept {
-    return Open(creation == SC_UseDefault, kReadAndWrite, TKDS_SHARE_READ, stream);
+    return Open<ITKDSCreateWritableStream>(creation == SC_UseDefault, kReadAndWrite, TKDS_SHARE_READ, stream);
 }
 
 HRESULT CStreamCreator::CreateWritableStream(unsigned long access, unsigned long share, IStream** stream) noexcept {
-    return Open((access | TKDS_ACCESS_READ) == kReadAndWrite, access, share, stream);
+    return Open<ITKDSCreateWritableStream>((access | TKDS_ACCESS_READ) == kReadAndWrite, access, share, stream);
 }
 
+template <class Interface>
 HRESULT CStreamCreator::Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept {
-    return ComMethod(stream, [&]() -> HRESULT {
+    return ComMethod<Interface>(stream, [&]() -> HRESULT {
         return isValid && (share & ~kAllShares) == 0 ? OpenStream(m_place, access, share, m_options, stream)
                                                      : E_INVALIDARG;
     });

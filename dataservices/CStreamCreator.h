@@ -30,6 +30,7 @@ public:
     STDMETHODIMP CreateWritableStream(unsigned long access, unsigned long share, IStream** stream) noexcept override;
 
 private:
+    template <class Interface>
     [[nodiscard]] HRESULT Open(bool isValid, unsigned long access, unsigned long share, IStream** stream) noexcept;
 
     const Place m_place;

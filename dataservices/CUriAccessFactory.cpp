@@ -13,14 +13,15 @@ SharedOptions CUriAccessFactory::Options() const noexcept {
 }
 
 HRESULT CUriAccessFactory::OpenUriAs(BSTR uri, BSTR accessorId, VARIANT* accessor) noexcept {
-    return ComMethod(accessor, [&] { return OpenNameAs(TextOf(uri), TextOf(accessorId), Options(), accessor); });
+    return ComMethod<ITKDSUriAccessFactory>(
+        accessor, [&] { return OpenNameAs(TextOf(uri), TextOf(accessorId), Options(), accessor); });
 }
 
 // ---- ITKDSSourceOptions
 
 // Those who have the old options keep them.
 HRESULT CUriAccessFactory::SetOption(BSTR name, VARIANT value) noexcept {
-    return base::ComBoundary([&] {
+    return ComMethod<ITKDSSourceOptions>([&] {
         const std::wstring option = TextOf(name);
         const std::lock_guard guard(m_lock);
         auto changed = std::make_shared<SourceOptions>(*m_options);
@@ -32,7 +33,8 @@ HRESULT CUriAccessFactory::SetOption(BSTR name, VARIANT value) noexcept {
 }
 
 HRESULT CUriAccessFactory::GetOption(BSTR name, VARIANT* value) noexcept {
-    return ComMethod(value, [&] { return dataservices::GetOption(*Options(), TextOf(name), value); });
+    return ComMethod<ITKDSSourceOptions>(value,
+                                         [&] { return dataservices::GetOption(*Options(), TextOf(name), value); });
 }
 
 }  // namespace dataservices

@@ -6,6 +6,7 @@
 #include "base/ForeignCalls.h"
 #include "base/FormatText.h"
 #include "base/OrEmpty.h"
+#include "diagnostics/ComErrors.h"
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogSite.h"
 
@@ -56,7 +57,10 @@ const char* CComException::what() const noexcept {
 }
 
 HRESULT CComException::Report() const noexcept {
-    static_cast<void>(RestoreErrorInfo());  // most exceptions hold none
+    if (!m_errorInfo && !m_description.empty())
+        return SetComErrorInfo(m_result, GUID_NULL, m_description.c_str(), m_helpContext, m_helpFile.c_str(),
+                               m_source.c_str());
+    static_cast<void>(RestoreErrorInfo());
     return m_result;
 }
 

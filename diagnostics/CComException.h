@@ -34,7 +34,8 @@ public:
 
     [[nodiscard]] HRESULT GetResult() const noexcept { return m_result; }
 
-    // The result code; the error info object, if there is one, becomes the thread's.
+    // The result code. The error info object becomes the thread's; where there is none, one made of the texts does, if
+    // there is a description.
     [[nodiscard]] HRESULT Report() const noexcept override;
 
     // The system message in the ANSI code page of the thread that reads first. A fixed text when memory is out.

@@ -2,6 +2,7 @@
 
 #include "diagnostics/CComException.h"
 #include "diagnostics/CDefaultComErrorDescriptionContainer.h"
+#include "diagnostics/HResultText.h"
 
 #include <oleauto.h>
 
@@ -48,3 +49,17 @@ HRESULT SetComErrorInfo(HRESULT hr, REFIID iid, const wchar_t* description, DWOR
         ::SetErrorInfo(0, errorInfo.Get());
     return hr;
 }
+
+namespace TKRuntimeLogger {
+
+bool IsFrameworkError(HRESULT hr) {
+    return !DescriptionOf(hr).empty();
+}
+
+std::wstring ComErrorText(HRESULT hr, IErrorInfo* errorInfo) {
+    std::wstring text = DescriptionOf(hr);
+    const bool isFrameworks = errorInfo && !text.empty() && CComException(hr, errorInfo).GetDescription() == text;
+    return isFrameworks ? text : HResultText(hr);
+}
+
+}  // namespace TKRuntimeLogger

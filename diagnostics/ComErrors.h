@@ -10,6 +10,10 @@
 
 #include <windows.h>
 
+#include <oaidl.h>
+
+#include <string>
+
 // Throws CComException with the text, and neither help nor source.
 [[noreturn]] void ThrowComError(HRESULT hr);
 
@@ -23,3 +27,15 @@ HRESULT ReportComError(HRESULT hr);
 // installed: the caller reports its own failure, and no other one replaces it.
 HRESULT SetComErrorInfo(HRESULT hr, REFIID iid, const wchar_t* description, DWORD helpContext, const wchar_t* helpFile,
                         const wchar_t* source) noexcept;
+
+namespace TKRuntimeLogger {
+
+// Whether the framework's table has a text for `hr`. The platform uses these numbers, too: ask for codes of the
+// framework's own only.
+[[nodiscard]] bool IsFrameworkError(HRESULT hr);
+
+// A text for a failure that came with `errorInfo`, which may be null: the framework's, if the error info has it too and
+// so says whose code it is; else the system's (HResultText).
+[[nodiscard]] std::wstring ComErrorText(HRESULT hr, IErrorInfo* errorInfo);
+
+}  // namespace TKRuntimeLogger

@@ -4,6 +4,8 @@
 // CStreamBase. Units: positions and sizes are bytes; both stay below 2^63.  Threads: as the derived class says.
 #pragma once
 
+#include "dataservices/com/CErrorReporting.h"
+#include "dataservices/com/ComMethod.h"
 #include "dataservices/com/Results.h"
 #include "framework/streams/CStreamBase.h"
 
@@ -11,29 +13,39 @@
 
 namespace dataservices {
 
-class CReadOnlyStream : public framework::CStreamBase {
+class CReadOnlyStream : public CErrorReporting<framework::CStreamBase, IStream, ISequentialStream> {
 public:
     // ISequentialStream
     // STG_E_ACCESSDENIED, and the count is 0: callers of this layer need not have cleared it.
     STDMETHODIMP Write(const void*, ULONG, ULONG* bytesWritten) noexcept final {
         if (bytesWritten)
             *bytesWritten = 0;
-        return STG_E_ACCESSDENIED;
+        return Answer(STG_E_ACCESSDENIED);
     }
 
     // IStream
+    STDMETHODIMP SetSize(ULARGE_INTEGER) noexcept final { return Answer(STG_E_ACCESSDENIED); }
     // As CopyInBlocks, but a source that fails is a failure of the copy.
     STDMETHODIMP CopyTo(IStream* target, ULARGE_INTEGER cb, ULARGE_INTEGER* bytesRead,
                         ULARGE_INTEGER* bytesWritten) noexcept final {
         HRESULT read = S_OK;
         const HRESULT hr = framework::CopyInBlocks(*this, target, cb, bytesRead, bytesWritten, &read);
-        return FAILED(read) ? read : hr;
+        return Answer(FAILED(read) ? read : hr);
     }
     // Nothing is ever outstanding, so there is nothing to fail at.
     STDMETHODIMP Commit(DWORD) noexcept final { return S_OK; }
     STDMETHODIMP Revert() noexcept final { return S_OK; }
+    STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept final {
+        return Answer(STG_E_INVALIDFUNCTION);
+    }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) noexcept final {
+        return Answer(STG_E_INVALIDFUNCTION);
+    }
 
 protected:
+    // What a method of the stream that throws nothing returns, with the error info that goes with it; see ComMethod.
+    [[nodiscard]] static HRESULT Answer(HRESULT hr) noexcept { return MethodResult(hr).Report(__uuidof(IStream)); }
+
     // Where Seek leads from `position` in a source of `length` bytes; an unknown length is empty. A target beyond the
     // end is allowed.
     // STG_E_INVALIDFUNCTION: unknown origin, or a place before the start or beyond 63 bits.  0x80040003: the end of a

@@ -1,14 +1,19 @@
 // What the methods of this layer's classes have in common: how they begin, and how texts and objects pass their edge.
 //
 //   STDMETHODIMP CThing::GetName(BSTR* name) noexcept {
-//       return ComMethod(name, [&] { return GiveText(m_name, name); });
+//       return ComMethod<ITKDSThing>(name, [&] { return GiveText(m_name, name); });
 //   }
+//
+// Every method goes through it, also one that can't throw: a failure leaves the error info that belongs to it, and none
+// of an older one (MethodResult). Streams have a shorter way for what fails in any case; ITKDSSourceControl has no
+// codes of the framework, and does without.
 //
 // Threads: any.  Errors: all but ComMethod may throw what ComBoundary knows; then the result stays clear.
 #pragma once
 
 #include "base/CBstr.h"
 #include "base/ComBoundary.h"
+#include "dataservices/com/MethodResult.h"
 #include "dataservices/com/Results.h"
 #include "framework/com/CComObjectBase.h"
 
@@ -22,13 +27,27 @@
 
 namespace dataservices {
 
-// Clears `*result`, then runs `body`, which returns a HRESULT.  E_POINTER: `result` is null.
-template <class Result, class Body>
+// Runs `body`, which returns a HRESULT or a MethodResult, as a method of `Interface`.
+template <class Interface, class Body>
+[[nodiscard]] HRESULT ComMethod(Body&& body) noexcept {
+    try {
+        const MethodResult result = std::forward<Body>(body)();
+        return result.Report(__uuidof(Interface));
+    } catch (...) {
+        ::SetErrorInfo(0, nullptr);  // an exception brings its own, or there is none
+        return base::ResultOfCaughtException();
+    }
+}
+
+// The same after clearing `*result`.  E_POINTER: `result` is null.
+template <class Interface, class Result, class Body>
 [[nodiscard]] HRESULT ComMethod(Result* result, Body&& body) noexcept {
-    if (!result)
-        return E_POINTER;
-    *result = {};
-    return base::ComBoundary(std::forward<Body>(body));
+    return ComMethod<Interface>([&]() -> MethodResult {
+        if (!result)
+            return E_POINTER;
+        *result = {};
+        return std::forward<Body>(body)();
+    });
 }
 
 // The text of a caller; null is empty. Throws CAtlException carrying E_INVALIDARG for a text that has a NUL inside,

@@ -13,7 +13,7 @@ HRESULT CDataUriStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept 
     if (bytesRead)
         *bytesRead = 0;
     if (!buffer)
-        return STG_E_INVALIDPOINTER;
+        return Answer(STG_E_INVALIDPOINTER);
     const ULONGLONG left = m_content->size() > m_position ? m_content->size() - m_position : 0;
     const ULONG count = static_cast<ULONG>(std::min<ULONGLONG>(cb, left));
     if (count > 0)
@@ -28,12 +28,12 @@ HRESULT CDataUriStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* n
     const HRESULT hr = SeekTarget(move, origin, m_position, m_content->size(), &m_position);
     if (newPosition)
         newPosition->QuadPart = m_position;
-    return hr;
+    return Answer(hr);
 }
 
 HRESULT CDataUriStream::Stat(STATSTG* stat, DWORD) noexcept {
     if (!stat)
-        return STG_E_INVALIDPOINTER;
+        return Answer(STG_E_INVALIDPOINTER);
     *stat = {};
     stat->type = STGTY_STREAM;
     stat->cbSize.QuadPart = m_content->size();
@@ -42,13 +42,12 @@ HRESULT CDataUriStream::Stat(STATSTG* stat, DWORD) noexcept {
 }
 
 HRESULT CDataUriStream::Clone(IStream** clone) noexcept {
-    if (!clone)
-        return E_POINTER;
-    *clone = nullptr;
-    Microsoft::WRL::ComPtr<CDataUriStream> made;
-    const HRESULT hr = framework::MakeComObject<CDataUriStream>(made.GetAddressOf(), m_content, m_position);
-    *clone = made.Detach();
-    return hr;
+    return ComMethod<IStream>(clone, [&] {
+        Microsoft::WRL::ComPtr<CDataUriStream> made;
+        const HRESULT hr = framework::MakeComObject<CDataUriStream>(made.GetAddressOf(), m_content, m_position);
+        *clone = made.Detach();
+        return hr;
+    });
 }
 
 HRESULT CreateDataUriStream(const std::optional<DataUri>& uri, IStream** stream) noexcept {

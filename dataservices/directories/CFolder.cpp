@@ -31,7 +31,7 @@ namespace {
 }  // namespace
 
 HRESULT CFolder::GetEntryCount(long* count) noexcept {
-    return ComMethod(count, [&] {
+    return ComMethod<ITKDSDirectory>(count, [&] {
         std::vector<std::wstring> names;
         const HRESULT hr = ListNames(m_path, &names);
         if (SUCCEEDED(hr))
@@ -41,11 +41,11 @@ HRESULT CFolder::GetEntryCount(long* count) noexcept {
 }
 
 HRESULT CFolder::GetEntryId(long index, BSTR* entryId) noexcept {
-    return ComMethod(entryId, [&] { return m_list.Give(index, entryId); });
+    return ComMethod<ITKDSDirectory>(entryId, [&] { return m_list.Give(index, entryId); });
 }
 
 HRESULT CFolder::GetEntryName(BSTR entryId, BSTR* name) noexcept {
-    return ComMethod(name, [&] {
+    return ComMethod<ITKDSDirectory>(name, [&] {
         std::wstring found;
         const HRESULT hr = FindEntry(entryId, &found);
         return FAILED(hr) ? hr : GiveText(found, name);
@@ -53,7 +53,7 @@ HRESULT CFolder::GetEntryName(BSTR entryId, BSTR* name) noexcept {
 }
 
 HRESULT CFolder::HasEntry(BSTR entryId) noexcept {
-    return base::ComBoundary([&] {
+    return ComMethod<ITKDSDirectory>([&] {
         std::wstring found;
         const HRESULT hr = FindEntry(entryId, &found);
         return hr == kNotFound ? S_FALSE : hr;
@@ -61,7 +61,7 @@ HRESULT CFolder::HasEntry(BSTR entryId) noexcept {
 }
 
 HRESULT CFolder::OpenEntryAs(BSTR entryId, BSTR accessorId, VARIANT* accessor) noexcept {
-    return ComMethod(accessor, [&]() -> HRESULT {
+    return ComMethod<ITKDSDirectory>(accessor, [&]() -> HRESULT {
         std::wstring found;
         if (const HRESULT hr = FindEntry(entryId, &found); FAILED(hr))
             return hr;

@@ -6,14 +6,14 @@
 
 #include "TKDataServices.h"
 #include "dataservices/SourceOptions.h"
+#include "dataservices/com/CErrorReporting.h"
 #include "dataservices/directories/CEntryList.h"
-#include "framework/com/CComObjectBase.h"
 
 #include <optional>
 
 namespace dataservices {
 
-class CFolder final : public framework::CComObjectBase<ITKDSDirectory> {
+class CFolder final : public CServiceObject<ITKDSDirectory> {
 public:
     CFolder(std::wstring literalPath, SharedOptions options) noexcept
         : m_path(std::move(literalPath)), m_options(std::move(options)) {}

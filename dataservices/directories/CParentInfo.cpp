@@ -23,12 +23,13 @@ void CParentInfo::SetParentOf(const std::wstring& path) {
 }
 
 HRESULT CParentInfo::GetParentDirectory(ITKDSDirectory** directory) noexcept {
-    return ComMethod(directory,
-                     [&] { return m_name.empty() ? S_OK : GiveNew<CFolder>(directory, m_folder, m_options); });
+    return ComMethod<ITKDSGetParentInfoForUri>(
+        directory, [&] { return m_name.empty() ? S_OK : GiveNew<CFolder>(directory, m_folder, m_options); });
 }
 
 HRESULT CParentInfo::GetEntryId(BSTR* entryId) noexcept {
-    return ComMethod(entryId, [&] { return m_name.empty() ? kNotFound : GiveText(m_name, entryId); });
+    return ComMethod<ITKDSGetParentInfoForUri>(entryId,
+                                               [&] { return m_name.empty() ? kNotFound : GiveText(m_name, entryId); });
 }
 
 }  // namespace dataservices

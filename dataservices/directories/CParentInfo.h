@@ -7,11 +7,11 @@
 #include "TKDataServices.h"
 #include "dataservices/Place.h"
 #include "dataservices/SourceOptions.h"
-#include "framework/com/CComObjectBase.h"
+#include "dataservices/com/CErrorReporting.h"
 
 namespace dataservices {
 
-class CParentInfo final : public framework::CComObjectBase<ITKDSGetParentInfoForUri> {
+class CParentInfo final : public CServiceObject<ITKDSGetParentInfoForUri> {
 public:
     CParentInfo(const Place& place, SharedOptions options);
 

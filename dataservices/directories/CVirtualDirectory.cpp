@@ -8,9 +8,9 @@
 namespace dataservices {
 
 HRESULT CVirtualDirectory::AppendChildWithId(ITKDSVirtualDirectoryItem* item, BSTR id, BSTR name) noexcept {
-    if (!item)
-        return E_POINTER;
-    return base::ComBoundary([&]() -> HRESULT {
+    return ComMethod<ITKDSVirtualDirectory>([&]() -> HRESULT {
+        if (!item)
+            return E_POINTER;
         Entry entry{nullptr, TextOf(id), TextOf(name)};
         if (entry.id.empty() || FAILED(base::QueryFor(*item, entry.item.GetAddressOf())))
             return E_INVALIDARG;
@@ -23,7 +23,7 @@ HRESULT CVirtualDirectory::AppendChildWithId(ITKDSVirtualDirectoryItem* item, BS
 }
 
 HRESULT CVirtualDirectory::GetEntryCount(long* count) noexcept {
-    return ComMethod(count, [&] {
+    return ComMethod<ITKDSDirectory>(count, [&] {
         std::vector<std::wstring> ids;
         {
             const std::lock_guard lock(m_lock);
@@ -35,22 +35,22 @@ HRESULT CVirtualDirectory::GetEntryCount(long* count) noexcept {
 }
 
 HRESULT CVirtualDirectory::GetEntryId(long index, BSTR* entryId) noexcept {
-    return ComMethod(entryId, [&] { return m_list.Give(index, entryId); });
+    return ComMethod<ITKDSDirectory>(entryId, [&] { return m_list.Give(index, entryId); });
 }
 
 HRESULT CVirtualDirectory::GetEntryName(BSTR entryId, BSTR* name) noexcept {
-    return ComMethod(name, [&] {
+    return ComMethod<ITKDSDirectory>(name, [&] {
         const auto entry = Find(TextOf(entryId));
         return entry ? GiveText(entry->name, name) : kNotFound;
     });
 }
 
 HRESULT CVirtualDirectory::HasEntry(BSTR entryId) noexcept {
-    return base::ComBoundary([&] { return Find(TextOf(entryId)) ? S_OK : S_FALSE; });
+    return ComMethod<ITKDSDirectory>([&] { return Find(TextOf(entryId)) ? S_OK : S_FALSE; });
 }
 
 HRESULT CVirtualDirectory::OpenEntryAs(BSTR entryId, BSTR accessorId, VARIANT* accessor) noexcept {
-    return ComMethod(accessor, [&] {
+    return ComMethod<ITKDSDirectory>(accessor, [&] {
         const auto entry = Find(TextOf(entryId));
         return entry ? OpenNameAs(entry->item->Uri(), TextOf(accessorId), std::make_shared<const SourceOptions>(),
                                   accessor)

@@ -7,12 +7,12 @@
 namespace dataservices {
 
 HRESULT CVirtualDirectoryFactory::CreateVirtualDirectory(ITKDSVirtualDirectory** directory) noexcept {
-    return ComMethod(directory, [&] { return GiveNew<CVirtualDirectory>(directory); });
+    return ComMethod<ITKDSVirtualDirectoryFactory>(directory, [&] { return GiveNew<CVirtualDirectory>(directory); });
 }
 
 HRESULT CVirtualDirectoryFactory::CreateVirtualDirectoryItemFromUri(BSTR uri,
                                                                     ITKDSVirtualDirectoryItem** item) noexcept {
-    return ComMethod(item, [&] {
+    return ComMethod<ITKDSVirtualDirectoryFactory>(item, [&] {
         std::wstring text = TextOf(uri);
         return text.empty() ? E_INVALIDARG : GiveNew<CVirtualDirectoryItem>(item, std::move(text));
     });

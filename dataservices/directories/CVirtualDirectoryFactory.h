@@ -4,11 +4,11 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "framework/com/CComObjectBase.h"
+#include "dataservices/com/CErrorReporting.h"
 
 namespace dataservices {
 
-class CVirtualDirectoryFactory final : public framework::CComObjectBase<ITKDSVirtualDirectoryFactory> {
+class CVirtualDirectoryFactory final : public CServiceObject<ITKDSVirtualDirectoryFactory> {
 public:
     // ITKDSVirtualDirectoryFactory
     STDMETHODIMP CreateVirtualDirectory(ITKDSVirtualDirectory** directory) noexcept override;

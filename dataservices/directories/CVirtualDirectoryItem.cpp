@@ -5,7 +5,7 @@
 namespace dataservices {
 
 HRESULT CVirtualDirectoryItem::GetUri(BSTR* uri) noexcept {
-    return ComMethod(uri, [&] { return GiveText(m_uri, uri); });
+    return ComMethod<ITKDSVirtualDirectoryItem>(uri, [&] { return GiveText(m_uri, uri); });
 }
 
 }  // namespace dataservices

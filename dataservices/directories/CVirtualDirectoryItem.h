@@ -3,16 +3,15 @@
 // Threads: any, several at once.
 #pragma once
 
+#include "dataservices/com/CErrorReporting.h"
 #include "dataservices/com/OwnObjects.h"
-#include "framework/com/CComObjectBase.h"
 
 #include <string>
 #include <utility>
 
 namespace dataservices {
 
-class CVirtualDirectoryItem final
-    : public framework::CComObjectBase<IOwnVirtualDirectoryItem, ITKDSVirtualDirectoryItem> {
+class CVirtualDirectoryItem final : public CServiceObject<IOwnVirtualDirectoryItem, ITKDSVirtualDirectoryItem> {
 public:
     explicit CVirtualDirectoryItem(std::wstring uri) noexcept : m_uri(std::move(uri)) {}
 

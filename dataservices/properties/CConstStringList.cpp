@@ -5,14 +5,14 @@
 namespace dataservices {
 
 HRESULT CConstStringList::GetCount(long* count) noexcept {
-    return ComMethod(count, [&] {
+    return ComMethod<ITKCFConstStringList>(count, [&] {
         *count = static_cast<long>(m_items->size());
         return S_OK;
     });
 }
 
 HRESULT CConstStringList::GetItem(long index, BSTR* item) noexcept {
-    return ComMethod(item, [&] { return GiveItem(*m_items, index, item); });
+    return ComMethod<ITKCFConstStringList>(item, [&] { return GiveItem(*m_items, index, item); });
 }
 
 }  // namespace dataservices

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "framework/com/CComObjectBase.h"
+#include "dataservices/com/CErrorReporting.h"
 
 #include <memory>
 #include <string>
@@ -13,7 +13,7 @@
 
 namespace dataservices {
 
-class CConstStringList final : public framework::CComObjectBase<ITKCFConstStringList> {
+class CConstStringList final : public CServiceObject<ITKCFConstStringList> {
 public:
     using Items = std::vector<std::wstring>;
 

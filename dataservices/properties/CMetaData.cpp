@@ -10,14 +10,14 @@ HRESULT CMetaData::FinalConstruct() noexcept {
 }
 
 HRESULT CMetaData::GetGeneralMetaData(ITKCFPropertySet** propertySet) noexcept {
-    return ComMethod(propertySet, [&] {
+    return ComMethod<ITKDSMetaData>(propertySet, [&] {
         *propertySet = Microsoft::WRL::ComPtr<ITKCFPropertySet>(m_properties).Detach();
         return S_OK;
     });
 }
 
 HRESULT CMetaData::PutText(const wchar_t* key, const wchar_t* text) noexcept {
-    return base::ComBoundary([&] {
+    return ComMethod<IOwnMetaData>([&] {
         m_properties->Put(key, text);
         return S_OK;
     });

@@ -3,6 +3,7 @@
 // Threads: one at a time.
 #pragma once
 
+#include "dataservices/com/CErrorReporting.h"
 #include "dataservices/com/OwnObjects.h"
 #include "dataservices/properties/CPropertySet.h"
 
@@ -10,7 +11,7 @@
 
 namespace dataservices {
 
-class CMetaData final : public framework::CComObjectBase<IOwnMetaData, ITKDSMetaData> {
+class CMetaData final : public CServiceObject<IOwnMetaData, ITKDSMetaData> {
 public:
     [[nodiscard]] HRESULT FinalConstruct() noexcept;
 

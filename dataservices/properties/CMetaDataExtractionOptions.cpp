@@ -6,7 +6,7 @@
 namespace dataservices {
 
 HRESULT CMetaDataExtractionOptions::CreateMetaData(ITKDSMetaData** metaData) noexcept {
-    return ComMethod(metaData, [&] { return GiveNew<CMetaData>(metaData); });
+    return ComMethod<ITKDSMetaDataExtractionOptions>(metaData, [&] { return GiveNew<CMetaData>(metaData); });
 }
 
 }  // namespace dataservices

@@ -4,11 +4,11 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "framework/com/CComObjectBase.h"
+#include "dataservices/com/CErrorReporting.h"
 
 namespace dataservices {
 
-class CMetaDataExtractionOptions final : public framework::CComObjectBase<ITKDSMetaDataExtractionOptions> {
+class CMetaDataExtractionOptions final : public CServiceObject<ITKDSMetaDataExtractionOptions> {
 public:
     // ITKDSMetaDataExtractionOptions
     STDMETHODIMP CreateMetaData(ITKDSMetaData** metaData) noexcept override;

@@ -14,11 +14,11 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-[[nodiscard]] HRESULT ReadInto(IOwnMetaData& metaData, const RequestedKeys& keys, IStream* stream) {
+[[nodiscard]] MethodResult ReadInto(IOwnMetaData& metaData, const RequestedKeys& keys, IStream* stream) {
     if (keys.mimeType) {
         std::wstring mimeType;
         if (const HRESULT hr = DetectMimeType(stream, &mimeType); FAILED(hr))
-            return hr;
+            return MethodResult::Of(*stream, hr);
         if (!mimeType.empty()) {
             if (const HRESULT hr = metaData.PutText(mdMimeType, mimeType.c_str()); FAILED(hr))
                 return hr;
@@ -34,38 +34,40 @@ namespace {
 }  // namespace
 
 HRESULT CMetaDataReader::GetReaderName(BSTR* name) noexcept {
-    return ComMethod(name, [&] { return GiveText(L"Tavel metadata reader", name); });
+    return ComMethod<ITKDSMetaDataReader>(name, [&] { return GiveText(L"Tavel metadata reader", name); });
 }
 
 HRESULT CMetaDataReader::GetSupportedKeys(ITKCFConstStringList** keys) noexcept {
-    return ComMethod(keys, [&] {
+    return ComMethod<ITKDSMetaDataReader>(keys, [&] {
         return GiveNew<CConstStringList>(keys, CConstStringList::Items{mdMimeType, mdOriginalUri});
     });
 }
 
 HRESULT CMetaDataReader::GetSupportedMimeTypes(ITKCFConstStringList** mimeTypes) noexcept {
-    return ComMethod(mimeTypes, [&] { return GiveNew<CConstStringList>(mimeTypes, KnownMimeTypes()); });
+    return ComMethod<ITKDSMetaDataReader>(mimeTypes,
+                                          [&] { return GiveNew<CConstStringList>(mimeTypes, KnownMimeTypes()); });
 }
 
 HRESULT CMetaDataReader::CanExtract(IStream* stream) noexcept {
-    if (!stream)
-        return E_POINTER;
-    return base::ComBoundary([&] {
+    return ComMethod<ITKDSMetaDataReader>([&]() -> MethodResult {
+        if (!stream)
+            return E_POINTER;
         std::wstring mimeType;
-        return DetectMimeType(stream, &mimeType);
+        return MethodResult::Of(*stream, DetectMimeType(stream, &mimeType));
     });
 }
 
 HRESULT CMetaDataReader::Extract(ITKCFConstStringList* keys, IStream* stream, ITKDSMetaData* metaData) noexcept {
-    if (!keys || !stream || !metaData)
-        return E_POINTER;
-    return base::ComBoundary([&]() -> HRESULT {
+    return ComMethod<ITKDSMetaDataReader>([&]() -> MethodResult {
+        if (!keys || !stream || !metaData)
+            return E_POINTER;
         ComPtr<IOwnMetaData> own;
         if (FAILED(base::QueryFor(*metaData, own.GetAddressOf())))
             return E_INVALIDARG;
         RequestedKeys requested;
-        const HRESULT hr = ReadRequestedKeys(*keys, &requested);
-        return FAILED(hr) ? hr : ReadInto(*own.Get(), requested, stream);
+        if (const HRESULT hr = ReadRequestedKeys(*keys, &requested); FAILED(hr))
+            return MethodResult::Of(*keys, hr);
+        return ReadInto(*own.Get(), requested, stream);
     });
 }
 

@@ -5,11 +5,11 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "framework/com/CComObjectBase.h"
+#include "dataservices/com/CErrorReporting.h"
 
 namespace dataservices {
 
-class CMetaDataReader final : public framework::CComObjectBase<ITKDSMetaDataReader> {
+class CMetaDataReader final : public CServiceObject<ITKDSMetaDataReader> {
 public:
     // ITKDSMetaDataReader
     STDMETHODIMP GetReaderName(BSTR* name) noexcept override;

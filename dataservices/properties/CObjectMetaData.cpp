@@ -11,15 +11,19 @@ using Microsoft::WRL::ComPtr;
 
 HRESULT CObjectMetaData::GetObjectMetaData(unsigned long flags, ITKCFConstStringList* requestList,
                                            ITKDSMetaData** metaData) noexcept {
-    return ComMethod(metaData, [&] {
+    return ComMethod<ITKDSGetObjectMetaData>(metaData, [&]() -> MethodResult {
+        if (!requestList)
+            return E_POINTER;
         RequestedKeys keys;
-        const HRESULT hr = requestList ? ReadRequestedKeys(*requestList, &keys) : E_POINTER;
-        return FAILED(hr) ? hr : Collect(flags, keys, metaData);
+        if (const HRESULT hr = ReadRequestedKeys(*requestList, &keys); FAILED(hr))
+            return MethodResult::Of(*requestList, hr);
+        return Collect(flags, keys, metaData);
     });
 }
 
 HRESULT CObjectMetaData::GetAllObjectMetaData(unsigned long flags, ITKDSMetaData** metaData) noexcept {
-    return ComMethod(metaData, [&] { return Collect(flags, {.mimeType = true, .originalUri = true}, metaData); });
+    return ComMethod<ITKDSGetObjectMetaData>(
+        metaData, [&] { return Collect(flags, {.mimeType = true, .originalUri = true}, metaData); });
 }
 
 HRESULT CObjectMetaData::Collect(unsigned long flags, const RequestedKeys& keys, ITKDSMetaData** metaData) const {

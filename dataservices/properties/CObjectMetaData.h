@@ -6,14 +6,14 @@
 
 #include "dataservices/Place.h"
 #include "dataservices/SourceOptions.h"
+#include "dataservices/com/CErrorReporting.h"
 #include "dataservices/properties/RequestedKeys.h"
-#include "framework/com/CComObjectBase.h"
 
 #include <utility>
 
 namespace dataservices {
 
-class CObjectMetaData final : public framework::CComObjectBase<ITKDSGetObjectMetaData> {
+class CObjectMetaData final : public CServiceObject<ITKDSGetObjectMetaData> {
 public:
     CObjectMetaData(Place place, SharedOptions options) noexcept
         : m_place(std::move(place)), m_options(std::move(options)) {}

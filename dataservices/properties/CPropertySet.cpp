@@ -15,21 +15,21 @@ void CPropertySet::Put(std::wstring key, std::wstring value) {
 }
 
 HRESULT CPropertySet::GetCount(long* count) noexcept {
-    return ComMethod(count, [&] {
+    return ComMethod<ITKCFPropertySet>(count, [&] {
         *count = static_cast<long>(m_properties.size());
         return S_OK;
     });
 }
 
 HRESULT CPropertySet::GetKey(long index, BSTR* key) noexcept {
-    return ComMethod(key, [&] {
+    return ComMethod<ITKCFPropertySet>(key, [&] {
         const bool exists = index >= 0 && static_cast<size_t>(index) < m_properties.size();
         return exists ? GiveText(m_properties[static_cast<size_t>(index)].key, key) : kOutOfRange;
     });
 }
 
 HRESULT CPropertySet::GetValue(BSTR key, VARIANT* value) noexcept {
-    return ComMethod(value, [&] {
+    return ComMethod<ITKCFPropertySet>(value, [&] {
         const auto found = std::ranges::find(m_properties, TextOf(key), &Property::key);
         if (found == m_properties.end())
             return S_FALSE;

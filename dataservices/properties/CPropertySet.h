@@ -5,14 +5,14 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "framework/com/CComObjectBase.h"
+#include "dataservices/com/CErrorReporting.h"
 
 #include <string>
 #include <vector>
 
 namespace dataservices {
 
-class CPropertySet final : public framework::CComObjectBase<ITKCFPropertySet> {
+class CPropertySet final : public CServiceObject<ITKCFPropertySet> {
 public:
     // Replaces the value of `key`.  Errors: std::bad_alloc; then nothing has changed.
     void Put(std::wstring key, std::wstring value);

@@ -5,7 +5,7 @@
 namespace dataservices {
 
 HRESULT CSourceInfo::GetUri(BSTR* uri) noexcept {
-    return ComMethod(uri, [&] { return GiveText(m_uri, uri); });
+    return ComMethod<ITKDSSourceInfo>(uri, [&] { return GiveText(m_uri, uri); });
 }
 
 }  // namespace dataservices

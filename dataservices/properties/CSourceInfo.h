@@ -4,14 +4,14 @@
 #pragma once
 
 #include "TKDataServices.h"
-#include "framework/com/CComObjectBase.h"
+#include "dataservices/com/CErrorReporting.h"
 
 #include <string>
 #include <utility>
 
 namespace dataservices {
 
-class CSourceInfo final : public framework::CComObjectBase<ITKDSSourceInfo> {
+class CSourceInfo final : public CServiceObject<ITKDSSourceInfo> {
 public:
     explicit CSourceInfo(std::wstring uri) noexcept : m_uri(std::move(uri)) {}
 

@@ -7,18 +7,18 @@
 namespace dataservices {
 
 HRESULT CStringList::GetCount(long* count) noexcept {
-    return ComMethod(count, [&] {
+    return ComMethod<ITKCFStringList>(count, [&] {
         *count = static_cast<long>(m_items->size());
         return S_OK;
     });
 }
 
 HRESULT CStringList::GetItem(long index, BSTR* item) noexcept {
-    return ComMethod(item, [&] { return GiveItem(*m_items, index, item); });
+    return ComMethod<ITKCFStringList>(item, [&] { return GiveItem(*m_items, index, item); });
 }
 
 HRESULT CStringList::IndexOf(BSTR item, long* index) noexcept {
-    return ComMethod(index, [&] {
+    return ComMethod<ITKCFStringList>(index, [&] {
         const auto found = std::ranges::find(*m_items, TextOf(item));
         if (found == m_items->end())
             return kNotFound;
@@ -32,7 +32,7 @@ HRESULT CStringList::Add(BSTR item) noexcept {
 }
 
 HRESULT CStringList::Insert(long position, BSTR item) noexcept {
-    return base::ComBoundary([&]() -> HRESULT {
+    return ComMethod<ITKCFStringList>([&]() -> HRESULT {
         const auto count = static_cast<long>(m_items->size());
         if (position < -1 || position > count)
             return kOutOfRange;
@@ -42,10 +42,12 @@ HRESULT CStringList::Insert(long position, BSTR item) noexcept {
 }
 
 HRESULT CStringList::Remove(long index) noexcept {
-    if (index < 0 || static_cast<size_t>(index) >= m_items->size())
-        return kOutOfRange;
-    m_items->erase(m_items->begin() + index);
-    return S_OK;
+    return ComMethod<ITKCFStringList>([&] {
+        if (index < 0 || static_cast<size_t>(index) >= m_items->size())
+            return kOutOfRange;
+        m_items->erase(m_items->begin() + index);
+        return S_OK;
+    });
 }
 
 HRESULT CStringList::Clear() noexcept {
@@ -54,11 +56,11 @@ HRESULT CStringList::Clear() noexcept {
 }
 
 HRESULT CStringList::Clone(ITKCFStringList** list) noexcept {
-    return ComMethod(list, [&] { return GiveNew<CStringList>(list, *m_items); });
+    return ComMethod<ITKCFStringList>(list, [&] { return GiveNew<CStringList>(list, *m_items); });
 }
 
 HRESULT CStringList::GetConstAccessor(ITKCFConstStringList** list) noexcept {
-    return ComMethod(list, [&] { return GiveNew<CConstStringList>(list, m_items); });
+    return ComMethod<ITKCFStringList>(list, [&] { return GiveNew<CConstStringList>(list, m_items); });
 }
 
 }  // namespace dataservices

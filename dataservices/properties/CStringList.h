@@ -3,11 +3,12 @@
 // Threads: one at a time.
 #pragma once
 
+#include "dataservices/com/CErrorReporting.h"
 #include "dataservices/properties/CConstStringList.h"
 
 namespace dataservices {
 
-class CStringList final : public framework::CComObjectBase<ITKCFStringList> {
+class CStringList final : public CServiceObject<ITKCFStringList> {
 public:
     using Items = CConstStringList::Items;
 

@@ -36,38 +36,42 @@ std::optional<ULONGLONG> CSourceStream::Length() const noexcept {
 HRESULT CSourceStream::Read(void* buffer, ULONG cb, ULONG* bytesRead) noexcept {
     if (bytesRead)
         *bytesRead = 0;
-    if (!buffer)
-        return STG_E_INVALIDPOINTER;
-    const CReadGate::Pass pass(m_gate);  // before the lock, for which this one may have to wait as well
-    const std::lock_guard guard(m_lock);
-    std::size_t got = 0;
-    const HRESULT hr =
-        m_source->Read(m_position, {static_cast<BYTE*>(buffer), cb}, &got, pass, m_description->ReadLimitMs());
-    const ULONG count = static_cast<ULONG>(got);
-    m_position += count;
-    if (bytesRead)
-        *bytesRead = count;
-    return hr == E_PENDING ? m_description->TimedOut() : hr;
+    return ComMethod<IStream>([&]() -> HRESULT {
+        if (!buffer)
+            return STG_E_INVALIDPOINTER;
+        const CReadGate::Pass pass(m_gate);  // before the lock, for which this one may have to wait as well
+        const std::lock_guard guard(m_lock);
+        std::size_t got = 0;
+        const HRESULT hr =
+            m_source->Read(m_position, {static_cast<BYTE*>(buffer), cb}, &got, pass, m_description->ReadLimitMs());
+        const ULONG count = static_cast<ULONG>(got);
+        m_position += count;
+        if (bytesRead)
+            *bytesRead = count;
+        return hr == E_PENDING ? m_description->TimedOut() : hr;
+    });
 }
 
 HRESULT CSourceStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* newPosition) noexcept {
-    const std::lock_guard guard(m_lock);
-    ULONGLONG target = 0;
-    HRESULT hr = SeekTarget(move, origin, m_position, Length(), &target);
-    if (SUCCEEDED(hr) && !m_source->CanReach(target))
-        hr = kCannotSeek;
-    if (SUCCEEDED(hr))
-        m_position = target;
-    if (newPosition)
-        newPosition->QuadPart = m_position;
-    return hr;
+    return ComMethod<IStream>([&] {
+        const std::lock_guard guard(m_lock);
+        ULONGLONG target = 0;
+        HRESULT hr = SeekTarget(move, origin, m_position, Length(), &target);
+        if (SUCCEEDED(hr) && !m_source->CanReach(target))
+            hr = kCannotSeek;
+        if (SUCCEEDED(hr))
+            m_position = target;
+        if (newPosition)
+            newPosition->QuadPart = m_position;
+        return hr;
+    });
 }
 
 HRESULT CSourceStream::Stat(STATSTG* stat, DWORD flag) noexcept {
-    if (!stat)
-        return STG_E_INVALIDPOINTER;
-    *stat = {};
-    return base::ComBoundary([&]() -> HRESULT {
+    return ComMethod<IStream>([&]() -> HRESULT {
+        if (!stat)
+            return STG_E_INVALIDPOINTER;
+        *stat = {};
         if (!(flag & STATFLAG_NONAME)) {
             stat->pwcsName = base::TaskMemCopyOf(m_description->Name()).Detach();
             if (!stat->pwcsName)
@@ -84,10 +88,7 @@ HRESULT CSourceStream::Stat(STATSTG* stat, DWORD flag) noexcept {
 }
 
 HRESULT CSourceStream::Clone(IStream** clone) noexcept {
-    if (!clone)
-        return E_POINTER;
-    *clone = nullptr;
-    return base::ComBoundary([&]() -> HRESULT {
+    return ComMethod<IStream>(clone, [&]() -> HRESULT {
         const std::lock_guard guard(m_lock);
         if (!Length())
             return kCannotSeek;

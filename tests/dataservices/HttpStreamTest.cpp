@@ -5,6 +5,7 @@
 #include "tests/dataservices/HttpTest.h"
 #include "tests/support/Await.h"
 #include "tests/support/CSecondCall.h"
+#include "tests/support/ErrorInfo.h"
 
 #include <filesystem>
 #include <fstream>
@@ -74,6 +75,36 @@ TEST_F(HttpStreamTest, ALiveSourceIsReadWhereItHasComeTo) {
     EXPECT_EQ(bytes.substr(bytes.size() - 10), Read(11).second);
     EXPECT_EQ(S_OK, stream->Clone(&clone));
     EXPECT_EQ(2u, server.Requests().size());
+}
+
+// A stream can be called through a proxy, where a host has marshalled it for another process, say.
+TEST_F(HttpStreamTest, ALiveSourceSaysThatItCannotSeek) {
+    ASSERT_EQ(S_OK, OpenServed({.bytes = bytes, .live = true, .script = InTurn({{Fault::Stall, 300'000}})}));
+    const ErrorInfoSeen cannotSeek = ErrorInfoOf(L"TK: Cannot seek in stream!", __uuidof(IStream));
+    const auto refuses = [](IStream& live) {
+        ComPtr<IStream> clone;
+        EXPECT_TRUE(live.Seek({}, STREAM_SEEK_END, nullptr) == kCannotSeek && live.Clone(&clone) == kCannotSeek);
+        EXPECT_EQ(S_OK, ReportsErrorsOf(live, __uuidof(IStream)));
+        EXPECT_EQ(S_FALSE, ReportsErrorsOf(live, __uuidof(ITKDSSourceControl)));
+    };
+    refuses(*stream.Get());
+    EXPECT_EQ(cannotSeek, TakeErrorInfo());
+    ComPtr<IStream> packet;
+    ASSERT_EQ(S_OK, ::CreateStreamOnHGlobal(nullptr, TRUE, &packet));
+    ASSERT_EQ(S_OK, ::CoMarshalInterface(packet.Get(), __uuidof(IStream), stream.Get(), MSHCTX_LOCAL, nullptr,
+                                         MSHLFLAGS_NORMAL));
+    ASSERT_EQ(S_OK, packet->Seek({}, STREAM_SEEK_SET, nullptr));
+    std::async(std::launch::async, [&] {
+        const CTestApartment single(COINIT_APARTMENTTHREADED);
+        ComPtr<IStream> proxy;
+        ASSERT_EQ(S_OK, ::CoUnmarshalInterface(packet.Get(), IID_PPV_ARGS(&proxy)));
+        EXPECT_NE(stream.Get(), proxy.Get());
+        refuses(*proxy.Get());
+        const bool isWine = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+        EXPECT_EQ(isWine ? kNoErrorInfo : cannotSeek, TakeErrorInfo()) << "Wine's proxies leave it behind";
+    }).get();
+    EXPECT_EQ(kNoErrorInfo, TakeErrorInfo());
+    server.ReleaseStalls();
 }
 
 TEST_F(HttpStreamTest, EachNewByteStartsTheCountOfTriesAnew) {

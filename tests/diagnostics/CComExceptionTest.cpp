@@ -107,6 +107,10 @@ TEST(ComErrors, FrameworkCodesHaveTheirTexts) {
 
 TEST(ComErrors, TheCodeAndTheErrorInfoOfAnExceptionGetPastAComBoundary) {
     EXPECT_EQ(kCantSeek, base::ComBoundary([]() -> HRESULT { ThrowComError(kCantSeek); }));
+    EXPECT_EQ(L"TK: Cannot seek in stream!", CComException(kCantSeek, TakeErrorInfo().Get()).GetDescription());
+    SetComErrorInfo(E_FAIL, __uuidof(IStream), L"older", 0, nullptr, nullptr);
+    EXPECT_EQ(E_ABORT, base::ComBoundary([]() -> HRESULT { ThrowComError(E_ABORT); }));
+    EXPECT_TRUE(TakeErrorInfo()) << "without a text there is nothing to report";
     SetComErrorInfo(kCantSeek, __uuidof(IStream), L"what", 0, nullptr, nullptr);
     const ComPtr<IErrorInfo> info = TakeErrorInfo();
     EXPECT_EQ(kCantSeek, base::ComBoundary([&]() -> HRESULT { throw CComException(kCantSeek, info.Get()); }));
