@@ -5,7 +5,7 @@
 namespace TKRuntimeLogger {
 
 void LogFailedCall(const LogSource& source, LONG line, const wchar_t* function, HRESULT hr, const wchar_t* callText,
-                   CodeText textOf) noexcept {
+                   const CodeText& textOf) noexcept {
     AtLogSite([&](ITKRuntimeLoggerAPI& logger) {
         LogFormatted(logger, source, kError, line, function, L"ERROR: hr=0x%08X (\"%s\"), from call %s",
                      static_cast<unsigned>(hr), textOf(hr).c_str(), callText);

@@ -14,14 +14,15 @@
 #include "diagnostics/HResultText.h"
 #include "diagnostics/LogTypes.h"
 
+#include <functional>
 #include <string>
 
 namespace TKRuntimeLogger {
 
 // Logs: ERROR: hr=0x%08X ("text of the code"), from call callText
-using CodeText = std::wstring (*)(HRESULT);
+using CodeText = std::function<std::wstring(HRESULT)>;
 void LogFailedCall(const LogSource& source, LONG line, const wchar_t* function, HRESULT hr, const wchar_t* callText,
-                   CodeText textOf = &HResultText) noexcept;
+                   const CodeText& textOf = &HResultText) noexcept;
 
 // Logs a fixed text at severity kError.
 void LogError(const LogSource& source, LONG line, const wchar_t* function, const wchar_t* message) noexcept;

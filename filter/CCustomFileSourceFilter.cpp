@@ -143,6 +143,9 @@ STDMETHODIMP CCustomFileSourceFilter::Load(LPCOLESTR pszFileName, const AM_MEDIA
         if (SUCCEEDED(parsed))
             TK_LOG(filter::kFilterLog, TKRuntimeLogger::kInfo, kFunction, L"Loading: %s",
                    pszFileName ? framework::NameForLog(name).c_str() : L"<invalid filename>");
+        else
+            TKRuntimeLogger::LogFailedCall(filter::kFilterLog, __LINE__, kFunction, parsed,
+                                           L"CTKFUri::Parse(pszFileName)");
         if (!pszFileName)
             return E_POINTER;
         CLoad load(m_loads, !(name.Uri() && name.Uri()->IsLocalFile()));

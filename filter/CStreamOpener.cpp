@@ -2,12 +2,14 @@
 
 #include "base/CAutoDestructor.h"
 #include "base/ComBoundary.h"
+#include "diagnostics/ComErrors.h"
 #include "filter/FilterLog.h"
 #include "framework/com/CStreamCookie.h"
 #include "framework/streams/TKFStreams.h"
 #include "framework/uri/NameForLog.h"
 #include "threading/CWorkerThread.h"
 
+#include <oleauto.h>
 #include <wrl/client.h>
 
 #include <mutex>
@@ -133,8 +135,10 @@ HRESULT CStreamOpener::Open(framework::CParsedName name, const std::atomic<bool>
         return result->emplace(E_ABORT);
     Work& work = *crew->work;
     // Empty as a rule. A stream that could not be revoked after its load must not be taken for this one's.
-    if (const HRESULT hr = work.createdStream.Revoke(); FAILED(hr))
+    if (const HRESULT hr = work.createdStream.Revoke(); FAILED(hr)) {
+        TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kLoadFunction, hr, L"m_CreatedStream.Revoke()");
         return hr;
+    }
     work.creationResult.reset();
     work.pendingName = std::move(name);
     work.isTried = false;
@@ -155,9 +159,11 @@ void CStreamOpener::LookAgain() const noexcept {
 }
 
 HRESULT CStreamOpener::Take(IStream** stream) noexcept {
-    framework::CStreamCookie& created = CurrentCrew()->work->createdStream;
-    const HRESULT hr = created.CopyTo(stream);
-    static_cast<void>(created.Revoke());
+    Work& work = *CurrentCrew()->work;
+    const HRESULT hr = work.createdStream.CopyTo(stream);
+    if (FAILED(hr) && work.creationResult == S_OK)  // otherwise it has been said why there is none
+        TKRuntimeLogger::LogFailedCall(kFilterLog, __LINE__, kLoadFunction, hr, L"m_CreatedStream.CopyTo(&pStream)");
+    static_cast<void>(work.createdStream.Revoke());
     return hr;
 }
 
@@ -217,10 +223,17 @@ void CStreamOpener::Work::ServeCreateRequest() noexcept {
 
 // The calls are named in the log as they always were, so that readers of older logs find them.
 HRESULT CStreamOpener::Work::CreatePendingStream(IStream** stream) noexcept {
-    HRESULT hr = S_OK;
-    TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr,
-                     ::TKFCreateStreamFromUri(pendingName, kSourceMode, stream, nullptr, nullptr),
-                     L"TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)");
+    ::SetErrorInfo(0, nullptr);  // what an earlier name has left doesn't belong to this one
+    HRESULT hr = ::TKFCreateStreamFromUri(pendingName, kSourceMode, stream, nullptr, nullptr);
+    if (FAILED(hr)) {
+        ComPtr<IErrorInfo> errorInfo;  // taken at once: looking for the logger calls strangers
+        ::GetErrorInfo(0, &errorInfo);
+        TKRuntimeLogger::LogFailedCall(
+            kFilterLog, __LINE__, kThreadFunction, hr,
+            L"TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)",
+            [&](HRESULT failure) { return TKRuntimeLogger::ComErrorText(failure, errorInfo.Get()); });
+        return hr;
+    }
     TK_CHECK_CALL_AS(kFilterLog, kThreadFunction, hr, createdStream.Attach(*stream),
                      L"m_CreatedStream.Attach(pStream)");
     return hr;

@@ -8,6 +8,9 @@
 // An opening that is given up is left to itself: its thread goes on alone, says in the log how it ended, lets go of the
 // stream and ends. The next name is opened by a new thread. The module stays loaded while there is such a thread.
 //
+// Why a name could not be opened, or its stream not be handed over, is said once, as a checked call. Giving up is no
+// such failure.
+//
 // Its records name the filter's functions, Load and CreateStreamThread: readers of the log look for these names.
 //
 // Threads: Start and Stop are for the owner, LookAgain and IsRunning for any thread. Any thread may load; it holds the

@@ -1,13 +1,22 @@
 // Loading a source by its name: what is opened, what is refused, what is kept, and what the log says of it.
 #include "base/CAutoDestructor.h"
+#include "base/FormatText.h"
+#include "base/Utf8Text.h"
+#include "diagnostics/ComErrors.h"
 #include "diagnostics/HResultText.h"
 #include "tests/support/CFakeDataLayer.h"
+#include "tests/support/CLogFileSetting.h"
 #include "tests/support/FilterTest.h"
 
 namespace {
 
 constexpr wchar_t kLoad[] = L"CCustomFileSourceFilter::Load";
 constexpr wchar_t kThread[] = L"CCustomFileSourceFilter::CreateStreamThread";
+constexpr wchar_t kOpenCall[] = L"TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)";
+
+std::wstring Failed(HRESULT hr, const std::wstring& text, const wchar_t* call = kOpenCall) {
+    return base::FormatText(L"ERROR: hr=0x%08X (\"%s\"), from call %s", static_cast<unsigned>(hr), text.c_str(), call);
+}
 
 // What the platform answers where there is no stream to fetch.
 HRESULT NothingCreated() {
@@ -106,11 +115,131 @@ TEST(LoadLogTest, EachLoadIsToldOf) {
                    Line(0, L"CCustomFileSourcePin::NonDelegatingQueryInterface",
                         L"TvFileSourceAsync Output Pin: m_bAsyncReaderChecked = true"),
                    Line(1, kLoad, L"Loading: " + missing),
-                   Line(3, kThread,
-                        L"ERROR: hr=0x80004005 (\"" + TKRuntimeLogger::HResultText(E_FAIL) +
-                            L"\"), from call TKFCreateStreamFromUri(m_PendingName,kSourceMode,&pStream,0,0)"),
+                   Line(3, kThread, Failed(E_FAIL, TKRuntimeLogger::HResultText(E_FAIL))),
                    Line(1, kThread, L"Create stream thread: Creating stream failed for " + missing), kStopped}),
               lines);
+}
+
+// The log file is all that most people have.
+TEST(LoadLogTest, WhyANameCannotBeOpenedIsSaidOnce) {
+    constexpr auto kTimeout = static_cast<HRESULT>(0x80072EE2);
+    constexpr wchar_t kNotFoundText[] = L"TK: Element was not found.";
+    const CTestApartment apartment(COINIT_MULTITHREADED);
+    const CTempFile file, log;
+    const CLogFileSetting setting{};
+    setting.Set(log.Path());
+    Stream good("0123456789"), refusing;
+    refusing.refused = __uuidof(IStream);
+    refusing.refusal = E_ACCESSDENIED;
+    std::optional<CFakeDataLayer> service;
+    using Fault = CFakeDataLayer::Fault;
+    using Create = std::function<HRESULT(const std::wstring&, IStream**)>;
+    const auto fails = [](HRESULT hr, const wchar_t* info) -> Create {
+        return [=](const std::wstring&, IStream**) {
+            if (info)
+                SetComErrorInfo(hr, __uuidof(ITKDSCreateStream), info, 0, nullptr, nullptr);
+            return hr;
+        };
+    };
+    const auto leaves = [](IStream& stream, const wchar_t* info) -> Create {
+        return [=, &stream](const std::wstring&, IStream** to) {
+            SetComErrorInfo(S_OK, __uuidof(ITKDSCreateStream), info, 0, nullptr, nullptr);
+            *to = &stream;
+            stream.AddRef();
+            return S_OK;
+        };
+    };
+    const struct {
+        const char* what;
+        std::wstring name;
+        HRESULT code;
+        Create createStream = {};
+        std::map<std::wstring, Fault> faults = {};
+        const wchar_t* call = kOpenCall;
+        const wchar_t* text = nullptr;  // null: the system's
+    } rows[] = {
+        {"no file", file.Path() + L".missing", E_FAIL},
+        {"a folder", L"C:\\windows", STG_E_ACCESSDENIED},
+        {"no name", L"", E_INVALIDARG},
+        {"no service", L"tvtest:x", REGDB_E_CLASSNOTREG},
+        {"no service for it", L"http://[", CFakeDataLayer::kFault, {}, {{L"OpenUriAs", Fault::Fail}}},
+        {"no factory", L"tvtest:x", CFakeDataLayer::kFault, {}, {{L"create", Fault::Fail}}},
+        {"a service that throws", L"tvtest:x", E_UNEXPECTED, {}, {{L"OpenUriAs", Fault::Throw}}},
+        {"no accessor", L"tvtest:x", E_FAIL, {}, {{L"OpenUriAs", Fault::GiveNull}}},
+        {"no stream", L"tvtest:x", E_FAIL, {}, {{L"CreateStream", Fault::GiveNull}}},
+        {"too late", L"tvtest:x", kTimeout, fails(kTimeout, L"too late")},
+        {"not to be registered",
+         L"tvtest:x",
+         E_ACCESSDENIED,
+         leaves(refusing, L""),
+         {},
+         L"m_CreatedStream.Attach(pStream)"},
+        {"the framework's code", L"tvtest:x", kNotFound, fails(kNotFound, kNotFoundText), {}, kOpenCall, kNotFoundText},
+        {"the platform's code", L"tvtest:x", kNotFound, fails(kNotFound, nullptr)},
+        {"another text", L"tvtest:x", kNotFound, fails(kNotFound, L"secret")},
+        {"success", L"tvtest:x", S_OK, leaves(good, kNotFoundText)},
+        {"after a success", L"tvtest:x", kNotFound, fails(kNotFound, nullptr)},
+    };
+    CFilterHost host;
+    host.Create();
+    size_t told = 0;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        service.reset();
+        if (row.createStream || !row.faults.empty()) {
+            service.emplace();
+            service->faults = row.faults;
+            service->createStream = row.createStream;
+        }
+        EXPECT_EQ(SUCCEEDED(row.code) ? S_OK : NothingCreated(), host.Load(row.name, &kWave));
+        const std::string lines = log.Contents().substr(told);
+        told += lines.size();
+        const std::wstring text = row.text ? row.text : TKRuntimeLogger::HResultText(row.code);
+        const std::string line = base::Utf8OfWide(std::wstring(L"FUNC: ") + kThread + L", MSG: " +
+                                                  Failed(row.code, text, row.call) + L"\r\n");
+        const auto count = [&](const std::string& part) {
+            size_t found = 0;
+            for (size_t at = lines.find(part); at != lines.npos; at = lines.find(part, at + 1))
+                ++found;
+            return found;
+        };
+        const size_t expected = FAILED(row.code) ? 1 : 0;
+        EXPECT_EQ(expected, count(line)) << lines;
+        EXPECT_EQ(expected, count("ERROR")) << lines;
+        EXPECT_EQ(expected, count("SEV: 3")) << lines;
+    }
+    EXPECT_EQ(0u, host.Release());
+    service.reset();
+}
+
+// What the creation thread has opened can still get lost on its way to the thread that loads.
+TEST(LoadLogTest, AStreamThatCannotBeFetchedIsToldOf) {
+    Stream source("0123456789");
+    const CPublishedLogger logger;
+    logger->onCall = [&]() -> HRESULT {
+        if (logger->Records().back().message.find(L"succeeded") != std::wstring::npos)
+            source.refused = __uuidof(IStream);
+        return S_OK;
+    };
+    source.refusal = E_ACCESSDENIED;
+    OnNewThread([&] {
+        CFakeDataLayer service;
+        service.stream = &source;
+        CFilterHost host;
+        host.Create();
+        EXPECT_EQ(E_ACCESSDENIED, host.Load(L"tvtest:x", &kWave));
+        HRESULT opened = E_FAIL;
+        EXPECT_EQ(S_OK, host.As<ITavelSourceOpenResult>()->GetOpenResult(&opened));
+        EXPECT_EQ(S_OK, opened);
+    });
+    Log errors;
+    for (const LoggedRecord& record : logger->Records())
+        if (record.severity == 3)
+            errors.push_back(record.function + L": " + record.message);
+    EXPECT_EQ((Log{std::wstring(kLoad) + L": " +
+                   Failed(E_ACCESSDENIED, TKRuntimeLogger::HResultText(E_ACCESSDENIED),
+                          L"m_CreatedStream.CopyTo(&pStream)")}),
+              errors);
 }
 
 // A foreign stream may do anything on the thread that opens it. When it ends the thread, neither the load that waits
