@@ -38,6 +38,10 @@ const std::wstring& CProcesses::NameOf(DWORD processId) {
         base::CAutoHandle(::OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
     if (process.handle)
         process.name = NameOfProcess(process.handle.Get());
+    else if (++m_unknown > kMostUnknown) {
+        std::erase_if(m_processes, [](const auto& each) { return !each.second.handle; });
+        m_unknown = 1;
+    }
     return m_processes.emplace(processId, std::move(process)).first->second.name;
 }
 

@@ -34,7 +34,11 @@ private:
         std::wstring name;
     };
 
+    // Numbers come from writers, who may make them up.
+    static constexpr std::size_t kMostUnknown = 1000;
+
     std::map<DWORD, Process> m_processes;
+    std::size_t m_unknown = 0;  // those without a handle
 };
 
 }  // namespace logservice

@@ -1,5 +1,5 @@
 // The service as a process of its own, and clients that are processes of theirs.
-#include "TKRuntimeLogger.h"
+#include "base/CDeadline.h"
 #include "tests/support/Await.h"
 #include "tests/support/CProgram.h"
 #include "tests/support/CTempFolder.h"
@@ -167,6 +167,66 @@ TEST_F(ServiceTest, AnOutputThatNobodyTakesHoldsNoClientUp) {
     EXPECT_TRUE(service->Runs());
 }
 
+// The records of a recording, as lines.
+std::string RecordsIn(const std::filesystem::path& folder) {
+    std::string lines;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        if (file.path().extension() == L".log")
+            lines += ContentsOf(file.path());
+    }
+    return lines;
+}
+
+std::ptrdiff_t RecordsOf(const std::string& lines, const CProgram& program) {
+    return CountOf(lines, "PID: " + std::to_string(program.Id()) + ",");
+}
+
+struct RecordingServiceTest : ServiceTest {
+    ~RecordingServiceTest() override {
+        service.reset();
+        std::filesystem::remove_all(recording);
+    }
+
+    const CTempFolder folder;
+    const std::wstring recording = folder.PathOf(L"recording");
+};
+
+TEST_F(RecordingServiceTest, IsWholeBehindAnOutputThatNobodyTakes) {
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    base::CAutoHandle reader, writer;
+    ASSERT_TRUE(::CreatePipe(reader.Put(), writer.Put(), &inherit, 0));
+    ::SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
+    Start({L"--record", recording}, false, writer.Get());
+    writer.Reset();
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"1000"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    End();
+    EXPECT_EQ(1000, RecordsOf(RecordsIn(recording), client));
+}
+
+TEST_F(RecordingServiceTest, OfAKilledServiceLacksAtMostTheLastSecond) {
+    Start({L"--record", recording, L"--quiet"});
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"100"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    const base::CDeadline second(1000);
+    Await([&] { return second.IsOver() || RecordsOf(RecordsIn(recording), client) == 100; });
+    service->Kill();
+    EXPECT_EQ(100, RecordsOf(RecordsIn(recording), client));
+}
+
+TEST_F(RecordingServiceTest, IsShownAgainAsItWas) {
+    Start({L"--record", recording});
+    CProgram client(ClientProgram(), {L"mta", L"odd"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    const std::string live = End();
+    CProgram again(ServiceProgram(), {L"--open", recording});
+    EXPECT_EQ(0u, again.Wait()) << again.Err();
+    EXPECT_EQ(live, again.Out());
+    CProgram filtered(ServiceProgram(), {L"--open", recording, L"--severity", L"error", L"--text", L"!last"});
+    EXPECT_EQ(0u, filtered.Wait()) << filtered.Err();
+    EXPECT_EQ(2u, LinesOf(filtered.Out()).size()) << filtered.Out();
+}
+
 TEST_F(ServiceTest, OneRecordIsOneLineWhateverIsInIt) {
     Start();
     CProgram client(ClientProgram(), {L"mta", L"odd"});
@@ -178,9 +238,7 @@ TEST_F(ServiceTest, OneRecordIsOneLineWhateverIsInIt) {
     EXPECT_EQ(1, CountOf(out, std::string(32 * 1024, 'x')));
 }
 
-TEST_F(ServiceTest, ADumpCanBeOpenedAgain) {
-    const CTempFolder folder;
-    const std::wstring recording = folder.PathOf(L"recording");
+TEST_F(RecordingServiceTest, HasDumpsThatCanBeOpenedAgain) {
     Start({L"--record", recording});
     CProgram client(ClientProgram(), {L"mta", L"dump"});
     EXPECT_EQ(0u, client.Wait()) << client.Out();
@@ -192,7 +250,7 @@ TEST_F(ServiceTest, ADumpCanBeOpenedAgain) {
     }
     ASSERT_EQ(1u, dumps.size());
     ExpectDumpOf(dumps[0], client.Id());
-    std::filesystem::remove_all(recording);
+    EXPECT_EQ(2, RecordsOf(RecordsIn(recording), client)) << "the record, and where its dump is";
 }
 
 TEST_F(ServiceTest, WithoutAFolderNoDumpIsOffered) {
