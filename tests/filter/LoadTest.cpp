@@ -164,7 +164,6 @@ TEST(LoadLogTest, WhyANameCannotBeOpenedIsSaidOnce) {
         {"no service", L"tvtest:x", REGDB_E_CLASSNOTREG},
         {"no service for it", L"http://[", CFakeDataLayer::kFault, {}, {{L"OpenUriAs", Fault::Fail}}},
         {"no factory", L"tvtest:x", CFakeDataLayer::kFault, {}, {{L"create", Fault::Fail}}},
-        {"a service that throws", L"tvtest:x", E_UNEXPECTED, {}, {{L"OpenUriAs", Fault::Throw}}},
         {"no accessor", L"tvtest:x", E_FAIL, {}, {{L"OpenUriAs", Fault::GiveNull}}},
         {"no stream", L"tvtest:x", E_FAIL, {}, {{L"CreateStream", Fault::GiveNull}}},
         {"too late", L"tvtest:x", kTimeout, fails(kTimeout, L"too late")},
