@@ -3,6 +3,7 @@
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
 #include "console/Text.h"
+#include "logview/LogTexts.h"
 #include "diagnostics/LogSite.h"
 
 namespace logview {
@@ -64,9 +65,9 @@ std::wstring CRecordLines::Shown(std::wstring_view text) const {
     if (text.empty())
         return L"-";
     if (text.size() <= m_style.mostCharacters)
-        return console::Printable(text);
+        return console::Printable(OneLine(text));  // as files have it
     const std::size_t end = m_style.mostCharacters - (base::IsHighSurrogate(text[m_style.mostCharacters - 1]) ? 1 : 0);
-    return console::Printable(text.substr(0, end)) +
+    return console::Printable(OneLine(text.substr(0, end))) +
            base::FormatText(L"... (%I64u more)", static_cast<ULONGLONG>(text.size() - end));
 }
 

@@ -341,8 +341,6 @@ TEST_F(RemoteFilesTest, ThatDoNotAnswerHoldNobodyUp) {
     const CImportHook reads("ReadFile", &FailingRead, &g_readFile, module);
     ComPtr<IStream> stream;
     ComPtr<ITKDSSourceControl> control;
-    ASSERT_EQ(S_OK, OpenStream(stream));
-    ASSERT_EQ(S_OK, stream.As(&control));
     g_error = ERROR_OPERATION_ABORTED;
     g_atFailure = [&] {
         ::SetEvent(begun.Get());
@@ -350,6 +348,9 @@ TEST_F(RemoteFilesTest, ThatDoNotAnswerHoldNobodyUp) {
         ::SetEvent(over.Get());
     };
     g_failures = 1;
+    // From here on it may be read ahead.
+    ASSERT_EQ(S_OK, OpenStream(stream));
+    ASSERT_EQ(S_OK, stream.As(&control));
     {
         const std::jthread reader([&] { EXPECT_EQ(E_ABORT, ReadAt(*stream.Get(), 0, 1'000).first); });
         EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(begun.Get(), kLongMs));
