@@ -128,7 +128,8 @@ CLiveLog::CLiveLog(Settings settings)
 }
 
 CLiveLog::~CLiveLog() {
-    Stop(kLastWordsMs);
+    if (!m_isStopped)
+        Stop(kLastWordsMs);
 }
 
 void CLiveLog::Put(const logview::Arrival& arrival) noexcept {
@@ -147,6 +148,7 @@ void CLiveLog::Note(const std::wstring& text) noexcept {
 }
 
 bool CLiveLog::Stop(DWORD limitMs) noexcept {
+    m_isStopped = true;
     m_shared->isEnding = true;
     m_shared->records.Wake();
     return m_thread.Stop(threading::Rest::Drain, limitMs);

@@ -43,6 +43,7 @@ private:
     struct Shared;
 
     const std::shared_ptr<Shared> m_shared;
+    bool m_isStopped = false;  // whether somebody has waited for the end
     threading::CCallQueue m_thread;
 };
 

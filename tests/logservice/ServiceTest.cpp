@@ -1,7 +1,6 @@
 // The service as a process of its own, and clients that are processes of theirs.
+#include "tests/logservice/ServiceTest.h"
 #include "base/CDeadline.h"
-#include "tests/support/Await.h"
-#include "tests/support/CProgram.h"
 #include "tests/support/CTempFolder.h"
 
 #include <dbghelp.h>
@@ -12,39 +11,6 @@
 #include <sstream>
 
 namespace {
-
-std::wstring ServiceProgram(bool otherBits = false) {
-    return BuiltProgram(L"TKRuntimeLogger.exe", otherBits);
-}
-
-std::wstring ClientProgram(bool otherBits = false) {
-    return BuiltProgram(L"log_client.exe", otherBits);
-}
-
-unsigned RunProgram(const std::wstring& path, const std::vector<std::wstring>& arguments) {
-    return CProgram(path, arguments).Wait();
-}
-
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != text.npos;
-}
-
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-std::ptrdiff_t CountOf(const std::string& text, const std::string& part) {
-    return std::ranges::count_if(LinesOf(text), [&](const std::string& line) { return Has(line, part); });
-}
-
-std::string ContentsOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void ExpectDumpOf(const std::filesystem::path& path, DWORD processId) {
     std::string bytes = ContentsOf(path);
@@ -60,30 +26,6 @@ void ExpectDumpOf(const std::filesystem::path& path, DWORD processId) {
 std::ptrdiff_t LinesOfProcess(const std::string& text, const CProgram& program) {
     return CountOf(text, " " + std::to_string(program.Id()) + "/");
 }
-
-// A service that is registered while the test runs.
-struct ServiceTest : ::testing::Test {
-    void SetUp() override { ASSERT_EQ(0u, RunProgram(ServiceProgram(), {L"--register"})); }
-    void TearDown() override {
-        service.reset();
-        EXPECT_EQ(0u, RunProgram(ServiceProgram(), {L"--unregister"}));
-    }
-
-    void Start(std::vector<std::wstring> arguments = {}, bool otherBits = false, HANDLE out = nullptr) {
-        service.reset();
-        service = std::make_unique<CProgram>(ServiceProgram(otherBits), arguments, out);
-        Await([&] { return Has(service->Err(), "TKRuntimeLogger runs.") || !service->Runs(); });
-        EXPECT_TRUE(service->Runs()) << service->Err();
-    }
-    // The service's output after it has ended in order.
-    std::string End() {
-        EXPECT_EQ(0u, RunProgram(ServiceProgram(), {L"--stop"}));
-        EXPECT_EQ(0u, service->Wait()) << service->Err();
-        return service->Out();
-    }
-
-    std::unique_ptr<CProgram> service;
-};
 
 TEST_F(ServiceTest, EveryMethodArrivesFromEitherBitnessAndApartmentAtEither) {
     const bool hasBoth = std::filesystem::exists(ServiceProgram(true)) && std::filesystem::exists(ClientProgram(true));

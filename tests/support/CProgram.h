@@ -17,8 +17,10 @@
 
 class CProgram final {
 public:
-    // `out`: where its output goes in place of the file: an inheritable handle.
-    explicit CProgram(const std::wstring& path, const std::vector<std::wstring>& arguments = {}, HANDLE out = nullptr) {
+    // Where its output goes in place of the file, and what it reads: inheritable handles, or null. With `in`, which is a
+    // console's, it shares this process's console; otherwise it has none.
+    explicit CProgram(const std::wstring& path, const std::vector<std::wstring>& arguments = {}, HANDLE out = nullptr,
+                      HANDLE in = nullptr) {
         std::wstring line = L'"' + path + L'"';
         for (const std::wstring& argument : arguments)
             line += L" \"" + argument + L'"';
@@ -26,10 +28,11 @@ public:
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
         startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdInput = in;
         startup.hStdOutput = out ? out : outFile.Get();
         startup.hStdError = errFile.Get();
         PROCESS_INFORMATION info{};
-        EXPECT_TRUE(::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, DETACHED_PROCESS, nullptr, nullptr,
+        EXPECT_TRUE(::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, in ? 0 : DETACHED_PROCESS, nullptr, nullptr,
                                      &startup, &info))
             << path << ::GetLastError();
         m_process.Reset(info.hProcess);
