@@ -1,0 +1,12 @@
+// The page without its data, which belongs in the place of kDataHere.
+#pragma once
+
+#include <string_view>
+
+namespace logview {
+
+inline constexpr std::string_view kDataHere = "<!-- data -->";
+
+extern const std::string_view g_logPageFrame;
+
+}  // namespace logview
