@@ -2,7 +2,9 @@
 
 #include "console/CCommandError.h"
 #include "console/COutputFile.h"
+#include "logview/LogPage.h"
 #include "logview/ProfileText.h"
+#include "logview/TraceEvents.h"
 
 #include <mutex>
 #include <optional>
@@ -11,7 +13,7 @@
 namespace logservice {
 
 CLogBook::CLogBook(const Options& options, std::function<void(const std::wstring&)> tell)
-    : m_options(options), m_keeps(!options.report.empty() || !options.trace.empty()) {
+    : m_options(options), m_hasHistory(!options.report.empty() || !options.trace.empty()) {
     if (!options.record.empty())
         m_recorder = std::make_unique<logview::CRecorder>(
             logview::CRecorder::Options{options.record, options.fileBytes, options.fileCount}, m_profile, m_sessions,
@@ -26,18 +28,8 @@ void CLogBook::Take(logview::Arrival&& arrival) {
     m_sessions.Take(arrival);
     if (m_recorder)
         m_recorder->Take(arrival);
-    if (m_keeps)
-        Keep(std::move(arrival));
-}
-
-void CLogBook::Keep(logview::Arrival&& arrival) {
-    m_keptBytes += SizeOf(arrival);
-    m_kept.push_back(std::move(arrival));
-    while (m_kept.size() > kMostKept || (m_keptBytes > kMostKeptBytes && m_kept.size() > 1)) {
-        m_keptBytes -= SizeOf(m_kept.front());
-        m_kept.pop_front();
-        ++m_leftOut;
-    }
+    if (m_hasHistory)
+        m_history.Take(std::move(arrival));
 }
 
 void CLogBook::Ended(DWORD processId, ULONGLONG time) noexcept {

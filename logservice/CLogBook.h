@@ -7,11 +7,11 @@
 
 #include "base/CSlimLock.h"
 #include "logservice/Options.h"
+#include "logview/CHistory.h"
 #include "logview/CProfileTable.h"
 #include "logview/CRecorder.h"
 #include "logview/CSessions.h"
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -40,24 +40,17 @@ public:
     void Finish();
 
 private:
-    // Of the page and the events, which have the newest.
-    static constexpr std::size_t kMostKept = 200'000;
-    static constexpr std::size_t kMostKeptBytes = 256u << 20;
-
-    void Keep(logview::Arrival&& arrival);
     void WriteProfile() const;
     void WriteReport() const;
     void WriteTrace() const;
 
     const Options m_options;
-    const bool m_keeps;
+    const bool m_hasHistory;
     mutable base::CSlimLock m_lock;  // guards the profile table
     logview::CProfileTable m_profile;
     logview::CSessions m_sessions;
     std::unique_ptr<logview::CRecorder> m_recorder;
-    std::deque<logview::Arrival> m_kept;
-    std::size_t m_keptBytes = 0;
-    ULONGLONG m_leftOut = 0;  // older than the kept ones
+    logview::CHistory m_history;  // for the page and the events
 };
 
 }  // namespace logservice
