@@ -58,9 +58,15 @@ void CLogBook::WriteProfile() const {
     file.Finish();
 }
 
-void CLogBook::WriteReport() const {}
+void CLogBook::WriteReport() const {
+    if (!m_options.report.empty())
+        logview::WriteLogPage(m_options.report, m_history, m_profile, m_sessions);
+}
 
-void CLogBook::WriteTrace() const {}
+void CLogBook::WriteTrace() const {
+    if (!m_options.trace.empty())
+        logview::WriteTraceEvents(m_options.trace, m_history);
+}
 
 void CLogBook::Finish() {
     if (m_recorder)

@@ -89,7 +89,6 @@ void CService::Stop() noexcept {
     if (m_sink)
         ::CoDisconnectObject(static_cast<ITKRuntimeLogger*>(m_sink.Get()), 0);
     m_sink.Reset();
-    m_turn.Reset();
 }
 
 bool IsServiceRunning() noexcept {

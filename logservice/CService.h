@@ -26,7 +26,7 @@ public:
     // Once. Publishes it; see CPublication::Publish.
     [[nodiscard]] HRESULT Start();
 
-    // Takes it away from its clients. What has come by then is in the queue.
+    // Takes it away from its clients. What has come by then is in the queue. It counts as running until its end.
     void Stop() noexcept;
 
     [[nodiscard]] CPublication::Reach ReachesWhom() const noexcept { return m_publication->ReachesWhom(); }
