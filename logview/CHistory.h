@@ -6,6 +6,7 @@
 #include "logview/Records.h"
 
 #include <deque>
+#include <utility>
 
 namespace logview {
 
@@ -15,8 +16,8 @@ public:
     explicit CHistory(std::size_t mostArrivals = 100'000, std::size_t mostBytes = 128 << 20) noexcept
         : m_mostArrivals(mostArrivals), m_mostBytes(mostBytes) {}
 
-    void Take(const Arrival& arrival) {
-        m_arrivals.push_back(arrival);
+    void Take(Arrival arrival) {
+        m_arrivals.push_back(std::move(arrival));
         m_bytes += SizeOf(m_arrivals.back());
         while (m_arrivals.size() > 1 && (m_arrivals.size() > m_mostArrivals || m_bytes > m_mostBytes)) {
             m_bytes -= SizeOf(m_arrivals.front());

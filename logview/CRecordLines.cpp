@@ -3,8 +3,8 @@
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
 #include "console/Text.h"
-#include "logview/LogTexts.h"
 #include "diagnostics/LogSite.h"
+#include "logview/LogTexts.h"
 
 namespace logview {
 

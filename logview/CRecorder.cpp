@@ -162,10 +162,10 @@ DWORD CRecorder::WriteTables() {
         return ERROR_SUCCESS;
     if (const DWORD error = MakeFolder(); error != ERROR_SUCCESS)
         return error;
-    console::CReplacingFile profile(m_options.folder + L"\\profile.csv");
+    console::CReplacingFile profile(m_options.folder + L"\\" + kProfileTable);
     profile.Write(ProfileCsv(m_profile.Rows()));
     profile.Finish();
-    console::CReplacingFile sessions(m_options.folder + L"\\sessions.csv");
+    console::CReplacingFile sessions(m_options.folder + L"\\" + kSessionsTable);
     sessions.Write(m_sessions.Csv());
     sessions.Finish();
     m_writtenReports = m_profile.Reports();

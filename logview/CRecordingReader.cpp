@@ -4,10 +4,12 @@
 #include "console/CCommandError.h"
 #include "console/Text.h"
 #include "logview/CLineReader.h"
+#include "logview/CSessions.h"
 #include "logview/LogLines.h"
 #include "logview/RecordingFiles.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace logview {
@@ -156,7 +158,21 @@ private:
 struct Opened {
     std::unique_ptr<IArrivals> arrivals;
     bool hasTimes;
+    std::vector<ProcessEnd> ends;
 };
+
+std::vector<ProcessEnd> ReadEnds(const std::wstring& table) {
+    std::vector<ProcessEnd> ends;
+    if (!IsThere(table))
+        return ends;
+    CLineReader reader(table);
+    std::string line;
+    for (bool continues = false; reader.Next(line, continues) && ends.size() < CSessions::kMostSessions;) {
+        if (const std::optional<ProcessEnd> end = ParseSessionEnd(line))
+            ends.push_back(*end);
+    }
+    return ends;
+}
 
 Opened OpenFolder(const std::wstring& folder) {
     std::vector<ULONG> parts = PartNumbers(folder);
@@ -166,7 +182,8 @@ Opened OpenFolder(const std::wstring& folder) {
         const std::wstring stem = folder + L"\\" + PartName(part);
         return IsThere(stem + kTimesSuffix) || !IsThere(stem + kLogSuffix);
     });
-    return {std::make_unique<CFolderArrivals>(folder, std::move(parts)), hasTimes};
+    return {std::make_unique<CFolderArrivals>(folder, std::move(parts)), hasTimes,
+            ReadEnds(folder + L"\\" + kSessionsTable)};
 }
 
 Opened Open(const std::wstring& path) {
@@ -175,7 +192,7 @@ Opened Open(const std::wstring& path) {
         return OpenFolder(path);
     const std::size_t name = path.find_last_of(L"\\/"), dot = path.rfind(L'.');
     const std::wstring stem = dot != path.npos && (name == path.npos || dot > name) ? path.substr(0, dot) : path;
-    return {PartArrivals(stem, path), IsThere(stem + kTimesSuffix)};
+    return {PartArrivals(stem, path), IsThere(stem + kTimesSuffix), {}};
 }
 
 }  // namespace
@@ -188,12 +205,26 @@ CRecordingReader::CRecordingReader(const std::vector<std::wstring>& paths) {
             m_notes.push_back(console::Printable(path) + L" doesn't tell when its records came" +
                               (paths.size() > 1 ? L"; they stand before all others, in their own order" : L""));
         merged->Add(std::move(opened.arrivals));
+        m_ends.insert(m_ends.end(), opened.ends.begin(), opened.ends.end());
     }
+    std::stable_sort(m_ends.begin(), m_ends.end(), [](auto& one, auto& other) { return one.time > other.time; });
     m_arrivals = std::move(merged);
 }
 
 bool CRecordingReader::Next(Arrival& arrival) {
-    return m_arrivals->Next(arrival);
+    if (!m_arrivals->Next(arrival)) {
+        m_time = std::numeric_limits<ULONGLONG>::max();
+        return false;
+    }
+    m_time = std::max(m_time, arrival.time);
+    return true;
+}
+
+std::vector<ProcessEnd> CRecordingReader::TakeEnds() {
+    std::vector<ProcessEnd> ends;
+    for (; !m_ends.empty() && m_ends.back().time < m_time; m_ends.pop_back())
+        ends.push_back(m_ends.back());
+    return ends;
 }
 
 }  // namespace logview

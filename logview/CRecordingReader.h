@@ -8,7 +8,7 @@
 // read; std::bad_alloc.
 #pragma once
 
-#include "logview/Records.h"
+#include "logview/RecordingFiles.h"
 
 #include <memory>
 #include <string>
@@ -32,11 +32,17 @@ public:
     // whole.
     [[nodiscard]] bool Next(Arrival& arrival) override;
 
+    // The processes that had ended when the last arrival came, each of them once; when there are no more arrivals, all
+    // that are left. Only the folders of recordings know them.
+    [[nodiscard]] std::vector<ProcessEnd> TakeEnds();
+
     // What a person should know about the files, one sentence each: which have no times.
     [[nodiscard]] const std::vector<std::wstring>& Notes() const noexcept { return m_notes; }
 
 private:
     std::unique_ptr<IArrivals> m_arrivals;
+    std::vector<ProcessEnd> m_ends;  // the next one is the last
+    ULONGLONG m_time = 0;            // up to which arrivals were given
     std::vector<std::wstring> m_notes;
 };
 

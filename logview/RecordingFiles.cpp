@@ -113,4 +113,13 @@ std::optional<Arrival> ParseProfileLine(std::string_view line) {
     return Arrival{TimeOfIso(fields[0]), base::WideOfUtf8(fields[1]), std::move(report)};
 }
 
+std::optional<ProcessEnd> ParseSessionEnd(std::string_view line) {
+    const std::vector<std::string> fields = Fields(line);
+    ProcessEnd end;
+    if (fields.size() < 5 || !Parse(fields[0], end.processId))
+        return std::nullopt;
+    end.time = TimeOfIso(fields[4]);
+    return end.time == 0 ? std::nullopt : std::optional(end);
+}
+
 }  // namespace logview

@@ -21,6 +21,8 @@ namespace logview {
 inline constexpr wchar_t kLogSuffix[] = L".log";
 inline constexpr wchar_t kTimesSuffix[] = L".times";
 inline constexpr wchar_t kProfilesSuffix[] = L".profiles";
+inline constexpr wchar_t kProfileTable[] = L"profile.csv";
+inline constexpr wchar_t kSessionsTable[] = L"sessions.csv";
 inline constexpr ULONG kMostParts = 999'999'999;
 
 // "log-00001", five digits at least.
@@ -38,5 +40,12 @@ void ParseTimesLine(std::string_view line, Arrival& arrival);
 // first, longest and total duration. The numbers are exact. The way back gives nothing for what is no such line.
 [[nodiscard]] std::string ProfileLine(const Arrival& arrival, const ProfileRecord& report);
 [[nodiscard]] std::optional<Arrival> ParseProfileLine(std::string_view line);
+
+// When a process ended, of a line of sessions.csv (CSessions::Csv); nothing: it hadn't, or it is no such line.
+struct ProcessEnd {
+    ULONG processId = 0;
+    ULONGLONG time = 0;
+};
+[[nodiscard]] std::optional<ProcessEnd> ParseSessionEnd(std::string_view line);
 
 }  // namespace logview

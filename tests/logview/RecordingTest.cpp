@@ -287,6 +287,28 @@ TEST_F(Recording, WithEndlessLinesIsReadInPieces) {
     EXPECT_EQ(1'000, MessageOf(read[4]).size());
 }
 
+TEST_F(Recording, TellsWhichProcessesEnded) {
+    Start();
+    Take(MakeArrival(L"1"));
+    sessions.Ended(212, kSomeTime + 1);
+    Take(MakeArrival(L"2", kSomeTime + 2));  // another one of that number
+    sessions.Ended(212, kSomeTime + 3);
+    Take(MakeArrival(L"3", kSomeTime + 4));
+    recorder->Finish();
+    CRecordingReader reader({options.folder});
+    logview::CSessions read;
+    for (Arrival arrival;;) {
+        const bool isThere = reader.Next(arrival);
+        for (const logview::ProcessEnd& end : reader.TakeEnds())
+            read.Ended(end.processId, end.time);
+        if (!isThere)
+            break;
+        read.Take(arrival);
+    }
+    EXPECT_EQ(sessions.Csv(), read.Csv());
+    EXPECT_EQ(3, read.All().size());
+}
+
 TEST(Sessions, AreToldApart) {
     logview::CSessions sessions;
     const auto take = [&](const wchar_t* process, ULONGLONG seconds, LONG severity, ULONG id = 212) {
