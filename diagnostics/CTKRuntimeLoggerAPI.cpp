@@ -2,7 +2,6 @@
 
 #include "base/CBstr.h"
 #include "base/ComBoundary.h"
-#include "base/ForeignCalls.h"
 #include "base/FormatText.h"
 #include "base/OrEmpty.h"
 #include "diagnostics/CAnswerCache.h"
@@ -12,84 +11,126 @@
 #include <string>
 #include <utility>
 
-using Microsoft::WRL::ComPtr;
-
 // The logger is foreign code: whatever it throws is dropped, since logging fails no operation.
 namespace TKRuntimeLogger {
 
+namespace {
+
+constexpr ULONGLONG kSlowCall = 10'000'000;  // a second, in the unit of Now
+
+// In steps of 100 ns; stands still while the machine sleeps.
+ULONGLONG Now() noexcept {
+    ULONGLONG now = 0;
+    ::QueryUnbiasedInterruptTime(&now);
+    return now;
+}
+
+}  // namespace
+
 CTKRuntimeLoggerAPI::CTKRuntimeLoggerAPI(ITKRuntimeLogger* fallback) noexcept
-    : m_threadId(::GetCurrentThreadId()), m_processId(::GetCurrentProcessId()) {
+    : m_fallback(fallback), m_threadId(::GetCurrentThreadId()), m_processId(::GetCurrentProcessId()) {
     LARGE_INTEGER frequency{};
     ::QueryPerformanceFrequency(&frequency);
     m_frequency = frequency.QuadPart;
-    base::RunQuietly([&] { FindService(); });
-    if (!m_logger)
-        m_logger = fallback;
+    m_usesService = m_service.Find();
 }
 
-void CTKRuntimeLoggerAPI::FindService() {
-    ComPtr<IRunningObjectTable> table;
-    ComPtr<IMoniker> moniker;
-    ComPtr<IUnknown> service;
-    if (FAILED(::GetRunningObjectTable(0, &table)) || FAILED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker)) ||
-        table->GetObject(moniker.Get(), &service) != S_OK || !service)
-        return;
-    // An interface that can't be had stays null. A service in another process whose interfaces have no proxy here gives
-    // none of them, and counts as no service.
-    static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_logger)));
-    static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_questioner)));
-    static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_dumpWriter)));
+template <class Call>
+bool CTKRuntimeLoggerAPI::CallService(const Call& call) noexcept {
+    const auto isDelivered = [&] { return !IsLostConnection(base::ComBoundary([&] { return call(m_service); })); };
+    if (!HasService())
+        return false;
+    if (isDelivered())
+        return true;
+    if (!FindServiceAgain())
+        return false;
+    if (isDelivered())
+        return true;
+    EndUse();
+    return false;
 }
 
-void CTKRuntimeLoggerAPI::AbandonReferences() noexcept {
-    static_cast<void>(m_logger.Detach());
-    static_cast<void>(m_questioner.Detach());
-    static_cast<void>(m_dumpWriter.Detach());
+template <class Call>
+void CTKRuntimeLoggerAPI::Deliver(const Call& call) noexcept {
+    const auto callTimed = [&](const CFoundService& service) {
+        const bool isProxy = service.IsProxy();
+        const ULONGLONG began = Now();
+        const HRESULT hr = call(*service.Logger());
+        if (isProxy && !IsLostConnection(hr) && Now() - began > kSlowCall)
+            EndUse();
+        return hr;
+    };
+    if (!CallService(callTimed) && m_fallback)
+        base::RunQuietly([&] { static_cast<void>(call(*m_fallback)); });
+}
+
+bool CTKRuntimeLoggerAPI::HasService() noexcept {
+    if (!m_usesService || m_isSearching)
+        return false;
+    return !m_isAway || FindServiceAgain();
+}
+
+bool CTKRuntimeLoggerAPI::FindServiceAgain() noexcept {
+    // A record that came from within the call may have ended the use already.
+    if (!m_usesService || m_isSearching)
+        return false;
+    m_isAway = !IsInApartment();
+    if (m_isAway)
+        return false;
+    m_isSearching = true;
+    const bool isFound = m_service.Find();
+    m_isSearching = false;
+    if (!isFound)
+        EndUse();
+    return isFound;
+}
+
+void CTKRuntimeLoggerAPI::EndUse() noexcept {
+    m_usesService = false;
+    m_service.Abandon();
+    // Without a file, the thread's log sites cost as little again as those of a thread that found no logger.
+    if (!m_fallback && ::TlsGetValue(Detail::g_frontEndSlot) == this)
+        ::TlsSetValue(Detail::g_frontEndSlot, nullptr);
 }
 
 void CTKRuntimeLoggerAPI::Log(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
                               const wchar_t* function, const wchar_t* message) {
-    if (!m_logger)
+    if (!HasLogger())
         return;
     const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    base::RunQuietly([&] {
-        m_logger->Log(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line, functionText.Get(),
-                      messageText.Get());
+    Deliver([&](ITKRuntimeLogger& logger) {
+        return logger.Log(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
+                          functionText.Get(), messageText.Get());
     });
 }
 
 void CTKRuntimeLoggerAPI::LogProfile(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
                                      const wchar_t* function, const wchar_t* message, ULONGLONG count,
                                      double firstDuration, double maximumDuration, double totalDuration) {
-    if (!m_logger)
+    if (!HasLogger())
         return;
     const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    base::RunQuietly([&] {
-        m_logger->LogProfile(severity, categoryText.Get(), m_processId, fileText.Get(), line, functionText.Get(),
-                             messageText.Get(), count, firstDuration, maximumDuration, totalDuration);
+    Deliver([&](ITKRuntimeLogger& logger) {
+        return logger.LogProfile(severity, categoryText.Get(), m_processId, fileText.Get(), line, functionText.Get(),
+                                 messageText.Get(), count, firstDuration, maximumDuration, totalDuration);
     });
 }
 
 void CTKRuntimeLoggerAPI::LogExplicit(LONG severity, const wchar_t* category, ULONG value1, ULONG value2,
                                       const wchar_t* file, LONG line, ULONG value3, const wchar_t* function,
                                       const wchar_t* message, BYTE flag) {
-    if (!m_logger)
+    if (!HasLogger())
         return;
     const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    base::RunQuietly([&] {
-        m_logger->LogExplicit(severity, categoryText.Get(), value1, value2, fileText.Get(), line, value3,
-                              functionText.Get(), messageText.Get(), flag ? VARIANT_TRUE : VARIANT_FALSE);
+    Deliver([&](ITKRuntimeLogger& logger) {
+        return logger.LogExplicit(severity, categoryText.Get(), value1, value2, fileText.Get(), line, value3,
+                                  functionText.Get(), messageText.Get(), flag ? VARIANT_TRUE : VARIANT_FALSE);
     });
 }
 
 LONG CTKRuntimeLoggerAPI::AskQuestion(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
                                       const wchar_t* function, const wchar_t* question, const wchar_t* secondText,
                                       LONG defaultAnswer, bool remember) {
-    if (!m_questioner) {
-        const std::wstring message = std::wstring(L"Cannot ask question: ") + (question ? question : L"<null>");
-        Log(severity, category, file, line, function, message.c_str());
-        return defaultAnswer;
-    }
     CAnswerCache::Key key;
     if (remember) {
         key = {severity,
@@ -99,18 +140,30 @@ LONG CTKRuntimeLoggerAPI::AskQuestion(LONG severity, const wchar_t* category, co
                base::OrEmpty(function),
                base::OrEmpty(question),
                base::OrEmpty(secondText)};
-        if (const auto answer = CAnswerCache::Instance().Find(key))
-            return *answer;
+        if (HasService() && m_service.Questioner()) {
+            if (const auto answer = CAnswerCache::Instance().Find(key))
+                return *answer;
+        }
     }
     const base::CBstr categoryText(category), fileText(file), functionText(function), questionText(question),
         secondTextText(secondText);
     LONG answer = defaultAnswer;
     HRESULT hr = E_FAIL;
-    base::RunQuietly([&] {
-        hr = m_questioner->AskQuestion(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
-                                       functionText.Get(), questionText.Get(), secondTextText.Get(), defaultAnswer,
-                                       &answer);
+    bool isAsked = false;
+    const bool isDelivered = CallService([&](const CFoundService& service) {
+        isAsked = service.Questioner() != nullptr;
+        if (!isAsked)
+            return S_FALSE;
+        answer = defaultAnswer;
+        return hr = service.Questioner()->AskQuestion(severity, categoryText.Get(), m_processId, m_threadId,
+                                                      fileText.Get(), line, functionText.Get(), questionText.Get(),
+                                                      secondTextText.Get(), defaultAnswer, &answer);
     });
+    if (!isDelivered || !isAsked) {
+        const std::wstring message = std::wstring(L"Cannot ask question: ") + (question ? question : L"<null>");
+        Log(severity, category, file, line, function, message.c_str());
+        return defaultAnswer;
+    }
     if (FAILED(hr))
         return defaultAnswer;  // nobody answered, so there is nothing to remember
     if (remember)
@@ -124,18 +177,16 @@ void CTKRuntimeLoggerAPI::LogWithDump(LONG severity, const wchar_t* category, co
     va_start(arguments, message);
     const std::wstring formatted = base::FormatTextV(message, arguments);
     va_end(arguments);
-    if (m_dumpWriter) {
-        const base::CBstr categoryText(category), fileText(file), functionText(function),
-            messageText(formatted.c_str());
-        HRESULT hr = E_FAIL;
-        base::RunQuietly([&] {
-            hr = m_dumpWriter->LogWithDump(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
-                                           functionText.Get(), messageText.Get());
-        });
-        if (SUCCEEDED(hr))
-            return;
-    }
-    Log(severity, category, file, line, function, (formatted + L" <a dump could not be created>").c_str());
+    const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(formatted.c_str());
+    HRESULT hr = E_FAIL;
+    const bool isDelivered = CallService([&](const CFoundService& service) {
+        if (!service.DumpWriter())
+            return hr = E_NOTIMPL;
+        return hr = service.DumpWriter()->LogWithDump(severity, categoryText.Get(), m_processId, m_threadId,
+                                                      fileText.Get(), line, functionText.Get(), messageText.Get());
+    });
+    if (!isDelivered || FAILED(hr))
+        Log(severity, category, file, line, function, (formatted + L" <a dump could not be created>").c_str());
 }
 
 LONGLONG CTKRuntimeLoggerAPI::GetTimestamp() const noexcept {

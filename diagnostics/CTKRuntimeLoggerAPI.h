@@ -1,13 +1,27 @@
 // The front end of one thread: finds the logger when it is made, and turns records into calls on it.
+//
+// The choice is made once, but a service may end or hang. These rules, which are our addition, keep a thread from
+// waiting for one again and again:
+// - A call that has lost its connection ends the use of the service, unless the Running Object Table, looked into once
+//   more, has a service still: then that one takes the record, and the thread stays with it. Otherwise the thread takes
+//   the log file for the rest of its life, or nothing where there is none, and the record goes there, too.
+// - A record's call that took more than a second ends the use as well; that record was delivered. A question or a dump
+//   may take as long as it likes.
+// - While the thread is in no COM apartment, a proxy can't be called: records go to the file, and the choice stands.
+//   Back in an apartment, the thread fetches a new proxy at its next record, or ends the use if there is no service.
+//
+// The limit of a second is for services behind a proxy alone: nobody else can keep them from answering, while a logger
+// of this process is slow where the process is, under a debugger say, and its calls are its user's own affair. Who
+// stops a *service* in a debugger must expect that its writers leave. Time in which the machine slept doesn't count.
+// Every other failure of a call is ignored.
 #pragma once
 
 #include "TKRuntimeLogger.h"
+#include "diagnostics/CFoundService.h"
 #include "diagnostics/ITKRuntimeLoggerAPI.h"
 #include "diagnostics/ITKRuntimeLoggerProfilesCollector.h"
 
 #include <objbase.h>
-#include <wrl/client.h>
-
 #include <atomic>
 #include <memory>
 
@@ -21,15 +35,15 @@ public:
     CTKRuntimeLoggerAPI(const CTKRuntimeLoggerAPI&) = delete;
     CTKRuntimeLoggerAPI& operator=(const CTKRuntimeLoggerAPI&) = delete;
 
-    [[nodiscard]] bool HasLogger() const noexcept { return m_logger != nullptr; }
-    [[nodiscard]] bool LogsTo(const ITKRuntimeLogger* logger) const noexcept { return m_logger.Get() == logger; }
+    [[nodiscard]] bool HasLogger() const noexcept { return m_usesService || m_fallback; }
+    [[nodiscard]] bool UsesService() const noexcept { return m_usesService; }
 
     // The innermost of the timed scopes that the thread is in, as far as they began after its first record; null: none.
     // Only the thread itself changes it; others may look.
     [[nodiscard]] std::atomic<const CProfile*>& InnermostScope() noexcept { return m_innermostScope; }
 
     // Gives up the interface pointers without releasing them.
-    void AbandonReferences() noexcept;
+    void AbandonReferences() noexcept { m_service.Abandon(); }
 
     void Log(LONG severity, const wchar_t* category, const wchar_t* file, LONG line, const wchar_t* function,
              const wchar_t* message) override;
@@ -47,11 +61,25 @@ public:
     [[nodiscard]] LONGLONG GetTimestamp() const noexcept override;
 
 private:
-    void FindService();
+    // Calls the service, if it can be had here and now, and judges the result. `call` gets the front end's m_service
+    // and may be called a second time, when the first call was lost. False: no service has taken the call.
+    template <class Call>
+    [[nodiscard]] bool CallService(const Call& call) noexcept;
+    // The same for a record, whose call must end in a second, and which goes to the fallback if need be.
+    template <class Call>
+    void Deliver(const Call& call) noexcept;
 
-    Microsoft::WRL::ComPtr<ITKRuntimeLogger> m_logger;
-    Microsoft::WRL::ComPtr<ITKRuntimeLoggerQuestion> m_questioner;
-    Microsoft::WRL::ComPtr<ITKRuntimeLoggerDump> m_dumpWriter;
+    // The service can be called: after a stay in no apartment, it is fetched anew.
+    [[nodiscard]] bool HasService() noexcept;
+    // After a lost connection. False: there is no service, or none that can be called from here.
+    [[nodiscard]] bool FindServiceAgain() noexcept;
+    void EndUse() noexcept;
+
+    CFoundService m_service;
+    ITKRuntimeLogger* const m_fallback;
+    bool m_usesService = false;
+    bool m_isAway = false;       // the connection was lost in no apartment
+    bool m_isSearching = false;  // foreign code, called by the search, may come back with a record
     const DWORD m_threadId;
     const DWORD m_processId;
     LONGLONG m_frequency = 0;  // ticks per second

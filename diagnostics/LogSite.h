@@ -6,7 +6,7 @@
 // A thread looks for a logger once, at its first record: a service that is published in the Running Object Table, else
 // the log file that the registry names. If it finds neither, its log sites cost two thread-local reads each and
 // evaluate none of their arguments, for the rest of its life. COM should be initialised on the thread by then; else
-// only the file is found.
+// only the file is found. A service that ends or hangs is left for the file: see CTKRuntimeLoggerAPI.h.
 //
 // Logging never fails an operation: whatever goes wrong in a record, the evaluation of its arguments included, loses
 // the record and nothing else.

@@ -32,9 +32,9 @@ std::unique_ptr<CTKRuntimeLoggerAPI> MakeFrontEnd() {
 
 LogDestination ThreadLogDestination() {
     const auto* const frontEnd = static_cast<const CTKRuntimeLoggerAPI*>(ThreadLogger());
-    if (!frontEnd)
+    if (!frontEnd || !frontEnd->HasLogger())
         return {LogDestination::Kind::Nowhere, g_logToFile.Path()};
-    if (frontEnd->LogsTo(&g_logToFile))
+    if (!frontEnd->UsesService())
         return {LogDestination::Kind::File, g_logToFile.Path()};
     return {LogDestination::Kind::Service, {}};
 }
