@@ -4,11 +4,11 @@
 #include "base/FormatText.h"
 #include "console/CConsoleKeys.h"
 #include "console/CTerminal.h"
-#include "console/Text.h"
 #include "logview/CConsoleView.h"
 
 #include <atomic>
 #include <mutex>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -21,11 +21,10 @@ constexpr std::size_t kMostWaitingBytes = 64 << 20;
 constexpr DWORD kRoundMs = 50;
 constexpr DWORD kLastWordsMs = 2000;
 
+constexpr std::size_t kMostNotes = 100;
+
 std::wstring QuestionText(const logview::Question& question) {
-    const logview::LogRecord& record = question.record;
-    return base::FormatText(L"Process %lu asks: %s%s%s (Enter: %ld)", record.processId, record.message.c_str(),
-                            question.secondText.empty() ? L"" : L" / ", question.secondText.c_str(),
-                            question.defaultAnswer);
+    return base::FormatText(L"Process %lu asks: %s", question.record.processId, question.record.message.c_str());
 }
 
 // What is wrong with a typed answer; empty: nothing.
@@ -48,18 +47,21 @@ struct CLiveLog::Shared {
 
     void Run();
     void AskNext(logview::CConsoleView& view);
+    void ShowTable(logview::CConsoleView& view);
     void Round(logview::CConsoleView& view, console::CConsoleKeys& keys, DWORD waitMs);
 
     const Settings settings;
     logview::CRecordQueue records{kMostWaiting, kMostWaitingBytes};
     std::atomic<bool> isEnding{false};
+    std::atomic<DWORD> outputError{ERROR_SUCCESS};
 
     base::CSlimLock lock;  // guards the notes
     std::vector<std::wstring> notes;
 
     // Of the console's thread.
     ULONGLONG lostTold = 0;
-    ULONGLONG asked = 0;  // the question that stands in the prompt; 0: none
+    ULONGLONG told = 0;   // the last question that was shown
+    ULONGLONG asked = 0;  // the one that stands in the prompt; 0: none
 };
 
 void CLiveLog::Shared::AskNext(logview::CConsoleView& view) {
@@ -82,8 +84,15 @@ void CLiveLog::Shared::AskNext(logview::CConsoleView& view) {
         static_cast<void>(settings.questions->Answer(number, answer));
         return std::wstring();
     };
+    // Before the prompt, which holds lines back.
+    if (std::exchange(told, open->number) != open->number) {
+        view.Note(QuestionText(open->question));
+        if (!open->question.secondText.empty())
+            view.Note(open->question.secondText);
+        view.Flush();
+    }
     // While another prompt is open, the next round tries again.
-    if (view.Ask(console::Printable(QuestionText(open->question)) + L" ", {}, take))
+    if (view.Ask(base::FormatText(L"Answer (Enter: %ld): ", open->question.defaultAnswer), {}, take))
         asked = open->number;
 }
 
@@ -107,7 +116,11 @@ void CLiveLog::Shared::Round(logview::CConsoleView& view, console::CConsoleKeys&
     }
     AskNext(view);
     view.Flush();
-    if (view.Failure() && settings.endsWithOutput)
+    if (!view.Failure())
+        return;
+    if (!view.Failure()->IsClosedPipe())
+        outputError = view.Failure()->Error();
+    if (settings.endsWithOutput)
         ::SetEvent(settings.ending);
 }
 
@@ -116,9 +129,19 @@ void CLiveLog::Shared::Run() {
     console::CConsoleKeys keys;
     logview::CConsoleView view(terminal, settings.filter, settings.profileTable);
     while (!isEnding)
-        Round(view, keys, kRoundMs);
-    view.EndPrompt();
-    Round(view, keys, 0);
+        base::RunQuietly([&] { Round(view, keys, kRoundMs); });
+    base::RunQuietly([&] {
+        view.EndPrompt();
+        Round(view, keys, 0);
+        ShowTable(view);
+    });
+}
+
+void CLiveLog::Shared::ShowTable(logview::CConsoleView& view) {
+    std::wistringstream table(settings.profileTable());
+    for (std::wstring line; std::getline(table, line);)
+        view.Note(line);
+    view.Flush();
 }
 
 CLiveLog::CLiveLog(Settings settings)
@@ -143,8 +166,14 @@ void CLiveLog::Put(const logview::Arrival& arrival) noexcept {
 void CLiveLog::Note(const std::wstring& text) noexcept {
     base::RunQuietly([&] {
         const std::lock_guard guard(m_shared->lock);
-        m_shared->notes.push_back(text);
+        if (m_shared->notes.size() < kMostNotes)
+            m_shared->notes.push_back(text);
     });
+}
+
+std::optional<DWORD> CLiveLog::OutputError() const noexcept {
+    const DWORD error = m_shared->outputError;
+    return error == ERROR_SUCCESS ? std::nullopt : std::optional(error);
 }
 
 bool CLiveLog::Stop(DWORD limitMs) noexcept {

@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace logservice {
@@ -36,7 +37,11 @@ public:
     // The same with a line of the program's own.
     void Note(const std::wstring& text) noexcept;
 
-    // Shows what is left.  False: the console takes nothing within `limitMs`.
+    // Why the output can't be written, behind Stop; a closed pipe, whose reader has read enough, doesn't count.
+    // Nothing: it can, or is blocked.
+    [[nodiscard]] std::optional<DWORD> OutputError() const noexcept;
+
+    // Shows what is left, and the timing table.  False: the console takes nothing within `limitMs`.
     bool Stop(DWORD limitMs) noexcept;
 
 private:

@@ -1,5 +1,6 @@
 #include "logservice/CLogBook.h"
 
+#include "base/FormatText.h"
 #include "console/CCommandError.h"
 #include "console/COutputFile.h"
 #include "logview/LogPage.h"
@@ -7,17 +8,26 @@
 #include "logview/TraceEvents.h"
 
 #include <mutex>
-#include <optional>
+#include <new>
 #include <utility>
 
 namespace logservice {
 
-CLogBook::CLogBook(const Options& options, std::function<void(const std::wstring&)> tell)
+namespace {
+
+// The greatest figure first, names from A on.
+bool IsDescending(logview::ProfileColumn column) noexcept {
+    return column >= logview::ProfileColumn::Count;
+}
+
+}  // namespace
+
+CLogBook::CLogBook(const Options& options)
     : m_options(options), m_hasHistory(!options.report.empty() || !options.trace.empty()) {
     if (!options.record.empty())
         m_recorder = std::make_unique<logview::CRecorder>(
             logview::CRecorder::Options{options.record, options.fileBytes, options.fileCount}, m_profile, m_sessions,
-            std::move(tell));
+            [this](const std::wstring& text) { m_notes.push_back(text); });
 }
 
 void CLogBook::Take(logview::Arrival&& arrival) {
@@ -45,7 +55,7 @@ std::wstring CLogBook::ProfileText(std::size_t width) const {
     std::vector<logview::ProfileRow> rows;
     {
         const std::lock_guard lock(m_lock);
-        rows = m_profile.Rows();
+        rows = m_profile.Rows(m_options.sort, IsDescending(m_options.sort));
     }
     return logview::ProfileText(rows, width);
 }
@@ -54,7 +64,7 @@ void CLogBook::WriteProfile() const {
     if (m_options.profile.empty())
         return;
     console::CReplacingFile file(m_options.profile);
-    file.Write(logview::ProfileCsv(m_profile.Rows()));
+    file.Write(logview::ProfileCsv(m_profile.Rows(m_options.sort, IsDescending(m_options.sort))));
     file.Finish();
 }
 
@@ -68,21 +78,32 @@ void CLogBook::WriteTrace() const {
         logview::WriteTraceEvents(m_options.trace, m_history);
 }
 
-void CLogBook::Finish() {
-    if (m_recorder)
+std::vector<std::wstring> CLogBook::TakeNotes() {
+    return std::exchange(m_notes, {});
+}
+
+bool CLogBook::Finish() {
+    bool isWhole = true;
+    if (m_recorder) {
         m_recorder->Finish();
-    std::optional<console::CCommandError> first;
+        isWhole = !m_recorder->HasFailed() && m_recorder->Lost() == 0;
+        if (m_recorder->Lost() > 0)
+            m_notes.push_back(
+                base::FormatText(L"The recording lacks %I64u records that could not be written", m_recorder->Lost()));
+    }
     for (void (CLogBook::*const write)() const :
          {&CLogBook::WriteProfile, &CLogBook::WriteReport, &CLogBook::WriteTrace}) {
         try {
             (this->*write)();
         } catch (const console::CCommandError& error) {
-            if (!first)
-                first = error;
+            m_notes.push_back(error.Text());
+            isWhole = false;
+        } catch (const std::bad_alloc&) {
+            m_notes.push_back(L"Out of memory for an output");
+            isWhole = false;
         }
     }
-    if (first)
-        throw *first;
+    return isWhole;
 }
 
 }  // namespace logservice

@@ -1,8 +1,7 @@
 // What has come so far, and what is written of it: the recording as it comes, and at the end the timing table, the page
 // and the events.
 //
-// Threads: one, but for ProfileText.  Errors: std::bad_alloc; the recording's failures are told, those of the other
-// outputs are thrown by Finish.
+// Threads: one, but for ProfileText.  Errors: std::bad_alloc; what fails is in the notes.
 #pragma once
 
 #include "base/CSlimLock.h"
@@ -12,16 +11,15 @@
 #include "logview/CRecorder.h"
 #include "logview/CSessions.h"
 
-#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace logservice {
 
 class CLogBook final {
 public:
-    // `tell` hears what a person should know about the recording.
-    CLogBook(const Options& options, std::function<void(const std::wstring&)> tell);
+    explicit CLogBook(const Options& options);
     CLogBook(const CLogBook&) = delete;
     CLogBook& operator=(const CLogBook&) = delete;
 
@@ -35,9 +33,12 @@ public:
     // The timing table as lines of this width.
     [[nodiscard]] std::wstring ProfileText(std::size_t width) const;
 
-    // Writes all that is to be written at the end. Once. All are tried; throws the first failure
-    // (console::CCommandError).
-    void Finish();
+    // What a person should know about the outputs, since the last call.
+    [[nodiscard]] std::vector<std::wstring> TakeNotes();
+
+    // Writes all that is to be written at the end. Once. All are tried.
+    // False: something that was asked for isn't there, or not all of it; the notes say what.
+    [[nodiscard]] bool Finish();
 
 private:
     void WriteProfile() const;
@@ -46,7 +47,8 @@ private:
 
     const Options m_options;
     const bool m_hasHistory;
-    mutable base::CSlimLock m_lock;  // guards the profile table
+    std::vector<std::wstring> m_notes;
+    mutable base::CSlimLock m_lock;  // guards the profile table against a look while it changes
     logview::CProfileTable m_profile;
     logview::CSessions m_sessions;
     std::unique_ptr<logview::CRecorder> m_recorder;

@@ -19,6 +19,8 @@ std::wstring NameOfProcess(HANDLE process) {
     }
 }
 
+constexpr ULONGLONG kLastRecordsMs = 5000;
+
 ULONGLONG EndOf(HANDLE process) noexcept {
     FILETIME created{}, ended{}, kernel{}, user{};
     if (!::GetProcessTimes(process, &created, &ended, &kernel, &user) ||
@@ -27,33 +29,42 @@ ULONGLONG EndOf(HANDLE process) noexcept {
     return (ULONGLONG{ended.dwHighDateTime} << 32) | ended.dwLowDateTime;
 }
 
+base::CAutoHandle OpenRunning(DWORD processId) {
+    base::CAutoHandle process(::OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+    if (process && ::WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0)
+        process.Reset();  // somebody else keeps what is left of it
+    return process;
+}
+
 }  // namespace
 
 const std::wstring& CProcesses::NameOf(DWORD processId) {
     const auto known = m_processes.find(processId);
-    if (known != m_processes.end())
+    if (known != m_processes.end() && known->second.forgottenMs == 0)
         return known->second.name;
     Process process;
-    process.handle =
-        base::CAutoHandle(::OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+    process.handle = OpenRunning(processId);
+    if (!process.handle && known != m_processes.end())
+        return known->second.name;  // a last record
     if (process.handle)
         process.name = NameOfProcess(process.handle.Get());
-    else if (++m_unknown > kMostUnknown) {
-        std::erase_if(m_processes, [](const auto& each) { return !each.second.handle; });
-        m_unknown = 1;
-    }
-    return m_processes.emplace(processId, std::move(process)).first->second.name;
+    return m_processes.insert_or_assign(processId, std::move(process)).first->second.name;
 }
 
 std::vector<CProcesses::End> CProcesses::TakeEnded() {
+    const ULONGLONG now = ::GetTickCount64();
     std::vector<End> ended;
-    for (auto process = m_processes.begin(); process != m_processes.end();) {
-        const HANDLE handle = process->second.handle.Get();
-        const bool hasEnded = process->second.handle && ::WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
-        if (hasEnded)
-            ended.push_back({process->first, EndOf(handle)});
-        process = hasEnded ? m_processes.erase(process) : std::next(process);
+    for (auto& [id, process] : m_processes) {
+        if (process.handle && ::WaitForSingleObject(process.handle.Get(), 0) == WAIT_OBJECT_0) {
+            ended.push_back({id, EndOf(process.handle.Get())});
+            process.handle.Reset();
+            process.forgottenMs = now + kLastRecordsMs;
+        } else if (!process.handle && process.forgottenMs == 0) {
+            process.forgottenMs = now;  // looked for anew: numbers are used again, and writers may make them up
+        }
     }
+    std::erase_if(m_processes,
+                  [&](const auto& each) { return each.second.forgottenMs != 0 && each.second.forgottenMs <= now; });
     return ended;
 }
 

@@ -17,7 +17,7 @@ namespace logservice {
 class CProcesses final {
 public:
     // The file name of the process, without its folder; empty: not known. Asked for when a record of it has come, so
-    // that it still runs as a rule. A number that has gone to another process since names that one.
+    // that it still runs as a rule. A process that has ended keeps its name for a few seconds, for its last records.
     [[nodiscard]] const std::wstring& NameOf(DWORD processId);
 
     struct End {
@@ -32,13 +32,10 @@ private:
     struct Process {
         base::CAutoHandle handle;  // none: it could not be opened
         std::wstring name;
+        ULONGLONG forgottenMs = 0;  // when it is forgotten, in GetTickCount64; 0: it runs
     };
 
-    // Numbers come from writers, who may make them up.
-    static constexpr std::size_t kMostUnknown = 1000;
-
     std::map<DWORD, Process> m_processes;
-    std::size_t m_unknown = 0;  // those without a handle
 };
 
 }  // namespace logservice

@@ -6,6 +6,7 @@
 
 #include <objbase.h>
 
+#include <atomic>
 #include <utility>
 
 namespace logservice {
@@ -17,6 +18,9 @@ constexpr std::size_t kMostWaiting = 1'000'000;
 constexpr std::size_t kMostWaitingBytes = sizeof(void*) == 8 ? 512u << 20 : 128u << 20;
 
 constexpr DWORD kDumpLimitMs = 30'000;
+constexpr int kMostDumps = 20;  // of one run: each takes some of the disk
+
+constexpr DWORD kCallsEndMs = 2000;
 
 constexpr wchar_t kTurn[] = L"Local\\TKRuntimeLogger.Service";
 
@@ -28,32 +32,10 @@ std::wstring DumpPath(const std::wstring& folder, DWORD processId) {
                             unsigned{now.wSecond}, unsigned{now.wMilliseconds}, processId);
 }
 
-// The writer waits, which keeps the stacks as they were when it asked. A disk that hangs must not hold it for ever: the
-// file is written on a thread of its own.
-HRESULT DumpInTime(const std::wstring& folder, const logview::LogRecord& record, logview::CRecordQueue& records) {
-    const std::wstring path = DumpPath(folder, record.processId);
-    threading::CCallQueue writer("Dump", COINIT_MULTITHREADED);
-    const HRESULT hr =
-        writer.Call([process = record.processId, path] { return WriteDump(process, path); }, kDumpLimitMs)
-            .value_or(HRESULT_FROM_WIN32(ERROR_TIMEOUT));
+ULONGLONG Now() noexcept {
     FILETIME now{};
     ::GetSystemTimeAsFileTime(&now);
-    const ULONGLONG time = (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
-    if (SUCCEEDED(hr))
-        records.Put({time, {}, record});
-    logview::LogRecord note{SUCCEEDED(hr) ? 1 : 2,
-                            L"TKRuntimeLogger",
-                            record.processId,
-                            record.threadId,
-                            record.file,
-                            record.line,
-                            record.function,
-                            {},
-                            {}};
-    note.message = SUCCEEDED(hr) ? L"Dump: " + path
-                                 : base::FormatText(L"No dump could be made: 0x%08X", static_cast<unsigned>(hr));
-    records.Put({time, {}, std::move(note)});
-    return hr;
+    return (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
 }
 
 }  // namespace
@@ -66,18 +48,83 @@ CService::CService(std::wstring dumpFolder, DWORD patienceMs)
 
 CService::~CService() {
     Stop();
+    if (m_turn)
+        ::ReleaseMutex(m_turn.Get());
+}
+
+// Makes dumps, one after the other: the platform's library has no room for two at once.
+class CService::CDumps final {
+public:
+    CDumps(std::wstring folder, std::shared_ptr<logview::CRecordQueue> records)
+        : m_folder(std::move(folder)), m_records(std::move(records)) {}
+
+    // The writer waits, which keeps its stacks as they were when it asked; but not for ever for a disk that hangs, or
+    // for the dumps of others.
+    HRESULT Make(const logview::LogRecord& record) {
+        const HRESULT hr = Write(record.processId);
+        if (SUCCEEDED(hr)) {
+            m_records->Put({Now(), {}, record});
+            Note(record, 1, L"The dump is in the folder of the recording");
+        } else {
+            Note(record, 2, base::FormatText(L"No dump could be made: 0x%08X", static_cast<unsigned>(hr)));
+        }
+        return hr;
+    }
+
+private:
+    HRESULT Write(DWORD processId) {
+        // Dumping itself, the service would stop its own threads wherever they are.
+        if (processId == ::GetCurrentProcessId())
+            return E_ACCESSDENIED;
+        if (m_count.fetch_add(1) >= kMostDumps)
+            return HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA);
+        return m_worker
+            .Call([processId, path = DumpPath(m_folder, processId)] { return WriteDump(processId, path); },
+                  kDumpLimitMs)
+            .value_or(HRESULT_FROM_WIN32(ERROR_TIMEOUT));
+    }
+    void Note(const logview::LogRecord& about, LONG severity, std::wstring text) {
+        m_records->Put({Now(),
+                        {},
+                        logview::LogRecord{severity,
+                                           L"TKRuntimeLogger",
+                                           about.processId,
+                                           about.threadId,
+                                           about.file,
+                                           about.line,
+                                           about.function,
+                                           std::move(text),
+                                           {}}});
+    }
+
+    const std::wstring m_folder;
+    const std::shared_ptr<logview::CRecordQueue> m_records;
+    std::atomic<int> m_count{0};
+    threading::CCallQueue m_worker{"Dumps", COINIT_MULTITHREADED};
+};
+
+HRESULT CService::TakeTurn() {
+    // Whoever owns it serves; one that was killed has given it up.
+    m_turn.Reset(::CreateMutexW(nullptr, FALSE, kTurn));
+    if (!m_turn)
+        return ::GetLastError() == ERROR_ACCESS_DENIED ? HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)  // of other rights
+                                                       : HRESULT_FROM_WIN32(::GetLastError());
+    const DWORD waited = ::WaitForSingleObject(m_turn.Get(), 0);
+    if (waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED)
+        return S_OK;
+    m_turn.Reset();
+    return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 }
 
 HRESULT CService::Start() {
-    m_turn.Reset(::CreateMutexW(nullptr, FALSE, kTurn));
-    if (m_turn && ::GetLastError() == ERROR_ALREADY_EXISTS)
-        return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+    if (const HRESULT hr = TakeTurn(); FAILED(hr))
+        return hr;
     logview::CLogSink::Services services;
     services.ask = [questions = m_questions](const logview::Question& question) { return questions->Ask(question); };
-    if (!m_dumpFolder.empty())
-        services.dump = [folder = m_dumpFolder, records = m_records](const logview::LogRecord& record) {
-            return DumpInTime(folder, record, *records);
-        };
+    if (!m_dumpFolder.empty()) {
+        const auto dumps = std::make_shared<CDumps>(m_dumpFolder, m_records);
+        services.dump = [dumps](const logview::LogRecord& record) { return dumps->Make(record); };
+    }
     if (const HRESULT hr = logview::CLogSink::Create(m_records, std::move(services), &m_sink); FAILED(hr))
         return hr;
     return m_publication->Publish(*static_cast<ITKRuntimeLogger*>(m_sink.Get()));
@@ -86,13 +133,22 @@ HRESULT CService::Start() {
 void CService::Stop() noexcept {
     m_questions->Close();
     m_publication.reset();
-    if (m_sink)
-        ::CoDisconnectObject(static_cast<ITKRuntimeLogger*>(m_sink.Get()), 0);
+    if (!m_sink)
+        return;
+    m_sink->Close(kCallsEndMs);
+    ::CoDisconnectObject(static_cast<ITKRuntimeLogger*>(m_sink.Get()), 0);
     m_sink.Reset();
 }
 
-bool IsServiceRunning() noexcept {
-    return static_cast<bool>(base::CAutoHandle(::OpenMutexW(SYNCHRONIZE, FALSE, kTurn)));
+HRESULT AwaitEndOfService(DWORD limitMs) noexcept {
+    const base::CAutoHandle turn(::OpenMutexW(SYNCHRONIZE, FALSE, kTurn));
+    if (!turn)
+        return ::GetLastError() == ERROR_FILE_NOT_FOUND ? S_OK : HRESULT_FROM_WIN32(::GetLastError());
+    const DWORD waited = ::WaitForSingleObject(turn.Get(), limitMs);
+    if (waited != WAIT_OBJECT_0 && waited != WAIT_ABANDONED)
+        return HRESULT_FROM_WIN32(ERROR_TIMEOUT);
+    ::ReleaseMutex(turn.Get());
+    return S_OK;
 }
 
 }  // namespace logservice

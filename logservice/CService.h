@@ -1,7 +1,7 @@
 // The running service: takes records from all processes of the session into a queue, and answers questions and dumps.
 //
-// Threads: one, in the multithreaded apartment; writers call on threads of COM's.  Lifetime: its end takes the service
-// away from its clients, whose calls then fail.
+// Threads: one, from the first to the last, in the multithreaded apartment; writers call on threads of COM's. Lifetime:
+// its end takes the service away from its clients, whose calls then fail.
 #pragma once
 
 #include "base/CAutoDestructor.h"
@@ -34,15 +34,20 @@ public:
     [[nodiscard]] const std::shared_ptr<CQuestions>& Questions() noexcept { return m_questions; }
 
 private:
+    class CDumps;
+
+    [[nodiscard]] HRESULT TakeTurn();
+
     const std::shared_ptr<logview::CRecordQueue> m_records;
     const std::shared_ptr<CQuestions> m_questions;
     const std::wstring m_dumpFolder;
-    base::CAutoHandle m_turn;  // that of the one service of the session
+    base::CAutoHandle m_turn;  // a mutex that the one service of the session owns
     Microsoft::WRL::ComPtr<logview::CLogSink> m_sink;
     std::unique_ptr<CPublication> m_publication;
 };
 
-// Whether a service runs in this session.
-[[nodiscard]] bool IsServiceRunning() noexcept;
+// Waits until no service runs in this session.  S_OK: none does.  HRESULT_FROM_WIN32(ERROR_TIMEOUT): one still does.
+// HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED): one of higher rights does.
+[[nodiscard]] HRESULT AwaitEndOfService(DWORD limitMs) noexcept;
 
 }  // namespace logservice

@@ -5,12 +5,14 @@
 #include "logservice/CService.h"
 
 #include <atomic>
+#include <new>
 
 namespace logservice {
 
 namespace {
 
 constexpr wchar_t kStop[] = L"Local\\TKRuntimeLogger.Stop";
+constexpr DWORD kPauseMs = 20;
 constexpr DWORD kGraceMs = 4000;  // the system ends a program five seconds after its console
 
 // Never closed: the handler may run to the very end.
@@ -18,24 +20,30 @@ std::atomic<HANDLE> g_ending{nullptr};
 std::atomic<HANDLE> g_ended{nullptr};
 
 BOOL WINAPI OnConsoleControl(DWORD control) {
+    const bool isKey = control == CTRL_C_EVENT || control == CTRL_BREAK_EVENT;
+    // Whoever presses it again doesn't want to wait for the outputs.
+    if (isKey && ::WaitForSingleObject(g_ending, 0) == WAIT_OBJECT_0)
+        return FALSE;
     ::SetEvent(g_ending);
     // From the return on, the system ends a program whose console closes.
-    if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT)
+    if (!isKey)
         ::WaitForSingleObject(g_ended, kGraceMs);
     return TRUE;
 }
 
 }  // namespace
 
-HANDLE EndingEvent() noexcept {
+HANDLE EndingEvent() {
     g_ended = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    g_ending = ::CreateEventW(nullptr, TRUE, FALSE, kStop);
-    // One that is signalled already is left over from a service that is about to end.
-    if (g_ending)
-        ::ResetEvent(g_ending);
-    if (g_ended && g_ending)
-        ::SetConsoleCtrlHandler(OnConsoleControl, TRUE);
+    g_ending = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (!g_ended || !g_ending)
+        throw std::bad_alloc();
+    ::SetConsoleCtrlHandler(OnConsoleControl, TRUE);
     return g_ending;
+}
+
+base::CAutoHandle StopEvent() noexcept {
+    return base::CAutoHandle(::CreateEventW(nullptr, TRUE, FALSE, kStop));
 }
 
 void SetEnded() noexcept {
@@ -44,16 +52,22 @@ void SetEnded() noexcept {
 }
 
 HRESULT EndRunningService(DWORD limitMs) noexcept {
-    if (!IsServiceRunning())
-        return S_FALSE;
-    const base::CAutoHandle stop(::OpenEventW(EVENT_MODIFY_STATE, FALSE, kStop));
-    if (!stop || !::SetEvent(stop.Get()))
-        return HRESULT_FROM_WIN32(::GetLastError());
-    for (const base::CDeadline limit(limitMs); IsServiceRunning(); ::Sleep(20)) {
-        if (limit.IsOver())
-            return HRESULT_FROM_WIN32(ERROR_TIMEOUT);
+    const HRESULT runs = AwaitEndOfService(0);
+    if (runs != HRESULT_FROM_WIN32(ERROR_TIMEOUT))
+        return runs == S_OK ? S_FALSE : runs;
+    const base::CDeadline limit(limitMs);
+    base::CAutoHandle stop;
+    // A service that is just starting makes it soon.
+    while (!stop) {
+        stop.Reset(::OpenEventW(EVENT_MODIFY_STATE, FALSE, kStop));
+        if (!stop && (::GetLastError() != ERROR_FILE_NOT_FOUND || limit.IsOver()))
+            return HRESULT_FROM_WIN32(::GetLastError());
+        if (!stop)
+            ::Sleep(kPauseMs);
     }
-    return S_OK;
+    if (!::SetEvent(stop.Get()))
+        return HRESULT_FROM_WIN32(::GetLastError());
+    return AwaitEndOfService(limit.Left());
 }
 
 }  // namespace logservice

@@ -3,13 +3,19 @@
 // Threads: any.
 #pragma once
 
+#include "base/CAutoDestructor.h"
+
 #include <windows.h>
 
 namespace logservice {
 
-// From now on those signal the event that is handed out, which is there until the process ends. The closing of the
-// console leaves the program a few seconds. Null: there is no memory for it; they then end the process at once.
-[[nodiscard]] HANDLE EndingEvent() noexcept;
+// From now on the keys and the closing of the console signal the event that is handed out, which is there until the
+// process ends. The closing leaves the program a few seconds; a second Ctrl+C ends it at once.  Throws std::bad_alloc.
+[[nodiscard]] HANDLE EndingEvent();
+
+// What --stop signals, for the one service of the session.  Empty: somebody else holds the name; only --stop doesn't
+// work then.
+[[nodiscard]] base::CAutoHandle StopEvent() noexcept;
 
 // The program has done what it does at its end: whoever closes the console need not wait any longer.
 void SetEnded() noexcept;

@@ -1,10 +1,13 @@
 #include "logservice/Open.h"
 
+#include "base/LongPath.h"
 #include "console/CCommandError.h"
 #include "console/CConsole.h"
 #include "console/CConsoleKeys.h"
 #include "console/CTerminal.h"
+#include "console/Text.h"
 #include "logservice/CLogBook.h"
+#include "logservice/Serve.h"
 #include "logview/CConsoleView.h"
 #include "logview/CRecordingReader.h"
 
@@ -15,6 +18,21 @@ namespace logservice {
 namespace {
 
 constexpr std::size_t kTableWidth = 120;
+
+// A recording that is read can't be written to: its oldest parts would go while they are read.
+void CheckApart(const Options& options) {
+    if (options.record.empty())
+        return;
+    const std::wstring folder = base::FullPathOf(options.record);
+    for (const std::wstring& path : options.open) {
+        const std::wstring opened = base::FullPathOf(path);
+        const bool isInside = opened.size() > folder.size() && opened[folder.size()] == L'\\';
+        if (::CompareStringOrdinal(opened.c_str(), static_cast<int>(isInside ? folder.size() : opened.size()),
+                                   folder.c_str(), static_cast<int>(folder.size()), TRUE) == CSTR_EQUAL)
+            throw console::CCommandError(L"Cannot record into " + console::Printable(options.record) +
+                                         L", which is opened as well");
+    }
+}
 
 // Until the person wants an end.
 void TakeKeys(logview::CConsoleView& view) {
@@ -33,30 +51,43 @@ void TakeKeys(logview::CConsoleView& view) {
 }  // namespace
 
 int Open(const Options& options) {
+    CheckApart(options);
     logview::CRecordingReader reader(options.open);
-    for (const std::wstring& note : reader.Notes())
-        console::Complain(L"TKRuntimeLogger: " + note + L"\n");
-    CLogBook book(options, [](const std::wstring& text) { console::Complain(L"TKRuntimeLogger: " + text + L"\n"); });
+    CLogBook book(options);
+    const auto tell = [](const std::vector<std::wstring>& notes) {
+        for (const std::wstring& note : notes)
+            console::Complain(L"TKRuntimeLogger: " + note + L"\n");
+    };
+    tell(reader.Notes());
     console::CTerminal terminal(::GetStdHandle(STD_OUTPUT_HANDLE));
-    logview::CConsoleView view(terminal, logview::CRecordFilter::Parse(options.filter),
-                               [&book] { return book.ProfileText(kTableWidth); });
+    logview::CConsoleView view(terminal, options.filter, [&book] { return book.ProfileText(kTableWidth); });
+    const auto endSessions = [&] {
+        for (const logview::ProcessEnd& end : reader.TakeEnds())
+            book.Ended(end.processId, end.time);
+    };
     constexpr int kAtOnce = 500;
     int waiting = 0;
     for (logview::Arrival arrival; reader.Next(arrival); arrival = {}) {
-        if (options.showsLines) {
+        endSessions();
+        if (options.showsLines)
             view.Take(arrival);
-            if (++waiting % kAtOnce == 0)
-                view.Flush();
-        }
         book.Take(std::move(arrival));
+        if (++waiting % kAtOnce == 0) {
+            view.Flush();
+            book.Flush();
+        }
     }
+    endSessions();
     view.Flush();
-    book.Finish();
+    const bool isWhole = book.Finish();
+    tell(book.TakeNotes());
     if (options.showsLines && terminal.IsInteractive())
         TakeKeys(view);
+    else if (options.showsLines && !view.Failure())
+        console::Print(book.ProfileText(kTableWidth));
     if (view.Failure())
         throw *view.Failure();
-    return 0;
+    return isWhole ? 0 : kFailed;
 }
 
 }  // namespace logservice

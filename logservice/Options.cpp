@@ -5,6 +5,8 @@
 #include "console/CConsole.h"
 
 #include <CLI/CLI.hpp>
+#include <initializer_list>
+#include <map>
 #include <sstream>
 
 namespace logservice {
@@ -28,7 +30,15 @@ constexpr char kDescription[] =
 struct Words {
     std::vector<std::string> open, category, process, thread, function, text;
     std::string severity, record, profile, report, trace;
+    logview::ProfileColumn sort = logview::ProfileColumn::Total;
 };
+
+using logview::ProfileColumn;
+const std::map<std::string, ProfileColumn> kColumns{
+    {"process", ProfileColumn::Process},    {"category", ProfileColumn::Category}, {"file", ProfileColumn::File},
+    {"function", ProfileColumn::Function},  {"text", ProfileColumn::Text},         {"count", ProfileColumn::Count},
+    {"calls", ProfileColumn::CallsASecond}, {"mean", ProfileColumn::Mean},         {"longest", ProfileColumn::Longest},
+    {"total", ProfileColumn::Total},        {"share", ProfileColumn::Share}};
 
 // In quotation marks whatever it is; those within are doubled.
 std::wstring Quoted(std::wstring text) {
@@ -54,6 +64,32 @@ std::wstring FilterOf(const Words& words) {
     add(L"function=", words.function);
     add(L"text=", words.text);
     return filter;
+}
+
+// What has no meaning beside what else stands there would be ignored, and somebody who meant something by it would not
+// know.
+void CheckTogether(const CLI::App& app, Options::Action action) {
+    const auto refuse = [&](std::initializer_list<const char*> names, const std::string& beside) {
+        for (const char* name : names) {
+            if (app.count(name) > 0)
+                throw console::CCommandError(base::WideOfUtf8(std::string(name) + " has no meaning " + beside))
+                    .Advise(L"--help tells what there is");
+        }
+    };
+    static constexpr std::initializer_list<const char*> kOfService = {"--for", "--patience"};
+    static constexpr std::initializer_list<const char*> kOfLogs = {"--severity", "--category", "--process", "--thread",
+                                                                   "--function", "--text",     "--record",  "--profile",
+                                                                   "--report",   "--trace",    "--sort",    "--quiet"};
+    if (action != Options::Action::Serve)
+        refuse(kOfService, "without the service");
+    if (action != Options::Action::Serve && action != Options::Action::Open)
+        refuse(kOfLogs, "where no log is shown");
+    if (app.count("--record") == 0)
+        refuse({"--rotate-size", "--rotate-count"}, "without --record");
+    for (const char* name : {"--record", "--profile", "--report", "--trace"}) {
+        if (app.count(name) > 0 && app.get_option(name)->as<std::string>().empty())
+            throw console::CCommandError(base::WideOfUtf8(std::string(name) + " needs a name"));
+    }
 }
 
 void AddFilter(CLI::App& app, Words& words) {
@@ -104,6 +140,10 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring>& typed) {
     app.add_option("--profile", words.profile, "The timing table as CSV, at the end")
         ->type_name("FILE")
         ->group(outputs);
+    app.add_option("--sort", words.sort, "The column by which the timing table is sorted")
+        ->transform(CLI::CheckedTransformer(kColumns, CLI::ignore_case))
+        ->type_name("COLUMN")
+        ->group(outputs);
     app.add_option("--report", words.report, "A page to look at, at the end")->type_name("FILE")->group(outputs);
     app.add_option("--trace", words.trace, "Events for timeline viewers, at the end")
         ->type_name("FILE")
@@ -135,8 +175,10 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring>& typed) {
         options.open.push_back(base::WideOfUtf8(path));
     if (!options.open.empty())
         options.action = Options::Action::Open;
-    options.filter = FilterOf(words);
+    CheckTogether(app, options.action);
+    options.filter = logview::CRecordFilter::Parse(FilterOf(words));
     options.showsLines = !isQuiet;
+    options.sort = words.sort;
     options.record = base::WideOfUtf8(words.record);
     options.profile = base::WideOfUtf8(words.profile);
     options.report = base::WideOfUtf8(words.report);

@@ -1,6 +1,9 @@
 // The command line of the service.
 #pragma once
 
+#include "logview/CProfileTable.h"
+#include "logview/CRecordFilter.h"
+
 #include <windows.h>
 
 #include <optional>
@@ -14,8 +17,9 @@ struct Options {
 
     Action action = Action::Serve;
     std::vector<std::wstring> open;  // recordings and log files to show
-    std::wstring filter;             // see logview::CRecordFilter
+    logview::CRecordFilter filter;   // of the lines
     bool showsLines = true;
+    logview::ProfileColumn sort = logview::ProfileColumn::Total;
     std::wstring record, profile, report, trace;  // where to; empty: not asked for
     ULONGLONG fileBytes = 16u << 20;              // of a recording
     unsigned fileCount = 20;

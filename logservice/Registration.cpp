@@ -54,11 +54,11 @@ public:
     }
 
     // Empty: there is none.
-    [[nodiscard]] std::wstring Text(const std::wstring& path) const {
+    [[nodiscard]] std::wstring Text(const std::wstring& path, const wchar_t* name = nullptr) const {
         wchar_t text[64]{};
         DWORD bytes = sizeof text;
         const LSTATUS result =
-            ::RegGetValueW(m_classes.Get(), path.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, text, &bytes);
+            ::RegGetValueW(m_classes.Get(), path.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &bytes);
         return result == ERROR_SUCCESS ? text : L"";
     }
 
@@ -119,6 +119,9 @@ LSTATUS RegisterLibrary(CClasses& classes, const std::wstring& program) {
 }
 
 LSTATUS RegisterApplication(CClasses& classes) {
+    // A program of this name may be somebody else's.
+    if (const std::wstring other = classes.Text(kProgramKey, L"AppID"); !other.empty() && other != kApplication)
+        return ERROR_SUCCESS;
     if (const LSTATUS result = classes.Set(kApplicationKey, nullptr, L"Tavel runtime logger"); result != ERROR_SUCCESS)
         return result;
     if (const LSTATUS result = classes.Set(kApplicationKey, L"ROTFlags", kAnyClient); result != ERROR_SUCCESS)
@@ -149,7 +152,8 @@ LSTATUS UnregisterIn(CClasses& classes) {
     }
     remove(kLibraryKey);
     remove(kApplicationKey);
-    remove(kProgramKey);
+    if (classes.Text(kProgramKey, L"AppID") == kApplication)
+        remove(kProgramKey);
     return first;
 }
 
@@ -159,13 +163,15 @@ HRESULT Register() {
     const std::wstring program = base::ModulePath(nullptr);
     if (program.empty())
         return HRESULT_FROM_WIN32(::GetLastError());
+    const bool wasRegistered = IsRegistered();
     for (const REGSAM view : kViews) {
         CClasses classes(view);
         LSTATUS result = classes.Open(KEY_READ | KEY_WRITE);
         if (result == ERROR_SUCCESS)
             result = RegisterIn(classes, program);
         if (result != ERROR_SUCCESS) {
-            static_cast<void>(Unregister());
+            if (!wasRegistered)
+                static_cast<void>(Unregister());
             return HRESULT_FROM_WIN32(result);
         }
     }

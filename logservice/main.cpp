@@ -14,14 +14,14 @@ using namespace logservice;
 
 namespace {
 
-constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 constexpr DWORD kEndsWithinMs = 15'000;
 
 void CheckRegistration(HRESULT result, const wchar_t* step) {
     if (FAILED(result))
         throw console::CCommandError(step, result)
-            .Advise(result == E_ACCESSDENIED ? L"an administrator may" : L"nothing has been changed for good");
+            .Advise(result == E_ACCESSDENIED ? L"an administrator may"
+                                             : L"what was registered before may be gone; the same again mends it");
 }
 
 int Stop() {

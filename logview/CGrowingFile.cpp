@@ -48,6 +48,7 @@ void CGrowingFile::Close() noexcept {
     m_file.Reset();
     if (m_kept == 0)
         ::DeleteFileW(m_path.c_str());
+    m_size = m_kept = 0;
 }
 
 }  // namespace logview

@@ -1,5 +1,7 @@
 #include "logview/CJsonFile.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace logview {
@@ -8,20 +10,24 @@ namespace {
 
 constexpr std::size_t kPieceBytes = 256 << 10;
 
-void Replace(std::string& text, std::string_view what, std::string_view by) {
-    for (std::size_t at = text.find(what); at != text.npos; at = text.find(what, at + by.size()))
-        text.replace(at, what.size(), by);
-}
+// Outside texts, JSON has none of these.
+constexpr std::pair<std::string_view, std::string_view> kEscapes[] = {
+    {"<", "\\u003c"}, {"\xE2\x80\xA8", "\\u2028"}, {"\xE2\x80\xA9", "\\u2029"}};
 
 }  // namespace
 
-// Outside texts, JSON has none of these characters.
 std::string JsonBytes(const console::Json& value) {
-    std::string text = value.dump(-1, ' ', false, console::Json::error_handler_t::replace);
-    Replace(text, "<", "\\u003c");
-    Replace(text, "\xE2\x80\xA8", "\\u2028");
-    Replace(text, "\xE2\x80\xA9", "\\u2029");
-    return text;
+    const std::string text = value.dump(-1, ' ', false, console::Json::error_handler_t::replace);
+    std::string bytes;
+    bytes.reserve(text.size());
+    for (std::string_view rest = text; !rest.empty();) {
+        const auto* const escape =
+            std::ranges::find_if(kEscapes, [&](const auto& each) { return rest.starts_with(each.first); });
+        const bool isPlain = escape == std::end(kEscapes);
+        bytes += isPlain ? rest.substr(0, 1) : escape->second;
+        rest.remove_prefix(isPlain ? 1 : escape->first.size());
+    }
+    return bytes;
 }
 
 void CJsonFile::Add(std::string_view text) {

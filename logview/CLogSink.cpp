@@ -1,5 +1,6 @@
 #include "logview/CLogSink.h"
 
+#include "base/CDeadline.h"
 #include "base/ComBoundary.h"
 
 #include <objbase.h>
@@ -74,15 +75,31 @@ STDMETHODIMP_(ULONG) CLogSink::Release() noexcept {
     return left;
 }
 
+void CLogSink::Close(DWORD limitMs) noexcept {
+    m_isClosed = true;
+    for (const base::CDeadline limit(limitMs); m_calls != 0 && !limit.IsOver();)
+        ::Sleep(1);
+}
+
+template <class Work>
+HRESULT CLogSink::WhileOpen(Work&& work) noexcept {
+    ++m_calls;  // before the look: Close sees the one or the other
+    const HRESULT hr = m_isClosed ? RPC_E_DISCONNECTED : base::ComBoundary(std::forward<Work>(work));
+    --m_calls;
+    return hr;
+}
+
 template <class Make>
 HRESULT CLogSink::Put(Make&& make) noexcept {
-    const ULONGLONG now = Now();
-    try {
-        m_queue->Put({now, {}, make()});
-    } catch (...) {
-        m_queue->AddLost(1);
-    }
-    return S_OK;
+    return WhileOpen([&] {
+        const ULONGLONG now = Now();
+        try {
+            m_queue->Put({now, {}, make()});
+        } catch (...) {
+            m_queue->AddLost(1);
+        }
+        return S_OK;
+    });
 }
 
 STDMETHODIMP CLogSink::Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
@@ -115,7 +132,7 @@ STDMETHODIMP CLogSink::AskQuestion(LONG severity, BSTR category, ULONG processId
     if (!answer)
         return E_POINTER;
     *answer = defaultAnswer;
-    return base::ComBoundary([&]() -> HRESULT {
+    return WhileOpen([&]() -> HRESULT {
         *answer = m_services.ask({RecordOf(severity, category, processId, threadId, file, line, function, question),
                                   TextOf(secondText), defaultAnswer});
         return S_OK;
@@ -124,7 +141,7 @@ STDMETHODIMP CLogSink::AskQuestion(LONG severity, BSTR category, ULONG processId
 
 STDMETHODIMP CLogSink::LogWithDump(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
                                    BSTR function, BSTR message) noexcept {
-    return base::ComBoundary([&]() -> HRESULT {
+    return WhileOpen([&]() -> HRESULT {
         return m_services.dump(RecordOf(severity, category, processId, threadId, file, line, function, message));
     });
 }

@@ -38,12 +38,16 @@ public:
     CLogSink(const CLogSink&) = delete;
     CLogSink& operator=(const CLogSink&) = delete;
 
+    // From now on every call answers RPC_E_DISCONNECTED, so that writers look for another log. Waits up to `limitMs` for
+    // calls under way: what came before is in the queue then.
+    void Close(DWORD limitMs) noexcept;
+
     // IUnknown
     STDMETHODIMP QueryInterface(REFIID iid, void** object) noexcept override;
     STDMETHODIMP_(ULONG) AddRef() noexcept override;
     STDMETHODIMP_(ULONG) Release() noexcept override;
 
-    // ITKRuntimeLogger. S_OK always.
+    // ITKRuntimeLogger. S_OK; behind Close RPC_E_DISCONNECTED, as everywhere.
     STDMETHODIMP Log(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line, BSTR function,
                      BSTR message) noexcept override;
     STDMETHODIMP LogProfile(LONG severity, BSTR category, ULONG processId, BSTR file, LONG line, BSTR function,
@@ -65,6 +69,10 @@ private:
     CLogSink(std::shared_ptr<CRecordQueue> queue, Services services) noexcept;
     ~CLogSink() = default;
 
+    // Runs `work`, which gives a result, unless this is closed.
+    template <class Work>
+    HRESULT WhileOpen(Work&& work) noexcept;
+
     // Runs `make`, which gives a record, and puts what it gives.
     template <class Make>
     HRESULT Put(Make&& make) noexcept;
@@ -72,6 +80,8 @@ private:
     const std::shared_ptr<CRecordQueue> m_queue;
     const Services m_services;
     std::atomic<ULONG> m_references{1};
+    std::atomic<bool> m_isClosed{false};
+    std::atomic<unsigned> m_calls{0};  // under way
     Microsoft::WRL::ComPtr<IUnknown> m_marshaler;
 };
 
