@@ -12,7 +12,6 @@ DWORD CGrowingFile::Create(const std::wstring& path) {
     m_file = base::CAutoHandle(::CreateFileW(m_path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
                                              FILE_ATTRIBUTE_NORMAL, nullptr));
     const DWORD error = ::GetLastError();
-    m_size = m_kept = 0;
     return m_file ? ERROR_SUCCESS : error;
 }
 

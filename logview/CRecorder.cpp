@@ -16,8 +16,8 @@ namespace logview {
 
 namespace {
 
-constexpr std::size_t kMostWaitingBytes = 256 << 10;  // more is written without waiting for a Flush
-constexpr std::size_t kMostPendingBytes = 8 << 20;    // while writing fails
+constexpr std::size_t kMostPieceBytes = 256 << 10;  // more is written without waiting for a Flush
+constexpr std::size_t kMostPendingBytes = 8 << 20;  // while writing fails
 
 }  // namespace
 
@@ -82,33 +82,47 @@ void CRecorder::RemoveOldParts() const {
     }
 }
 
-// All of what waits, or nothing of it: a line of the log has one of the times.
-DWORD CRecorder::Append() {
-    DWORD error = m_log.Append(m_pending.log);
+// A line of the log has one of the times.
+DWORD CRecorder::Append(const Piece& piece) {
+    DWORD error = m_log.Append(piece.log);
     if (error == ERROR_SUCCESS)
-        error = m_times.Append(m_pending.times);
+        error = m_times.Append(piece.times);
     if (error == ERROR_SUCCESS)
-        error = m_profiles.Append(m_pending.profiles);
-    for (CGrowingFile* const file : {&m_log, &m_times, &m_profiles})
-        error == ERROR_SUCCESS ? file->Keep() : file->TakeBack();
+        error = m_profiles.Append(piece.profiles);
+    for (CGrowingFile* const file : {&m_log, &m_times, &m_profiles}) {
+        if (error == ERROR_SUCCESS)
+            file->Keep();
+        else
+            file->TakeBack();
+    }
     return error;
 }
 
 DWORD CRecorder::Write() {
-    if (m_pending.records == 0)
-        return ERROR_SUCCESS;
-    const bool isNew = !m_log.IsOpen();
-    if (isNew) {
-        if (const DWORD error = OpenPart(); error != ERROR_SUCCESS)
+    while (!m_pending.empty()) {
+        const Piece& piece = m_pending.front();
+        if (PartBytes() > 0 && PartBytes() + piece.Bytes() > m_options.mostPartBytes)
+            ClosePart();
+        const bool isNew = !m_log.IsOpen();
+        if (isNew) {
+            if (const DWORD error = OpenPart(); error != ERROR_SUCCESS)
+                return error;
+        }
+        if (const DWORD error = Append(piece); error != ERROR_SUCCESS)
             return error;
+        m_partRecords += piece.records;
+        m_pendingBytes -= piece.Bytes();
+        m_pending.pop_front();
+        if (isNew)
+            RemoveOldParts();
     }
-    if (const DWORD error = Append(); error != ERROR_SUCCESS)
-        return error;
-    m_partRecords += m_pending.records;
-    m_pending = {};
-    if (isNew)
-        RemoveOldParts();
     return ERROR_SUCCESS;
+}
+
+void CRecorder::DropOldestPiece() noexcept {
+    m_lost += m_pending.front().records;
+    m_pendingBytes -= m_pending.front().Bytes();
+    m_pending.pop_front();
 }
 
 void CRecorder::Fail(DWORD error) {
@@ -130,30 +144,31 @@ void CRecorder::WriteOrFail() {
 }
 
 void CRecorder::Take(const Arrival& arrival) noexcept {
-    const ULONGLONG records = m_pending.records;
+    bool isTaken = false;
     try {
         const auto* const record = std::get_if<LogRecord>(&arrival.record);
         const std::string line =
             record ? FormatLogLine(*record) : ProfileLine(arrival, std::get<ProfileRecord>(arrival.record));
         const std::string times = record ? TimesLine(arrival) : "";
-        const ULONGLONG size = m_log.Size() + m_profiles.Size() + m_pending.log.size() + m_pending.profiles.size();
-        if (size > 0 && size + line.size() > m_options.mostPartBytes && !m_hasFailed) {
+        const std::size_t bytes = line.size() + times.size();
+        const ULONGLONG most = std::min<ULONGLONG>(m_options.mostPartBytes, kMostPieceBytes);
+        const bool isFull = !m_pending.empty() && m_pending.back().Bytes() + bytes > most;
+        if (isFull && !m_hasFailed)
             WriteOrFail();
-            ClosePart();
-        }
-        if (m_pending.Bytes() + line.size() + times.size() > kMostPendingBytes && m_pending.records > 0) {
-            m_lost += m_pending.records;
-            m_pending = {};
-        }
-        std::string& text = record ? m_pending.log : m_pending.profiles;
+        if (isFull || m_pending.empty())
+            m_pending.emplace_back();
+        Piece& piece = m_pending.back();
+        std::string& text = record ? piece.log : piece.profiles;
         text.reserve(text.size() + line.size());
-        m_pending.times += times;
+        piece.times += times;
         text += line;
-        ++m_pending.records;
-        if (!m_hasFailed && m_pending.Bytes() > kMostWaitingBytes)
-            WriteOrFail();
+        ++piece.records;
+        m_pendingBytes += bytes;
+        isTaken = true;
+        while (m_pendingBytes > kMostPendingBytes && m_pending.size() > 1)
+            DropOldestPiece();
     } catch (...) {
-        m_lost += m_pending.records == records ? 1 : 0;
+        m_lost += isTaken ? 0 : 1;
     }
 }
 
@@ -202,8 +217,8 @@ void CRecorder::Flush() noexcept {
 
 void CRecorder::Finish() noexcept {
     base::RunQuietly([&] { FlushAll(true); });
-    m_lost += m_pending.records;
-    m_pending = {};
+    while (!m_pending.empty())
+        DropOldestPiece();
     ClosePart();
 }
 

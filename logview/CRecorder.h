@@ -1,6 +1,6 @@
 // Writes a log into a folder, as RecordingFiles.h describes it. A part that is full is followed by the next one, and
 // the oldest parts go; no file of another name is touched. Numbers go on where an earlier recording in the folder
-// ended.
+// ended; the two tables are those of the newer one.
 //
 // What is taken is on the disk after the next Flush, so that killing the process loses what came since. Where the
 // folder can't be written to (a full disk, a folder that is gone), records wait for it in memory, a few megabytes of
@@ -14,6 +14,7 @@
 #include "logview/CProfileTable.h"
 #include "logview/CSessions.h"
 
+#include <deque>
 #include <functional>
 #include <string>
 
@@ -23,7 +24,7 @@ class CRecorder final {
 public:
     struct Options {
         std::wstring folder;                 // made, with those above it, if it isn't there
-        ULONGLONG mostPartBytes = 16 << 20;  // of records and reports; a longer one has a part of its own
+        ULONGLONG mostPartBytes = 16 << 20;  // of its files together; a longer record has one of its own
         std::size_t mostParts = 20;          // at least 1
         ULONGLONG tablesEveryMs = 10'000;    // how often profile.csv and sessions.csv are written, if they changed
         ULONGLONG retryEveryMs = 5'000;
@@ -50,8 +51,8 @@ public:
     [[nodiscard]] ULONGLONG Lost() const noexcept { return m_lost; }
 
 private:
-    // What waits to be written, each text for its file.
-    struct Pending {
+    // Some of what waits to be written, each text for its file. It is written into one part, all of it or nothing.
+    struct Piece {
         std::string log, times, profiles;
         ULONGLONG records = 0;
         [[nodiscard]] std::size_t Bytes() const noexcept { return log.size() + times.size() + profiles.size(); }
@@ -60,7 +61,7 @@ private:
     // All of these give the system's error, or ERROR_SUCCESS.
     DWORD MakeFolder() const;
     DWORD OpenPart();
-    DWORD Append();
+    DWORD Append(const Piece& piece);
     DWORD Write();
     DWORD WriteTables();
 
@@ -69,13 +70,16 @@ private:
     void ClosePart() noexcept;
     void RemoveOldParts() const;
     void FlushAll(bool isLast);
+    void DropOldestPiece() noexcept;
+    [[nodiscard]] ULONGLONG PartBytes() const noexcept { return m_log.Size() + m_times.Size() + m_profiles.Size(); }
 
     const Options m_options;
     const CProfileTable& m_profile;
     const CSessions& m_sessions;
     const std::function<void(const std::wstring&)> m_tell;
 
-    Pending m_pending;
+    std::deque<Piece> m_pending;  // oldest first; the last one grows
+    std::size_t m_pendingBytes = 0;
     CGrowingFile m_log, m_times, m_profiles;
     ULONG m_part = 0;             // the number of the part that is open, or was last
     ULONGLONG m_partRecords = 0;  // what it has

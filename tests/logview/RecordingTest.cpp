@@ -143,6 +143,7 @@ TEST_F(Recording, KeepsTheNewestPartsAndNothingButItsOwnGoes) {
         EXPECT_EQ("mine", Contents(options.folder + L"\\" + name)) << base::Utf8OfWide(name);
     const std::vector<ULONG> parts = logview::PartNumbers(options.folder);
     ASSERT_EQ(3, parts.size());
+    EXPECT_EQ(10, parts.back()) << "each part is filled";
     EXPECT_LE(Contents(options.folder + L"\\" + logview::PartName(parts[0]) + L".log").size(), 2'000);
     const std::vector<Arrival> read = ReadAll({options.folder});
     ASSERT_GT(read.size(), 10);
