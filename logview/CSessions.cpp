@@ -13,7 +13,7 @@ constexpr std::size_t kLongestName = 260;
 bool IsOf(const Session& session, const Arrival& arrival) {
     const bool hasName = !session.process.empty() && !arrival.process.empty();
     return (session.end == 0 || arrival.time <= session.end) &&
-           (!hasName || arrival.process.substr(0, kLongestName) == session.process);
+           (!hasName || std::wstring_view(arrival.process).substr(0, kLongestName) == session.process);
 }
 
 }  // namespace

@@ -83,9 +83,9 @@ Json SessionJson(const Session& session) {
 
 void WriteLogPage(const std::wstring& path, const CHistory& history, const CProfileTable& profile,
                   const CSessions& sessions) {
-    const std::size_t data = g_logPageFrame.find(kDataHere);
+    const std::size_t data = kLogPageFrame.find(kDataHere);
     CJsonFile file(path);
-    file.Add(g_logPageFrame.substr(0, data));
+    file.Add(kLogPageFrame.substr(0, data));
     CTextNumbers texts;
     file.BeginList("{\"records\":[");
     for (const Arrival& arrival : history.All()) {
@@ -102,7 +102,7 @@ void WriteLogPage(const std::wstring& path, const CHistory& history, const CProf
     for (const Session& session : sessions.All())
         file.AddItem(SessionJson(session));
     file.Add("],\n\"leftOut\":" + std::to_string(history.LeftOut()) + "}\n");
-    file.Add(g_logPageFrame.substr(data + kDataHere.size()));
+    file.Add(kLogPageFrame.substr(data + kDataHere.size()));
     file.Finish();
 }
 

@@ -7,6 +7,6 @@ namespace logview {
 
 inline constexpr std::string_view kDataHere = "<!-- data -->";
 
-extern const std::string_view g_logPageFrame;
+extern const std::string_view kLogPageFrame;
 
 }  // namespace logview

@@ -43,7 +43,7 @@ std::wstring OneLine(std::wstring_view text) {
 }
 
 std::string CsvField(std::wstring_view text) {
-    const std::string field = base::Utf8OfWide(OneLine(text));
+    std::string field = base::Utf8OfWide(OneLine(text));
     if (field.find_first_of("\",") == field.npos && !field.starts_with(' ') && !field.ends_with(' '))
         return field;
     std::string quoted = "\"";

@@ -154,7 +154,7 @@ TEST_F(ProfileTable, FitsAConsole) {
     hostile.process = std::wstring(70'000, L'x');
     table.Take(hostile);
     EXPECT_EQ(L"", logview::ProfileText({}, 80));
-    for (const std::size_t width : {1, 40, 60, 80, 100, 120, 200, 1000}) {
+    for (const unsigned width : {1u, 40u, 60u, 80u, 100u, 120u, 200u, 1000u}) {
         std::wistringstream lines(logview::ProfileText(table.Rows(), width));
         std::wstring line;
         int count = 0;

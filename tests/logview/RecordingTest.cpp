@@ -329,7 +329,7 @@ TEST(Sessions, AreToldApart) {
     take(L"a.exe", 7, 1);  // another process
     take(L"b.exe", 8, 1);  // and another, though nobody saw the end
     Arrival values = MakeArrival(L"", kSomeTime);
-    std::get<logview::LogRecord>(values.record).explicitValues.emplace();
+    std::get<logview::LogRecord>(values.record).explicitValues = logview::LogRecord::Explicit{};
     sessions.Take(values);
     sessions.Take(MakeReportArrival(1, 1));
     const auto& all = sessions.All();
