@@ -23,4 +23,13 @@ using Json = nlohmann::ordered_json;
     return array;
 }
 
+// What the text says; discarded, so no object, where it is no JSON. What comes from outside may be nested a hundred
+// thousand deep, and copying or destroying that takes all of the stack: whatever stands deeper than ours ever do is
+// left out.
+[[nodiscard]] inline Json ParseJson(std::string_view text) {
+    constexpr int kMostDepth = 32;
+    const auto isShallow = [](int depth, Json::parse_event_t, const Json&) { return depth <= kMostDepth; };
+    return Json::parse(text, isShallow, false);
+}
+
 }  // namespace console

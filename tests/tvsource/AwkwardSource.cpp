@@ -13,7 +13,8 @@
 //   .felled      whose ninth read never ends, and whose filter tells the graph of an error then
 //   .endless     of which no read ends; as long as it is there, so is an event named as the folder that it is in
 //   .crashing    whose first read ends the process, as a crash does where no debugger looks at it
-//   .older       that can't be opened, by a filter that doesn't say why
+//   .nested      whose first read prints an object of a hundred thousand arrays, and ends the process as if it were
+//   well .older       that can't be opened, by a filter that doesn't say why
 //
 // Under the access factory's identifier it is a data-service layer that can do nothing. When the filter is released, it
 // prints which sample-reference rule its pin had last.
@@ -79,6 +80,8 @@ public:
         }
         if (kind == L".crashing")
             m_stream.OnEachRead([](ULONG) { ::TerminateProcess(::GetCurrentProcess(), STATUS_ACCESS_VIOLATION); });
+        if (kind == L".nested")
+            m_stream.OnEachRead([](ULONG) { PrintNested(); });
         if (kind == L".live" || kind == L".hiccup")
             m_stream.ReportSize(0x8000000000000000u);
         if (kind == L".huge")
@@ -118,6 +121,14 @@ private:
         info.pGraph->QueryInterface(IID_PPV_ARGS(&sink));
         sink->Notify(EC_ERRORABORT, STG_E_READFAULT, 0);
         ::Sleep(INFINITE);
+    }
+
+    static void PrintNested() {
+        constexpr size_t kDepth = 100'000;
+        const std::string line = "{\"error\":" + std::string(kDepth, '[') + std::string(kDepth, ']') + "}\n";
+        DWORD written = 0;
+        ::WriteFile(::GetStdHandle(STD_OUTPUT_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+        ::TerminateProcess(::GetCurrentProcess(), 1);
     }
 
     void SayWhoCountsSamples() {

@@ -104,6 +104,18 @@ TEST_F(Batch, ACommandThatHangsOrCrashesIsAFailedCase) {
     }
 }
 
+// An answer may come from whatever was loaded into the command's process.
+TEST_F(Batch, AnAnswerThatIsNestedWithoutEndIsAFailedCase) {
+    const HostRun run = RunWithFilter(
+        L"batch", {folder.Write(LongSound(), L"a.nested"), L"--commands", L"info", L"--json", L"--report", page},
+        kAwkward);
+    EXPECT_EQ(1u, run.exitCode) << run.err;
+    const std::vector<Json> objects = ObjectsOf(run);
+    ASSERT_EQ(2u, objects.size());
+    EXPECT_EQ(false, objects[0].at("passed"));
+    EXPECT_EQ(1, objects[1].at("summary").at("failedCases"));
+}
+
 TEST_F(Batch, LeavesNoProcessWhenItIsInterruptedOrEnded) {
     const std::wstring endless = folder.Write(LongSound(), L"a.endless");
     // The source has such an event as long as the command's process is there.

@@ -27,7 +27,7 @@ console::Json ObjectIn(std::string_view output) {
         const std::size_t end = output.find_last_not_of("\r\n");
         output = output.substr(0, end + 1);
         const std::size_t begin = output.find_last_of('\n') + 1;  // 0 where there is none
-        console::Json json = console::Json::parse(output.substr(begin), nullptr, false);
+        console::Json json = console::ParseJson(output.substr(begin));
         if (json.is_object())
             return json;
         output = output.substr(0, begin);

@@ -17,18 +17,10 @@ namespace {
 constexpr LONGLONG kMostBytes = std::numeric_limits<LONGLONG>::max(), kLeastBytes = -kMostBytes - 1;
 constexpr LONGLONG kMostSamplePosition = kMostBytes / kSampleTimeUnitsPerByte - kMostReadBytes;
 
-// A trace has objects in lines and in these no more than one. What is deeper is left out: it would take all of the
-// stack where it is copied or goes.
-bool IsShallow(int depth, console::Json::parse_event_t, console::Json&) {
-    constexpr int kMostDepth = 8;
-    return depth <= kMostDepth;
-}
-
 // The fields of one line; each must be there and make sense.
 class CFields final {
 public:
-    CFields(const CTraceLines& lines, const std::string& line)
-        : m_lines(lines), m_object(console::Json::parse(line, IsShallow, false)) {
+    CFields(const CTraceLines& lines, const std::string& line) : m_lines(lines), m_object(console::ParseJson(line)) {
         if (!m_object.is_object())
             throw lines.Wrong(L"it is no JSON object");
     }
