@@ -21,4 +21,8 @@ std::wstring Printable(std::wstring_view text) {
     return shown;
 }
 
+std::wstring CountText(long long count, std::wstring_view noun) {
+    return std::to_wstring(count).append(L" ").append(noun).append(count == 1 ? L"" : L"s");
+}
+
 }  // namespace console

@@ -10,4 +10,7 @@ namespace console {
 // control characters, line breaks, and those that turn the direction of writing.
 [[nodiscard]] std::wstring Printable(std::wstring_view text);
 
+// "1 source", "2 sources". `noun`: one of them, of those that only take an s.
+[[nodiscard]] std::wstring CountText(long long count, std::wstring_view noun);
+
 }  // namespace console

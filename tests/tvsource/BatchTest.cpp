@@ -1,10 +1,10 @@
 // Many sources in one run, each command in a process of its own.
 #include "base/CAutoDestructor.h"
 #include "tests/support/Await.h"
+#include "tests/support/COwnConsole.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/support/CTestApartment.h"
 #include "tests/tvsource/CHost.h"
-#include "tests/support/COwnConsole.h"
 #include "tests/tvsource/XmlCheck.h"
 
 #include <filesystem>
@@ -72,7 +72,7 @@ TEST_F(Batch, APlayedSourceHasItsPictureAndFiguresOnThePage) {
     if (!MakeXmlDocument() || RunWithFilter(L"play", {L"--null", wave}).exitCode != 0)
         GTEST_SKIP() << "the platform has no parsers";
     const HostRun run = RunWithFilter(L"batch", {wave, L"--report", page, L"--junit", junit});
-    ExpectRun(run, 0, {"passed\t" + Utf8(wave), "1 sources, 0 failed; 3 commands, 0 failed"});
+    ExpectRun(run, 0, {"passed\t" + Utf8(wave), "1 source, 0 failed; 3 commands, 0 failed"});
     const std::string html = BytesOf(page);
     EXPECT_NE(html.npos, html.find("WAVE Parser</text>")) << html;
     EXPECT_NE(html.npos, html.find("<td class=\"passed\">passed</td>")) << html;
@@ -188,7 +188,7 @@ TEST_F(Batch, AReportTakesThePlaceOfNothingButAnOlderReport) {
     const std::wstring html = folder.Write("", L"out.html"), xml = folder.Write("", L"out.xml");
     const HostRun run = RunWithFilter(L"batch", {folder.Path(), folder.PathOf(L"*.html"), L"--commands", L"info",
                                                  L"--report", html, L"--junit", xml});
-    ExpectRun(run, 0, {"1 sources, 0 failed"});
+    ExpectRun(run, 0, {"1 source, 0 failed"});
     EXPECT_NE(std::string::npos, BytesOf(html).find("</html>"));
     EXPECT_EQ(3, std::distance(std::filesystem::directory_iterator(folder.Path()), {}));
 }
@@ -209,7 +209,7 @@ TEST_F(Batch, AListIsTextInUtf8OrUtf16) {
     };
     for (const std::string& text : {Utf8(lines), "\xEF\xBB\xBF" + Utf8(lines), little, big})
         ExpectRun(RunWithFilter(L"batch", {list(text), L"--commands", L"info"}), 0,
-                  {"passed\t" + Utf8(name) + "\n", "1 sources, 0 failed"});
+                  {"passed\t" + Utf8(name) + "\n", "1 source, 0 failed"});
     for (const std::string& bytes : {std::string("a\0b", 3), little + "x", "\xFC" + Utf8(lines)}) {
         const HostRun run = RunWithFilter(L"batch", {list(bytes)});
         ExpectRun(run, 1, {" is no text in UTF-8 or UTF-16\n"});

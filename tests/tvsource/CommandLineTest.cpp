@@ -25,7 +25,7 @@ TEST_F(CommandLine, InfoSaysWhatTheFilterSays) {
     // The file is named in full.
     folder.Write("x", L"T\u00F6ne \u97F3.bin");
     const HostRun run = RunWithFilter(L"info", {folder.Path() + L"\\.\\T\u00F6ne \u97F3.bin"});
-    ExpectRun(run, 0, {"\\T\xC3\xB6ne \xE9\x9F\xB3.bin\n", "Length   1 bytes\n"});
+    ExpectRun(run, 0, {"\\T\xC3\xB6ne \xE9\x9F\xB3.bin\n", "Length   1 byte\n"});
     EXPECT_EQ(std::string::npos, run.out.find("\\.\\")) << run.out;
 }
 

@@ -112,7 +112,7 @@ TEST_F(Trace, OfRequestsAndFlushesOnTwoThreadsIsRepeatedInItsOrder) {
     for (const auto& [what, by, difference] : rows) {
         const HostRun run = Replay(Replaced(kTrace, what, by), digits);
         EXPECT_EQ(1u, run.exitCode) << run.err;
-        EXPECT_NE(run.out.npos, run.out.find(std::string("\nDiffers  in 1 calls\n  ") + difference)) << run.out;
+        EXPECT_NE(run.out.npos, run.out.find(std::string("\nDiffers  in 1 call\n  ") + difference)) << run.out;
     }
 }
 

@@ -2,9 +2,9 @@
 #include "tests/support/Await.h"
 #include "tests/support/CHttpServer.h"
 #include "tests/support/CLogFileSetting.h"
+#include "tests/support/COwnConsole.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
-#include "tests/support/COwnConsole.h"
 
 namespace {
 
@@ -299,7 +299,7 @@ TEST_F(Url, WhoseServerGivesOtherBytesTheSecondTimeDiffersFromThereOn) {
     };
     const HostRun replay = RunWithFilter(L"replay", {trace, serve(1'500'000)});
     EXPECT_EQ(1u, replay.exitCode) << replay.err;
-    EXPECT_NE(replay.out.npos, replay.out.find("\nDiffers  in 1 calls\n  call 2, thread 1, SyncRead of 10 bytes at "
+    EXPECT_NE(replay.out.npos, replay.out.find("\nDiffers  in 1 call\n  call 2, thread 1, SyncRead of 10 bytes at "
                                                "1999995: content differs"))
         << replay.out;
     const std::wstring sha256 = L"2a152c894398719c0570f83fac34ac03a0f6e8e474b995c2403aa5434f7b9dd4";

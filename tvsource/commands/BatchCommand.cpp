@@ -3,6 +3,7 @@
 #include "base/LongPath.h"
 #include "console/CConsole.h"
 #include "console/COutputFile.h"
+#include "console/Text.h"
 #include "threading/CTaskGroup.h"
 #include "tvsource/commands/Arguments.h"
 #include "tvsource/commands/BatchCases.h"
@@ -193,8 +194,9 @@ private:
 
     void TellNext() {
         constexpr std::chrono::milliseconds kLook(100);
-        m_line.ShowText(
-            base::FormatText(L"%u of %u sources, %u failed", m_told, static_cast<unsigned>(m_sources), m_failed));
+        m_line.ShowText(base::FormatText(L"%u of ", m_told) +
+                        console::CountText(static_cast<LONGLONG>(m_sources), L"source") +
+                        base::FormatText(L", %u failed", m_failed));
         // Called for what the group couldn't begin when it was given it: its manager's queue was full.
         static_cast<void>(m_group.Wait(0));
         const bool isDone = m_begun.front().cases.wait_for(kLook) == std::future_status::ready;
@@ -241,8 +243,10 @@ private:
     int TellSummary(double seconds) {
         CProgressLine::Wipe();
         return std::max(m_code, CTurn::Run(m_arguments.source.report, "batch", L"", [&](CTurn& turn) {
-                            turn.Line(base::FormatText(L"%u sources, %u failed; %u commands, %u failed; %.1f s", m_told,
-                                                       m_failed, m_cases, m_failedCases, seconds));
+                            turn.Line(console::CountText(m_told, L"source") +
+                                      base::FormatText(L", %u failed; ", m_failed) +
+                                      console::CountText(m_cases, L"command") +
+                                      base::FormatText(L", %u failed; %.1f s", m_failedCases, seconds));
                             turn.Fields()["summary"] = {{"sources", m_told},
                                                         {"failedSources", m_failed},
                                                         {"cases", m_cases},

@@ -38,11 +38,11 @@ void TellTimes(CTurn& turn, const Trace& trace, const std::vector<TraceCall>& ca
         const CallTimes &was = recorded[i], &is = replayed[i];
         if (was.calls == 0)
             continue;
-        turn.Line(
-            base::FormatText(L"  %-16ls %6I64u calls: p50 %I64d -> %I64d, p90 %I64d -> %I64d, p99 %I64d -> "
-                             L"%I64d, longest %I64d -> %I64d",
-                             base::WideOfUtf8(name).c_str(), static_cast<ULONGLONG>(was.calls), was.p50, is.p50,
-                             was.p90, is.p90, was.p99, is.p99, was.longest, is.longest));
+        turn.Line(base::FormatText(
+            L"  %-16ls %12ls: p50 %I64d -> %I64d, p90 %I64d -> %I64d, p99 %I64d -> "
+            L"%I64d, longest %I64d -> %I64d",
+            base::WideOfUtf8(name).c_str(), console::CountText(static_cast<LONGLONG>(was.calls), L"call").c_str(),
+            was.p50, is.p50, was.p90, is.p90, was.p99, is.p99, was.longest, is.longest));
         object[name] = {{"calls", was.calls}, {"recorded", TimesObject(was)}, {"replayed", TimesObject(is)}};
     }
 }
@@ -54,8 +54,8 @@ void TellDifferences(CTurn& turn, const std::vector<Difference>& differences, si
         const auto& [index, what, expected, came] = differences[i];
         const auto number = static_cast<ULONGLONG>(index) + 1;
         turn.Line(base::FormatText(L"  call %I64u, thread %u, ", number, came.thread) + CallText(expected) + L": " +
-                  base::WideOfUtf8(what) + L" differs\n    expected " + ResultText(expected) +
-                  L"\n    came     " + ResultText(came));
+                  base::WideOfUtf8(what) + L" differs\n    expected " + ResultText(expected) + L"\n    came     " +
+                  ResultText(came));
         const bool hasPlace = expected.GivesBytes() || expected.kind == CallKind::Request;
         list["shown"].push_back({{"call", number},
                                  {"thread", came.thread},
@@ -79,8 +79,8 @@ double RunReplay(CTurn& turn, CReplay& replay, bool asRecorded, size_t calls) {
         if (std::exchange(reached, ended) != ended)
             activity.KeepAlive();
         const auto part = static_cast<unsigned>(calls > 0 ? ended * 100 / calls : 100);
-        line.ShowText(base::FormatText(L"%3u%%  %I64u of %I64u calls", part, static_cast<ULONGLONG>(ended),
-                                       static_cast<ULONGLONG>(calls)));
+        line.ShowText(base::FormatText(L"%3u%%  %I64u of %s", part, static_cast<ULONGLONG>(ended),
+                                       console::CountText(static_cast<LONGLONG>(calls), L"call").c_str()));
     });
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
@@ -92,7 +92,7 @@ void Replay(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
     source->EnableDataFlow();
     const CSourceFilter::Length length = source->SourceLength();
     const auto text = [](bool isKnown, LONGLONG bytes) {
-        return isKnown ? base::FormatText(L"%I64d bytes", bytes) : std::wstring(L"not known");
+        return isKnown ? console::CountText(bytes, L"byte") : std::wstring(L"not known");
     };
     const std::wstring is = text(!length.estimated, length.total);
     const std::wstring was = text(trace->length.has_value(), trace->length.value_or(0));
@@ -108,13 +108,12 @@ void Replay(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
     turn.Enter(step::kRead);
     CReplay replay(*source, trace, arguments.limit * 1000);
     const double seconds = RunReplay(turn, replay, arguments.asRecorded, trace->calls.size());
-    turn.Line(base::FormatText(L"Calls    %I64u, on %u threads, in %.2f s", static_cast<ULONGLONG>(trace->calls.size()),
-                               trace->threads, seconds));
+    turn.Line(base::FormatText(L"Calls    %I64u, on ", static_cast<ULONGLONG>(trace->calls.size())) +
+              console::CountText(trace->threads, L"thread") + base::FormatText(L", in %.2f s", seconds));
     const auto skipped = trace->calls.size() - static_cast<size_t>(std::ranges::count_if(trace->calls, IsReplayable));
     if (skipped > 0)
-        turn.Line(
-            base::FormatText(L"Skipped  %I64u calls that ask for more than 64 MiB, or for what no sample can carry",
-                             static_cast<ULONGLONG>(skipped)));
+        turn.Line(L"Skipped  " + console::CountText(static_cast<LONGLONG>(skipped), L"call") +
+                  L" for more than 64 MiB, or for what no sample can carry");
     turn.Fields()["skipped"] = skipped;
     turn.Fields()["calls"] = trace->calls.size();
     turn.Fields()["threads"] = trace->threads;
@@ -124,12 +123,12 @@ void Replay(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
 
     turn.Enter(step::kCompare);
     const std::vector<Difference> differences = Differences(trace->calls, replay.Calls());
-    const auto count = static_cast<ULONGLONG>(differences.size());
-    turn.Line(count == 0 ? L"Differs  in nothing" : base::FormatText(L"Differs  in %I64u calls", count));
+    const auto count = static_cast<LONGLONG>(differences.size());
+    turn.Line(count == 0 ? L"Differs  in nothing" : L"Differs  in " + console::CountText(count, L"call"));
     TellDifferences(turn, differences, arguments.all ? differences.size() : kShownDifferences);
     if (count > 0)
         turn.FailSilently(
-            console::CCommandError(base::FormatText(L"%I64u calls gave something else than in the trace", count)));
+            console::CCommandError(console::CountText(count, L"call") + L" gave something else than in the trace"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tvsource/commands/SourceTurn.h"
 
 #include "base/FormatText.h"
+#include "console/Text.h"
 #include "tvsource/graph/StreamSearch.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/report/NetworkText.h"
@@ -86,7 +87,7 @@ void NoteUnknownType(const CTurn& turn, const CSourceFilter& source) {
 }
 
 void TellLength(CTurn& turn, const CSourceFilter::Length& length) {
-    turn.Line(L"Length   " + (length.estimated ? L"not known" : base::FormatText(L"%I64d bytes", length.total)));
+    turn.Line(L"Length   " + (length.estimated ? L"not known" : console::CountText(length.total, L"byte")));
     turn.Fields()["length"] = length.estimated ? console::Json() : console::Json(length.total);
 }
 
@@ -127,8 +128,9 @@ void TellParser(CTurn& turn, const CPlayGraph& graph) {
     turn.Line(L"Duration " + (duration > 0 ? base::FormatText(L"%.2f s", seconds) : L"not known"));
     for (const ParserStream& stream : graph.Streams())
         turn.Line(L"Stream   " + StreamText(stream));
-    turn.Line(base::FormatText(L"Reads    %I64u, of %I64u bytes together; %I64u came; the longest took %.2f ms",
-                               reads.reads, reads.bytes, reads.delivered, longestMs));
+    turn.Line(base::FormatText(L"Reads    %I64u, of ", reads.reads) +
+              console::CountText(static_cast<LONGLONG>(reads.bytes), L"byte") +
+              base::FormatText(L" together; %I64u came; the longest took %.2f ms", reads.delivered, longestMs));
     console::Json& fields = turn.Fields();
     fields["parser"] = console::JsonText(graph.ParserName());
     fields["duration"] = duration > 0 ? console::Json(seconds) : console::Json();

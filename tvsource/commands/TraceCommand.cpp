@@ -45,7 +45,7 @@ CPlayGraph::Result RunGraph(CTurn& turn, CPlayGraph& graph, const CTraceRecorder
         if (std::exchange(calls, recorder.Calls()) != recorder.Calls())
             activity.KeepAlive();
         line.Show(static_cast<ULONGLONG>(position), static_cast<ULONGLONG>(duration),
-                  base::FormatText(L"%u calls", calls), graph.Reads().delivered);
+                  console::CountText(calls, L"call"), graph.Reads().delivered);
     });
 }
 
@@ -80,8 +80,8 @@ void Tell(CTurn& turn, const CTraceRecorder& recorder, double seconds, const con
     turn.Line(L"Type     " +
               (end.contains("type") ? base::WideOfUtf8(end["type"].value("text", std::string())) : L"-"));
     turn.Line(L"Parser   " + text("parser"));
-    turn.Line(
-        base::FormatText(L"Calls    %u, on %u threads", recorder.Written(), static_cast<unsigned>(recorder.Threads())));
+    turn.Line(base::FormatText(L"Calls    %u, on ", recorder.Written()) +
+              console::CountText(static_cast<LONGLONG>(recorder.Threads()), L"thread"));
     turn.Line(base::FormatText(L"Time     %.2f s, %.2f %% of it for the trace", seconds, percent));
     turn.Line(L"Ended    " + text("ended"));
     console::Json& fields = turn.Fields();

@@ -1,5 +1,6 @@
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
+#include "console/Text.h"
 #include "tvsource/commands/Commands.h"
 #include "tvsource/commands/SourceTurn.h"
 #include "tvsource/report/CActivity.h"
@@ -69,7 +70,8 @@ void ReadOneWay(CTurn& turn, CVerification& verification, const WayRow& row, con
                   static_cast<ULONGLONG>(bytes));
     });
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    turn.Line(base::FormatText(L"Read     %ls, %I64d bytes in %.2f s: ", row.words, outcome.bytes, seconds) +
+    turn.Line(base::FormatText(L"Read     %ls, ", row.words) + console::CountText(outcome.bytes, L"byte") +
+              base::FormatText(L" in %.2f s: ", seconds) +
               (outcome.first ? DifferenceText(*outcome.first) : L"no difference"));
     turn.Fields()["ways"].push_back({{"way", row.name},
                                      {"bytes", outcome.bytes},
@@ -98,7 +100,7 @@ void Verify(CTurn& turn, const Arguments& arguments, const std::wstring& typed) 
     const CSourceFilter::Length length = source->SourceLength();
     turn.Line(L"File     " + turn.Source());
     turn.Line(L"Length   " + (length.estimated ? std::wstring(L"not known: it is read in order only")
-                                               : base::FormatText(L"%I64d bytes", length.total) +
+                                               : console::CountText(length.total, L"byte") +
                                                      (length.total == 0 ? L": there is nothing to compare" : L"")));
     console::Json& fields = turn.Fields();
     fields["length"] = length.estimated ? console::Json() : console::Json(length.total);

@@ -3,6 +3,7 @@
 #include "base/ForeignCalls.h"
 #include "base/FormatText.h"
 #include "console/CCommandError.h"
+#include "console/Text.h"
 #include "tvsource/source/MediaTypes.h"
 
 #include <amvideo.h>
@@ -215,7 +216,7 @@ std::wstring FormatText(const StreamFormat& format) {
     if (format.sampleRate)
         text += base::FormatText(L", %lu Hz", *format.sampleRate);
     if (format.channels)
-        text += base::FormatText(*format.channels == 1 ? L", %lu channel" : L", %lu channels", *format.channels);
+        text += L", " + console::CountText(static_cast<LONGLONG>(*format.channels), L"channel");
     if (format.bits && format.kind == StreamKind::Audio)
         text += base::FormatText(L", %lu bits", *format.bits);
     return text;

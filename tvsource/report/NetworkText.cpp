@@ -1,6 +1,7 @@
 #include "tvsource/report/NetworkText.h"
 
 #include "base/FormatText.h"
+#include "console/Text.h"
 
 #include <iterator>
 
@@ -30,10 +31,11 @@ std::wstring BufferingText(const std::optional<TKDS_SOURCE_STATUS>& status) {
 std::wstring NetworkText(const std::optional<TKDS_SOURCE_STATUS>& status) {
     if (!status)
         return {};
-    return base::FormatText(L"Network  %I64u %s, %I64u bytes, %I64u of them again; %I64u %s, longest wait %.2f s",
-                            status->requests, status->requests == 1 ? L"request" : L"requests", status->received,
-                            status->receivedAgain, status->stalls, status->stalls == 1 ? L"stall" : L"stalls",
-                            static_cast<double>(status->longestWait) / 1000);
+    return L"Network  " + console::CountText(static_cast<LONGLONG>(status->requests), L"request") + L", " +
+           console::CountText(static_cast<LONGLONG>(status->received), L"byte") +
+           base::FormatText(L", %I64u of them again; ", status->receivedAgain) +
+           console::CountText(static_cast<LONGLONG>(status->stalls), L"stall") +
+           base::FormatText(L", longest wait %.2f s", static_cast<double>(status->longestWait) / 1000);
 }
 
 }  // namespace tvsource

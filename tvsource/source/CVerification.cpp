@@ -2,6 +2,7 @@
 
 #include "base/FormatText.h"
 #include "console/CCommandError.h"
+#include "console/Text.h"
 
 #include <algorithm>
 #include <numeric>
@@ -98,8 +99,8 @@ void CVerification::ReadPiece(LONGLONG position, std::span<BYTE> bytes) {
     console::Check(hr, L"Cannot read");
     if (hr == S_OK)
         return;
-    const std::wstring words =
-        base::FormatText(L"A read of %I64u bytes at %I64d came short", static_cast<ULONGLONG>(bytes.size()), position);
+    const std::wstring words = L"A read of " + console::CountText(std::ssize(bytes), L"byte") +
+                               base::FormatText(L" at %I64d came short", position);
     const HRESULT why = m_source.TryByteAt(position);
     throw FAILED(why) ? console::CCommandError(words, why) : console::CCommandError(words);
 }

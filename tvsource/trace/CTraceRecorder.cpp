@@ -179,9 +179,9 @@ CTraceRecorder::Full CTraceRecorder::WhyFull(const TraceCall& call) const noexce
 std::wstring CTraceRecorder::FullText() const {
     switch (m_full) {
         case Full::Calls:
-            return base::FormatText(L"%u calls", m_mostCalls);
+            return console::CountText(m_mostCalls, L"call");
         case Full::Threads:
-            return base::FormatText(L"calls of %u threads", kMostThreads);
+            return L"calls of " + console::CountText(kMostThreads, L"thread");
         case Full::Time:
             return L"the calls of a day";
         case Full::No:

@@ -2,6 +2,7 @@
 
 #include "base/FormatText.h"
 #include "console/CCommandError.h"
+#include "console/Text.h"
 #include "tvsource/source/CSha256.h"
 
 #include <algorithm>
@@ -67,7 +68,7 @@ std::wstring CallText(const TraceCall& call) {
     const bool isRead = call.GivesBytes() || call.kind == CallKind::Request;
     if (!isRead || (call.kind == CallKind::WaitForNext && FAILED(call.result)))
         return name;
-    return name + base::FormatText(L" of %I64d bytes at %I64d", call.length, call.position);
+    return name + L" of " + console::CountText(call.length, L"byte") + base::FormatText(L" at %I64d", call.position);
 }
 
 console::Json ResultObject(const TraceCall& call) {
@@ -86,9 +87,10 @@ console::Json ResultObject(const TraceCall& call) {
 std::wstring ResultText(const TraceCall& call) {
     std::wstring text = console::CodeText(call.result);
     if (call.kind == CallKind::Length)
-        text += base::FormatText(L", %I64d bytes, %I64d available", call.total, call.available);
+        text +=
+            L", " + console::CountText(call.total, L"byte") + base::FormatText(L", %I64d available", call.available);
     if (call.GivesBytes() && call.bytes != kBytesNotTold)
-        text += base::FormatText(L", %ld bytes", call.bytes);
+        text += L", " + console::CountText(call.bytes, L"byte");
     if (call.GivesBytes() && call.HasHash())
         text += L", hash " + base::WideOfUtf8(HexOf(call.hash));
     return text;
