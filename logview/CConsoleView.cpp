@@ -108,7 +108,8 @@ void CConsoleView::Flush() {
 void CConsoleView::WriteHeld() {
     std::vector<console::TintedLine> lines;
     if (const ULONGLONG count = std::exchange(m_leftOut, 0))
-        lines.push_back({base::FormatText(L"... %I64u lines are left out here ...", count), console::Tint::Note});
+        lines.push_back({L"... " + console::CountText(static_cast<LONGLONG>(count), L"line") + L" left out here ...",
+                         console::Tint::Note});
     std::ranges::move(m_held, std::back_inserter(lines));
     m_held.clear();
     m_heldCharacters = 0;
@@ -136,10 +137,8 @@ std::wstring CConsoleView::StatusText() const {
         return m_prompt->label + console::Printable(m_prompt->line);
     if (!m_isPaused)
         return {};
-    const ULONGLONG count = m_held.size();
-    return base::FormatText(L"Paused, %I64u %s", count, count == 1 ? L"line waits" : L"lines wait") +
-           (m_leftOut > 0 ? base::FormatText(L", %I64u before them are left out", m_leftOut) : L"") +
-           L"; blank goes on ";
+    return L"Paused, " + console::CountText(static_cast<LONGLONG>(m_held.size()), L"line") + L" waiting" +
+           (m_leftOut > 0 ? base::FormatText(L", %I64u before left out", m_leftOut) : L"") + L"; blank goes on ";
 }
 
 bool CConsoleView::Press(const console::Key& key) {

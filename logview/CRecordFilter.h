@@ -21,6 +21,7 @@
 
 #include "logview/Records.h"
 
+#include <string>
 #include <string_view>
 #include <vector>
 

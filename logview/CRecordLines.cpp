@@ -39,7 +39,8 @@ bool IsExitScope(const LogRecord& record) {
 
 std::wstring Figures(const ProfileRecord& record) {
     constexpr double kMs = 1000;
-    return base::FormatText(L"%I64u times, longest %.3f ms, total %.3f ms", record.count, record.maximumDuration * kMs,
+    return console::CountText(static_cast<LONGLONG>(record.count), L"call") +
+           base::FormatText(L", longest %.3f ms, total %.3f ms", record.maximumDuration * kMs,
                             record.totalDuration * kMs);
 }
 
@@ -77,9 +78,9 @@ std::wstring CRecordLines::SourceOf(const Arrival& arrival) const {
         return base::FormatText(L"numbers %lu, %lu, %lu, flag %s", record->processId, record->threadId,
                                 record->explicitValues->value, record->explicitValues->flag ? L"true" : L"false");
     const std::wstring thread = record ? std::to_wstring(record->threadId) : L"-";
-    if (!m_style.hasProcess)
-        return thread;
     const ULONG process = std::visit([](const auto& any) { return any.processId; }, arrival.record);
+    if (process == m_style.ownProcess)
+        return thread;
     return Shown(arrival.process) + L" " + std::to_wstring(process) + L"/" + thread;
 }
 

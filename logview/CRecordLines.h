@@ -18,6 +18,7 @@
 #include "logview/Records.h"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -26,7 +27,7 @@ namespace logview {
 class CRecordLines final {
 public:
     struct Style {
-        bool hasProcess = true;
+        std::optional<ULONG> ownProcess = {};             // whose records have no process, but the thread alone
         std::size_t mostCharacters = std::wstring::npos;  // of one text; of what is longer, the rest is counted
     };
 

@@ -118,7 +118,7 @@ TEST_F(ConsoleViewTest, ExplicitRecordsShowTheirNumbersAndFiguresAreShownWhenAsk
     view->Flush();
     ASSERT_EQ(2u, screen.lines.size());
     EXPECT_TRUE(screen.lines[1].text.ends_with(
-        L"Player.exe 20/-  PROFILE  CReader::Load  12 times, longest 1.500 ms, total 250.000 ms"))
+        L"Player.exe 20/-  PROFILE  CReader::Load  12 calls, longest 1.500 ms, total 250.000 ms"))
         << Narrow(screen.lines[1].text);
 }
 
@@ -167,19 +167,18 @@ TEST_F(ConsoleViewTest, AFunctionsEndIsGroupedWithTheFailedCallOfItsThread) {
 TEST_F(ConsoleViewTest, APauseKeepsTheNewestLinesAndCountsThem) {
     Say({L"1"});
     EXPECT_TRUE(Type(L" "));
-    EXPECT_TRUE(screen.status.starts_with(L"Paused, 0 lines wait;"));
+    EXPECT_TRUE(screen.status.starts_with(L"Paused, 0 lines waiting;"));
     Say({L"2"});
-    EXPECT_TRUE(screen.status.starts_with(L"Paused, 1 line waits;"));
+    EXPECT_TRUE(screen.status.starts_with(L"Paused, 1 line waiting;"));
     EXPECT_EQ(1u, screen.New().size());
     for (int i = 0; i < 1001; ++i)
         view->Take(ArrivalOf({.message = L"m" + std::to_wstring(i)}));
     view->Flush();
-    EXPECT_TRUE(screen.status.starts_with(L"Paused, 1000 lines wait, 2 before them are left out;"))
-        << Narrow(screen.status);
+    EXPECT_TRUE(screen.status.starts_with(L"Paused, 1000 lines waiting, 2 before left out;")) << Narrow(screen.status);
     EXPECT_TRUE(Type(L" "));
     const Lines lines = screen.New();
     ASSERT_EQ(1001u, lines.size());
-    EXPECT_EQ("... 2 lines are left out here ...", lines[0]);
+    EXPECT_EQ("... 2 lines left out here ...", lines[0]);
     EXPECT_TRUE(lines[1].ends_with("  m1") && lines[1000].ends_with("  m1000")) << lines[1] << lines[1000];
     EXPECT_EQ(L"", screen.status);
 }
@@ -237,7 +236,7 @@ TEST_F(ConsoleViewTest, AFilterThatIsSetInAPauseLeavesThePause) {
     view->Note(L"one writer is gone");
     EXPECT_TRUE(Type(L"/text=b") && Press(VK_RETURN));
     EXPECT_TRUE(screen.New().back().ends_with("  b1"));
-    EXPECT_TRUE(screen.status.starts_with(L"Paused, 1 line waits;")) << "the note does";
+    EXPECT_TRUE(screen.status.starts_with(L"Paused, 1 line waiting;")) << "the note does";
     Say({L"b2"});
     EXPECT_TRUE(Type(L" "));
     const Lines lines = screen.New();
