@@ -6,6 +6,7 @@
 #include "console/CConsole.h"
 #include "tvsource/commands/Arguments.h"
 #include "tvsource/commands/Commands.h"
+#include "tvsource/report/CLogLines.h"
 #include "tvsource/report/CTurn.h"
 #include "tvsource/report/Interrupt.h"
 #include "tvsource/source/SourceName.h"
@@ -97,8 +98,16 @@ struct CommandLine {
         for (const auto add :
              {AddPlay, AddInfo, AddCat, AddDetect, AddUri, AddGraph, AddTrace, AddReplay, AddVerify, AddBatch})
             add(app, chosen);
-        for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+            AddLogOptions(*command);
             TakeBrackets(*command);
+        }
+    }
+
+    // Empty: no log, or that of other processes, which show it themselves.
+    [[nodiscard]] std::optional<logview::CRecordFilter> OwnLogFilter() const {
+        const CLI::App& command = *app.get_subcommands().front();
+        return command.get_name() == "batch" ? std::nullopt : LogFilter(command);
     }
 
     CLI::App app{kDescription, "tvsource"};
@@ -157,6 +166,9 @@ int Run(std::vector<std::string> words, bool isJson) {
         return *code;
     const base::CApartment apartment(COINIT_MULTITHREADED);
     console::Check(apartment.Result(), L"Cannot start COM");
+    std::optional<CLogLines> log;
+    if (std::optional<logview::CRecordFilter> filter = line.OwnLogFilter())
+        log.emplace(*std::move(filter));
     return line.chosen();
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # tvsource_examples.sh WINE PROGRAM DLL DOCUMENT [--update]: runs the examples of docs/tvsource.md, each a line "> tvsource ..." in a
-# block, and compares what the program says with what stands below that line. Times, and how many reads a parser makes, may differ. With --update the
+# block, and compares what the program says with what stands below that line. Times, threads, and how many reads a parser makes, may differ. With --update the
 # document is given what the program says.
 set -euo pipefail
 wine=$1 program=$2 dll=$3 document=$4 update=${5:-}
@@ -21,7 +21,7 @@ run() {
     sed -e "s|Z:$bin|C:\\\\Tavel|g" -e "s|Z:${windows//\\\\/\\\\\\\\}|C:\\\\\\\\src|g" -e "s|Z:$windows|C:\\\\src|g" | sed -e '/./,$!d'
 }
 mask() {
-  sed -E -e 's/[0-9]+(\.[0-9]+)? (us|ms|s|%)([^a-z]|$)/N \2\3/g' -e 's/"([A-Za-z0-9]*([sS]econds|Ms|Us|Percent))":[-+0-9.e]+/"\1":N/g' -e 's/"reads":\{[^}]*\}/"reads":N/' -e '/^(Reads|Calls) /s/[0-9]+(\.[0-9]+)?/N/g' -e 's/-> [0-9]+/-> N/g' -e 's/ +/ /g' "$1"
+  sed -E -e 's/^[0-9:.]{12}  ([A-Z]+ *)  [0-9]+  /TIME \1 N /' -e 's/[0-9]+(\.[0-9]+)? (us|ms|s|%)([^a-z]|$)/N \2\3/g' -e 's/"([A-Za-z0-9]*([sS]econds|Ms|Us|Percent))":[-+0-9.e]+/"\1":N/g' -e 's/"reads":\{[^}]*\}/"reads":N/' -e '/^(Reads|Calls) /s/[0-9]+(\.[0-9]+)?/N/g' -e 's/-> [0-9]+/-> N/g' -e 's/ +/ /g' "$1"
 }
 
 inside=

@@ -1,8 +1,8 @@
 // `play` with a window on a screen: what stands on it, and what keys do. Runs under a virtual X server
 // (window_test.sh), which keeps the screen in the file that TV_SCREEN names.
+#include "tests/support/COwnConsole.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
-#include "tests/support/COwnConsole.h"
 #include "tests/tvsource/TestVideo.h"
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 
 #include "TKDataServices.h"
 #include "base/Utf8Text.h"
+#include "console/CCommandError.h"
 #include "tvsource/source/MediaTypes.h"
 #include "tvsource/source/SourceName.h"
 
@@ -12,6 +13,8 @@
 namespace tvsource {
 
 namespace {
+
+constexpr char kLogGroup[] = "Options of the log";
 
 // What it checks may be a secret, so no message repeats it.
 std::string HeaderFault(const std::string& text) {
@@ -28,6 +31,15 @@ std::string CookiesFault(const std::string& text) {
 
 std::string CountFault(const std::string& text) {
     return ByteCount(text) ? std::string() : "'" + text + "' is no number";
+}
+
+std::string FilterFault(const std::string& words) {
+    try {
+        static_cast<void>(logview::CRecordFilter::Parse(base::WideOfUtf8(words)));
+        return {};
+    } catch (const console::CCommandError& error) {
+        return base::Utf8OfWide(error.Text());
+    }
 }
 
 // Bytes, or MiB where that stands behind the number. Empty: neither.
@@ -72,6 +84,33 @@ void AddReportOptions(CLI::App& command, ReportOptions& options, bool hasProgres
         command.add_flag("--progress", options.progress, "Show the progress even if standard error is no terminal")
             ->group(kReportGroup)
             ->excludes(quiet);
+}
+
+void AddLogOptions(CLI::App& command) {
+    // The values are left with the parser.
+    command
+        .add_flag_function(
+            "--log", [](std::int64_t) {}, "Show the log of this program and the filter on standard error")
+        ->group(kLogGroup);
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--log-filter", [](const std::vector<std::string>&) {},
+            "Show what passes of it: severity=warn category=TvFile* thread=N function=*Load* text=\"no such\", "
+            "! before a value for what doesn't; may be given several times")
+        ->allow_extra_args(false)
+        ->type_name("WORDS")
+        ->check(FilterFault)
+        ->group(kLogGroup);
+}
+
+std::optional<logview::CRecordFilter> LogFilter(const CLI::App& command) {
+    const CLI::Option& words = *command.get_option("--log-filter");
+    if (words.count() == 0 && command.get_option("--log")->count() == 0)
+        return std::nullopt;
+    std::wstring all;
+    for (const std::string& each : words.results())
+        all += base::WideOfUtf8(each) + L" ";
+    return logview::CRecordFilter::Parse(all);
 }
 
 void LayerArguments::AddTo(CLI::App& command) {

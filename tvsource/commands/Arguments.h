@@ -2,6 +2,7 @@
 // UTF-8; the functions below make of it what commands work with.
 #pragma once
 
+#include "logview/CRecordFilter.h"
 #include "tvsource/report/CTurn.h"
 #include "tvsource/source/LayerOptions.h"
 
@@ -21,6 +22,11 @@ inline constexpr char kReportGroup[] = "Options of the output";
 
 // --json, --quiet, --verbose; where there is progress to be shown, --progress.
 void AddReportOptions(CLI::App& command, ReportOptions& options, bool hasProgress);
+
+// --log and --log-filter, which the program looks at and not the command.
+void AddLogOptions(CLI::App& command);
+// What they ask for. Empty: no log.
+[[nodiscard]] std::optional<logview::CRecordFilter> LogFilter(const CLI::App& command);
 
 // For sources that are no local files.
 struct LayerArguments {

@@ -325,6 +325,9 @@ void AddBatch(CLI::App& app, Command& chosen) {
         arguments->commands.clear();
         std::ranges::copy_if(kCommands, std::back_inserter(arguments->commands), isWanted);
         arguments->passedOn = OptionsOf(*command, own);
+        // The session has one place for a log, so that two processes at once would be in each other's way.
+        if (LogFilter(*command))
+            arguments->jobs = 1;
         chosen = [=] { return Batch(*arguments); };
     });
 }

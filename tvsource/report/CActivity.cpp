@@ -1,6 +1,5 @@
 #include "tvsource/report/CActivity.h"
 
-#include "console/CConsole.h"
 #include "tvsource/report/CProgressLine.h"
 
 namespace tvsource {
@@ -11,8 +10,7 @@ constexpr TKRuntimeLogger::LogSource kLog{L"tvsource", L"tvsource"};
 constexpr DWORD kLimitMs = 5000;
 
 void Tell(const std::wstring& message) {
-    CProgressLine::Wipe();
-    console::Complain(L"tvsource: " + message + L"\n");
+    CProgressLine::Complain(L"tvsource: " + message + L"\n");
 }
 
 }  // namespace

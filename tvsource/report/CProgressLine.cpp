@@ -53,6 +53,16 @@ void CProgressLine::Wipe() {
     WipeLocked();
 }
 
+void CProgressLine::Beside(const std::function<void()>& write) {
+    const std::lock_guard lock(g_lock);
+    WipeLocked();
+    write();
+}
+
+void CProgressLine::Complain(std::wstring_view text) {
+    Beside([&] { console::Complain(text); });
+}
+
 void CProgressLine::Show(ULONGLONG done, ULONGLONG total, std::wstring_view note, ULONGLONG bytes) {
     const ULONGLONG now = ::GetTickCount64();
     if (!IsDue(now))

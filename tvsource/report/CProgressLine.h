@@ -8,6 +8,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -31,6 +32,10 @@ public:
 
     // Wipes what is there, for other words on the terminal. The line comes back when it is shown next.
     static void Wipe();
+    // The same, and writes the other words; nothing is drawn meanwhile.
+    static void Beside(const std::function<void()>& write);
+    // The same with words for standard error, as console::Complain.
+    static void Complain(std::wstring_view text);
 
     // Wipes what is there and keeps anything more from being drawn: a thread that draws waits for ever. For the end of
     // the process, from any thread.

@@ -2,6 +2,7 @@
 
 #include "console/CConsole.h"
 #include "tvsource/report/CActivity.h"
+#include "tvsource/report/CLogLines.h"
 #include "tvsource/report/CProgressLine.h"
 #include "tvsource/report/CWaitLine.h"
 #include "tvsource/report/Interrupt.h"
@@ -43,8 +44,8 @@ void CTurn::Wait(const char* step, const std::wstring& words, const std::functio
 void CTurn::Note(std::wstring_view text) const {
     if (m_options.quiet)
         return;
-    CProgressLine::Wipe();
-    console::Complain(L"tvsource: " + m_source + L": " + std::wstring(text) + L"\n");
+    CLogLines::CatchUp();
+    CProgressLine::Complain(L"tvsource: " + m_source + L": " + std::wstring(text) + L"\n");
 }
 
 void CTurn::FailSilently(const console::CCommandError& error) {
@@ -65,19 +66,21 @@ void CTurn::Fail(const console::CCommandError& error) {
 }
 
 void CTurn::Complain() {
+    CLogLines::CatchUp();
     for (const console::CCommandError& error : std::exchange(m_later, {})) {
         if (m_options.json)
             continue;
         const std::wstring text = error.Text();
-        CProgressLine::Wipe();
-        console::Complain(L"tvsource: " + (m_isNamed || text.find(m_source) == text.npos ? m_source + L": " : L"") +
-                          text + L"\n");
+        CProgressLine::Complain(
+            L"tvsource: " + (m_isNamed || text.find(m_source) == text.npos ? m_source + L": " : L"") + text + L"\n");
     }
 }
 
 void CTurn::TellLines() {
-    if (!m_options.json && !m_text.empty())
-        console::Print(std::exchange(m_text, {}));
+    if (m_options.json || m_text.empty())
+        return;
+    CLogLines::CatchUp();
+    console::Print(std::exchange(m_text, {}));
 }
 
 int CTurn::Tell() {

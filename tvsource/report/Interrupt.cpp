@@ -2,6 +2,7 @@
 
 #include "console/CConsole.h"
 #include "threading/CCallQueue.h"
+#include "tvsource/report/CLogLines.h"
 #include "tvsource/report/CProgressLine.h"
 
 #include <atomic>
@@ -77,6 +78,7 @@ void RunOrEndProcess(const std::function<void()>& step) {
     } catch (const console::COutputError&) {
         // Nobody hears it.
     }
+    CLogLines::CatchUp();
     EndProcess(1);
 }
 
