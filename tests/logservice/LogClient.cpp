@@ -1,7 +1,7 @@
 // A client of the published logging service, for tests that need it as a process of its own.
 //
 //   log_client mta|sta every            each method once; the question's answer is printed
-//   log_client mta|sta flood N          N records, numbered from 0, severity 1
+//   log_client mta|sta flood N          N records, numbered from 0, severity 1; how many were taken is printed
 //   log_client mta|sta odd              records that are awkward to show
 //   log_client mta|sta dump             one dump
 //
@@ -97,8 +97,10 @@ int main(int count, char** words) {
         Dump(client);
     else if (what == "flood" && count == 4) {
         const int records = std::atoi(words[3]);
-        for (int i = 0; i < records && SUCCEEDED(client.result); ++i)
-            client.Log(1, base::CBstr(std::to_wstring(i).c_str()));
+        int taken = 0;
+        for (; taken < records && SUCCEEDED(client.result); taken += SUCCEEDED(client.result) ? 1 : 0)
+            client.Log(1, base::CBstr(std::to_wstring(taken).c_str()));
+        std::printf("taken %d\n", taken);
     } else {
         return 2;
     }

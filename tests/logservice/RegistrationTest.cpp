@@ -58,6 +58,17 @@ struct Value {
     }
 };
 
+constexpr wchar_t kApplication[] = L"{3F5D1B7C-9E0A-4C55-8D0B-6A1C27E4F9B2}";
+
+DWORD RotFlags(REGSAM view) {
+    base::CAutoRegistryKey key;
+    DWORD flags = 0, bytes = sizeof flags;
+    const std::wstring path = std::wstring(L"SOFTWARE\\Classes\\AppID\\") + kApplication;
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | view, key.Put()) == ERROR_SUCCESS)
+        ::RegGetValueW(key.Get(), nullptr, L"ROTFlags", RRF_RT_REG_DWORD, nullptr, &flags, &bytes);
+    return flags;
+}
+
 constexpr REGSAM kViews[] = {KEY_WOW64_64KEY, KEY_WOW64_32KEY};
 
 unsigned RunService(const wchar_t* what) {
@@ -78,6 +89,8 @@ TEST(LogServiceRegistrationTest, ServesBothBitnessesAndLeavesNothing) {
                             .Stands());
             EXPECT_TRUE(Value(library + L"win64", nullptr, program + L"\\1", view).Stands());
             EXPECT_TRUE(Value(library + L"win32", nullptr, program + L"\\2", view).Stands());
+            EXPECT_TRUE(Value(L"AppID\\TKRuntimeLogger.exe", L"AppID", kApplication, view).Stands());
+            EXPECT_EQ(1u, RotFlags(view)) << "clients of other rights are let in";
         }
         EXPECT_EQ(0u, RunService(L"--unregister"));
         EXPECT_EQ(0u, RunService(L"--unregister"));

@@ -109,6 +109,48 @@ TEST_F(ServiceTest, AnOutputThatNobodyTakesHoldsNoClientUp) {
     EXPECT_TRUE(service->Runs());
 }
 
+TEST_F(ServiceTest, WhatMakesNoSenseIsRefused) {
+    for (const std::vector<std::wstring>& line :
+         std::vector<std::vector<std::wstring>>{{L"--nothing"},
+                                                {L"word"},
+                                                {L"--register", L"--stop"},
+                                                {L"--stop", L"--for", L"1"},
+                                                {L"--register", L"--record", L"x"},
+                                                {L"--rotate-size", L"5"},
+                                                {L"--record", L""},
+                                                {L"--report", L""},
+                                                {L"--severity", L"loud"},
+                                                {L"--sort", L"beauty"},
+                                                {L"--for", L"-1"},
+                                                {L"--open", L"x", L"--patience", L"1"}}) {
+        CProgram program(ServiceProgram(), line);
+        EXPECT_EQ(2u, program.Wait()) << ::testing::PrintToString(line);
+        EXPECT_TRUE(program.Out().empty() && Has(program.Err(), "TKRuntimeLogger: ")) << program.Err();
+    }
+    CProgram missing(ServiceProgram(), {L"--open", L"Z:\\no such folder"});
+    EXPECT_EQ(1u, missing.Wait());
+    CProgram help(ServiceProgram(), {L"--help"});
+    EXPECT_EQ(0u, help.Wait());
+    EXPECT_TRUE(Has(help.Out(), "--register")) << help.Out();
+}
+
+TEST_F(ServiceTest, OutputsThatCantBeWrittenAreToldAtTheEnd) {
+    const CTempFile inTheWay;
+    const std::wstring impossible = inTheWay.Path() + L"\\folder";
+    Start({L"--record", impossible});
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"10"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    EXPECT_EQ(0u, RunProgram(ServiceProgram(), {L"--stop"}));
+    EXPECT_EQ(1u, service->Wait());
+    EXPECT_TRUE(Has(service->Err(), "lacks 10 records")) << service->Err();
+    EXPECT_EQ(10, LinesOfProcess(service->Out(), client));
+    for (const wchar_t* output : {L"--profile", L"--report", L"--trace"}) {
+        CProgram ends(ServiceProgram(), {output, impossible, L"--for", L"0"});
+        EXPECT_EQ(1u, ends.Wait());
+        EXPECT_TRUE(Has(ends.Err(), "0x80070003")) << ends.Err();
+    }
+}
+
 // The records of a recording, as lines.
 std::string RecordsIn(const std::filesystem::path& folder) {
     std::string lines;
@@ -154,6 +196,28 @@ TEST_F(RecordingServiceTest, OfAKilledServiceLacksAtMostTheLastSecond) {
     Await([&] { return second.IsOver() || RecordsOf(RecordsIn(recording), client) == 100; });
     service->Kill();
     EXPECT_EQ(100, RecordsOf(RecordsIn(recording), client));
+}
+
+TEST_F(RecordingServiceTest, HasAllThatWasTakenWhenTheServiceEnds) {
+    Start({L"--record", recording, L"--quiet"});
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"1000000"});
+    Await([&] { return RecordsOf(RecordsIn(recording), client) > 100; });
+    End();
+    EXPECT_EQ(1u, client.Wait()) << "it was told that nobody takes its records any more";
+    const std::string out = client.Out();
+    const std::size_t at = out.find("taken ");
+    ASSERT_NE(std::string::npos, at) << out;
+    EXPECT_EQ(std::stoll(out.substr(at + 6)), RecordsOf(RecordsIn(recording), client));
+}
+
+TEST_F(RecordingServiceTest, IsNotRecordedIntoItself) {
+    Start({L"--record", recording});
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"10"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    End();
+    const std::string before = RecordsIn(recording);
+    EXPECT_EQ(1u, RunProgram(ServiceProgram(), {L"--open", recording + L"\\log-00001.log", L"--record", recording}));
+    EXPECT_EQ(before, RecordsIn(recording));
 }
 
 TEST_F(RecordingServiceTest, IsShownAgainAsItWas) {
