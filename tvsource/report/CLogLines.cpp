@@ -25,7 +25,8 @@ using Microsoft::WRL::ComPtr;
 constexpr std::size_t kMostWaiting = 100'000, kMostWaitingBytes = 64'000'000;
 constexpr DWORD kEndMs = 2000, kCatchUpMs = 500;
 
-// Whether a service is published, and whether its interface for records can be had.
+// Whether a service is published, and whether its interface for records can be had. One that is gone but for its entry
+// is none.
 enum class Other { None, Reachable, Unreachable };
 
 Other FindOther(IRunningObjectTable& table, IMoniker& name) {
@@ -33,7 +34,10 @@ Other FindOther(IRunningObjectTable& table, IMoniker& name) {
     ComPtr<ITKRuntimeLogger> logger;
     if (table.GetObject(&name, &service) != S_OK || !service)
         return Other::None;
-    return SUCCEEDED(service.As(&logger)) ? Other::Reachable : Other::Unreachable;
+    const HRESULT hr = service.As(&logger);
+    if (SUCCEEDED(hr))
+        return Other::Reachable;
+    return hr == E_NOINTERFACE ? Other::Unreachable : Other::None;
 }
 
 }  // namespace
@@ -60,8 +64,24 @@ public:
 
     // Waits until all that has come by now is written. False: the time was too short.
     bool CatchUp(DWORD timeoutMs) noexcept {
-        const base::CDeadline limit(timeoutMs);
         const std::lock_guard lock(m_lock);
+        return CatchUpLocked(timeoutMs);
+    }
+
+    // The same, and the end of the thread. False: it is there still.
+    [[nodiscard]] bool End(DWORD timeoutMs) noexcept {
+        {
+            const std::lock_guard lock(m_lock);
+            m_isEnding = true;
+            if (!CatchUpLocked(timeoutMs))
+                return false;
+        }
+        return m_thread.Join(timeoutMs);
+    }
+
+private:
+    bool CatchUpLocked(DWORD timeoutMs) noexcept {
+        const base::CDeadline limit(timeoutMs);
         const ULONGLONG turn = ++m_wanted;
         m_queue->Wake();
         while (m_done < turn && !limit.IsOver())
@@ -70,16 +90,6 @@ public:
         return !m_isStuck;
     }
 
-    // The same, and the end of the thread. False: it is there still.
-    [[nodiscard]] bool End(DWORD timeoutMs) noexcept {
-        {
-            const std::lock_guard lock(m_lock);
-            m_isEnding = true;
-        }
-        return CatchUp(timeoutMs) && m_thread.Join(timeoutMs);
-    }
-
-private:
     void Run() noexcept {
         for (bool isLast = false; !isLast;) {
             ULONGLONG turn = 0;
