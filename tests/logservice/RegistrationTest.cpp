@@ -9,25 +9,22 @@ namespace {
 
 constexpr wchar_t kInterface[] = L"Interface\\{14AB8D36-E802-4597-A36E-50157516D2E1}";
 
-// All keys below one, in one view, by their paths.
-void CollectKeys(HKEY parent, const std::wstring& path, REGSAM view, std::set<std::wstring>& keys) {
+// The keys right below one, in one view, by their paths.
+void CollectKeys(const std::wstring& path, REGSAM view, std::set<std::wstring>& keys) {
     base::CAutoRegistryKey key;
-    if (::RegOpenKeyExW(parent, path.c_str(), 0, KEY_READ | view, key.Put()) != ERROR_SUCCESS)
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | view, key.Put()) != ERROR_SUCCESS)
         return;
     wchar_t name[256]{};
-    for (DWORD i = 0;; ++i) {
-        DWORD size = 256;
-        if (::RegEnumKeyExW(key.Get(), i, name, &size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-            return;
+    for (DWORD i = 0, size = 256;
+         ::RegEnumKeyExW(key.Get(), i, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++i, size = 256)
         keys.insert(path + L"\\" + name);
-        CollectKeys(parent, path + L"\\" + name, view, keys);
-    }
 }
 
 std::set<std::wstring> ClassKeys(REGSAM view) {
     std::set<std::wstring> keys;
     for (const wchar_t* folder : {L"Interface", L"TypeLib", L"AppID"})
-        CollectKeys(HKEY_LOCAL_MACHINE, std::wstring(L"SOFTWARE\\Classes\\") + folder, view, keys);
+        CollectKeys(std::wstring(L"SOFTWARE\\Classes\\") + folder, view, keys);
     return keys;
 }
 
