@@ -38,6 +38,8 @@ bool IsInApartment() noexcept {
 
 bool CFoundService::Find() noexcept {
     Abandon();
+    if (CRecordChannel::IsServiceHung())
+        return false;
     base::RunQuietly([&] { LookUp(); });
     return m_logger != nullptr;
 }
@@ -46,6 +48,7 @@ void CFoundService::Abandon() noexcept {
     static_cast<void>(m_logger.Detach());
     static_cast<void>(m_questioner.Detach());
     static_cast<void>(m_dumpWriter.Detach());
+    m_channel.reset();
     m_isProxy = false;
 }
 
@@ -63,6 +66,9 @@ void CFoundService::LookUp() {
     static_cast<void>(base::QueryFor(*service.Get(), base::SlotOf(m_dumpWriter)));
     ComPtr<IClientSecurity> security;  // what every proxy has
     m_isProxy = SUCCEEDED(base::QueryFor(*service.Get(), base::SlotOf(security)));
+    ComPtr<ITKRuntimeLoggerChannel> channel;
+    if (m_logger && m_isProxy && SUCCEEDED(base::QueryFor(*service.Get(), base::SlotOf(channel))))
+        m_channel = CRecordChannel::To(*channel.Get());
 }
 
 }  // namespace TKRuntimeLogger

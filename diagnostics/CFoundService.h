@@ -5,9 +5,12 @@
 #pragma once
 
 #include "TKRuntimeLogger.h"
+#include "diagnostics/CRecordChannel.h"
 
 #include <objbase.h>
 #include <wrl/client.h>
+
+#include <memory>
 
 namespace TKRuntimeLogger {
 
@@ -24,7 +27,8 @@ public:
     CFoundService(const CFoundService&) = delete;
     CFoundService& operator=(const CFoundService&) = delete;
 
-    // Looks the service up, in place of what is held. False: there is none that takes records. Calls foreign code.
+    // Looks the service up, in place of what is held. False: there is none that takes records, or it is known to hang.
+    // Calls foreign code.
     bool Find() noexcept;
 
     // Gives the interfaces up without releasing them: a last release may have to wait for the service's process, which
@@ -36,6 +40,9 @@ public:
     [[nodiscard]] ITKRuntimeLoggerQuestion* Questioner() const noexcept { return m_questioner.Get(); }
     [[nodiscard]] ITKRuntimeLoggerDump* DumpWriter() const noexcept { return m_dumpWriter.Get(); }
 
+    // The short way to it. Null: there is none.
+    [[nodiscard]] const std::shared_ptr<CRecordChannel>& Channel() const noexcept { return m_channel; }
+
     // Calls go to another process or apartment, which may keep the caller waiting.
     [[nodiscard]] bool IsProxy() const noexcept { return m_isProxy; }
 
@@ -45,6 +52,7 @@ private:
     Microsoft::WRL::ComPtr<ITKRuntimeLogger> m_logger;
     Microsoft::WRL::ComPtr<ITKRuntimeLoggerQuestion> m_questioner;
     Microsoft::WRL::ComPtr<ITKRuntimeLoggerDump> m_dumpWriter;
+    std::shared_ptr<CRecordChannel> m_channel;
     bool m_isProxy = false;
 };
 

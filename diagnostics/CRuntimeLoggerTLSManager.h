@@ -21,7 +21,8 @@ public:
     CRuntimeLoggerTLSManager& operator=(const CRuntimeLoggerTLSManager&) = delete;
     ~CRuntimeLoggerTLSManager();
 
-    // The calling thread's front end, made at its first call; null when the thread found no logger then.
+    // The calling thread's front end, made at its first call; null when the thread found no logger then, or has
+    // lost the only one.
     [[nodiscard]] ITKRuntimeLoggerAPI* FrontEnd() noexcept;
 
 private:

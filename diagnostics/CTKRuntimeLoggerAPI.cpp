@@ -37,6 +37,9 @@ CTKRuntimeLoggerAPI::CTKRuntimeLoggerAPI(ITKRuntimeLogger* fallback) noexcept
 
 template <class Call>
 bool CTKRuntimeLoggerAPI::CallService(const Call& call) noexcept {
+    // A call must not overtake what went through the channel.
+    if (m_usesService && m_service.Channel() && !Judge(m_service.Channel()->AwaitTaken()))
+        return false;
     const auto isDelivered = [&] { return !IsLostConnection(base::ComBoundary([&] { return call(m_service); })); };
     if (!HasService())
         return false;
@@ -62,6 +65,28 @@ void CTKRuntimeLoggerAPI::Deliver(const Call& call) noexcept {
     };
     if (!CallService(callTimed) && m_fallback)
         base::RunQuietly([&] { static_cast<void>(call(*m_fallback)); });
+}
+
+bool CTKRuntimeLoggerAPI::Write(const RecordRing::RecordHead& head, const wchar_t* category, const wchar_t* file,
+                                const wchar_t* function, const wchar_t* message) noexcept {
+    // Twice at most: to the service that was there, and to the one that has taken its place.
+    for (int attempt = 0; attempt < 2 && m_usesService && m_service.Channel(); ++attempt) {
+        const std::shared_ptr<CRecordChannel> channel = m_service.Channel();
+        const CRecordChannel::Result result = channel->Write(head, category, file, function, message);
+        if (result == CRecordChannel::Result::Done)
+            return true;
+        if (result == CRecordChannel::Result::TooBig || !Judge(result))
+            return false;
+    }
+    return false;
+}
+
+bool CTKRuntimeLoggerAPI::Judge(CRecordChannel::Result result) noexcept {
+    if (result == CRecordChannel::Result::Gone)
+        return FindServiceAgain();
+    if (result == CRecordChannel::Result::Hangs)
+        EndUse();
+    return m_usesService;
 }
 
 bool CTKRuntimeLoggerAPI::HasService() noexcept {
@@ -97,6 +122,14 @@ void CTKRuntimeLoggerAPI::Log(LONG severity, const wchar_t* category, const wcha
                               const wchar_t* function, const wchar_t* message) {
     if (!HasLogger())
         return;
+    RecordRing::RecordHead head{};
+    head.kind = RecordRing::Log;
+    head.severity = severity;
+    head.processId = m_processId;
+    head.threadId = m_threadId;
+    head.line = line;
+    if (Write(head, category, file, function, message))
+        return;
     const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
     Deliver([&](ITKRuntimeLogger& logger) {
         return logger.Log(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
@@ -109,6 +142,18 @@ void CTKRuntimeLoggerAPI::LogProfile(LONG severity, const wchar_t* category, con
                                      double firstDuration, double maximumDuration, double totalDuration) {
     if (!HasLogger())
         return;
+    RecordRing::RecordHead head{};
+    head.kind = RecordRing::Profile;
+    head.severity = severity;
+    head.processId = m_processId;
+    head.line = line;
+    head.count[0] = static_cast<ULONG>(count);
+    head.count[1] = static_cast<ULONG>(count >> 32);
+    head.first = firstDuration;
+    head.maximum = maximumDuration;
+    head.total = totalDuration;
+    if (Write(head, category, file, function, message))
+        return;
     const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
     Deliver([&](ITKRuntimeLogger& logger) {
         return logger.LogProfile(severity, categoryText.Get(), m_processId, fileText.Get(), line, functionText.Get(),
@@ -120,6 +165,16 @@ void CTKRuntimeLoggerAPI::LogExplicit(LONG severity, const wchar_t* category, UL
                                       const wchar_t* file, LONG line, ULONG value3, const wchar_t* function,
                                       const wchar_t* message, BYTE flag) {
     if (!HasLogger())
+        return;
+    RecordRing::RecordHead head{};
+    head.kind = RecordRing::Explicit;
+    head.severity = severity;
+    head.processId = value1;
+    head.threadId = value2;
+    head.line = line;
+    head.value = value3;
+    head.flag = flag != 0;
+    if (Write(head, category, file, function, message))
         return;
     const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
     Deliver([&](ITKRuntimeLogger& logger) {

@@ -14,6 +14,11 @@
 // of this process is slow where the process is, under a debugger say, and its calls are its user's own affair. Who
 // stops a *service* in a debugger must expect that its writers leave. Time in which the machine slept doesn't count.
 // Every other failure of a call is ignored.
+//
+// A service in another process may offer a channel (CRecordChannel.h), on which records go without calls. The rules are
+// the same: a channel whose service has ended is a lost connection, one that stays full for a second is a slow call
+// (but here the record was not delivered, and goes to the file). A thread in no apartment logs on. Questions, dumps and
+// records too big for the channel are calls, which wait until the service has taken what was written before.
 #pragma once
 
 #include "TKRuntimeLogger.h"
@@ -65,7 +70,12 @@ private:
     // and may be called a second time, when the first call was lost. False: no service has taken the call.
     template <class Call>
     [[nodiscard]] bool CallService(const Call& call) noexcept;
-    // The same for a record, whose call must end in a second, and which goes to the fallback if need be.
+    // Puts a record into the channel. False: it must take the other way, be it a call or the file.
+    [[nodiscard]] bool Write(const RecordRing::RecordHead& head, const wchar_t* category, const wchar_t* file,
+                             const wchar_t* function, const wchar_t* message) noexcept;
+    // What a channel's result says about the service. False: it can't be called.
+    bool Judge(CRecordChannel::Result result) noexcept;
+    // The same as CallService for a record, whose call must end in a second, and which goes to the fallback if need be.
     template <class Call>
     void Deliver(const Call& call) noexcept;
 

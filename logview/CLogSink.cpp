@@ -58,6 +58,8 @@ STDMETHODIMP CLogSink::QueryInterface(REFIID iid, void** object) noexcept {
         *object = static_cast<ITKRuntimeLoggerQuestion*>(this);
     else if (iid == __uuidof(ITKRuntimeLoggerDump) && m_services.dump)
         *object = static_cast<ITKRuntimeLoggerDump*>(this);
+    else if (iid == __uuidof(ITKRuntimeLoggerChannel) && m_services.openChannel)
+        *object = static_cast<ITKRuntimeLoggerChannel*>(this);
     else
         return E_NOINTERFACE;
     AddRef();
@@ -144,6 +146,17 @@ STDMETHODIMP CLogSink::LogWithDump(LONG severity, BSTR category, ULONG processId
     return WhileOpen([&]() -> HRESULT {
         return m_services.dump(RecordOf(severity, category, processId, threadId, file, line, function, message));
     });
+}
+
+STDMETHODIMP CLogSink::GetServiceProcess(ULONG* processId) noexcept {
+    if (!processId)
+        return E_POINTER;
+    *processId = ::GetCurrentProcessId();
+    return S_OK;
+}
+
+STDMETHODIMP CLogSink::OpenChannel(ULONG processId, BSTR sectionName) noexcept {
+    return base::ComBoundary([&]() -> HRESULT { return m_services.openChannel(processId, TextOf(sectionName)); });
 }
 
 }  // namespace logview

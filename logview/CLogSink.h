@@ -24,13 +24,18 @@ struct Question {
     LONG defaultAnswer = 0;
 };
 
-class CLogSink final : public ITKRuntimeLogger, public ITKRuntimeLoggerQuestion, public ITKRuntimeLoggerDump {
+class CLogSink final : public ITKRuntimeLogger,
+                       public ITKRuntimeLoggerQuestion,
+                       public ITKRuntimeLoggerDump,
+                       public ITKRuntimeLoggerChannel {
 public:
     // What only some logs can do. Each is called on the writer's thread, and what it throws counts as a failure.
     // Without it, its interface isn't offered.
     struct Services {
         std::function<LONG(const Question&)> ask;
         std::function<HRESULT(const LogRecord&)> dump;  // writes a dump of record.processId
+        // Takes what a process, by its id, writes into the section of that name; for writers of other processes alone.
+        std::function<HRESULT(ULONG, const std::wstring&)> openChannel;
     };
 
     [[nodiscard]] static HRESULT Create(std::shared_ptr<CRecordQueue> queue, Services services,
@@ -64,6 +69,10 @@ public:
     // ITKRuntimeLoggerDump. A failure: no dump was made, and nothing was logged.
     STDMETHODIMP LogWithDump(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
                              BSTR function, BSTR message) noexcept override;
+
+    // ITKRuntimeLoggerChannel. OpenChannel fails as the service does.
+    STDMETHODIMP GetServiceProcess(ULONG* processId) noexcept override;
+    STDMETHODIMP OpenChannel(ULONG processId, BSTR sectionName) noexcept override;
 
 private:
     CLogSink(std::shared_ptr<CRecordQueue> queue, Services services) noexcept;

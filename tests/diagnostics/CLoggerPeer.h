@@ -3,7 +3,9 @@
 //   CLoggerPeer peer(L"serve");  // published by now
 //
 // The service counts records and answers the question "count" with their number. It obeys the messages "slow", which
-// takes it 1.2 s, and "die", also as a question.
+// takes it 1.2 s, and "die", also as a question. With "serve-channel" it offers a channel, and answers "wrong" with the
+// number of records that came out of order or were lost, if the n-th of each thread has line n. "write N T" writes N
+// records from each of T threads, is ready then, and ends without another word.
 #pragma once
 
 #include "base/CAutoDestructor.h"

@@ -152,29 +152,37 @@ private:
     std::vector<LoggedProfile> m_profiles;
 };
 
+// An object in the Running Object Table as the logger, for as long as this lives.
+class CPublication final {
+public:
+    explicit CPublication(IUnknown* logger) {
+        Microsoft::WRL::ComPtr<IMoniker> moniker;
+        EXPECT_EQ(S_OK, ::GetRunningObjectTable(0, &m_table));
+        EXPECT_EQ(S_OK, ::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker));
+        EXPECT_HRESULT_SUCCEEDED(
+            m_table->Register(ROTFLAGS_REGISTRATIONKEEPSALIVE, logger, moniker.Get(), &m_registration));
+    }
+    CPublication(const CPublication&) = delete;
+    CPublication& operator=(const CPublication&) = delete;
+    ~CPublication() { m_table->Revoke(m_registration); }
+
+private:
+    Microsoft::WRL::ComPtr<IRunningObjectTable> m_table;
+    DWORD m_registration = 0;
+};
+
 // Publishes a logger for as long as it lives. Enters the multithreaded apartment on its thread for that time.
 class CPublishedLogger final {
 public:
     explicit CPublishedLogger(Microsoft::WRL::ComPtr<CRecordingLogger> logger = CRecordingLogger::Create())
-        : m_logger(std::move(logger)) {
-        Microsoft::WRL::ComPtr<IMoniker> moniker;
-        EXPECT_EQ(S_OK, ::GetRunningObjectTable(0, &m_table));
-        EXPECT_EQ(S_OK, ::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker));
-        EXPECT_HRESULT_SUCCEEDED(m_table->Register(ROTFLAGS_REGISTRATIONKEEPSALIVE,
-                                                   static_cast<ITKRuntimeLogger*>(m_logger.Get()), moniker.Get(),
-                                                   &m_registration));
-    }
-    CPublishedLogger(const CPublishedLogger&) = delete;
-    CPublishedLogger& operator=(const CPublishedLogger&) = delete;
-    ~CPublishedLogger() { m_table->Revoke(m_registration); }
+        : m_logger(std::move(logger)), m_publication(static_cast<ITKRuntimeLogger*>(m_logger.Get())) {}
 
     CRecordingLogger* operator->() const { return m_logger.Get(); }
 
 private:
     const CTestApartment m_apartment{COINIT_MULTITHREADED};
     const Microsoft::WRL::ComPtr<CRecordingLogger> m_logger;
-    Microsoft::WRL::ComPtr<IRunningObjectTable> m_table;
-    DWORD m_registration = 0;
+    const CPublication m_publication;
 };
 
 // Runs `body` on a thread of its own in the multithreaded apartment, waits for it, and passes on what it throws.

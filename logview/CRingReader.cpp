@@ -1,0 +1,155 @@
+#include "logview/CRingReader.h"
+
+#include "TKRuntimeLogger.h"
+#include "base/ComBoundary.h"
+
+#include <algorithm>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+namespace logview {
+
+namespace RecordRing = TKRuntimeLogger::RecordRing;
+
+namespace {
+
+// A record that says it is older than this wasn't kept waiting by us.
+constexpr ULONGLONG kOldest = 60ull * 10'000'000;
+
+ULONGLONG Now() noexcept {
+    FILETIME now{};
+    ::GetSystemTimeAsFileTime(&now);
+    return (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
+}
+
+ULONGLONG Number(const std::uint32_t (&halves)[2]) noexcept {
+    return (ULONGLONG{halves[1]} << 32) | halves[0];
+}
+
+// The bytes from `memory` on that are there for good: 0 if any part may be missing.
+std::size_t SizeOfView(const void* memory) noexcept {
+    MEMORY_BASIC_INFORMATION region{};
+    if (::VirtualQuery(memory, &region, sizeof region) == 0 || region.State != MEM_COMMIT ||
+        region.AllocationBase != memory)
+        return 0;
+    return region.RegionSize;
+}
+
+Arrival ArrivalOf(const RecordRing::CReader::CRecord& taken, ULONGLONG now) {
+    const RecordRing::RecordHead& head = taken.Head();
+    std::wstring texts[RecordRing::kTexts];
+    for (std::size_t i = 0; i < RecordRing::kTexts; ++i) {
+        texts[i].resize(taken.Length(i));
+        taken.CopyText(i, texts[i].data());
+    }
+    auto& [category, file, function, message] = texts;
+    Arrival arrival;
+    arrival.time = Number(head.time);
+    if (arrival.time > now || now - arrival.time > kOldest)
+        arrival.time = now;
+    if (head.kind == RecordRing::Profile) {
+        arrival.record = ProfileRecord{head.severity, std::move(category), head.processId,     std::move(file),
+                                       head.line,     std::move(function), std::move(message), Number(head.count),
+                                       head.first,    head.maximum,        head.total};
+        return arrival;
+    }
+    LogRecord record{head.severity,       std::move(category), head.processId,
+                     head.threadId,       std::move(file),     head.line,
+                     std::move(function), std::move(message),  {}};
+    if (head.kind == RecordRing::Explicit)
+        record.explicitValues = {head.value, head.flag != 0};
+    arrival.record = std::move(record);
+    return arrival;
+}
+
+}  // namespace
+
+HRESULT CRingReader::Open(ULONG processId, const std::wstring& name) noexcept {
+    // No other section: looking at one writes into it.
+    constexpr std::wstring_view kPrefix = kTKRuntimeLoggerSectionPrefix;
+    if (!name.starts_with(kPrefix) || name.find(L'\\', kPrefix.size()) != name.npos)
+        return E_INVALIDARG;
+    m_process.Reset(::OpenProcess(SYNCHRONIZE, FALSE, processId));
+    if (!m_process)
+        return HRESULT_FROM_WIN32(::GetLastError());
+    constexpr DWORD kAccess = FILE_MAP_READ | FILE_MAP_WRITE;
+    const base::CAutoHandle section(::OpenFileMappingW(kAccess, FALSE, name.c_str()));
+    m_memory = section ? ::MapViewOfFile(section.Get(), kAccess, 0, 0, 0) : nullptr;
+    if (!m_memory)
+        return HRESULT_FROM_WIN32(::GetLastError());
+    const std::size_t bytes = SizeOfView(m_memory);
+    if (!RecordRing::CReader::IsRing(m_memory, bytes))
+        return E_INVALIDARG;
+    m_ring.emplace(m_memory, bytes);
+    return S_OK;
+}
+
+CRingReader::~CRingReader() {
+    if (m_ring) {
+        m_ring->Close();
+        Take(Now());
+        m_ring.reset();
+    }
+    if (m_memory)
+        ::UnmapViewOfFile(m_memory);
+}
+
+bool CRingReader::Poll() noexcept {
+    // In this order: what comes before an end is taken after it was seen.
+    const bool hasEnded = m_ring->IsWriterClosed() || ::WaitForSingleObject(m_process.Get(), 0) == WAIT_OBJECT_0;
+    return Take(Now()) && !hasEnded;
+}
+
+bool CRingReader::Take(ULONGLONG now) noexcept {
+    if (m_isBroken)
+        return false;
+    const auto take = [&](const RecordRing::CReader::CRecord& taken) noexcept {
+        try {
+            m_queue->Put(ArrivalOf(taken, now));
+        } catch (...) {
+            m_queue->AddLost(1);
+        }
+    };
+    m_isBroken = !m_ring->ReadAll(::GetTickCount(), take);
+    if (m_isBroken)
+        m_queue->AddLost(1);
+    return !m_isBroken;
+}
+
+HRESULT CRingReaders::Open(ULONG processId, const std::wstring& name) noexcept {
+    return base::ComBoundary([&]() -> HRESULT {
+        auto reader = std::make_unique<CRingReader>(m_queue);
+        if (const HRESULT hr = reader->Open(processId, name); FAILED(hr))
+            return hr;
+        const std::lock_guard lock(m_lock);
+        if (m_count >= kMost)
+            return E_OUTOFMEMORY;
+        m_new.push_back(std::move(reader));
+        ++m_count;
+        return S_OK;
+    });
+}
+
+void CRingReaders::Poll() noexcept {
+    std::vector<std::unique_ptr<CRingReader>> come;
+    {
+        const std::lock_guard lock(m_lock);
+        come.swap(m_new);
+    }
+    base::RunQuietly([&] {
+        for (auto& reader : come)
+            m_readers.push_back(std::move(reader));
+    });  // out of memory: what couldn't be kept is closed
+    const std::size_t before = m_readers.size() + std::ranges::count_if(come, [](const auto& left) { return !!left; });
+    std::erase_if(m_readers, [](const auto& reader) { return !reader->Poll(); });
+    const std::lock_guard lock(m_lock);
+    m_count -= before - m_readers.size();
+}
+
+std::size_t CRingReaders::Count() const noexcept {
+    const std::lock_guard lock(m_lock);
+    return m_count;
+}
+
+}  // namespace logview

@@ -1,0 +1,283 @@
+// The memory that writers and the service share, and a reader of it whose writer is hostile.
+#include "TKRuntimeLogger.h"
+#include "diagnostics/RecordRing.h"
+#include "logview/CRingReader.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+using namespace TKRuntimeLogger::RecordRing;
+
+namespace {
+
+constexpr std::uint32_t kCapacity = 4096;
+
+struct Memory {
+    alignas(64) std::byte bytes[sizeof(Header) + kCapacity]{};
+    std::byte guard[64]{};  // never written to
+
+    Header& Head() { return *reinterpret_cast<Header*>(bytes); }
+    ~Memory() {
+        for (const std::byte b : guard)
+            EXPECT_EQ(std::byte{0}, b);
+    }
+};
+
+CWriter::Result Write(CWriter& writer, std::int32_t line, std::u16string_view message) {
+    RecordHead head{};
+    head.kind = Log;
+    head.line = line;
+    return writer.Write(head, {{u"c", 1}, {nullptr, 0}, {u"", 0}, {message.data(), std::uint32_t(message.size())}});
+}
+
+using Taken = std::vector<std::pair<std::int32_t, std::u16string>>;
+
+Taken ReadAll(CReader& reader, bool expected = true) {
+    Taken taken;
+    EXPECT_EQ(expected, reader.ReadAll(7, [&](const CReader::CRecord& record) {
+        std::u16string message(record.Length(3), u'\0');
+        record.CopyText(3, message.data());
+        taken.emplace_back(record.Head().line, message);
+    }));
+    return taken;
+}
+
+TEST(RecordRingTest, RecordsOfAllLengthsWrapAroundWhole) {
+    Memory memory;
+    CWriter writer(memory.bytes, kCapacity, 5);
+    EXPECT_EQ(5u, writer.HeartbeatMs());
+    CReader reader(memory.bytes, sizeof memory.bytes);
+    std::u16string message;
+    for (int i = 0; i < 1900; ++i) {
+        message += static_cast<char16_t>(u'a' + i % 26);
+        ASSERT_EQ(CWriter::Result::Written, Write(writer, i, message));
+        const std::uint32_t position = writer.Written();
+        EXPECT_FALSE(writer.IsTaken(position));
+        ASSERT_EQ((Taken{{i, message}}), ReadAll(reader));
+        EXPECT_TRUE(writer.IsTaken(position));
+    }
+    EXPECT_EQ(7u, writer.HeartbeatMs());
+    EXPECT_EQ(CWriter::Result::TooBig, Write(writer, 0, std::u16string(2010, u'x')));
+}
+
+TEST(RecordRingTest, AFullOneRefusesUntilItIsRead) {
+    Memory memory;
+    CWriter writer(memory.bytes, kCapacity, 0);
+    CReader reader(memory.bytes, sizeof memory.bytes);
+    for (int round = 0; round < 3; ++round) {
+        std::int32_t written = 0;
+        while (Write(writer, written, u"message") == CWriter::Result::Written)
+            ++written;
+        EXPECT_EQ(CWriter::Result::Full, Write(writer, 0, u"message"));
+        EXPECT_EQ(static_cast<std::size_t>(written), ReadAll(reader).size());
+        EXPECT_LT(30, written);
+    }
+}
+
+TEST(RecordRingTest, AWriterDoesNotBelieveAReader) {
+    Memory memory;
+    CWriter writer(memory.bytes, kCapacity, 0);
+    for (const std::uint32_t claim : {8u, 0x80000000u, 0xFFFFFFFFu - kCapacity}) {
+        memory.Head().taken = claim;
+        EXPECT_EQ(CWriter::Result::Broken, Write(writer, 0, u"message"));
+    }
+    memory.Head().taken = 0;
+    memory.Head().capacity = 1u << 31;
+    EXPECT_EQ(CWriter::Result::Written, Write(writer, 0, u"message"));
+}
+
+TEST(RecordRingTest, AReaderTakesNoRingForOneThatIsNone) {
+    Memory memory;
+    EXPECT_FALSE(CReader::IsRing(memory.bytes, sizeof memory.bytes)) << "zeros";
+    const CWriter writer(memory.bytes, kCapacity, 0);
+    EXPECT_TRUE(CReader::IsRing(memory.bytes, sizeof memory.bytes));
+    EXPECT_FALSE(CReader::IsRing(memory.bytes, sizeof(Header) - 1));
+    EXPECT_FALSE(CReader::IsRing(memory.bytes, sizeof memory.bytes - 1));
+    for (const std::uint32_t capacity : {0u, 1u, 4095u, 8192u, 0x80000000u, 0xFFFFFFFFu}) {
+        memory.Head().capacity = capacity;
+        EXPECT_FALSE(CReader::IsRing(memory.bytes, sizeof memory.bytes)) << capacity;
+        CReader reader(memory.bytes, sizeof memory.bytes);
+        memory.Head().written = 88;
+        EXPECT_EQ(Taken{}, ReadAll(reader, false));
+    }
+}
+
+TEST(RecordRingTest, AReaderBelievesNoField) {
+    const auto expectRefused = [](auto&& spoil) {
+        Memory memory;
+        CWriter writer(memory.bytes, kCapacity, 0);
+        CReader reader(memory.bytes, sizeof memory.bytes);
+        ASSERT_EQ(CWriter::Result::Written, Write(writer, 0, u"message"));
+        spoil(memory.Head(), *reinterpret_cast<RecordHead*>(memory.bytes + sizeof(Header)));
+        EXPECT_EQ(Taken{}, ReadAll(reader, false));
+    };
+    for (const std::uint32_t bytes : {0u, 8u, 80u, 88u, 103u, 112u, 4096u, 0xFFFFFFF8u})
+        expectRefused([=](Header&, RecordHead& head) { head.bytes = bytes; });
+    for (const std::uint32_t kind : {0u, 4u, 0xFFFFFFFFu})
+        expectRefused([=](Header&, RecordHead& head) { head.kind = kind; });
+    for (const std::uint32_t length : {16u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu}) {
+        for (std::size_t i = 0; i < kTexts; ++i)
+            expectRefused([=](Header&, RecordHead& head) { head.lengths[i] = length; });
+        expectRefused([=](Header&, RecordHead& head) { std::fill_n(head.lengths, kTexts, length); });
+    }
+    for (const std::uint32_t written : {8u, 87u, kCapacity + 8, 0xFFFFFFFFu})
+        expectRefused([=](Header& header, RecordHead&) { header.written = written; });
+}
+
+TEST(RecordRingTest, AnyBytesAreReadToAnEnd) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 20'000; ++round) {
+        Memory memory;
+        const CWriter writer(memory.bytes, kCapacity, 0);
+        CReader reader(memory.bytes, sizeof memory.bytes);
+        auto* const words = reinterpret_cast<std::uint32_t*>(memory.bytes + sizeof(Header));
+        for (std::uint32_t at = 0; at < kCapacity / 4;) {
+            words[at] = 88 + random() % 6 * 8;  // often right
+            words[at + 1] = random() % 4;
+            for (std::uint32_t i = 18; i < 22 && at + i < kCapacity / 4; ++i)
+                words[at + i] = random() % 16 ? random() % 5 : random();
+            at += std::max(24u, words[at] / 4);
+            if (at + 2 > kCapacity / 4)
+                break;
+        }
+        memory.Head().written = random() % (kCapacity + 100);
+        std::size_t taken = 0;
+        static_cast<void>(reader.ReadAll(0, [&](const CReader::CRecord& record) {
+            std::u16string text;
+            for (std::size_t i = 0; i < kTexts; ++i) {
+                text.resize(record.Length(i));
+                record.CopyText(i, text.data());
+            }
+            ++taken;
+        }));
+        ASSERT_GE(kCapacity / sizeof(RecordHead), taken);
+    }
+}
+
+TEST(RecordRingTest, AWriterAndAReaderAtOnce) {
+    constexpr int kRecords = 100'000;
+    Memory memory;
+    CWriter writer(memory.bytes, kCapacity, 0);
+    CReader reader(memory.bytes, sizeof memory.bytes);
+    std::jthread writing([&] {
+        for (int i = 0; i < kRecords; ++i) {
+            while (Write(writer, i, std::u16string(i % 99, static_cast<char16_t>(i))) == CWriter::Result::Full)
+                std::this_thread::yield();
+        }
+    });
+    for (int expected = 0; expected < kRecords;) {
+        for (const auto& [line, message] : ReadAll(reader)) {
+            ASSERT_EQ(expected, line);
+            ASSERT_EQ(std::u16string(expected % 99, static_cast<char16_t>(expected)), message);
+            ++expected;
+        }
+        std::this_thread::yield();
+    }
+}
+
+struct RingReaderTest : ::testing::Test {
+    std::shared_ptr<logview::CRecordQueue> queue = std::make_shared<logview::CRecordQueue>(1000, 1 << 20);
+    logview::CRingReaders readers{queue};
+    const DWORD process = ::GetCurrentProcessId();
+
+    // A section as a writer makes it.
+    struct Section {
+        explicit Section(const std::wstring& name, DWORD kind = PAGE_READWRITE)
+            : handle(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, kind, 0, sizeof(Header) + kCapacity,
+                                          name.c_str())),
+              memory(::MapViewOfFile(handle.Get(), FILE_MAP_WRITE, 0, 0, 0)) {}
+        ~Section() { ::UnmapViewOfFile(memory); }
+        base::CAutoHandle handle;
+        void* memory;
+    };
+    static std::wstring Name(const wchar_t* end) { return kTKRuntimeLoggerSectionPrefix + std::wstring(end); }
+};
+
+TEST_F(RingReaderTest, EveryKindArrivesAsItWasWritten) {
+    const Section section(Name(L"1"));
+    CWriter writer(section.memory, kCapacity, 0);
+    ASSERT_EQ(S_OK, readers.Open(process, Name(L"1")));
+    RecordHead head{};
+    head.kind = Log;
+    head.severity = -7;
+    head.processId = 2;
+    head.threadId = 3;
+    head.line = -4;
+    head.value = 5;
+    head.flag = 1;
+    head.count[0] = 6;
+    head.count[1] = 1;
+    head.first = 0.25;
+    head.maximum = 0.5;
+    head.total = 0.75;
+    const Text texts[] = {{L"cat", 3}, {nullptr, 0}, {L"", 0}, {L"a\0b", 3}};
+    for (const Kind kind : {Log, Profile, Explicit}) {
+        head.kind = kind;
+        EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
+    }
+    readers.Poll();
+    const auto taken = queue->Take(0);
+    ASSERT_EQ(3u, taken.size());
+    const auto& log = std::get<logview::LogRecord>(taken[0].record);
+    EXPECT_EQ((std::tuple{-7l, L"cat", 2ul, 3ul, L"", -4l, L"", std::wstring(L"a\0b", 3)}),
+              (std::tuple{log.severity, log.category.c_str() == std::wstring(L"cat") ? L"cat" : L"?", log.processId,
+                          log.threadId, log.file.empty() ? L"" : L"?", log.line, L"", log.message}));
+    EXPECT_FALSE(log.explicitValues);
+    const auto& profile = std::get<logview::ProfileRecord>(taken[1].record);
+    EXPECT_EQ(0x100000006u, profile.count);
+    EXPECT_EQ(0.25, profile.firstDuration);
+    EXPECT_EQ(0.5, profile.maximumDuration);
+    EXPECT_EQ(0.75, profile.totalDuration);
+    const auto& flagged = std::get<logview::LogRecord>(taken[2].record);
+    ASSERT_TRUE(flagged.explicitValues);
+    EXPECT_EQ(5u, flagged.explicitValues->value);
+    EXPECT_TRUE(flagged.explicitValues->flag);
+    FILETIME now{};
+    ::GetSystemTimeAsFileTime(&now);
+    EXPECT_GE(now.dwHighDateTime, taken[0].time >> 32) << "a time that can't be is now";
+    EXPECT_NE(0u, taken[0].time);
+}
+
+TEST_F(RingReaderTest, OnlyChannelsAreOpened) {
+    const Section other(L"Local\\Other"), ring(Name(L"2"));
+    EXPECT_EQ(E_INVALIDARG, readers.Open(process, L"Local\\Other"));
+    EXPECT_EQ(E_INVALIDARG, readers.Open(process, Name(L"2\\x")));
+    EXPECT_EQ(E_INVALIDARG, readers.Open(process, L""));
+    EXPECT_EQ(E_INVALIDARG, readers.Open(process, Name(L"2"))) << "zeros";
+    EXPECT_HRESULT_FAILED(readers.Open(process, Name(L"none")));
+    const CWriter writer(ring.memory, kCapacity, 0);
+    EXPECT_HRESULT_FAILED(readers.Open(3, Name(L"2"))) << "no process";
+    const Section reserved(Name(L"3"), PAGE_READWRITE | SEC_RESERVE);
+    EXPECT_EQ(E_INVALIDARG, readers.Open(process, Name(L"3"))) << "not all of it is there";
+    EXPECT_EQ(0u, readers.Count());
+    EXPECT_EQ(S_OK, readers.Open(process, Name(L"2")));
+    EXPECT_EQ(1u, readers.Count());
+}
+
+TEST_F(RingReaderTest, AWriterThatClosesOrWritesNonsenseIsForgotten) {
+    {
+        const Section closed(Name(L"4")), broken(Name(L"5"));
+        CWriter writer(closed.memory, kCapacity, 0);
+        const CWriter other(broken.memory, kCapacity, 0);
+        ASSERT_EQ(S_OK, readers.Open(process, Name(L"4")));
+        ASSERT_EQ(S_OK, readers.Open(process, Name(L"5")));
+        readers.Poll();
+        EXPECT_EQ(2u, readers.Count());
+        static_cast<Header*>(broken.memory)->written = 8;
+        EXPECT_EQ(CWriter::Result::Written, Write(writer, 1, u"last"));
+        writer.Close();
+        readers.Poll();
+        EXPECT_TRUE(other.IsReaderClosed());
+    }
+    EXPECT_EQ(0u, readers.Count());
+    EXPECT_EQ(1u, queue->Take(0).size());
+    EXPECT_EQ(1u, queue->Lost());
+}
+
+}  // namespace
