@@ -2,6 +2,7 @@
 
 #include "base/FormatText.h"
 #include "logservice/Dump.h"
+#include "logview/CRingReader.h"
 #include "threading/CCallQueue.h"
 
 #include <objbase.h>
@@ -103,6 +104,42 @@ private:
     threading::CCallQueue m_worker{"Dumps", COINIT_MULTITHREADED};
 };
 
+// Looks into the channels of writers, on a thread that nothing else holds up.
+class CService::CChannels final {
+public:
+    explicit CChannels(std::shared_ptr<logview::CRecordQueue> records)
+        : m_state(std::make_shared<State>(std::move(records))) {
+        if (m_thread.Post([state = m_state] { state->Run(); }) == 0)
+            throw std::bad_alloc();
+    }
+    // What is in the channels is taken, and their writers are told that nothing more will be.
+    ~CChannels() {
+        ::SetEvent(m_state->ending.Get());
+        m_thread.Stop(threading::Rest::Drain, kCallsEndMs);
+    }
+
+    HRESULT Open(ULONG processId, const std::wstring& name) noexcept { return m_state->readers->Open(processId, name); }
+
+private:
+    struct State {
+        explicit State(std::shared_ptr<logview::CRecordQueue> records)
+            : readers(std::make_unique<logview::CRingReaders>(std::move(records))) {}
+        void Run() noexcept {
+            while (::WaitForSingleObject(ending.Get(), kLookEveryMs) == WAIT_TIMEOUT)
+                readers->Poll();
+            readers.reset();
+        }
+
+        const base::CAutoHandle ending{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+        std::unique_ptr<logview::CRingReaders> readers;
+    };
+
+    static constexpr DWORD kLookEveryMs = 25;
+
+    const std::shared_ptr<State> m_state;
+    threading::CCallQueue m_thread{"Channels", COINIT_MULTITHREADED};
+};
+
 HRESULT CService::TakeTurn() {
     // Whoever owns it serves; one that was killed has given it up.
     m_turn.Reset(::CreateMutexW(nullptr, FALSE, kTurn));
@@ -125,6 +162,11 @@ HRESULT CService::Start() {
         const auto dumps = std::make_shared<CDumps>(m_dumpFolder, m_records);
         services.dump = [dumps](const logview::LogRecord& record) { return dumps->Make(record); };
     }
+    m_channels = std::make_shared<CChannels>(m_records);
+    services.openChannel = [channels = std::weak_ptr(m_channels)](ULONG process, const std::wstring& name) {
+        const auto open = channels.lock();
+        return open ? open->Open(process, name) : RPC_E_DISCONNECTED;
+    };
     if (const HRESULT hr = logview::CLogSink::Create(m_records, std::move(services), &m_sink); FAILED(hr))
         return hr;
     return m_publication->Publish(*static_cast<ITKRuntimeLogger*>(m_sink.Get()));
@@ -136,6 +178,7 @@ void CService::Stop() noexcept {
     if (!m_sink)
         return;
     m_sink->Close(kCallsEndMs);
+    m_channels.reset();
     ::CoDisconnectObject(static_cast<ITKRuntimeLogger*>(m_sink.Get()), 0);
     m_sink.Reset();
 }

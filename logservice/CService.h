@@ -35,6 +35,7 @@ public:
 
 private:
     class CDumps;
+    class CChannels;
 
     [[nodiscard]] HRESULT TakeTurn();
 
@@ -42,6 +43,7 @@ private:
     const std::shared_ptr<CQuestions> m_questions;
     const std::wstring m_dumpFolder;
     base::CAutoHandle m_turn;  // a mutex that the one service of the session owns
+    std::shared_ptr<CChannels> m_channels;
     Microsoft::WRL::ComPtr<logview::CLogSink> m_sink;
     std::unique_ptr<CPublication> m_publication;
 };

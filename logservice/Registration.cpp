@@ -26,6 +26,7 @@ constexpr struct {
     {L"{14AB8D36-E802-4597-A36E-50157516D2E1}", L"ITKRuntimeLogger"},
     {L"{BEE42572-D519-4DEC-9A1C-26B186DE29B1}", L"ITKRuntimeLoggerQuestion"},
     {L"{75C3C29B-8990-41F2-904B-8C5A4178CE42}", L"ITKRuntimeLoggerDump"},
+    {L"{5D4F6E1C-0B57-4C39-9E8A-6C2B7A91D3F4}", L"ITKRuntimeLoggerChannel"},
 };
 
 std::wstring InterfaceKey(const wchar_t* id) {

@@ -156,7 +156,7 @@ STDMETHODIMP CLogSink::GetServiceProcess(ULONG* processId) noexcept {
 }
 
 STDMETHODIMP CLogSink::OpenChannel(ULONG processId, BSTR sectionName) noexcept {
-    return base::ComBoundary([&]() -> HRESULT { return m_services.openChannel(processId, TextOf(sectionName)); });
+    return WhileOpen([&]() -> HRESULT { return m_services.openChannel(processId, TextOf(sectionName)); });
 }
 
 }  // namespace logview

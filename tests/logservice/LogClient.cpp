@@ -2,6 +2,7 @@
 //
 //   log_client mta|sta every            each method once; the question's answer is printed
 //   log_client mta|sta flood N          N records, numbered from 0, severity 1; how many were taken is printed
+//   log_client mta|sta front N          the same through the front end of the filter and its kin
 //   log_client mta|sta odd              records that are awkward to show
 //   log_client mta|sta dump             one dump
 //
@@ -9,6 +10,7 @@
 #include "TKRuntimeLogger.h"
 #include "base/CApartment.h"
 #include "base/CBstr.h"
+#include "diagnostics/TKRuntimeLoggerAPI.h"
 
 #include <objbase.h>
 #include <wrl/client.h>
@@ -77,6 +79,14 @@ void Dump(Client& client) {
                                        base::CBstr(L"crashed").Get()));
 }
 
+void Front(int records) {
+    static constexpr TKRuntimeLogger::LogSource kSource{L"TestClient", L"LogClient"};
+    const ULONGLONG begun = ::GetTickCount64();
+    for (int i = 0; i < records; ++i)
+        TK_LOG(kSource, 1, L"Front", L"%d", i);
+    std::printf("took %d ms\n", static_cast<int>(::GetTickCount64() - begun));
+}
+
 }  // namespace
 
 int main(int count, char** words) {
@@ -84,6 +94,10 @@ int main(int count, char** words) {
         return 2;
     const std::string_view apartmentName = words[1], what = words[2];
     const base::CApartment apartment(apartmentName == "sta" ? COINIT_APARTMENTTHREADED : COINIT_MULTITHREADED);
+    if (what == "front" && count == 4) {
+        Front(std::atoi(words[3]));
+        return 0;
+    }
     Client client;
     if (!client.Find()) {
         std::printf("no service\n");

@@ -210,6 +210,18 @@ TEST_F(RecordingServiceTest, HasAllThatWasTakenWhenTheServiceEnds) {
     EXPECT_EQ(std::stoll(out.substr(at + 6)), RecordsOf(RecordsIn(recording), client));
 }
 
+TEST_F(RecordingServiceTest, LacksNothingOfAWriterInAHurry) {
+    constexpr int kRecords = 200'000;
+    Start({L"--record", recording, L"--quiet"});
+    CProgram client(ClientProgram(), {L"mta", L"front", std::to_wstring(kRecords)});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    const std::string out = client.Out();
+    ASSERT_TRUE(out.starts_with("took ")) << out;
+    EXPECT_LT(std::stoi(out.substr(5)), kRecords / 20) << "milliseconds: less than 20,000 records a second";
+    End();
+    EXPECT_EQ(kRecords, RecordsOf(RecordsIn(recording), client));
+}
+
 TEST_F(RecordingServiceTest, IsNotRecordedIntoItself) {
     Start({L"--record", recording});
     CProgram client(ClientProgram(), {L"mta", L"flood", L"10"});
