@@ -43,8 +43,8 @@ public:
     CLogSink(const CLogSink&) = delete;
     CLogSink& operator=(const CLogSink&) = delete;
 
-    // From now on every call answers RPC_E_DISCONNECTED, so that writers look for another log. Waits up to `limitMs` for
-    // calls under way: what came before is in the queue then.
+    // From now on every call answers RPC_E_DISCONNECTED, so that writers look for another log. Waits up to `limitMs`
+    // for calls under way: what came before is in the queue then.
     void Close(DWORD limitMs) noexcept;
 
     // IUnknown

@@ -17,8 +17,8 @@
 
 class CProgram final {
 public:
-    // Where its output goes in place of the file, and what it reads: inheritable handles, or null. With `in`, which is a
-    // console's, it shares this process's console; otherwise it has none.
+    // Where its output goes in place of the file, and what it reads: inheritable handles, or null. With `in`, which is
+    // a console's, it shares this process's console; otherwise it has none.
     explicit CProgram(const std::wstring& path, const std::vector<std::wstring>& arguments = {}, HANDLE out = nullptr,
                       HANDLE in = nullptr) {
         std::wstring line = L'"' + path + L'"';
@@ -32,8 +32,8 @@ public:
         startup.hStdOutput = out ? out : outFile.Get();
         startup.hStdError = errFile.Get();
         PROCESS_INFORMATION info{};
-        EXPECT_TRUE(::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, in ? 0 : DETACHED_PROCESS, nullptr, nullptr,
-                                     &startup, &info))
+        EXPECT_TRUE(::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, in ? 0 : DETACHED_PROCESS, nullptr,
+                                     nullptr, &startup, &info))
             << path << ::GetLastError();
         m_process.Reset(info.hProcess);
         m_id = info.dwProcessId;
