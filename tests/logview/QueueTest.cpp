@@ -134,7 +134,7 @@ TEST_F(LogSinkTest, AllThatWasTakenBeforeItsEndIsThere) {
     while (queue->Lost() == 0)
         std::this_thread::yield();
     sink->Close(60'000);
-    const std::size_t there = queue->Take(0).size() + queue->Lost();
+    const ULONGLONG there = queue->Take(0).size() + queue->Lost();
     for (std::thread& writer : writers)
         writer.join();
     EXPECT_EQ(taken, there);
