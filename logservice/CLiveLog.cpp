@@ -81,6 +81,7 @@ void CLiveLog::Shared::AskNext(logview::CConsoleView& view) {
             if (std::wstring wrong = ParseAnswer(*line, answer); !wrong.empty())
                 return wrong;
         }
+        asked = 0;  // the prompt is closed
         static_cast<void>(settings.questions->Answer(number, answer));
         return std::wstring();
     };

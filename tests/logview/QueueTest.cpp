@@ -96,7 +96,8 @@ TEST_F(LogSinkTest, OffersWhatItCanDoAndNoMore) {
     EXPECT_EQ(E_NOINTERFACE, sink.As(&questions));
     EXPECT_EQ(E_NOINTERFACE, sink.As(&dumps));
     Make({.ask = [](const Question& question) { return question.defaultAnswer + 1; },
-          .dump = [](const LogRecord&) -> HRESULT { throw 1; }});
+          .dump = [](const LogRecord&) -> HRESULT { throw 1; },
+          .openChannel = {}});
     ASSERT_EQ(S_OK, sink.As(&questions));
     ASSERT_EQ(S_OK, sink.As(&dumps));
     LONG answer = 0;
@@ -110,7 +111,9 @@ TEST_F(LogSinkTest, OffersWhatItCanDoAndNoMore) {
 }
 
 TEST_F(LogSinkTest, BehindItsEndEveryCallSaysSo) {
-    Make({.ask = [](const Question&) -> LONG { return 1; }, .dump = [](const LogRecord&) { return S_OK; }});
+    Make({.ask = [](const Question&) -> LONG { return 1; },
+          .dump = [](const LogRecord&) { return S_OK; },
+          .openChannel = {}});
     EXPECT_EQ(S_OK, Log(text));
     sink->Close(0);
     EXPECT_EQ(RPC_E_DISCONNECTED, Log(text));
