@@ -2,9 +2,9 @@
 // on the way: a record costs its copying.
 //
 // The layout is the contract between programs of both bitnesses, so all fields have fixed widths. A header, then
-// `capacity` bytes, a power of two, used as a ring. Positions count bytes for ever, modulo 2^32. A record is a
-// RecordHead and its four texts behind each other in UTF-16 without zeros, filled up to a multiple of 8 bytes; it may
-// wrap around the end of the memory.
+// `capacity` bytes, a power of two up to kMostCapacity, used as a ring. Positions count bytes for ever, modulo 2^32. A
+// record is a RecordHead and its four texts behind each other in UTF-16 without zeros, filled up to a multiple of 8
+// bytes; it may wrap around the end of the memory.
 //
 // Each side keeps its own position and capacity to itself and takes the other's for a claim: whatever stands in the
 // shared memory, neither reads or writes outside of it. The reader copies a record's head before it looks at it.
@@ -24,6 +24,7 @@ inline constexpr std::uint32_t kMagic = 0x52474B54;  // "TKGR"
 inline constexpr std::uint32_t kVersion = 1;
 inline constexpr std::uint32_t kNullText = 0xFFFFFFFF;
 inline constexpr std::size_t kTexts = 4;  // category, file, function, message
+inline constexpr std::uint32_t kMostCapacity = 4 << 20;
 
 struct Header {
     std::uint32_t magic;
@@ -100,7 +101,9 @@ public:
                 Put(at, text.characters, text.length * 2);
         }
         m_written += head.bytes;
-        m_header.written.store(m_written, std::memory_order_release);
+        // Before the writer looks whether the reader is there, which first says that it goes and then looks here: one
+        // of the two sees the other.
+        m_header.written.store(m_written, std::memory_order_seq_cst);
         return Result::Written;
     }
 
@@ -183,7 +186,7 @@ public:
     template <class Take>
     [[nodiscard]] bool ReadAll(std::uint32_t nowMs, const Take& take) noexcept {
         m_header.heartbeatMs.store(nowMs, std::memory_order_relaxed);
-        std::uint32_t left = m_header.written.load(std::memory_order_acquire) - m_taken;
+        std::uint32_t left = m_header.written.load(std::memory_order_seq_cst) - m_taken;
         if (left > m_capacity)
             return false;
         while (left > 0) {
@@ -207,7 +210,8 @@ public:
 
 private:
     static bool IsCapacity(std::uint32_t capacity, std::size_t bytes) noexcept {
-        return capacity >= 4096 && (capacity & (capacity - 1)) == 0 && capacity <= bytes - sizeof(Header);
+        return capacity >= 4096 && capacity <= kMostCapacity && (capacity & (capacity - 1)) == 0 &&
+               capacity <= bytes - sizeof(Header);
     }
     static bool IsSound(const CRecord& record, std::uint32_t left) noexcept {
         const RecordHead& head = record.Head();

@@ -54,17 +54,28 @@ public:
         return Set(path, name, REG_DWORD, &number, sizeof number);
     }
 
+    // Each key is opened with the view by itself: in a 32-bit program, a call that opens a key below another one would
+    // look into the 32-bit view again.
+
     // Empty: there is none.
     [[nodiscard]] std::wstring Text(const std::wstring& path, const wchar_t* name = nullptr) const {
         wchar_t text[64]{};
         DWORD bytes = sizeof text;
-        const LSTATUS result =
-            ::RegGetValueW(m_classes.Get(), path.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &bytes);
+        base::CAutoRegistryKey key;
+        if (::RegOpenKeyExW(m_classes.Get(), path.c_str(), 0, KEY_READ | m_view, key.Put()) != ERROR_SUCCESS)
+            return {};
+        const LSTATUS result = ::RegGetValueW(key.Get(), nullptr, name, RRF_RT_REG_SZ, nullptr, text, &bytes);
         return result == ERROR_SUCCESS ? text : L"";
     }
 
     [[nodiscard]] LSTATUS Remove(const std::wstring& path) noexcept {
-        const LSTATUS result = ::RegDeleteTreeW(m_classes.Get(), path.c_str());
+        base::CAutoRegistryKey key;
+        LSTATUS result =
+            ::RegOpenKeyExW(m_classes.Get(), path.c_str(), 0, KEY_READ | KEY_WRITE | DELETE | m_view, key.Put());
+        if (result == ERROR_SUCCESS)
+            result = ::RegDeleteTreeW(key.Get(), nullptr);  // what is in it
+        if (result == ERROR_SUCCESS)
+            result = ::RegDeleteKeyExW(m_classes.Get(), path.c_str(), m_view, 0);
         return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
     }
 

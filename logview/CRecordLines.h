@@ -1,8 +1,7 @@
 // Records as lines for people, one line each whatever is in it:
 //
-//   03:37:26.123  ERROR  player.exe 1234/5678  TvFileSourceAsync  CReader::Open  ERROR: hr=0x80070002 (...), from call
-//   ... 03:37:26.124  ERROR  player.exe 1234/5678  TvFileSourceAsync  CReader::Open  └ CReader::Open failed on exit
-//   scope: ...
+//   03:37:26.123  ERROR  player.exe 1234/5678  TvFileSourceAsync  CReader::Open  ERROR: hr=0x80070002 (...)
+//   03:37:26.124  ERROR  player.exe 1234/5678  TvFileSourceAsync  CReader::Open  └ CReader::Open failed on exit scope
 //
 // Local time, severity, process with its id and the thread's, category, function, message. "-" is what isn't known. A
 // record that was logged with numbers in place of process and thread has these, its third number and its flag there:

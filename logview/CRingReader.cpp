@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <mutex>
-#include <string_view>
 #include <utility>
 
 namespace logview {
@@ -31,7 +30,7 @@ ULONGLONG Number(const std::uint32_t (&halves)[2]) noexcept {
 std::size_t SizeOfView(const void* memory) noexcept {
     MEMORY_BASIC_INFORMATION region{};
     if (::VirtualQuery(memory, &region, sizeof region) == 0 || region.State != MEM_COMMIT ||
-        region.AllocationBase != memory)
+        region.Type != MEM_MAPPED || region.AllocationBase != memory)
         return 0;
     return region.RegionSize;
 }
@@ -66,9 +65,9 @@ Arrival ArrivalOf(const RecordRing::CReader::CRecord& taken, ULONGLONG now) {
 }  // namespace
 
 HRESULT CRingReader::Open(ULONG processId, const std::wstring& name) noexcept {
-    // No other section: looking at one writes into it.
-    constexpr std::wstring_view kPrefix = kTKRuntimeLoggerSectionPrefix;
-    if (!name.starts_with(kPrefix) || name.find(L'\\', kPrefix.size()) != name.npos)
+    // No other section, nor one of another process: looking at one writes into it.
+    const std::wstring prefix = kTKRuntimeLoggerSectionPrefix + std::to_wstring(processId) + L"-";
+    if (!name.starts_with(prefix) || name.find(L'\\', prefix.size()) != name.npos)
         return E_INVALIDARG;
     m_process.Reset(::OpenProcess(SYNCHRONIZE, FALSE, processId));
     if (!m_process)

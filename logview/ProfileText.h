@@ -13,9 +13,8 @@ namespace logview {
 
 // What whoever reads such figures should know.
 inline constexpr std::wstring_view kProfileNote =
-    L"Rows that are set in are steps within the row above. Outer rows contain the time of inner ones, and what "
-    L"reporting "
-    L"these cost.";
+    L"Rows that are set in are steps within the row above. "
+    L"Outer rows contain the time of inner ones, and what reporting these cost.";
 
 // "1.234 ms": three places, in s, ms or µs.
 [[nodiscard]] std::wstring DurationText(double seconds);

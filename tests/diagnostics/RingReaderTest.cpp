@@ -30,7 +30,9 @@ struct RingReaderTest : ::testing::Test {
         base::CAutoHandle handle;
         void* memory;
     };
-    static std::wstring Name(const wchar_t* end) { return kTKRuntimeLoggerSectionPrefix + std::wstring(end); }
+    static std::wstring Name(const wchar_t* end) {
+        return kTKRuntimeLoggerSectionPrefix + std::to_wstring(::GetCurrentProcessId()) + L"-" + end;
+    }
 };
 
 TEST_F(RingReaderTest, EveryKindArrivesAsItWasWritten) {
@@ -87,7 +89,7 @@ TEST_F(RingReaderTest, OnlyChannelsAreOpened) {
     EXPECT_EQ(E_INVALIDARG, readers.Open(process, Name(L"2"))) << "zeros";
     EXPECT_HRESULT_FAILED(readers.Open(process, Name(L"none")));
     const CWriter writer(ring.memory, kCapacity, 0);
-    EXPECT_HRESULT_FAILED(readers.Open(3, Name(L"2"))) << "no process";
+    EXPECT_EQ(E_INVALIDARG, readers.Open(process + 4, Name(L"2"))) << "another process's";
     const Section reserved(Name(L"3"), PAGE_READWRITE | SEC_RESERVE);
     EXPECT_EQ(E_INVALIDARG, readers.Open(process, Name(L"3"))) << "not all of it is there";
     EXPECT_EQ(0u, readers.Count());

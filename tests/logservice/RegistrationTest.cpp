@@ -104,10 +104,8 @@ TEST(LogServiceRegistrationTest, AnotherMarshallerOfAnInterfaceStays) {
     EXPECT_TRUE(other.Stands());
     EXPECT_EQ(0u, RunService(L"--unregister"));
     EXPECT_TRUE(other.Stands());
-    base::CAutoRegistryKey classes;
-    ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes", 0,
-                                             KEY_READ | KEY_WRITE | DELETE | KEY_WOW64_64KEY, classes.Put()));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(classes.Get(), kInterface));
+    for (const std::wstring& key : {other.key, L"SOFTWARE\\Classes\\" + std::wstring(kInterface)})
+        EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), KEY_WOW64_64KEY, 0));
 }
 
 }  // namespace

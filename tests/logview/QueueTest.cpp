@@ -2,6 +2,7 @@
 #include "base/CBstr.h"
 #include "logview/CLogSink.h"
 #include "logview/CRecordQueue.h"
+#include "tests/support/Await.h"
 #include "tests/support/CTestApartment.h"
 
 #include <gtest/gtest.h>
@@ -134,8 +135,7 @@ TEST_F(LogSinkTest, AllThatWasTakenBeforeItsEndIsThere) {
             while (Log(text) == S_OK)
                 ++taken;
         });
-    while (queue->Lost() == 0)
-        std::this_thread::yield();
+    Await([&] { return queue->Lost() > 0; });
     sink->Close(60'000);
     const ULONGLONG there = queue->Take(0).size() + queue->Lost();
     for (std::thread& writer : writers)

@@ -105,6 +105,8 @@ TEST_F(Log, AFilterPicksAmongTheLines) {
 
 // The service of this process has no proxies until its interfaces are registered.
 TEST_F(Log, AServiceThatIsPublishedAlreadyKeepsTheRecords) {
+    const std::wstring logger = BuiltFile(L"TKRuntimeLogger.exe");
+    static_cast<void>(RunHost({L"--unregister"}, logger));
     const CPublishedLogger service;
     const HostRun apart = RunWithFilter(L"info", {L"--no-parse", L"--log", wave});
     ExpectRun(apart, 0, {"Length   16044 bytes\n"});
@@ -113,7 +115,6 @@ TEST_F(Log, AServiceThatIsPublishedAlreadyKeepsTheRecords) {
         apart.err.starts_with("tvsource: --log: another program has published a logging service that can't be "));
     EXPECT_TRUE(IsSomethingPublished());
 
-    const std::wstring logger = BuiltFile(L"TKRuntimeLogger.exe");
     if (RunHost({L"--register"}, logger).exitCode != 0)
         GTEST_SKIP() << "the interfaces can't be registered here";
     const HostRun run = RunWithFilter(L"info", {L"--no-parse", L"--log", wave});
