@@ -140,7 +140,8 @@ void CRingReaders::Poll() noexcept {
         for (auto& reader : come)
             m_readers.push_back(std::move(reader));
     });  // out of memory: what couldn't be kept is closed
-    const std::size_t before = m_readers.size() + std::ranges::count_if(come, [](const auto& left) { return !!left; });
+    const auto left = std::ranges::count_if(come, [](const auto& reader) { return !!reader; });
+    const std::size_t before = m_readers.size() + static_cast<std::size_t>(left);
     std::erase_if(m_readers, [](const auto& reader) { return !reader->Poll(); });
     const std::lock_guard lock(m_lock);
     m_count -= before - m_readers.size();

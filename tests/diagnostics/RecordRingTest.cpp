@@ -166,14 +166,16 @@ TEST(RecordRingTest, AWriterAndAReaderAtOnce) {
     CReader reader(memory.bytes, sizeof memory.bytes);
     std::jthread writing([&] {
         for (int i = 0; i < kRecords; ++i) {
-            while (Write(writer, i, std::u16string(i % 99, static_cast<char16_t>(i))) == CWriter::Result::Full)
+            while (Write(writer, i, std::u16string(static_cast<std::size_t>(i % 99), static_cast<char16_t>(i))) ==
+                   CWriter::Result::Full)
                 std::this_thread::yield();
         }
     });
     for (int expected = 0; expected < kRecords;) {
         for (const auto& [line, message] : ReadAll(reader)) {
             ASSERT_EQ(expected, line);
-            ASSERT_EQ(std::u16string(expected % 99, static_cast<char16_t>(expected)), message);
+            ASSERT_EQ(std::u16string(static_cast<std::size_t>(expected % 99), static_cast<char16_t>(expected)),
+                      message);
             ++expected;
         }
         std::this_thread::yield();

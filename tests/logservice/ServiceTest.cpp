@@ -1,11 +1,11 @@
 // The service as a process of its own, and clients that are processes of theirs.
 #include "tests/logservice/ServiceTest.h"
-#include "base/CDeadline.h"
 #include "tests/support/CTempFolder.h"
 
 #include <dbghelp.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <sstream>
@@ -17,7 +17,9 @@ void ExpectDumpOf(const std::filesystem::path& path, DWORD processId) {
     void* stream = nullptr;
     ULONG size = 0;
     ASSERT_TRUE(::MiniDumpReadDumpStream(bytes.data(), MiscInfoStream, nullptr, &stream, &size)) << bytes.size();
-    EXPECT_EQ(processId, static_cast<const MINIDUMP_MISC_INFO*>(stream)->ProcessId);
+    MINIDUMP_MISC_INFO about{};  // it need not be aligned there
+    std::memcpy(&about, stream, std::min<std::size_t>(size, sizeof about));
+    EXPECT_EQ(processId, about.ProcessId);
     for (const ULONG kind : {ThreadListStream, ModuleListStream, SystemInfoStream})
         EXPECT_TRUE(::MiniDumpReadDumpStream(bytes.data(), kind, nullptr, &stream, &size) && size > 0) << kind;
 }

@@ -155,8 +155,8 @@ private:
     bool m_isEnding = false, m_isStuck = false;
 };
 
-base::CSlimLock CLogLines::s_lock;
-CLogLines::CWriter* CLogLines::s_current = nullptr;
+base::CSlimLock CLogLines::g_lock;
+CLogLines::CWriter* CLogLines::g_current = nullptr;
 
 CLogLines::CLogLines(logview::CRecordFilter filter) {
     const auto queue = std::make_shared<logview::CRecordQueue>(kMostWaiting, kMostWaitingBytes);
@@ -168,8 +168,8 @@ CLogLines::CLogLines(logview::CRecordFilter filter) {
         throw console::CCommandError(L"Cannot start a thread for the log");
     }
     m_writer = std::move(writer);
-    const std::lock_guard lock(s_lock);
-    s_current = m_writer.get();
+    const std::lock_guard lock(g_lock);
+    g_current = m_writer.get();
 }
 
 CLogLines::~CLogLines() {
@@ -177,17 +177,17 @@ CLogLines::~CLogLines() {
         return;
     m_table->Revoke(m_entry);
     {
-        const std::lock_guard lock(s_lock);
-        s_current = nullptr;
+        const std::lock_guard lock(g_lock);
+        g_current = nullptr;
     }
     if (!m_writer->End(kEndMs))
         static_cast<void>(m_writer.release());  // it is stuck in a write; the program ends without it
 }
 
 void CLogLines::CatchUp() noexcept {
-    const std::lock_guard lock(s_lock);
-    if (s_current && !s_current->IsStuck())
-        static_cast<void>(s_current->CatchUp(kCatchUpMs));
+    const std::lock_guard lock(g_lock);
+    if (g_current && !g_current->IsStuck())
+        static_cast<void>(g_current->CatchUp(kCatchUpMs));
 }
 
 bool CLogLines::Publish(const std::shared_ptr<logview::CRecordQueue>& queue) {

@@ -41,8 +41,8 @@ private:
     // False: another service has the records.
     [[nodiscard]] bool Publish(const std::shared_ptr<logview::CRecordQueue>& queue);
 
-    static base::CSlimLock s_lock;  // guards the next, also while its user waits
-    static CWriter* s_current;
+    static base::CSlimLock g_lock;  // guards the next, also while its user waits
+    static CWriter* g_current;
 
     Microsoft::WRL::ComPtr<IRunningObjectTable> m_table;
     Microsoft::WRL::ComPtr<logview::CLogSink> m_sink;  // the table's entry doesn't keep it
