@@ -13,6 +13,7 @@
 #include <vfwmsgs.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace tvsource {
@@ -197,15 +198,7 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress, c
     const DWORD count = attendant.signal ? 3 : 2;
     console::Check(control->Run(), L"The graph does not run");
 
-    for (;;) {
-        if (attendant.goesOn && !attendant.goesOn())
-            return {Ending::Stopped, S_OK};
-        const DWORD woken = ::MsgWaitForMultipleObjects(count, handles, FALSE, kProgressIntervalMs, QS_ALLINPUT);
-        if (woken == WAIT_FAILED)
-            throw console::CCommandError(L"Cannot wait for the graph", HRESULT_FROM_WIN32(::GetLastError()));
-        if (woken == WAIT_OBJECT_0 + 1)
-            return {Ending::Interrupted, S_OK};
-        HandleMessages();
+    const auto takeEvents = [&]() -> std::optional<Result> {
         long code = 0;
         LONG_PTR first = 0;
         LONG_PTR second = 0;
@@ -215,13 +208,28 @@ CPlayGraph::Result CPlayGraph::Run(HANDLE interrupt, const Progress& progress, c
             switch (code) {
                 case EC_COMPLETE:
                     LearnDuration();
-                    return {Ending::Complete, S_OK};
+                    return Result{Ending::Complete, S_OK};
                 case EC_USERABORT:
-                    return {Ending::Stopped, S_OK};
+                    return Result{Ending::Stopped, S_OK};
                 case EC_ERRORABORT:
-                    return {Ending::ErrorAbort, error};
+                    return Result{Ending::ErrorAbort, error};
             }
         }
+        return std::nullopt;
+    };
+    for (;;) {
+        // In this order: a picture of what could not be read may come, but only behind the event that says so.
+        const bool isOver = attendant.goesOn && !attendant.goesOn();
+        if (const std::optional<Result> result = takeEvents())
+            return *result;
+        if (isOver)
+            return {Ending::Stopped, S_OK};
+        const DWORD woken = ::MsgWaitForMultipleObjects(count, handles, FALSE, kProgressIntervalMs, QS_ALLINPUT);
+        if (woken == WAIT_FAILED)
+            throw console::CCommandError(L"Cannot wait for the graph", HRESULT_FROM_WIN32(::GetLastError()));
+        if (woken == WAIT_OBJECT_0 + 1)
+            return {Ending::Interrupted, S_OK};
+        HandleMessages();
         LONGLONG position = 0;
         seeking->GetDuration(&m_duration);
         if (SUCCEEDED(seeking->GetCurrentPosition(&position)))
