@@ -45,7 +45,7 @@ function(tv_add_test name)
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE tv_options test_support ${ARG_LIBS} GTest::gtest)
   # Tests are compiled far more often than they are run.
-  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CONFIG:Debug>:-g1>)
   target_compile_definitions(${name} PRIVATE _GLIBCXX_ASSERTIONS)
   # The debugger that Wine starts for a program that crashes ends it with exit code 0.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120

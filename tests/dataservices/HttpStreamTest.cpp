@@ -6,6 +6,7 @@
 #include "tests/support/Await.h"
 #include "tests/support/CSecondCall.h"
 #include "tests/support/ErrorInfo.h"
+#include "tests/support/Wine.h"
 
 #include <filesystem>
 #include <fstream>
@@ -100,8 +101,7 @@ TEST_F(HttpStreamTest, ALiveSourceSaysThatItCannotSeek) {
         ASSERT_EQ(S_OK, ::CoUnmarshalInterface(packet.Get(), IID_PPV_ARGS(&proxy)));
         EXPECT_NE(stream.Get(), proxy.Get());
         refuses(*proxy.Get());
-        const bool isWine = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-        EXPECT_EQ(isWine ? kNoErrorInfo : cannotSeek, TakeErrorInfo()) << "Wine's proxies leave it behind";
+        EXPECT_EQ(IsWine() ? kNoErrorInfo : cannotSeek, TakeErrorInfo()) << "Wine's proxies leave it behind";
     }).get();
     EXPECT_EQ(kNoErrorInfo, TakeErrorInfo());
     server.ReleaseStalls();

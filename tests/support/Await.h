@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <thread>
 
 inline constexpr DWORD kLongMs = 60'000;
@@ -18,6 +19,6 @@ void Await(Condition&& condition) {
             ADD_FAILURE() << "it has not come";
             return;
         }
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));  // what is awaited may need the processor
     }
 }

@@ -56,7 +56,8 @@ HostRun RunHost(const std::vector<std::wstring>& arguments, const std::wstring& 
     PROCESS_INFORMATION info{};
     // A program that gets a new console, having none to share, keeps its current folder in use beyond its end.
     const DWORD flags = meanwhile ? 0 : DETACHED_PROCESS;
-    // On a busy machine Wine now and then loses a process before its first instruction (ERROR_INTERNAL_ERROR).
+    // Where addresses can't be kept from being random, Wine now and then loses a process before its first instruction
+    // (ERROR_INTERNAL_ERROR).
     BOOL created = FALSE;
     for (int attempt = 0; attempt < 3 && !created; ++attempt)
         created =

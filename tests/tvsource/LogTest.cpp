@@ -125,6 +125,8 @@ TEST_F(Log, AServiceThatIsPublishedAlreadyKeepsTheRecords) {
 
 // What a process leaves behind that had no time to take its service back.
 TEST_F(Log, AnInterruptEndsItAtOnceAndKeepsNobodyFromALogAfterwards) {
+    if (!COwnConsole::HasSafeControlC())
+        GTEST_SKIP() << kNoControlC;
     const COwnConsole console;
     // The source has such an event as long as the program is there.
     const auto isThere = [sign = std::filesystem::path(folder.Path()).filename()] {
