@@ -28,11 +28,7 @@ std::string FormatOfName(std::string name) {
 }
 
 void Draw(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
-    const auto source = OpenSource(turn, arguments.source, typed);
-    if (source->SourceLength().total == 0)
-        throw console::CCommandError(turn.Source() + L" is empty");
-    NoteUnknownType(turn, *source);
-    source->EnableDataFlow();
+    const auto source = OpenToPlay(turn, arguments.source, typed);
     CPlayGraph graph(*source, false);
     FindParser(turn, *source, graph, [&] { graph.Build(!HasScreen()); });
     const GraphModel model = ReadGraph(graph.Graph());

@@ -225,11 +225,7 @@ void Play(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
     const bool shown = !arguments.null && arguments.frame.empty() && HasScreen();
     if (arguments.window && !shown)
         throw console::CCommandError(L"there is no screen that a window could stand on");
-    const auto source = OpenSource(turn, arguments.source, typed);
-    NoteUnknownType(turn, *source);
-    if (source->SourceLength().total == 0)
-        throw console::CCommandError(turn.Source() + L" is empty");
-    source->EnableDataFlow();
+    const auto source = OpenToPlay(turn, arguments.source, typed);
     if (const std::optional<LONGLONG> at = TimeOf(arguments.frame))
         SaveFrame(turn, arguments, *source, *at);
     else

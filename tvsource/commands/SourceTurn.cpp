@@ -29,6 +29,25 @@ std::unique_ptr<CSourceFilter> OpenSource(CTurn& turn, const SourceArguments& ar
 
 namespace {
 
+void NoteUnknownType(const CTurn& turn, const CSourceFilter& source) {
+    const std::vector<StreamType> offered = source.OfferedTypes();
+    if (offered.size() == 1 && offered.front().IsUnknown())
+        turn.Note(L"No type was found: " + WhyNoType(source) + L". Parsers are offered any; --type names one");
+}
+
+}  // namespace
+
+std::unique_ptr<CSourceFilter> OpenToPlay(CTurn& turn, const SourceArguments& arguments, const std::wstring& typed) {
+    auto source = OpenSource(turn, arguments, typed);
+    if (source->SourceLength().total == 0)
+        throw console::CCommandError(turn.Source() + L" is empty");
+    NoteUnknownType(turn, *source);
+    source->EnableDataFlow();
+    return source;
+}
+
+namespace {
+
 int RunTurnsOf(const std::vector<FoundFile>& files, const ReportOptions& options, const char* command,
                const std::function<void(CTurn& turn, const std::wstring& typed)>& work) {
     int exitCode = 0;
@@ -75,15 +94,6 @@ console::Json JsonType(const StreamType& type) {
     return {{"major", console::JsonText(GuidText(type.major))},
             {"subtype", console::JsonText(GuidText(type.subtype))},
             {"text", console::JsonText(TypeText(type))}};
-}
-
-void NoteUnknownType(const CTurn& turn, const CSourceFilter& source) {
-    if (source.SourceLength().total == 0)
-        return;  // that is why
-    const std::vector<StreamType> offered = source.OfferedTypes();
-    if (offered.size() != 1 || !offered.front().IsUnknown())
-        return;
-    turn.Note(L"No type was found: " + WhyNoType(source) + L". Parsers are offered any; --type names one");
 }
 
 void TellLength(CTurn& turn, const CSourceFilter::Length& length) {

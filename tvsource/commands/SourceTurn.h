@@ -18,6 +18,12 @@ namespace tvsource {
                                                         const std::wstring& typed,
                                                         const std::function<void()>& whenLoaded = {});
 
+// The same for who plays it: its data flows, and where the filter offers no type there is a note, as graphs (CPlayGraph)
+// then offer parsers a stream of any.
+// Errors: also that the source is empty.
+[[nodiscard]] std::unique_ptr<CSourceFilter> OpenToPlay(CTurn& turn, const SourceArguments& arguments,
+                                                        const std::wstring& typed);
+
 // A turn for each of the names, in their order. The greatest of the exit codes; an interrupt ends it.
 // RunTurnsOfFiles: also for what patterns and folders stand for (FileNames.h).
 int RunTurns(const ReportOptions& options, const char* command, const std::vector<std::string>& files,
@@ -28,9 +34,6 @@ int RunTurnsOfFiles(const ReportOptions& options, const char* command, const std
 
 // "WAVE" and the like as {"major": ..., "subtype": ..., "text": ...}.
 [[nodiscard]] console::Json JsonType(const StreamType& type);
-
-// A note where the filter offers no type: graphs (CPlayGraph) then offer parsers a stream of any.
-void NoteUnknownType(const CTurn& turn, const CSourceFilter& source);
 
 // "length", "type" and "offers", and their lines.
 // `length` from before a graph ran: a read that doesn't end would hold up who asks for it.

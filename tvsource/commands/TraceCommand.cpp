@@ -94,11 +94,7 @@ void Tell(CTurn& turn, const CTraceRecorder& recorder, double seconds, const con
 }
 
 void RecordTrace(CTurn& turn, const Arguments& arguments, const std::wstring& typed) {
-    const auto source = OpenSource(turn, arguments.source, typed);
-    if (source->SourceLength().total == 0)
-        throw console::CCommandError(turn.Source() + L" is empty");
-    NoteUnknownType(turn, *source);
-    source->EnableDataFlow();
+    const auto source = OpenToPlay(turn, arguments.source, typed);
     turn.Enter(step::kWrite);
     const std::wstring path = base::WideOfUtf8(arguments.output);
     const HANDLE interrupt = InterruptEvent();
