@@ -18,9 +18,8 @@ namespace tvsource {
                                                         const std::wstring& typed,
                                                         const std::function<void()>& whenLoaded = {});
 
-// The same for who plays it: its data flows, and where the filter offers no type there is a note, as graphs (CPlayGraph)
-// then offer parsers a stream of any.
-// Errors: also that the source is empty.
+// The same for who plays it: its data flows, and where the filter offers no type there is a note, as graphs
+// (CPlayGraph) then offer parsers a stream of any. Errors: also that the source is empty.
 [[nodiscard]] std::unique_ptr<CSourceFilter> OpenToPlay(CTurn& turn, const SourceArguments& arguments,
                                                         const std::wstring& typed);
 
