@@ -2,6 +2,7 @@
 
 #include "base/ComBoundary.h"
 #include "base/ForeignCalls.h"
+#include "diagnostics/PublishedService.h"
 
 #include <algorithm>
 #include <iterator>
@@ -53,11 +54,8 @@ void CFoundService::Abandon() noexcept {
 }
 
 void CFoundService::LookUp() {
-    ComPtr<IRunningObjectTable> table;
-    ComPtr<IMoniker> moniker;
-    ComPtr<IUnknown> service;
-    if (FAILED(::GetRunningObjectTable(0, &table)) || FAILED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &moniker)) ||
-        table->GetObject(moniker.Get(), &service) != S_OK || !service)
+    const ComPtr<IUnknown> service = PublishedService();
+    if (!service)
         return;
     // An interface that can't be had stays null. A service in another process whose interfaces have no proxy here gives
     // none of them, and counts as no service.

@@ -8,6 +8,7 @@
 #include "console/CConsole.h"
 #include "console/CTerminal.h"
 #include "console/Text.h"
+#include "diagnostics/PublishedService.h"
 #include "logview/CRecordLines.h"
 #include "threading/CBoostThreadRunner.h"
 #include "tvsource/report/CProgressLine.h"
@@ -29,10 +30,10 @@ constexpr DWORD kEndMs = 2000, kCatchUpMs = 500;
 // is none.
 enum class Other { None, Reachable, Unreachable };
 
-Other FindOther(IRunningObjectTable& table, IMoniker& name) {
-    ComPtr<IUnknown> service;
+Other FindOther() {
+    const ComPtr<IUnknown> service = TKRuntimeLogger::PublishedService();
     ComPtr<ITKRuntimeLogger> logger;
-    if (table.GetObject(&name, &service) != S_OK || !service)
+    if (!service)
         return Other::None;
     const HRESULT hr = service.As(&logger);
     if (SUCCEEDED(hr))
@@ -195,7 +196,7 @@ bool CLogLines::Publish(const std::shared_ptr<logview::CRecordQueue>& queue) {
     ComPtr<logview::CLogSink> sink;
     console::Check(::GetRunningObjectTable(0, &m_table), L"Cannot publish the log");
     console::Check(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &name), L"Cannot publish the log");
-    switch (FindOther(*m_table.Get(), *name.Get())) {
+    switch (FindOther()) {
         case Other::Reachable:
             console::Complain(L"tvsource: --log: a logging service is published already; the records go to that\n");
             return false;
