@@ -118,69 +118,66 @@ void CTKRuntimeLoggerAPI::EndUse() noexcept {
         ::TlsSetValue(Detail::g_frontEndSlot, nullptr);
 }
 
-void CTKRuntimeLoggerAPI::Log(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
-                              const wchar_t* function, const wchar_t* message) {
-    if (!HasLogger())
-        return;
+RecordRing::RecordHead CTKRuntimeLoggerAPI::HeadOf(RecordRing::Kind kind, LONG severity, LONG line) const noexcept {
     RecordRing::RecordHead head{};
-    head.kind = RecordRing::Log;
+    head.kind = kind;
     head.severity = severity;
     head.processId = m_processId;
-    head.threadId = m_threadId;
     head.line = line;
-    if (Write(head, category, file, function, message))
+    return head;
+}
+
+void CTKRuntimeLoggerAPI::Send(const RecordRing::RecordHead& head, const wchar_t* category, const wchar_t* file,
+                               const wchar_t* function, const wchar_t* message) {
+    if (!HasLogger() || Write(head, category, file, function, message))
         return;
     const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
     Deliver([&](ITKRuntimeLogger& logger) {
-        return logger.Log(severity, categoryText.Get(), m_processId, m_threadId, fileText.Get(), line,
-                          functionText.Get(), messageText.Get());
+        switch (head.kind) {
+            case RecordRing::Profile:
+                return logger.LogProfile(head.severity, categoryText.Get(), head.processId, fileText.Get(), head.line,
+                                         functionText.Get(), messageText.Get(),
+                                         (ULONGLONG{head.count[1]} << 32) | head.count[0], head.first, head.maximum,
+                                         head.total);
+            case RecordRing::Explicit:
+                return logger.LogExplicit(head.severity, categoryText.Get(), head.processId, head.threadId,
+                                          fileText.Get(), head.line, head.value, functionText.Get(), messageText.Get(),
+                                          head.flag ? VARIANT_TRUE : VARIANT_FALSE);
+            default:
+                return logger.Log(head.severity, categoryText.Get(), head.processId, head.threadId, fileText.Get(),
+                                  head.line, functionText.Get(), messageText.Get());
+        }
     });
+}
+
+void CTKRuntimeLoggerAPI::Log(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
+                              const wchar_t* function, const wchar_t* message) {
+    RecordRing::RecordHead head = HeadOf(RecordRing::Log, severity, line);
+    head.threadId = m_threadId;
+    Send(head, category, file, function, message);
 }
 
 void CTKRuntimeLoggerAPI::LogProfile(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,
                                      const wchar_t* function, const wchar_t* message, ULONGLONG count,
                                      double firstDuration, double maximumDuration, double totalDuration) {
-    if (!HasLogger())
-        return;
-    RecordRing::RecordHead head{};
-    head.kind = RecordRing::Profile;
-    head.severity = severity;
-    head.processId = m_processId;
-    head.line = line;
+    RecordRing::RecordHead head = HeadOf(RecordRing::Profile, severity, line);
     head.count[0] = static_cast<ULONG>(count);
     head.count[1] = static_cast<ULONG>(count >> 32);
     head.first = firstDuration;
     head.maximum = maximumDuration;
     head.total = totalDuration;
-    if (Write(head, category, file, function, message))
-        return;
-    const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    Deliver([&](ITKRuntimeLogger& logger) {
-        return logger.LogProfile(severity, categoryText.Get(), m_processId, fileText.Get(), line, functionText.Get(),
-                                 messageText.Get(), count, firstDuration, maximumDuration, totalDuration);
-    });
+    Send(head, category, file, function, message);
 }
 
 void CTKRuntimeLoggerAPI::LogExplicit(LONG severity, const wchar_t* category, ULONG value1, ULONG value2,
                                       const wchar_t* file, LONG line, ULONG value3, const wchar_t* function,
                                       const wchar_t* message, BYTE flag) {
-    if (!HasLogger())
-        return;
-    RecordRing::RecordHead head{};
-    head.kind = RecordRing::Explicit;
-    head.severity = severity;
+    RecordRing::RecordHead head = HeadOf(RecordRing::Explicit, severity, line);
     head.processId = value1;
     head.threadId = value2;
-    head.line = line;
     head.value = value3;
     head.flag = flag != 0;
-    if (Write(head, category, file, function, message))
-        return;
-    const base::CBstr categoryText(category), fileText(file), functionText(function), messageText(message);
-    Deliver([&](ITKRuntimeLogger& logger) {
-        return logger.LogExplicit(severity, categoryText.Get(), value1, value2, fileText.Get(), line, value3,
-                                  functionText.Get(), messageText.Get(), flag ? VARIANT_TRUE : VARIANT_FALSE);
-    });
+    Send(head, category, file, function, message);
 }
 
 LONG CTKRuntimeLoggerAPI::AskQuestion(LONG severity, const wchar_t* category, const wchar_t* file, LONG line,

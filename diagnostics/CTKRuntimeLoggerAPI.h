@@ -70,6 +70,11 @@ private:
     // and may be called a second time, when the first call was lost. False: no service has taken the call.
     template <class Call>
     [[nodiscard]] bool CallService(const Call& call) noexcept;
+    // What all records begin with.
+    [[nodiscard]] RecordRing::RecordHead HeadOf(RecordRing::Kind kind, LONG severity, LONG line) const noexcept;
+    // The whole way of a record: the channel, else a call of the service, else the fallback.
+    void Send(const RecordRing::RecordHead& head, const wchar_t* category, const wchar_t* file, const wchar_t* function,
+              const wchar_t* message);
     // Puts a record into the channel. False: it must take the other way, be it a call or the file.
     [[nodiscard]] bool Write(const RecordRing::RecordHead& head, const wchar_t* category, const wchar_t* file,
                              const wchar_t* function, const wchar_t* message) noexcept;
