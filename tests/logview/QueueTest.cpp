@@ -3,10 +3,12 @@
 #include "logview/CLogSink.h"
 #include "logview/CRecordQueue.h"
 #include "tests/support/Await.h"
+#include "tests/support/CImportHook.h"
 #include "tests/support/CTestApartment.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -46,17 +48,34 @@ TEST(RecordQueueTest, KeepsTheNewestAndCountsTheOthers) {
     EXPECT_TRUE(byCount.Take(0).empty());
 }
 
+// A wait that a taker has begun, with the queue's lock; whoever has the lock next finds it waiting.
+std::atomic<bool> g_waits{false};
+decltype(::SleepConditionVariableSRW)* g_wait = nullptr;
+
+BOOL WINAPI TellingWait(CONDITION_VARIABLE* changed, SRWLOCK* lock, DWORD timeoutMs, ULONG flags) {
+    g_waits = true;
+    return g_wait(changed, lock, timeoutMs, flags);
+}
+
 TEST(RecordQueueTest, WakesWhoeverTakes) {
+    const CImportHook hook("SleepConditionVariableSRW", &TellingWait, &g_wait);
     CRecordQueue queue(10, 1 << 20);
-    std::deque<Arrival> taken;
-    std::thread taker([&] { taken = queue.Take(60'000); });
-    queue.Put(Numbered(1));
-    taker.join();
-    EXPECT_EQ(1u, taken.size());
-    taker = std::thread([&] { taken = queue.Take(60'000); });
-    queue.Wake();
-    taker.join();
-    EXPECT_TRUE(taken.empty());
+    const auto takenAfter = [&](auto&& wake) {
+        std::deque<Arrival> taken;
+        std::atomic<bool> hasTaken{false};
+        g_waits = false;
+        const std::jthread taker([&] {
+            taken = queue.Take(2 * kLongMs);
+            hasTaken = true;
+        });
+        Await([] { return g_waits.load(); });
+        EXPECT_FALSE(hasTaken);
+        wake();
+        Await([&] { return hasTaken.load(); });
+        return hasTaken ? taken.size() : 100;
+    };
+    EXPECT_EQ(1u, takenAfter([&] { queue.Put(Numbered(1)); }));
+    EXPECT_EQ(0u, takenAfter([&] { queue.Wake(); }));
 }
 
 struct LogSinkTest : ::testing::Test {
