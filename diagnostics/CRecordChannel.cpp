@@ -1,33 +1,72 @@
 #include "diagnostics/CRecordChannel.h"
 
+#include "base/AwakeTime.h"
 #include "base/CBstr.h"
-#include "base/CDeadline.h"
 #include "base/ComBoundary.h"
 #include "base/FormatText.h"
 
 #include <cstdint>
 #include <cwchar>
 #include <mutex>
+#include <optional>
 
 namespace TKRuntimeLogger {
 
 namespace {
 
 constexpr std::uint32_t kCapacity = 1u << 20;
-constexpr DWORD kPatienceMs = 1000;
-constexpr DWORD kSilentMs = 1000;
-constexpr DWORD kLookAgainMs = 100;
+// Bigger records would seldom find room beside those of other threads.
+constexpr std::size_t kMostCharacters = kCapacity / 4 / sizeof(wchar_t);
+constexpr ULONGLONG kPatienceMs = 1000;
+constexpr ULONGLONG kMostWaitMs = 10'000;
+constexpr std::uint32_t kSilentMs = 1000;
+constexpr ULONGLONG kSecondLookMs = 200;
+constexpr ULONGLONG kFindingLastsMs = 1000;
 constexpr int kQuickTries = 50;
 
 // The module's channel to the service that it found last. It is kept when no thread uses it any more: it tells whether
-// that service hangs.
-base::CSlimLock g_lock;  // guards g_channel; held for a copy
-std::shared_ptr<CRecordChannel> g_channel;
+// that service hangs. Never destroyed, so that records of statics that end later find it empty instead of gone.
+union Kept {
+    constexpr Kept() noexcept : channel() {}
+    ~Kept() {}
+    std::shared_ptr<CRecordChannel> channel;
+};
+constinit base::CSlimLock g_lock;  // guards the next two; held for a copy
+constinit Kept g_kept;
+constinit bool g_isModuleEnding = false;
 
 std::shared_ptr<CRecordChannel> Channel() noexcept {
     const std::lock_guard lock(g_lock);
-    return g_channel;
+    return g_kept.channel;
 }
+
+// False: the module ends, and keeps none.
+bool Keep(std::shared_ptr<CRecordChannel>& channel) noexcept {
+    const std::lock_guard lock(g_lock);
+    if (!g_isModuleEnding)
+        g_kept.channel.swap(channel);
+    return !g_isModuleEnding;
+}
+
+// What the reader of a channel does while it is watched. Its last sign of life alone says too little: it looks old,
+// too, where a virtual machine was stopped and has just gone on.
+class CWatch final {
+public:
+    explicit CWatch(const RecordRing::CWriter& writer) noexcept
+        : m_writer(&writer), m_heartbeatMs(writer.HeartbeatMs()), m_taken(writer.Taken()) {}
+
+    // For how long it has been watched.
+    [[nodiscard]] ULONGLONG Ms() const noexcept { return base::AwakeMs() - m_beganMs; }
+    [[nodiscard]] bool HasMoved() const noexcept {
+        return m_writer->HeartbeatMs() != m_heartbeatMs || m_writer->Taken() != m_taken;
+    }
+
+private:
+    const RecordRing::CWriter* m_writer;
+    ULONGLONG m_beganMs = base::AwakeMs();
+    std::uint32_t m_heartbeatMs;
+    std::uint32_t m_taken;
+};
 
 RecordRing::Text TextOf(const wchar_t* text) noexcept {
     static_assert(sizeof(wchar_t) == 2);
@@ -53,35 +92,53 @@ std::shared_ptr<CRecordChannel> CRecordChannel::To(ITKRuntimeLoggerChannel& serv
         if (FAILED(service.GetServiceProcess(&serviceId)) || serviceId == ::GetCurrentProcessId())
             return;
         const auto known = Channel();
-        if (known && known->m_serviceId == serviceId && !known->m_isGone && !known->HasServiceEnded()) {
+        if (known && known->m_serviceId == serviceId && !known->IsOver() && !known->HasServiceEnded()) {
             made = known;
             return;
         }
         std::shared_ptr<CRecordChannel> channel(new CRecordChannel);
         channel->m_serviceId = serviceId;
+        // Without it, one that was killed would look like one that hangs, for ever.
         channel->m_service.Reset(::OpenProcess(SYNCHRONIZE, FALSE, serviceId));
+        if (!channel->m_service)
+            return;
         const base::CBstr name(channel->Make().c_str());
         if (name.Length() == 0 || FAILED(service.OpenChannel(::GetCurrentProcessId(), name.Get())))
             return;
         made = channel;
-        const std::lock_guard lock(g_lock);
-        g_channel.swap(channel);  // the old one goes after the lock is given back
+        if (!Keep(channel))  // else it is the one before, which goes after the lock was given back
+            made.reset();
     });
     return made;
 }
 
 bool CRecordChannel::IsServiceHung() noexcept {
     const auto channel = Channel();
-    if (!channel || channel->m_isGone)
+    return channel && channel->IsHung();
+}
+
+bool CRecordChannel::IsHung() noexcept {
+    if (IsOver() || !IsSilent())
         return false;
-    // After a sleep of the machine, the service may just not have had its turn yet.
-    const base::CDeadline limit(2 * kLookAgainMs);
-    while (channel->IsSilent()) {
-        if (limit.IsOver())
-            return !channel->HasServiceEnded();
-        ::Sleep(1);
+    if (base::AwakeMs() < m_hungUntilMs)
+        return true;
+    for (const CWatch watch(*m_writer); watch.Ms() < kSecondLookMs; ::Sleep(1)) {
+        if (watch.HasMoved())
+            return false;
     }
-    return false;
+    if (IsOver())
+        return false;
+    static_cast<void>(SayItHangs());
+    return true;
+}
+
+void CRecordChannel::EndOfModule() noexcept {
+    std::shared_ptr<CRecordChannel> last;
+    // Where a thread that holds the lock was ended with the process, the process gives everything back.
+    if (const std::unique_lock lock(g_lock, std::try_to_lock); lock.owns_lock()) {
+        g_isModuleEnding = true;
+        g_kept.channel.swap(last);
+    }
 }
 
 std::wstring CRecordChannel::Make() {
@@ -99,7 +156,7 @@ std::wstring CRecordChannel::Make() {
     m_memory = ::MapViewOfFile(m_section.Get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, kBytes);
     if (!m_memory)
         return {};
-    m_writer = std::make_unique<RecordRing::CWriter>(m_memory, kCapacity, ::GetTickCount());
+    m_writer = std::make_unique<RecordRing::CWriter>(m_memory, kCapacity, static_cast<std::uint32_t>(base::AwakeMs()));
     return name;
 }
 
@@ -114,29 +171,33 @@ CRecordChannel::Result CRecordChannel::Write(RecordRing::RecordHead head, const 
                                              const wchar_t* function, const wchar_t* message) noexcept {
     using RingResult = RecordRing::CWriter::Result;
     const RecordRing::Text texts[] = {TextOf(category), TextOf(file), TextOf(function), TextOf(message)};
+    std::size_t characters = 0;
+    for (const RecordRing::Text& text : texts)
+        characters += text.length;
+    if (characters > kMostCharacters)
+        return Result::NeedsCall;
     FILETIME now{};
     ::GetSystemTimeAsFileTime(&now);
     head.time[0] = now.dwLowDateTime;
     head.time[1] = now.dwHighDateTime;
-    const base::CDeadline limit(kPatienceMs);
-    for (int tries = 0;; ++tries) {
-        // A reader that is silent for long has perhaps ended without a word.
-        if (m_isGone || m_writer->IsReaderClosed() || (IsSilent() && HasServiceEnded()))
-            break;
-        if (std::unique_lock lock(m_lock, std::try_to_lock); lock.owns_lock()) {
+    std::optional<CWatch> watch;
+    for (int tries = 0; !IsOver(); ++tries) {
+        if (const std::unique_lock lock(m_lock, std::try_to_lock); lock.owns_lock()) {
             const RingResult result = m_writer->Write(head, texts);
             if (result == RingResult::Broken)
                 break;
             if (result == RingResult::TooBig)
-                return Result::TooBig;
+                return Result::NeedsCall;
             // One that closed meanwhile may not have taken it: better twice than never.
             if (result == RingResult::Written && m_writer->IsReaderClosed())
                 break;
             if (result == RingResult::Written)
                 return Result::Done;
         }
-        if (limit.IsOver())
-            return Result::Hangs;
+        if (!watch)
+            watch.emplace(*m_writer);
+        if (watch->Ms() >= kPatienceMs)
+            return watch->HasMoved() ? Result::NeedsCall : SayItHangs();
         Pause(tries);
     }
     m_isGone = true;
@@ -144,35 +205,41 @@ CRecordChannel::Result CRecordChannel::Write(RecordRing::RecordHead head, const 
 }
 
 CRecordChannel::Result CRecordChannel::AwaitTaken() noexcept {
-    const base::CDeadline limit(kPatienceMs);
-    std::uint32_t position = 0;
-    for (int tries = 0;; ++tries) {
-        if (std::unique_lock lock(m_lock, std::try_to_lock); lock.owns_lock()) {
-            position = m_writer->Written();
-            break;
-        }
-        if (limit.IsOver())
-            return Result::Hangs;
-        Pause(tries);
-    }
-    while (!m_writer->IsTaken(position)) {
-        if (m_isGone || m_writer->IsReaderClosed() || (IsSilent() && HasServiceEnded())) {
+    const std::uint32_t position = m_writer->Written();
+    const CWatch whole(*m_writer);
+    for (CWatch last = whole; !m_writer->IsTaken(position); ::Sleep(1)) {
+        if (IsOver()) {
             m_isGone = true;
             return Result::Gone;
         }
-        if (limit.IsOver())
+        if (whole.Ms() >= kMostWaitMs)
             return Result::Hangs;
-        ::Sleep(1);
+        if (last.HasMoved())
+            last = CWatch(*m_writer);
+        else if (last.Ms() >= kPatienceMs)
+            return SayItHangs();
     }
     return Result::Done;
 }
 
+bool CRecordChannel::IsOver() noexcept {
+    // A reader that is silent for long has perhaps ended without a word.
+    return m_isGone || m_writer->IsReaderClosed() || (IsSilent() && HasServiceEnded());
+}
+
 bool CRecordChannel::IsSilent() const noexcept {
-    return ::GetTickCount() - m_writer->HeartbeatMs() > kSilentMs;
+    const std::uint32_t heartbeatMs =
+        m_writer->HeartbeatMs();  // first: it must not be later than what it is compared to
+    return static_cast<std::uint32_t>(base::AwakeMs()) - heartbeatMs > kSilentMs;
 }
 
 bool CRecordChannel::HasServiceEnded() const noexcept {
-    return m_service && ::WaitForSingleObject(m_service.Get(), 0) == WAIT_OBJECT_0;
+    return ::WaitForSingleObject(m_service.Get(), 0) == WAIT_OBJECT_0;
+}
+
+CRecordChannel::Result CRecordChannel::SayItHangs() noexcept {
+    m_hungUntilMs = base::AwakeMs() + kFindingLastsMs;
+    return Result::Hangs;
 }
 
 }  // namespace TKRuntimeLogger

@@ -4,7 +4,7 @@
 // One channel per module and service, for all of the module's threads. The memory is a named section with the
 // default rights, of this user and administrators; a service that can't open it refuses, and records go by calls.
 //
-// Threads: any.  Waits: a second at most, in each operation.
+// Threads: any.  Units: milliseconds, while the machine is awake.
 #pragma once
 
 #include "TKRuntimeLogger.h"
@@ -22,27 +22,32 @@ class CRecordChannel final {
 public:
     enum class Result {
         Done,
-        TooBig,  // for the memory: it must go by a call
-        Hangs,   // the service has taken nothing for a second, and there is no room left
-        Gone,    // the service has ended
+        NeedsCall,  // the record is big, or found no room though the service takes others: it must go by a call
+        Hangs,      // the service has shown no life for a second of waiting
+        Gone,       // the service has ended, or takes nothing from here any more
     };
 
-    // The channel to this service, opened if there is none. Null: it is in this process, or refuses. Calls the service.
+    // The channel to this service, opened if there is none. Null: it is in this process, its end couldn't be seen, or
+    // it refuses. Calls the service, which may keep the caller waiting.
     [[nodiscard]] static std::shared_ptr<CRecordChannel> To(ITKRuntimeLoggerChannel& service) noexcept;
 
-    // Whether a channel of this module has a service that is there and doesn't take anything. A call to such a one
-    // could wait for ever.
+    // Whether a channel of this module has a service that is there and shows no life. A call to such a one could wait
+    // for ever. Takes up to 200 ms to find out, once a second; other callers of that second have the same answer.
     [[nodiscard]] static bool IsServiceHung() noexcept;
+
+    // Gives up the module's channel for good, as its last step: who still uses one keeps that, and none is made.
+    static void EndOfModule() noexcept;
 
     CRecordChannel(const CRecordChannel&) = delete;
     CRecordChannel& operator=(const CRecordChannel&) = delete;
     ~CRecordChannel();
 
-    // Waits for room. The time is put in.
+    // Waits for room, a second at most. The time is put in.
     [[nodiscard]] Result Write(RecordRing::RecordHead head, const wchar_t* category, const wchar_t* file,
                                const wchar_t* function, const wchar_t* message) noexcept;
 
-    // Waits until the service has taken what was written by now, so that a call can't overtake it.
+    // Waits until the service has taken what was written by now, so that a call can't overtake it: a second at most
+    // for one that shows no life, ten for one that takes too slowly, which then counts as hanging.
     [[nodiscard]] Result AwaitTaken() noexcept;
 
 private:
@@ -50,16 +55,20 @@ private:
     // The name of the section; empty: none can be had.
     std::wstring Make();
 
+    // Nothing more will be taken.
+    [[nodiscard]] bool IsOver() noexcept;
+    [[nodiscard]] bool IsHung() noexcept;
     [[nodiscard]] bool IsSilent() const noexcept;
     [[nodiscard]] bool HasServiceEnded() const noexcept;
+    [[nodiscard]] Result SayItHangs() noexcept;
 
     base::CAutoHandle m_section;
     void* m_memory = nullptr;
     DWORD m_serviceId = 0;
-    base::CAutoHandle m_service;  // its process; empty: its rights don't allow that
-    base::CSlimLock m_lock;       // guards the writer's position; waited for with a limit only, and held for a copy
+    base::CAutoHandle m_service;  // its process
+    base::CSlimLock m_lock;       // one writer at a time; waited for with a limit only, and held for a copy
     std::unique_ptr<RecordRing::CWriter> m_writer;
-    std::atomic<DWORD> m_lookedMs{0};  // when HasServiceEnded was asked for the last time
+    std::atomic<ULONGLONG> m_hungUntilMs{0};  // for so long the last finding that the service hangs is good
     std::atomic<bool> m_isGone{false};
 };
 

@@ -23,6 +23,7 @@ CRuntimeLoggerTLSManager::~CRuntimeLoggerTLSManager() {
     // references are left alone: COM returns those of a process to the logging service when the process ends.
     for (const auto& frontEnd : m_frontEnds)
         frontEnd->AbandonReferences();
+    CRecordChannel::EndOfModule();
 }
 
 ITKRuntimeLoggerAPI* CRuntimeLoggerTLSManager::FrontEnd() noexcept {

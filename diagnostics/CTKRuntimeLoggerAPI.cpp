@@ -1,5 +1,6 @@
 #include "diagnostics/CTKRuntimeLoggerAPI.h"
 
+#include "base/AwakeTime.h"
 #include "base/CBstr.h"
 #include "base/ComBoundary.h"
 #include "base/FormatText.h"
@@ -16,14 +17,7 @@ namespace TKRuntimeLogger {
 
 namespace {
 
-constexpr ULONGLONG kSlowCall = 10'000'000;  // a second, in the unit of Now
-
-// In steps of 100 ns; stands still while the machine sleeps.
-ULONGLONG Now() noexcept {
-    ULONGLONG now = 0;
-    ::QueryUnbiasedInterruptTime(&now);
-    return now;
-}
+constexpr ULONGLONG kSlowCallMs = 1000;
 
 }  // namespace
 
@@ -57,9 +51,9 @@ template <class Call>
 void CTKRuntimeLoggerAPI::Deliver(const Call& call) noexcept {
     const auto callTimed = [&](const CFoundService& service) {
         const bool isProxy = service.IsProxy();
-        const ULONGLONG began = Now();
+        const ULONGLONG beganMs = base::AwakeMs();
         const HRESULT hr = call(*service.Logger());
-        if (isProxy && !IsLostConnection(hr) && Now() - began > kSlowCall)
+        if (isProxy && !IsLostConnection(hr) && base::AwakeMs() - beganMs > kSlowCallMs)
             EndUse();
         return hr;
     };
@@ -75,7 +69,7 @@ bool CTKRuntimeLoggerAPI::Write(const RecordRing::RecordHead& head, const wchar_
         const CRecordChannel::Result result = channel->Write(head, category, file, function, message);
         if (result == CRecordChannel::Result::Done)
             return true;
-        if (result == CRecordChannel::Result::TooBig || !Judge(result))
+        if (result == CRecordChannel::Result::NeedsCall || !Judge(result))
             return false;
     }
     return false;

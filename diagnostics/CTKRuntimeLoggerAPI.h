@@ -16,9 +16,10 @@
 // Every other failure of a call is ignored.
 //
 // A service in another process may offer a channel (CRecordChannel.h), on which records go without calls. The rules are
-// the same: a channel whose service has ended is a lost connection, one that stays full for a second is a slow call
-// (but here the record was not delivered, and goes to the file). A thread in no apartment logs on. Questions, dumps and
-// records too big for the channel are calls, which wait until the service has taken what was written before.
+// the same: a channel whose service has ended is a lost connection, one that stays full for a second in which the
+// service shows no life is a slow call (but here the record was not delivered, and goes to the file). A thread in no
+// apartment logs on. Questions, dumps, big records and those that found no room for a second, since others were
+// quicker, are calls, which wait until the service has taken what was written before.
 #pragma once
 
 #include "TKRuntimeLogger.h"

@@ -33,8 +33,9 @@ struct Header {
     std::atomic<std::uint32_t> writerClosed;  // nothing more will come
     alignas(64) std::atomic<std::uint32_t> written;
     alignas(64) std::atomic<std::uint32_t> taken;
-    std::atomic<std::uint32_t> heartbeatMs;   // the reader's last look, in the system's tick count
+    std::atomic<std::uint32_t> heartbeatMs;   // the reader's last look, by the clock of base/AwakeTime.h
     std::atomic<std::uint32_t> readerClosed;  // nothing more will be taken
+    std::atomic<std::uint32_t> hasReader;     // or had one: two would take each other's records
     alignas(64) std::uint32_t end[16];
 };
 static_assert(sizeof(Header) == 256 && std::atomic<std::uint32_t>::is_always_lock_free);
@@ -88,33 +89,34 @@ public:
         bytes = (bytes + 7) / 8 * 8;
         if (bytes > m_capacity)
             return Result::TooBig;
-        const std::uint32_t waiting = Waiting();
+        std::uint32_t at = m_written.load(std::memory_order_relaxed);
+        const std::uint32_t waiting = at - Taken();  // more than the capacity: the reader is broken
         if (waiting > m_capacity)
             return Result::Broken;
         if (bytes > m_capacity - waiting)
             return Result::Full;
         head.bytes = static_cast<std::uint32_t>(bytes);
-        std::uint32_t at = m_written;
+        const std::uint32_t behind = at + head.bytes;
         Put(at, &head, sizeof head);
         for (const Text& text : texts) {
             if (text.characters)
                 Put(at, text.characters, text.length * 2);
         }
-        m_written += head.bytes;
+        m_written.store(behind, std::memory_order_relaxed);
         // Before the writer looks whether the reader is there, which first says that it goes and then looks here: one
         // of the two sees the other.
-        m_header.written.store(m_written, std::memory_order_seq_cst);
+        m_header.written.store(behind, std::memory_order_seq_cst);
         return Result::Written;
     }
 
-    // In bytes; more than the capacity: the reader is broken.
-    [[nodiscard]] std::uint32_t Waiting() const noexcept {
-        return m_written - m_header.taken.load(std::memory_order_acquire);
-    }
-    [[nodiscard]] std::uint32_t Written() const noexcept { return m_written; }
-    // Whether the reader has taken all up to `position`, which was Written() some time ago. Any thread.
+    // All from here on: any thread.
+    [[nodiscard]] std::uint32_t Written() const noexcept { return m_written.load(std::memory_order_relaxed); }
+    [[nodiscard]] std::uint32_t Taken() const noexcept { return m_header.taken.load(std::memory_order_acquire); }
+    // Whether the reader has taken all up to `position`, which was Written() some time ago. No more than the capacity
+    // is ever left to take, so whatever seems to be more was taken long ago.
     [[nodiscard]] bool IsTaken(std::uint32_t position) const noexcept {
-        return static_cast<std::int32_t>(m_header.taken.load(std::memory_order_acquire) - position) >= 0;
+        const std::uint32_t left = position - Taken();
+        return left == 0 || left > m_capacity;
     }
     [[nodiscard]] std::uint32_t HeartbeatMs() const noexcept {
         return m_header.heartbeatMs.load(std::memory_order_relaxed);
@@ -136,7 +138,7 @@ private:
     Header& m_header;
     std::byte* const m_data;
     const std::uint32_t m_capacity;
-    std::uint32_t m_written = 0;
+    std::atomic<std::uint32_t> m_written{0};
 };
 
 class CReader final {
@@ -155,6 +157,9 @@ public:
         const std::uint32_t capacity = *const_cast<const volatile std::uint32_t*>(&m_header.capacity);
         m_capacity = IsCapacity(capacity, bytes) ? capacity : 0;
     }
+
+    // Before anything is read. False: the ring has a reader, or had one.
+    [[nodiscard]] bool Claim() noexcept { return m_header.hasReader.exchange(1, std::memory_order_relaxed) == 0; }
 
     // A record's head and how to get its texts, while it is being taken.
     class CRecord final {

@@ -1,7 +1,10 @@
 #include "logview/CRingReader.h"
 
 #include "TKRuntimeLogger.h"
+#include "base/AwakeTime.h"
 #include "base/ComBoundary.h"
+
+#include <psapi.h>
 
 #include <algorithm>
 #include <mutex>
@@ -32,6 +35,9 @@ std::size_t SizeOfView(const void* memory) noexcept {
     if (::VirtualQuery(memory, &region, sizeof region) == 0 || region.State != MEM_COMMIT ||
         region.Type != MEM_MAPPED || region.AllocationBase != memory)
         return 0;
+    wchar_t file[8];  // what fits of its name
+    if (::GetMappedFileNameW(::GetCurrentProcess(), const_cast<void*>(memory), file, ARRAYSIZE(file)) != 0)
+        return 0;  // its disk may go away
     return region.RegionSize;
 }
 
@@ -80,7 +86,10 @@ HRESULT CRingReader::Open(ULONG processId, const std::wstring& name) noexcept {
     const std::size_t bytes = SizeOfView(m_memory);
     if (!RecordRing::CReader::IsRing(m_memory, bytes))
         return E_INVALIDARG;
-    m_ring.emplace(m_memory, bytes);
+    RecordRing::CReader ring(m_memory, bytes);
+    if (!ring.Claim())
+        return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+    m_ring.emplace(ring);
     return S_OK;
 }
 
@@ -110,7 +119,7 @@ bool CRingReader::Take(ULONGLONG now) noexcept {
             m_queue->AddLost(1);
         }
     };
-    m_isBroken = !m_ring->ReadAll(::GetTickCount(), take);
+    m_isBroken = !m_ring->ReadAll(static_cast<std::uint32_t>(base::AwakeMs()), take);
     if (m_isBroken)
         m_queue->AddLost(1);
     return !m_isBroken;

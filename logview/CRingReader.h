@@ -35,8 +35,9 @@ public:
     // Tells the writer that nothing more is taken, and takes what is there.
     ~CRingReader();
 
-    // Once. E_INVALIDARG: not the name or the contents of a channel. E_ACCESSDENIED and others: the section or the
-    // process can't be opened.
+    // Once. E_INVALIDARG: not the name or the contents of a channel, or a part of a file. E_ACCESSDENIED and others:
+    // the section or the process can't be opened. HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS): the channel has a reader,
+    // or had one.
     [[nodiscard]] HRESULT Open(ULONG processId, const std::wstring& name) noexcept;
 
     // Takes what has come. False: nothing more comes.

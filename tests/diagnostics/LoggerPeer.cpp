@@ -62,6 +62,8 @@ void ServeChannel(HANDLE parent, HANDLE ready) {
     logview::CLogSink::Services services;
     services.ask = [&](const logview::Question& question) {
         Obey(question.record.message);
+        if (question.record.message == L"channels")
+            return static_cast<LONG>(readers->Count());
         const std::lock_guard guard(lock);
         take();
         return question.record.message == L"wrong" ? wrong + static_cast<LONG>(queue->Lost()) : count;
@@ -103,6 +105,10 @@ int wmain(int count, wchar_t** arguments) {
     const base::CAutoHandle parent(::OpenProcess(SYNCHRONIZE, FALSE, std::wcstoul(arguments[1], nullptr, 10)));
     const base::CAutoHandle ready(::OpenEventW(EVENT_MODIFY_STATE, FALSE, arguments[2]));
     const std::wstring_view command = arguments[3];
+    if (command == L"wait") {
+        ::SetEvent(ready.Get());
+        ::WaitForSingleObject(parent.Get(), INFINITE);
+    }
     if (command == L"serve")
         Serve(parent.Get(), ready.Get());
     if (command == L"serve-channel")

@@ -5,6 +5,7 @@
 #include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTypeLibrary.h"
 
+#include <atomic>
 #include <optional>
 #include <thread>
 
@@ -160,10 +161,13 @@ TEST_F(OtherProcessTest, AFrozenServiceHoldsACallUntilItGoesOnAndThenIsLeft) {
     WithFrontEnd([&](auto& api) {
         Log(api, L"one");
         peer->Freeze();
+        std::atomic<bool> isCalling{false};
         const std::jthread thawing([&] {
+            Await([&] { return isCalling.load(); });
             ::Sleep(1500);
             peer->Thaw();
         });
+        isCalling = true;
         Log(api, L"two");
         Log(api, L"three");
     });

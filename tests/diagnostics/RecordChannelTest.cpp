@@ -60,7 +60,7 @@ TEST_F(RecordChannelTest, AMillionRecordsOfOneProcessComeInOrderAndNoneIsLost) {
 
 TEST_F(RecordChannelTest, QuestionsAndRecordsTooBigForItComeAfterWhatWasWrittenBefore) {
     WithFrontEnd([this](auto& api) {
-        const std::wstring big(600'000, L'x');
+        const std::wstring big(150'000, L'x');
         for (int i = 0; i < 3; ++i) {
             Log(api, L"small");
             Log(api, big.c_str());
@@ -112,6 +112,21 @@ TEST_F(RecordChannelTest, ANewServiceTakesThePlaceOfAKilledOne) {
     EXPECT_EQ(Texts{}, file->Messages());
 }
 
+TEST_F(RecordChannelTest, AModuleThatIsUnloadedTakesItsChannelAlong) {
+    WithFrontEnd([](auto& api) {
+        EXPECT_EQ(1, Ask(api, L"channels"));
+        {
+            const base::CAutoLibrary module(::LoadLibraryW(L"diagnostics_module.dll"));
+            const auto log = reinterpret_cast<void (*)(const wchar_t*)>(
+                reinterpret_cast<void*>(::GetProcAddress(module.Get(), "LogFromModule")));
+            ASSERT_TRUE(log);
+            OnNewThread([&] { log(L"from a module"); });
+            EXPECT_EQ(2, Ask(api, L"channels"));
+        }
+        Await([&] { return Ask(api, L"channels") == 1; });
+    });
+}
+
 TEST_F(RecordChannelTest, AFrozenServiceKeepsAWriterForASecondAndNewThreadsNotAtAll) {
     WithFrontEnd([&](auto& api) {
         Log(api, L"one");
@@ -124,7 +139,7 @@ TEST_F(RecordChannelTest, AFrozenServiceKeepsAWriterForASecondAndNewThreadsNotAt
             longest = std::max(longest, ::GetTickCount64() - began);
         }
         EXPECT_FALSE(api.UsesService());
-        EXPECT_LE(900u, longest);
+        EXPECT_LE(900u, longest) << "it wasn't waited for";
         EXPECT_GT(kLongMs / 2, longest);
         EXPECT_EQ(Texts{L"flood"}, file->Messages());
         std::thread([&] {
@@ -155,7 +170,7 @@ TEST_F(RecordChannelTest, APlainCallAndTheChannelSideBySide) {
         return perSecond;
     };
     const double calls = rate(L"serve", kCalls);
-    EXPECT_LT(10 * calls, rate(L"serve-channel", 100 * kCalls));
+    EXPECT_LT(3 * calls, rate(L"serve-channel", 100 * kCalls));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The memory that writers and the service share, when it is full, wraps around, or holds nonsense.
 #include "diagnostics/RecordRing.h"
+#include "tests/support/Await.h"
 
 #include <gtest/gtest.h>
 
@@ -63,6 +64,8 @@ TEST(RecordRingTest, RecordsOfAllLengthsWrapAroundWhole) {
     }
     EXPECT_EQ(7u, writer.HeartbeatMs());
     EXPECT_EQ(CWriter::Result::TooBig, Write(writer, 0, std::u16string(2010, u'x')));
+    memory.Head().taken = 0x80000000 + writer.Written();
+    EXPECT_TRUE(writer.IsTaken(writer.Written())) << "half a round of the positions ago";
 }
 
 TEST(RecordRingTest, AFullOneRefusesUntilItIsRead) {
@@ -164,14 +167,18 @@ TEST(RecordRingTest, AWriterAndAReaderAtOnce) {
     Memory memory;
     CWriter writer(memory.bytes, kCapacity, 0);
     CReader reader(memory.bytes, sizeof memory.bytes);
-    std::jthread writing([&] {
-        for (int i = 0; i < kRecords; ++i) {
-            while (Write(writer, i, std::u16string(static_cast<std::size_t>(i % 99), static_cast<char16_t>(i))) ==
-                   CWriter::Result::Full)
+    const std::jthread writing([&](const std::stop_token& stop) {
+        for (int i = 0; i < kRecords && !stop.stop_requested();) {
+            const std::u16string message(static_cast<std::size_t>(i % 99), static_cast<char16_t>(i));
+            if (Write(writer, i, message) == CWriter::Result::Written)
+                ++i;
+            else
                 std::this_thread::yield();
         }
     });
+    const base::CDeadline limit(kLongMs);
     for (int expected = 0; expected < kRecords;) {
+        ASSERT_FALSE(limit.IsOver()) << expected << " records";
         for (const auto& [line, message] : ReadAll(reader)) {
             ASSERT_EQ(expected, line);
             ASSERT_EQ(std::u16string(static_cast<std::size_t>(expected % 99), static_cast<char16_t>(expected)),

@@ -1,6 +1,7 @@
 // The service's end of channels, and writers that are hostile or close.
 #include "TKRuntimeLogger.h"
 #include "logview/CRingReader.h"
+#include "tests/support/CTempFile.h"
 
 #include <gtest/gtest.h>
 
@@ -22,9 +23,8 @@ struct RingReaderTest : ::testing::Test {
 
     // A section as a writer makes it.
     struct Section {
-        explicit Section(const std::wstring& name, DWORD kind = PAGE_READWRITE)
-            : handle(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, kind, 0, sizeof(Header) + kCapacity,
-                                          name.c_str())),
+        explicit Section(const std::wstring& name, DWORD kind = PAGE_READWRITE, HANDLE file = INVALID_HANDLE_VALUE)
+            : handle(::CreateFileMappingW(file, nullptr, kind, 0, sizeof(Header) + kCapacity, name.c_str())),
               memory(::MapViewOfFile(handle.Get(), FILE_MAP_WRITE, 0, 0, 0)) {}
         ~Section() { ::UnmapViewOfFile(memory); }
         base::CAutoHandle handle;
@@ -32,6 +32,11 @@ struct RingReaderTest : ::testing::Test {
     };
     static std::wstring Name(const wchar_t* end) {
         return kTKRuntimeLoggerSectionPrefix + std::to_wstring(::GetCurrentProcessId()) + L"-" + end;
+    }
+    static ULONGLONG Now() {
+        FILETIME now{};
+        ::GetSystemTimeAsFileTime(&now);
+        return (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
     }
 };
 
@@ -57,9 +62,18 @@ TEST_F(RingReaderTest, EveryKindArrivesAsItWasWritten) {
         head.kind = kind;
         EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
     }
+    head.time[0] = 5;
+    head.time[1] = static_cast<std::uint32_t>(Now() >> 32) - 1;
+    EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
+    const ULONGLONG written = Now();
+    head.time[0] = static_cast<std::uint32_t>(written);
+    head.time[1] = static_cast<std::uint32_t>(written >> 32);
+    EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
+    const ULONGLONG before = Now();
     readers.Poll();
+    const ULONGLONG after = Now();
     const auto taken = queue->Take(0);
-    ASSERT_EQ(3u, taken.size());
+    ASSERT_EQ(5u, taken.size());
     const auto& log = std::get<logview::LogRecord>(taken[0].record);
     const std::wstring none;
     EXPECT_EQ((std::tuple{-7l, std::wstring(L"cat"), 2ul, 3ul, none, -4l, none, std::wstring(L"a\0b", 3)}),
@@ -75,10 +89,9 @@ TEST_F(RingReaderTest, EveryKindArrivesAsItWasWritten) {
     ASSERT_TRUE(flagged.explicitValues);
     EXPECT_EQ(5u, flagged.explicitValues->value);
     EXPECT_TRUE(flagged.explicitValues->flag);
-    FILETIME now{};
-    ::GetSystemTimeAsFileTime(&now);
-    EXPECT_GE(now.dwHighDateTime, taken[0].time >> 32) << "a time that can't be is now";
-    EXPECT_NE(0u, taken[0].time);
+    for (const std::size_t i : {0u, 3u})
+        EXPECT_TRUE(before <= taken[i].time && taken[i].time <= after) << "a time that can't be is that of the taking";
+    EXPECT_EQ(written, taken[4].time);
 }
 
 TEST_F(RingReaderTest, OnlyChannelsAreOpened) {
@@ -92,8 +105,19 @@ TEST_F(RingReaderTest, OnlyChannelsAreOpened) {
     EXPECT_EQ(E_INVALIDARG, readers.Open(process + 4, Name(L"2"))) << "another process's";
     const Section reserved(Name(L"3"), PAGE_READWRITE | SEC_RESERVE);
     EXPECT_EQ(E_INVALIDARG, readers.Open(process, Name(L"3"))) << "not all of it is there";
+    {
+        const CTempFile file;
+        const base::CAutoHandle handle(
+            ::CreateFileW(file.Path().c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        const Section ofFile(Name(L"6"), PAGE_READWRITE, handle.Get());
+        ASSERT_TRUE(ofFile.memory);
+        const CWriter toFile(ofFile.memory, kCapacity, 0);
+        EXPECT_EQ(E_INVALIDARG, readers.Open(process, Name(L"6"))) << "a disk may go away";
+    }
     EXPECT_EQ(0u, readers.Count());
     EXPECT_EQ(S_OK, readers.Open(process, Name(L"2")));
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS), readers.Open(process, Name(L"2")));
+    EXPECT_FALSE(writer.IsReaderClosed()) << "the first stays";
     EXPECT_EQ(1u, readers.Count());
 }
 
