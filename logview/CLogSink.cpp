@@ -2,6 +2,7 @@
 
 #include "base/CDeadline.h"
 #include "base/ComBoundary.h"
+#include "base/Times.h"
 
 #include <objbase.h>
 #include <oleauto.h>
@@ -12,12 +13,6 @@
 namespace logview {
 
 namespace {
-
-ULONGLONG Now() noexcept {
-    FILETIME now{};
-    ::GetSystemTimeAsFileTime(&now);
-    return (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
-}
 
 // All of the characters, those behind an embedded zero too; the length is the allocation's own.
 std::wstring TextOf(BSTR text) {
@@ -94,7 +89,7 @@ HRESULT CLogSink::WhileOpen(Work&& work) noexcept {
 template <class Make>
 HRESULT CLogSink::Put(Make&& make) noexcept {
     return WhileOpen([&] {
-        const ULONGLONG now = Now();
+        const ULONGLONG now = base::NowInTicks();
         try {
             m_queue->Put({now, {}, make()});
         } catch (...) {

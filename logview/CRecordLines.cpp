@@ -1,6 +1,7 @@
 #include "logview/CRecordLines.h"
 
 #include "base/FormatText.h"
+#include "base/Times.h"
 #include "base/Utf8Text.h"
 #include "console/Text.h"
 #include "diagnostics/LogSite.h"
@@ -47,7 +48,7 @@ std::wstring Figures(const ProfileRecord& record) {
 }  // namespace
 
 std::wstring ClockText(ULONGLONG time) {
-    const FILETIME utc{static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+    const FILETIME utc = base::FileTimeOf(time);
     SYSTEMTIME system{}, local{};
     if (time == 0 || !::FileTimeToSystemTime(&utc, &system) ||
         !::SystemTimeToTzSpecificLocalTime(nullptr, &system, &local))

@@ -1,6 +1,7 @@
 #include "logview/LogTexts.h"
 
 #include "base/FormatText.h"
+#include "base/Times.h"
 #include "base/Utf8Text.h"
 
 #include <charconv>
@@ -8,8 +9,6 @@
 namespace logview {
 
 namespace {
-
-constexpr ULONGLONG kTicksASecond = 10'000'000;
 
 wchar_t Harmless(wchar_t c) noexcept {
     if (c < 0x20)
@@ -53,13 +52,13 @@ std::string CsvField(std::wstring_view text) {
 }
 
 std::string IsoTime(ULONGLONG time) {
-    const FILETIME file{static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+    const FILETIME file = base::FileTimeOf(time);
     SYSTEMTIME date{};
     if (time == 0 || !::FileTimeToSystemTime(&file, &date))
         return {};
     return base::Utf8OfWide(base::FormatText(L"%04u-%02u-%02uT%02u:%02u:%02u.%07uZ", date.wYear, date.wMonth, date.wDay,
                                              date.wHour, date.wMinute, date.wSecond,
-                                             static_cast<unsigned>(time % kTicksASecond)));
+                                             static_cast<unsigned>(time % base::kTicksASecond)));
 }
 
 ULONGLONG TimeOfIso(std::string_view text) {
@@ -71,7 +70,7 @@ ULONGLONG TimeOfIso(std::string_view text) {
     text.remove_suffix(1);
     ULONGLONG ticks = 0;
     if (text.starts_with('.')) {
-        ULONGLONG unit = kTicksASecond;
+        ULONGLONG unit = base::kTicksASecond;
         for (const char digit : text.substr(1)) {
             if (digit < '0' || digit > '9')
                 return 0;
@@ -83,7 +82,7 @@ ULONGLONG TimeOfIso(std::string_view text) {
     FILETIME file{};
     if (!::SystemTimeToFileTime(&date, &file))
         return 0;
-    return ((ULONGLONG{file.dwHighDateTime} << 32) | file.dwLowDateTime) + ticks;
+    return base::TicksOf(file) + ticks;
 }
 
 }  // namespace logview

@@ -1,5 +1,6 @@
 #include "logview/TraceEvents.h"
 
+#include "base/Times.h"
 #include "base/Utf8Text.h"
 #include "logview/CJsonFile.h"
 #include "logview/LogTexts.h"
@@ -64,7 +65,7 @@ public:
     explicit CTraceWriter(const std::wstring& path) : m_file(path) { m_file.BeginList("{\"traceEvents\":["); }
 
     void Write(const Arrival& arrival) {
-        m_time = arrival.time == 0 ? m_time + 1 : static_cast<LONGLONG>(arrival.time - kTicksFrom1601To1970) / 10;
+        m_time = arrival.time == 0 ? m_time + 1 : base::MicrosecondsSince1970(arrival.time);
         if (const auto* const record = std::get_if<LogRecord>(&arrival.record))
             Write(arrival, *record);
         else
@@ -82,8 +83,6 @@ public:
     }
 
 private:
-    static constexpr ULONGLONG kTicksFrom1601To1970 = 116'444'736'000'000'000;
-
     struct Counts {
         std::array<ULONGLONG, std::size(kKinds)> records{};
         LONGLONG lastRecord = 0, written = 0;

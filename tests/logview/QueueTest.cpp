@@ -1,5 +1,6 @@
 // What takes records from their writers: the queue, and the object that they call.
 #include "base/CBstr.h"
+#include "base/Times.h"
 #include "logview/CLogSink.h"
 #include "logview/CRecordQueue.h"
 #include "tests/support/Await.h"
@@ -103,9 +104,7 @@ TEST_F(LogSinkTest, TakesTextsAsTheyAre) {
     EXPECT_EQ((std::wstring{L'a', L'\0', L'b'}), record.file);
     EXPECT_EQ(L"", record.category + record.message);
     EXPECT_EQ(7, record.severity);
-    FILETIME now{};
-    ::GetSystemTimeAsFileTime(&now);
-    const ULONGLONG time = (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
+    const ULONGLONG time = base::NowInTicks();
     EXPECT_TRUE(taken[0].time <= time && time - taken[0].time < 600'000'000) << taken[0].time;
 }
 
