@@ -92,17 +92,15 @@ void CProfileTable::Take(const Arrival& arrival) {
         return;
     Key key(report->processId, arrival.process, report->file, report->line, report->function, report->message,
             report->category);
-    auto found = m_sites.find(key);
-    if (found == m_sites.end()) {
-        const std::size_t bytes = SizeOf(arrival);
-        if (m_sites.size() >= kMostSites || m_bytes + bytes > kMostBytes) {
-            ++m_leftOut;
-            return;
-        }
-        found = m_sites.emplace(std::move(key), Site{arrival.time, report->count}).first;
-        m_bytes += bytes;
-    }
-    Site& site = found->second;
+    const auto found = m_sites.find(key);
+    Site& site = found == m_sites.end() ? Insert(std::move(key), {.firstTime = arrival.time,
+                                                                  .firstCount = report->count,
+                                                                  .lastReport = m_reports + 1,
+                                                                  .bytes = SizeOf(arrival)})
+                                        : found->second;
+    auto age = m_byAge.extract(site.lastReport);
+    age.key() = site.lastReport = ++m_reports;
+    m_byAge.insert(std::move(age));
     if (report->count < site.count) {  // a process of that name has got the number of one that has ended
         site.firstTime = arrival.time;
         site.firstCount = report->count;
@@ -111,7 +109,28 @@ void CProfileTable::Take(const Arrival& arrival) {
     site.count = report->count;
     site.longest = Sane(report->maximumDuration);
     site.total = Sane(report->totalDuration);
-    ++m_reports;
+}
+
+CProfileTable::Site& CProfileTable::Insert(Key&& key, Site site) {
+    const auto made = m_sites.emplace(std::move(key), site).first;
+    try {
+        m_byAge.emplace(site.lastReport, made);
+    } catch (...) {
+        m_sites.erase(made);
+        throw;
+    }
+    m_bytes += site.bytes;
+    while (m_sites.size() > 1 && (m_sites.size() > kMostSites || m_bytes > kMostBytes))
+        RemoveOldest();
+    return made->second;
+}
+
+void CProfileTable::RemoveOldest() noexcept {
+    const auto oldest = m_byAge.begin()->second;
+    m_byAge.erase(m_byAge.begin());
+    m_bytes -= oldest->second.bytes;
+    m_sites.erase(oldest);
+    ++m_leftOut;
 }
 
 std::vector<ProfileRow> CProfileTable::Rows(ProfileColumn column, bool isDescending) const {

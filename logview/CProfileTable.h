@@ -33,7 +33,7 @@ enum class ProfileColumn { Process, Category, File, Function, Text, Count, Calls
 
 class CProfileTable final {
 public:
-    // Beyond either limit, the sites that are known go on, and reports of others are counted as left out.
+    // Beyond either limit, the site that was longest without a report makes room for a new one.
     static constexpr std::size_t kMostSites = 10'000;
     static constexpr std::size_t kMostBytes = 32 << 20;  // of texts
 
@@ -45,7 +45,7 @@ public:
     [[nodiscard]] std::vector<ProfileRow> Rows(ProfileColumn column = ProfileColumn::Total,
                                                bool isDescending = true) const;
 
-    // Reports of sites for which there was no room.
+    // How often a site had to go; one that is reported again comes back, with a row of its own.
     [[nodiscard]] ULONGLONG LeftOut() const noexcept { return m_leftOut; }
 
     // Changes with every report: whether there is something new to write.
@@ -57,9 +57,16 @@ private:
     struct Site {
         ULONGLONG firstTime = 0, firstCount = 0, lastTime = 0, count = 0;
         double longest = 0, total = 0;
+        ULONGLONG lastReport = 0;  // its key in m_byAge
+        std::size_t bytes = 0;
     };
+    using Sites = std::map<Key, Site>;
 
-    std::map<Key, Site> m_sites;
+    [[nodiscard]] Site& Insert(Key&& key, Site site);
+    void RemoveOldest() noexcept;
+
+    Sites m_sites;
+    std::map<ULONGLONG, Sites::iterator> m_byAge;  // by the number of their last report
     std::size_t m_bytes = 0;
     ULONGLONG m_leftOut = 0, m_reports = 0;
 };

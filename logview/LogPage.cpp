@@ -1,5 +1,6 @@
 #include "logview/LogPage.h"
 
+#include "base/Times.h"
 #include "logview/CJsonFile.h"
 #include "logview/LogPageFrame.h"
 #include "logview/LogTexts.h"
@@ -15,8 +16,7 @@ using console::Json;
 
 // Whole microseconds since 1970, as the page's script counts; null: not known.
 Json PageTime(ULONGLONG time) {
-    constexpr LONGLONG kTicksFrom1601To1970 = 116'444'736'000'000'000;
-    return time == 0 ? Json() : Json((static_cast<LONGLONG>(time) - kTicksFrom1601To1970) / 10);
+    return time == 0 ? Json() : Json(base::MicrosecondsSince1970(time));
 }
 
 // Texts that come again and again; a record has their numbers.
@@ -101,7 +101,8 @@ void WriteLogPage(const std::wstring& path, const CHistory& history, const CProf
     file.BeginList("],\n\"sessions\":[");
     for (const Session& session : sessions.All())
         file.AddItem(SessionJson(session));
-    file.Add("],\n\"leftOut\":" + std::to_string(history.LeftOut()) + "}\n");
+    file.Add("],\n\"leftOut\":" + std::to_string(history.LeftOut()) + ",\"sitesLeftOut\":" +
+             std::to_string(profile.LeftOut()) + ",\"processesLeftOut\":" + std::to_string(sessions.LeftOut()) + "}\n");
     file.Add(kLogPageFrame.substr(data + kDataHere.size()));
     file.Finish();
 }

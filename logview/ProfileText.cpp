@@ -116,6 +116,10 @@ void AppendWords(std::wstring& text, std::wstring_view words, std::size_t width)
     }
 }
 
+std::wstring LeftOutText(ULONGLONG leftOut) {
+    return FormatText(L"(%I64u rows without a report for longest are left out)", leftOut);
+}
+
 std::string Number(double value, const wchar_t* format) {
     return base::Utf8OfWide(FormatText(format, value));
 }
@@ -128,7 +132,7 @@ std::wstring DurationText(double seconds) {
     return seconds >= 1e-3 ? FormatText(L"%.3f ms", seconds * 1e3) : FormatText(L"%.3f \u00B5s", seconds * 1e6);
 }
 
-std::wstring ProfileText(const std::vector<ProfileRow>& rows, std::size_t width) {
+std::wstring ProfileText(const std::vector<ProfileRow>& rows, std::size_t width, ULONGLONG leftOut) {
     if (rows.empty())
         return {};
     std::vector<Line> lines = {kHead};
@@ -140,10 +144,12 @@ std::wstring ProfileText(const std::vector<ProfileRow>& rows, std::size_t width)
         Append(text, line, widths);
     if (std::any_of(rows.begin(), rows.end(), [](const ProfileRow& row) { return row.isInner; }))
         AppendWords(text, kProfileNote, width);
+    if (leftOut > 0)
+        AppendWords(text, LeftOutText(leftOut), width);
     return text;
 }
 
-std::string ProfileCsv(const std::vector<ProfileRow>& rows) {
+std::string ProfileCsv(const std::vector<ProfileRow>& rows, ULONGLONG leftOut) {
     std::string text =
         "process_id,process,category,file,line,function,text,inner,count,calls_per_second,mean_s,longest_s,total_s,"
         "share\r\n";
@@ -155,6 +161,8 @@ std::string ProfileCsv(const std::vector<ProfileRow>& rows) {
                 Number(row.longest, L"%.9g") + "," + Number(row.total, L"%.9g") + "," + Number(row.share, L"%.6f") +
                 "\r\n";
     }
+    if (leftOut > 0)
+        text += ",,,,," + CsvField(LeftOutText(leftOut)) + ",,,,,,,,\r\n";
     return text;
 }
 

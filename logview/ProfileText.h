@@ -21,10 +21,12 @@ inline constexpr std::wstring_view kProfileNote =
 
 // The rows as a table of lines, each ended by a line break, with a head and, where there are inner rows, the note. The
 // figures are always whole; where the rest doesn't fit into `width` characters, the category goes first, then the file
-// and the process, and then the ends of the sites are cut off. Empty without rows.
-[[nodiscard]] std::wstring ProfileText(const std::vector<ProfileRow>& rows, std::size_t width);
+// and the process, and then the ends of the sites are cut off. Empty without rows. `leftOut`: CProfileTable::LeftOut;
+// unless it is 0, a line says so.
+[[nodiscard]] std::wstring ProfileText(const std::vector<ProfileRow>& rows, std::size_t width, ULONGLONG leftOut = 0);
 
-// The rows as CSV (RFC 4180, UTF-8, with a head; durations in seconds). One row is one line.
-[[nodiscard]] std::string ProfileCsv(const std::vector<ProfileRow>& rows);
+// The rows as CSV (RFC 4180, UTF-8, with a head; durations in seconds). One row is one line. Unless `leftOut` is 0, a
+// last line without a process number and figures says so.
+[[nodiscard]] std::string ProfileCsv(const std::vector<ProfileRow>& rows, ULONGLONG leftOut = 0);
 
 }  // namespace logview

@@ -57,6 +57,12 @@ void WriteLarge(const std::wstring& path) {
     Log log;
     for (ULONGLONG i = 0; i < 101'000; ++i)
         log.Take(RecordAt(i / 100, static_cast<LONG>(i % 5), L"record " + std::to_wstring(i) + L"."));
+    for (ULONG i = 0; i < 10'010; ++i) {
+        logview::Arrival report = MakeReportArrival(1, 1);
+        std::get<logview::ProfileRecord>(report.record).processId = 1'000 + i;
+        log.profile.Take(report);
+        log.sessions.Take(report);
+    }
     log.Write(path);
 }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <sstream>
 
@@ -144,6 +145,33 @@ TEST_F(ProfileTable, HoldsOutAgainstHostileReports) {
         Report(std::to_wstring(i).c_str(), L"", 0, 1);
     EXPECT_EQ(CProfileTable::kMostSites, table.Rows().size());
     EXPECT_EQ(2'010, table.LeftOut());
+}
+
+TEST_F(ProfileTable, WhenItIsFullTheSiteThatWasLongestSilentGoes) {
+    for (std::size_t i = 0; i < CProfileTable::kMostSites; ++i)
+        Report(std::to_wstring(i).c_str(), L"", 0, 1);
+    Report(L"0", L"", 0, 2);
+    EXPECT_EQ(0, table.LeftOut());
+    for (const wchar_t* const name : {L"new", L"newer", L"newest"})
+        Report(name, L"", 0, 3);
+    std::wstring names = L" " + Names(table.Rows());
+    for (const wchar_t* const kept : {L" 0:", L" 4:", L" new:", L" newest:"})
+        EXPECT_NE(names.npos, names.find(kept)) << kept;
+    for (const wchar_t* const gone : {L" 1:", L" 3:"})
+        EXPECT_EQ(names.npos, names.find(gone)) << gone;
+    EXPECT_EQ(3, table.LeftOut());
+    EXPECT_NE(std::wstring::npos, ProfileText(table.Rows(), 80, table.LeftOut()).find(L"\n(3 rows "));
+    const std::string csv = ProfileCsv(table.Rows(), table.LeftOut());
+    const std::string last = csv.substr(csv.rfind('\n', csv.size() - 2) + 1);
+    EXPECT_TRUE(last.starts_with(",,,,,(3 rows ")) << last;
+    EXPECT_EQ(13, std::count(last.begin(), last.end(), ',')) << "a field a column";
+
+    CProfileTable byBytes;
+    for (int i = 0; i < 40; ++i)
+        byBytes.Take(MakeReportArrival(1, 1, kSomeTime, std::to_wstring(i) + std::wstring(1'000'000, L'x')));
+    const std::vector<ProfileRow> rows = byBytes.Rows();
+    EXPECT_EQ(40, rows.size() + byBytes.LeftOut());
+    EXPECT_TRUE(std::ranges::any_of(rows, [](auto& row) { return row.text.starts_with(L"39x"); }));
 }
 
 TEST_F(ProfileTable, FitsAConsole) {
