@@ -30,15 +30,13 @@ std::span<const BYTE> BytesOf(std::string_view text) {
     return {reinterpret_cast<const BYTE*>(text.data()), text.size()};
 }
 
-// A file that is to go when it is closed goes with a process that is ended, too. Where the file system knows no such
-// thing, it may be left behind.
-void GoWhenClosed(HANDLE file, bool goes) {
+}  // namespace
+
+bool GoWhenClosed(HANDLE file, bool goes) noexcept {
     FILE_DISPOSITION_INFO info{};
     info.DeleteFile = goes;
-    static_cast<void>(::SetFileInformationByHandle(file, FileDispositionInfo, &info, sizeof info));
+    return ::SetFileInformationByHandle(file, FileDispositionInfo, &info, sizeof info) != FALSE;
 }
-
-}  // namespace
 
 COutputFile::COutputFile(const std::wstring& path) : m_path(path) {
     if (path.empty())
@@ -72,7 +70,7 @@ CReplacingFile::CReplacingFile(const std::wstring& path)
     m_file = Open(m_ownPath, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
     if (!m_file)
         throw CannotWrite(path, ::GetLastError());
-    GoWhenClosed(m_file.Get(), true);
+    m_goes = GoWhenClosed(m_file.Get(), true);
 }
 
 void CReplacingFile::Write(std::string_view text) {
@@ -82,7 +80,9 @@ void CReplacingFile::Write(std::string_view text) {
 void CReplacingFile::Finish() {
     if (m_isDevice)
         return;
-    GoWhenClosed(m_file.Get(), false);
+    if (m_goes && !GoWhenClosed(m_file.Get(), false))
+        throw CannotWrite(m_path, ::GetLastError());
+    m_goes = false;
     m_file.Reset();
     if (!::MoveFileExW(base::OpenablePath(base::FullPathOf(m_ownPath)).c_str(),
                        base::OpenablePath(base::FullPathOf(m_path)).c_str(), MOVEFILE_REPLACE_EXISTING))

@@ -13,6 +13,10 @@
 
 namespace console {
 
+// Whether a file goes, or stays, when its handle is closed, which needs the right to DELETE. A file that goes does so
+// with a process that is ended, too.  False, with the last error set: it is as it was. Not all file systems know of it.
+bool GoWhenClosed(HANDLE file, bool goes) noexcept;
+
 class COutputFile final {
 public:
     // `path`: a file that is made anew, or empty for standard output.
@@ -42,6 +46,7 @@ public:
 private:
     const std::wstring m_path, m_ownPath;
     bool m_isDevice = false;
+    bool m_goes = false;  // with its handle; otherwise it may be left behind
     base::CAutoHandle m_file;
 };
 

@@ -52,6 +52,13 @@ unsigned CTerminal::Height() const noexcept {
     return static_cast<unsigned>(std::max(info.srWindow.Bottom - info.srWindow.Top + 1, 1));
 }
 
+unsigned CTerminal::Width() const noexcept {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!::GetConsoleScreenBufferInfo(m_output, &info))
+        return 0;
+    return static_cast<unsigned>(std::max(info.dwSize.X, SHORT{0}));
+}
+
 void CTerminal::WriteText(std::wstring_view text) const {
     constexpr std::size_t kMostAtOnce = 8000;  // older consoles take no more than 64 KiB
     DWORD written = 0;

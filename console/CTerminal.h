@@ -31,8 +31,9 @@ public:
     // Whether somebody sees it as it comes: then it has colours, a size, and the line below.
     [[nodiscard]] virtual bool IsInteractive() const noexcept = 0;
 
-    // How many lines are to be seen at once.
+    // How many lines are to be seen at once, and how many columns they have; 0: not known.
     [[nodiscard]] virtual unsigned Height() const noexcept = 0;
+    [[nodiscard]] virtual unsigned Width() const noexcept = 0;
 
     // Writes the lines above the one that is drawn anew, which comes back with the next Status only.
     virtual void Write(std::span<const TintedLine> lines) = 0;
@@ -51,6 +52,7 @@ public:
     // ITerminal
     [[nodiscard]] bool IsInteractive() const noexcept override { return m_isConsole; }
     [[nodiscard]] unsigned Height() const noexcept override;
+    [[nodiscard]] unsigned Width() const noexcept override;
     void Write(std::span<const TintedLine> lines) override;
     void Status(std::wstring_view text) override;
 

@@ -2,13 +2,13 @@
 
 #include "base/CSlimLock.h"
 #include "base/FormatText.h"
+#include "console/CCommandError.h"
 #include "console/CConsoleKeys.h"
 #include "console/CTerminal.h"
 #include "logview/CConsoleView.h"
 
 #include <atomic>
 #include <mutex>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -47,18 +47,20 @@ struct CLiveLog::Shared {
 
     void Run();
     void AskNext(logview::CConsoleView& view);
-    void ShowTable(logview::CConsoleView& view);
+    void LookAtOutput(const logview::CConsoleView& view) noexcept;
     void Round(logview::CConsoleView& view, console::CConsoleKeys& keys, DWORD waitMs);
 
     const Settings settings;
     logview::CRecordQueue records{kMostWaiting, kMostWaitingBytes};
     std::atomic<bool> isEnding{false};
     std::atomic<DWORD> outputError{ERROR_SUCCESS};
+    std::atomic<ULONGLONG> leftOut{0};  // of an output that isn't a console
 
     base::CSlimLock lock;  // guards the notes
     std::vector<std::wstring> notes;
 
     // Of the console's thread.
+    bool isConsole = false;
     ULONGLONG lostTold = 0;
     ULONGLONG told = 0;   // the last question that was shown
     ULONGLONG asked = 0;  // the one that stands in the prompt; 0: none
@@ -110,6 +112,8 @@ void CLiveLog::Shared::Round(logview::CConsoleView& view, console::CConsoleKeys&
     if (const ULONGLONG lost = records.Lost(); lost != lostTold) {
         view.Note(base::FormatText(L"%I64u records were left out here: the console is too slow", lost - lostTold));
         lostTold = lost;
+        if (!isConsole)
+            leftOut = lost;
     }
     for (const console::Key& key : keys.Take()) {
         if (!view.Press(key))
@@ -117,6 +121,10 @@ void CLiveLog::Shared::Round(logview::CConsoleView& view, console::CConsoleKeys&
     }
     AskNext(view);
     view.Flush();
+    LookAtOutput(view);
+}
+
+void CLiveLog::Shared::LookAtOutput(const logview::CConsoleView& view) noexcept {
     if (!view.Failure())
         return;
     if (!view.Failure()->IsClosedPipe())
@@ -127,6 +135,7 @@ void CLiveLog::Shared::Round(logview::CConsoleView& view, console::CConsoleKeys&
 
 void CLiveLog::Shared::Run() {
     console::CTerminal terminal(::GetStdHandle(STD_OUTPUT_HANDLE));
+    isConsole = terminal.IsInteractive();
     console::CConsoleKeys keys;
     logview::CConsoleView view(terminal, settings.filter, settings.profileTable);
     while (!isEnding)
@@ -134,15 +143,9 @@ void CLiveLog::Shared::Run() {
     base::RunQuietly([&] {
         view.EndPrompt();
         Round(view, keys, 0);
-        ShowTable(view);
+        view.Finish(true);
+        LookAtOutput(view);
     });
-}
-
-void CLiveLog::Shared::ShowTable(logview::CConsoleView& view) {
-    std::wistringstream table(settings.profileTable());
-    for (std::wstring line; std::getline(table, line);)
-        view.Note(line);
-    view.Flush();
 }
 
 CLiveLog::CLiveLog(Settings settings)
@@ -172,16 +175,21 @@ void CLiveLog::Note(const std::wstring& text) noexcept {
     });
 }
 
-std::optional<DWORD> CLiveLog::OutputError() const noexcept {
-    const DWORD error = m_shared->outputError;
-    return error == ERROR_SUCCESS ? std::nullopt : std::optional(error);
+std::wstring CLiveLog::Fault() const {
+    if (const DWORD error = m_shared->outputError; error != ERROR_SUCCESS)
+        return L"Cannot write the output: " + console::ResultText(HRESULT_FROM_WIN32(error));
+    if (m_isCut)
+        return L"The output takes nothing, so its end is missing";
+    const ULONGLONG leftOut = m_shared->leftOut;
+    return leftOut > 0 ? base::FormatText(L"The output lacks %I64u records: it was too slow", leftOut) : L"";
 }
 
 bool CLiveLog::Stop(DWORD limitMs) noexcept {
     m_isStopped = true;
     m_shared->isEnding = true;
     m_shared->records.Wake();
-    return m_thread.Stop(threading::Rest::Drain, limitMs);
+    m_isCut = !m_thread.Stop(threading::Rest::Drain, limitMs);
+    return !m_isCut;
 }
 
 }  // namespace logservice

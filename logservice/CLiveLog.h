@@ -20,10 +20,10 @@ class CLiveLog final {
 public:
     struct Settings {
         logview::CRecordFilter filter;
-        std::function<std::wstring()> profileTable;  // for a key; called on the console's thread
-        std::shared_ptr<CQuestions> questions;       // null: none are asked
-        HANDLE ending = nullptr;                     // signalled when the person wants an end
-        bool endsWithOutput = false;                 // whether that is so, too, when the output can't be written
+        std::function<std::wstring(std::size_t)> profileTable;  // of a width; called on the console's thread
+        std::shared_ptr<CQuestions> questions;                  // null: none are asked
+        HANDLE ending = nullptr;                                // signalled when the person wants an end
+        bool endsWithOutput = false;  // whether that is so, too, when the output can't be written
     };
 
     // Throws std::bad_alloc.
@@ -37,18 +37,20 @@ public:
     // The same with a line of the program's own.
     void Note(const std::wstring& text) noexcept;
 
-    // Why the output can't be written, behind Stop; a closed pipe, whose reader has read enough, doesn't count.
-    // Nothing: it can, or is blocked.
-    [[nodiscard]] std::optional<DWORD> OutputError() const noexcept;
-
-    // Shows what is left, and the timing table.  False: the console takes nothing within `limitMs`.
+    // Shows what is left, also behind a pause, and the timing table.  False: the console takes nothing within
+    // `limitMs`.
     bool Stop(DWORD limitMs) noexcept;
+
+    // Behind Stop: why the output isn't whole; empty: it is. A closed pipe, whose reader has read enough, doesn't
+    // count, nor what a person on whose console too much came didn't see.
+    [[nodiscard]] std::wstring Fault() const;
 
 private:
     struct Shared;
 
     const std::shared_ptr<Shared> m_shared;
     bool m_isStopped = false;  // whether somebody has waited for the end
+    bool m_isCut = false;      // and in vain
     threading::CCallQueue m_thread;
 };
 

@@ -3,6 +3,7 @@
 #include "base/FormatText.h"
 #include "console/CCommandError.h"
 #include "console/COutputFile.h"
+#include "console/Text.h"
 #include "logview/LogPage.h"
 #include "logview/ProfileText.h"
 #include "logview/TraceEvents.h"
@@ -24,10 +25,19 @@ bool IsDescending(logview::ProfileColumn column) noexcept {
 
 CLogBook::CLogBook(const Options& options)
     : m_options(options), m_hasHistory(!options.report.empty() || !options.trace.empty()) {
-    if (!options.record.empty())
-        m_recorder = std::make_unique<logview::CRecorder>(
-            logview::CRecorder::Options{options.record, options.fileBytes, options.fileCount}, m_profile, m_sessions,
-            [this](const std::wstring& text) { m_notes.push_back(text); });
+    // Somebody who mistyped a path learns it now, not after a day.
+    for (const std::wstring& path : {options.profile, options.report, options.trace}) {
+        if (!path.empty())
+            static_cast<void>(console::CReplacingFile(path));
+    }
+    if (options.record.empty())
+        return;
+    m_recorder = std::make_unique<logview::CRecorder>(
+        logview::CRecorder::Options{options.record, options.fileBytes, options.fileCount}, m_profile, m_sessions,
+        [this](const std::wstring& text) { m_notes.push_back(text); });
+    if (const DWORD error = m_recorder->Failure(); error != ERROR_SUCCESS)
+        throw console::CCommandError(L"Cannot record into " + console::Printable(options.record),
+                                     HRESULT_FROM_WIN32(error));
 }
 
 void CLogBook::Take(logview::Arrival&& arrival) {
@@ -53,18 +63,20 @@ void CLogBook::Flush() noexcept {
 
 std::wstring CLogBook::ProfileText(std::size_t width) const {
     std::vector<logview::ProfileRow> rows;
+    ULONGLONG leftOut = 0;
     {
         const std::lock_guard lock(m_lock);
         rows = m_profile.Rows(m_options.sort, IsDescending(m_options.sort));
+        leftOut = m_profile.LeftOut();
     }
-    return logview::ProfileText(rows, width);
+    return logview::ProfileText(rows, width, leftOut);
 }
 
 void CLogBook::WriteProfile() const {
     if (m_options.profile.empty())
         return;
     console::CReplacingFile file(m_options.profile);
-    file.Write(logview::ProfileCsv(m_profile.Rows(m_options.sort, IsDescending(m_options.sort))));
+    file.Write(logview::ProfileCsv(m_profile.Rows(m_options.sort, IsDescending(m_options.sort)), m_profile.LeftOut()));
     file.Finish();
 }
 
@@ -86,10 +98,15 @@ bool CLogBook::Finish() {
     bool isWhole = true;
     if (m_recorder) {
         m_recorder->Finish();
-        isWhole = !m_recorder->HasFailed() && m_recorder->Lost() == 0;
         if (m_recorder->Lost() > 0)
             m_notes.push_back(
                 base::FormatText(L"The recording lacks %I64u records that could not be written", m_recorder->Lost()));
+        else if (m_recorder->Failure() != ERROR_SUCCESS)
+            m_notes.push_back(L"Cannot record into " + console::Printable(m_options.record) + L": " +
+                              console::ResultText(HRESULT_FROM_WIN32(m_recorder->Failure())));
+        if (m_recorder->HaveTablesFailed())
+            m_notes.push_back(L"The tables of the recording are missing, or not the newest");
+        isWhole = m_recorder->Lost() == 0 && m_recorder->Failure() == ERROR_SUCCESS && !m_recorder->HaveTablesFailed();
     }
     for (void (CLogBook::*const write)() const :
          {&CLogBook::WriteProfile, &CLogBook::WriteReport, &CLogBook::WriteTrace}) {

@@ -1,7 +1,7 @@
 // What has come so far, and what is written of it: the recording as it comes, and at the end the timing table, the page
 // and the events.
 //
-// Threads: one, but for ProfileText.  Errors: std::bad_alloc; what fails is in the notes.
+// Threads: one, but for ProfileText.  Errors: std::bad_alloc; what fails is in the notes, but for the constructor.
 #pragma once
 
 #include "base/CSlimLock.h"
@@ -19,6 +19,7 @@ namespace logservice {
 
 class CLogBook final {
 public:
+    // Throws console::CCommandError: an output can't be written. All are tried.
     explicit CLogBook(const Options& options);
     CLogBook(const CLogBook&) = delete;
     CLogBook& operator=(const CLogBook&) = delete;

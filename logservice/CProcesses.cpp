@@ -1,5 +1,8 @@
 #include "logservice/CProcesses.h"
 
+#include "base/Times.h"
+
+#include <mutex>
 #include <utility>
 
 namespace logservice {
@@ -23,10 +26,9 @@ constexpr ULONGLONG kLastRecordsMs = 5000;
 
 ULONGLONG EndOf(HANDLE process) noexcept {
     FILETIME created{}, ended{}, kernel{}, user{};
-    if (!::GetProcessTimes(process, &created, &ended, &kernel, &user) ||
-        (ended.dwHighDateTime == 0 && ended.dwLowDateTime == 0))
-        ::GetSystemTimeAsFileTime(&ended);
-    return (ULONGLONG{ended.dwHighDateTime} << 32) | ended.dwLowDateTime;
+    if (!::GetProcessTimes(process, &created, &ended, &kernel, &user) || base::TicksOf(ended) == 0)
+        return base::NowInTicks();
+    return base::TicksOf(ended);
 }
 
 base::CAutoHandle OpenRunning(DWORD processId) {
@@ -38,7 +40,8 @@ base::CAutoHandle OpenRunning(DWORD processId) {
 
 }  // namespace
 
-const std::wstring& CProcesses::NameOf(DWORD processId) {
+std::wstring CProcesses::NameOf(DWORD processId) {
+    const std::lock_guard guard(m_lock);
     const auto known = m_processes.find(processId);
     if (known != m_processes.end() && known->second.forgottenMs == 0)
         return known->second.name;
@@ -54,6 +57,7 @@ const std::wstring& CProcesses::NameOf(DWORD processId) {
 std::vector<CProcesses::End> CProcesses::TakeEnded() {
     const ULONGLONG now = ::GetTickCount64();
     std::vector<End> ended;
+    const std::lock_guard guard(m_lock);
     for (auto& [id, process] : m_processes) {
         if (process.handle && ::WaitForSingleObject(process.handle.Get(), 0) == WAIT_OBJECT_0) {
             ended.push_back({id, EndOf(process.handle.Get())});

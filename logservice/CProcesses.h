@@ -1,10 +1,11 @@
 // The processes that write: their names, and when they end.
 //
-// Threads: one.  Errors: a process that may not be looked at has no name, and its end isn't seen; throws
+// Threads: any.  Errors: a process that may not be looked at has no name, and its end isn't seen; throws
 // std::bad_alloc.
 #pragma once
 
 #include "base/CAutoDestructor.h"
+#include "base/CSlimLock.h"
 
 #include <windows.h>
 
@@ -16,9 +17,10 @@ namespace logservice {
 
 class CProcesses final {
 public:
-    // The file name of the process, without its folder; empty: not known. Asked for when a record of it has come, so
-    // that it still runs as a rule. A process that has ended keeps its name for a few seconds, for its last records.
-    [[nodiscard]] const std::wstring& NameOf(DWORD processId);
+    // The file name of the process, without its folder; empty: not known. Asked for when it opens a channel, or when a
+    // record of it has come, so that it still runs as a rule. A process that has ended keeps its name for a few
+    // seconds, for its last records.
+    [[nodiscard]] std::wstring NameOf(DWORD processId);
 
     struct End {
         DWORD processId = 0;
@@ -35,6 +37,7 @@ private:
         ULONGLONG forgottenMs = 0;  // when it is forgotten, in GetTickCount64; 0: it runs
     };
 
+    base::CSlimLock m_lock;  // guards them
     std::map<DWORD, Process> m_processes;
 };
 

@@ -2,8 +2,12 @@
 
 #include "TKRuntimeLogger.h"
 #include "base/CDeadline.h"
+#include "base/ComBoundary.h"
+#include "threading/CCallQueue.h"
 
 #include <objbase.h>
+
+#include <utility>
 
 namespace logservice {
 
@@ -12,6 +16,7 @@ namespace {
 using Microsoft::WRL::ComPtr;
 
 constexpr DWORD kTableStartsMs = 20'000;
+constexpr DWORD kAnswersMs = 20'000;
 constexpr DWORD kPauseMs = 100;
 
 // The table lives in a service of the platform, which starts when it is first asked for; until then the call fails so.
@@ -27,28 +32,63 @@ bool IsTaken(IRunningObjectTable& table, IMoniker& name) noexcept {
     return table.GetObject(&name, &other) == S_OK && other && SUCCEEDED(other.As(&logger));
 }
 
+// Whether the first entry is another one than ours: of several, clients get the first.
+bool IsOther(IRunningObjectTable& table, IMoniker& name, IUnknown& ours) noexcept {
+    ComPtr<IUnknown> found, other, own;
+    return table.GetObject(&name, &found) == S_OK && found && SUCCEEDED(found.As(&other)) &&
+           SUCCEEDED(ours.QueryInterface(IID_PPV_ARGS(&own))) && other != own;
+}
+
+// What `look` says of a service; also true when that service is stopped: a call of it waits until it goes on, which may
+// be never.
+template <class Look>
+bool IsSoOrStopped(Look&& look) noexcept {
+    bool isSo = true;
+    base::RunQuietly([&] {
+        threading::CCallQueue thread("Publication", COINIT_MULTITHREADED);
+        isSo = thread.Call(std::forward<Look>(look), kAnswersMs).value_or(true);
+        thread.Stop(threading::Rest::Discard, 0);
+    });
+    return isSo;
+}
+
 }  // namespace
 
-CPublication::~CPublication() {
+void CPublication::TakeBack() noexcept {
     if (m_table && m_reach != Reach::Nobody)
         m_table->Revoke(m_entry);
+    m_reach = Reach::Nobody;
 }
 
 HRESULT CPublication::Publish(IUnknown& service) noexcept {
     ComPtr<IMoniker> name;
     if (const HRESULT hr = ::CreateFileMoniker(kTKRuntimeLoggerMoniker, &name); FAILED(hr))
         return hr;
-    const base::CDeadline limit(kTableStartsMs);
-    for (;;) {
-        HRESULT hr = ::GetRunningObjectTable(0, &m_table);
-        if (SUCCEEDED(hr) && IsTaken(*m_table.Get(), *name.Get()))
-            return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
-        if (SUCCEEDED(hr))
-            hr = Enter(service, *name.Get());
+    for (const base::CDeadline limit(kTableStartsMs);; ::Sleep(kPauseMs)) {
+        const HRESULT hr = PublishOnce(service, *name.Get());
         if (!IsStarting(hr) || limit.IsOver())
             return hr;
-        ::Sleep(kPauseMs);
     }
+}
+
+HRESULT CPublication::PublishOnce(IUnknown& service, IMoniker& name) noexcept {
+    if (const HRESULT hr = ::GetRunningObjectTable(0, &m_table); FAILED(hr))
+        return hr;
+    const ComPtr<IRunningObjectTable> table = m_table;
+    const ComPtr<IMoniker> moniker = &name;
+    if (IsSoOrStopped([=] { return IsTaken(*table.Get(), *moniker.Get()); }))
+        return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+    const HRESULT hr = Enter(service, name);
+    if (hr != MK_S_MONIKERALREADYREGISTERED)
+        return hr;
+    // By what a killed service left, or by one that has come since.
+    const ComPtr<IUnknown> ours = &service;
+    if (!IsSoOrStopped([=] {
+            return IsOther(*table.Get(), *moniker.Get(), *ours.Get()) && IsTaken(*table.Get(), *moniker.Get());
+        }))
+        return S_OK;
+    TakeBack();
+    return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 }
 
 HRESULT CPublication::Enter(IUnknown& service, IMoniker& name) noexcept {

@@ -20,16 +20,21 @@ public:
     CPublication() noexcept = default;
     CPublication(const CPublication&) = delete;
     CPublication& operator=(const CPublication&) = delete;
-    ~CPublication();
+    ~CPublication() { TakeBack(); }
 
     // Once.
-    // HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS): another service answers under the name.  Otherwise the table's result;
-    // on a system that has just started it may take seconds until there is a table.
+    // HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS): another service answers under the name, or is stopped (in a debugger,
+    // say) and doesn't answer within 20 seconds.  Otherwise the table's result; on a system that has just started it
+    // may take seconds until there is a table.
     [[nodiscard]] HRESULT Publish(IUnknown& service) noexcept;
 
+    void TakeBack() noexcept;
+
+    // Nobody before Publish, and behind TakeBack.
     [[nodiscard]] Reach ReachesWhom() const noexcept { return m_reach; }
 
 private:
+    [[nodiscard]] HRESULT PublishOnce(IUnknown& service, IMoniker& name) noexcept;
     [[nodiscard]] HRESULT Enter(IUnknown& service, IMoniker& name) noexcept;
 
     Microsoft::WRL::ComPtr<IRunningObjectTable> m_table;

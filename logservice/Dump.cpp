@@ -2,6 +2,7 @@
 
 #include "base/LateLoad.h"
 #include "base/LongPath.h"
+#include "console/COutputFile.h"
 
 #include <dbghelp.h>
 
@@ -20,7 +21,7 @@ HRESULT LastError() noexcept {
 
 }  // namespace
 
-HRESULT WriteDump(DWORD processId, const std::wstring& path) {
+HRESULT WriteDump(DWORD processId, const std::wstring& path, const std::function<bool()>& keep) {
     const base::CAutoLibrary library = base::LateLoad(L"dbghelp.dll");
     const auto write = base::ExportOf<MiniDumpWriteDumpFunction>(library, "MiniDumpWriteDump");
     if (!write)
@@ -30,15 +31,22 @@ HRESULT WriteDump(DWORD processId, const std::wstring& path) {
     if (!process)
         return LastError();
     const std::wstring openable = base::OpenablePath(base::FullPathOf(path));
-    base::CAutoHandle file(::CreateFileW(openable.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                         CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    base::CAutoHandle file(::CreateFileW(openable.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, FILE_SHARE_READ,
+                                         nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return LastError();
     constexpr auto kWhat =
         static_cast<MINIDUMP_TYPE>(MiniDumpWithHandleData | MiniDumpWithThreadInfo | MiniDumpWithUnloadedModules);
-    if (write(process.Get(), processId, file.Get(), kWhat, nullptr, nullptr, nullptr))
-        return S_OK;
-    const HRESULT hr = LastError();
+    console::GoWhenClosed(file.Get(), true);
+    HRESULT hr = S_OK;
+    if (!write(process.Get(), processId, file.Get(), kWhat, nullptr, nullptr, nullptr))
+        hr = LastError();
+    else if (!keep())
+        hr = HRESULT_FROM_WIN32(ERROR_CANCELLED);
+    else if (!console::GoWhenClosed(file.Get(), false))
+        hr = LastError();
+    if (SUCCEEDED(hr))
+        return hr;
     file.Reset();
     ::DeleteFileW(openable.c_str());
     return hr;

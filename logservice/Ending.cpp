@@ -1,9 +1,5 @@
 #include "logservice/Ending.h"
 
-#include "base/CAutoDestructor.h"
-#include "base/CDeadline.h"
-#include "logservice/CService.h"
-
 #include <atomic>
 #include <new>
 
@@ -11,8 +7,6 @@ namespace logservice {
 
 namespace {
 
-constexpr wchar_t kStop[] = L"Local\\TKRuntimeLogger.Stop";
-constexpr DWORD kPauseMs = 20;
 constexpr DWORD kGraceMs = 4000;  // the system ends a program five seconds after its console
 
 // Never closed: the handler may run to the very end.
@@ -42,32 +36,9 @@ HANDLE EndingEvent() {
     return g_ending;
 }
 
-base::CAutoHandle StopEvent() noexcept {
-    return base::CAutoHandle(::CreateEventW(nullptr, TRUE, FALSE, kStop));
-}
-
 void SetEnded() noexcept {
     if (g_ended)
         ::SetEvent(g_ended);
-}
-
-HRESULT EndRunningService(DWORD limitMs) noexcept {
-    const HRESULT runs = AwaitEndOfService(0);
-    if (runs != HRESULT_FROM_WIN32(ERROR_TIMEOUT))
-        return runs == S_OK ? S_FALSE : runs;
-    const base::CDeadline limit(limitMs);
-    base::CAutoHandle stop;
-    // A service that is just starting makes it soon.
-    while (!stop) {
-        stop.Reset(::OpenEventW(EVENT_MODIFY_STATE, FALSE, kStop));
-        if (!stop && (::GetLastError() != ERROR_FILE_NOT_FOUND || limit.IsOver()))
-            return HRESULT_FROM_WIN32(::GetLastError());
-        if (!stop)
-            ::Sleep(kPauseMs);
-    }
-    if (!::SetEvent(stop.Get()))
-        return HRESULT_FROM_WIN32(::GetLastError());
-    return AwaitEndOfService(limit.Left());
 }
 
 }  // namespace logservice

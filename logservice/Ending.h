@@ -1,9 +1,11 @@
-// How the program is told to end: Ctrl+C, Ctrl+Break, the closing of its console, or another run of it with --stop.
+// How the person in front of it tells the program to end: Ctrl+C, Ctrl+Break, the closing of its console. For --stop
+// see CTurn.
+//
+// A logoff or shutdown isn't heard of: the system tells only programs of which no library has to do with windows, and
+// COM has. They end the program like a kill.
 //
 // Threads: any.
 #pragma once
-
-#include "base/CAutoDestructor.h"
 
 #include <windows.h>
 
@@ -13,15 +15,7 @@ namespace logservice {
 // process ends. The closing leaves the program a few seconds; a second Ctrl+C ends it at once.  Throws std::bad_alloc.
 [[nodiscard]] HANDLE EndingEvent();
 
-// What --stop signals, for the one service of the session.  Empty: somebody else holds the name; only --stop doesn't
-// work then.
-[[nodiscard]] base::CAutoHandle StopEvent() noexcept;
-
 // The program has done what it does at its end: whoever closes the console need not wait any longer.
 void SetEnded() noexcept;
-
-// Tells the service that runs in this session to end, and waits until it has.
-// S_FALSE: there is none.  HRESULT_FROM_WIN32(ERROR_TIMEOUT): it hasn't ended within `limitMs`.
-[[nodiscard]] HRESULT EndRunningService(DWORD limitMs) noexcept;
 
 }  // namespace logservice

@@ -2,12 +2,12 @@
 
 #include "base/LongPath.h"
 #include "console/CCommandError.h"
-#include "console/CConsole.h"
 #include "console/CConsoleKeys.h"
 #include "console/CTerminal.h"
 #include "console/Text.h"
 #include "logservice/CLogBook.h"
 #include "logservice/Serve.h"
+#include "logservice/Tell.h"
 #include "logview/CConsoleView.h"
 #include "logview/CRecordingReader.h"
 
@@ -16,8 +16,6 @@
 namespace logservice {
 
 namespace {
-
-constexpr std::size_t kTableWidth = 120;
 
 // A recording that is read can't be written to: its oldest parts would go while they are read.
 void CheckApart(const Options& options) {
@@ -54,13 +52,10 @@ int Open(const Options& options) {
     CheckApart(options);
     logview::CRecordingReader reader(options.open);
     CLogBook book(options);
-    const auto tell = [](const std::vector<std::wstring>& notes) {
-        for (const std::wstring& note : notes)
-            console::Complain(L"TKRuntimeLogger: " + note + L"\n");
-    };
-    tell(reader.Notes());
+    Tell(reader.Notes());
     console::CTerminal terminal(::GetStdHandle(STD_OUTPUT_HANDLE));
-    logview::CConsoleView view(terminal, options.filter, [&book] { return book.ProfileText(kTableWidth); });
+    logview::CConsoleView view(terminal, options.filter,
+                               [&book](std::size_t width) { return book.ProfileText(width); });
     const auto endSessions = [&] {
         for (const logview::ProcessEnd& end : reader.TakeEnds())
             book.Ended(end.processId, end.time);
@@ -80,11 +75,10 @@ int Open(const Options& options) {
     endSessions();
     view.Flush();
     const bool isWhole = book.Finish();
-    tell(book.TakeNotes());
+    Tell(book.TakeNotes());
     if (options.showsLines && terminal.IsInteractive())
         TakeKeys(view);
-    else if (options.showsLines && !view.Failure())
-        console::Print(book.ProfileText(kTableWidth));
+    view.Finish(options.showsLines && !terminal.IsInteractive());
     if (view.Failure())
         throw *view.Failure();
     return isWhole ? 0 : kFailed;

@@ -27,8 +27,8 @@ struct Options {
     std::optional<DWORD> patience;  // seconds for an answer
 };
 
-// `words` without the program's name.  Throws: see Options.cpp's user, main; std::nullopt: help or the version was
-// printed.  A line that makes no sense: console::CCommandError.
+// `words`: the command line without the program's name.  std::nullopt: help or the version was printed.
+// Throws console::CCommandError: the line makes no sense; console::COutputError; std::bad_alloc.
 [[nodiscard]] std::optional<Options> ParseOptions(const std::vector<std::wstring>& words);
 
 }  // namespace logservice

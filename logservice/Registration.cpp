@@ -4,7 +4,11 @@
 #include "base/CAutoDestructor.h"
 #include "base/ModuleFolder.h"
 
-#include <array>
+#include <objbase.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <iterator>
 #include <string>
 
 namespace logservice {
@@ -20,17 +24,19 @@ constexpr wchar_t kTypeLibraryMarshaller[] = L"{00020424-0000-0000-C000-00000000
 constexpr DWORD kAnyClient = 1;  // ROTREGFLAGS_ALLOWANYCLIENT
 
 constexpr struct {
-    const wchar_t* id;
+    const IID& id;
     const wchar_t* name;
 } kInterfaces[] = {
-    {L"{14AB8D36-E802-4597-A36E-50157516D2E1}", L"ITKRuntimeLogger"},
-    {L"{BEE42572-D519-4DEC-9A1C-26B186DE29B1}", L"ITKRuntimeLoggerQuestion"},
-    {L"{75C3C29B-8990-41F2-904B-8C5A4178CE42}", L"ITKRuntimeLoggerDump"},
-    {L"{5D4F6E1C-0B57-4C39-9E8A-6C2B7A91D3F4}", L"ITKRuntimeLoggerChannel"},
+    {__uuidof(ITKRuntimeLogger), L"ITKRuntimeLogger"},
+    {__uuidof(ITKRuntimeLoggerQuestion), L"ITKRuntimeLoggerQuestion"},
+    {__uuidof(ITKRuntimeLoggerDump), L"ITKRuntimeLoggerDump"},
+    {__uuidof(ITKRuntimeLoggerChannel), L"ITKRuntimeLoggerChannel"},
 };
 
-std::wstring InterfaceKey(const wchar_t* id) {
-    return std::wstring(L"Interface\\") + id;
+std::wstring InterfaceKey(const IID& id) {
+    wchar_t text[39]{};  // with braces and the end
+    ::StringFromGUID2(id, text, static_cast<int>(std::size(text)));
+    return std::wstring(L"Interface\\") + text;
 }
 
 const std::wstring kLibraryKey = std::wstring(L"TypeLib\\") + kLibrary;
@@ -59,13 +65,14 @@ public:
 
     // Empty: there is none.
     [[nodiscard]] std::wstring Text(const std::wstring& path, const wchar_t* name = nullptr) const {
-        wchar_t text[64]{};
-        DWORD bytes = sizeof text;
+        std::wstring text(0x8000, L'\0');  // the longest path
+        auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
         base::CAutoRegistryKey key;
         if (::RegOpenKeyExW(m_classes.Get(), path.c_str(), 0, KEY_READ | m_view, key.Put()) != ERROR_SUCCESS)
             return {};
-        const LSTATUS result = ::RegGetValueW(key.Get(), nullptr, name, RRF_RT_REG_SZ, nullptr, text, &bytes);
-        return result == ERROR_SUCCESS ? text : L"";
+        const LSTATUS result = ::RegGetValueW(key.Get(), nullptr, name, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
+        text.resize(result == ERROR_SUCCESS ? std::wcslen(text.c_str()) : 0);
+        return text;
     }
 
     [[nodiscard]] LSTATUS Remove(const std::wstring& path) noexcept {
@@ -96,15 +103,15 @@ private:
 
 constexpr REGSAM kViews[] = {KEY_WOW64_64KEY, KEY_WOW64_32KEY};
 
-bool IsOurs(const CClasses& classes, const wchar_t* interfaceId) {
+bool IsOurs(const CClasses& classes, const IID& interfaceId) {
     return classes.Text(InterfaceKey(interfaceId) + L"\\TypeLib") == kLibrary;
 }
 
-bool IsForeign(const CClasses& classes, const wchar_t* interfaceId) {
+bool IsForeign(const CClasses& classes, const IID& interfaceId) {
     return !IsOurs(classes, interfaceId) && !classes.Text(InterfaceKey(interfaceId) + L"\\ProxyStubClsid32").empty();
 }
 
-LSTATUS RegisterInterface(CClasses& classes, const wchar_t* id, const wchar_t* name) {
+LSTATUS RegisterInterface(CClasses& classes, const IID& id, const wchar_t* name) {
     const std::wstring key = InterfaceKey(id);
     if (IsForeign(classes, id))
         return ERROR_SUCCESS;
@@ -128,6 +135,18 @@ LSTATUS RegisterLibrary(CClasses& classes, const std::wstring& program) {
     if (const LSTATUS result = classes.Set(version + L"\\0\\win64", nullptr, program + L"\\1"); result != ERROR_SUCCESS)
         return result;
     return classes.Set(version + L"\\0\\win32", nullptr, program + L"\\2");
+}
+
+// Whether the files that the registry names for both bitnesses are there; a program that was moved isn't.
+bool IsLibraryThere(const CClasses& classes) {
+    const std::wstring version = kLibraryKey + L"\\" + kLibraryVersion + L"\\0\\";
+    for (const wchar_t* const bitness : {L"win64", L"win32"}) {
+        std::wstring file = classes.Text(version + bitness);
+        file.resize(std::min(file.rfind(L'\\'), file.size()));
+        if (::GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES)
+            return false;
+    }
+    return true;
 }
 
 LSTATUS RegisterApplication(CClasses& classes) {
@@ -205,9 +224,12 @@ HRESULT Unregister() {
 bool IsRegistered() {
     for (const REGSAM view : kViews) {
         CClasses classes(view);
-        if (classes.Open(KEY_READ) != ERROR_SUCCESS ||
-            classes.Text(InterfaceKey(kInterfaces[0].id) + L"\\ProxyStubClsid32").empty())
+        if (classes.Open(KEY_READ) != ERROR_SUCCESS)
             return false;
+        for (const auto& [id, name] : kInterfaces) {
+            if (!IsForeign(classes, id) && (!IsOurs(classes, id) || !IsLibraryThere(classes)))
+                return false;
+        }
     }
     return true;
 }

@@ -22,7 +22,8 @@ namespace logservice {
 // Removes what Register wrote, whichever program did. Nothing registered is no error.
 [[nodiscard]] HRESULT Unregister();
 
-// Whether clients of other processes can reach the interfaces, as far as the registry tells.
+// Whether clients of other processes can reach the interfaces, as far as the registry tells: all of them are served,
+// and the type library, where ours are among them, is in a file that is there.
 [[nodiscard]] bool IsRegistered();
 
 }  // namespace logservice

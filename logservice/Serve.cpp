@@ -5,6 +5,7 @@
 #include "base/ComBoundary.h"
 #include "base/FormatText.h"
 #include "base/LongPath.h"
+#include "base/Times.h"
 #include "console/CCommandError.h"
 #include "console/CConsole.h"
 #include "diagnostics/LogTypes.h"
@@ -12,13 +13,16 @@
 #include "logservice/CLogBook.h"
 #include "logservice/CProcesses.h"
 #include "logservice/CService.h"
+#include "logservice/CTurn.h"
 #include "logservice/Ending.h"
 #include "logservice/Registration.h"
+#include "logservice/Tell.h"
 
 #include <deque>
 #include <memory>
 #include <new>
-#include <optional>
+#include <utility>
+#include <vector>
 
 namespace logservice {
 
@@ -28,7 +32,6 @@ constexpr DWORD kRoundMs = 50;
 constexpr DWORD kFlushEveryMs = 500;
 constexpr DWORD kLastWordsMs = 2000;
 constexpr DWORD kPatienceSeconds = 60;
-constexpr std::size_t kTableWidth = 120;
 
 void Announce(const CService& service) {
     std::wstring text = L"TKRuntimeLogger runs. ";
@@ -66,7 +69,7 @@ public:
     void Round(DWORD waitMs) {
         std::deque<logview::Arrival> arrivals;
         base::RunQuietly([&] { arrivals = m_service.Records().Take(waitMs); });
-        TellLost();  // they are older than what was taken
+        TellLost();  // before what was taken, which is newer as a rule
         for (logview::Arrival& arrival : arrivals) {
             try {
                 Carry(std::move(arrival));
@@ -83,21 +86,27 @@ public:
             m_live.Note(note);
     }
 
+    // What came last. False: some of it, or of what came before, was lost.
+    bool Finish() {
+        Round(0);
+        TellLost();
+        EndSessions();
+        return m_lostTold == 0;
+    }
+
+private:
     void EndSessions() {
         base::RunQuietly([&] {
-            for (const CProcesses::End& end : m_processes.TakeEnded())
+            for (const CProcesses::End& end : m_service.Processes().TakeEnded())
                 m_book.Ended(end.processId, end.time);
         });
     }
 
-private:
     // A hole in a recording should be seen there, too.
     void TellLost() {
         const ULONGLONG lost = m_service.Records().Lost();
         if (lost == m_lostTold)
             return;
-        FILETIME now{};
-        ::GetSystemTimeAsFileTime(&now);
         logview::LogRecord record;
         record.severity = TKRuntimeLogger::kWarn;
         record.category = L"TKRuntimeLogger";
@@ -106,16 +115,14 @@ private:
         record.message =
             base::FormatText(L"%I64u records were lost here: more came than could be taken", lost - m_lostTold);
         m_lostTold = lost;
-        base::RunQuietly([&] {
-            Carry({(ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime, {}, std::move(record)});
-        });
+        base::RunQuietly([&] { Carry({base::NowInTicks(), {}, std::move(record)}); });
     }
 
     void Carry(logview::Arrival&& arrival) {
         const auto* const log = std::get_if<logview::LogRecord>(&arrival.record);
         // The numbers of an explicit record need not be a process.
         if (!log || !log->explicitValues)
-            arrival.process = m_processes.NameOf(
+            arrival.process = m_service.Processes().NameOf(
                 std::visit([](const auto& record) -> DWORD { return record.processId; }, arrival.record));
         if (m_showsLines)
             m_live.Put(arrival);
@@ -126,7 +133,6 @@ private:
     CLogBook& m_book;
     CLiveLog& m_live;
     const bool m_showsLines;
-    CProcesses m_processes;
     ULONGLONG m_lostTold = 0;
     base::CDeadline m_flush{0};
 };
@@ -137,6 +143,22 @@ void LetAnyClientCall() {
                                              RPC_C_IMP_LEVEL_IDENTIFY, nullptr, EOAC_NONE, nullptr));
 }
 
+// Takes and writes what is left. False: not all that was asked for is there; standard error says what.
+bool Finish(CService& service, CCarrier& carrier, CLogBook& book, CLiveLog& live) {
+    std::vector<std::wstring> faults;
+    if (!service.Stop())
+        faults.push_back(L"What writers wrote last could not be taken in time");
+    if (!carrier.Finish())
+        faults.push_back(L"Records were lost; the log says where");
+    const bool isWhole = book.Finish();
+    Tell(book.TakeNotes());
+    live.Stop(kLastWordsMs);
+    if (std::wstring fault = live.Fault(); !fault.empty())
+        faults.push_back(std::move(fault));
+    Tell(faults);
+    return isWhole && faults.empty();
+}
+
 }  // namespace
 
 int Serve(const Options& options) {
@@ -144,36 +166,27 @@ int Serve(const Options& options) {
     console::Check(apartment.Result(), L"Cannot start COM");
     LetAnyClientCall();
     const HANDLE ending = EndingEvent();
+    CTurn turn;
     // What a console that is left behind still uses is shared with it.
     const auto book = std::make_shared<CLogBook>(options);
     CService service(DumpFolder(options), PatienceMs(options));
-    if (const HRESULT hr = service.Start(); hr == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)) {
-        console::Complain(L"TKRuntimeLogger: A logging service runs already in this session.\n");
+    HRESULT hr = turn.Take();
+    if (SUCCEEDED(hr))
+        hr = service.Start();
+    if (hr == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)) {
+        Tell(L"A logging service runs already in this session.");
         return kRunsAlready;
-    } else {
-        console::Check(hr, L"Cannot publish the service");
     }
-    const base::CAutoHandle stop = StopEvent();
-    const HANDLE ends[] = {ending, stop ? stop.Get() : ending};
-    CLiveLog live({options.filter, [book] { return book->ProfileText(kTableWidth); }, service.Questions(), ending,
-                   !WritesFiles(options)});
+    console::Check(hr, L"Cannot publish the service");
+    const HANDLE ends[] = {ending, turn.EndIsWanted() ? turn.EndIsWanted() : ending};
+    CLiveLog live({options.filter, [book](std::size_t width) { return book->ProfileText(width); }, service.Questions(),
+                   ending, !WritesFiles(options)});
     CCarrier carrier(service, *book, live, options.showsLines);
     Announce(service);
     const base::CDeadline limit(options.seconds ? *options.seconds * 1000 : INFINITE);
     while (::WaitForMultipleObjects(2, ends, FALSE, 0) == WAIT_TIMEOUT && !limit.IsOver())
         carrier.Round(kRoundMs);
-    service.Stop();
-    carrier.Round(0);
-    carrier.EndSessions();
-    bool isWhole = book->Finish();
-    for (const std::wstring& note : book->TakeNotes())
-        console::Complain(L"TKRuntimeLogger: " + note + L"\n");
-    live.Stop(kLastWordsMs);
-    if (const std::optional<DWORD> error = live.OutputError()) {
-        console::Complain(L"TKRuntimeLogger: Cannot write the output: " +
-                          console::ResultText(HRESULT_FROM_WIN32(*error)) + L"\n");
-        isWhole = false;
-    }
+    const bool isWhole = Finish(service, carrier, *book, live);
     SetEnded();
     return isWhole ? 0 : kFailed;
 }

@@ -2,11 +2,12 @@
 #include "base/Utf8Text.h"
 #include "console/CCommandError.h"
 #include "console/CConsole.h"
-#include "logservice/Ending.h"
+#include "logservice/CTurn.h"
 #include "logservice/Open.h"
 #include "logservice/Options.h"
 #include "logservice/Registration.h"
 #include "logservice/Serve.h"
+#include "logservice/Tell.h"
 
 #include <exception>
 
@@ -15,7 +16,8 @@ using namespace logservice;
 namespace {
 
 constexpr int kWrongUsage = 2;
-constexpr DWORD kEndsWithinMs = 15'000;
+// A page of a large log, on a busy machine.
+constexpr DWORD kEndsWithinMs = 60'000;
 
 void CheckRegistration(HRESULT result, const wchar_t* step) {
     if (FAILED(result))
@@ -28,7 +30,7 @@ int Stop() {
     const HRESULT hr = EndRunningService(kEndsWithinMs);
     console::Check(hr, L"Cannot end the service");
     if (hr == S_FALSE)
-        console::Complain(L"TKRuntimeLogger: No service runs in this session.\n");
+        Tell(L"No service runs in this session.");
     return 0;
 }
 
@@ -59,15 +61,14 @@ int wmain(int count, wchar_t** words) {
         failure = kFailed;
         return options ? Run(*options) : 0;
     } catch (const console::CCommandError& error) {
-        console::Complain(L"TKRuntimeLogger: " + error.Text() + L"\n");
+        Tell(error.Text());
     } catch (const console::COutputError& error) {
         failure = kFailed;
         if (!error.IsClosedPipe())
-            console::Complain(L"TKRuntimeLogger: Cannot write the output: " +
-                              console::ResultText(HRESULT_FROM_WIN32(error.Error())) + L"\n");
+            Tell(L"Cannot write the output: " + console::ResultText(HRESULT_FROM_WIN32(error.Error())));
     } catch (const std::exception& error) {
         failure = kFailed;
-        console::Complain(L"TKRuntimeLogger: " + base::WideOfUtf8(error.what()) + L"\n");
+        Tell(base::WideOfUtf8(error.what()));
     }
     return failure;
 }

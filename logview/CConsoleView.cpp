@@ -34,7 +34,8 @@ CConsoleView::CConsoleView(console::ITerminal& terminal, CRecordFilter filter, P
     : m_terminal(terminal),
       m_isInteractive(terminal.IsInteractive()),
       m_profileTable(std::move(profileTable)),
-      m_filter(std::move(filter)) {
+      m_filter(std::move(filter)),
+      m_history(kMostRemembered, kMostRememberedBytes) {
     m_lines.emplace(Style());
 }
 
@@ -51,7 +52,7 @@ void CConsoleView::OnTerminal(Action&& action) {
     } catch (const console::COutputError& error) {
         m_failure = error;
         m_held.clear();
-        m_history.clear();
+        m_history.Clear();
     }
 }
 
@@ -64,7 +65,7 @@ void CConsoleView::Take(const Arrival& arrival) {
     if (m_failure)
         return;
     if (m_isInteractive)
-        Remember(arrival);
+        m_history.Take(arrival);
     if (IsShown(arrival))
         Hold(m_lines->Next(arrival));
 }
@@ -88,21 +89,22 @@ void CConsoleView::Hold(console::TintedLine line) {
     }
 }
 
-void CConsoleView::Remember(const Arrival& arrival) {
-    m_history.push_back(arrival);
-    m_historyBytes += SizeOf(m_history.back());
-    while (m_history.size() > 1 && (m_history.size() > kMostRemembered || m_historyBytes > kMostRememberedBytes)) {
-        m_historyBytes -= SizeOf(m_history.front());
-        m_history.pop_front();
-    }
-}
-
 void CConsoleView::Flush() {
     OnTerminal([&] {
         if (!IsHolding())
             WriteHeld();
         m_terminal.Status(StatusText());
     });
+}
+
+void CConsoleView::Finish(bool showsProfile) {
+    if (m_prompt)
+        Close(std::nullopt);
+    m_prompt.reset();
+    m_isPaused = false;
+    if (showsProfile)
+        ShowProfile();
+    Flush();
 }
 
 void CConsoleView::WriteHeld() {
@@ -180,8 +182,12 @@ bool CConsoleView::Press(const console::Key& key) {
 }
 
 void CConsoleView::ShowProfile() {
-    if (m_profileTable)
-        WriteNow(m_profileTable());
+    if (!m_profileTable)
+        return;
+    constexpr std::size_t kOfFiles = 120;
+    const std::size_t width = m_terminal.Width();
+    // Older consoles begin another line behind one that takes the whole width.
+    WriteNow(m_profileTable(m_isInteractive && width > 1 ? width - 1 : kOfFiles));
 }
 
 void CConsoleView::AskForFilter(std::wstring line) {
@@ -260,7 +266,7 @@ void CConsoleView::ShowAgain() {
     const unsigned height = m_terminal.Height();
     const std::size_t most = height > kAround ? height - kAround : 1;
     std::vector<const Arrival*> last;
-    for (auto each = m_history.rbegin(); each != m_history.rend() && last.size() < most; ++each) {
+    for (auto each = m_history.All().rbegin(); each != m_history.All().rend() && last.size() < most; ++each) {
         if (IsShown(*each))
             last.push_back(&*each);
     }

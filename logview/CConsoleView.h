@@ -21,6 +21,7 @@
 #include "console/CConsole.h"
 #include "console/CConsoleKeys.h"
 #include "console/CTerminal.h"
+#include "logview/CHistory.h"
 #include "logview/CRecordFilter.h"
 #include "logview/CRecordLines.h"
 
@@ -32,8 +33,8 @@ namespace logview {
 
 class CConsoleView final {
 public:
-    // What `p` shows: lines with line breaks between. Null: the key does nothing.
-    using ProfileTable = std::function<std::wstring()>;
+    // What `p` shows: lines of that many characters, with line breaks between. Null: the key does nothing.
+    using ProfileTable = std::function<std::wstring(std::size_t width)>;
 
     // What is done with a line that was typed; empty: with Escape, or with EndPrompt. Returns what is wrong with it:
     // then it is shown, and typing goes on. Empty: nothing, the prompt closes.
@@ -52,6 +53,10 @@ public:
 
     // Shows what came. To be called whenever no more arrivals are there, and after keys.
     void Flush();
+
+    // Ends a prompt and a pause, and shows what they held back, and the profile table if it is asked for. Nothing is
+    // left of the line below. The last call, but for Failure.
+    void Finish(bool showsProfile);
 
     // False: the person wants an end.
     [[nodiscard]] bool Press(const console::Key& key);
@@ -79,7 +84,6 @@ private:
     [[nodiscard]] CRecordLines::Style Style() const noexcept;
     [[nodiscard]] std::wstring StatusText() const;
     void Hold(console::TintedLine line);
-    void Remember(const Arrival& arrival);
     void AskForFilter(std::wstring line);
     void Type(const console::Key& key);
     void Close(const std::optional<std::wstring>& line);
@@ -97,8 +101,7 @@ private:
     const ProfileTable m_profileTable;
     CRecordFilter m_filter;
     std::optional<CRecordLines> m_lines;  // made anew where lines are shown again
-    std::deque<Arrival> m_history;        // the newest, whatever the filter
-    std::size_t m_historyBytes = 0;
+    CHistory m_history;                   // the newest, whatever the filter
     std::deque<console::TintedLine> m_held;
     std::size_t m_heldCharacters = 0;
     ULONGLONG m_leftOut = 0;  // before the held ones

@@ -1,4 +1,4 @@
-// The newest of what came, for what is written at the end: the page and the trace.
+// The newest of what came, for what is written at the end (the page and the trace) or shown again.
 //
 // Threads: one.  Errors: std::bad_alloc; nothing is lost then but what was to be taken.
 #pragma once
@@ -24,6 +24,11 @@ public:
             m_arrivals.pop_front();
             ++m_leftOut;
         }
+    }
+
+    void Clear() noexcept {
+        m_arrivals.clear();
+        m_bytes = 0;
     }
 
     // Oldest first.

@@ -1,5 +1,6 @@
-// The object that writers call: takes records with the time at which they came and puts them into a queue. It does
-// nothing else on the caller's thread, so that no file, console or window holds a writer up.
+// The object that writers call: takes records with the time at which they came and puts them into a queue. Records need
+// nothing else on the caller's thread, so that no file, console or window holds a writer up; who asks a question or for
+// a dump waits for it.
 //
 // Threads: any, many at once; free-threaded, so that it may be published from any apartment.  Lifetime: on the heap, by
 // Create; the count starts at one.  Errors: none; what is lost is counted by the queue.

@@ -2,11 +2,12 @@
 //
 //   severity=warn category=TvFile* process=player.exe thread=1234 function=*Load* text="no such" text=!retry
 //
-// | kind       | value                                                                                         |
-// | severity   | at least debug, info, warn, error, fatal, or a number                                          |
-// | process    | the id, where it has only digits; otherwise the file name                                      |
-// | thread     | the id                                                                                        |
-// | category, function, text (the message) | text                                                               |
+// | kind                     | value                                                                    |
+// | ------------------------ | ------------------------------------------------------------------------ |
+// | severity                 | at least debug, info, warn, error, fatal, or a number                    |
+// | process                  | the id, where it has only digits; otherwise the file name                |
+// | thread                   | the id                                                                   |
+// | category, function, text | text; a record's text is its message                                     |
 //
 // A text that has * (any characters) or ? (any one) must cover the whole; any other is looked for within it. Upper and
 // lower case are the same. Several values of one kind are alternatives, and each kind that is there must be met; a

@@ -1,5 +1,6 @@
 #include "logview/CRecorder.h"
 
+#include "base/CAutoDestructor.h"
 #include "base/ComBoundary.h"
 #include "base/LongPath.h"
 #include "console/CCommandError.h"
@@ -25,7 +26,7 @@ CRecorder::CRecorder(Options options, const CProfileTable& profile, const CSessi
                      std::function<void(const std::wstring&)> tell)
     : m_options(std::move(options)), m_profile(profile), m_sessions(sessions), m_tell(std::move(tell)) {
     m_tablesAtMs = ::GetTickCount64() + m_options.tablesEveryMs;
-    if (const DWORD error = MakeFolder(); error != ERROR_SUCCESS)
+    if (const DWORD error = TryFolder(); error != ERROR_SUCCESS)
         Fail(error);
 }
 
@@ -42,6 +43,18 @@ DWORD CRecorder::MakeFolder() const {
         return ERROR_SUCCESS;
     const DWORD error = ::GetLastError(), attributes = ::GetFileAttributesW(base::OpenablePath(folder).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) ? ERROR_SUCCESS : error;
+}
+
+// Whether files can be made in it; a recording of nothing leaves none.
+DWORD CRecorder::TryFolder() const {
+    if (const DWORD error = MakeFolder(); error != ERROR_SUCCESS)
+        return error;
+    const std::wstring path = m_options.folder + L"\\try-" + std::to_wstring(::GetCurrentProcessId()) + L".new";
+    const base::CAutoHandle file(::CreateFileW(base::OpenablePath(base::FullPathOf(path)).c_str(),
+                                               GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
+                                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    const DWORD error = ::GetLastError();
+    return file || error == ERROR_FILE_EXISTS ? ERROR_SUCCESS : error;
 }
 
 DWORD CRecorder::OpenPart() {
@@ -128,7 +141,7 @@ void CRecorder::DropOldestPiece() noexcept {
 void CRecorder::Fail(DWORD error) {
     ClosePart();
     m_retryAtMs = ::GetTickCount64() + m_options.retryEveryMs;
-    if (!std::exchange(m_hasFailed, true))
+    if (std::exchange(m_failure, error) == ERROR_SUCCESS)
         m_tell(L"Cannot record into " + console::Printable(m_options.folder) + L": " +
                console::ResultText(HRESULT_FROM_WIN32(error)) + L"; trying again");
 }
@@ -138,7 +151,7 @@ void CRecorder::WriteOrFail() {
         Fail(error);
         return;
     }
-    if (m_log.IsOpen() && std::exchange(m_hasFailed, false))
+    if (m_log.IsOpen() && std::exchange(m_failure, ERROR_SUCCESS) != ERROR_SUCCESS)
         m_tell(L"Recording into " + console::Printable(m_options.folder) + L" again; " + std::to_wstring(m_lost) +
                L" records are lost");
 }
@@ -153,7 +166,7 @@ void CRecorder::Take(const Arrival& arrival) noexcept {
         const std::size_t bytes = line.size() + times.size();
         const ULONGLONG most = std::min<ULONGLONG>(m_options.mostPartBytes, kMostPieceBytes);
         const bool isFull = !m_pending.empty() && m_pending.back().Bytes() + bytes > most;
-        if (isFull && !m_hasFailed)
+        if (isFull && m_failure == ERROR_SUCCESS)
             WriteOrFail();
         if (isFull || m_pending.empty())
             m_pending.emplace_back();
@@ -178,7 +191,7 @@ DWORD CRecorder::WriteTables() {
     if (const DWORD error = MakeFolder(); error != ERROR_SUCCESS)
         return error;
     console::CReplacingFile profile(m_options.folder + L"\\" + kProfileTable);
-    profile.Write(ProfileCsv(m_profile.Rows()));
+    profile.Write(ProfileCsv(m_profile.Rows(), m_profile.LeftOut()));
     profile.Finish();
     console::CReplacingFile sessions(m_options.folder + L"\\" + kSessionsTable);
     sessions.Write(m_sessions.Csv());
@@ -195,7 +208,7 @@ void CRecorder::FlushAll(bool isLast) {
         Fail(ERROR_PATH_NOT_FOUND);
         m_retryAtMs = nowMs;  // a new one may be made in its place
     }
-    if (isLast || !m_hasFailed || nowMs >= m_retryAtMs)
+    if (isLast || m_failure == ERROR_SUCCESS || nowMs >= m_retryAtMs)
         WriteOrFail();
     if (!isLast && nowMs < m_tablesAtMs)
         return;
@@ -216,7 +229,13 @@ void CRecorder::Flush() noexcept {
 }
 
 void CRecorder::Finish() noexcept {
-    base::RunQuietly([&] { FlushAll(true); });
+    bool isDone = false;
+    base::RunQuietly([&] {
+        FlushAll(true);
+        isDone = true;
+    });
+    if (!isDone)  // out of memory
+        m_haveTablesFailed = true;
     while (!m_pending.empty())
         DropOldestPiece();
     ClosePart();

@@ -44,8 +44,12 @@ public:
     // The same, at once whatever failed before, and both tables.
     void Finish() noexcept;
 
-    // Whether the last attempt to write records failed; also before the first one, if the folder can't be made.
-    [[nodiscard]] bool HasFailed() const noexcept { return m_hasFailed; }
+    // Why the last attempt to write records failed, as an error of the system's; before the first one, why the folder
+    // can't be made or written to. ERROR_SUCCESS: it hasn't.
+    [[nodiscard]] DWORD Failure() const noexcept { return m_failure; }
+
+    // Whether the tables are as they should be, as far as they have been written.
+    [[nodiscard]] bool HaveTablesFailed() const noexcept { return m_haveTablesFailed; }
 
     // Records and reports that are in no file and no longer in memory.
     [[nodiscard]] ULONGLONG Lost() const noexcept { return m_lost; }
@@ -60,6 +64,7 @@ private:
 
     // All of these give the system's error, or ERROR_SUCCESS.
     DWORD MakeFolder() const;
+    DWORD TryFolder() const;
     DWORD OpenPart();
     DWORD Append(const Piece& piece);
     DWORD Write();
@@ -83,7 +88,8 @@ private:
     CGrowingFile m_log, m_times, m_profiles;
     ULONG m_part = 0;             // the number of the part that is open, or was last
     ULONGLONG m_partRecords = 0;  // what it has
-    bool m_hasFailed = false, m_haveTablesFailed = false;
+    DWORD m_failure = ERROR_SUCCESS;
+    bool m_haveTablesFailed = false;
     ULONGLONG m_retryAtMs = 0, m_tablesAtMs = 0;
     ULONGLONG m_writtenReports = 0, m_writtenChanges = 0;  // what the tables on the disk have
     ULONGLONG m_lost = 0;

@@ -73,6 +73,20 @@ TEST_F(ServiceConsoleTest, AQuestionThatNobodyAnswersHasItsDefaultInTime) {
     EXPECT_TRUE(Has(second.Out(), "answer -77")) << second.Out();
 }
 
+TEST_F(ServiceConsoleTest, WhatAPauseHeldBackIsShownAtTheEnd) {
+    StartOnConsole();
+    Type(L" ");
+    Await([&] { return Has(Screen(), "Paused"); });
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"5"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    Await([&] { return Has(Screen(), "5 lines waiting"); });
+    EXPECT_EQ(0, LinesOfProcess(Screen(), client));
+    Type(L"q");
+    EXPECT_EQ(0u, service->Wait()) << service->Err();
+    EXPECT_NE(0, LinesOfProcess(Screen(), client));
+    EXPECT_FALSE(Has(Screen(), "waiting"));
+}
+
 TEST_F(ServiceConsoleTest, KeysShowTheTimingAndEndIt) {
     StartOnConsole({L"--patience", L"0"});
     CProgram client(ClientProgram(), {L"mta", L"every"});

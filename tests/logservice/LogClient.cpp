@@ -1,10 +1,10 @@
 // A client of the published logging service, for tests that need it as a process of its own.
 //
 //   log_client mta|sta every            each method once; the question's answer is printed
-//   log_client mta|sta flood N          N records, numbered from 0, severity 1; how many were taken is printed
-//   log_client mta|sta front N          the same through the front end of the filter and its kin
-//   log_client mta|sta odd              records that are awkward to show
-//   log_client mta|sta dump             one dump
+//   log_client mta|sta flood N          N records, numbered from 0, severity 1; how many were taken, and in which time
+//   log_client mta|sta front N [EACH]   the same through the front end of the filter and its kin, and which time that
+//   took log_client mta|sta odd              records that are awkward to show log_client mta|sta dump             one
+//   dump log_client mta|sta dumpnone N       N dumps of a process that isn't there; how many were made
 //
 // Its exit code is 0 when every call succeeded; otherwise the result is printed. 3: no service was found.
 #include "TKRuntimeLogger.h"
@@ -15,6 +15,7 @@
 #include <objbase.h>
 #include <wrl/client.h>
 
+#include <climits>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -79,11 +80,32 @@ void Dump(Client& client) {
                                        base::CBstr(L"crashed").Get()));
 }
 
-void Front(int records) {
+void DumpNone(Client& client, int count) {
+    constexpr ULONG kNoProcess = 0xFFFFFFF0;
+    ComPtr<ITKRuntimeLoggerDump> dumps;
+    client.Note(client.service.As(&dumps));
+    int made = 0;
+    for (int i = 0; dumps && i < count; ++i)
+        made += SUCCEEDED(dumps->LogWithDump(4, nullptr, kNoProcess, 0, nullptr, 0, nullptr, nullptr)) ? 1 : 0;
+    std::printf("made %d\n", made);
+}
+
+void Flood(Client& client, int records) {
+    const ULONGLONG begun = ::GetTickCount64();
+    int taken = 0;
+    for (; taken < records && SUCCEEDED(client.result); taken += SUCCEEDED(client.result) ? 1 : 0)
+        client.Log(1, base::CBstr(std::to_wstring(taken).c_str()));
+    std::printf("taken %d\ntook %d ms\n", taken, static_cast<int>(::GetTickCount64() - begun));
+}
+
+void Front(int records, int each) {
     static constexpr TKRuntimeLogger::LogSource kSource{L"TestClient", L"LogClient"};
     const ULONGLONG begun = ::GetTickCount64();
-    for (int i = 0; i < records; ++i)
+    for (int i = 0; i < records; ++i) {
         TK_LOG(kSource, 1, L"Front", L"%d", i);
+        if (i % each == each - 1)
+            ::Sleep(1);
+    }
     std::printf("took %d ms\n", static_cast<int>(::GetTickCount64() - begun));
 }
 
@@ -94,8 +116,8 @@ int main(int count, char** words) {
         return 2;
     const std::string_view apartmentName = words[1], what = words[2];
     const base::CApartment apartment(apartmentName == "sta" ? COINIT_APARTMENTTHREADED : COINIT_MULTITHREADED);
-    if (what == "front" && count == 4) {
-        Front(std::atoi(words[3]));
+    if (what == "front" && count >= 4) {
+        Front(std::atoi(words[3]), count > 4 ? std::atoi(words[4]) : INT_MAX);
         return 0;
     }
     Client client;
@@ -109,15 +131,12 @@ int main(int count, char** words) {
         Odd(client);
     else if (what == "dump")
         Dump(client);
-    else if (what == "flood" && count == 4) {
-        const int records = std::atoi(words[3]);
-        int taken = 0;
-        for (; taken < records && SUCCEEDED(client.result); taken += SUCCEEDED(client.result) ? 1 : 0)
-            client.Log(1, base::CBstr(std::to_wstring(taken).c_str()));
-        std::printf("taken %d\n", taken);
-    } else {
+    else if (what == "dumpnone" && count == 4)
+        DumpNone(client, std::atoi(words[3]));
+    else if (what == "flood" && count >= 4)
+        Flood(client, std::atoi(words[3]));
+    else
         return 2;
-    }
     std::printf("result 0x%08lX\n", static_cast<unsigned long>(client.result));
     return SUCCEEDED(client.result) ? 0 : 1;
 }

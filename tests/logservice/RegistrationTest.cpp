@@ -72,7 +72,12 @@ unsigned RunService(const wchar_t* what) {
     return CProgram(BuiltProgram(L"TKRuntimeLogger.exe"), {what}).Wait();
 }
 
-TEST(LogServiceRegistrationTest, ServesBothBitnessesAndLeavesNothing) {
+// Nothing is registered before a test, whatever ran before it.
+struct LogServiceRegistrationTest : ::testing::Test {
+    void SetUp() override { ASSERT_EQ(0u, RunService(L"--unregister")); }
+};
+
+TEST_F(LogServiceRegistrationTest, ServesBothBitnessesAndLeavesNothing) {
     const std::set<std::wstring> before[] = {ClassKeys(kViews[0]), ClassKeys(kViews[1])};
     const std::wstring program = BuiltProgram(L"TKRuntimeLogger.exe");
     const std::wstring library = L"TypeLib\\{8C0E7B0A-5B7E-4E1C-9A53-3D8D1F2A6C47}\\1.0\\0\\";
@@ -96,7 +101,24 @@ TEST(LogServiceRegistrationTest, ServesBothBitnessesAndLeavesNothing) {
     }
 }
 
-TEST(LogServiceRegistrationTest, AnotherMarshallerOfAnInterfaceStays) {
+TEST_F(LogServiceRegistrationTest, OfAProgramThatIsGoneIsNone) {
+    const auto saysItIsnt = [] {
+        CProgram service(BuiltProgram(L"TKRuntimeLogger.exe"), {L"--for", L"0"});
+        EXPECT_EQ(0u, service.Wait());
+        return service.Err().find("it isn't registered") != std::string::npos;
+    };
+    EXPECT_TRUE(saysItIsnt());
+    EXPECT_EQ(0u, RunService(L"--register"));
+    EXPECT_FALSE(saysItIsnt());
+    Value(L"TypeLib\\{8C0E7B0A-5B7E-4E1C-9A53-3D8D1F2A6C47}\\1.0\\0\\win32", nullptr, L"C:\\gone.exe\\2", kViews[1])
+        .Write();
+    EXPECT_TRUE(saysItIsnt());
+    EXPECT_EQ(0u, RunService(L"--register"));
+    EXPECT_FALSE(saysItIsnt()) << "the same again mends it";
+    EXPECT_EQ(0u, RunService(L"--unregister"));
+}
+
+TEST_F(LogServiceRegistrationTest, AnotherMarshallerOfAnInterfaceStays) {
     const Value other(std::wstring(kInterface) + L"\\ProxyStubClsid32", nullptr,
                       L"{11111111-2222-3333-4444-555555555555}", KEY_WOW64_64KEY);
     other.Write();

@@ -3,6 +3,7 @@
 
 #include "tests/support/Await.h"
 #include "tests/support/CProgram.h"
+#include "tests/support/CTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -51,6 +53,48 @@ inline std::string ContentsOf(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// How many lines of the output are of this process.
+inline std::ptrdiff_t LinesOfProcess(const std::string& text, const CProgram& program) {
+    return CountOf(text, " " + std::to_string(program.Id()) + "/");
+}
+
+// The records of a recording, as lines, in their order.
+inline std::string RecordsIn(const std::filesystem::path& folder) {
+    std::set<std::filesystem::path> parts;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        if (file.path().extension() == L".log")
+            parts.insert(file.path());
+    }
+    std::string lines;
+    for (const std::filesystem::path& part : parts)
+        lines += ContentsOf(part);
+    return lines;
+}
+
+inline std::ptrdiff_t RecordsOf(const std::string& lines, const CProgram& program) {
+    return CountOf(lines, "PID: " + std::to_string(program.Id()) + ",");
+}
+
+// The number that follows these words; -1: they aren't there.
+inline double NumberBehind(const std::string& words, const std::string& text) {
+    const std::size_t at = text.find(words);
+    return at == text.npos ? -1 : std::stod(text.substr(at + words.size()));
+}
+
+// A pipe whose reader doesn't read.
+class CBlockedPipe final {
+public:
+    CBlockedPipe() {
+        SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+        EXPECT_TRUE(::CreatePipe(m_reader.Put(), m_writer.Put(), &inherit, 0));
+        ::SetHandleInformation(m_reader.Get(), HANDLE_FLAG_INHERIT, 0);
+    }
+    [[nodiscard]] HANDLE Writer() const noexcept { return m_writer.Get(); }
+
+private:
+    base::CAutoHandle m_reader, m_writer;
+};
+
 // A service that is registered while the test runs.
 struct ServiceTest : ::testing::Test {
     void SetUp() override { ASSERT_EQ(0u, RunProgram(ServiceProgram(), {L"--register"})); }
@@ -74,4 +118,14 @@ struct ServiceTest : ::testing::Test {
     }
 
     std::unique_ptr<CProgram> service;
+};
+
+struct RecordingServiceTest : ServiceTest {
+    ~RecordingServiceTest() override {
+        service.reset();
+        std::filesystem::remove_all(recording);
+    }
+
+    const CTempFolder folder;
+    const std::wstring recording = folder.PathOf(L"recording");
 };

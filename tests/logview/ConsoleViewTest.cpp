@@ -30,13 +30,14 @@ std::string Narrow(std::wstring_view text) {
 class CScreen final : public console::ITerminal {
 public:
     bool isInteractive = true;
-    unsigned height = 6;
+    unsigned height = 6, width = 90;
     std::optional<DWORD> fault;
     std::vector<console::TintedLine> lines;
     std::wstring status;
 
     bool IsInteractive() const noexcept override { return isInteractive; }
     unsigned Height() const noexcept override { return height; }
+    unsigned Width() const noexcept override { return width; }
     void Write(std::span<const console::TintedLine> more) override {
         if (fault)
             throw console::COutputError(*fault);
@@ -65,7 +66,8 @@ struct ConsoleViewTest : ::testing::Test {
     ConsoleViewTest() { Make(); }
 
     void Make(std::wstring_view filter = L"") {
-        view.emplace(screen, CRecordFilter::Parse(filter), [] { return L"Site  Count\nLoad  12"; });
+        view.emplace(screen, CRecordFilter::Parse(filter),
+                     [](std::size_t width) { return L"Site  Count " + std::to_wstring(width) + L"\nLoad  12"; });
     }
 
     void Take(std::initializer_list<RecordOf> records) {
@@ -247,12 +249,32 @@ TEST_F(ConsoleViewTest, AFilterThatIsSetInAPauseLeavesThePause) {
 
 TEST_F(ConsoleViewTest, OtherKeysShowTheProfileAndHelpAndEndIt) {
     EXPECT_TRUE(Type(L"p"));
-    EXPECT_EQ((Lines{"Site  Count", "Load  12"}), screen.New());
+    EXPECT_EQ((Lines{"Site  Count 89", "Load  12"}), screen.New());
     EXPECT_TRUE(Type(L"h?x\x1A") && Press(VK_LEFT) && Press(VK_CONTROL));
     EXPECT_EQ(2u, screen.New().size());
     EXPECT_FALSE(Type(L"q"));
     EXPECT_FALSE(Type(L"Q"));
     EXPECT_FALSE(Press(VK_ESCAPE));
+}
+
+TEST_F(ConsoleViewTest, AtItsEndNothingIsHeldBackAndNothingIsLeftBelow) {
+    EXPECT_TRUE(Type(L" "));
+    for (int i = 0; i < 1003; ++i)
+        Say({L"x"});
+    EXPECT_TRUE(Type(L"/sev"));
+    EXPECT_EQ(2u, screen.New().size()) << "what the prompt says";
+    EXPECT_TRUE(screen.status.starts_with(L"Filter"));
+    view->Finish(true);
+    const Lines lines = screen.New();
+    ASSERT_EQ(1003u, lines.size());
+    EXPECT_EQ("... 3 lines left out here ...", lines.front());
+    EXPECT_EQ("Load  12", lines.back());
+    EXPECT_EQ(L"", screen.status);
+    screen.isInteractive = false;
+    Make();
+    Say({L"y"});
+    view->Finish(true);
+    EXPECT_EQ("Site  Count 120", screen.New().at(1)) << "a file has no width";
 }
 
 TEST_F(ConsoleViewTest, OthersMayAskForALineToo) {

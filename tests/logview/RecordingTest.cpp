@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -178,7 +179,7 @@ TEST_F(Recording, WaitsForAFolderThatCantBeWrittenTo) {
     options.retryEveryMs = 0;
     options.tablesEveryMs = 0;
     Start();
-    EXPECT_TRUE(recorder->HasFailed());
+    EXPECT_NE(DWORD{ERROR_SUCCESS}, recorder->Failure());
     for (int i = 0; i < 3; ++i) {
         Take(MakeArrival(std::to_wstring(i)));
         recorder->Flush();
@@ -187,7 +188,7 @@ TEST_F(Recording, WaitsForAFolderThatCantBeWrittenTo) {
     EXPECT_NE(std::wstring::npos, told[0].find(L"Cannot record into"));
     std::filesystem::remove(options.folder);
     recorder->Flush();
-    EXPECT_FALSE(recorder->HasFailed());
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, recorder->Failure());
     ASSERT_EQ(3, told.size());
     EXPECT_NE(std::wstring::npos, told[2].find(L"again; 0 records are lost"));
     EXPECT_EQ(L"0 1 2 ", Messages(ReadAll({options.folder})));
@@ -292,9 +293,9 @@ TEST_F(Recording, TellsWhichProcessesEnded) {
     Start();
     Take(MakeArrival(L"1"));
     sessions.Ended(212, kSomeTime + 1);
-    Take(MakeArrival(L"2", kSomeTime + 2));  // another one of that number
-    sessions.Ended(212, kSomeTime + 3);
-    Take(MakeArrival(L"3", kSomeTime + 4));
+    Take(MakeArrival(L"2", kSomeTime + 2 * kTicksASecond));  // another one of that number
+    sessions.Ended(212, kSomeTime + 3 * kTicksASecond);
+    Take(MakeArrival(L"3", kSomeTime + 5 * kTicksASecond));
     recorder->Finish();
     CRecordingReader reader({options.folder});
     logview::CSessions read;
@@ -326,13 +327,13 @@ TEST(Sessions, AreToldApart) {
     sessions.Ended(212, kSomeTime + 5 * kTicksASecond);
     sessions.Ended(212, kSomeTime + 6 * kTicksASecond);
     take(L"a.exe", 4, 1);  // was on its way
-    take(L"a.exe", 7, 1);  // another process
-    take(L"b.exe", 8, 1);  // and another, though nobody saw the end
+    take(L"a.exe", 8, 1);  // another process
+    take(L"b.exe", 9, 1);  // and another, though nobody saw the end
     Arrival values = MakeArrival(L"", kSomeTime);
     std::get<logview::LogRecord>(values.record).explicitValues = logview::LogRecord::Explicit{};
     sessions.Take(values);
     sessions.Take(MakeReportArrival(1, 1));
-    const auto& all = sessions.All();
+    const std::vector<logview::Session> all = sessions.All();
     ASSERT_EQ(5, all.size());
     EXPECT_EQ(L"a.exe", all[0].process);
     EXPECT_EQ(kSomeTime + kTicksASecond, all[0].first);
@@ -347,6 +348,37 @@ TEST(Sessions, AreToldApart) {
     EXPECT_EQ(1, all[4].reports);
     const std::string csv = sessions.Csv();
     EXPECT_EQ(6, std::count(csv.begin(), csv.end(), '\n'));
+}
+
+TEST(Sessions, WhenThereAreTooManyThoseThatEndedFirstGo) {
+    logview::CSessions sessions;
+    ULONGLONG time = kSomeTime;
+    const auto take = [&](ULONG id) {
+        Arrival arrival = MakeArrival(L"", ++time);
+        std::get<logview::LogRecord>(arrival.record).processId = id;
+        sessions.Take(arrival);
+    };
+    const auto isThere = [&](ULONG id) { return std::ranges::count(sessions.All(), id, &logview::Session::processId); };
+    for (ULONG id = 0; id < logview::CSessions::kMostSessions; ++id)
+        take(id);
+    sessions.Ended(7, ++time);
+    sessions.Ended(5, ++time);
+    take(0);
+    for (const ULONG id : {10'001, 10'002, 10'003})
+        take(id);
+    EXPECT_EQ(0, isThere(7));
+    EXPECT_EQ(0, isThere(5));
+    EXPECT_EQ(1, isThere(0)) << "it isn't the one that was longest silent";
+    EXPECT_EQ(0, isThere(1)) << "that one is";
+    EXPECT_EQ(1, isThere(10'003));
+    EXPECT_EQ(3, sessions.LeftOut());
+    EXPECT_EQ(logview::CSessions::kMostSessions, sessions.All().size());
+    take(7);  // as one that is new
+    EXPECT_EQ(7, sessions.All().back().processId);
+    const std::string csv = sessions.Csv(), last = csv.substr(csv.rfind('\n', csv.size() - 2) + 1);
+    EXPECT_TRUE(last.starts_with(",(4 older processes")) << last;
+    EXPECT_EQ(11, std::count(last.begin(), last.end(), ',')) << "a field a column";
+    EXPECT_EQ(std::nullopt, logview::ParseSessionEnd(last));
 }
 
 }  // namespace
