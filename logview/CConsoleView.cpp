@@ -56,17 +56,12 @@ void CConsoleView::OnTerminal(Action&& action) {
     }
 }
 
-bool CConsoleView::IsShown(const Arrival& arrival) const {
-    const auto* const profile = std::get_if<ProfileRecord>(&arrival.record);
-    return (!profile || m_filter.AsksForCategory(profile->category)) && m_filter.Matches(arrival);
-}
-
 void CConsoleView::Take(const Arrival& arrival) {
     if (m_failure)
         return;
     if (m_isInteractive)
         m_history.Take(arrival);
-    if (IsShown(arrival))
+    if (m_filter.IsLine(arrival))
         Hold(m_lines->Next(arrival));
 }
 
@@ -267,7 +262,7 @@ void CConsoleView::ShowAgain() {
     const std::size_t most = height > kAround ? height - kAround : 1;
     std::vector<const Arrival*> last;
     for (auto each = m_history.All().rbegin(); each != m_history.All().rend() && last.size() < most; ++each) {
-        if (IsShown(*each))
+        if (m_filter.IsLine(*each))
             last.push_back(&*each);
     }
     // The records that wait are among these, or older than they are.

@@ -80,7 +80,6 @@ private:
     };
 
     [[nodiscard]] bool IsHolding() const noexcept { return m_isPaused || m_prompt; }
-    [[nodiscard]] bool IsShown(const Arrival& arrival) const;
     [[nodiscard]] CRecordLines::Style Style() const noexcept;
     [[nodiscard]] std::wstring StatusText() const;
     void Hold(console::TintedLine line);

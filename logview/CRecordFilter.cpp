@@ -238,6 +238,11 @@ bool CRecordFilter::Matches(const Arrival& arrival) const {
     return isAsked == isMet;
 }
 
+bool CRecordFilter::IsLine(const Arrival& arrival) const {
+    const auto* const profile = std::get_if<ProfileRecord>(&arrival.record);
+    return (!profile || AsksForCategory(profile->category)) && Matches(arrival);
+}
+
 bool CRecordFilter::AsksForCategory(std::wstring_view category) const {
     const std::wstring upper = UpperCase(category);
     return std::ranges::any_of(m_conditions, [&](const Condition& condition) {

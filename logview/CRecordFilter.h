@@ -45,6 +45,9 @@ public:
     // Whether one of its values asks for this category, and not only lets it pass.
     [[nodiscard]] bool AsksForCategory(std::wstring_view category) const;
 
+    // Whether it is a line among others: it matches, and figures of timing sites only where it asks for their category.
+    [[nodiscard]] bool IsLine(const Arrival& arrival) const;
+
     enum class Kind { Severity, Category, Process, Thread, Function, Text };
     static constexpr std::size_t kKinds = 6;
 

@@ -113,8 +113,7 @@ private:
     void Show(const std::deque<logview::Arrival>& arrivals) {
         std::vector<console::TintedLine> lines;
         for (const logview::Arrival& arrival : arrivals) {
-            const auto* const profile = std::get_if<logview::ProfileRecord>(&arrival.record);
-            if (m_filter.Matches(arrival) && (!profile || m_filter.AsksForCategory(profile->category)))
+            if (m_filter.IsLine(arrival))
                 lines.push_back(m_lines.Next(arrival));
         }
         if (const ULONGLONG lost = m_queue->Lost(); lost > m_lost) {
