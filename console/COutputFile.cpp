@@ -67,10 +67,18 @@ CReplacingFile::CReplacingFile(const std::wstring& path)
     m_isDevice = m_file && ::GetFileType(m_file.Get()) != FILE_TYPE_DISK;
     if (m_isDevice)
         return;
-    m_file = Open(m_ownPath, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
+    // Also in place of what an earlier try left behind, which couldn't get its name.
+    m_file = Open(m_ownPath, GENERIC_WRITE | DELETE, 0, CREATE_ALWAYS);
     if (!m_file)
         throw CannotWrite(path, ::GetLastError());
     m_goes = GoWhenClosed(m_file.Get(), true);
+}
+
+CReplacingFile::~CReplacingFile() {
+    if (!m_file || m_isDevice || m_goes)
+        return;
+    m_file.Reset();
+    ::DeleteFileW(base::OpenablePath(base::FullPathOf(m_ownPath)).c_str());
 }
 
 void CReplacingFile::Write(std::string_view text) {

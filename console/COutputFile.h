@@ -31,11 +31,14 @@ private:
 };
 
 // A file that takes the place of an older one of its name only when it is finished. Until then it stands beside it
-// under a name of its own, and goes with this object or, however that ends, with the process.
+// under a name of its own, and goes with this object or, where the file system lets it, however the process ends.
 class CReplacingFile final {
 public:
     // Fails also where the older file can't be replaced. What is no file on a disk is written to at once.
     explicit CReplacingFile(const std::wstring& path);
+    CReplacingFile(const CReplacingFile&) = delete;
+    CReplacingFile& operator=(const CReplacingFile&) = delete;
+    ~CReplacingFile();
 
     void Write(std::string_view text);
 
@@ -46,7 +49,7 @@ public:
 private:
     const std::wstring m_path, m_ownPath;
     bool m_isDevice = false;
-    bool m_goes = false;  // with its handle; otherwise it may be left behind
+    bool m_goes = false;  // with its handle
     base::CAutoHandle m_file;
 };
 

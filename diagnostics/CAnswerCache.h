@@ -1,4 +1,5 @@
-// The answers that the person in front of the logging service has given once and for all, for the whole process.
+// The answers that the logging service, or the person in front of it, has given once and for all, for the whole
+// process.
 //
 // Threads: any. Two threads that ask the same question at the same time may both be answered by the person; the answer
 // that is stored first stays.

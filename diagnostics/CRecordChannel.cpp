@@ -40,14 +40,6 @@ std::shared_ptr<CRecordChannel> Channel() noexcept {
     return g_kept.channel;
 }
 
-// False: the module ends, and keeps none.
-bool Keep(std::shared_ptr<CRecordChannel>& channel) noexcept {
-    const std::lock_guard lock(g_lock);
-    if (!g_isModuleEnding)
-        g_kept.channel.swap(channel);
-    return !g_isModuleEnding;
-}
-
 // What the reader of a channel does while it is watched. Its last sign of life alone says too little: it looks old,
 // too, where a virtual machine was stopped and has just gone on.
 class CWatch final {
@@ -92,7 +84,7 @@ std::shared_ptr<CRecordChannel> CRecordChannel::To(ITKRuntimeLoggerChannel& serv
         if (FAILED(service.GetServiceProcess(&serviceId)) || serviceId == ::GetCurrentProcessId())
             return;
         const auto known = Channel();
-        if (known && known->m_serviceId == serviceId && !known->IsOver() && !known->HasServiceEnded()) {
+        if (known && known->IsOf(serviceId)) {
             made = known;
             return;
         }
@@ -105,11 +97,23 @@ std::shared_ptr<CRecordChannel> CRecordChannel::To(ITKRuntimeLoggerChannel& serv
         const base::CBstr name(channel->Make().c_str());
         if (name.Length() == 0 || FAILED(service.OpenChannel(::GetCurrentProcessId(), name.Get())))
             return;
-        made = channel;
-        if (!Keep(channel))  // else it is the one before, which goes after the lock was given back
-            made.reset();
+        made = Keep(std::move(channel));
     });
     return made;
+}
+
+std::shared_ptr<CRecordChannel> CRecordChannel::Keep(std::shared_ptr<CRecordChannel> opened) noexcept {
+    // What it takes the place of goes after the lock was given back.
+    const std::lock_guard lock(g_lock);
+    if (g_isModuleEnding)
+        return nullptr;
+    if (!g_kept.channel || !g_kept.channel->IsOf(opened->m_serviceId))
+        g_kept.channel.swap(opened);
+    return g_kept.channel;
+}
+
+bool CRecordChannel::IsOf(DWORD serviceId) noexcept {
+    return m_serviceId == serviceId && !IsOver() && !HasServiceEnded();
 }
 
 bool CRecordChannel::IsServiceHung() noexcept {
@@ -205,6 +209,9 @@ CRecordChannel::Result CRecordChannel::Write(RecordRing::RecordHead head, const 
 }
 
 CRecordChannel::Result CRecordChannel::AwaitTaken() noexcept {
+    // Also where nothing waits: the call that comes next has no limit.
+    if (IsHung())
+        return Result::Hangs;
     const std::uint32_t position = m_writer->Written();
     const CWatch whole(*m_writer);
     for (CWatch last = whole; !m_writer->IsTaken(position); ::Sleep(1)) {

@@ -32,7 +32,7 @@ public:
     [[nodiscard]] static std::shared_ptr<CRecordChannel> To(ITKRuntimeLoggerChannel& service) noexcept;
 
     // Whether a channel of this module has a service that is there and shows no life. A call to such a one could wait
-    // for ever. Takes up to 200 ms to find out, once a second; other callers of that second have the same answer.
+    // for ever. Takes up to 200 ms to find out; who asks within a second of such a finding has it at once.
     [[nodiscard]] static bool IsServiceHung() noexcept;
 
     // Gives up the module's channel for good, as its last step: who still uses one keeps that, and none is made.
@@ -47,11 +47,17 @@ public:
                                const wchar_t* function, const wchar_t* message) noexcept;
 
     // Waits until the service has taken what was written by now, so that a call can't overtake it: a second at most
-    // for one that shows no life, ten for one that takes too slowly, which then counts as hanging.
+    // for one that shows no life, ten for one that takes too slowly, which then counts as hanging. One that has shown
+    // none for a second hangs, too, though it has taken all.
     [[nodiscard]] Result AwaitTaken() noexcept;
 
 private:
     CRecordChannel() noexcept = default;
+    // The one that the module keeps: this one, or one to the same service that another thread has opened meanwhile.
+    // Null: the module ends.
+    [[nodiscard]] static std::shared_ptr<CRecordChannel> Keep(std::shared_ptr<CRecordChannel> opened) noexcept;
+    // Whether it is to this service, and that is there.
+    [[nodiscard]] bool IsOf(DWORD serviceId) noexcept;
     // The name of the section; empty: none can be had.
     std::wstring Make();
 

@@ -43,8 +43,9 @@ HRESULT CDumps::Make(const logview::LogRecord& record) {
     return hr;
 }
 
-void CDumps::Close() noexcept {
-    m_worker.Stop(threading::Rest::Discard, 0);
+void CDumps::Close(DWORD limitMs) noexcept {
+    m_worker.Stop(threading::Rest::Discard, limitMs);
+    *m_isGivenUp = true;
 }
 
 HRESULT CDumps::WriteCounted(DWORD processId) {
@@ -72,7 +73,7 @@ HRESULT CDumps::Write(DWORD processId) {
         return !*isGivenUp && state->compare_exchange_strong(open, State::Kept);
     };
     const std::optional<HRESULT> hr = m_worker.Call(
-        [processId, keep, path = PathOfNew(m_folder, processId)] { return WriteDump(processId, path, keep); },
+        [processId, keep, folder = m_folder] { return WriteDump(processId, PathOfNew(folder, processId), keep); },
         kLimitMs);
     State open = State::Open;
     if (hr || !state->compare_exchange_strong(open, State::GivenUp))

@@ -18,7 +18,7 @@ public:
     CDumps(std::wstring folder, std::shared_ptr<logview::CRecordQueue> records);
     CDumps(const CDumps&) = delete;
     CDumps& operator=(const CDumps&) = delete;
-    ~CDumps() { Close(); }
+    ~CDumps() { Close(0); }
 
     // Writes a dump of record.processId into the folder, and puts the record into the queue; where that fails, only a
     // record that says why. The writer waits, which keeps its stacks as they were when it asked, but not for ever for a
@@ -27,10 +27,9 @@ public:
     // there are enough; HRESULT_FROM_WIN32(ERROR_TIMEOUT): it takes too long, or behind Close.
     [[nodiscard]] HRESULT Make(const logview::LogRecord& record);
 
-    // No dump is begun any more.
-    void Close() noexcept;
-    // None is kept any more.
-    void GiveUp() noexcept { *m_isGivenUp = true; }
+    // No dump is begun any more, and one that is being written is waited for: if it were cut off, the system would
+    // leave the threads of its process suspended. What isn't there within the limit is not kept.
+    void Close(DWORD limitMs) noexcept;
 
 private:
     [[nodiscard]] HRESULT Write(DWORD processId);

@@ -5,6 +5,7 @@
 #include "console/CCommandError.h"
 #include "console/CConsoleKeys.h"
 #include "console/CTerminal.h"
+#include "console/Text.h"
 #include "logview/CConsoleView.h"
 
 #include <atomic>
@@ -87,12 +88,10 @@ void CLiveLog::Shared::AskNext(logview::CConsoleView& view) {
         static_cast<void>(settings.questions->Answer(number, answer));
         return std::wstring();
     };
-    // Before the prompt, which holds lines back.
+    // A pause holds back what it is about, but not the question.
     if (std::exchange(told, open->number) != open->number) {
-        view.Note(QuestionText(open->question));
-        if (!open->question.secondText.empty())
-            view.Note(open->question.secondText);
-        view.Flush();
+        view.Show(console::Printable(QuestionText(open->question)));
+        view.Show(console::Printable(open->question.secondText));
     }
     // While another prompt is open, the next round tries again.
     if (view.Ask(base::FormatText(L"Answer (Enter: %ld): ", open->question.defaultAnswer), {}, take))
@@ -100,8 +99,13 @@ void CLiveLog::Shared::AskNext(logview::CConsoleView& view) {
 }
 
 void CLiveLog::Shared::Round(logview::CConsoleView& view, console::CConsoleKeys& keys, DWORD waitMs) {
-    for (const logview::Arrival& arrival : records.Take(waitMs))
-        view.Take(arrival);
+    for (const logview::Arrival& arrival : records.Take(waitMs)) {
+        try {
+            view.Take(arrival);
+        } catch (const std::bad_alloc&) {
+            records.AddLost(1);
+        }
+    }
     std::vector<std::wstring> newNotes;
     {
         const std::lock_guard guard(lock);
@@ -143,7 +147,7 @@ void CLiveLog::Shared::Run() {
     base::RunQuietly([&] {
         view.EndPrompt();
         Round(view, keys, 0);
-        view.Finish(true);
+        view.Finish(settings.showsLines);
         LookAtOutput(view);
     });
 }

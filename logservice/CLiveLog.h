@@ -24,6 +24,7 @@ public:
         std::shared_ptr<CQuestions> questions;                  // null: none are asked
         HANDLE ending = nullptr;                                // signalled when the person wants an end
         bool endsWithOutput = false;  // whether that is so, too, when the output can't be written
+        bool showsLines = true;       // false: and no timing table at the end
     };
 
     // Throws std::bad_alloc.

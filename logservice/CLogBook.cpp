@@ -33,7 +33,7 @@ CLogBook::CLogBook(const Options& options)
     if (options.record.empty())
         return;
     m_recorder = std::make_unique<logview::CRecorder>(
-        logview::CRecorder::Options{options.record, options.fileBytes, options.fileCount}, m_profile, m_sessions,
+        logview::CRecorder::Options{options.record, options.partBytes, options.partCount}, m_profile, m_sessions,
         [this](const std::wstring& text) { m_notes.push_back(text); });
     if (const DWORD error = m_recorder->Failure(); error != ERROR_SUCCESS)
         throw console::CCommandError(L"Cannot record into " + console::Printable(options.record),

@@ -13,6 +13,7 @@ constexpr std::size_t kMostWaiting = 1'000'000;
 constexpr std::size_t kMostWaitingBytes = sizeof(void*) == 8 ? 512u << 20 : 128u << 20;
 
 constexpr DWORD kCallsEndMs = 2000;
+constexpr DWORD kDumpEndsMs = 30'000;
 
 }  // namespace
 
@@ -50,10 +51,8 @@ bool CService::Stop() noexcept {
     if (!m_sink)
         return m_isWhole;
     if (m_dumps)
-        m_dumps->Close();
+        m_dumps->Close(kDumpEndsMs);
     m_sink->Close(kCallsEndMs);
-    if (m_dumps)
-        m_dumps->GiveUp();
     m_isWhole = m_channels->Stop(kCallsEndMs);
     ::CoDisconnectObject(static_cast<ITKRuntimeLogger*>(m_sink.Get()), 0);
     m_sink.Reset();

@@ -79,7 +79,8 @@ int Open(const Options& options) {
     if (options.showsLines && terminal.IsInteractive())
         TakeKeys(view);
     view.Finish(options.showsLines && !terminal.IsInteractive());
-    if (view.Failure())
+    // Who closes a pipe has read enough.
+    if (view.Failure() && !view.Failure()->IsClosedPipe())
         throw *view.Failure();
     return isWhole ? 0 : kFailed;
 }

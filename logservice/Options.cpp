@@ -129,11 +129,11 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring>& typed) {
     app.add_option("--record", words.record, "Keep all records in this folder, with dumps, timing and sessions")
         ->type_name("FOLDER")
         ->group(outputs);
-    app.add_option("--rotate-size", megabytes, "MiB of a recording's file")
+    app.add_option("--rotate-size", megabytes, "MiB of a part of the recording, its files together")
         ->check(CLI::Range(1u, 4096u))
         ->capture_default_str()
         ->group(outputs);
-    app.add_option("--rotate-count", options.fileCount, "files of a recording that are kept")
+    app.add_option("--rotate-count", options.partCount, "parts of the recording that are kept")
         ->check(CLI::Range(1u, 10000u))
         ->capture_default_str()
         ->group(outputs);
@@ -183,7 +183,7 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring>& typed) {
     options.profile = base::WideOfUtf8(words.profile);
     options.report = base::WideOfUtf8(words.report);
     options.trace = base::WideOfUtf8(words.trace);
-    options.fileBytes = ULONGLONG{megabytes} << 20;
+    options.partBytes = ULONGLONG{megabytes} << 20;
     return options;
 }
 

@@ -21,8 +21,8 @@ struct Options {
     bool showsLines = true;
     logview::ProfileColumn sort = logview::ProfileColumn::Total;
     std::wstring record, profile, report, trace;  // where to; empty: not asked for
-    ULONGLONG fileBytes = 16u << 20;              // of a recording
-    unsigned fileCount = 20;
+    ULONGLONG partBytes = 16u << 20;              // of a recording's part, all its files
+    unsigned partCount = 20;
     std::optional<DWORD> seconds;   // until the end
     std::optional<DWORD> patience;  // seconds for an answer
 };

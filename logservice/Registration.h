@@ -16,7 +16,8 @@
 namespace logservice {
 
 // Again and again is no error; the last program that registers itself is the one that counts. An interface that another
-// marshaller serves is left to that. What was written before a failure is taken back.
+// marshaller serves is left to that. What was written before a failure is taken back
+// where nothing was registered before.
 [[nodiscard]] HRESULT Register();
 
 // Removes what Register wrote, whichever program did. Nothing registered is no error.

@@ -91,7 +91,7 @@ public:
         Round(0);
         TellLost();
         EndSessions();
-        return m_lostTold == 0;
+        return m_service.Records().Lost() == 0;
     }
 
 private:
@@ -107,15 +107,18 @@ private:
         const ULONGLONG lost = m_service.Records().Lost();
         if (lost == m_lostTold)
             return;
-        logview::LogRecord record;
-        record.severity = TKRuntimeLogger::kWarn;
-        record.category = L"TKRuntimeLogger";
-        record.processId = ::GetCurrentProcessId();
-        record.threadId = ::GetCurrentThreadId();
-        record.message =
-            base::FormatText(L"%I64u records were lost here: more came than could be taken", lost - m_lostTold);
-        m_lostTold = lost;
-        base::RunQuietly([&] { Carry({base::NowInTicks(), {}, std::move(record)}); });
+        // Where memory is out, the next round tells it.
+        base::RunQuietly([&] {
+            logview::LogRecord record;
+            record.severity = TKRuntimeLogger::kWarn;
+            record.category = L"TKRuntimeLogger";
+            record.processId = ::GetCurrentProcessId();
+            record.threadId = ::GetCurrentThreadId();
+            record.message =
+                base::FormatText(L"%I64u records were lost here: more came than could be taken", lost - m_lostTold);
+            Carry({base::NowInTicks(), {}, std::move(record)});
+            m_lostTold = lost;
+        });
     }
 
     void Carry(logview::Arrival&& arrival) {
@@ -159,6 +162,16 @@ bool Finish(CService& service, CCarrier& carrier, CLogBook& book, CLiveLog& live
     return isWhole && faults.empty();
 }
 
+// Whether it is the service that runs already, not this one. Throws for any other failure.
+bool SaysRunsAlready(HRESULT hr) {
+    const bool isSo = hr == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+    if (isSo)
+        Tell(L"A logging service runs already in this session.");
+    else
+        console::Check(hr, L"Cannot publish the service");
+    return isSo;
+}
+
 }  // namespace
 
 int Serve(const Options& options) {
@@ -167,24 +180,21 @@ int Serve(const Options& options) {
     LetAnyClientCall();
     const HANDLE ending = EndingEvent();
     CTurn turn;
+    if (SaysRunsAlready(turn.Take()))
+        return kRunsAlready;
     // What a console that is left behind still uses is shared with it.
     const auto book = std::make_shared<CLogBook>(options);
     CService service(DumpFolder(options), PatienceMs(options));
-    HRESULT hr = turn.Take();
-    if (SUCCEEDED(hr))
-        hr = service.Start();
-    if (hr == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)) {
-        Tell(L"A logging service runs already in this session.");
+    if (SaysRunsAlready(service.Start()))
         return kRunsAlready;
-    }
-    console::Check(hr, L"Cannot publish the service");
-    const HANDLE ends[] = {ending, turn.EndIsWanted() ? turn.EndIsWanted() : ending};
+    const HANDLE ends[] = {ending, turn.EndIsWanted()};
+    const DWORD endCount = turn.EndIsWanted() ? 2 : 1;
     CLiveLog live({options.filter, [book](std::size_t width) { return book->ProfileText(width); }, service.Questions(),
-                   ending, !WritesFiles(options)});
+                   ending, !WritesFiles(options), options.showsLines});
     CCarrier carrier(service, *book, live, options.showsLines);
     Announce(service);
     const base::CDeadline limit(options.seconds ? *options.seconds * 1000 : INFINITE);
-    while (::WaitForMultipleObjects(2, ends, FALSE, 0) == WAIT_TIMEOUT && !limit.IsOver())
+    while (::WaitForMultipleObjects(endCount, ends, FALSE, 0) == WAIT_TIMEOUT && !limit.IsOver())
         carrier.Round(kRoundMs);
     const bool isWhole = Finish(service, carrier, *book, live);
     SetEnded();

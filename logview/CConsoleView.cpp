@@ -75,9 +75,11 @@ void CConsoleView::Note(std::wstring_view text) {
 void CConsoleView::Hold(console::TintedLine line) {
     m_heldCharacters += line.text.size();
     m_held.push_back(std::move(line));
-    if (!m_isInteractive && !IsHolding() && m_held.size() >= kMostHeld)
+    const auto isFull = [this] { return m_held.size() > kMostHeld || m_heldCharacters > kMostHeldCharacters; };
+    // A file or pipe gets all.
+    if (!m_isInteractive && isFull())
         return OnTerminal([&] { WriteHeld(); });
-    while (m_held.size() > 1 && (m_held.size() > kMostHeld || m_heldCharacters > kMostHeldCharacters)) {
+    while (m_held.size() > 1 && isFull()) {
         m_heldCharacters -= m_held.front().text.size();
         m_held.pop_front();
         ++m_leftOut;
@@ -113,8 +115,7 @@ void CConsoleView::WriteHeld() {
     m_terminal.Write(lines);
 }
 
-// Lines of the program's own, above those that wait.
-void CConsoleView::WriteNow(std::wstring_view lines) {
+void CConsoleView::Show(std::wstring_view lines) {
     std::vector<console::TintedLine> list;
     while (!lines.empty()) {
         const std::size_t end = std::min(lines.find(L'\n'), lines.size());
@@ -151,7 +152,7 @@ bool CConsoleView::Press(const console::Key& key) {
         return false;
     switch (character) {
         case L' ':
-            m_isPaused = !m_isPaused;
+            m_isPaused = m_isInteractive && !m_isPaused;  // nobody would see it elsewhere
             break;
         case L'/':
             AskForFilter({});
@@ -167,7 +168,7 @@ bool CConsoleView::Press(const console::Key& key) {
             break;
         case L'h':
         case L'?':
-            WriteNow(kKeys);
+            Show(kKeys);
             break;
         default:
             return true;
@@ -182,13 +183,13 @@ void CConsoleView::ShowProfile() {
     constexpr std::size_t kOfFiles = 120;
     const std::size_t width = m_terminal.Width();
     // Older consoles begin another line behind one that takes the whole width.
-    WriteNow(m_profileTable(m_isInteractive && width > 1 ? width - 1 : kOfFiles));
+    Show(m_profileTable(m_isInteractive && width > 1 ? width - 1 : kOfFiles));
 }
 
 void CConsoleView::AskForFilter(std::wstring line) {
     if (!m_isInteractive)
         return;
-    WriteNow(L"Filter now: " + FilterText(m_filter) + L"\n" + kFilterHelp);
+    Show(L"Filter now: " + FilterText(m_filter) + L"\n" + kFilterHelp);
     static_cast<void>(Ask(L"Filter: ", std::move(line), [this](const std::optional<std::wstring>& typed) {
         if (!typed)
             return std::wstring();
@@ -246,7 +247,7 @@ void CConsoleView::Close(const std::optional<std::wstring>& line) {
     if (complaint.empty() || !line)
         return;
     m_prompt = std::move(prompt);
-    WriteNow(complaint);
+    Show(complaint);
 }
 
 void CConsoleView::SetFilter(CRecordFilter filter) {

@@ -51,6 +51,9 @@ public:
     // A line of the program's own, in its place among the others. It passes every filter.
     void Note(std::wstring_view text);
 
+    // Lines of the program's own at once, above those that a pause or a prompt holds back.
+    void Show(std::wstring_view lines);
+
     // Shows what came. To be called whenever no more arrivals are there, and after keys.
     void Flush();
 
@@ -89,7 +92,6 @@ private:
     void ShowAgain();
     void ShowProfile();
     void WriteHeld();
-    void WriteNow(std::wstring_view lines);
 
     // Writes, unless that has failed before.
     template <class Action>

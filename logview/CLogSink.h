@@ -44,8 +44,8 @@ public:
     CLogSink(const CLogSink&) = delete;
     CLogSink& operator=(const CLogSink&) = delete;
 
-    // From now on every call answers RPC_E_DISCONNECTED, so that writers look for another log. Waits up to `limitMs`
-    // for calls under way: what came before is in the queue then.
+    // From now on every call but GetServiceProcess answers RPC_E_DISCONNECTED, so that writers look for another log.
+    // Waits up to `limitMs` for calls under way: what came before is in the queue then.
     void Close(DWORD limitMs) noexcept;
 
     // IUnknown
@@ -67,7 +67,7 @@ public:
                              BSTR function, BSTR question, BSTR secondText, LONG defaultAnswer,
                              LONG* answer) noexcept override;
 
-    // ITKRuntimeLoggerDump. A failure: no dump was made, and nothing was logged.
+    // ITKRuntimeLoggerDump. A failure: no dump was made, and the message wasn't logged.
     STDMETHODIMP LogWithDump(LONG severity, BSTR category, ULONG processId, ULONG threadId, BSTR file, LONG line,
                              BSTR function, BSTR message) noexcept override;
 

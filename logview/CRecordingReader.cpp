@@ -192,7 +192,9 @@ Opened Open(const std::wstring& path) {
         return OpenFolder(path);
     const std::size_t name = path.find_last_of(L"\\/"), dot = path.rfind(L'.');
     const std::wstring stem = dot != path.npos && (name == path.npos || dot > name) ? path.substr(0, dot) : path;
-    return {PartArrivals(stem, path), IsThere(stem + kTimesSuffix), {}};
+    // What stands beside a log isn't one.
+    const bool isBeside = path == stem + kTimesSuffix || path == stem + kProfilesSuffix;
+    return {PartArrivals(stem, isBeside ? stem + kLogSuffix : path), IsThere(stem + kTimesSuffix), {}};
 }
 
 }  // namespace

@@ -16,14 +16,8 @@ namespace RecordRing = TKRuntimeLogger::RecordRing;
 
 namespace {
 
-// A record that says it is older than this wasn't kept waiting by us.
+// What says that it was written so long before the last look is wrong: it would have been taken then.
 constexpr ULONGLONG kOldest = 60ull * 10'000'000;
-
-ULONGLONG Now() noexcept {
-    FILETIME now{};
-    ::GetSystemTimeAsFileTime(&now);
-    return (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
-}
 
 ULONGLONG Number(const std::uint32_t (&halves)[2]) noexcept {
     return (ULONGLONG{halves[1]} << 32) | halves[0];
@@ -41,7 +35,7 @@ std::size_t SizeOfView(const void* memory) noexcept {
     return region.RegionSize;
 }
 
-Arrival ArrivalOf(const RecordRing::CReader::CRecord& taken, ULONGLONG now) {
+Arrival ArrivalOf(const RecordRing::CReader::CRecord& taken, ULONGLONG lastLook, ULONGLONG now) {
     const RecordRing::RecordHead& head = taken.Head();
     std::wstring texts[RecordRing::kTexts];
     for (std::size_t i = 0; i < RecordRing::kTexts; ++i) {
@@ -51,7 +45,7 @@ Arrival ArrivalOf(const RecordRing::CReader::CRecord& taken, ULONGLONG now) {
     auto& [category, file, function, message] = texts;
     Arrival arrival;
     arrival.time = Number(head.time);
-    if (arrival.time > now || now - arrival.time > kOldest)
+    if (arrival.time > now || arrival.time + kOldest < lastLook)
         arrival.time = now;
     if (head.kind == RecordRing::Profile) {
         arrival.record = ProfileRecord{head.severity, std::move(category), head.processId,     std::move(file),
@@ -96,7 +90,7 @@ HRESULT CRingReader::Open(ULONG processId, const std::wstring& name) noexcept {
 CRingReader::~CRingReader() {
     if (m_ring) {
         m_ring->Close();
-        Take(Now());
+        Take();
         m_ring.reset();
     }
     if (m_memory)
@@ -106,15 +100,16 @@ CRingReader::~CRingReader() {
 bool CRingReader::Poll() noexcept {
     // In this order: what comes before an end is taken after it was seen.
     const bool hasEnded = m_ring->IsWriterClosed() || ::WaitForSingleObject(m_process.Get(), 0) == WAIT_OBJECT_0;
-    return Take(Now()) && !hasEnded;
+    return Take() && !hasEnded;
 }
 
-bool CRingReader::Take(ULONGLONG now) noexcept {
+bool CRingReader::Take() noexcept {
     if (m_isBroken)
         return false;
+    const ULONGLONG now = base::NowInTicks(), lastLook = std::exchange(m_lastLook, now);
     const auto take = [&](const RecordRing::CReader::CRecord& taken) noexcept {
         try {
-            m_queue->Put(ArrivalOf(taken, now));
+            m_queue->Put(ArrivalOf(taken, lastLook, now));
         } catch (...) {
             m_queue->AddLost(1);
         }

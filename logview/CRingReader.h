@@ -13,6 +13,7 @@
 
 #include "base/CAutoDestructor.h"
 #include "base/CSlimLock.h"
+#include "base/Times.h"
 #include "diagnostics/RecordRing.h"
 #include "logview/CRecordQueue.h"
 
@@ -44,13 +45,14 @@ public:
     [[nodiscard]] bool Poll() noexcept;
 
 private:
-    bool Take(ULONGLONG now) noexcept;
+    bool Take() noexcept;
 
     const std::shared_ptr<CRecordQueue> m_queue;
     base::CAutoHandle m_process;
     void* m_memory = nullptr;
     std::optional<TKRuntimeLogger::RecordRing::CReader> m_ring;
     bool m_isBroken = false;
+    ULONGLONG m_lastLook = base::NowInTicks();
 };
 
 // All channels of a service.

@@ -5,7 +5,9 @@
 #include "tests/diagnostics/CLoggerPeer.h"
 #include "tests/support/CTestObject.h"
 
+#include <functional>
 #include <thread>
+#include <utility>
 
 using namespace TKRuntimeLogger;
 using Result = CRecordChannel::Result;
@@ -16,6 +18,7 @@ class CService final : public CTestObject<ITKRuntimeLoggerChannel> {
 public:
     ULONG processId = 0;
     int opened = 0;
+    std::function<void()> whileOpening;    // once
     RecordRing::Header* header = nullptr;  // of the newest channel
 
     ~CService() override {
@@ -29,6 +32,8 @@ public:
         if (header)
             ::UnmapViewOfFile(header);
         header = static_cast<RecordRing::Header*>(::MapViewOfFile(section.Get(), FILE_MAP_WRITE, 0, 0, 0));
+        if (const auto meanwhile = std::exchange(whileOpening, {}))
+            meanwhile();
         return header ? S_OK : E_FAIL;
     }
 };
@@ -93,6 +98,17 @@ TEST_F(ChannelLifeTest, OnlyAServiceThatIsThereAndShowsNoLifeHangs) {
     EXPECT_EQ(Result::Gone, Write(1));
 }
 
+TEST_F(ChannelLifeTest, IsOneForAllThreadsThatOpenItAtOnce) {
+    service.header->readerClosed = 1;
+    const int before = service.opened;
+    std::shared_ptr<CRecordChannel> first, second;
+    service.whileOpening = [&] { second = CRecordChannel::To(service); };
+    first = CRecordChannel::To(service);
+    EXPECT_EQ(before + 2, service.opened) << "the second was opened while the first was";
+    EXPECT_TRUE(first);
+    EXPECT_EQ(first, second);
+}
+
 TEST_F(ChannelLifeTest, OneThatHasClosedDoesNotHangAndCanBeHadAgain) {
     LookedBefore(3'600'000);
     service.header->readerClosed = 1;
@@ -117,6 +133,7 @@ TEST_F(ChannelLifeTest, WithoutRoomALivingServiceIsCalledAndADeadOneIsLeft) {
     }
     EXPECT_EQ(Result::Hangs, Write(50'000));
     EXPECT_EQ(Result::Hangs, channel->AwaitTaken());
+    LookedBefore(0);
     {
         const auto looking = Looking();
         const std::jthread taking([this] {
@@ -126,6 +143,9 @@ TEST_F(ChannelLifeTest, WithoutRoomALivingServiceIsCalledAndADeadOneIsLeft) {
         EXPECT_EQ(Result::Done, channel->AwaitTaken());
     }
     EXPECT_EQ(Result::Done, Write(50'000));
+    TakeAll();
+    LookedBefore(3'600'000);
+    EXPECT_EQ(Result::Hangs, channel->AwaitTaken()) << "a call would wait for it for ever";
     service.header->taken = 4'000'000'000;
     EXPECT_EQ(Result::Gone, Write(1)) << "it claims what can't be";
 }

@@ -164,7 +164,7 @@ TEST_F(OtherProcessTest, AFrozenServiceHoldsACallUntilItGoesOnAndThenIsLeft) {
         std::atomic<bool> isCalling{false};
         const std::jthread thawing([&] {
             Await([&] { return isCalling.load(); });
-            ::Sleep(1500);
+            ::Sleep(3000);  // the call takes more than a second of these, though it may begin late
             peer->Thaw();
         });
         isCalling = true;

@@ -1,5 +1,6 @@
 // The service's end of channels, and writers that are hostile or close.
 #include "TKRuntimeLogger.h"
+#include "base/Times.h"
 #include "logview/CRingReader.h"
 #include "tests/support/CTempFile.h"
 
@@ -33,11 +34,6 @@ struct RingReaderTest : ::testing::Test {
     static std::wstring Name(const wchar_t* end) {
         return kTKRuntimeLoggerSectionPrefix + std::to_wstring(::GetCurrentProcessId()) + L"-" + end;
     }
-    static ULONGLONG Now() {
-        FILETIME now{};
-        ::GetSystemTimeAsFileTime(&now);
-        return (ULONGLONG{now.dwHighDateTime} << 32) | now.dwLowDateTime;
-    }
 };
 
 TEST_F(RingReaderTest, EveryKindArrivesAsItWasWritten) {
@@ -63,15 +59,15 @@ TEST_F(RingReaderTest, EveryKindArrivesAsItWasWritten) {
         EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
     }
     head.time[0] = 5;
-    head.time[1] = static_cast<std::uint32_t>(Now() >> 32) - 1;
+    head.time[1] = static_cast<std::uint32_t>(base::NowInTicks() >> 32) - 1;
     EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
-    const ULONGLONG written = Now();
+    const ULONGLONG written = base::NowInTicks();
     head.time[0] = static_cast<std::uint32_t>(written);
     head.time[1] = static_cast<std::uint32_t>(written >> 32);
     EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
-    const ULONGLONG before = Now();
+    const ULONGLONG before = base::NowInTicks();
     readers.Poll();
-    const ULONGLONG after = Now();
+    const ULONGLONG after = base::NowInTicks();
     const auto taken = queue->Take(0);
     ASSERT_EQ(5u, taken.size());
     const auto& log = std::get<logview::LogRecord>(taken[0].record);
@@ -92,6 +88,23 @@ TEST_F(RingReaderTest, EveryKindArrivesAsItWasWritten) {
     for (const std::size_t i : {0u, 3u})
         EXPECT_TRUE(before <= taken[i].time && taken[i].time <= after) << "a time that can't be is that of the taking";
     EXPECT_EQ(written, taken[4].time);
+}
+
+TEST_F(RingReaderTest, WhatIsThereAtTheEndIsTakenAndTheWriterIsTold) {
+    const Section section(Name(L"last"));
+    CWriter writer(section.memory, kCapacity, 0);
+    {
+        logview::CRingReaders ending(queue);
+        ASSERT_EQ(S_OK, ending.Open(process, Name(L"last")));
+        ending.Poll();
+        RecordHead head{};
+        head.kind = Log;
+        const Text texts[] = {{L"cat", 3}, {L"", 0}, {L"", 0}, {L"last", 4}};
+        EXPECT_EQ(CWriter::Result::Written, writer.Write(head, texts));
+        EXPECT_FALSE(writer.IsReaderClosed());
+    }
+    EXPECT_TRUE(writer.IsReaderClosed());
+    EXPECT_EQ(1u, queue->Take(0).size());
 }
 
 TEST_F(RingReaderTest, OnlyChannelsAreOpened) {

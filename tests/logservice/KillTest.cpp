@@ -100,7 +100,7 @@ TEST_F(ServiceKillTest, AServiceThatIsKilledFailsItsClientsAtOnceAndLeavesWhatIt
     std::filesystem::remove(folder.PathOf(L"again.csv"));
 }
 
-TEST_F(ServiceKillTest, AServiceThatEndsInOrderHasAllUpToTheEnd) {
+TEST_F(ServiceKillTest, AServiceThatEndsInOrderHasAllUpToTheEndWithoutHoles) {
     StartRecording();
     std::vector<std::unique_ptr<CProgram>> clients;
     for (int i = 0; i < 3; ++i)

@@ -1,15 +1,17 @@
 // A client of the published logging service, for tests that need it as a process of its own.
 //
-//   log_client mta|sta every            each method once; the question's answer is printed
-//   log_client mta|sta flood N          N records, numbered from 0, severity 1; how many were taken, and in which time
-//   log_client mta|sta front N [EACH]   the same through the front end of the filter and its kin, and which time that
-//   took log_client mta|sta odd              records that are awkward to show log_client mta|sta dump             one
-//   dump log_client mta|sta dumpnone N       N dumps of a process that isn't there; how many were made
+//   log_client mta|sta every            each method once; prints the question's answer
+//   log_client mta|sta flood N          N records, numbered from 0; prints how many were taken, and the time
+//   log_client mta|sta front N [EACH]   the same by the front end; pauses for 1 ms behind each EACH of them
+//   log_client mta|sta odd              records that are awkward to show
+//   log_client mta|sta dump             one dump
+//   log_client mta|sta dumpnone N       N dumps of a process that isn't there; prints how many were made
 //
 // Its exit code is 0 when every call succeeded; otherwise the result is printed. 3: no service was found.
 #include "TKRuntimeLogger.h"
 #include "base/CApartment.h"
 #include "base/CBstr.h"
+#include "diagnostics/PublishedService.h"
 #include "diagnostics/TKRuntimeLoggerAPI.h"
 
 #include <objbase.h>
@@ -30,11 +32,8 @@ struct Client {
     HRESULT result = S_OK;  // the first failure
 
     bool Find() {
-        ComPtr<IRunningObjectTable> table;
-        ComPtr<IMoniker> name;
-        return SUCCEEDED(::GetRunningObjectTable(0, &table)) &&
-               SUCCEEDED(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &name)) &&
-               table->GetObject(name.Get(), &service) == S_OK && SUCCEEDED(service.As(&logger));
+        service = TKRuntimeLogger::PublishedService();
+        return service && SUCCEEDED(service.As(&logger));
     }
     void Note(HRESULT hr) { result = SUCCEEDED(result) ? hr : result; }
     void Log(LONG severity, const base::CBstr& message) {

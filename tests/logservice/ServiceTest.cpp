@@ -1,5 +1,7 @@
 // The service as a process of its own, and clients that are processes of theirs.
 #include "tests/logservice/ServiceTest.h"
+#include "base/CDeadline.h"
+#include "tests/support/CRecordingLogger.h"
 #include "tests/support/CTempFolder.h"
 
 #include <dbghelp.h>
@@ -8,7 +10,9 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <sstream>
+#include <thread>
 
 namespace {
 
@@ -39,7 +43,10 @@ TEST_F(ServiceTest, EveryMethodArrivesFromEitherBitnessAndApartmentAtEither) {
                 CProgram client(ClientProgram(otherClient), {apartment, L"every"});
                 EXPECT_EQ(0u, client.Wait()) << client.Out();
                 EXPECT_TRUE(Has(client.Out(), "answer -77")) << client.Out();
+                CProgram writer(ClientProgram(otherClient), {apartment, L"front", L"1000"});
+                EXPECT_EQ(0u, writer.Wait()) << writer.Out();
                 const std::string out = End();
+                EXPECT_EQ(1000, LinesOfProcess(out, writer)) << "through the channel";
                 EXPECT_EQ(1, CountOf(out, "explicit")) << out;
                 EXPECT_EQ(1, CountOf(ContentsOf(profile), ",78187493520,")) << ContentsOf(profile);
                 std::filesystem::remove(profile);
@@ -60,15 +67,32 @@ TEST_F(ServiceTest, OneIsEnoughForASession) {
     End();
 }
 
+TEST_F(ServiceTest, ALoggerThatAnotherProgramHasPublishedIsNotCrowdedOut) {
+    {
+        const CPublishedLogger other;
+        EXPECT_EQ(3u, RunProgram(ServiceProgram(), {}));
+    }
+    Start();
+    End();
+}
+
 TEST_F(ServiceTest, WhoStopsOneDoesNotStopTheNext) {
-    // As if another --stop were still there: its event, and its look at the turn.
+    // As if another --stop were still there: its event, and its looks at the turn.
     const base::CAutoHandle stop(::CreateEventW(nullptr, TRUE, TRUE, L"Local\\TKRuntimeLogger.Stop"));
-    const base::CAutoHandle turn(::CreateMutexW(nullptr, TRUE, L"Local\\TKRuntimeLogger.Service"));
+    const base::CAutoHandle turn(::CreateMutexW(nullptr, FALSE, L"Local\\TKRuntimeLogger.Service"));
     ASSERT_TRUE(stop && turn);
+    std::optional<std::jthread> looks(std::in_place, [&](const std::stop_token& end) {
+        for (; !end.stop_requested(); ::Sleep(1)) {
+            const DWORD waited = ::WaitForSingleObject(turn.Get(), 0);
+            if (waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED) {
+                ::Sleep(10);  // most of the time somebody looks
+                ::ReleaseMutex(turn.Get());
+            }
+        }
+    });
     CProgram starts(ServiceProgram(), {});
-    ::Sleep(300);  // less than it waits for one that only looks; a late start makes this test easier
-    ::ReleaseMutex(turn.Get());
     Await([&] { return Has(starts.Err(), "TKRuntimeLogger runs.") || !starts.Runs(); });
+    looks.reset();
     EXPECT_EQ(WAIT_TIMEOUT, ::WaitForSingleObject(starts.Handle(), 500)) << starts.Err();
     EXPECT_EQ(0u, RunProgram(ServiceProgram(), {L"--stop"}));
     EXPECT_EQ(0u, starts.Wait());
@@ -162,7 +186,9 @@ TEST_F(RecordingServiceTest, OfAKilledServiceLacksAtMostTheLastSecond) {
     Start({L"--record", recording, L"--quiet"});
     CProgram client(ClientProgram(), {L"mta", L"flood", L"100"});
     EXPECT_EQ(0u, client.Wait()) << client.Out();
+    const base::CDeadline limit(10'000);  // ten times what it may take
     Await([&] { return RecordsOf(RecordsIn(recording), client) == 100; });
+    EXPECT_FALSE(limit.IsOver());
     service->Kill();
     EXPECT_EQ(100, RecordsOf(RecordsIn(recording), client));
 }

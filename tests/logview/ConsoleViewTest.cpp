@@ -195,6 +195,12 @@ TEST_F(ConsoleViewTest, MoreThanAConsoleShowsAtOnceIsLeftOutButAPipeGetsAll) {
         view->Flush();
         EXPECT_EQ(isInteractive ? 1001u : 5000u, screen.lines.size());
     }
+    screen.lines.clear();
+    EXPECT_TRUE(Press(L' ')) << "nobody would see that it pauses";
+    const std::wstring longText(32'768, L'x');
+    for (int i = 0; i < 200; ++i)
+        Say({longText.c_str()});
+    EXPECT_EQ(200u, screen.lines.size());
 }
 
 TEST_F(ConsoleViewTest, ATypedFilterHoldsForWhatComesAndShowsTheLastScreenfulAgain) {

@@ -109,6 +109,8 @@ TEST_F(Recording, IsReadAsItWasWritten) {
     EXPECT_EQ(report.count, readReport.count);
     EXPECT_EQ(report.maximumDuration, readReport.maximumDuration);
     EXPECT_EQ(0.1, readReport.totalDuration);
+    for (const wchar_t* kind : {L".log", L".times", L".profiles"})
+        EXPECT_EQ(4, ReadAll({options.folder + L"\\log-00001" + kind}).size());
 
     sessions.Ended(212, kSomeTime + kTicksASecond);
     recorder->Finish();
@@ -245,6 +247,18 @@ TEST_F(Recording, IsReadAsFarAsItsFilesGo) {
     EXPECT_TRUE(MessageOf(ReadAll({empty.Path()})[0]).starts_with(L"error: There is no recording in "));
     EXPECT_TRUE(MessageOf(ReadAll({files.PathOf(L"none.log")})[0]).starts_with(L"error: Cannot read "));
     EXPECT_TRUE(ReadAll({}).empty());
+}
+
+TEST_F(Recording, HasItsTablesAlsoWhereAnEarlierTryWasLeftBehind) {
+    Start();
+    Take(MakeReportArrival(3, 0.1, kSomeTime, L""));
+    const std::filesystem::path left =
+        options.folder + L"\\profile.csv." + std::to_wstring(::GetCurrentProcessId()) + L".new";
+    std::ofstream(left) << "an earlier try";
+    recorder->Finish();
+    EXPECT_NE(std::string::npos, Contents(options.folder + L"\\profile.csv").find("C::SyncRead"));
+    EXPECT_FALSE(std::filesystem::exists(left));
+    EXPECT_TRUE(told.empty());
 }
 
 TEST_F(Recording, OfSeveralIsMergedByTime) {

@@ -190,26 +190,43 @@ void CLogLines::CatchUp() noexcept {
         static_cast<void>(g_current->CatchUp(kCatchUpMs));
 }
 
+namespace {
+
+// Whether there is a service of another program, so that we need not be one; says so.
+bool TellsOfOther() {
+    switch (FindOther()) {
+        case Other::Reachable:
+            console::Complain(L"tvsource: --log: a logging service is published already; the records go to that\n");
+            return true;
+        case Other::Unreachable:
+            console::Complain(
+                L"tvsource: --log: another program has published a logging service that can't be reached from here, "
+                L"so there is no log; TKRuntimeLogger --register, as administrator, mends that\n");
+            return true;
+        case Other::None:
+            break;
+    }
+    return false;
+}
+
+}  // namespace
+
 bool CLogLines::Publish(const std::shared_ptr<logview::CRecordQueue>& queue) {
     ComPtr<IMoniker> name;
     ComPtr<logview::CLogSink> sink;
     console::Check(::GetRunningObjectTable(0, &m_table), L"Cannot publish the log");
     console::Check(::CreateFileMoniker(kTKRuntimeLoggerMoniker, &name), L"Cannot publish the log");
-    switch (FindOther()) {
-        case Other::Reachable:
-            console::Complain(L"tvsource: --log: a logging service is published already; the records go to that\n");
-            return false;
-        case Other::Unreachable:
-            console::Complain(
-                L"tvsource: --log: another program has published a logging service that can't be reached from here, "
-                L"so there is no log; TKRuntimeLogger --register, as administrator, mends that\n");
-            return false;
-        case Other::None:
-            break;
-    }
+    if (TellsOfOther())
+        return false;
     console::Check(logview::CLogSink::Create(queue, {}, &sink), L"Cannot make the log");
-    console::Check(m_table->Register(0, static_cast<ITKRuntimeLogger*>(sink.Get()), name.Get(), &m_entry),
-                   L"Cannot publish the log");
+    ITKRuntimeLogger* const service = sink.Get();
+    const HRESULT hr = m_table->Register(0, service, name.Get(), &m_entry);
+    console::Check(hr, L"Cannot publish the log");
+    // Writers take the first of several. Another program may have been quicker.
+    if (hr == MK_S_MONIKERALREADYREGISTERED && TKRuntimeLogger::PublishedService().Get() != service && TellsOfOther()) {
+        m_table->Revoke(m_entry);
+        return false;
+    }
     m_sink = sink;
     return true;
 }
