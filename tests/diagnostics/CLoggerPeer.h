@@ -2,11 +2,11 @@
 //
 //   CLoggerPeer peer(L"serve");  // published by now
 //
-// The service counts records and answers the question "count" with their number. It obeys the messages "slow", which
-// takes it 1.2 s, and "die", also as a question. With "serve-channel" it offers a channel, and answers "wrong" with the
-// number of records that came out of order or were lost, if the n-th of each thread has line n, and "channels" with that
-// of its channels. "write N T" writes N
-// records from each of T threads, is ready then, and ends without another word. "wait" does nothing.
+// "serve" counts records and answers the question "count" with their number. It obeys the messages "slow", which takes
+// it 1.2 s, and "die", also as a question. "serve-channel" also offers a channel. It answers "wrong" with the number of
+// records that came out of order or were lost, if the n-th of each thread has line n, and "channels" with that of its
+// channels. "write N T" writes N records from each of T threads, is ready then, and ends without another word. "wait"
+// does nothing.
 #pragma once
 
 #include "base/CAutoDestructor.h"
