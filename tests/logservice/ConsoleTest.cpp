@@ -87,6 +87,31 @@ TEST_F(ServiceConsoleTest, WhatAPauseHeldBackIsShownAtTheEnd) {
     EXPECT_FALSE(Has(Screen(), "waiting"));
 }
 
+TEST_F(ServiceConsoleTest, AQuestionIsSeenWhileLinesAreHeldBack) {
+    StartOnConsole();
+    Type(L" ");
+    Await([&] { return Has(Screen(), "Paused"); });
+    CProgram client(ClientProgram(), {L"mta", L"every"});
+    Await([&] { return Has(Screen(), "Answer (Enter: -77)"); });
+    EXPECT_TRUE(Has(Screen(), "go on?") && Has(Screen(), "second")) << Screen();
+    EXPECT_FALSE(Has(Screen(), "explicit")) << "it is held back";
+    Type(L"5\r");
+    EXPECT_EQ(0u, client.Wait());
+    EXPECT_TRUE(Has(client.Out(), "answer 5")) << client.Out();
+    End();
+}
+
+TEST_F(ServiceConsoleTest, ControlCEndsItInOrder) {
+    if (!COwnConsole::HasSafeControlC())
+        GTEST_SKIP() << kNoControlC;
+    StartOnConsole();
+    CProgram client(ClientProgram(), {L"mta", L"flood", L"5"});
+    EXPECT_EQ(0u, client.Wait()) << client.Out();
+    COwnConsole::PressControlC();
+    EXPECT_EQ(0u, service->Wait()) << service->Err();
+    EXPECT_NE(0, LinesOfProcess(Screen(), client));
+}
+
 TEST_F(ServiceConsoleTest, KeysShowTheTimingAndEndIt) {
     StartOnConsole({L"--patience", L"0"});
     CProgram client(ClientProgram(), {L"mta", L"every"});

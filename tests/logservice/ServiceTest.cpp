@@ -57,6 +57,7 @@ TEST_F(ServiceTest, EveryMethodArrivesFromEitherBitnessAndApartmentAtEither) {
 
 TEST_F(ServiceTest, OneIsEnoughForASession) {
     Start();
+    EXPECT_TRUE(Has(service->Err(), "Clients of any rights")) << service->Err();
     EXPECT_EQ(3u, RunProgram(ServiceProgram(), {}));
     EXPECT_TRUE(service->Runs());
     End();

@@ -2,8 +2,7 @@
 //
 //   EXPECT_FALSE(EndsBeside([&] { cache.Store(key, 1); }, [&] { static_cast<void>(cache.Find(key)); }));
 //
-// No clock decides: the second call gets many time slices; if it hasn't returned by then it counts as waiting. It then
-// goes on by itself as soon as it may.
+// If the second call hasn't returned within a second it counts as waiting. It then goes on by itself as soon as it may.
 // Threads: the one that made the object.
 #pragma once
 
@@ -33,12 +32,10 @@ public:
     void AwaitEnd() const {
         Await([this] { return m_ended.load(); });
     }
-    // Gives it every chance to end. On a machine that others keep busy, a turn can be long, and they come to an end
-    // too.
+    // Gives it a second to end, in which the processors are for others.
     [[nodiscard]] bool Ends() const {
-        const base::CDeadline limit(2'000);
-        for (int turn = 0; turn < 20'000 && !m_ended && !limit.IsOver(); ++turn)
-            ::SwitchToThread();
+        for (const base::CDeadline limit(1000); !m_ended && !limit.IsOver();)
+            ::Sleep(1);
         return m_ended;
     }
 
