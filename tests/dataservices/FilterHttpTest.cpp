@@ -1,6 +1,7 @@
 // The whole way of bytes: from a web server through the data services and the filter to its reader.
 #include "TKDataServices.h"
 #include "tests/dataservices/LayerTest.h"
+#include "tests/support/Await.h"
 #include "tests/support/CHttpServer.h"
 #include "tests/support/FilterTest.h"
 #include "tests/support/ProcessUse.h"
@@ -114,8 +115,7 @@ TEST(DataServicesModuleTest, IsInUseExactlyAsLongAsAnyOfItsStreams) {
         EXPECT_EQ(S_OK, stream->Read(bytes.data(), i == 0 ? 300'003 : 1'000, nullptr));
         EXPECT_EQ(S_FALSE, canUnload());
         stream.Reset();
-        for (int turn = 0; turn < 10'000'000 && canUnload() != S_OK; ++turn)
-            ::SwitchToThread();
+        Await([&] { return canUnload() == S_OK; });
         ASSERT_EQ(S_OK, canUnload());
     }
 }
