@@ -151,7 +151,7 @@ HRESULT CHttpRequest::Receive(ULONG atMost, Wait wait, DWORD timeoutMs, std::spa
         Begin(Step::Reading, std::min<ULONG>(atMost, count));
         hr = exchange.Wait(deadline.Left(), &count);
     }
-    if (hr == E_PENDING)
+    if (hr == E_PENDING || hr == E_ABORT)  // in both cases the step goes on, and the destructor has to know
         return hr;
     m_step = Step::None;
     if (FAILED(hr))

@@ -85,11 +85,7 @@ TEST(DataServicesModuleTest, IsInUseExactlyAsLongAsAnyOfItsStreams) {
     if (!CHttpServer::IsSupported())
         GTEST_SKIP() << "the platform has no sockets for programs of this bitness";
     const CTestApartment apartment(COINIT_MULTITHREADED);
-    CHttpServer server;
-    server.Serve("/a", {.bytes = std::string(500'000, 'x'), .script = [](auto&) {
-                            return CHttpServer::Misbehaviour{Fault::Drip, 300'000};
-                        }});
-    const auto open = [&](decltype(&::DllGetClassObject) getClass) {
+    const auto open = [](const CHttpServer& server, decltype(&::DllGetClassObject) getClass) {
         ComPtr<IClassFactory> classFactory;
         ComPtr<ITKDSUriAccessFactory> factory;
         ComPtr<ITKDSCreateStream> creator;
@@ -106,14 +102,21 @@ TEST(DataServicesModuleTest, IsInUseExactlyAsLongAsAnyOfItsStreams) {
     std::vector<char> bytes(310'000);
     // The stream goes while bytes drip in. If nobody ended that, it would go on.
     for (int i = 0; i < 20; ++i) {
+        CHttpServer server;
+        server.Serve("/a", {.bytes = std::string(500'000, 'x'), .script = [](auto&) {
+                                return CHttpServer::Misbehaviour{Fault::Drip, 300'000};
+                            }});
         const base::CAutoLibrary library(::LoadLibraryW(CBuiltLayer::Path().c_str()));
         const auto function = [&](const char* name) {
             return reinterpret_cast<void*>(::GetProcAddress(library.Get(), name));
         };
         const auto canUnload = reinterpret_cast<decltype(&::DllCanUnloadNow)>(function("DllCanUnloadNow"));
-        auto stream = open(reinterpret_cast<decltype(&::DllGetClassObject)>(function("DllGetClassObject")));
+        auto stream = open(server, reinterpret_cast<decltype(&::DllGetClassObject)>(function("DllGetClassObject")));
         EXPECT_EQ(S_OK, stream->Read(bytes.data(), i == 0 ? 300'003 : 1'000, nullptr));
         EXPECT_EQ(S_FALSE, canUnload());
+        if (i % 2 == 0) {
+            EXPECT_TRUE(server.WaitForStall()) << "a whole block is waited for in the background";
+        }
         stream.Reset();
         Await([&] { return canUnload() == S_OK; });
         ASSERT_EQ(S_OK, canUnload());
