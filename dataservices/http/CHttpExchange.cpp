@@ -52,10 +52,18 @@ HRESULT CHttpExchange::Wait(DWORD ms, DWORD* value) noexcept {
     return m_error == ERROR_SUCCESS ? S_OK : ResultOfNetworkError(m_error);
 }
 
+bool CHttpExchange::IsDoneWithin(DWORD ms) noexcept {
+    const base::CDeadline deadline(ms);
+    const std::lock_guard guard(m_lock);
+    while (!m_isDone && m_lock.Await(m_done, deadline.Left())) {
+    }
+    return m_isDone;
+}
+
 void CHttpExchange::Abort() noexcept {
     const std::lock_guard guard(m_lock);
     m_isAborted = true;
-    ::WakeConditionVariable(&m_done);
+    ::WakeAllConditionVariable(&m_done);
 }
 
 void CHttpExchange::Complete(DWORD error, DWORD value) noexcept {
@@ -63,7 +71,7 @@ void CHttpExchange::Complete(DWORD error, DWORD value) noexcept {
     m_isDone = true;
     m_error = error;
     m_value = value;
-    ::WakeConditionVariable(&m_done);
+    ::WakeAllConditionVariable(&m_done);
 }
 
 void CALLBACK CHttpExchange::OnStatus(HINTERNET, DWORD_PTR context, DWORD status, void* information,
@@ -73,7 +81,7 @@ void CALLBACK CHttpExchange::OnStatus(HINTERNET, DWORD_PTR context, DWORD status
         case WINHTTP_CALLBACK_STATUS_REQUEST_SENT: {
             const std::lock_guard guard(exchange.m_lock);
             exchange.m_isSent = true;
-            ::WakeConditionVariable(&exchange.m_done);
+            ::WakeAllConditionVariable(&exchange.m_done);
             break;
         }
         case WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE:

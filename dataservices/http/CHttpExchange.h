@@ -43,6 +43,9 @@ public:
     // be waited for again.  Otherwise its failure, as ResultOfNetworkError gives it.
     [[nodiscard]] HRESULT Wait(DWORD ms, DWORD* value) noexcept;
 
+    // Whether what is under way is done within `ms`, also behind Abort.
+    [[nodiscard]] bool IsDoneWithin(DWORD ms) noexcept;
+
     // The Wait that waits, and all later ones, end with E_ABORT. What is under way goes on.  Threads: any.
     void Abort() noexcept;
 

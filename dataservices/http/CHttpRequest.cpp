@@ -10,17 +10,45 @@
 
 namespace dataservices::http {
 
+namespace {
+
+constexpr DWORD kEndsByItselfMs = 200;
+
+}  // namespace
+
 struct CHttpRequest::StepToBegin {
     std::shared_ptr<Handles> handles;
     Step step;
     ULONG bytes;
 };
 
+// Runs the callback on a thread on which nobody waits. The module stays loaded meanwhile. False: it won't run.
+bool CHttpRequest::RunOnPool(PTP_SIMPLE_CALLBACK callback, void* context) noexcept {
+    TP_CALLBACK_ENVIRON environment;
+    ::InitializeThreadpoolEnvironment(&environment);
+    ::SetThreadpoolCallbackLibrary(&environment, base::OwnModule());
+    const bool runs = ::TrySubmitThreadpoolCallback(callback, context, &environment) != FALSE;
+    ::DestroyThreadpoolEnvironment(&environment);
+    return runs;
+}
+
 CHttpRequest::~CHttpRequest() {
     if (m_step == Step::None)
         return;
-    // A call that waits although it need not (see Begin) would go on until its bytes are there; short time-outs end it.
-    ::WinHttpSetTimeouts(m_handles->request.Get(), 1, 1, 1, 1);
+    // A call that waits although it need not (see Begin) would go on until its bytes are there.
+    std::unique_ptr<StepToBegin> step(new (std::nothrow) StepToBegin{m_handles, m_step, 0});
+    if (step && RunOnPool(&EndOnPool, step.get()))
+        static_cast<void>(step.release());
+}
+
+// Short time-outs end the call, if it doesn't end by itself: some versions of the library don't bear them at the moment
+// at which it does.
+void CALLBACK CHttpRequest::EndOnPool(PTP_CALLBACK_INSTANCE instance, void* context) noexcept {
+    ::CallbackMayRunLong(instance);
+    const std::unique_ptr<StepToBegin> step(static_cast<StepToBegin*>(context));
+    const Handles& handles = *step->handles;
+    if (!handles.exchange->IsDoneWithin(kEndsByItselfMs))
+        ::WinHttpSetTimeouts(handles.request.Get(), 1, 1, 1, 1);
 }
 
 HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url, const SourceOptions& options) {
@@ -112,20 +140,16 @@ CHttpHeaders CHttpRequest::Headers() const {
 }
 
 // Some versions of the library finish a read within the call that begins it, however long that takes. So the call is
-// made on a thread on which nobody waits, and the module stays loaded meanwhile.
+// made on a thread on which nobody waits.
 void CHttpRequest::Begin(Step step, ULONG bytes) noexcept {
     m_step = step;
     CHttpExchange& exchange = *m_handles->exchange;
     exchange.Announce();
     std::unique_ptr<StepToBegin> begin(new (std::nothrow) StepToBegin{m_handles, step, std::min(bytes, kBlockBytes)});
-    TP_CALLBACK_ENVIRON environment;
-    ::InitializeThreadpoolEnvironment(&environment);
-    ::SetThreadpoolCallbackLibrary(&environment, base::OwnModule());
-    if (begin && ::TrySubmitThreadpoolCallback(&OnPool, begin.get(), &environment))
+    if (begin && RunOnPool(&OnPool, begin.get()))
         static_cast<void>(begin.release());
     else
         exchange.Fail(ERROR_NOT_ENOUGH_MEMORY);
-    ::DestroyThreadpoolEnvironment(&environment);
 }
 
 void CALLBACK CHttpRequest::OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept {

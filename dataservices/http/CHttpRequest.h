@@ -64,7 +64,9 @@ private:
     [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url,
                                const SourceOptions& options);
     void Begin(Step step, ULONG bytes) noexcept;
+    static bool RunOnPool(PTP_SIMPLE_CALLBACK callback, void* context) noexcept;
     static void CALLBACK OnPool(PTP_CALLBACK_INSTANCE, void* context) noexcept;
+    static void CALLBACK EndOnPool(PTP_CALLBACK_INSTANCE instance, void* context) noexcept;
 
     std::shared_ptr<Handles> m_handles;
     Step m_step = Step::None;  // the one that is under way
