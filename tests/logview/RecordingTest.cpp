@@ -378,7 +378,7 @@ TEST(Sessions, WhenThereAreTooManyThoseThatEndedFirstGo) {
     sessions.Ended(7, ++time);
     sessions.Ended(5, ++time);
     take(0);
-    for (const ULONG id : {10'001, 10'002, 10'003})
+    for (const ULONG id : {10'001ul, 10'002ul, 10'003ul})
         take(id);
     EXPECT_EQ(0, isThere(7));
     EXPECT_EQ(0, isThere(5));
