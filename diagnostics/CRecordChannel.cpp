@@ -31,7 +31,7 @@ union Kept {
     ~Kept() {}
     std::shared_ptr<CRecordChannel> channel;
 };
-constinit base::CSlimLock g_lock;  // guards the next two; held for a copy
+constinit base::CSlimLock g_lock;  // guards the next two; held for a copy and a look
 constinit Kept g_kept;
 constinit bool g_isModuleEnding = false;
 

@@ -3,6 +3,7 @@
 #include "TKRuntimeLogger.h"
 #include "base/CDeadline.h"
 #include "base/ComBoundary.h"
+#include "diagnostics/PublishedService.h"
 #include "threading/CCallQueue.h"
 
 #include <objbase.h>
@@ -26,17 +27,17 @@ bool IsStarting(HRESULT result) noexcept {
 }
 
 // An entry may outlast a service that was killed. Only one that still answers counts.
-bool IsTaken(IRunningObjectTable& table, IMoniker& name) noexcept {
-    ComPtr<IUnknown> other;
+bool IsTaken() {
+    const ComPtr<IUnknown> service = TKRuntimeLogger::PublishedService();
     ComPtr<ITKRuntimeLogger> logger;
-    return table.GetObject(&name, &other) == S_OK && other && SUCCEEDED(other.As(&logger));
+    return service && SUCCEEDED(service.As(&logger));
 }
 
 // Whether the first entry is another one than ours: of several, clients get the first.
-bool IsOther(IRunningObjectTable& table, IMoniker& name, IUnknown& ours) noexcept {
-    ComPtr<IUnknown> found, other, own;
-    return table.GetObject(&name, &found) == S_OK && found && SUCCEEDED(found.As(&other)) &&
-           SUCCEEDED(ours.QueryInterface(IID_PPV_ARGS(&own))) && other != own;
+bool IsOther(IUnknown& ours) {
+    const ComPtr<IUnknown> found = TKRuntimeLogger::PublishedService();
+    ComPtr<IUnknown> other, own;
+    return found && SUCCEEDED(found.As(&other)) && SUCCEEDED(ours.QueryInterface(IID_PPV_ARGS(&own))) && other != own;
 }
 
 // What `look` says of a service; also true when that service is stopped: a call of it waits until it goes on, which may
@@ -74,18 +75,14 @@ HRESULT CPublication::Publish(IUnknown& service) noexcept {
 HRESULT CPublication::PublishOnce(IUnknown& service, IMoniker& name) noexcept {
     if (const HRESULT hr = ::GetRunningObjectTable(0, &m_table); FAILED(hr))
         return hr;
-    const ComPtr<IRunningObjectTable> table = m_table;
-    const ComPtr<IMoniker> moniker = &name;
-    if (IsSoOrStopped([=] { return IsTaken(*table.Get(), *moniker.Get()); }))
+    if (IsSoOrStopped([] { return IsTaken(); }))
         return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
     const HRESULT hr = Enter(service, name);
     if (hr != MK_S_MONIKERALREADYREGISTERED)
         return hr;
     // By what a killed service left, or by one that has come since.
     const ComPtr<IUnknown> ours = &service;
-    if (!IsSoOrStopped([=] {
-            return IsOther(*table.Get(), *moniker.Get(), *ours.Get()) && IsTaken(*table.Get(), *moniker.Get());
-        }))
+    if (!IsSoOrStopped([ours] { return IsOther(*ours.Get()) && IsTaken(); }))
         return S_OK;
     TakeBack();
     return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);

@@ -50,10 +50,13 @@ bool CService::Stop() noexcept {
     m_publication.TakeBack();
     if (!m_sink)
         return m_isWhole;
-    if (m_dumps)
-        m_dumps->Close(kDumpEndsMs);
+    // Before the wait for a dump, in which nobody takes what others write.
     m_sink->Close(kCallsEndMs);
     m_isWhole = m_channels->Stop(kCallsEndMs);
+    if (m_dumps) {
+        m_dumps->Close(kDumpEndsMs);
+        m_sink->Close(kCallsEndMs);  // the call that has waited for it
+    }
     ::CoDisconnectObject(static_cast<ITKRuntimeLogger*>(m_sink.Get()), 0);
     m_sink.Reset();
     return m_isWhole;

@@ -60,6 +60,7 @@ private:
     };
     enum class Step { None, Asking, Reading };
     struct StepToBegin;
+    struct CallToEnd;
 
     [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url,
                                const SourceOptions& options);

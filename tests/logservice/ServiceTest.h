@@ -43,7 +43,7 @@ inline std::vector<std::string> LinesOf(const std::string& text) {
 // The lines that have it.
 inline std::ptrdiff_t CountOf(const std::string& text, const std::string& part) {
     std::ptrdiff_t count = 0;
-    for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, text.find('\n', at)))
+    for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, text.find('\n', at + 1)))
         ++count;
     return count;
 }
