@@ -22,12 +22,6 @@ struct CHttpRequest::StepToBegin {
     ULONG bytes;
 };
 
-// Where no call keeps the handles open, they are closed with the request, which ends all that is under way.
-struct CHttpRequest::CallToEnd {
-    std::weak_ptr<Handles> handles;
-    std::shared_ptr<CHttpExchange> exchange;
-};
-
 // Runs the callback on a thread on which nobody waits. The module stays loaded meanwhile. False: it won't run.
 bool CHttpRequest::RunOnPool(PTP_SIMPLE_CALLBACK callback, void* context) noexcept {
     TP_CALLBACK_ENVIRON environment;
@@ -42,20 +36,20 @@ CHttpRequest::~CHttpRequest() {
     if (m_step == Step::None)
         return;
     // A call that waits although it need not (see Begin) would go on until its bytes are there.
-    std::unique_ptr<CallToEnd> call(new (std::nothrow) CallToEnd{m_handles, m_handles->exchange});
-    if (call && RunOnPool(&EndOnPool, call.get()))
-        static_cast<void>(call.release());
+    std::unique_ptr<StepToBegin> step(new (std::nothrow) StepToBegin{m_handles, m_step, 0});
+    if (step && RunOnPool(&EndOnPool, step.get()))
+        static_cast<void>(step.release());
 }
 
 // Short time-outs end the call, if it doesn't end by itself: some versions of the library don't bear them at the moment
-// at which it does.
+// at which it does. The handles stay open until then: behind closed ones the same versions read on, and nothing ends
+// that.
 void CALLBACK CHttpRequest::EndOnPool(PTP_CALLBACK_INSTANCE instance, void* context) noexcept {
     ::CallbackMayRunLong(instance);
-    const std::unique_ptr<CallToEnd> call(static_cast<CallToEnd*>(context));
-    if (call->exchange->IsDoneWithin(kEndsByItselfMs))
-        return;
-    if (const auto handles = call->handles.lock())
-        ::WinHttpSetTimeouts(handles->request.Get(), 1, 1, 1, 1);
+    const std::unique_ptr<StepToBegin> step(static_cast<StepToBegin*>(context));
+    const Handles& handles = *step->handles;
+    if (!handles.exchange->IsDoneWithin(kEndsByItselfMs))
+        ::WinHttpSetTimeouts(handles.request.Get(), 1, 1, 1, 1);
 }
 
 HRESULT CHttpRequest::Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url, const SourceOptions& options) {

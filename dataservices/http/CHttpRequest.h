@@ -60,7 +60,6 @@ private:
     };
     enum class Step { None, Asking, Reading };
     struct StepToBegin;
-    struct CallToEnd;
 
     [[nodiscard]] HRESULT Open(std::shared_ptr<CHttpSession> session, const CHttpUrl& url,
                                const SourceOptions& options);
