@@ -74,8 +74,10 @@ std::wstring SecondsText(LONGLONG units) {
     return base::FormatText(L"%.2f s", static_cast<double>(units) / 1e7);
 }
 
+// `model`: of the graph before it ran. On its way into running, a graph may sort its filters on a thread of its own,
+// and not every platform locks the list meanwhile.
 void TellGraph(CTurn& turn, const CSourceFilter& source, const CSourceFilter::Length& length, const CPlayGraph& graph,
-               double seconds) {
+               const GraphModel& model, double seconds) {
     turn.Line(L"File     " + turn.Source());
     TellLength(turn, length);
     TellOffers(turn, source);
@@ -83,7 +85,7 @@ void TellGraph(CTurn& turn, const CSourceFilter& source, const CSourceFilter::Le
     TellParser(turn, graph);
     turn.Line(base::FormatText(L"Time     %.2f s", seconds));
     turn.Fields()["seconds"] = seconds;
-    turn.Fields()["graph"] = JsonOfGraph(ReadGraph(graph.Graph()));
+    turn.Fields()["graph"] = JsonOfGraph(model);
     TellNetwork(turn, source);
 }
 
@@ -150,10 +152,11 @@ void PlayToTheEnd(CTurn& turn, const Arguments& arguments, CSourceFilter& source
     const CSourceFilter::Length length = source.SourceLength();
     std::optional<CPlayGraph> graph(std::in_place, source, arguments.countedSamples);
     FindParser(turn, source, *graph, [&] { graph->Build(!shown); });
+    const GraphModel model = ReadGraph(graph->Graph());
     const auto begin = std::chrono::steady_clock::now();
     CPlayGraph::Result result = RunWithKeys(turn, arguments, source, *graph, shown);
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-    TellGraph(turn, source, length, *graph, elapsed.count());
+    TellGraph(turn, source, length, *graph, model, elapsed.count());
     turn.TellLines();
     if (result.ending == CPlayGraph::Ending::ErrorAbort)
         LearnReason(source, graph, result);
@@ -200,12 +203,13 @@ void SaveFrame(CTurn& turn, const Arguments& arguments, CSourceFilter& source, L
     const LONGLONG duration = graph->Duration();
     if (duration > 0 && at >= duration)
         throw EndsBefore(at, duration);
+    const GraphModel model = ReadGraph(graph->Graph());
     const auto begin = std::chrono::steady_clock::now();
     CPlayGraph::Result result = RunGraph(
         turn, source, *graph, [&](const auto& progress) { return grabber->Run(InterruptEvent(), progress); },
         [] { return false; });
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-    TellGraph(turn, source, length, *graph, elapsed.count());
+    TellGraph(turn, source, length, *graph, model, elapsed.count());
     turn.TellLines();
     if (result.ending == CPlayGraph::Ending::ErrorAbort) {
         grabber.reset();
