@@ -48,6 +48,11 @@ function(tv_add_version_resource target description)
   target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.version.rc)
 endfunction()
 
+# tv_ship(targets...): DLLs and programs that users get, which the tests of what is shipped look at.
+function(tv_ship)
+  set_property(GLOBAL APPEND PROPERTY TV_SHIPPED ${ARGN})
+endfunction()
+
 # tv_add_dll(name "description" SOURCES... [LIBS ...]): a DLL named exactly `name`.dll; a .def file among the sources names
 # its exports.
 function(tv_add_dll name description)

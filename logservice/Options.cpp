@@ -1,5 +1,6 @@
 #include "logservice/Options.h"
 
+#include "TavelVersion.h"
 #include "base/Utf8Text.h"
 #include "console/CCommandError.h"
 #include "console/CConsole.h"
@@ -113,7 +114,7 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring>& typed) {
     Options options;
     Words words;
     CLI::App app{kDescription, "TKRuntimeLogger"};
-    app.set_version_flag("--version", "TKRuntimeLogger " TV_VERSION, "Print the version and exit");
+    app.set_version_flag("--version", "TKRuntimeLogger " TAVEL_VERSION, "Print the version and exit");
     app.allow_windows_style_options(false);
     bool isRegister = false, isUnregister = false, isStop = false, isQuiet = false;
     unsigned megabytes = 16;

@@ -1,5 +1,6 @@
 // tvsource: plays, describes, copies, records and checks a media source through the filter TvFileSourceAsync, tells the
 // MIME types of files, and explains names.
+#include "TavelVersion.h"
 #include "base/CApartment.h"
 #include "base/Utf8Text.h"
 #include "console/CCommandError.h"
@@ -93,7 +94,7 @@ void TakeBrackets(CLI::App& command) {
 struct CommandLine {
     CommandLine() {
         app.require_subcommand(1);
-        app.set_version_flag("--version", "tvsource " TV_VERSION, "Print the version and exit");
+        app.set_version_flag("--version", "tvsource " TAVEL_VERSION, "Print the version and exit");
         app.allow_windows_style_options(false);  // "/folder/file" is a name here; a command takes this over when added
         for (const auto add :
              {AddPlay, AddInfo, AddCat, AddDetect, AddUri, AddGraph, AddTrace, AddReplay, AddVerify, AddBatch})

@@ -1,5 +1,6 @@
 #include "dataservices/http/CHttpSession.h"
 
+#include "TavelVersion.h"
 #include "base/CSlimLock.h"
 #include "base/LateLoad.h"
 #include "dataservices/SourceOptions.h"
@@ -32,7 +33,7 @@ using CGlobalText = base::CAutoDestructor<wchar_t*, CGlobalTextFreer>;
 
 [[nodiscard]] CInternetHandle OpenWith(DWORD access, const wchar_t* proxy, const wchar_t* bypass) noexcept {
     return CInternetHandle(
-        ::WinHttpOpen(L"TvDataServices/" TV_USER_AGENT_VERSION, access, proxy, bypass, WINHTTP_FLAG_ASYNC));
+        ::WinHttpOpen(L"TvDataServices/" TAVEL_VERSION, access, proxy, bypass, WINHTTP_FLAG_ASYNC));
 }
 
 // As the system says.

@@ -1,4 +1,5 @@
 // What is asked of web servers, and what is made of their answers.
+#include "TavelVersion.h"
 #include "base/CTaskMem.h"
 #include "dataservices/http/HttpResults.h"
 #include "dataservices/properties/StreamUri.h"
@@ -354,7 +355,7 @@ TEST_F(HttpAnswerTest, HeadersOfTheHostGoToTheOriginAlone) {
         {"cookie", "key=Sesame"}, {"x-key", "H1dden"}, {"authorization", "Bearer T0ken"}, {"accept", "audio/*"}};
     auto requests = server.Requests();
     ASSERT_EQ(4u, requests.size());
-    EXPECT_TRUE(requests.back().Header("user-agent").starts_with("TvDataServices/"));
+    EXPECT_EQ("TvDataServices/" TAVEL_VERSION, requests.back().Header("user-agent"));
     EXPECT_EQ("", requests.back().Header("referer")) << "it is a secret of https";
     EXPECT_EQ(0u, requests.back().headers.count("x-empty"));
     requests.pop_back();

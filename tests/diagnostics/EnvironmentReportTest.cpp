@@ -1,4 +1,5 @@
 // What the environment report writes, and that it asks nothing when nobody reads it.
+#include "TavelVersion.h"
 #include "base/CAutoDestructor.h"
 #include "diagnostics/EnvironmentReport.h"
 #include "diagnostics/LogDestination.h"
@@ -74,7 +75,7 @@ std::wstring PathOf(HMODULE module) {
     return path;
 }
 
-const std::wstring kModuleVersions = L"  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)";
+const std::wstring kModuleVersions = L"  (FileVersion: " TAVEL_VERSION L".0  ProductVersion: " TAVEL_VERSION L".0)";
 
 struct EnvironmentReportTest : ::testing::Test {
     const base::CAutoLibrary module{::LoadLibraryW(L"diagnostics_module.dll")};

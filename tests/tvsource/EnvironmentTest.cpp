@@ -1,4 +1,5 @@
 // What `info --environment` writes to the log, and what it says of the place where that is.
+#include "TavelVersion.h"
 #include "tests/support/CLogFileSetting.h"
 #include "tests/support/CTempFolder.h"
 #include "tests/tvsource/CHost.h"
@@ -12,7 +13,7 @@ TEST(Environment, IsInTheLogFileThatTheScreenNames) {
     setting.Set(path);
     ExpectRun(RunWithFilter(L"info", {L"--environment", MediaFile(L"tone.wav")}), 0,
               {Utf8(path) + "\n", "Length   16044 bytes\n"});
-    const std::string log = BytesOf(path), versions = "  (FileVersion: 0.1.0.0  ProductVersion: 0.1.0.0)\r\n";
+    const std::string log = BytesOf(path), versions = "  (FileVersion: " TAVEL_VERSION ".0  ProductVersion: " TAVEL_VERSION ".0)\r\n";
     for (const std::string& text : {"CAT: tvsource, "s, "MSG: Current OS:                "s, "tvsource.exe" + versions,
                                     "TvFileSourceAsync.dll" + versions})
         EXPECT_NE(log.npos, log.find(text)) << text;
