@@ -51,4 +51,24 @@ CAutoLibrary LateLoad(const wchar_t* library) noexcept {
     }
 }
 
+CAutoLibrary LateLoadSystem(const wchar_t* name) noexcept {
+    CAutoLibrary loaded(::LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+    if (loaded || ::GetLastError() != ERROR_INVALID_PARAMETER)
+        return loaded;
+    try {
+        return LoadFrom(SystemFolder(), name);
+    } catch (...) {
+        ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return {};
+    }
+}
+
+void SearchLibrariesSafely() noexcept {
+    // Also where the other function is missing, as in a Windows 7 without its updates.
+    ::SetDllDirectoryW(L"");
+    const CAutoLibrary kernel = LateLoadSystem(L"kernel32.dll");
+    if (const auto set = ExportOf<BOOL(WINAPI*)(DWORD)>(kernel, "SetDefaultDllDirectories"))
+        set(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+}
+
 }  // namespace base

@@ -12,6 +12,14 @@ namespace base {
 // With a full path, the libraries that it needs itself are looked for beside it as well. A relative path isn't found.
 [[nodiscard]] CAutoLibrary LateLoad(const wchar_t* library) noexcept;
 
+// A library of the system's own, by its bare name: not even the application's folder may have another one.
+[[nodiscard]] CAutoLibrary LateLoadSystem(const wchar_t* name) noexcept;
+
+// For the first line of a program: from here on nothing that runs in it, not the system and no other component either,
+// finds a library by its bare name in the current folder or in those of the environment's PATH. Components have their
+// own folder, the application's and the system's.
+void SearchLibrariesSafely() noexcept;
+
 // The function of that name, as the function pointer type `Function`; null: there is no library, or it has none.
 template <class Function>
 [[nodiscard]] Function ExportOf(const CAutoLibrary& library, const char* name) noexcept {

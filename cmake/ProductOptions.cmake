@@ -10,8 +10,16 @@ target_compile_definitions(tv_options INTERFACE
 target_compile_definitions(tv_options INTERFACE $<$<CONFIG:Debug>:TV_LOCK_ORDER>)
 target_compile_options(tv_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${TV_WARNINGS_AS_ERRORS}>:-Werror>)
+# A function with a buffer ends the program when somebody has written behind it (base/StackGuard.cpp).
+target_compile_options(tv_options INTERFACE -fstack-protector-strong)
+target_link_libraries(tv_options INTERFACE stack_guard)
 # Nothing of the compiler's own may be needed beside our binaries.
 target_link_options(tv_options INTERFACE -static)
+# Modules lie at random addresses, and none of their data is code. The linkers do so by themselves; this says that we need it.
+target_link_options(tv_options INTERFACE -Wl,--dynamicbase,--nxcompat)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  target_link_options(tv_options INTERFACE -Wl,--high-entropy-va)
+endif()
 target_include_directories(tv_options INTERFACE ${PROJECT_SOURCE_DIR})
 
 # /usr/include must never be on a cross compiler's path, so header-only libraries are linked into a folder of their own.

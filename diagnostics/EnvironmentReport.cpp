@@ -38,7 +38,7 @@ struct Machine {
 // Looked up by name, because the report also covers systems that lack these functions.
 Machine AskForMachine() noexcept {
     Machine machine;
-    const base::CAutoLibrary kernel = base::LateLoad(L"Kernel32.dll");
+    const base::CAutoLibrary kernel = base::LateLoadSystem(L"Kernel32.dll");
     if (!kernel)
         return machine;
     BOOL isWow64 = FALSE;

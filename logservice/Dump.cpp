@@ -22,7 +22,7 @@ HRESULT LastError() noexcept {
 }  // namespace
 
 HRESULT WriteDump(DWORD processId, const std::wstring& path, const std::function<bool()>& keep) {
-    const base::CAutoLibrary library = base::LateLoad(L"dbghelp.dll");
+    const base::CAutoLibrary library = base::LateLoadSystem(L"dbghelp.dll");
     const auto write = base::ExportOf<MiniDumpWriteDumpFunction>(library, "MiniDumpWriteDump");
     if (!write)
         return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);

@@ -1,4 +1,5 @@
 // TKRuntimeLogger: the logging service of the Tavel media components.
+#include "base/LateLoad.h"
 #include "base/Utf8Text.h"
 #include "console/CCommandError.h"
 #include "console/CConsole.h"
@@ -55,6 +56,7 @@ int Run(const Options& options) {
 }  // namespace
 
 int wmain(int count, wchar_t** words) {
+    base::SearchLibrariesSafely();
     int failure = kWrongUsage;
     try {
         const std::optional<Options> options = ParseOptions({words + 1, words + count});

@@ -2,6 +2,7 @@
 // MIME types of files, and explains names.
 #include "TavelVersion.h"
 #include "base/CApartment.h"
+#include "base/LateLoad.h"
 #include "base/Utf8Text.h"
 #include "console/CCommandError.h"
 #include "console/CConsole.h"
@@ -176,6 +177,7 @@ int Run(std::vector<std::string> words, bool isJson) {
 }  // namespace
 
 int wmain(int count, wchar_t** words) {
+    base::SearchLibrariesSafely();
     try {
         EndOnInterrupt();
         // The parser takes the words last first.

@@ -72,7 +72,7 @@ CHttpSession::CHttpSession(base::CAutoLibrary library, CInternetHandle handle) n
 HRESULT CHttpSession::Get(const std::wstring& proxy, std::shared_ptr<CHttpSession>& session) {
     // The functions of the library are looked up at their first call, which must not be made unless the library is
     // loaded.
-    base::CAutoLibrary library = base::LateLoad(L"winhttp.dll");
+    base::CAutoLibrary library = base::LateLoadSystem(L"winhttp.dll");
     if (!library)
         return HRESULT_FROM_WIN32(::GetLastError());
     const std::lock_guard guard(g_lock);

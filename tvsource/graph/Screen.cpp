@@ -18,7 +18,7 @@ bool HasScreen() noexcept {
         return false;
 
     // Loaded at run time: a system without Direct3D must still start the program.
-    const base::CAutoLibrary library = base::LateLoad(L"d3d9.dll");
+    const base::CAutoLibrary library = base::LateLoadSystem(L"d3d9.dll");
     if (!library)
         return false;
     const auto create = base::ExportOf<decltype(&::Direct3DCreate9)>(library, "Direct3DCreate9");
