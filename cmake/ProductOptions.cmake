@@ -59,6 +59,11 @@ endfunction()
 # tv_ship(targets...): DLLs and programs that users get, which the tests of what is shipped look at.
 function(tv_ship)
   set_property(GLOBAL APPEND PROPERTY TV_SHIPPED ${ARGN})
+  if(TV_RELEASE)
+    foreach(target ${ARGN})
+      tv_finish_release(${target})
+    endforeach()
+  endif()
 endfunction()
 
 # tv_add_dll(name "description" SOURCES... [LIBS ...]): a DLL named exactly `name`.dll; a .def file among the sources names

@@ -6,6 +6,7 @@
 #   tools/setup.sh --coverage   the same as the first, and what counts covered lines
 #   tools/setup.sh --fuzz   the same as the first, and clang with its sanitizers and libFuzzer (tools/tsan.sh needs it, too)
 #   tools/setup.sh --bench  the same as the first, and what the benchmark over links serves, makes and compares with
+#   tools/setup.sh --package   the same as the first, and what releases are built and packed with
 #
 # 32-bit programs run in Wine's own WoW64 mode, which needs the DLLs of Debian's libwine:i386 but not its dependencies
 # (those often cannot be installed beside newer 64-bit libraries). They are unpacked into build/wine32. Where that fails, the
@@ -25,6 +26,7 @@ case "${1:-}" in
   --lint) packages+=(clang clang-format clang-tidy) ;;
   --coverage) packages+=(gcovr) ;;
   --fuzz) packages+=(clang libclang-rt-dev) ;;
+  --package) packages+=(clang lld llvm nsis zip) ;;
   --bench) packages+=(python3 curl ffmpeg gstreamer1.0-tools) ;;
 esac
 

@@ -2,7 +2,8 @@
 # Builds and runs every test under Wine, in a new Wine prefix and in random order, so that no test can rely on what ran before it.
 #
 #   tools/test.sh            both bitnesses, optimised
-#   tools/test.sh PRESET...  these of CMakePresets.json: win64, win32, win64-debug, win32-debug
+#   tools/test.sh PRESET...  these of CMakePresets.json: win64, win32, win64-debug, win32-debug, and
+#                            release-win64, release-win32, which need tools/setup.sh --package
 #
 # Prints the counts; fails when a test failed or didn't run. Where 32-bit programs can't be run, their
 # tests are counted as skipped and the reason is printed. Log and order of the tests: build/<preset>.test.log.

@@ -1,0 +1,18 @@
+#!/bin/sh
+# Runs a compiler with paths relative to the build tree in place of absolute ones, so that nothing it writes tells where
+# the sources lie: symbols record the compiler's command line, too.
+#
+#   relative-paths.sh SOURCE_FOLDER COMMAND ARGUMENT...   the build tree is SOURCE_FOLDER/build/PRESET, the current folder
+source=$1
+shift
+count=$#
+while [ "$count" -gt 0 ]; do
+  case $1 in
+    -D*) set -- "$@" "$1" ;;  # tests know their folders by these; of what is shipped, none has a path
+    *"$source"*) set -- "$@" "$(printf %s "$1" | sed "s|$source/build/${PWD##*/}|.|g; s|$source|../..|g")" ;;
+    *) set -- "$@" "$1" ;;
+  esac
+  shift
+  count=$((count - 1))
+done
+exec "$@"

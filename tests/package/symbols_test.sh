@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# The symbols beside each released binary belong to it, and tell functions and lines by the names of our own files.
+#
+#   symbols_test.sh BINARY...
+set -euo pipefail
+failed=0
+fail() { echo "$1" >&2; failed=1; }
+for binary in "$@"; do
+  symbols=${binary%.*}.pdb
+  # The identifier's first four bytes, which a debugger compares, as the one file has them and as the other.
+  has=$(llvm-readobj --coff-debug-directory "$binary" | sed -nE 's/.*PDBGUID: \((..) (..) (..) (..) .*/\4\3\2\1/p')
+  is=$(llvm-pdbutil dump --summary "$symbols" | sed -nE 's/^ *GUID: \{([0-9A-F]{8})-.*/\1/p')
+  [ -n "$has" ] && [ "$has" = "$is" ] || fail "$binary has the identifier $has, its symbols have $is"
+  llvm-readobj --coff-debug-directory "$binary" | grep -q "PDBFileName: $(basename "$symbols")\$" ||
+    fail "$binary names its symbols with a folder"
+  # An entry point of ours and where it is, as section and offset in decimal; the linker's map isn't asked.
+  read -r name section offset < <(llvm-pdbutil dump --symbols "$symbols" | grep -A1 -E 'S_GPROC32.*`(wmain|DllGetClassObject|GetMimeTypeDictionary)`' |
+    head -n 2 | paste -sd ' ' | sed -E 's/.*`([A-Za-z]+)`.*addr = ([0-9]+):([0-9]+),.*/\1 \2 \3/') || { fail "$symbols knows no entry point"; continue; }
+  start=$(llvm-readobj --sections "$binary" | sed -nE 's/^ *VirtualAddress: (0x[0-9A-F]+).*/\1/p' | sed -n "$((10#$section))p")
+  found=$(llvm-symbolizer --relative-address -e "$binary" "$(printf '0x%x' $((start + 10#$offset)))" | tr '\n' ' ')
+  [[ $found =~ ^$name\ [a-z]+.[A-Za-z]+\.cpp:[1-9][0-9]*: ]] || fail "$binary: $name is shown as $found"
+done
+exit $failed
