@@ -11,6 +11,7 @@
 #include "tvsource/report/CLogLines.h"
 #include "tvsource/report/CTurn.h"
 #include "tvsource/report/Interrupt.h"
+#include "tvsource/report/OwnText.h"
 #include "tvsource/source/SourceName.h"
 
 #include <windows.h>
@@ -96,6 +97,10 @@ struct CommandLine {
     CommandLine() {
         app.require_subcommand(1);
         app.set_version_flag("--version", "tvsource " TAVEL_VERSION, "Print the version and exit");
+        app.add_flag_callback(
+               "--licenses", [] { throw CLI::CallForVersion(std::string(OwnText(L"NOTICES")), 0); },
+               "Print what is built in from others, with its licences, and exit")
+            ->trigger_on_parse();
         app.allow_windows_style_options(false);  // "/folder/file" is a name here; a command takes this over when added
         for (const auto add :
              {AddPlay, AddInfo, AddCat, AddDetect, AddUri, AddGraph, AddTrace, AddReplay, AddVerify, AddBatch})

@@ -3,22 +3,13 @@
 #include "base/FormatText.h"
 #include "base/Utf8Text.h"
 #include "console/Markup.h"
-
-#include <windows.h>
+#include "tvsource/report/OwnText.h"
 
 namespace tvsource {
 
 namespace {
 
 constexpr char kRowsHere[] = "<!-- rows -->";
-
-// The resource lies in the program's file, which stays loaded.
-std::string_view Frame() {
-    const HRSRC found = ::FindResourceW(nullptr, L"BATCHPAGE", RT_RCDATA);
-    const HGLOBAL loaded = found ? ::LoadResource(nullptr, found) : nullptr;
-    const void* const bytes = loaded ? ::LockResource(loaded) : nullptr;
-    return bytes ? std::string_view(static_cast<const char*>(bytes), ::SizeofResource(nullptr, found)) : "";
-}
 
 std::string Utf8(const wchar_t* format, double value) {
     return base::Utf8OfWide(base::FormatText(format, value));
@@ -62,12 +53,12 @@ std::string Failures(const SourceReport& report) {
 }  // namespace
 
 std::string_view PageBegin() {
-    const std::string_view frame = Frame();
+    const std::string_view frame = OwnText(L"BATCHPAGE");
     return frame.substr(0, frame.find(kRowsHere));
 }
 
 std::string_view PageEnd() {
-    const std::string_view frame = Frame();
+    const std::string_view frame = OwnText(L"BATCHPAGE");
     const std::size_t rows = frame.find(kRowsHere);
     return rows == frame.npos ? "" : frame.substr(rows + sizeof kRowsHere - 1);
 }
