@@ -98,7 +98,8 @@ function(tv_compile_idl target)
     get_filename_component(stem ${idl} NAME_WE)
     add_custom_command(
       OUTPUT ${out}/${stem}.h
-      COMMAND ${TV_WIDL} -h -o ${out}/${stem}.h -I ${TV_IDL_INCLUDE} ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
+      COMMAND ${TV_WIDL} -h -o ${out}/${stem}.h -I ${TV_IDL_INCLUDE} ${idl}
+      WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}  # the header names its source
       DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
       COMMENT "widl ${idl}" VERBATIM)
     list(APPEND headers ${out}/${stem}.h)
@@ -118,7 +119,8 @@ function(tv_compile_typelib target idl)
     add_custom_command(
       OUTPUT ${out}/${stem}${bits}.tlb
       COMMAND ${TV_WIDL} -t --win${bits} -o ${out}/${stem}${bits}.tlb ${TV_STDOLE_FOLDERS} -I ${TV_IDL_INCLUDE}
-        ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
+        ${idl}
+      WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}
       DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
       COMMENT "widl -t ${idl}, ${bits} bit" VERBATIM)
     list(APPEND libraries ${out}/${stem}${bits}.tlb)

@@ -4,8 +4,10 @@ option(TV_RELEASE "Build as for a release (the release presets set it; needs cla
 
 if(TV_RELEASE)
   # Functions, lines and variables, in the form that Windows' debuggers read. No path of this machine is in them.
-  add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-g;-gcodeview;-fdebug-compilation-dir=.;-ffile-prefix-map=../../=>")
-  set_property(GLOBAL PROPERTY RULE_LAUNCH_COMPILE "${PROJECT_SOURCE_DIR}/cmake/relative-paths.sh ${PROJECT_SOURCE_DIR}")
+  add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-g;-gcodeview;-ffile-compilation-dir=.;-ffile-prefix-map=../../=>")
+  foreach(rule COMPILE LINK)
+    set_property(GLOBAL PROPERTY RULE_LAUNCH_${rule} "${PROJECT_SOURCE_DIR}/cmake/relative-paths.sh ${PROJECT_SOURCE_DIR}")
+  endforeach()
   add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-ffunction-sections;-fdata-sections>")
   add_link_options(-Wl,--gc-sections -Wl,--no-insert-timestamp)
   # Beside each binary; named in it without a folder. The linker's working folder isn't in it either.

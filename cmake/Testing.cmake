@@ -16,6 +16,7 @@ function(tv_add_wine_script name prefix)
 endfunction()
 tv_add_wine_script(wine.sh wineprefix)
 tv_add_wine_script(wine-tests.sh wineprefix-tests)
+tv_add_wine_script(wine-installer.sh wineprefix-installer)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_BINARY_DIR}/wine-tests.sh)
 
 set(BUILD_GMOCK OFF)

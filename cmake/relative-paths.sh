@@ -1,6 +1,6 @@
 #!/bin/sh
-# Runs a compiler with paths relative to the build tree in place of absolute ones, so that nothing it writes tells where
-# the sources lie: symbols record the compiler's command line, too.
+# Runs a compiler or linker with paths relative to the build tree in place of absolute ones, so that nothing it writes tells where
+# the sources lie: symbols record command lines, too.
 #
 #   relative-paths.sh SOURCE_FOLDER COMMAND ARGUMENT...   the build tree is SOURCE_FOLDER/build/PRESET, the current folder
 source=$1

@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# Installs, repairs, upgrades, breaks off and uninstalls in a Wine prefix of its own, and compares what is there before and
+# after: every key and value of the registry, both views, and every file.
+#
+#   installer_test.sh WINE SETUP MEDIA   WINE: a script that runs programs in a prefix; --new-prefix makes it anew
+#                                        SETUP: the installer; MEDIA: a file to play
+set -euo pipefail
+wine=$1 setup=$2 media=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+"$wine" --new-prefix cmd.exe /c exit
+prefix=$(sed -nE "s/^export WINEPREFIX='([^']*)'.*/\1/p" "$wine")
+server=$(dirname "$(sed -nE "s/^wine='([^']*)'.*/\1/p" "$wine")")/wineserver
+folder="$prefix/drive_c/Program Files/Tavel File Source"
+failed=0
+fail() { echo "FAILED: $*" >&2; failed=1; }
+
+settle() { WINEPREFIX=$prefix timeout 120 "$server" -w || true; }
+# The keys' times of change don't count, nor what the platform writes when it starts, shows a console or lists its devices, nor
+# the uninstaller's copy that ends it: the system takes that away at its next start.
+noise='"DriverDateData"=|\\Fonts\] "OEMFONT|^user \[(Console|Software\\\\(Wine\\\\Fonts|Microsoft\\\\ActiveMovie\\\\devenum.*))\]|~nsu'
+snapshot() {
+  settle
+  for hive in system user userdef; do
+    awk -v hive=$hive '/^\[/ { sub(/ [0-9]+$/, ""); key = $0; next } /^#/ || /^$/ || /^;;/ || /^WINE/ { next } { print hive, key, $0 }
+                       ' "$prefix/$hive.reg"
+    sed -nE "s/^(\[.*\])( [0-9]+)?\$/$hive \1/p" "$prefix/$hive.reg"
+  done | LC_ALL=C sort >"$1"
+  (cd "$prefix/drive_c" && find . -type d -printf '%p/\n' -o -type f -exec sha256sum {} +) | LC_ALL=C sort >>"$1"
+  sed -i -E "\\@$noise@d" "$1"
+}
+run() { local code=0; "$wine" "$@" </dev/null >"$work/out" 2>&1 || code=$?; echo "$code"; }
+# Exit codes of Windows have 32 bits, those of this system 8.
+expect() { local got; got=$(run "${@:2}"); [ "$got" -eq $(($1 % 256)) ] || { fail "exit code $got, not $(($1 % 256)): ${*:2}"; cat "$work/out" >&2; }; }
+uninstall() { expect 0 "$folder/uninstall.exe" /S; settle; }
+same() { diff "$work/before" "$work/after" >"$work/diff" || { fail "$1 leaves:"; head -n 40 "$work/diff" >&2; }; }
+
+# What the platform makes of itself at the first use counts as there before.
+expect 0 regsvr32.exe /s quartz.dll
+snapshot "$work/before"
+
+expect 0 "$setup" /S
+expect 0 "$folder/x64/tvsource.exe" play --null "$media"
+for arch in x64 x86; do
+  [ -e "$folder/$arch/TvFileSourceAsync.dll" ] || fail "$arch is not there"
+done
+settle
+# Each bitness in its own view of the registry.
+snapshot "$work/installed"
+for library in TvFileSourceAsync TvDataServices; do
+  grep -q "Wow6432Node.*x86.*$library.dll" "$work/installed" || fail "$library is not registered for x86"
+  grep "x64.*$library.dll" "$work/installed" | grep -qv Wow6432Node || fail "$library is not registered for x64"
+done
+uninstall
+snapshot "$work/after"
+same 'an installation'
+
+expect 0 "$setup" /S
+expect 0 "$setup" /S
+snapshot "$work/after"
+diff "$work/installed" "$work/after" >"$work/diff" || { fail 'a second installation changes:'; head -n 20 "$work/diff" >&2; }
+echo mine >"$folder/x64/mine.txt"
+uninstall
+[ "$(cat "$folder/x64/mine.txt" 2>/dev/null)" = mine ] || fail "the user's file is gone"
+rm -rf "$folder"
+snapshot "$work/after"
+same 'a second installation'
+
+# Broken off as soon as anything can be taken away again, and a little later.
+for after in uninstall.exe x86/TvFileSourceAsync.dll; do
+  "$wine" "$setup" /S </dev/null &
+  for _ in {1..600}; do
+    [ ! -e "$folder/$after" ] || break
+    sleep 0.1
+  done
+  WINEPREFIX=$prefix "$server" -k || true
+  wait || true
+  settle
+  [ -e "$folder/$after" ] || fail "$after never came"
+  uninstall
+  # What an installer that was ended left in its temporary folder is the system's to clear.
+  rm -rf "$prefix"/drive_c/users/*/Temp/ns*.tmp "$prefix"/drive_c/users/*/AppData/Local/Temp/ns*
+  snapshot "$work/after"
+  same "an installation that broke off after $after"
+done
+
+# Over files that are in use.
+expect 0 "$setup" /S
+"$wine" "$folder/x64/TKRuntimeLogger.exe" </dev/null >"$work/log" 2>&1 &
+for _ in {1..300}; do
+  [ ! -s "$work/log" ] || break
+  sleep 0.1
+done
+expect 3010 "$setup" /S
+[ -e "$folder/x64/TKRuntimeLogger.exe.replaced-1" ] || fail 'what is in use was not put aside'
+expect 0 "$folder/x64/TKRuntimeLogger.exe" --stop
+wait || true
+settle
+expect 0 wineboot.exe -r
+settle
+[ ! -e "$folder/x64/TKRuntimeLogger.exe.replaced-1" ] || fail 'what was put aside is still there after a restart'
+
+# Never over a newer one, unless told to.
+key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\TavelFileSource'
+expect 0 reg.exe add "$key" /v DisplayVersion /d 99.0.0 /f
+expect 1638 "$setup" /S
+expect 0 "$setup" /S /DOWNGRADE
+uninstall
+snapshot "$work/after"
+same 'an upgrade over files in use, and a downgrade'
+[ $failed -eq 0 ] && echo 'installer: nothing is left behind'
+exit $failed

@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# Makes everything that a release has, in build/package: the installer, the archives and their checksums.
+#
+#   tools/package.sh            builds both bitnesses from the files as they are here
+#   tools/package.sh --compare  does so, then once more from a copy elsewhere, and fails where a byte differs
+#   tools/package.sh --test     does so, and tries what is packed: what the binaries' headers ask for, the symbols, and the
+#                               installer, in a Wine prefix of its own
+#
+# Two packagings of the same commit are the same, byte for byte: times are the commit's (or SOURCE_DATE_EPOCH), names are
+# sorted, and no path of this machine is in any file, which is checked.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/setup.sh --package
+
+version=$(sed -nE 's/^project\(TavelFileSource VERSION ([0-9.]+) .*/\1/p' CMakeLists.txt)
+[ -n "$version" ] || { echo 'package: CMakeLists.txt has no version' >&2; exit 1; }
+export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}"
+export TZ=UTC LC_ALL=C
+umask 022
+# Folders of this machine's that compilers would search, and record.
+unset LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH
+
+out=$PWD/build/package
+stage=$out/stage
+rm -rf "$out"
+mkdir -p "$stage"
+name=TavelFileSource-$version
+
+bitness() { [ "$1" = x64 ] && echo 64 || echo 32; }
+
+# Every preset's files, each kind in a folder of its own.
+for arch in x64 x86; do
+  preset=release-win$(bitness $arch)
+  echo "== Building $preset"
+  cmake --preset "$preset" >"build/$preset.configure.log" || { cat "build/$preset.configure.log"; exit 1; }
+  NINJA_STATUS='' cmake --build --preset "$preset" --target shipped sdk_headers sdk_TKRuntimeLogger_tlb -- --quiet
+  put() { DESTDIR='' cmake --install "build/$preset" --prefix "$1" --component "$2" >/dev/null; }
+  put "$stage/$arch" binaries
+  put "$stage/symbols/$arch" symbols
+  put "$stage/portable/$name-$arch" binaries
+  put "$stage/portable/$name-$arch" portable
+  put "$stage/portable/$name-$arch" documents
+done
+put "$stage/documents" documents
+put "$stage/sdk/$name-sdk" sdk
+
+# What is built in from others.
+spdx=$out/$name.spdx
+cat >"$spdx" <<END
+SPDXVersion: SPDX-2.3
+DataLicense: CC0-1.0
+SPDXID: SPDXRef-DOCUMENT
+DocumentName: $name
+DocumentNamespace: urn:tavel:$name:$SOURCE_DATE_EPOCH
+Creator: Organization: Tavel
+Created: $(date -u -d "@$SOURCE_DATE_EPOCH" +%Y-%m-%dT%H:%M:%SZ)
+
+PackageName: Tavel File Source
+SPDXID: SPDXRef-product
+PackageVersion: $version
+PackageDownloadLocation: NOASSERTION
+FilesAnalyzed: false
+PackageLicenseConcluded: NOASSERTION
+PackageLicenseDeclared: NOASSERTION
+PackageCopyrightText: NOASSERTION
+Relationship: SPDXRef-DOCUMENT DESCRIBES SPDXRef-product
+END
+tools/notices.sh --spdx >>"$spdx"
+for folder in "$stage/documents" "$stage"/portable/*; do
+  tools/notices.sh >"$folder/third-party.txt"
+done
+# The installer's own program is the only thing of NSIS, which is in no other file.
+{ printf '\n\nNSIS %s (the installer)\n\n' "$(dpkg-query -W -f '${Version}' nsis)"; cat /usr/share/doc/nsis/copyright; } >>"$stage/documents/third-party.txt"
+
+echo '== Checking'
+# A path of this machine is one that begins with a folder that only this machine has.
+places=("$PWD" "${HOME%/}/")
+for place in "${places[@]}"; do
+  if grep -rlaF "$place" "$stage"; then
+    echo "package: these have $place in them" >&2
+    exit 1
+  fi
+done
+
+echo '== Packing'
+find "$stage" -exec touch -h -d "@$SOURCE_DATE_EPOCH" {} +
+pack() {  # pack FILE FOLDER: what is in the folder
+  (cd "$2" && find . -type f -printf '%P\n' | sort | zip -X -q -9 "$out/$1" -@)
+}
+for arch in x64 x86; do
+  mkdir -p "$stage/archive-$arch"
+  mv "$stage/portable/$name-$arch" "$stage/archive-$arch/"
+  pack "$name-$arch.zip" "$stage/archive-$arch"
+done
+pack "$name-sdk.zip" "$stage/sdk"
+pack "$name-symbols.zip" "$stage/symbols"
+
+# The installer takes away exactly the documents that it has put.
+(cd "$stage/documents" && find . -type f -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|Delete "$INSTDIR\\documents\\&"|'
+  cd "$stage/documents" && find . -mindepth 1 -type d -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|RMDir "$INSTDIR\\documents\\&"|') >"$stage/documents.nsh"
+makensis -V2 -NOCD "-DVERSION=$version" "-DSTAGE=$stage" "-DOUTPUT=$out/$name-setup.exe" installer/TavelFileSource.nsi
+
+rm -rf "$stage"
+(cd "$out" && sha256sum -- *.exe *.spdx *.zip >SHA256SUMS && cat SHA256SUMS)
+
+if [ "${1:-}" = --test ]; then
+  for arch in x64 x86; do
+    tree=build/release-win$(bitness $arch)
+    cmake --build "$tree" --target package_tests -- --quiet
+    "$tree/wine-tests.sh" "$tree/bin/package_tests.exe" --gtest_brief=1
+    bash tests/package/symbols_test.sh "$tree"/bin/{TvFileSourceAsync,TvMetadata,TvDataServices}.dll "$tree"/bin/{TKRuntimeLogger,tvsource}.exe
+  done
+  bash tests/package/installer_test.sh build/release-win64/wine-installer.sh "$out/$name-setup.exe" tests/media/tone.wav
+fi
+if [ "${1:-}" = --compare ]; then
+  elsewhere=$(mktemp -d)
+  trap 'rm -rf "$elsewhere"' EXIT
+  git ls-files -z | xargs -0 cp --parents -t "$elsewhere"
+  (cd "$elsewhere" && tools/package.sh >"$out/other.log") || { cat "$out/other.log"; exit 1; }
+  diff "$out/SHA256SUMS" "$elsewhere/build/package/SHA256SUMS" || { echo 'package: two packagings differ' >&2; exit 1; }
+  echo 'Two packagings are the same, byte for byte.'
+fi
