@@ -116,6 +116,9 @@ if [ "${1:-}" = --compare ]; then
   elsewhere=$(mktemp -d)
   trap 'rm -rf "$elsewhere"' EXIT
   git ls-files -z | xargs -0 cp --parents -t "$elsewhere"
+  # What setup.sh would fetch again, and nothing of which is packed.
+  mkdir "$elsewhere/build"
+  [ ! -e build/wine32 ] || ln -s "$PWD/build/wine32" "$elsewhere/build/wine32"
   (cd "$elsewhere" && tools/package.sh >"$out/other.log") || { cat "$out/other.log"; exit 1; }
   diff "$out/SHA256SUMS" "$elsewhere/build/package/SHA256SUMS" || { echo 'package: two packagings differ' >&2; exit 1; }
   echo 'Two packagings are the same, byte for byte.'
