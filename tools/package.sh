@@ -32,7 +32,8 @@ bitness() { [ "$1" = x64 ] && echo 64 || echo 32; }
 for arch in x64 x86; do
   preset=release-win$(bitness $arch)
   echo "== Building $preset"
-  cmake --preset "$preset" >"build/$preset.configure.log" || { cat "build/$preset.configure.log"; exit 1; }
+  # Nothing that somebody has set in this tree before counts.
+  cmake --fresh --preset "$preset" >"build/$preset.configure.log" || { cat "build/$preset.configure.log"; exit 1; }
   NINJA_STATUS='' cmake --build --preset "$preset" --target shipped sdk_headers sdk_TKRuntimeLogger_tlb -- --quiet
   put() { DESTDIR='' cmake --install "build/$preset" --prefix "$1" --component "$2" >/dev/null; }
   put "$stage/$arch" binaries
