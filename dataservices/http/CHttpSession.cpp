@@ -32,8 +32,7 @@ struct CGlobalTextFreer {
 using CGlobalText = base::CAutoDestructor<wchar_t*, CGlobalTextFreer>;
 
 [[nodiscard]] CInternetHandle OpenWith(DWORD access, const wchar_t* proxy, const wchar_t* bypass) noexcept {
-    return CInternetHandle(
-        ::WinHttpOpen(L"TvDataServices/" TAVEL_VERSION, access, proxy, bypass, WINHTTP_FLAG_ASYNC));
+    return CInternetHandle(::WinHttpOpen(L"TvDataServices/" TAVEL_VERSION, access, proxy, bypass, WINHTTP_FLAG_ASYNC));
 }
 
 // As the system says.

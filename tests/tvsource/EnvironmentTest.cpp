@@ -13,7 +13,8 @@ TEST(Environment, IsInTheLogFileThatTheScreenNames) {
     setting.Set(path);
     ExpectRun(RunWithFilter(L"info", {L"--environment", MediaFile(L"tone.wav")}), 0,
               {Utf8(path) + "\n", "Length   16044 bytes\n"});
-    const std::string log = BytesOf(path), versions = "  (FileVersion: " TAVEL_VERSION ".0  ProductVersion: " TAVEL_VERSION ".0)\r\n";
+    const std::string log = BytesOf(path),
+                      versions = "  (FileVersion: " TAVEL_VERSION ".0  ProductVersion: " TAVEL_VERSION ".0)\r\n";
     for (const std::string& text : {"CAT: tvsource, "s, "MSG: Current OS:                "s, "tvsource.exe" + versions,
                                     "TvFileSourceAsync.dll" + versions})
         EXPECT_NE(log.npos, log.find(text)) << text;
