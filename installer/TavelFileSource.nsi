@@ -1,6 +1,6 @@
 ; The installer for all users, both bitnesses in one. tools/package.sh calls makensis with
 ;   VERSION   the product's version            STAGE   the folder that has x64, x86 and documents as they are installed
-;   OUTPUT    the file to make                 FILES   names of the binaries, one macro line each (made from STAGE)
+;   OUTPUT    the file to make                 SIGN    what signs the uninstaller, if anything: a program that is given its name
 ;
 ; Silent: /S. Another folder: /D=C:\Folder (last). Without the logging service or tvsource: /NOSERVICE, /NOHOST.
 ; Over a newer version only with /DOWNGRADE.
@@ -26,6 +26,9 @@ ManifestDPIAware true
 
 Name "${PRODUCT}"
 OutFile "${OUTPUT}"
+!ifdef SIGN
+  !uninstfinalize '"${SIGN}" "%1"' = 0
+!endif
 BrandingText "${PRODUCT} ${VERSION}"
 ShowInstDetails nevershow
 VIProductVersion "${VERSION}.0"

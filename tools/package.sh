@@ -6,10 +6,14 @@
 #   tools/package.sh --test     does so, and tries what is packed: what the binaries' headers ask for, the symbols, and the
 #                               installer, in a Wine prefix of its own
 #
+# With TV_SIGN, a command of the shell that signs the file whose name stands behind it, in place, all DLLs and programs are signed
+# before they are packed, and the installer when it is made (tools/sign.sh). Signatures have times, so nothing is compared then.
+#
 # Two packagings of the same commit are the same, byte for byte: times are the commit's (or SOURCE_DATE_EPOCH), names are
 # sorted, and no path of this machine is in any file, which is checked.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+[ "${1:-}" != --compare ] || [ -z "${TV_SIGN:-}" ] || { echo 'package: what is signed (TV_SIGN) is not compared' >&2; exit 2; }
 tools/setup.sh --package
 
 version=$(sed -nE 's/^project\(TavelFileSource VERSION ([0-9.]+) .*/\1/p' CMakeLists.txt)
@@ -38,7 +42,11 @@ for arch in x64 x86; do
   put() { DESTDIR='' cmake --install "build/$preset" --prefix "$1" --component "$2" >/dev/null; }
   put "$stage/$arch" binaries
   put "$stage/symbols/$arch" symbols
-  put "$stage/portable/$name-$arch" binaries
+  for binary in "$stage/$arch"/*.dll "$stage/$arch"/*.exe; do
+    tools/sign.sh "$binary"
+  done
+  mkdir -p "$stage/portable/$name-$arch"
+  cp "$stage/$arch"/* "$stage/portable/$name-$arch"
   put "$stage/portable/$name-$arch" portable
   put "$stage/portable/$name-$arch" documents
 done
@@ -99,7 +107,10 @@ pack "$name-symbols.zip" "$stage/symbols"
 # The installer takes away exactly the documents that it has put.
 (cd "$stage/documents" && find . -type f -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|Delete "$INSTDIR\\documents\\&"|'
   cd "$stage/documents" && find . -mindepth 1 -type d -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|RMDir "$INSTDIR\\documents\\&"|') >"$stage/documents.nsh"
-makensis -V2 -NOCD "-DVERSION=$version" "-DSTAGE=$stage" "-DOUTPUT=$out/$name-setup.exe" installer/TavelFileSource.nsi
+signing=()
+[ -z "${TV_SIGN:-}" ] || signing=("-DSIGN=$PWD/tools/sign.sh")
+makensis -V2 -NOCD "-DVERSION=$version" "-DSTAGE=$stage" "-DOUTPUT=$out/$name-setup.exe" "${signing[@]}" installer/TavelFileSource.nsi
+tools/sign.sh "$out/$name-setup.exe"
 
 rm -rf "$stage"
 (cd "$out" && sha256sum -- *.exe *.spdx *.zip >SHA256SUMS && cat SHA256SUMS)
