@@ -9,6 +9,8 @@
 # With TV_SIGN, a command of the shell that signs the file whose name stands behind it, in place, all DLLs and programs are signed
 # before they are packed, and the installer when it is made (tools/sign.sh). Signatures have times, so nothing is compared then.
 #
+# TV_DOWNLOAD is the URL of the folder that the installer will be published in, for winget's manifests (tools/winget.sh).
+#
 # Two packagings of the same commit are the same, byte for byte: times are the commit's (or SOURCE_DATE_EPOCH), names are
 # sorted, and no path of this machine is in any file, which is checked.
 set -euo pipefail
@@ -113,6 +115,7 @@ makensis -V2 -NOCD "-DVERSION=$version" "-DSTAGE=$stage" "-DOUTPUT=$out/$name-se
 tools/sign.sh "$out/$name-setup.exe"
 
 rm -rf "$stage"
+tools/winget.sh "$version" "$out/$name-setup.exe" "$out/winget"
 (cd "$out" && sha256sum -- *.exe *.spdx *.zip >SHA256SUMS && cat SHA256SUMS)
 
 if [ "${1:-}" = --test ]; then
@@ -122,6 +125,7 @@ if [ "${1:-}" = --test ]; then
     "$tree/wine-tests.sh" "$tree/bin/package_tests.exe" --gtest_brief=1
     bash tests/package/symbols_test.sh "$tree"/bin/{TvFileSourceAsync,TvMetadata,TvDataServices}.dll "$tree"/bin/{TKRuntimeLogger,tvsource}.exe
   done
+  bash tests/package/winget_test.sh "$version" "$out/$name-setup.exe" "$out/winget"
   bash tests/package/installer_test.sh build/release-win64/wine-installer.sh "$out/$name-setup.exe" tests/media/tone.wav
 fi
 if [ "${1:-}" = --compare ]; then
@@ -132,6 +136,6 @@ if [ "${1:-}" = --compare ]; then
   mkdir "$elsewhere/build"
   [ ! -e build/wine32 ] || ln -s "$PWD/build/wine32" "$elsewhere/build/wine32"
   (cd "$elsewhere" && tools/package.sh >"$out/other.log") || { cat "$out/other.log"; exit 1; }
-  diff "$out/SHA256SUMS" "$elsewhere/build/package/SHA256SUMS" || { echo 'package: two packagings differ' >&2; exit 1; }
+  diff "$out/SHA256SUMS" "$elsewhere/build/package/SHA256SUMS" && diff -r "$out/winget" "$elsewhere/build/package/winget" || { echo 'package: two packagings differ' >&2; exit 1; }
   echo 'Two packagings are the same, byte for byte.'
 fi
