@@ -76,10 +76,11 @@ function(tv_add_dll name description)
   tv_add_version_resource(${name} "${description}")
 endfunction()
 
-# tv_add_program(name "description" SOURCES... [LIBS ...]): a console program with a wide-character entry point.
+# tv_add_program(name "description" SOURCES... [LIBS ...]): a console program with a wide-character entry point and our manifest.
 function(tv_add_program name description)
   cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
-  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS} ${PROJECT_SOURCE_DIR}/cmake/Program.rc)
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/cmake/Program.rc PROPERTIES OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/Program.manifest)
   target_link_libraries(${name} PRIVATE tv_options ${ARG_LIBS})
   target_link_options(${name} PRIVATE -municode)
   tv_add_version_resource(${name} "${description}")

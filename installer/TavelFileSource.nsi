@@ -1,9 +1,11 @@
 ; The installer for all users, both bitnesses in one. tools/package.sh calls makensis with
 ;   VERSION   the product's version            STAGE   the folder that has x64, x86 and documents as they are installed
 ;   OUTPUT    the file to make                 SIGN    what signs the uninstaller, if anything: a program that is given its name
+;   LICENCE   the licence that users agree to, if there is one
 ;
-; Silent: /S. Another folder: /D=C:\Folder (last). Without the logging service or tvsource: /NOSERVICE, /NOHOST.
-; Over a newer version only with /DOWNGRADE.
+; Silent: /S. Another folder: /D=C:\Folder (last). With or without the logging service, tvsource, and its folder in the PATH:
+; /SERVICE, /NOSERVICE, /HOST, /NOHOST, /PATH, /NOPATH; otherwise as they are installed, or else the first two. What is left out is
+; taken away where it is installed. Over a newer version only with /DOWNGRADE.
 ; Exit codes: 0 done, 1 given up by the user, 2 failed, 1638 a newer version is there, 3010 done, complete after a restart.
 Unicode true
 SetCompressor /SOLID lzma
@@ -39,6 +41,9 @@ VIAddVersionKey FileDescription "${PRODUCT} set-up"
 VIAddVersionKey CompanyName "Tavel"
 VIAddVersionKey LegalCopyright ""
 
+!ifdef LICENCE
+  !insertmacro MUI_PAGE_LICENSE "${LICENCE}"
+!endif
 !insertmacro MUI_PAGE_COMPONENTS
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_INSTFILES
@@ -94,6 +99,25 @@ FunctionEnd
   Call ${UN}FreePlace
 !macroend
 
+!macro HostFolder
+  StrCpy $R1 "$INSTDIR\x86"
+  ${If} ${RunningX64}
+    StrCpy $R1 "$INSTDIR\x64"
+  ${EndIf}
+!macroend
+; What we have put there; somebody else's entry stays.
+!macro TakeFromPath UN
+  ReadRegDWORD $0 HKLM "${ARP}" InPath
+  ${If} $0 == 1
+    StrCpy $R0 Remove
+    !insertmacro HostFolder
+    Call ${UN}ChangePath
+    ${If} $R2 != failed
+      DeleteRegValue HKLM "${ARP}" InPath
+    ${EndIf}
+  ${EndIf}
+!macroend
+
 ; What a bitness's own regsvr32 does. OPTION is /u or empty.
 !macro Regsvr32 FOLDER NAME OPTION
   ${If} ${FileExists} "$INSTDIR\${FOLDER}\${NAME}"
@@ -122,12 +146,105 @@ FunctionEnd
   ${EndIf}
 !macroend
 
+; Adds a folder to the system's search path, or takes away what was added. That path may be longer than a variable here can be, so
+; it stays in memory of the system's, and all else in it stays as it is.
+; $R0: Add or Remove. $R1: the folder. $R2, then: done, nothing (it is there, or isn't), or failed. Uses $0 to $6.
+!macro ChangePath UN
+Function ${UN}ChangePath
+  StrCpy $R1 ";$R1"
+  StrCpy $R2 failed
+  ; HKEY_LOCAL_MACHINE; KEY_QUERY_VALUE and KEY_SET_VALUE
+  System::Call 'advapi32::RegOpenKeyExW(p 0x80000002, w "SYSTEM\CurrentControlSet\Control\Session Manager\Environment", i 0, i 3, *p .r0) i .r1'
+  ${If} $1 == 0
+    System::Call 'advapi32::RegQueryValueExW(p r0, w "Path", p 0, *i .r2, p 0, *i .r3) i .r1'
+    ${If} $1 == 0
+    ${AndIf} $2 >= 1  ; REG_SZ
+    ${AndIf} $2 <= 2  ; REG_EXPAND_SZ
+      StrLen $4 $R1
+      IntOp $4 $4 * 2
+      IntOp $4 $4 + $3
+      IntOp $4 $4 + 4  ; two ends: the value may have none
+      System::Call 'kernel32::GlobalAlloc(i 0x40, i r4) p .r4'
+      ${If} $4 != 0
+        System::Call 'advapi32::RegQueryValueExW(p r0, w "Path", p 0, *i .r2, p r4, *i r3) i .r1'
+        ${If} $1 == 0
+          Call ${UN}EditPath
+          ${If} $R2 == done
+            System::Call 'kernel32::lstrlenW(p r4) i .r3'
+            IntOp $3 $3 + 1
+            IntOp $3 $3 * 2
+            System::Call 'advapi32::RegSetValueExW(p r0, w "Path", i 0, i r2, p r4, i r3) i .r1'
+            ${If} $1 == 0
+              SendMessage ${HWND_BROADCAST} ${WM_SETTINGCHANGE} 0 "STR:Environment" /TIMEOUT=5000
+            ${Else}
+              StrCpy $R2 failed
+            ${EndIf}
+          ${EndIf}
+        ${EndIf}
+        System::Call 'kernel32::GlobalFree(p r4)'
+      ${EndIf}
+    ${EndIf}
+    System::Call 'advapi32::RegCloseKey(p r0)'
+  ${EndIf}
+  ${If} $R2 == failed
+    StrCpy $Failed "the change of PATH"
+  ${EndIf}
+FunctionEnd
+; Of the text at $4. $R1: the folder behind a semicolon. Uses $1, $3, $5 and $6.
+Function ${UN}EditPath
+  StrCpy $R2 nothing
+  StrLen $3 $R1
+  IntOp $3 $3 * 2
+  StrCpy $5 $4
+  ${Do}
+    System::Call 'shlwapi::StrStrIW(p r5, w R1) p .r5'
+    ${If} $5 == 0
+      ${ExitDo}
+    ${EndIf}
+    IntOp $6 $5 + $3
+    System::Call '*$6(&i2 .r1)'
+    ${If} $1 == 0
+    ${OrIf} $1 == 59  ; a semicolon: the whole name of a folder
+      ${If} $R0 == Remove
+        System::Call 'kernel32::lstrlenW(p r6) i .r1'
+        IntOp $1 $1 + 1
+        IntOp $1 $1 * 2
+        System::Call 'kernel32::RtlMoveMemory(p r5, p r6, i r1)'
+        StrCpy $R2 done
+      ${EndIf}
+      Return
+    ${EndIf}
+    IntOp $5 $5 + 2
+  ${Loop}
+  ${If} $R0 == Add
+    System::Call 'kernel32::lstrcatW(p r4, w R1)'
+    StrCpy $R2 done
+  ${EndIf}
+FunctionEnd
+!macroend
+!insertmacro ChangePath ""
+!insertmacro ChangePath un.
+
+!macro TakeService UN FOLDER
+  !insertmacro Service ${FOLDER} --unregister
+  !insertmacro Take "${UN}" ${FOLDER} TKRuntimeLogger.exe
+!macroend
+
 ; The first thing on the disk is what takes everything away again, so that an installation that breaks off can be taken
 ; away, too.
 Section "-Uninstaller"
   ${If} $Previous != ""
   ${AndIf} $Previous != $INSTDIR
+  ${AndIf} ${FileExists} "$Previous\uninstall.exe"
+    ClearErrors
     ExecWait '"$Previous\uninstall.exe" /S _?=$Previous' $R9
+    ${If} ${Errors}
+      StrCpy $Failed "the removal of $Previous"
+    ${ElseIf} $R9 == ${RESTART_REQUIRED}
+      SetRebootFlag true
+    ${ElseIf} $R9 != 0
+      StrCpy $Failed "the removal of $Previous"
+    ${EndIf}
     Delete "$Previous\uninstall.exe"
     RMDir $Previous
   ${EndIf}
@@ -184,9 +301,48 @@ Section "tvsource, a console host" SEC_HOST
   ${EndIf}
 SectionEnd
 
+Section /o "tvsource in the PATH" SEC_PATH
+  ; Done below.
+SectionEnd
+
+; What was installed before and is left out now is taken away.
+Section "-LeftOut"
+  ${IfNot} ${SectionIsSelected} ${SEC_SERVICE}
+    !insertmacro TakeService "" x64
+    !insertmacro TakeService "" x86
+  ${EndIf}
+  ${IfNot} ${SectionIsSelected} ${SEC_HOST}
+    !insertmacro Take "" x64 tvsource.exe
+    !insertmacro Take "" x86 tvsource.exe
+  ${EndIf}
+  ${If} ${SectionIsSelected} ${SEC_HOST}
+  ${AndIf} ${SectionIsSelected} ${SEC_PATH}
+    StrCpy $R0 Add
+    !insertmacro HostFolder
+    Call ChangePath
+    ${If} $R2 == done
+      WriteRegDWORD HKLM "${ARP}" InPath 1
+    ${EndIf}
+  ${Else}
+    !insertmacro TakeFromPath ""
+  ${EndIf}
+SectionEnd
+
+!macro Remember SECTION VALUE
+  StrCpy $0 0
+  ${If} ${SectionIsSelected} ${SECTION}
+    StrCpy $0 1
+  ${EndIf}
+  WriteRegDWORD HKLM "${ARP}" ${VALUE} $0
+!macroend
+
 Section "-Result"
   ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
   WriteRegDWORD HKLM "${ARP}" EstimatedSize $0
+  ${If} $Failed == ""
+    !insertmacro Remember ${SEC_SERVICE} HasService
+    !insertmacro Remember ${SEC_HOST} HasHost
+  ${EndIf}
   ${If} $Failed != ""
     DetailPrint "Could not be done: $Failed"
     SetErrorLevel 2
@@ -199,17 +355,42 @@ SectionEnd
 
 LangString ABOUT_FILTER ${LANG_ENGLISH} "The DirectShow source filter for 64-bit and 32-bit programs, with what it tells formats by and what opens URLs and shares."
 LangString ABOUT_SERVICE ${LANG_ENGLISH} "TKRuntimeLogger.exe: shows and keeps what the filter logs."
+LangString ABOUT_PATH ${LANG_ENGLISH} "Then tvsource is found by its name alone."
 LangString ABOUT_HOST ${LANG_ENGLISH} "tvsource.exe: plays, describes and checks sources at the command line."
 !insertmacro MUI_FUNCTION_DESCRIPTION_BEGIN
 !insertmacro MUI_DESCRIPTION_TEXT ${SEC_FILTER} $(ABOUT_FILTER)
 !insertmacro MUI_DESCRIPTION_TEXT ${SEC_SERVICE} $(ABOUT_SERVICE)
 !insertmacro MUI_DESCRIPTION_TEXT ${SEC_HOST} $(ABOUT_HOST)
+!insertmacro MUI_DESCRIPTION_TEXT ${SEC_PATH} $(ABOUT_PATH)
 !insertmacro MUI_FUNCTION_DESCRIPTION_END
 
 !macro UseOwnView
   SetShellVarContext all
   ${If} ${RunningX64}
     SetRegView 64
+  ${EndIf}
+!macroend
+
+; As it was chosen before, or as an option says: /NAME with it, /NONAME without. $0: the command line.
+!macro Choose NAME SECTION VALUE
+  ClearErrors
+  ReadRegDWORD $1 HKLM "${ARP}" ${VALUE}
+  ${IfNot} ${Errors}
+    ${If} $1 == 0
+      !insertmacro UnselectSection ${SECTION}
+    ${Else}
+      !insertmacro SelectSection ${SECTION}
+    ${EndIf}
+  ${EndIf}
+  ClearErrors
+  ${GetOptions} $0 "/NO${NAME}" $1
+  ${IfNot} ${Errors}
+    !insertmacro UnselectSection ${SECTION}
+  ${EndIf}
+  ClearErrors
+  ${GetOptions} $0 "/${NAME}" $1
+  ${IfNot} ${Errors}
+    !insertmacro SelectSection ${SECTION}
   ${EndIf}
 !macroend
 
@@ -226,16 +407,9 @@ Function .onInit
     ${EndIf}
   ${EndIf}
   ${GetParameters} $0
-  ClearErrors
-  ${GetOptions} $0 "/NOSERVICE" $1
-  ${IfNot} ${Errors}
-    !insertmacro UnselectSection ${SEC_SERVICE}
-  ${EndIf}
-  ClearErrors
-  ${GetOptions} $0 "/NOHOST" $1
-  ${IfNot} ${Errors}
-    !insertmacro UnselectSection ${SEC_HOST}
-  ${EndIf}
+  !insertmacro Choose SERVICE ${SEC_SERVICE} HasService
+  !insertmacro Choose HOST ${SEC_HOST} HasHost
+  !insertmacro Choose PATH ${SEC_PATH} InPath
   ReadRegStr $1 HKLM "${ARP}" DisplayVersion
   ${If} $1 != ""
     ${VersionCompare} $1 "${VERSION}" $2
@@ -260,8 +434,7 @@ Section "Uninstall"
   !macro UnregisterAll FOLDER
     !insertmacro Regsvr32 ${FOLDER} TvDataServices.dll /u
     !insertmacro Regsvr32 ${FOLDER} TvFileSourceAsync.dll /u
-    !insertmacro Service ${FOLDER} --unregister
-    !insertmacro Take un. ${FOLDER} TKRuntimeLogger.exe
+    !insertmacro TakeService un. ${FOLDER}
     !insertmacro Take un. ${FOLDER} tvsource.exe
     !insertmacro Take un. ${FOLDER} TvDataServices.dll
     !insertmacro Take un. ${FOLDER} TvMetadata.dll
@@ -269,6 +442,7 @@ Section "Uninstall"
     Delete /REBOOTOK "$INSTDIR\${FOLDER}\*.replaced-*"
     RMDir "$INSTDIR\${FOLDER}"
   !macroend
+  !insertmacro TakeFromPath un.
   !insertmacro UnregisterAll x64
   !insertmacro UnregisterAll x86
   !include "${STAGE}/documents.nsh"

@@ -56,32 +56,11 @@ put "$stage/documents" documents
 put "$stage/sdk/$name-sdk" sdk
 
 # What is built in from others.
-spdx=$out/$name.spdx
-cat >"$spdx" <<END
-SPDXVersion: SPDX-2.3
-DataLicense: CC0-1.0
-SPDXID: SPDXRef-DOCUMENT
-DocumentName: $name
-DocumentNamespace: urn:tavel:$name:$SOURCE_DATE_EPOCH
-Creator: Organization: Tavel
-Created: $(date -u -d "@$SOURCE_DATE_EPOCH" +%Y-%m-%dT%H:%M:%SZ)
-
-PackageName: Tavel File Source
-SPDXID: SPDXRef-product
-PackageVersion: $version
-PackageDownloadLocation: NOASSERTION
-FilesAnalyzed: false
-PackageLicenseConcluded: NOASSERTION
-PackageLicenseDeclared: NOASSERTION
-PackageCopyrightText: NOASSERTION
-Relationship: SPDXRef-DOCUMENT DESCRIBES SPDXRef-product
-END
-tools/notices.sh --spdx >>"$spdx"
-for folder in "$stage/documents" "$stage"/portable/*; do
+tools/notices.sh --spdx "$version" >"$out/$name.spdx"
+for folder in "$stage"/portable/*; do
   tools/notices.sh >"$folder/third-party.txt"
 done
-# The installer's own program is the only thing of NSIS, which is in no other file.
-{ printf '\n\nNSIS %s (the installer)\n\n' "$(dpkg-query -W -f '${Version}' nsis)"; cat /usr/share/doc/nsis/copyright; } >>"$stage/documents/third-party.txt"
+tools/notices.sh --installer >"$stage/documents/third-party.txt"
 
 echo '== Checking'
 # A path of this machine is one that begins with a folder that only this machine has.
@@ -109,9 +88,12 @@ pack "$name-symbols.zip" "$stage/symbols"
 # The installer takes away exactly the documents that it has put.
 (cd "$stage/documents" && find . -type f -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|Delete "$INSTDIR\\documents\\&"|'
   cd "$stage/documents" && find . -mindepth 1 -type d -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|RMDir "$INSTDIR\\documents\\&"|') >"$stage/documents.nsh"
-signing=()
-[ -z "${TV_SIGN:-}" ] || signing=("-DSIGN=$PWD/tools/sign.sh")
-makensis -V2 -NOCD "-DVERSION=$version" "-DSTAGE=$stage" "-DOUTPUT=$out/$name-setup.exe" "${signing[@]}" installer/TavelFileSource.nsi
+options=()
+[ -z "${TV_SIGN:-}" ] || options+=("-DSIGN=$PWD/tools/sign.sh")
+for licence in "$stage"/documents/{LICENSE,COPYING}*; do
+  [ ! -e "$licence" ] || options+=("-DLICENCE=$licence")
+done
+makensis -V2 -NOCD "-DVERSION=$version" "-DSTAGE=$stage" "-DOUTPUT=$out/$name-setup.exe" "${options[@]}" installer/TavelFileSource.nsi
 tools/sign.sh "$out/$name-setup.exe"
 
 rm -rf "$stage"
@@ -125,6 +107,7 @@ if [ "${1:-}" = --test ]; then
     "$tree/wine-tests.sh" "$tree/bin/package_tests.exe" --gtest_brief=1
     bash tests/package/symbols_test.sh "$tree"/bin/{TvFileSourceAsync,TvMetadata,TvDataServices}.dll "$tree"/bin/{TKRuntimeLogger,tvsource}.exe
   done
+  bash tests/package/spdx_test.sh "$version" "$out/$name.spdx"
   bash tests/package/winget_test.sh "$version" "$out/$name-setup.exe" "$out/winget"
   bash tests/package/installer_test.sh build/release-win64/wine-installer.sh "$out/$name-setup.exe" tests/media/tone.wav
 fi

@@ -56,11 +56,12 @@ TEST_P(Headers, NameNoLibraryButTheSystems) {
         EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(SystemFolder()) / library)) << library;
 }
 
-TEST_P(Headers, OfProgramsAskForNoRightsAndForLongPaths) {
+TEST_P(Headers, OfProgramsAskForNoRightsLongPathsAndUtf8) {
     if (!IsProgram(image))
         return;
     const std::string manifest = ManifestOf(path);
-    for (const char* const part : {"level=\"asInvoker\" uiAccess=\"false\"", ">true</longPathAware>"})
+    for (const char* const part :
+         {"level=\"asInvoker\" uiAccess=\"false\"", ">true</longPathAware>", ">UTF-8</activeCodePage>"})
         EXPECT_NE(manifest.npos, manifest.find(part)) << part;
     EXPECT_TRUE(image.Contains("SetDefaultDllDirectories")) << "libraries may come from the current folder";
 }

@@ -35,6 +35,11 @@ expect() { local got; got=$(run "${@:2}"); [ "$got" -eq $(($1 % 256)) ] || { fai
 uninstall() { expect 0 "$folder/uninstall.exe" /S; settle; }
 same() { diff "$work/before" "$work/after" >"$work/diff" || { fail "$1 leaves:"; head -n 40 "$work/diff" >&2; }; }
 
+# A search path longer than the installer's own variables.
+key='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
+long=$(printf 'C:\\tools%03d;' {1..300})
+expect 0 reg.exe add "$key" /v Path /t REG_EXPAND_SZ /d "%SystemRoot%\\system32;%SystemRoot%;${long}C:\\last" /f
+
 # What the platform makes of itself at the first use counts as there before.
 expect 0 regsvr32.exe /s quartz.dll
 snapshot "$work/before"
@@ -55,10 +60,20 @@ uninstall
 snapshot "$work/after"
 same 'an installation'
 
+# Other components, then as before without saying so, then all that is installed when nothing is said.
 expect 0 "$setup" /S
+expect 0 "$setup" /S /NOSERVICE /PATH
+snapshot "$work/other"
 expect 0 "$setup" /S
 snapshot "$work/after"
-diff "$work/installed" "$work/after" >"$work/diff" || { fail 'a second installation changes:'; head -n 20 "$work/diff" >&2; }
+diff "$work/other" "$work/after" >"$work/diff" || { fail 'a second installation changes:'; head -n 20 "$work/diff" >&2; }
+[ ! -e "$folder/x64/TKRuntimeLogger.exe" ] || fail 'what is left out stays'
+! grep -q TKRuntimeLogger.exe "$work/after" || fail 'what is left out stays registered'
+expect 0 cmd.exe /c tvsource.exe --version
+expect 0 "$setup" /S /SERVICE /NOPATH
+snapshot "$work/after"
+diff "$work/installed" "$work/after" >"$work/diff" || { fail 'other components leave:'; head -n 20 "$work/diff" >&2; }
+expect 0 "$setup" /S /PATH
 echo mine >"$folder/x64/mine.txt"
 uninstall
 [ "$(cat "$folder/x64/mine.txt" 2>/dev/null)" = mine ] || fail "the user's file is gone"
@@ -84,25 +99,48 @@ for after in uninstall.exe x86/TvFileSourceAsync.dll; do
   same "an installation that broke off after $after"
 done
 
-# Over files that are in use.
+# Over an older version in a folder of its own, which stays, and then into another one.
+entry='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\TavelFileSource'
+expect 0 "$setup" /S /PATH '/D=C:\Other'
+expect 0 reg.exe add "$entry" /v DisplayVersion /d 0.0.1 /f
 expect 0 "$setup" /S
+[ -e "$prefix/drive_c/Other/x64/tvsource.exe" ] || fail 'it does not stay where it was'
+[ ! -e "$folder" ] || fail 'it is there twice'
+expect 0 "$setup" /S '/D=C:\Third'
+[ ! -e "$prefix/drive_c/Other" ] || fail 'the former folder stays'
+expect 0 cmd.exe /c tvsource.exe --version
+expect 0 "$prefix/drive_c/Third/uninstall.exe" /S
+snapshot "$work/after"
+same 'an upgrade of a version in another folder'
+
+# Over files that are in use: by a host that nobody reads from, and by the service.
+expect 0 "$setup" /S
+head -c 8000000 /dev/zero >"$work/large.avi"
+mkfifo "$work/pipe"
+"$wine" "$folder/x64/tvsource.exe" cat "$work/large.avi" >"$work/pipe" 2>/dev/null &
+exec 3<"$work/pipe"
+head -c 1000 <&3 >"$work/begun"
 "$wine" "$folder/x64/TKRuntimeLogger.exe" </dev/null >"$work/log" 2>&1 &
 for _ in {1..300}; do
   [ ! -s "$work/log" ] || break
   sleep 0.1
 done
 expect 3010 "$setup" /S
-[ -e "$folder/x64/TKRuntimeLogger.exe.replaced-1" ] || fail 'what is in use was not put aside'
+for file in TKRuntimeLogger.exe tvsource.exe TvFileSourceAsync.dll; do
+  [ -e "$folder/x64/$file.replaced-1" ] || fail "$file is in use and was not put aside"
+done
+expect 0 "$folder/x64/tvsource.exe" play --null "$media"
+exec 3<&-
 expect 0 "$folder/x64/TKRuntimeLogger.exe" --stop
-wait || true
 settle
+WINEPREFIX=$prefix "$server" -k 2>/dev/null || true  # what has not ended by itself
+wait || true
 expect 0 wineboot.exe -r
 settle
-[ ! -e "$folder/x64/TKRuntimeLogger.exe.replaced-1" ] || fail 'what was put aside is still there after a restart'
+! ls "$folder"/*/*.replaced-* 2>/dev/null || fail 'what was put aside is still there after a restart'
 
 # Never over a newer one, unless told to.
-key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\TavelFileSource'
-expect 0 reg.exe add "$key" /v DisplayVersion /d 99.0.0 /f
+expect 0 reg.exe add "$entry" /v DisplayVersion /d 99.0.0 /f
 expect 1638 "$setup" /S
 expect 0 "$setup" /S /DOWNGRADE
 uninstall
