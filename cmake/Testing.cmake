@@ -39,6 +39,8 @@ function(tv_add_checked_copy library)
   target_compile_definitions(${library}_checked PRIVATE _GLIBCXX_ASSERTIONS)
 endfunction()
 
+option(TV_UNITY "Compile several files of tests as one, in half the time. tools/lint.sh compiles each alone" ON)
+
 # tv_add_test(name SOURCES... [LIBS ...]): a GoogleTest program and its cases. Cases of one build
 # tree share the tests' Wine prefix (registry, Running Object Table), so they run one at a time.
 function(tv_add_test name)
@@ -48,6 +50,9 @@ function(tv_add_test name)
   # Tests are compiled far more often than they are run.
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CONFIG:Debug>:-g1>)
   target_compile_definitions(${name} PRIVATE _GLIBCXX_ASSERTIONS)
+  # A file whose names another one has, too, is compiled alone (SKIP_UNITY_BUILD_INCLUSION).
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ${TV_UNITY} UNITY_BUILD_BATCH_SIZE 8)
+  target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
   # The debugger that Wine starts for a program that crashes ends it with exit code 0.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION "wine: Unhandled" RESOURCE_LOCK wine_prefix LABELS ${name})

@@ -17,15 +17,15 @@ tools/check-folders.sh
 checks='-*,clang-diagnostic-*,readability-identifier-naming'
 [ "${1:-}" != --tidy ] || checks=''
 echo "== clang-tidy ${checks:-.clang-tidy}"
-cmake --preset win64 >/dev/null
-cmake --build --preset win64 --target sdk_headers -- --quiet >/dev/null
-# The compile commands of the 64-bit build, with GCC's standard library and clang's own compiler headers.
+cmake --preset win64 -B build/lint -DTV_UNITY=OFF >/dev/null
+cmake --build build/lint --target sdk_headers -- --quiet >/dev/null
+# The compile commands of the 64-bit build, each file alone, with GCC's standard library and clang's own compiler headers.
 clang=(--target=x86_64-w64-mingw32 -nostdinc -nostdinc++ -Wno-unknown-warning-option)
 while read -r folder; do
   clang+=("-isystem$folder")
 done < <(x86_64-w64-mingw32-g++-posix -E -x c++ -v /dev/null 2>&1 >/dev/null | sed -n '/^#include </,/^End/s/^ \(.*c++.*\)/\1/p')
 clang+=("-isystem$(clang++ -print-resource-dir)/include" -isystem/usr/x86_64-w64-mingw32/include)
 find . \( -name build -o -name fuzz -o -name tsan \) -prune -o -name '*.cpp' -print |  # those two are built by clang with its warnings anyway
-  xargs -P "$(nproc)" -n 4 clang-tidy -p build/win64 --quiet --warnings-as-errors='*' --checks="$checks" "${clang[@]/#/--extra-arg=}" \
+  xargs -P "$(nproc)" -n 4 clang-tidy -p build/lint --quiet --warnings-as-errors='*' --checks="$checks" "${clang[@]/#/--extra-arg=}" \
     2> >(grep -vE '^[0-9]+ warnings? generated\.$' >&2)
 echo 'lint: nothing found'
