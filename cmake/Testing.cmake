@@ -52,7 +52,7 @@ function(tv_add_test name)
   target_compile_definitions(${name} PRIVATE _GLIBCXX_ASSERTIONS)
   # A file whose names another one has, too, is compiled alone (SKIP_UNITY_BUILD_INCLUSION).
   set_target_properties(${name} PROPERTIES UNITY_BUILD ${TV_UNITY} UNITY_BUILD_BATCH_SIZE 8)
-  target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
+  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
   # The debugger that Wine starts for a program that crashes ends it with exit code 0.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 300 FAIL_REGULAR_EXPRESSION "wine: Unhandled" RESOURCE_LOCK wine_prefix LABELS ${name})
