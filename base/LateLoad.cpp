@@ -64,7 +64,7 @@ CAutoLibrary LateLoadSystem(const wchar_t* name) noexcept {
 }
 
 void SearchLibrariesSafely() noexcept {
-    // Also where the other function is missing, as in a Windows 7 without its updates.
+    // SetDefaultDllDirectories may be missing, as in a Windows 7 without its updates; this one is always there.
     ::SetDllDirectoryW(L"");
     const CAutoLibrary kernel = LateLoadSystem(L"kernel32.dll");
     if (const auto set = ExportOf<BOOL(WINAPI*)(DWORD)>(kernel, "SetDefaultDllDirectories"))

@@ -10,7 +10,7 @@
 #include <initializer_list>
 
 extern "C" {
-// Known to the compiler by these names. The value holds until the module's static objects are made.
+// Known to the compiler by these names. The value holds until the module's static objects are made, then MakeGuard's.
 std::uintptr_t __stack_chk_guard = static_cast<std::uintptr_t>(0x5C3A'97E1'40D8'6B2FULL);
 [[noreturn]] void __stack_chk_fail();
 }
@@ -33,7 +33,10 @@ std::uintptr_t MakeGuard() noexcept {
     return static_cast<std::uintptr_t>(mixed) & ~std::uintptr_t{0xFF};
 }
 
-[[maybe_unused]] const bool g_isRandom = ((__stack_chk_guard = MakeGuard()), true);
+[[maybe_unused]] const bool g_isRandom = [] {
+    __stack_chk_guard = MakeGuard();
+    return true;
+}();
 
 }  // namespace
 

@@ -10,7 +10,7 @@ set(CMAKE_CXX_COMPILER_TARGET ${TV_TARGET_TRIPLET})
 execute_process(COMMAND ${TV_TARGET_TRIPLET}-g++-posix -print-libgcc-file-name
   OUTPUT_VARIABLE libgcc OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 get_filename_component(gcc ${libgcc} DIRECTORY)
-# GCC keeps what is one for each thread in a library of its own, not where the system has a place for it.
+# GCC's run-time library emulates thread_local, so this compiler must do the same.
 set(headers "-stdlib++-isystem ${gcc}/include/c++ -stdlib++-isystem ${gcc}/include/c++/${TV_TARGET_TRIPLET}")
 set(CMAKE_C_FLAGS_INIT "-femulated-tls")
 set(CMAKE_CXX_FLAGS_INIT "-femulated-tls ${headers}")

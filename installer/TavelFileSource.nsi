@@ -6,13 +6,13 @@
 ; Silent: /S. Another folder: /D=C:\Folder (last). With or without the logging service, tvsource, and its folder in the PATH:
 ; /SERVICE, /NOSERVICE, /HOST, /NOHOST, /PATH, /NOPATH; otherwise as they are installed, or else the first two. What is left out is
 ; taken away where it is installed. Over a newer version only with /DOWNGRADE.
-; Exit codes: 0 done, 1 given up by the user, 2 failed, 1638 a newer version is there, 3010 done, complete after a restart.
+; Exit codes: 0 done, 1 given up by the user, 2 failed, 1618 another one is running, 1638 a newer version is there, 3010 done,
+; complete after a restart.
 Unicode true
 SetCompressor /SOLID lzma
 RequestExecutionLevel admin
 ManifestSupportedOS all
 ManifestDPIAware true
-!addplugindir "."
 
 !include LogicLib.nsh
 !include x64.nsh
@@ -25,6 +25,7 @@ ManifestDPIAware true
 !define ARP "Software\Microsoft\Windows\CurrentVersion\Uninstall\TavelFileSource"
 !define RESTART_REQUIRED 3010
 !define NEWER_IS_THERE 1638
+!define ALREADY_RUNNING 1618
 
 Name "${PRODUCT}"
 OutFile "${OUTPUT}"
@@ -148,9 +149,10 @@ FunctionEnd
 
 ; Adds a folder to the system's search path, or takes away what was added. That path may be longer than a variable here can be, so
 ; it stays in memory of the system's, and all else in it stays as it is.
-; $R0: Add or Remove. $R1: the folder. $R2, then: done, nothing (it is there, or isn't), or failed. Uses $0 to $6.
+; $R0: Add or Remove. $R1: the folder. $R2, then: done, nothing (it is there, or isn't), or failed. Uses $0 to $6, $R1 and $R3.
 !macro ChangePath UN
 Function ${UN}ChangePath
+  StrCpy $R3 $R1
   StrCpy $R1 ";$R1"
   StrCpy $R2 failed
   ; HKEY_LOCAL_MACHINE; KEY_QUERY_VALUE and KEY_SET_VALUE
@@ -190,11 +192,21 @@ Function ${UN}ChangePath
     StrCpy $Failed "the change of PATH"
   ${EndIf}
 FunctionEnd
-; Of the text at $4. $R1: the folder behind a semicolon. Uses $1, $3, $5 and $6.
+; Of the text at $4. $R1: the folder behind a semicolon; $R3: without. Uses $1, $3, $5 and $6.
 Function ${UN}EditPath
   StrCpy $R2 nothing
-  StrLen $3 $R1
+  StrLen $3 $R3
+  System::Call 'shlwapi::StrCmpNIW(p r4, w R3, i r3) i .r5'
   IntOp $3 $3 * 2
+  IntOp $6 $4 + $3
+  System::Call '*$6(&i2 .r1)'
+  ${If} $5 == 0
+    ${If} $1 == 0
+    ${OrIf} $1 == 59  ; a semicolon: it stands first, where we never put it
+      Return
+    ${EndIf}
+  ${EndIf}
+  IntOp $3 $3 + 2
   StrCpy $5 $4
   ${Do}
     System::Call 'shlwapi::StrStrIW(p r5, w R1) p .r5'
@@ -204,7 +216,7 @@ Function ${UN}EditPath
     IntOp $6 $5 + $3
     System::Call '*$6(&i2 .r1)'
     ${If} $1 == 0
-    ${OrIf} $1 == 59  ; a semicolon: the whole name of a folder
+    ${OrIf} $1 == 59
       ${If} $R0 == Remove
         System::Call 'kernel32::lstrlenW(p r6) i .r1'
         IntOp $1 $1 + 1
@@ -233,16 +245,18 @@ FunctionEnd
 ; The first thing on the disk is what takes everything away again, so that an installation that breaks off can be taken
 ; away, too.
 Section "-Uninstaller"
+  ; Only what is there knows what it has put.
   ${If} $Previous != ""
-  ${AndIf} $Previous != $INSTDIR
   ${AndIf} ${FileExists} "$Previous\uninstall.exe"
     ClearErrors
     ExecWait '"$Previous\uninstall.exe" /S _?=$Previous' $R9
     ${If} ${Errors}
-      StrCpy $Failed "the removal of $Previous"
-    ${ElseIf} $R9 == ${RESTART_REQUIRED}
+      StrCpy $R9 2
+    ${EndIf}
+    ${If} $R9 == ${RESTART_REQUIRED}
       SetRebootFlag true
     ${ElseIf} $R9 != 0
+    ${AndIf} $Previous != $INSTDIR  ; else all is put over it
       StrCpy $Failed "the removal of $Previous"
     ${EndIf}
     Delete "$Previous\uninstall.exe"
@@ -279,7 +293,11 @@ Section "Filter, MIME dictionary, data services" SEC_FILTER
   !insertmacro Regsvr32 x86 TvFileSourceAsync.dll ""
   !insertmacro Regsvr32 x86 TvDataServices.dll ""
   SetOutPath "$INSTDIR\documents"
+  ClearErrors
   File /r "${STAGE}/documents/*.*"
+  ${If} ${Errors}
+    StrCpy $Failed "$INSTDIR\documents"
+  ${EndIf}
 SectionEnd
 
 ; One program serves processes of both bitnesses.
@@ -344,16 +362,15 @@ Section "-Result"
     !insertmacro Remember ${SEC_HOST} HasHost
   ${EndIf}
   ${If} $Failed != ""
-    DetailPrint "Could not be done: $Failed"
     SetErrorLevel 2
     MessageBox MB_ICONSTOP|MB_OK "Could not be done: $Failed" /SD IDOK
   ${ElseIf} ${RebootFlag}
-    DetailPrint "Programs are using the former version; it goes when the system is started again."
     SetErrorLevel ${RESTART_REQUIRED}
+    MessageBox MB_ICONINFORMATION|MB_OK "Programs are using the former version. It goes when the system is started again." /SD IDOK
   ${EndIf}
 SectionEnd
 
-LangString ABOUT_FILTER ${LANG_ENGLISH} "The DirectShow source filter for 64-bit and 32-bit programs, with what it tells formats by and what opens URLs and shares."
+LangString ABOUT_FILTER ${LANG_ENGLISH} "The DirectShow source filter for 64-bit and 32-bit programs, the MIME dictionary and the data services."
 LangString ABOUT_SERVICE ${LANG_ENGLISH} "TKRuntimeLogger.exe: shows and keeps what the filter logs."
 LangString ABOUT_PATH ${LANG_ENGLISH} "Then tvsource is found by its name alone."
 LangString ABOUT_HOST ${LANG_ENGLISH} "tvsource.exe: plays, describes and checks sources at the command line."
@@ -395,6 +412,13 @@ LangString ABOUT_HOST ${LANG_ENGLISH} "tvsource.exe: plays, describes and checks
 !macroend
 
 Function .onInit
+  System::Call 'kernel32::CreateMutexW(p 0, i 0, w "Global\TavelFileSource setup") p .r0 ? e'
+  Pop $0
+  ${If} $0 == 183  ; ERROR_ALREADY_EXISTS; the mutex goes with this process
+    MessageBox MB_ICONSTOP|MB_OK "Another installation of ${PRODUCT} is running." /SD IDOK
+    SetErrorLevel ${ALREADY_RUNNING}
+    Quit
+  ${EndIf}
   !insertmacro UseOwnView
   ReadRegStr $Previous HKLM "${ARP}" InstallLocation
   ${If} $INSTDIR == ""  ; no /D=
@@ -429,9 +453,9 @@ Function un.onInit
 FunctionEnd
 
 Section "Uninstall"
-  ; The system's own tool makes what it starts look here for its libraries, else.
-  SetOutPath $TEMP
-  !macro UnregisterAll FOLDER
+  ; regsvr32 loads nothing from the current folder then, and nobody stands in the folders that go.
+  SetOutPath $SYSDIR
+  !macro TakeFolder FOLDER
     !insertmacro Regsvr32 ${FOLDER} TvDataServices.dll /u
     !insertmacro Regsvr32 ${FOLDER} TvFileSourceAsync.dll /u
     !insertmacro TakeService un. ${FOLDER}
@@ -443,8 +467,8 @@ Section "Uninstall"
     RMDir "$INSTDIR\${FOLDER}"
   !macroend
   !insertmacro TakeFromPath un.
-  !insertmacro UnregisterAll x64
-  !insertmacro UnregisterAll x86
+  !insertmacro TakeFolder x64
+  !insertmacro TakeFolder x86
   !include "${STAGE}/documents.nsh"
   RMDir "$INSTDIR\documents"
   Delete "$INSTDIR\uninstall.new"

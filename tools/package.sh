@@ -2,12 +2,11 @@
 # Makes everything that a release has, in build/package: the installer, the archives and their checksums.
 #
 #   tools/package.sh            builds both bitnesses from the files as they are here
-#   tools/package.sh --compare  does so, then once more from a copy elsewhere, and fails where a byte differs
-#   tools/package.sh --test     does so, and tries what is packed: what the binaries' headers ask for, the symbols, and the
-#                               installer, in a Wine prefix of its own
+#   tools/package.sh --test     and tries what is packed: headers, symbols, SDK and signatures, and the installer and the archives in a
+#                               Wine prefix of their own
+#   tools/package.sh --compare  and does it once more from a copy elsewhere, and fails where a byte differs
 #
-# With TV_SIGN, a command of the shell that signs the file whose name stands behind it, in place, all DLLs and programs are signed
-# before they are packed, and the installer when it is made (tools/sign.sh). Signatures have times, so nothing is compared then.
+# TV_SIGN is a command that signs (tools/sign.sh). Signatures have times, so what is signed can't be compared.
 #
 # TV_DOWNLOAD is the URL of the folder that the installer will be published in, for winget's manifests (tools/winget.sh).
 #
@@ -15,16 +14,25 @@
 # sorted, and no path of this machine is in any file, which is checked.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-[ "${1:-}" != --compare ] || [ -z "${TV_SIGN:-}" ] || { echo 'package: what is signed (TV_SIGN) is not compared' >&2; exit 2; }
+tests= compares=
+for option in "$@"; do
+  case $option in
+    --test) tests=yes ;;
+    --compare) compares=yes ;;
+    *) echo "package: unknown option $option" >&2; exit 2 ;;
+  esac
+done
+[ -z "$compares" ] || [ -z "${TV_SIGN:-}" ] || { echo 'package: what is signed (TV_SIGN) is not compared' >&2; exit 2; }
 tools/setup.sh --package
 
 version=$(sed -nE 's/^project\(TavelFileSource VERSION ([0-9.]+) .*/\1/p' CMakeLists.txt)
 [ -n "$version" ] || { echo 'package: CMakeLists.txt has no version' >&2; exit 1; }
-export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}"
-export TZ=UTC LC_ALL=C
+SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
+[ -z "$(git status --porcelain 2>&1)" ] || echo 'package: these are not the files of a commit' >&2
+export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C
 umask 022
-# Folders of this machine's that compilers would search, and record.
-unset LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH
+# What compilers would take from whoever runs this.
+unset LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH CFLAGS CXXFLAGS LDFLAGS RCFLAGS
 
 out=$PWD/build/package
 stage=$out/stage
@@ -32,28 +40,32 @@ rm -rf "$out"
 mkdir -p "$stage"
 name=TavelFileSource-$version
 
-bitness() { [ "$1" = x64 ] && echo 64 || echo 32; }
+tree() { [ "$1" = x64 ] && echo build/release-win64 || echo build/release-win32; }
+put() {  # put ARCH COMPONENT FOLDER: what installer/CMakeLists.txt installs of it
+  DESTDIR='' cmake --install "$(tree "$1")" --component "$2" --prefix "$3" >/dev/null
+}
 
 # Every preset's files, each kind in a folder of its own.
 for arch in x64 x86; do
-  preset=release-win$(bitness $arch)
+  preset=$(basename "$(tree $arch)")
   echo "== Building $preset"
   # Nothing that somebody has set in this tree before counts.
   cmake --fresh --preset "$preset" >"build/$preset.configure.log" || { cat "build/$preset.configure.log"; exit 1; }
   NINJA_STATUS='' cmake --build --preset "$preset" --target shipped sdk_headers sdk_TKRuntimeLogger_tlb -- --quiet
-  put() { DESTDIR='' cmake --install "build/$preset" --prefix "$1" --component "$2" >/dev/null; }
-  put "$stage/$arch" binaries
-  put "$stage/symbols/$arch" symbols
+  put $arch binaries "$stage/$arch"
+  put $arch symbols "$stage/symbols/$arch"
   for binary in "$stage/$arch"/*.dll "$stage/$arch"/*.exe; do
     tools/sign.sh "$binary"
+    grep -q "Put $arch $(basename "$binary")\$" installer/TavelFileSource.nsi || { echo "package: the installer lacks $binary" >&2; exit 1; }
   done
   mkdir -p "$stage/portable/$name-$arch"
   cp "$stage/$arch"/* "$stage/portable/$name-$arch"
-  put "$stage/portable/$name-$arch" portable
-  put "$stage/portable/$name-$arch" documents
+  put $arch portable "$stage/portable/$name-$arch"
+  put $arch documents "$stage/portable/$name-$arch"
 done
-put "$stage/documents" documents
-put "$stage/sdk/$name-sdk" sdk
+# The same of both.
+put x64 documents "$stage/documents"
+put x64 sdk "$stage/sdk/$name-sdk"
 
 # What is built in from others.
 tools/notices.sh --spdx "$version" >"$out/$name.spdx"
@@ -63,9 +75,9 @@ done
 tools/notices.sh --installer >"$stage/documents/third-party.txt"
 
 echo '== Checking'
-# A path of this machine is one that begins with a folder that only this machine has.
-places=("$PWD" "${HOME%/}/")
-for place in "${places[@]}"; do
+# Paths of this machine.
+for place in "$PWD" "${HOME:-}"; do
+  [ "${place%/}" ] || continue
   if grep -rlaF "$place" "$stage"; then
     echo "package: these have $place in them" >&2
     exit 1
@@ -85,40 +97,59 @@ done
 pack "$name-sdk.zip" "$stage/sdk"
 pack "$name-symbols.zip" "$stage/symbols"
 
-# The installer takes away exactly the documents that it has put.
-(cd "$stage/documents" && find . -type f -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|Delete "$INSTDIR\\documents\\&"|'
-  cd "$stage/documents" && find . -mindepth 1 -type d -printf '%P\n' | sort -r | sed 's|/|\\|g; s|.*|RMDir "$INSTDIR\\documents\\&"|') >"$stage/documents.nsh"
 options=()
 [ -z "${TV_SIGN:-}" ] || options+=("-DSIGN=$PWD/tools/sign.sh")
 for licence in "$stage"/documents/{LICENSE,COPYING}*; do
   [ ! -e "$licence" ] || options+=("-DLICENCE=$licence")
 done
-makensis -V2 -NOCD "-DVERSION=$version" "-DSTAGE=$stage" "-DOUTPUT=$out/$name-setup.exe" "${options[@]}" installer/TavelFileSource.nsi
+take() {  # take COMMAND TYPE: for each document of that type, the innermost first
+  (cd "$stage/documents" && find . -mindepth 1 -type "$2" -printf '%P\n') | sort -r | sed 's|/|\\|g; s|.*|'"$1"' "$INSTDIR\\documents\\&"|'
+}
+make_installer() {  # make_installer VERSION FILE
+  # It takes away exactly the documents that it has put.
+  { take Delete f; take RMDir d; } >"$stage/documents.nsh"
+  makensis -V2 -NOCD "-DVERSION=$1" "-DSTAGE=$stage" "-DOUTPUT=$2" "${options[@]}" installer/TavelFileSource.nsi
+}
+make_installer "$version" "$out/$name-setup.exe"
 tools/sign.sh "$out/$name-setup.exe"
+if [ -n "$tests" ]; then
+  echo 'A document that the newer version lacks.' >"$stage/documents/docs/former.md"
+  make_installer 0.0.1 "$out/former-setup.exe"
+fi
 
 rm -rf "$stage"
 tools/winget.sh "$version" "$out/$name-setup.exe" "$out/winget"
 (cd "$out" && sha256sum -- *.exe *.spdx *.zip >SHA256SUMS && cat SHA256SUMS)
 
-if [ "${1:-}" = --test ]; then
+if [ -n "$tests" ]; then
+  echo '== Testing'
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+  mv "$out/former-setup.exe" "$work"
   for arch in x64 x86; do
-    tree=build/release-win$(bitness $arch)
-    cmake --build "$tree" --target package_tests -- --quiet
-    "$tree/wine-tests.sh" "$tree/bin/package_tests.exe" --gtest_brief=1
-    bash tests/package/symbols_test.sh "$tree"/bin/{TvFileSourceAsync,TvMetadata,TvDataServices}.dll "$tree"/bin/{TKRuntimeLogger,tvsource}.exe
+    preset=$(basename "$(tree $arch)")
+    NINJA_STATUS='' cmake --build --preset "$preset" --target package_tests -- --quiet
+    "build/$preset/wine-tests.sh" --new-prefix cmd.exe /c exit </dev/null >/dev/null 2>&1
+    # As in tools/test.sh: services keep the output of whoever starts them open.
+    timeout 1000 "build/$preset/wine-tests.sh" explorer.exe </dev/null >/dev/null 2>&1 &
+    "build/$preset/wine-tests.sh" cmd.exe /c exit </dev/null >/dev/null 2>&1
+    ctest --preset "$preset" --no-tests=error -L package_tests
+    kill $! || true
+    # What is packed is what was tested.
+    [ -n "${TV_SIGN:-}" ] || unzip -p "$out/$name-$arch.zip" '*.dll' '*.exe' | cmp - <(unzip -Z1 "$out/$name-$arch.zip" '*.dll' '*.exe' | sed "s|.*/|build/$preset/bin/|" | xargs cat)
   done
   bash tests/package/spdx_test.sh "$version" "$out/$name.spdx"
   bash tests/package/winget_test.sh "$version" "$out/$name-setup.exe" "$out/winget"
-  bash tests/package/installer_test.sh build/release-win64/wine-installer.sh "$out/$name-setup.exe" tests/media/tone.wav
+  bash tests/package/installer_test.sh build/release-win64/wine-installer.sh "$out/$name-setup.exe" "$work/former-setup.exe" tests/media/tone.wav "$out/$name-x64.zip" "$out/$name-x86.zip"
 fi
-if [ "${1:-}" = --compare ]; then
+if [ -n "$compares" ]; then
   elsewhere=$(mktemp -d)
-  trap 'rm -rf "$elsewhere"' EXIT
+  trap 'rm -rf "${work:-}" "$elsewhere"' EXIT
   git ls-files -z | xargs -0 cp --parents -t "$elsewhere"
   # What setup.sh would fetch again, and nothing of which is packed.
   mkdir "$elsewhere/build"
   [ ! -e build/wine32 ] || ln -s "$PWD/build/wine32" "$elsewhere/build/wine32"
-  (cd "$elsewhere" && tools/package.sh >"$out/other.log") || { cat "$out/other.log"; exit 1; }
+  (cd "$elsewhere" && tools/package.sh >log) || { cat "$elsewhere/log"; exit 1; }
   diff "$out/SHA256SUMS" "$elsewhere/build/package/SHA256SUMS" && diff -r "$out/winget" "$elsewhere/build/package/winget" || { echo 'package: two packagings differ' >&2; exit 1; }
   echo 'Two packagings are the same, byte for byte.'
 fi

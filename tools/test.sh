@@ -28,7 +28,7 @@ presets=() skipped_presets=() why_skipped=
 for preset in "${wanted[@]}"; do
   if "build/$preset/wine-tests.sh" --new-prefix "build/$preset/bin/tvsource.exe" --help </dev/null >/dev/null 2>&1; then
     presets+=("$preset")
-  elif [[ $preset == win32* ]]; then
+  elif [[ $preset == *win32* ]]; then
     skipped_presets+=("$preset")
     why_skipped="Wine doesn't start 32-bit programs here"
     [ ! -e build/wine32.failed ] || why_skipped=$(cat build/wine32.failed)

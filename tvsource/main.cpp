@@ -97,6 +97,7 @@ struct CommandLine {
     CommandLine() {
         app.require_subcommand(1);
         app.set_version_flag("--version", "tvsource " TAVEL_VERSION, "Print the version and exit");
+        // As the version is: printed, and that is all.
         app.add_flag_callback(
                "--licenses", [] { throw CLI::CallForVersion(std::string(OwnText(L"NOTICES")), 0); },
                "Print what is built in from others, with its licences, and exit")

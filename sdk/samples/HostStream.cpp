@@ -293,7 +293,9 @@ HRESULT Play(CArrivingStream* stream, size_t size) {
     parser.join();
     if (FAILED(result) || !isWaiting)
         return FAILED(result) ? result : E_UNEXPECTED;
-    std::printf("%s with %llu bytes here\n", result == S_FALSE ? "given up" : "read", 0ULL + size / 2);
+    TKDS_SOURCE_STATUS status{};
+    stream->GetStatus(&status);
+    std::printf("%s with %llu bytes here\n", result == S_FALSE ? "given up" : "read", status.held);
 
     // Reads stay given up until the filter leaves the stopped state.
     if (FAILED(hr = filter->Pause()) || FAILED(hr = filter->Stop()))

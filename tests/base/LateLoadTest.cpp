@@ -33,10 +33,20 @@ TEST(LateLoadTest, ABareNameIsLookedForInTheApplicationsAndTheSystemsFolders) {
         EXPECT_TRUE(base::LateLoad(L"base_module.dll")) << "beside the program";
         EXPECT_TRUE(base::LateLoad(L"version.dll")) << "the system's";
         EXPECT_FALSE(base::LateLoad((planted.substr(2)).c_str())) << "of the current drive";
+        EXPECT_EQ(nullptr, ::GetModuleHandleW(L"tvt_planted.dll"));
+    }
+}
+
+TEST(LateLoadTest, ALibraryOfTheSystemComesFromItsFolderAlone) {
+    CTempFolder folder;
+    folder.Copy(BuiltModule(), L"tvt_planted.dll");
+    const CCurrentFolder current(folder.Path());
+    for (const bool old : {false, true}) {
+        SCOPED_TRACE(old);
+        const CImportHook loader("LoadLibraryExW", old ? &LoadWithoutFlags : &::LoadLibraryExW);
         EXPECT_TRUE(base::LateLoadSystem(L"version.dll"));
         for (const wchar_t* name : {L"base_module.dll", L"tvt_planted.dll", L"tvt_no_such.dll"})
             EXPECT_FALSE(base::LateLoadSystem(name)) << name;
-        EXPECT_EQ(nullptr, ::GetModuleHandleW(L"tvt_planted.dll"));
     }
 }
 

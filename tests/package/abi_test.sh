@@ -29,7 +29,7 @@ interfaces=$(for folder in "$@"; do cat "$folder"/*.h; done |
 } >"$work/tables.cpp"
 [ "$(wc -w <<<"$interfaces")" -ge 20 ] || { echo "only these interfaces were found: $interfaces" >&2; exit 1; }
 
-# What this compiler knows by itself for the one ABI, and the headers define.
+# Intrinsics that this compiler has for the one ABI, and the headers define again.
 known=()
 for name in And64 Or64 Xor64 Increment64 Decrement64 ExchangeAdd64 Exchange64 CompareExchangePointer ExchangePointer CompareExchange128; do
   known+=("-D_Interlocked$name=Header$name")

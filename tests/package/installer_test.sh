@@ -2,10 +2,12 @@
 # Installs, repairs, upgrades, breaks off and uninstalls in a Wine prefix of its own, and compares what is there before and
 # after: every key and value of the registry, both views, and every file.
 #
-#   installer_test.sh WINE SETUP MEDIA   WINE: a script that runs programs in a prefix; --new-prefix makes it anew
-#                                        SETUP: the installer; MEDIA: a file to play
+#   installer_test.sh WINE SETUP FORMER MEDIA ARCHIVE...   WINE: a script that runs programs in a prefix; --new-prefix makes it anew
+#       SETUP: the installer; FORMER: that of version 0.0.1, with a document docs/former.md more; MEDIA: a file to play
+#       ARCHIVE: a bitness's files, for those without an installer
 set -euo pipefail
-wine=$1 setup=$2 media=$3
+wine=$1 setup=$2 former=$3 media=$4
+shift 4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$wine" --new-prefix cmd.exe /c exit
@@ -35,6 +37,14 @@ expect() { local got; got=$(run "${@:2}"); [ "$got" -eq $(($1 % 256)) ] || { fai
 uninstall() { expect 0 "$folder/uninstall.exe" /S; settle; }
 same() { diff "$work/before" "$work/after" >"$work/diff" || { fail "$1 leaves:"; head -n 40 "$work/diff" >&2; }; }
 
+# Each bitness in its own view of the registry.
+registered() {
+  for library in TvFileSourceAsync TvDataServices; do
+    grep -q "Wow6432Node.*x86.*$library.dll" "$1" || fail "$library is not registered for x86"
+    grep "x64.*$library.dll" "$1" | grep -qv Wow6432Node || fail "$library is not registered for x64"
+  done
+}
+
 # A search path longer than the installer's own variables.
 key='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
 long=$(printf 'C:\\tools%03d;' {1..300})
@@ -46,16 +56,8 @@ snapshot "$work/before"
 
 expect 0 "$setup" /S
 expect 0 "$folder/x64/tvsource.exe" play --null "$media"
-for arch in x64 x86; do
-  [ -e "$folder/$arch/TvFileSourceAsync.dll" ] || fail "$arch is not there"
-done
-settle
-# Each bitness in its own view of the registry.
 snapshot "$work/installed"
-for library in TvFileSourceAsync TvDataServices; do
-  grep -q "Wow6432Node.*x86.*$library.dll" "$work/installed" || fail "$library is not registered for x86"
-  grep "x64.*$library.dll" "$work/installed" | grep -qv Wow6432Node || fail "$library is not registered for x64"
-done
+registered "$work/installed"
 uninstall
 snapshot "$work/after"
 same 'an installation'
@@ -99,11 +101,17 @@ for after in uninstall.exe x86/TvFileSourceAsync.dll; do
   same "an installation that broke off after $after"
 done
 
-# Over an older version in a folder of its own, which stays, and then into another one.
-entry='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\TavelFileSource'
-expect 0 "$setup" /S /PATH '/D=C:\Other'
-expect 0 reg.exe add "$entry" /v DisplayVersion /d 0.0.1 /f
+# Over an older version in a folder of its own, which stays, and then into another one. Never over a newer one, unless told to.
+expect 0 "$former" /S /PATH '/D=C:\Other'
+[ -e "$prefix/drive_c/Other/documents/docs/former.md" ] || fail 'the former version lacks its document'
 expect 0 "$setup" /S
+[ ! -e "$prefix/drive_c/Other/documents/docs/former.md" ] || fail 'what only the former version has stays'
+expect 1638 "$former" /S
+[ ! -e "$prefix/drive_c/Other/documents/docs/former.md" ] || fail 'it was replaced by an older version'
+expect 0 "$former" /S /DOWNGRADE
+expect 0 "$setup" /S /NOHOST
+[ ! -e "$prefix/drive_c/Other/x64/tvsource.exe" ] || fail 'what is left out stays'
+expect 0 "$setup" /S /HOST /PATH
 [ -e "$prefix/drive_c/Other/x64/tvsource.exe" ] || fail 'it does not stay where it was'
 [ ! -e "$folder" ] || fail 'it is there twice'
 expect 0 "$setup" /S '/D=C:\Third'
@@ -139,12 +147,28 @@ expect 0 wineboot.exe -r
 settle
 ! ls "$folder"/*/*.replaced-* 2>/dev/null || fail 'what was put aside is still there after a restart'
 
-# Never over a newer one, unless told to.
-expect 0 reg.exe add "$entry" /v DisplayVersion /d 99.0.0 /f
-expect 1638 "$setup" /S
-expect 0 "$setup" /S /DOWNGRADE
 uninstall
 snapshot "$work/after"
-same 'an upgrade over files in use, and a downgrade'
+same 'an upgrade over files in use'
+
+# Without an installer.
+names=()
+for archive; do
+  names+=("$(basename "$archive" .zip)")
+  unzip -q "$archive" -d "$prefix/drive_c/portable"
+done
+for name in "${names[@]}"; do
+  expect 0 cmd.exe /c "C:\\portable\\$name\\register.cmd"
+  # By the program's own bitness. Where there are no parsers, bytes can be read.
+  "$wine" "$prefix/drive_c/portable/$name/tvsource.exe" cat "$media" </dev/null >"$work/read" 2>"$work/out" && cmp "$media" "$work/read" || { fail "$name reads nothing"; cat "$work/out" >&2; }
+done
+snapshot "$work/registered"
+registered "$work/registered"
+for name in "${names[@]}"; do
+  expect 0 cmd.exe /c "C:\\portable\\$name\\register.cmd" /u
+done
+rm -rf "$prefix/drive_c/portable"
+snapshot "$work/after"
+same 'register.cmd'
 [ $failed -eq 0 ] && echo 'installer: nothing is left behind'
 exit $failed

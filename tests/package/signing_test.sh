@@ -38,7 +38,7 @@ for file in "$dll" "$program"; do
   ! TV_SIGN=false tools/sign.sh "$copy" 2>/dev/null || fail "nobody notices that signing $file fails"
   tools/sign.sh "$copy" || fail "$file can't be signed"
   is_good "$copy" || { fail "the signature of $file isn't good"; cat "$work/log" >&2; }
-  # One byte in the middle of the code: the signature is of this very file.
+  # One byte: the signature is of this very file.
   cp "$copy" "$work/changed"
   printf '\x5a' | dd of="$work/changed" bs=1 seek=5000 conv=notrunc status=none
   ! cmp -s "$copy" "$work/changed" || fail 'nothing was changed'

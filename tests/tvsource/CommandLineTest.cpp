@@ -172,6 +172,9 @@ TEST_F(CommandLine, OutputThatCannotBeWrittenEndsEveryCommandWithAFailure) {
 
 TEST_F(CommandLine, TheHelpTellsIntegratorsThatReadersWaitForTheDataFlow) {
     ExpectRun(RunHost({L"--help"}), 0, {"IDataFlowControl::EnableDataFlow"});
+}
+
+TEST_F(CommandLine, TheLicencesOfWhatIsBuiltInAreThere) {
     ExpectRun(RunHost({L"--licenses"}), 0, {"Boost Software License", "GCC RUNTIME LIBRARY EXCEPTION", "winpthreads"});
 }
 
