@@ -116,6 +116,7 @@ set(TV_STDOLE_FOLDERS -L /usr/lib/x86_64-linux-gnu/wine/x86_64-windows -L /usr/l
 function(tv_compile_typelib target idl)
   set(out ${CMAKE_CURRENT_BINARY_DIR}/generated)
   get_filename_component(stem ${idl} NAME_WE)
+  set(libraries)
   foreach(bits 32 64)
     add_custom_command(
       OUTPUT ${out}/${stem}${bits}.tlb

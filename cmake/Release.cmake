@@ -6,7 +6,7 @@ if(TV_RELEASE)
   # Functions, lines and variables, in the form that Windows' debuggers read. No path of this machine is in them.
   add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-g;-gcodeview;-ffile-compilation-dir=.;-ffile-prefix-map=../../=>")
   foreach(rule COMPILE LINK)
-    set_property(GLOBAL PROPERTY RULE_LAUNCH_${rule} "${PROJECT_SOURCE_DIR}/cmake/relative-paths.sh ${PROJECT_SOURCE_DIR}")
+    set_property(GLOBAL PROPERTY RULE_LAUNCH_${rule} "\"${PROJECT_SOURCE_DIR}/cmake/relative-paths.sh\" \"${PROJECT_SOURCE_DIR}\"")
   endforeach()
   add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-ffunction-sections;-fdata-sections>")
   add_link_options(-Wl,--gc-sections -Wl,--no-insert-timestamp)

@@ -6,8 +6,10 @@
 ; Silent: /S. Another folder: /D=C:\Folder (last). With or without the logging service, tvsource, and its folder in the PATH:
 ; /SERVICE, /NOSERVICE, /HOST, /NOHOST, /PATH, /NOPATH; otherwise as they are installed, or else the first two. What is left out is
 ; taken away where it is installed. Over a newer version only with /DOWNGRADE.
-; Exit codes: 0 done, 1 given up by the user, 2 failed, 1618 another one is running, 1638 a newer version is there, 3010 done,
-; complete after a restart.
+; Exit codes: 0 done, 1 given up by the user, 2 failed, 740 not an administrator, 1618 another one is running, 1638 a newer version is
+; there, 3010 done, complete after a restart.
+;
+; The uninstaller has /S and the same exit codes; it copies itself first, and its caller waits for the copy only with _?=FOLDER (last).
 Unicode true
 SetCompressor /SOLID lzma
 RequestExecutionLevel admin
@@ -26,6 +28,7 @@ ManifestDPIAware true
 !define RESTART_REQUIRED 3010
 !define NEWER_IS_THERE 1638
 !define ALREADY_RUNNING 1618
+!define NOT_ADMINISTRATOR 740
 
 Name "${PRODUCT}"
 OutFile "${OUTPUT}"
@@ -53,8 +56,17 @@ VIAddVersionKey LegalCopyright ""
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE English
 
-Var Failed    ; not empty: what could not be done
+Var Failed    ; not empty: what could not be done, the first of it
 Var Previous  ; the folder of the version that is there
+
+!macro Fail WHAT
+  ${If} $Failed == ""
+    StrCpy $Failed "${WHAT}"
+  ${EndIf}
+!macroend
+
+; On a system of another processor only what is of 32 bits runs as it is expected to.
+!define Has64 '${IsNativeAMD64}'
 
 ; The place of a file that a process may be running is made free: Windows lets such a file be renamed, not be deleted. What
 ; stands aside goes at the next start of the system.
@@ -72,7 +84,7 @@ Function ${UN}FreePlace
     ClearErrors
     Rename $0 "$0.replaced-$1"
     ${If} ${Errors}
-      StrCpy $Failed $0
+      !insertmacro Fail $0
     ${Else}
       Delete /REBOOTOK "$0.replaced-$1"
     ${EndIf}
@@ -84,72 +96,111 @@ FunctionEnd
 !insertmacro FreePlace ""
 !insertmacro FreePlace un.
 
-; FOLDER is x64 or x86, NAME a file in it.
+; FOLDER is x64 or x86, NAME a file in it, which is there whole or not at all.
 !macro Put FOLDER NAME
-  Push "$INSTDIR\${FOLDER}\${NAME}"
-  Call FreePlace
   SetOutPath "$INSTDIR\${FOLDER}"
   ClearErrors
-  File "${STAGE}/${FOLDER}/${NAME}"
+  File "/oname=${NAME}.new" "${STAGE}/${FOLDER}/${NAME}"
+  ${IfNot} ${Errors}
+    Push "$INSTDIR\${FOLDER}\${NAME}"
+    Call FreePlace
+    ClearErrors
+    Rename "$INSTDIR\${FOLDER}\${NAME}.new" "$INSTDIR\${FOLDER}\${NAME}"
+  ${EndIf}
   ${If} ${Errors}
-    StrCpy $Failed "$INSTDIR\${FOLDER}\${NAME}"
+    Delete "$INSTDIR\${FOLDER}\${NAME}.new"
+    !insertmacro Fail "$INSTDIR\${FOLDER}\${NAME}"
   ${EndIf}
 !macroend
-!macro Take UN FOLDER NAME
+!macro Take FOLDER NAME
   Push "$INSTDIR\${FOLDER}\${NAME}"
-  Call ${UN}FreePlace
+  Call un.FreePlace
+  Delete "$INSTDIR\${FOLDER}\${NAME}.new"
+  Delete /REBOOTOK "$INSTDIR\${FOLDER}\${NAME}.replaced-*"
 !macroend
 
-!macro HostFolder
-  StrCpy $R1 "$INSTDIR\x86"
-  ${If} ${RunningX64}
-    StrCpy $R1 "$INSTDIR\x64"
-  ${EndIf}
-!macroend
-; What we have put there; somebody else's entry stays.
-!macro TakeFromPath UN
-  ReadRegDWORD $0 HKLM "${ARP}" InPath
-  ${If} $0 == 1
-    StrCpy $R0 Remove
-    !insertmacro HostFolder
-    Call ${UN}ChangePath
-    ${If} $R2 != failed
-      DeleteRegValue HKLM "${ARP}" InPath
-    ${EndIf}
-  ${EndIf}
-!macroend
-
-; What a bitness's own regsvr32 does. OPTION is /u or empty.
+; What a bitness's own regsvr32 does, which loads nothing from the current folder. OPTION is /u or empty. $R9: 0 if it was done.
 !macro Regsvr32 FOLDER NAME OPTION
-  ${If} ${FileExists} "$INSTDIR\${FOLDER}\${NAME}"
-    ClearErrors
-    !if "${FOLDER}" == "x64"
-      ${DisableX64FSRedirection}
-    !endif
-    ExecWait '"$SYSDIR\regsvr32.exe" /s ${OPTION} "$INSTDIR\${FOLDER}\${NAME}"' $R9
-    !if "${FOLDER}" == "x64"
-      ${EnableX64FSRedirection}
-    !endif
-    ${If} ${Errors}
-    ${OrIf} $R9 != 0
-      StrCpy $Failed "the registration of $INSTDIR\${FOLDER}\${NAME}"
-    ${EndIf}
+  SetOutPath $SYSDIR
+  ClearErrors
+  !if "${FOLDER}" == "x64"
+    ${DisableX64FSRedirection}
+  !endif
+  ExecWait '"$SYSDIR\regsvr32.exe" /s ${OPTION} "$INSTDIR\${FOLDER}\${NAME}"' $R9
+  !if "${FOLDER}" == "x64"
+    ${EnableX64FSRedirection}
+  !endif
+  ${If} ${Errors}
+    StrCpy $R9 -1
   ${EndIf}
 !macroend
-!macro Service FOLDER OPTION
-  ${If} ${FileExists} "$INSTDIR\${FOLDER}\TKRuntimeLogger.exe"
-    ClearErrors
-    nsExec::Exec '"$INSTDIR\${FOLDER}\TKRuntimeLogger.exe" ${OPTION}'
-    Pop $R9
-    ${If} $R9 != 0
-      StrCpy $Failed "the registration of $INSTDIR\${FOLDER}\TKRuntimeLogger.exe"
+!macro Register FOLDER NAME
+  !insertmacro Regsvr32 ${FOLDER} ${NAME} ""
+  ${If} $R9 != 0
+    !insertmacro Fail "the registration of $INSTDIR\${FOLDER}\${NAME}"
+  ${EndIf}
+!macroend
+; CLASS: one of the library's. Where it is somebody else's by now, or the library can't do it, the classes that are ours go.
+!macro Unregister FOLDER NAME CLASS
+  ${If} ${FileExists} "$INSTDIR\${FOLDER}\${NAME}"
+    StrCpy $R0 "$INSTDIR\${FOLDER}\${NAME}"
+    SetRegView 32
+    !if "${FOLDER}" == "x64"
+      SetRegView 64
+    !endif
+    StrCpy $R9 -1
+    ReadRegStr $0 HKLM "Software\Classes\CLSID\${CLASS}\InprocServer32" ""
+    ${If} $0 == $R0
+      !insertmacro Regsvr32 ${FOLDER} ${NAME} /u
     ${EndIf}
+    ${If} $R9 != 0
+      Call un.TakeClasses
+    ${EndIf}
+    !insertmacro UseOwnView
+  ${EndIf}
+!macroend
+; All classes whose server is the file $R0. Uses $0 to $2.
+Function un.TakeClasses
+  StrCpy $0 0
+  ${Do}
+    EnumRegKey $1 HKLM "Software\Classes\CLSID" $0
+    ${If} $1 == ""
+      ${ExitDo}
+    ${EndIf}
+    ReadRegStr $2 HKLM "Software\Classes\CLSID\$1\InprocServer32" ""
+    ClearErrors
+    ${If} $2 == $R0
+      DeleteRegKey HKLM "Software\Classes\CLSID\{083863F1-70DE-11D0-BD40-00A0C911CE86}\Instance\$1"  ; the category of filters
+      ClearErrors
+      DeleteRegKey HKLM "Software\Classes\CLSID\$1"
+      ${If} ${Errors}
+        !insertmacro Fail "the class $1"
+        IntOp $0 $0 + 1
+      ${EndIf}
+    ${Else}
+      IntOp $0 $0 + 1
+    ${EndIf}
+  ${Loop}
+FunctionEnd
+!macro Service FOLDER OPTION
+  nsExec::Exec /TIMEOUT=60000 '"$INSTDIR\${FOLDER}\TKRuntimeLogger.exe" ${OPTION}'
+  Pop $R9
+  ${If} $R9 != 0
+    !insertmacro Fail "the registration of $INSTDIR\${FOLDER}\TKRuntimeLogger.exe"
+  ${EndIf}
+!macroend
+!macro UseOwnView
+  SetShellVarContext all
+  SetRegView 32
+  ${If} ${RunningX64}
+    SetRegView 64
   ${EndIf}
 !macroend
 
-; Adds a folder to the system's search path, or takes away what was added. That path may be longer than a variable here can be, so
-; it stays in memory of the system's, and all else in it stays as it is.
-; $R0: Add or Remove. $R1: the folder. $R2, then: done, nothing (it is there, or isn't), or failed. Uses $0 to $6, $R1 and $R3.
+; Adds a folder to the system's search path, or takes away what was added, which InPath of our entry says: the folder, behind a
+; semicolon where there was none. The search path may be longer than a variable here can be, so it stays in memory of the system's, and all
+; else in it stays as it is.
+; $R0: Add or Remove. $R1: the folder, without a semicolon. Uses $0 to $6, $R1 to $R3.
 !macro ChangePath UN
 Function ${UN}ChangePath
   StrCpy $R3 $R1
@@ -176,9 +227,7 @@ Function ${UN}ChangePath
             IntOp $3 $3 + 1
             IntOp $3 $3 * 2
             System::Call 'advapi32::RegSetValueExW(p r0, w "Path", i 0, i r2, p r4, i r3) i .r1'
-            ${If} $1 == 0
-              SendMessage ${HWND_BROADCAST} ${WM_SETTINGCHANGE} 0 "STR:Environment" /TIMEOUT=5000
-            ${Else}
+            ${If} $1 != 0
               StrCpy $R2 failed
             ${EndIf}
           ${EndIf}
@@ -189,24 +238,32 @@ Function ${UN}ChangePath
     System::Call 'advapi32::RegCloseKey(p r0)'
   ${EndIf}
   ${If} $R2 == failed
-    StrCpy $Failed "the change of PATH"
+    !insertmacro Fail "the change of PATH"
+  ${ElseIf} $R0 == Remove
+    DeleteRegValue HKLM "${ARP}" InPath
+  ${EndIf}
+  ${If} $R2 == done
+    SendMessage ${HWND_BROADCAST} ${WM_SETTINGCHANGE} 0 "STR:Environment" /TIMEOUT=5000
   ${EndIf}
 FunctionEnd
-; Of the text at $4. $R1: the folder behind a semicolon; $R3: without. Uses $1, $3, $5 and $6.
+; Of the text at $4. $R1: the folder behind a semicolon; $R3: without. $R2, then: done or nothing. Uses $1, $3, $5 and $6.
 Function ${UN}EditPath
   StrCpy $R2 nothing
   StrLen $3 $R3
-  System::Call 'shlwapi::StrCmpNIW(p r4, w R3, i r3) i .r5'
-  IntOp $3 $3 * 2
-  IntOp $6 $4 + $3
-  System::Call '*$6(&i2 .r1)'
-  ${If} $5 == 0
-    ${If} $1 == 0
-    ${OrIf} $1 == 59  ; a semicolon: it stands first, where we never put it
-      Return
+  ${If} $R0 == Add
+    System::Call 'shlwapi::StrCmpNIW(p r4, w R3, i r3) i .r5'
+    IntOp $6 $3 * 2
+    IntOp $6 $6 + $4
+    ${If} $5 == 0
+      System::Call '*$6(&i2 .r1)'
+      ${If} $1 == 0
+      ${OrIf} $1 == 59  ; a semicolon: it stands first
+        Return
+      ${EndIf}
     ${EndIf}
   ${EndIf}
-  IntOp $3 $3 + 2
+  IntOp $3 $3 + 1
+  IntOp $3 $3 * 2
   StrCpy $5 $4
   ${Do}
     System::Call 'shlwapi::StrStrIW(p r5, w R1) p .r5'
@@ -218,6 +275,10 @@ Function ${UN}EditPath
     ${If} $1 == 0
     ${OrIf} $1 == 59
       ${If} $R0 == Remove
+        ReadRegStr $1 HKLM "${ARP}" InPath
+        ${If} $1 == $R3
+          IntOp $5 $5 + 2  ; the semicolon was there before
+        ${EndIf}
         System::Call 'kernel32::lstrlenW(p r6) i .r1'
         IntOp $1 $1 + 1
         IntOp $1 $1 * 2
@@ -229,6 +290,17 @@ Function ${UN}EditPath
     IntOp $5 $5 + 2
   ${Loop}
   ${If} $R0 == Add
+    System::Call 'kernel32::lstrlenW(p r4) i .r5'
+    ${If} $5 > 0
+      IntOp $5 $5 - 1
+      IntOp $5 $5 * 2
+      IntOp $5 $5 + $4
+      System::Call '*$5(&i2 .r1)'
+      ${If} $1 == 59
+        StrCpy $R1 $R3
+      ${EndIf}
+    ${EndIf}
+    WriteRegStr HKLM "${ARP}" InPath $R1  ; before: what isn't there does no harm
     System::Call 'kernel32::lstrcatW(p r4, w R1)'
     StrCpy $R2 done
   ${EndIf}
@@ -237,38 +309,42 @@ FunctionEnd
 !insertmacro ChangePath ""
 !insertmacro ChangePath un.
 
-!macro TakeService UN FOLDER
-  !insertmacro Service ${FOLDER} --unregister
-  !insertmacro Take "${UN}" ${FOLDER} TKRuntimeLogger.exe
-!macroend
-
-; The first thing on the disk is what takes everything away again, so that an installation that breaks off can be taken
-; away, too.
+; The former version goes first, as only its uninstaller knows what it has put. Then the first thing on the disk is what takes everything
+; away again, so that an installation that breaks off can be taken away, too.
 Section "-Uninstaller"
-  ; Only what is there knows what it has put.
   ${If} $Previous != ""
-  ${AndIf} ${FileExists} "$Previous\uninstall.exe"
     ClearErrors
-    ExecWait '"$Previous\uninstall.exe" /S _?=$Previous' $R9
+    ExecWait '"$Previous\uninstall.exe" /S /INNER _?=$Previous' $R9
     ${If} ${Errors}
       StrCpy $R9 2
     ${EndIf}
     ${If} $R9 == ${RESTART_REQUIRED}
       SetRebootFlag true
-    ${ElseIf} $R9 != 0
-    ${AndIf} $Previous != $INSTDIR  ; else all is put over it
-      StrCpy $Failed "the removal of $Previous"
+      StrCpy $R9 0
     ${EndIf}
-    Delete "$Previous\uninstall.exe"
-    RMDir $Previous
+    ${If} $R9 == 0
+      Delete "$Previous\uninstall.exe"
+      RMDir $Previous
+    ${ElseIf} $Previous != $INSTDIR  ; in its own folder it is repaired
+      !insertmacro Fail "the removal of $Previous"
+      Call GiveUp
+    ${EndIf}
   ${EndIf}
   SetOutPath $INSTDIR
-  ; Whole, or not at all.
+  ClearErrors
   WriteUninstaller "$INSTDIR\uninstall.new"
-  Delete "$INSTDIR\uninstall.exe"
-  Rename "$INSTDIR\uninstall.new" "$INSTDIR\uninstall.exe"
+  ${IfNot} ${Errors}
+    Delete "$INSTDIR\uninstall.exe"
+    ClearErrors
+    Rename "$INSTDIR\uninstall.new" "$INSTDIR\uninstall.exe"
+  ${EndIf}
+  ${If} ${Errors}
+    Delete "$INSTDIR\uninstall.new"
+    !insertmacro Fail "$INSTDIR\uninstall.exe"
+    Call GiveUp
+  ${EndIf}
   WriteRegStr HKLM "${ARP}" DisplayName "${PRODUCT}"
-  WriteRegStr HKLM "${ARP}" DisplayVersion "${VERSION}"
+  WriteRegStr HKLM "${ARP}" DisplayVersion "0.0.0"  ; until all is there
   WriteRegStr HKLM "${ARP}" Publisher "Tavel"
   WriteRegStr HKLM "${ARP}" InstallLocation "$INSTDIR"
   WriteRegStr HKLM "${ARP}" DisplayIcon "$INSTDIR\uninstall.exe"
@@ -276,33 +352,34 @@ Section "-Uninstaller"
   WriteRegStr HKLM "${ARP}" QuietUninstallString '"$INSTDIR\uninstall.exe" /S'
   WriteRegDWORD HKLM "${ARP}" NoModify 1
   WriteRegDWORD HKLM "${ARP}" NoRepair 1
+  Call Remember
 SectionEnd
 
 Section "Filter, MIME dictionary, data services" SEC_FILTER
   SectionIn RO
-  ${If} ${RunningX64}
+  ${If} ${Has64}
     !insertmacro Put x64 TvFileSourceAsync.dll
     !insertmacro Put x64 TvMetadata.dll
     !insertmacro Put x64 TvDataServices.dll
-    !insertmacro Regsvr32 x64 TvFileSourceAsync.dll ""
-    !insertmacro Regsvr32 x64 TvDataServices.dll ""
+    !insertmacro Register x64 TvFileSourceAsync.dll
+    !insertmacro Register x64 TvDataServices.dll
   ${EndIf}
   !insertmacro Put x86 TvFileSourceAsync.dll
   !insertmacro Put x86 TvMetadata.dll
   !insertmacro Put x86 TvDataServices.dll
-  !insertmacro Regsvr32 x86 TvFileSourceAsync.dll ""
-  !insertmacro Regsvr32 x86 TvDataServices.dll ""
+  !insertmacro Register x86 TvFileSourceAsync.dll
+  !insertmacro Register x86 TvDataServices.dll
   SetOutPath "$INSTDIR\documents"
   ClearErrors
   File /r "${STAGE}/documents/*.*"
   ${If} ${Errors}
-    StrCpy $Failed "$INSTDIR\documents"
+    !insertmacro Fail "$INSTDIR\documents"
   ${EndIf}
 SectionEnd
 
 ; One program serves processes of both bitnesses.
 Section "Logging service" SEC_SERVICE
-  ${If} ${RunningX64}
+  ${If} ${Has64}
     !insertmacro Put x64 TKRuntimeLogger.exe
     !insertmacro Service x64 --register
   ${Else}
@@ -312,7 +389,7 @@ Section "Logging service" SEC_SERVICE
 SectionEnd
 
 Section "tvsource, a console host" SEC_HOST
-  ${If} ${RunningX64}
+  ${If} ${Has64}
     !insertmacro Put x64 tvsource.exe
   ${Else}
     !insertmacro Put x86 tvsource.exe
@@ -320,29 +397,26 @@ Section "tvsource, a console host" SEC_HOST
 SectionEnd
 
 Section /o "tvsource in the PATH" SEC_PATH
-  ; Done below.
+  ${If} ${SectionIsSelected} ${SEC_HOST}
+    StrCpy $R0 Add
+    StrCpy $R1 "$INSTDIR\x86"
+    ${If} ${Has64}
+      StrCpy $R1 "$INSTDIR\x64"
+    ${EndIf}
+    Call ChangePath
+  ${EndIf}
 SectionEnd
 
-; What was installed before and is left out now is taken away.
-Section "-LeftOut"
-  ${IfNot} ${SectionIsSelected} ${SEC_SERVICE}
-    !insertmacro TakeService "" x64
-    !insertmacro TakeService "" x86
+Section "-Result"
+  ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
+  WriteRegDWORD HKLM "${ARP}" EstimatedSize $0
+  ${If} $Failed != ""
+    Call GiveUp
   ${EndIf}
-  ${IfNot} ${SectionIsSelected} ${SEC_HOST}
-    !insertmacro Take "" x64 tvsource.exe
-    !insertmacro Take "" x86 tvsource.exe
-  ${EndIf}
-  ${If} ${SectionIsSelected} ${SEC_HOST}
-  ${AndIf} ${SectionIsSelected} ${SEC_PATH}
-    StrCpy $R0 Add
-    !insertmacro HostFolder
-    Call ChangePath
-    ${If} $R2 == done
-      WriteRegDWORD HKLM "${ARP}" InPath 1
-    ${EndIf}
-  ${Else}
-    !insertmacro TakeFromPath ""
+  WriteRegStr HKLM "${ARP}" DisplayVersion "${VERSION}"
+  ${If} ${RebootFlag}
+    SetErrorLevel ${RESTART_REQUIRED}
+    MessageBox MB_ICONINFORMATION|MB_OK "Programs are using the former version. It goes when the system is started again." /SD IDOK
   ${EndIf}
 SectionEnd
 
@@ -353,22 +427,17 @@ SectionEnd
   ${EndIf}
   WriteRegDWORD HKLM "${ARP}" ${VALUE} $0
 !macroend
+Function Remember
+  !insertmacro Remember ${SEC_SERVICE} HasService
+  !insertmacro Remember ${SEC_HOST} HasHost
+  !insertmacro Remember ${SEC_PATH} HasPath
+FunctionEnd
 
-Section "-Result"
-  ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
-  WriteRegDWORD HKLM "${ARP}" EstimatedSize $0
-  ${If} $Failed == ""
-    !insertmacro Remember ${SEC_SERVICE} HasService
-    !insertmacro Remember ${SEC_HOST} HasHost
-  ${EndIf}
-  ${If} $Failed != ""
-    SetErrorLevel 2
-    MessageBox MB_ICONSTOP|MB_OK "Could not be done: $Failed" /SD IDOK
-  ${ElseIf} ${RebootFlag}
-    SetErrorLevel ${RESTART_REQUIRED}
-    MessageBox MB_ICONINFORMATION|MB_OK "Programs are using the former version. It goes when the system is started again." /SD IDOK
-  ${EndIf}
-SectionEnd
+Function GiveUp
+  MessageBox MB_ICONSTOP|MB_OK "Could not be done: $Failed" /SD IDOK
+  SetErrorLevel 2
+  Abort "Could not be done: $Failed"
+FunctionEnd
 
 LangString ABOUT_FILTER ${LANG_ENGLISH} "The DirectShow source filter for 64-bit and 32-bit programs, the MIME dictionary and the data services."
 LangString ABOUT_SERVICE ${LANG_ENGLISH} "TKRuntimeLogger.exe: shows and keeps what the filter logs."
@@ -380,13 +449,6 @@ LangString ABOUT_HOST ${LANG_ENGLISH} "tvsource.exe: plays, describes and checks
 !insertmacro MUI_DESCRIPTION_TEXT ${SEC_HOST} $(ABOUT_HOST)
 !insertmacro MUI_DESCRIPTION_TEXT ${SEC_PATH} $(ABOUT_PATH)
 !insertmacro MUI_FUNCTION_DESCRIPTION_END
-
-!macro UseOwnView
-  SetShellVarContext all
-  ${If} ${RunningX64}
-    SetRegView 64
-  ${EndIf}
-!macroend
 
 ; As it was chosen before, or as an option says: /NAME with it, /NONAME without. $0: the command line.
 !macro Choose NAME SECTION VALUE
@@ -411,20 +473,36 @@ LangString ABOUT_HOST ${LANG_ENGLISH} "tvsource.exe: plays, describes and checks
   ${EndIf}
 !macroend
 
-Function .onInit
-  System::Call 'kernel32::CreateMutexW(p 0, i 0, w "Global\TavelFileSource setup") p .r0 ? e'
+; Both, the installer and the uninstaller, change what is one for the whole machine.
+!macro BeAlone
+  UserInfo::GetAccountType
   Pop $0
-  ${If} $0 == 183  ; ERROR_ALREADY_EXISTS; the mutex goes with this process
+  ${If} $0 != Admin
+    MessageBox MB_ICONSTOP|MB_OK "Only administrators can do this." /SD IDOK
+    SetErrorLevel ${NOT_ADMINISTRATOR}
+    Quit
+  ${EndIf}
+  System::Call 'kernel32::CreateMutexW(p 0, i 0, w "Global\TavelFileSource setup") p .r1 ? e'
+  Pop $0
+  ${If} $1 == 0  ; another user's
+  ${OrIf} $0 == 183  ; ERROR_ALREADY_EXISTS; the mutex goes with its process
     MessageBox MB_ICONSTOP|MB_OK "Another installation of ${PRODUCT} is running." /SD IDOK
     SetErrorLevel ${ALREADY_RUNNING}
     Quit
   ${EndIf}
+!macroend
+
+Function .onInit
+  !insertmacro BeAlone
   !insertmacro UseOwnView
   ReadRegStr $Previous HKLM "${ARP}" InstallLocation
+  ${IfNot} ${FileExists} "$Previous\uninstall.exe"
+    StrCpy $Previous ""
+  ${EndIf}
   ${If} $INSTDIR == ""  ; no /D=
     ${If} $Previous != ""
       StrCpy $INSTDIR $Previous
-    ${ElseIf} ${RunningX64}
+    ${ElseIf} ${Has64}
       StrCpy $INSTDIR "$PROGRAMFILES64\${PRODUCT}"
     ${Else}
       StrCpy $INSTDIR "$PROGRAMFILES32\${PRODUCT}"
@@ -433,7 +511,7 @@ Function .onInit
   ${GetParameters} $0
   !insertmacro Choose SERVICE ${SEC_SERVICE} HasService
   !insertmacro Choose HOST ${SEC_HOST} HasHost
-  !insertmacro Choose PATH ${SEC_PATH} InPath
+  !insertmacro Choose PATH ${SEC_PATH} HasPath
   ReadRegStr $1 HKLM "${ARP}" DisplayVersion
   ${If} $1 != ""
     ${VersionCompare} $1 "${VERSION}" $2
@@ -449,39 +527,60 @@ Function .onInit
 FunctionEnd
 
 Function un.onInit
+  ${GetParameters} $0
+  ClearErrors
+  ${GetOptions} $0 "/INNER" $1  ; the installer is the one that is alone
+  ${If} ${Errors}
+    !insertmacro BeAlone
+  ${EndIf}
   !insertmacro UseOwnView
 FunctionEnd
 
-Section "Uninstall"
-  ; regsvr32 loads nothing from the current folder then, and nobody stands in the folders that go.
-  SetOutPath $SYSDIR
-  !macro TakeFolder FOLDER
-    !insertmacro Regsvr32 ${FOLDER} TvDataServices.dll /u
-    !insertmacro Regsvr32 ${FOLDER} TvFileSourceAsync.dll /u
-    !insertmacro TakeService un. ${FOLDER}
-    !insertmacro Take un. ${FOLDER} tvsource.exe
-    !insertmacro Take un. ${FOLDER} TvDataServices.dll
-    !insertmacro Take un. ${FOLDER} TvMetadata.dll
-    !insertmacro Take un. ${FOLDER} TvFileSourceAsync.dll
-    Delete /REBOOTOK "$INSTDIR\${FOLDER}\*.replaced-*"
+!macro TakeFolder FOLDER
+  !insertmacro Unregister ${FOLDER} TvDataServices.dll {8DEF38CF-43CC-44C3-A8D8-A69395CE9022}
+  !insertmacro Unregister ${FOLDER} TvFileSourceAsync.dll {065C46E9-C13D-4245-9675-0C0B7BDFC2F3}
+  ${If} ${FileExists} "$INSTDIR\${FOLDER}\TKRuntimeLogger.exe"
+    !insertmacro Service ${FOLDER} --unregister
+  ${EndIf}
+  SetOutPath $SYSDIR  ; nobody stands in the folder that goes
+  ; A service that couldn't be unregistered can be so when an installation has repaired it.
+  ${If} $Failed == ""
+    !insertmacro Take ${FOLDER} TKRuntimeLogger.exe
+    !insertmacro Take ${FOLDER} tvsource.exe
+    !insertmacro Take ${FOLDER} TvDataServices.dll
+    !insertmacro Take ${FOLDER} TvMetadata.dll
+    !insertmacro Take ${FOLDER} TvFileSourceAsync.dll
     RMDir "$INSTDIR\${FOLDER}"
-  !macroend
-  !insertmacro TakeFromPath un.
+  ${EndIf}
+!macroend
+
+Section "Uninstall"
+  ReadRegStr $R1 HKLM "${ARP}" InPath
+  ${If} $R1 != ""
+    StrCpy $0 $R1 1
+    ${If} $0 == ";"
+      StrCpy $R1 $R1 "" 1
+    ${EndIf}
+    StrCpy $R0 Remove
+    Call un.ChangePath
+  ${EndIf}
   !insertmacro TakeFolder x64
   !insertmacro TakeFolder x86
-  !include "${STAGE}/documents.nsh"
-  RMDir "$INSTDIR\documents"
-  Delete "$INSTDIR\uninstall.new"
-  Delete "$INSTDIR\uninstall.exe"
-  RMDir $INSTDIR
   ${If} $Failed == ""
+    !include "${STAGE}/documents.nsh"
+    RMDir "$INSTDIR\documents"
+    Delete "$INSTDIR\uninstall.new"
+    Delete "$INSTDIR\uninstall.exe"
+    RMDir $INSTDIR
     DeleteRegKey HKLM "${ARP}"
     ${If} ${RebootFlag}
       ; What is in use goes first, then its folders, unless somebody has put something there.
       RMDir /REBOOTOK "$INSTDIR\x64"
       RMDir /REBOOTOK "$INSTDIR\x86"
+      RMDir /REBOOTOK "$INSTDIR\documents"
       RMDir /REBOOTOK $INSTDIR
       SetErrorLevel ${RESTART_REQUIRED}
+      MessageBox MB_ICONINFORMATION|MB_OK "Programs are using some of the files. These go when the system is started again." /SD IDOK
     ${EndIf}
   ${Else}
     SetErrorLevel 2

@@ -4,26 +4,30 @@
 # and GStreamer on the same server (bench/linkserver.py). Prints tables and which goals were reached. Takes about three
 # minutes, and 256 MiB of the temporary folder while it runs.
 #
-#   tools/bench.sh          all
-#   tools/bench.sh --link   the second half alone
+#   tools/bench.sh [PRESET]          all, of a preset for x64: win64, or release-win64 (tools/setup.sh --package), which is what is released
+#   tools/bench.sh --link [PRESET]   the second half alone
 #
 # Fails when a goal was missed. Figures mean most on a machine that does nothing else.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/setup.sh --bench
 
-echo '== Building'
+link=
+[ "${1:-}" != --link ] || { link=yes; shift; }
+preset=${1:-win64}
+
+echo "== Building $preset"
 mkdir -p build
-cmake --preset win64 >build/win64.configure.log || {
-  cat build/win64.configure.log
+cmake --preset "$preset" >"build/$preset.configure.log" || {
+  cat "build/$preset.configure.log"
   exit 1
 }
-NINJA_STATUS='' cmake --build --preset win64 --target tvbench -- --quiet
+NINJA_STATUS='' cmake --build --preset "$preset" --target tvbench -- --quiet
 # A platform that stops answering must not keep a machine busy for good.
-bench=(timeout 300 build/win64/wine.sh build/win64/bin/tvbench.exe)
+bench=(timeout 300 "build/$preset/wine.sh" "build/$preset/bin/tvbench.exe")
 
 result=0
-[ "${1:-}" = --link ] || "${bench[@]}" || result=$?
+[ -n "$link" ] || "${bench[@]}" || result=$?
 
 # Longer than those of tests/media: a parser that reads all of a source tells nothing.
 media=build/bench-media

@@ -47,5 +47,7 @@ while IFS='|' read -r package name licence place; do
   else
     cat "$text"
   fi | sed -E 's/^ \.$//; s/^ //'
+  # Debian's files name this one, which only a Debian has.
+  [[ $licence != GPL-3* ]] || { echo; cat /usr/share/common-licenses/GPL-3; }
   printf '\n\n'
 done <cmake/third-party.txt

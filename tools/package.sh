@@ -32,7 +32,7 @@ SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C
 umask 022
 # What compilers would take from whoever runs this.
-unset LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH CFLAGS CXXFLAGS LDFLAGS RCFLAGS
+unset LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH CFLAGS CXXFLAGS LDFLAGS RCFLAGS ZIP ZIPOPT NSISDIR NSISCONFDIR
 
 out=$PWD/build/package
 stage=$out/stage
@@ -51,7 +51,7 @@ for arch in x64 x86; do
   echo "== Building $preset"
   # Nothing that somebody has set in this tree before counts.
   cmake --fresh --preset "$preset" >"build/$preset.configure.log" || { cat "build/$preset.configure.log"; exit 1; }
-  NINJA_STATUS='' cmake --build --preset "$preset" --target shipped sdk_headers sdk_TKRuntimeLogger_tlb -- --quiet
+  NINJA_STATUS='' cmake --build --preset "$preset" --target shipped sdk_headers sdk_{TvFileSourceAsync,TKRuntimeLogger,TKDataServices}_tlb -- --quiet
   put $arch binaries "$stage/$arch"
   put $arch symbols "$stage/symbols/$arch"
   for binary in "$stage/$arch"/*.dll "$stage/$arch"/*.exe; do
@@ -78,7 +78,8 @@ echo '== Checking'
 # Paths of this machine.
 for place in "$PWD" "${HOME:-}"; do
   [ "${place%/}" ] || continue
-  if grep -rlaF "$place" "$stage"; then
+  wide=$(printf %s "$place" | sed 's/[^A-Za-z0-9]/\\&/g; s/\\\{0,1\}./&\\x00/g')
+  if grep -rlaF "$place" "$stage" || grep -rlaP "$wide" "$stage"; then
     echo "package: these have $place in them" >&2
     exit 1
   fi
@@ -107,8 +108,8 @@ take() {  # take COMMAND TYPE: for each document of that type, the innermost fir
 }
 make_installer() {  # make_installer VERSION FILE
   # It takes away exactly the documents that it has put.
-  { take Delete f; take RMDir d; } >"$stage/documents.nsh"
-  makensis -V2 -NOCD "-DVERSION=$1" "-DSTAGE=$stage" "-DOUTPUT=$2" "${options[@]}" installer/TavelFileSource.nsi
+  { take 'Delete /REBOOTOK' f; take RMDir d; } >"$stage/documents.nsh"
+  makensis -NOCONFIG -V2 -NOCD "-DVERSION=$1" "-DSTAGE=$stage" "-DOUTPUT=$2" "${options[@]}" installer/TavelFileSource.nsi
 }
 make_installer "$version" "$out/$name-setup.exe"
 tools/sign.sh "$out/$name-setup.exe"
@@ -136,7 +137,11 @@ if [ -n "$tests" ]; then
     ctest --preset "$preset" --no-tests=error -L package_tests
     kill $! || true
     # What is packed is what was tested.
-    [ -n "${TV_SIGN:-}" ] || unzip -p "$out/$name-$arch.zip" '*.dll' '*.exe' | cmp - <(unzip -Z1 "$out/$name-$arch.zip" '*.dll' '*.exe' | sed "s|.*/|build/$preset/bin/|" | xargs cat)
+    unzip -qj "$out/$name-$arch.zip" '*.dll' '*.exe' -d "$work/$arch"
+    unzip -qj "$out/$name-symbols.zip" "$arch/*" -d "$work/$arch"
+    for file in "$work/$arch"/*; do
+      [[ -n ${TV_SIGN:-} && $file != *.pdb ]] || cmp "$file" "build/$preset/bin/$(basename "$file")"
+    done
   done
   bash tests/package/spdx_test.sh "$version" "$out/$name.spdx"
   bash tests/package/winget_test.sh "$version" "$out/$name-setup.exe" "$out/winget"
@@ -149,7 +154,9 @@ if [ -n "$compares" ]; then
   # What setup.sh would fetch again, and nothing of which is packed.
   mkdir "$elsewhere/build"
   [ ! -e build/wine32 ] || ln -s "$PWD/build/wine32" "$elsewhere/build/wine32"
-  (cd "$elsewhere" && tools/package.sh >log) || { cat "$elsewhere/log"; exit 1; }
+  # By somebody else, with other habits.
+  (cd "$elsewhere" && umask 077 && env -i "PATH=$PATH" "HOME=$elsewhere" TZ=Asia/Tokyo LANG=C.UTF-8 "SOURCE_DATE_EPOCH=$SOURCE_DATE_EPOCH" tools/package.sh >log) ||
+    { cat "$elsewhere/log"; exit 1; }
   diff "$out/SHA256SUMS" "$elsewhere/build/package/SHA256SUMS" && diff -r "$out/winget" "$elsewhere/build/package/winget" || { echo 'package: two packagings differ' >&2; exit 1; }
   echo 'Two packagings are the same, byte for byte.'
 fi

@@ -9,18 +9,21 @@ set -euo pipefail
 wine=$1 setup=$2 former=$3 media=$4
 shift 4
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+version=$(sed -E 's/.*-([0-9.]+)-setup\.exe$/\1/' <<<"$setup")
 "$wine" --new-prefix cmd.exe /c exit
 prefix=$(sed -nE "s/^export WINEPREFIX='([^']*)'.*/\1/p" "$wine")
 server=$(dirname "$(sed -nE "s/^wine='([^']*)'.*/\1/p" "$wine")")/wineserver
 folder="$prefix/drive_c/Program Files/Tavel File Source"
+trap 'WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; rm -rf "$work"' EXIT
 failed=0
 fail() { echo "FAILED: $*" >&2; failed=1; }
 
-settle() { WINEPREFIX=$prefix timeout 120 "$server" -w || true; }
+settle() { local code=0; WINEPREFIX=$prefix timeout 120 "$server" -w || code=$?; [ $code -ne 124 ] || fail 'programs do not end'; }
 # The keys' times of change don't count, nor what the platform writes when it starts, shows a console or lists its devices, nor
 # the uninstaller's copy that ends it: the system takes that away at its next start.
 noise='"DriverDateData"=|\\Fonts\] "OEMFONT|^user \[(Console|Software\\\\(Wine\\\\Fonts|Microsoft\\\\ActiveMovie\\\\devenum.*))\]|~nsu'
+# What was started beside ends, or is ended.
+finish() { settle; WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; wait || true; }
 snapshot() {
   settle
   for hive in system user userdef; do
@@ -31,7 +34,7 @@ snapshot() {
   (cd "$prefix/drive_c" && find . -type d -printf '%p/\n' -o -type f -exec sha256sum {} +) | LC_ALL=C sort >>"$1"
   sed -i -E "\\@$noise@d" "$1"
 }
-run() { local code=0; "$wine" "$@" </dev/null >"$work/out" 2>&1 || code=$?; echo "$code"; }
+run() { local code=0; timeout 300 "$wine" "$@" </dev/null >"$work/out" 2>&1 || code=$?; echo "$code"; }
 # Exit codes of Windows have 32 bits, those of this system 8.
 expect() { local got; got=$(run "${@:2}"); [ "$got" -eq $(($1 % 256)) ] || { fail "exit code $got, not $(($1 % 256)): ${*:2}"; cat "$work/out" >&2; }; }
 uninstall() { expect 0 "$folder/uninstall.exe" /S; settle; }
@@ -40,15 +43,16 @@ same() { diff "$work/before" "$work/after" >"$work/diff" || { fail "$1 leaves:";
 # Each bitness in its own view of the registry.
 registered() {
   for library in TvFileSourceAsync TvDataServices; do
-    grep -q "Wow6432Node.*x86.*$library.dll" "$1" || fail "$library is not registered for x86"
-    grep "x64.*$library.dll" "$1" | grep -qv Wow6432Node || fail "$library is not registered for x64"
+    grep '^system .*InprocServer32' "$1" >"$work/classes"
+    grep -q "Wow6432Node.*x86.*$library.dll" "$work/classes" || fail "$library is not registered for x86"
+    [ -n "$(grep -v Wow6432Node "$work/classes" | grep "x64.*$library.dll")" ] || fail "$library is not registered for x64"
   done
 }
 
 # A search path longer than the installer's own variables.
-key='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
+environment='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
 long=$(printf 'C:\\tools%03d;' {1..300})
-expect 0 reg.exe add "$key" /v Path /t REG_EXPAND_SZ /d "%SystemRoot%\\system32;%SystemRoot%;${long}C:\\last" /f
+expect 0 reg.exe add "$environment" /v Path /t REG_EXPAND_SZ /d "%SystemRoot%\\system32;%SystemRoot%;${long}C:\\last" /f
 
 # What the platform makes of itself at the first use counts as there before.
 expect 0 regsvr32.exe /s quartz.dll
@@ -58,6 +62,10 @@ expect 0 "$setup" /S
 expect 0 "$folder/x64/tvsource.exe" play --null "$media"
 snapshot "$work/installed"
 registered "$work/installed"
+for value in "DisplayVersion\"=\"$version\"" 'DisplayName"="Tavel File Source"' 'Publisher"="Tavel"' 'QuietUninstallString"=' 'EstimatedSize"=dword:0000[^0]'; do
+  grep -q "^system .*Uninstall.*TavelFileSource.*$value" "$work/installed" || fail "the entry among the installed programs lacks $value"
+done
+grep -aq 'level="requireAdministrator"' "$setup" || fail 'the installer asks for no rights'
 uninstall
 snapshot "$work/after"
 same 'an installation'
@@ -77,6 +85,16 @@ snapshot "$work/after"
 diff "$work/installed" "$work/after" >"$work/diff" || { fail 'other components leave:'; head -n 20 "$work/diff" >&2; }
 expect 0 "$setup" /S /PATH
 echo mine >"$folder/x64/mine.txt"
+# Two at once: one that asks somebody, and another one, which leaves.
+"$wine" "$setup" </dev/null >/dev/null 2>&1 &
+for _ in {1..20}; do
+  code=$(run "$setup" /S)
+  [ "$code" -eq 0 ] || break
+done
+[ "$code" -eq $((1618 % 256)) ] || fail "the second of two installers ends with $code"
+expect 1618 "$folder/uninstall.exe" /S '_?=C:\Nowhere'
+expect 0 taskkill.exe /f /im "$(basename "$setup")"
+finish
 uninstall
 [ "$(cat "$folder/x64/mine.txt" 2>/dev/null)" = mine ] || fail "the user's file is gone"
 rm -rf "$folder"
@@ -85,7 +103,7 @@ same 'a second installation'
 
 # Broken off as soon as anything can be taken away again, and a little later.
 for after in uninstall.exe x86/TvFileSourceAsync.dll; do
-  "$wine" "$setup" /S </dev/null &
+  "$wine" "$setup" /S /PATH </dev/null &
   for _ in {1..600}; do
     [ ! -e "$folder/$after" ] || break
     sleep 0.1
@@ -100,6 +118,23 @@ for after in uninstall.exe x86/TvFileSourceAsync.dll; do
   snapshot "$work/after"
   same "an installation that broke off after $after"
 done
+
+# A damaged library, and a class that somebody else has taken over.
+expect 0 "$setup" /S '/D=C:\Damaged'
+: >"$prefix/drive_c/Damaged/x86/TvDataServices.dll"
+layer='HKLM\Software\Classes\CLSID\{8DEF38CF-43CC-44C3-A8D8-A69395CE9022}'
+expect 0 reg.exe add "$layer\\InprocServer32" /ve /d 'C:\mine\layer.dll' /f
+expect 0 "$prefix/drive_c/Damaged/uninstall.exe" /S '_?=C:\Damaged'
+expect 0 reg.exe query "$layer\\InprocServer32"
+grep -q layer.dll "$work/out" || fail "somebody else's class is gone"
+expect 0 reg.exe delete "$layer" /f
+rm -rf "$prefix/drive_c/Damaged"  # the uninstaller, which can't take away itself
+snapshot "$work/after"
+same 'a damaged installation'
+
+# A search path that ends with a semicolon.
+expect 0 reg.exe add "$environment" /v Path /t REG_SZ /d 'C:\windows;C:\windows\system32;' /f
+snapshot "$work/before"
 
 # Over an older version in a folder of its own, which stays, and then into another one. Never over a newer one, unless told to.
 expect 0 "$former" /S /PATH '/D=C:\Other'
@@ -121,13 +156,14 @@ expect 0 "$prefix/drive_c/Third/uninstall.exe" /S
 snapshot "$work/after"
 same 'an upgrade of a version in another folder'
 
-# Over files that are in use: by a host that nobody reads from, and by the service.
-expect 0 "$setup" /S
+# Over files that are in use, and away with them: by a host that nobody reads from, and by the service.
+expect 0 "$setup" /S '/D=C:\Used'
+folder=$prefix/drive_c/Used
 head -c 8000000 /dev/zero >"$work/large.avi"
 mkfifo "$work/pipe"
 "$wine" "$folder/x64/tvsource.exe" cat "$work/large.avi" >"$work/pipe" 2>/dev/null &
 exec 3<"$work/pipe"
-head -c 1000 <&3 >"$work/begun"
+timeout 60 head -c 1000 <&3 >"$work/begun" || fail 'the host reads nothing'
 "$wine" "$folder/x64/TKRuntimeLogger.exe" </dev/null >"$work/log" 2>&1 &
 for _ in {1..300}; do
   [ ! -s "$work/log" ] || break
@@ -138,16 +174,13 @@ for file in TKRuntimeLogger.exe tvsource.exe TvFileSourceAsync.dll; do
   [ -e "$folder/x64/$file.replaced-1" ] || fail "$file is in use and was not put aside"
 done
 expect 0 "$folder/x64/tvsource.exe" play --null "$media"
-exec 3<&-
 expect 0 "$folder/x64/TKRuntimeLogger.exe" --stop
-settle
-WINEPREFIX=$prefix "$server" -k 2>/dev/null || true  # what has not ended by itself
-wait || true
+expect 3010 "$folder/uninstall.exe" /S '_?=C:\Used'
+exec 3<&-
+finish
 expect 0 wineboot.exe -r
-settle
-! ls "$folder"/*/*.replaced-* 2>/dev/null || fail 'what was put aside is still there after a restart'
-
-uninstall
+rm -f "$folder/uninstall.exe"
+rmdir "$folder" || fail 'what was put aside is still there after a restart'
 snapshot "$work/after"
 same 'an upgrade over files in use'
 

@@ -9,13 +9,14 @@
 set -euo pipefail
 build=$1 version=$2 processor=$3 wine=$4 filter=$5 wave=$6
 toolchains=$(cd "$(dirname "$0")/../../cmake" && pwd)
-work=$(mktemp -d)
+work="$(mktemp -d)/with a blank"
+mkdir "$work"
 layer='HKLM\Software\Classes\CLSID\{8DEF38CF-43CC-44C3-A8D8-A69395CE9022}'
 view=/reg:64
 [ "$processor" = x86_64 ] || view=/reg:32
 clean_up() {
   "$wine" reg delete "$layer" /f $view >/dev/null 2>&1 || true
-  rm -rf "$work"
+  rm -rf "$(dirname "$work")"
 }
 trap clean_up EXIT
 failed=0
@@ -27,6 +28,13 @@ expect() {
 }
 
 cmake --install "$build" --prefix "$work/sdk" --component sdk >/dev/null
+for idl in "$work"/sdk/idl/*.idl; do
+  name=$(basename "$idl" .idl)
+  for file in "include/$name.h" "typelib/${name}32.tlb" "typelib/${name}64.tlb"; do
+    [ -s "$work/sdk/$file" ] || { echo "$file is missing" >&2; failed=1; }
+  done
+done
+! grep -nF '](../sdk/' "$work"/sdk/docs/*.md || { echo 'these lead to nothing in the SDK' >&2; failed=1; }
 
 # Its own version is found, a later one is not.
 for asked in "$version EXACT" 99.0; do

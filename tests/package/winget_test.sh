@@ -61,7 +61,7 @@ has $file InstallerUrl 2 "https?://.+/$(basename "$setup")"
 has $file InstallerSha256 2 "$(sha256sum <"$setup" | cut -c1-64 | tr a-f A-F)"
 has $file ReleaseDate 1 '20[0-9]{2}-[01][0-9]-[0-3][0-9]'
 # Each exit code that the installer has of its own is told what it means.
-for code in 1 $(sed -nE 's/^!define (RESTART_REQUIRED|NEWER_IS_THERE|ALREADY_RUNNING) //p' "$root/installer/TavelFileSource.nsi"); do
+for code in 1 $(sed -nE 's/^!define (RESTART_REQUIRED|NEWER_IS_THERE|ALREADY_RUNNING|NOT_ADMINISTRATOR) //p' "$root/installer/TavelFileSource.nsi"); do
   values $file InstallerReturnCode | grep -qx "$code" || fail "the exit code $code is not in $file"
 done
 
