@@ -65,6 +65,9 @@ for code in 1 $(sed -nE 's/^!define (RESTART_REQUIRED|NEWER_IS_THERE|ALREADY_RUN
   values $file InstallerReturnCode | grep -qx "$code" || fail "the exit code $code is not in $file"
 done
 
+responses='installInProgress|cancelledByUser|downgrade|rebootRequiredToFinish|custom'
+has $file ReturnResponse "$(values $file InstallerReturnCode | wc -l)" "$responses"
+
 # The entry among the installed programs is found by these.
 installer() { sed -nE "s/^!define $1 \"(.*)\"\$/\\1/p" "$root/installer/TavelFileSource.nsi"; }
 entry=$(installer ARP)
