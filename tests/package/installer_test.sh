@@ -24,6 +24,8 @@ settle() { local code=0; WINEPREFIX=$prefix timeout 120 "$server" -w || code=$?;
 noise='"DriverDateData"=|\\Fonts\] "OEMFONT|^user \[(Console|Software\\\\(Wine\\\\Fonts|Microsoft\\\\ActiveMovie\\\\devenum.*))\]|~nsu'
 # What was started beside ends, or is ended.
 finish() { settle; WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; wait || true; }
+# What an installer that was ended left in its temporary folder is the system's to clear.
+clear_temporary() { rm -rf "$prefix"/drive_c/users/*/Temp/ns*.tmp "$prefix"/drive_c/users/*/AppData/Local/Temp/ns*; }
 snapshot() {
   settle
   for hive in system user userdef; do
@@ -95,6 +97,7 @@ done
 expect 1618 "$folder/uninstall.exe" /S '_?=C:\Nowhere'
 expect 0 taskkill.exe /f /im "$(basename "$setup")"
 finish
+clear_temporary
 uninstall
 [ "$(cat "$folder/x64/mine.txt" 2>/dev/null)" = mine ] || fail "the user's file is gone"
 rm -rf "$folder"
@@ -113,8 +116,7 @@ for after in uninstall.exe x86/TvFileSourceAsync.dll; do
   settle
   [ -e "$folder/$after" ] || fail "$after never came"
   uninstall
-  # What an installer that was ended left in its temporary folder is the system's to clear.
-  rm -rf "$prefix"/drive_c/users/*/Temp/ns*.tmp "$prefix"/drive_c/users/*/AppData/Local/Temp/ns*
+  clear_temporary
   snapshot "$work/after"
   same "an installation that broke off after $after"
 done
