@@ -141,6 +141,8 @@ snapshot "$work/before"
 # Over an older version in a folder of its own, which stays, and then into another one. Never over a newer one, unless told to.
 expect 0 "$former" /S /PATH '/D=C:\Other'
 [ -e "$prefix/drive_c/Other/documents/docs/former.md" ] || fail 'the former version lacks its document'
+expect 0 reg.exe query "$environment" /v Path
+grep -qF 'C:\windows\system32;C:\Other\x64' "$work/out" || { fail 'the search path has an empty folder, or not ours:'; cat "$work/out" >&2; }
 expect 0 "$setup" /S
 [ ! -e "$prefix/drive_c/Other/documents/docs/former.md" ] || fail 'what only the former version has stays'
 expect 1638 "$former" /S
