@@ -13,11 +13,19 @@ for binary in "$@"; do
   [ -n "$has" ] && [ "$has" = "$is" ] || fail "$binary has the identifier $has, its symbols have $is"
   llvm-readobj --coff-debug-directory "$binary" | grep -q "PDBFileName: $(basename "$symbols")\$" ||
     fail "$binary names its symbols with a folder"
-  # An entry point of ours and where it is, as section and offset in decimal; the linker's map isn't asked.
-  read -r name section offset < <(llvm-pdbutil dump --symbols "$symbols" | grep -A1 -E 'S_GPROC32.*`(wmain|DllGetClassObject|GetMimeTypeDictionary)`' |
-    head -n 2 | paste -sd ' ' | sed -E 's/.*`([A-Za-z]+)`.*addr = ([0-9]+):([0-9]+),.*/\1 \2 \3/') || { fail "$symbols knows no entry point"; continue; }
-  start=$(llvm-readobj --sections "$binary" | sed -nE 's/^ *VirtualAddress: (0x[0-9A-F]+).*/\1/p' | sed -n "$((10#$section))p")
-  found=$(llvm-symbolizer --relative-address -e "$binary" "$(printf '0x%x' $((start + 10#$offset)))" | tr '\n' ' ')
-  [[ $found =~ ^$name\ [a-z]+.[A-Za-z]+\.cpp:[1-9][0-9]*: ]] || fail "$binary: $name is shown as $found"
+  # Functions of ours and where they are: what a library exports, as its header says; of a program only the symbols know where it
+  # begins, as section and offset in decimal.
+  functions=$(llvm-readobj --coff-exports "$binary" | sed -nE 's/^ *(Name|RVA): ?//p' | paste -d ' ' - - | grep -v '^ ' || true)
+  if [[ $binary = *.exe ]]; then
+    read -r section offset < <(llvm-pdbutil dump --symbols "$symbols" | sed -nE '/S_GPROC32.*`wmain`/ { n; s/.*addr = ([0-9]+):([0-9]+),.*/\1 \2/p }') ||
+      { fail "$symbols doesn't know where the program begins"; continue; }
+    start=$(llvm-readobj --sections "$binary" | sed -nE 's/^ *VirtualAddress: (0x[0-9A-F]+).*/\1/p' | sed -n "$((10#$section))p")
+    functions="wmain $(printf '0x%x' $((start + 10#$offset)))"
+  fi
+  [ -n "$functions" ] || fail "$binary exports nothing"
+  while read -r name address; do
+    found=$(llvm-symbolizer --relative-address -e "$binary" "$address" | tr '\n' ' ')
+    [[ $found =~ ^$name\ [a-z]+.[A-Za-z]+\.cpp:[1-9][0-9]*: ]] || fail "$binary: $name is shown as $found"
+  done <<<"$functions"
 done
 exit $failed
