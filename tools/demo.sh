@@ -18,9 +18,10 @@ cd "$(dirname "$0")/.."
 [ ${#files[@]} -gt 0 ] || files=("$PWD"/tests/media/*)
 
 tools/setup.sh
+. tools/serve.sh
 temporary=$(mktemp -d)
-server=
-trap '[ -z "$server" ] || kill "$server" 2>/dev/null || true; rm -rf "$temporary"' EXIT
+web_server=
+trap '[ -z "$web_server" ] || kill "$web_server" 2>/dev/null || true; rm -rf "$temporary"' EXIT
 log=$temporary/log
 echo 'Building ...'
 { cmake --preset win64 && cmake --build --preset win64 --target TvFileSourceAsync TvMetadata TvDataServices tvsource; } >"$log" 2>&1 ||
@@ -43,29 +44,9 @@ for file in "${files[@]}"; do
   play "$file"
 done
 
-# serve FOLDER: starts a web server with this content on a free port and sets `server` and `port`. Fails
-# when there is none.
-serve() {
-  local attempt look
-  for attempt in {1..10}; do
-    port=$((20000 + RANDOM % 20000))
-    busybox httpd -f -p "127.0.0.1:$port" -h "$1" 2>/dev/null &
-    server=$!
-    # It ends at once when another program has the port.
-    for look in {1..50}; do
-      sleep 0.1
-      kill -0 "$server" 2>/dev/null || break
-      if (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; then return 0; fi
-    done
-    kill "$server" 2>/dev/null || true
-    server=
-  done
-  echo 'demo: the web server does not start' >&2
-  return 1
-}
 mkdir "$temporary/www"
 ln -s "${files[0]}" "$temporary/www/media"
-serve "$temporary/www"
+serve "$temporary/www" || { echo 'demo: the web server does not start' >&2; exit 1; }
 printf '\n== %s over http\n' "${files[0]#"$PWD"/}"
 play "http://127.0.0.1:$port/media"
 

@@ -6,6 +6,7 @@
 #       SETUP: the installer; FORMER: that of version 0.0.1, with a document docs/former.md more; MEDIA: a file to play
 #       ARCHIVE: a bitness's files, for those without an installer
 set -euo pipefail
+. "$(dirname "$0")/../../tools/serve.sh"
 wine=$1 setup=$2 former=$3 media=$4
 shift 4
 work=$(mktemp -d)
@@ -14,7 +15,8 @@ version=$(sed -E 's/.*-([0-9.]+)-setup\.exe$/\1/' <<<"$setup")
 prefix=$(sed -nE "s/^export WINEPREFIX='([^']*)'.*/\1/p" "$wine")
 server=$(dirname "$(sed -nE "s/^wine='([^']*)'.*/\1/p" "$wine")")/wineserver
 folder="$prefix/drive_c/Program Files/Tavel File Source"
-trap 'WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; rm -rf "$work"' EXIT
+web_server=
+trap '[ -z "$web_server" ] || kill "$web_server" 2>/dev/null || true; WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; rm -rf "$work"' EXIT
 failed=0
 fail() { echo "FAILED: $*" >&2; failed=1; }
 
@@ -62,6 +64,12 @@ snapshot "$work/before"
 
 expect 0 "$setup" /S
 expect 0 "$folder/x64/tvsource.exe" play --null "$media"
+# By way of what the data services call late.
+mkdir "$work/www"
+cp "$media" "$work/www/media"
+serve "$work/www" || fail 'the web server does not start'
+expect 0 "$folder/x64/tvsource.exe" play --null "http://127.0.0.1:$port/media"
+kill "$web_server"
 snapshot "$work/installed"
 registered "$work/installed"
 for value in "DisplayVersion\"=\"$version\"" 'DisplayName"="Tavel File Source"' 'Publisher"="Tavel"' 'QuietUninstallString"=' 'EstimatedSize"=dword:0000[^0]'; do
