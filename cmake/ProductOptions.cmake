@@ -120,8 +120,8 @@ function(tv_compile_typelib target idl)
   foreach(bits 32 64)
     add_custom_command(
       OUTPUT ${out}/${stem}${bits}.tlb
-      COMMAND ${TV_WIDL} -t --win${bits} -o ${out}/${stem}${bits}.tlb ${TV_STDOLE_FOLDERS} -I ${TV_IDL_INCLUDE}
-        ${idl}
+      COMMAND ${TV_AT_ONE_TIME} ${TV_WIDL} -t --win${bits} -o ${out}/${stem}${bits}.tlb ${TV_STDOLE_FOLDERS}
+        -I ${TV_IDL_INCLUDE} ${idl}
       WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}
       DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${idl}
       COMMENT "widl -t ${idl}, ${bits} bit" VERBATIM)

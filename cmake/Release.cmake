@@ -12,6 +12,9 @@ if(TV_RELEASE)
   add_link_options(-Wl,--gc-sections -Wl,--no-insert-timestamp)
   # Beside each binary; named in it without a folder. The linker's working folder isn't in it either.
   add_link_options(-Wl,--pdb= -Wl,--Xlink=-pdbaltpath:%_PDB% -Wl,--Xlink=-pdbsourcepath:.)
+  # Runs what writes the time into its output, as widl does into type libraries.
+  find_program(TV_FAKETIME faketime REQUIRED)
+  set(TV_AT_ONE_TIME ${CMAKE_COMMAND} -E env TZ=UTC ${TV_FAKETIME} -f "2000-01-01 00:00:00")
 endif()
 
 # tv_finish_release(target): what the linker leaves in a binary of the symbols of the compiler's own libraries, which no

@@ -26,7 +26,7 @@ case "${1:-}" in
   --lint) packages+=(clang clang-format clang-tidy) ;;
   --coverage) packages+=(gcovr) ;;
   --fuzz) packages+=(clang libclang-rt-dev) ;;
-  --package) packages+=(clang lld llvm nsis openssl osslsigncode unzip zip) ;;
+  --package) packages+=(clang faketime lld llvm nsis openssl osslsigncode unzip zip) ;;
   --bench) packages+=(python3 curl ffmpeg gstreamer1.0-tools) ;;
 esac
 
