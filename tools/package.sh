@@ -32,7 +32,7 @@ SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C
 umask 022
 # What compilers would take from whoever runs this.
-unset LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH CFLAGS CXXFLAGS LDFLAGS RCFLAGS ZIP ZIPOPT NSISDIR NSISCONFDIR
+unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH CFLAGS CXXFLAGS LDFLAGS RCFLAGS ZIP ZIPOPT NSISDIR NSISCONFDIR
 
 out=$PWD/build/package
 stage=$out/stage
@@ -51,7 +51,8 @@ for arch in x64 x86; do
   echo "== Building $preset"
   # Nothing that somebody has set in this tree before counts.
   cmake --fresh --preset "$preset" >"build/$preset.configure.log" || { cat "build/$preset.configure.log"; exit 1; }
-  NINJA_STATUS='' cmake --build --preset "$preset" --target shipped sdk_headers sdk_{TvFileSourceAsync,TKRuntimeLogger,TKDataServices}_tlb -- --quiet
+  # Objects of another run may have its command line in their symbols.
+  NINJA_STATUS='' cmake --build --preset "$preset" --clean-first --target shipped sdk_headers sdk_{TvFileSourceAsync,TKRuntimeLogger,TKDataServices}_tlb -- --quiet
   put $arch binaries "$stage/$arch"
   put $arch symbols "$stage/symbols/$arch"
   for binary in "$stage/$arch"/*.dll "$stage/$arch"/*.exe; do
