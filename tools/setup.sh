@@ -23,10 +23,10 @@ packages=(
   busybox xvfb
 )
 case "${1:-}" in
-  --lint) packages+=(clang clang-format clang-tidy) ;;
+  --lint) packages+=(clang clang-format clang-tidy git) ;;
   --coverage) packages+=(gcovr) ;;
   --fuzz) packages+=(clang libclang-rt-dev) ;;
-  --package) packages+=(clang faketime lld llvm nsis openssl osslsigncode unzip zip) ;;
+  --package) packages+=(clang faketime git lld llvm nsis openssl osslsigncode unzip zip) ;;
   --bench) packages+=(python3 curl ffmpeg gstreamer1.0-tools) ;;
 esac
 

@@ -81,12 +81,14 @@ public:
         if (!buffer)
             return E_POINTER;
         std::unique_lock<std::mutex> lock(m_mutex);
-        const size_t end = m_position + std::min<size_t>(cb, m_bytes.size() - m_position);
+        // Another thread may seek while this one waits.
+        const size_t begin = m_position;
+        const size_t end = begin + std::min<size_t>(cb, m_bytes.size() - begin);
         const HRESULT waited = WaitUntilHere(lock, end, INFINITE);
         // What has come is given, also when the rest is given up.
-        const size_t count = std::min(end, std::max(m_here, m_position)) - m_position;
-        std::memcpy(buffer, m_bytes.data() + m_position, count);
-        m_position += count;
+        const size_t count = std::min(end, std::max(m_here, begin)) - begin;
+        std::memcpy(buffer, m_bytes.data() + begin, count);
+        m_position = begin + count;
         if (bytesRead)
             *bytesRead = static_cast<ULONG>(count);
         if (FAILED(waited))
@@ -289,12 +291,13 @@ HRESULT Play(CArrivingStream* stream, size_t size) {
     HRESULT result = S_OK;
     std::thread parser([&] { result = ReadAll(reader.Get(), total, &sum); });
     const bool isWaiting = stream->WaitUntilSomebodyWaits();
-    progress->AbortOperation();
+    hr = progress->AbortOperation();
     parser.join();
-    if (FAILED(result) || !isWaiting)
-        return FAILED(result) ? result : E_UNEXPECTED;
+    if (FAILED(hr) || FAILED(result) || !isWaiting)
+        return FAILED(hr) ? hr : FAILED(result) ? result : E_UNEXPECTED;
     TKDS_SOURCE_STATUS status{};
-    stream->GetStatus(&status);
+    if (FAILED(hr = stream->GetStatus(&status)))
+        return hr;
     std::printf("%s with %llu bytes here\n", result == S_FALSE ? "given up" : "read", status.held);
 
     // Reads stay given up until the filter leaves the stopped state.

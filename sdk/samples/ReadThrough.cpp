@@ -46,7 +46,8 @@ HRESULT ReadThrough(const wchar_t* name) {
     LONGLONG available = 0;
     if (FAILED(hr = reader->Length(&total, &available)))
         return hr;
-    if (hr == VFW_S_ESTIMATED)
+    const bool isLengthKnown = hr != VFW_S_ESTIMATED;
+    if (!isLengthKnown)
         std::printf("length unknown\n");
     else
         std::printf("length %lld\n", total);
@@ -61,8 +62,11 @@ HRESULT ReadThrough(const wchar_t* name) {
             left < static_cast<LONGLONG>(piece.size()) ? static_cast<LONG>(left) : static_cast<LONG>(piece.size());
         if (FAILED(hr = reader->SyncRead(position, wanted, piece.data())))
             return hr;
+        // The end of a source whose length nobody knew, or a break.
         if (hr != S_OK) {
             std::printf("the source ended or failed behind byte %lld\n", position);
+            if (isLengthKnown)
+                return HRESULT_FROM_WIN32(ERROR_HANDLE_EOF);
             break;
         }
         for (LONG i = 0; i < wanted; ++i)

@@ -42,14 +42,11 @@ public:
 
     // The names of the libraries that it can't start without.
     [[nodiscard]] std::vector<std::string> Imports() const {
-        std::vector<std::string> names;
-        const IMAGE_DATA_DIRECTORY& table = Directory(IMAGE_DIRECTORY_ENTRY_IMPORT);
-        for (size_t at = OffsetOf(table.VirtualAddress);; at += sizeof(IMAGE_IMPORT_DESCRIPTOR)) {
-            const auto entry = At<IMAGE_IMPORT_DESCRIPTOR>(at);
-            if (entry.Name == 0)
-                return names;
-            names.emplace_back(m_bytes.c_str() + OffsetOf(entry.Name));
-        }
+        return LibrariesIn(IMAGE_DIRECTORY_ENTRY_IMPORT, &IMAGE_IMPORT_DESCRIPTOR::Name);
+    }
+    // Those that are loaded at the first call, where the linker tells of them: GNU's leaves the directory empty.
+    [[nodiscard]] std::vector<std::string> LateImports() const {
+        return LibrariesIn(IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT, &IMAGE_DELAYLOAD_DESCRIPTOR::DllNameRVA);
     }
 
     [[nodiscard]] bool Contains(const std::string& text) const { return m_bytes.find(text) != m_bytes.npos; }
@@ -62,6 +59,20 @@ private:
         Part part;
         std::memcpy(&part, m_bytes.data() + offset, sizeof part);
         return part;
+    }
+
+    template <class Entry>
+    [[nodiscard]] std::vector<std::string> LibrariesIn(int directory, DWORD Entry::*name) const {
+        std::vector<std::string> names;
+        const DWORD table = Directory(directory).VirtualAddress;
+        if (table == 0)
+            return names;
+        for (size_t at = OffsetOf(table);; at += sizeof(Entry)) {
+            const auto entry = At<Entry>(at);
+            if (entry.*name == 0)
+                return names;
+            names.emplace_back(m_bytes.c_str() + OffsetOf(entry.*name));
+        }
     }
 
     // Where in the file that is which is at this distance from the module's beginning in memory.

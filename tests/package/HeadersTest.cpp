@@ -60,8 +60,11 @@ TEST_P(Headers, LetTheModuleLieAnywhereAndItsDataBeNoCode) {
 }
 
 TEST_P(Headers, NameNoLibraryButTheSystems) {
-    for (const std::string& library : image.Imports())
-        EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(SystemFolder()) / library)) << library;
+    ASSERT_FALSE(image.Imports().empty());
+    for (const std::vector<std::string>& libraries : {image.Imports(), image.LateImports()}) {
+        for (const std::string& library : libraries)
+            EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(SystemFolder()) / library)) << library;
+    }
 }
 
 TEST_P(ProgramHeaders, AskForNoRightsLongPathsAndUtf8) {

@@ -48,8 +48,11 @@ for processor in x86_64 i686; do
       grep '^Of' | sort -u >"$work/$processor-$abi"
   done
   echo "$processor: $(wc -l <"$work/$processor-w64-mingw32") operations of $(wc -w <<<"$interfaces") interfaces"
+  [ "$(wc -l <"$work/$processor-w64-mingw32")" -ge 100 ]
   diff "$work/$processor-w64-mingw32" "$work/$processor-pc-windows-msvc" || failed=1
 done
+operation='^Of[^ ]+ [0-9]+ .*[ *](I[A-Za-z0-9_]+::[A-Za-z0-9_]+)\(.*'
+! grep -vE "$operation" "$work/i686-w64-mingw32" || { echo 'these are no operations' >&2; exit 1; }
 # On x86 an operation with another calling convention would clean up the stack twice or not at all.
 {
   cat "$work/tables.cpp"
@@ -59,7 +62,7 @@ constexpr bool IsFixed(Result (__stdcall Class::*)(Arguments...)) { return true;
 template <class Other>
 constexpr bool IsFixed(Other) { return false; }
 END
-  sed -nE 's/^Of[^ ]+ [0-9]+ .*[ *](I[A-Za-z0-9_]+::[A-Za-z0-9_]+)\(.*/static_assert(IsFixed(\&\1), "\1");/p' "$work/i686-w64-mingw32" | sort -u
+  sed -nE "s/$operation/static_assert(IsFixed(\&\1), \"\1\");/p" "$work/i686-w64-mingw32" | sort -u
 } >"$work/calls.cpp"
 for abi in w64-mingw32 pc-windows-msvc; do
   compile i686-$abi -fsyntax-only "$work/calls.cpp" || failed=1

@@ -60,7 +60,14 @@ awk -v product="$version" '
   }' "$file"
 while IFS='|' read -r package name licence _; do
   for field in "PackageName: $name" "PackageVersion: $(dpkg-query -W -f '${Version}' "$package")" "PackageLicenseConcluded: $licence"; do
-    grep -B 1 -A 6 -xF "SPDXID: SPDXRef-$package" "$file" | grep -qxF "$field" || { echo "FAILED: $package has no $field"; exit 1; }
+    [ -n "$(grep -B 1 -A 6 -xF "SPDXID: SPDXRef-$package" "$file" | grep -xF "$field")" ] || { echo "FAILED: $package has no $field"; exit 1; }
   done
 done <"$root/cmake/third-party.txt"
+# What our code includes of others is on that list.
+libraries=$(sed -nE 's/^foreach\(library (.*)\)$/\1/p' "$root/cmake/ProductOptions.cmake")
+[ -n "$libraries" ] || { echo 'FAILED: no library is linked'; exit 1; }
+for library in $libraries; do
+  package=$(dpkg-query -S "/usr/include/$library" | sed 's/[:,].*//')
+  grep -q "^$package|" "$root/cmake/third-party.txt" || { echo "FAILED: $library of $package is not in cmake/third-party.txt"; exit 1; }
+done
 grep -qxF "PackageVersion: $version" "$file"

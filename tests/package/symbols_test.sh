@@ -3,6 +3,7 @@
 #
 #   symbols_test.sh BINARY...
 set -euo pipefail
+[ $# -gt 0 ]
 failed=0
 fail() { echo "$1" >&2; failed=1; }
 for binary in "$@"; do
@@ -11,7 +12,7 @@ for binary in "$@"; do
   has=$(llvm-readobj --coff-debug-directory "$binary" | sed -nE 's/.*PDBGUID: \((..) (..) (..) (..) .*/\4\3\2\1/p')
   is=$(llvm-pdbutil dump --summary "$symbols" | sed -nE 's/^ *GUID: \{([0-9A-F]{8})-.*/\1/p')
   [ -n "$has" ] && [ "$has" = "$is" ] || fail "$binary has the identifier $has, its symbols have $is"
-  llvm-readobj --coff-debug-directory "$binary" | grep -q "PDBFileName: $(basename "$symbols")\$" ||
+  [ "$(llvm-readobj --coff-debug-directory "$binary" | sed -nE 's/^ *PDBFileName: //p')" = "$(basename "$symbols")" ] ||
     fail "$binary names its symbols with a folder"
   # Functions of ours and where they are: what a library exports, as its header says; of a program only the symbols know where it
   # begins, as section and offset in decimal.

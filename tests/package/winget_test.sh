@@ -55,6 +55,8 @@ file=$id.installer.yaml
 has $file ManifestType 1 installer
 has $file InstallerType 1 nullsoft
 has $file Scope 1 machine
+has $file ElevationRequirement 1 'elevationRequired|elevationProhibited|elevatesSelf'
+has $file UpgradeBehavior 1 'install|uninstallPrevious|deny'
 has $file Architecture 2 'x64|x86'
 [ "$(values $file Architecture | sort -u | wc -l)" -eq 2 ] || fail 'an architecture is named twice'
 has $file InstallerUrl 2 "https?://.+/$(basename "$setup")"
@@ -62,7 +64,8 @@ has $file InstallerSha256 2 "$(sha256sum <"$setup" | cut -c1-64 | tr a-f A-F)"
 has $file ReleaseDate 1 '20[0-9]{2}-[01][0-9]-[0-3][0-9]'
 # Each exit code that the installer has of its own is told what it means.
 for code in 1 $(sed -nE 's/^!define (RESTART_REQUIRED|NEWER_IS_THERE|ALREADY_RUNNING|NOT_ADMINISTRATOR) //p' "$root/installer/TavelFileSource.nsi"); do
-  values $file InstallerReturnCode | grep -qx "$code" || fail "the exit code $code is not in $file"
+  [ -n "$(values $file InstallerReturnCode | grep -x "$code")" ] || fail "the exit code $code is not in $file"
+  grep -q "^| $code | " "$root/docs/releasing.md" || fail "docs/releasing.md doesn't tell of the exit code $code"
 done
 
 responses='installInProgress|cancelledByUser|downgrade|rebootRequiredToFinish|custom'
