@@ -25,10 +25,12 @@ ManifestDPIAware true
 
 !define PRODUCT "Tavel File Source"
 !define ARP "Software\Microsoft\Windows\CurrentVersion\Uninstall\TavelFileSource"
+!define FAILED 2
 !define RESTART_REQUIRED 3010
 !define NEWER_IS_THERE 1638
 !define ALREADY_RUNNING 1618
 !define NOT_ADMINISTRATOR 740
+!searchparse "${VERSION}" "" VERSION_MAJOR "." VERSION_MINOR "."
 
 Name "${PRODUCT}"
 OutFile "${OUTPUT}"
@@ -58,6 +60,8 @@ VIAddVersionKey LegalCopyright ""
 
 Var Failed    ; not empty: what could not be done, the first of it
 Var Previous  ; the folder of the version that is there
+Var IsInner   ; of the uninstaller: 1 if the installer called it
+Var IsOurs    ; of the uninstaller: 1 if the entry among the installed programs is this installation's
 
 !macro Fail WHAT
   ${If} $Failed == ""
@@ -291,7 +295,9 @@ Function ${UN}EditPath
   ${Loop}
   ${If} $R0 == Add
     System::Call 'kernel32::lstrlenW(p r4) i .r5'
-    ${If} $5 > 0
+    ${If} $5 == 0
+      StrCpy $R1 $R3
+    ${Else}
       IntOp $5 $5 - 1
       IntOp $5 $5 * 2
       IntOp $5 $5 + $4
@@ -309,14 +315,23 @@ FunctionEnd
 !insertmacro ChangePath ""
 !insertmacro ChangePath un.
 
-; The former version goes first, as only its uninstaller knows what it has put. Then the first thing on the disk is what takes everything
-; away again, so that an installation that breaks off can be taken away, too.
+; The former version goes first, as only its uninstaller knows what it has put; but not before the new one has a place. Then the first
+; thing on the disk is what takes everything away again, so that an installation that breaks off can be taken away, too.
 Section "-Uninstaller"
+  CreateDirectory $INSTDIR
+  ClearErrors
+  GetTempFileName $0 $INSTDIR
+  ${If} ${Errors}
+    RMDir $INSTDIR
+    !insertmacro Fail "$INSTDIR: nothing can be written there"
+    Call GiveUp
+  ${EndIf}
+  Delete $0
   ${If} $Previous != ""
     ClearErrors
     ExecWait '"$Previous\uninstall.exe" /S /INNER _?=$Previous' $R9
     ${If} ${Errors}
-      StrCpy $R9 2
+      StrCpy $R9 ${FAILED}
     ${EndIf}
     ${If} $R9 == ${RESTART_REQUIRED}
       SetRebootFlag true
@@ -345,6 +360,10 @@ Section "-Uninstaller"
   ${EndIf}
   WriteRegStr HKLM "${ARP}" DisplayName "${PRODUCT}"
   WriteRegStr HKLM "${ARP}" DisplayVersion "0.0.0"  ; until all is there
+  WriteRegDWORD HKLM "${ARP}" VersionMajor ${VERSION_MAJOR}
+  WriteRegDWORD HKLM "${ARP}" VersionMinor ${VERSION_MINOR}
+  ${GetTime} "" "L" $0 $1 $2 $3 $4 $5 $6
+  WriteRegStr HKLM "${ARP}" InstallDate "$2$1$0"
   WriteRegStr HKLM "${ARP}" Publisher "Tavel"
   WriteRegStr HKLM "${ARP}" InstallLocation "$INSTDIR"
   WriteRegStr HKLM "${ARP}" DisplayIcon "$INSTDIR\uninstall.exe"
@@ -435,7 +454,7 @@ FunctionEnd
 
 Function GiveUp
   MessageBox MB_ICONSTOP|MB_OK "Could not be done: $Failed" /SD IDOK
-  SetErrorLevel 2
+  SetErrorLevel ${FAILED}
   Abort "Could not be done: $Failed"
 FunctionEnd
 
@@ -492,7 +511,43 @@ LangString ABOUT_HOST ${LANG_ENGLISH} "tvsource.exe: plays, describes and checks
   ${EndIf}
 !macroend
 
+; A command line that isn't understood ends the installer before anything is changed.
+!macro Refuse WHAT
+  MessageBox MB_ICONSTOP|MB_OK "${WHAT}" /SD IDOK
+  SetErrorLevel ${FAILED}
+  Quit
+!macroend
+!macro Forget OPTION
+  ${WordReplace} $0 " /${OPTION} " "  " "+" $0
+!macroend
+Function CheckCommandLine
+  ; NSIS takes /D= for itself and leaves no folder where it finds none: a relative one, quotes, a drive that isn't there.
+  ${If} $INSTDIR == ""
+    System::Call 'kernel32::GetCommandLineW() w .r0'
+    System::Call 'shlwapi::StrStrIW(w r0, w "/D=") p .r1'
+    ${If} $1 != 0
+      !insertmacro Refuse "/D= is the last option, and has a full path behind it, without quotes, to a folder that can be made: $0"
+    ${EndIf}
+  ${EndIf}
+  ${GetParameters} $0
+  ${WordReplace} " $0 " " " "  " "+" $0
+  !insertmacro Forget S
+  !insertmacro Forget NCRC
+  !insertmacro Forget SERVICE
+  !insertmacro Forget NOSERVICE
+  !insertmacro Forget HOST
+  !insertmacro Forget NOHOST
+  !insertmacro Forget PATH
+  !insertmacro Forget NOPATH
+  !insertmacro Forget DOWNGRADE
+  ${WordReplace} $0 " " "" "+" $0
+  ${If} $0 != ""
+    !insertmacro Refuse "There is no such option: $0"
+  ${EndIf}
+FunctionEnd
+
 Function .onInit
+  Call CheckCommandLine
   !insertmacro BeAlone
   !insertmacro UseOwnView
   ReadRegStr $Previous HKLM "${ARP}" InstallLocation
@@ -532,9 +587,30 @@ Function un.onInit
   ${GetOptions} $0 "/INNER" $1  ; the installer is the one that is alone
   ${If} ${Errors}
     !insertmacro BeAlone
+  ${Else}
+    StrCpy $IsInner 1
   ${EndIf}
   !insertmacro UseOwnView
+  ; What an installation left that broke off has the entry of a whole one in another folder.
+  StrCpy $IsOurs 1
+  ReadRegStr $0 HKLM "${ARP}" InstallLocation
+  ${If} ${FileExists} "$0\uninstall.exe"
+    GetFullPathName $0 $0
+    GetFullPathName $1 $INSTDIR
+    ${If} $0 != $1
+      StrCpy $IsOurs 0
+    ${EndIf}
+  ${EndIf}
 FunctionEnd
+
+; One that is open can't be renamed. Where it goes at the next start, the installer's new one would go with it.
+!macro TakeDocument NAME
+  ${If} $IsInner == 1
+    Delete "$INSTDIR\documents\${NAME}"
+  ${Else}
+    Delete /REBOOTOK "$INSTDIR\documents\${NAME}"
+  ${EndIf}
+!macroend
 
 !macro TakeFolder FOLDER
   !insertmacro Unregister ${FOLDER} TvDataServices.dll {8DEF38CF-43CC-44C3-A8D8-A69395CE9022}
@@ -557,6 +633,7 @@ FunctionEnd
 Section "Uninstall"
   ReadRegStr $R1 HKLM "${ARP}" InPath
   ${If} $R1 != ""
+  ${AndIf} $IsOurs == 1
     StrCpy $0 $R1 1
     ${If} $0 == ";"
       StrCpy $R1 $R1 "" 1
@@ -572,7 +649,9 @@ Section "Uninstall"
     Delete "$INSTDIR\uninstall.new"
     Delete "$INSTDIR\uninstall.exe"
     RMDir $INSTDIR
-    DeleteRegKey HKLM "${ARP}"
+    ${If} $IsOurs == 1
+      DeleteRegKey HKLM "${ARP}"
+    ${EndIf}
     ${If} ${RebootFlag}
       ; What is in use goes first, then its folders, unless somebody has put something there.
       RMDir /REBOOTOK "$INSTDIR\x64"
@@ -583,7 +662,7 @@ Section "Uninstall"
       MessageBox MB_ICONINFORMATION|MB_OK "Programs are using some of the files. These go when the system is started again." /SD IDOK
     ${EndIf}
   ${Else}
-    SetErrorLevel 2
+    SetErrorLevel ${FAILED}
     MessageBox MB_ICONSTOP|MB_OK "Could not be done: $Failed" /SD IDOK
   ${EndIf}
 SectionEnd

@@ -6,14 +6,17 @@
 #       SETUP: the installer; FORMER: that of version 0.0.1, with a document docs/former.md more; MEDIA: a file to play
 #       ARCHIVE: a bitness's files, for those without an installer
 set -euo pipefail
-. "$(dirname "$0")/../../tools/serve.sh"
+root=$(cd "$(dirname "$0")/../.." && pwd)
+. "$root/tools/serve.sh"
 wine=$1 setup=$2 former=$3 media=$4
 shift 4
 work=$(mktemp -d)
 version=$(sed -E 's/.*-([0-9.]+)-setup\.exe$/\1/' <<<"$setup")
 "$wine" --new-prefix cmd.exe /c exit
 prefix=$(sed -nE "s/^export WINEPREFIX='([^']*)'.*/\1/p" "$wine")
+# As cmake/wine.sh.in writes them.
 server=$(dirname "$(sed -nE "s/^wine='([^']*)'.*/\1/p" "$wine")")/wineserver
+[ -d "$prefix/drive_c" ] && [ -x "$server" ] || { echo "no prefix and no server are told by $wine" >&2; exit 1; }
 folder="$prefix/drive_c/Program Files/Tavel File Source"
 web_server=
 trap '[ -z "$web_server" ] || kill "$web_server" 2>/dev/null || true; WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; rm -rf "$work"' EXIT
@@ -22,8 +25,8 @@ fail() { echo "FAILED: $*" >&2; failed=1; }
 
 settle() { local code=0; WINEPREFIX=$prefix timeout 120 "$server" -w || code=$?; [ $code -ne 124 ] || fail 'programs do not end'; }
 # The keys' times of change don't count, nor what the platform writes when it starts, shows a console or lists its devices, nor
-# the uninstaller's copy that ends it: the system takes that away at its next start.
-noise='"DriverDateData"=|\\Fonts\] "OEMFONT|^user \[(Console|Software\\\\(Wine\\\\Fonts|Microsoft\\\\ActiveMovie\\\\devenum.*))\]|~nsu'
+# the empty folder of the uninstaller's copy.
+noise='"DriverDateData"=|\\Fonts\] "OEMFONT|^user \[(Console|Software\\\\(Wine\\\\Fonts|Microsoft\\\\ActiveMovie\\\\devenum.*))\]|/Temp/~nsu[0-9A-Za-z.]*/$'
 # What was started beside ends, or is ended.
 finish() { settle; WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; wait || true; }
 # What an installer that was ended left in its temporary folder is the system's to clear.
@@ -41,7 +44,8 @@ snapshot() {
 run() { local code=0; timeout 300 "$wine" "$@" </dev/null >"$work/out" 2>&1 || code=$?; echo "$code"; }
 # Exit codes of Windows have 32 bits, those of this system 8.
 expect() { local got; got=$(run "${@:2}"); [ "$got" -eq $(($1 % 256)) ] || { fail "exit code $got, not $(($1 % 256)): ${*:2}"; cat "$work/out" >&2; }; }
-uninstall() { expect 0 "$folder/uninstall.exe" /S; settle; }
+# The uninstaller's copy, which ends it, goes at the system's next start.
+uninstall() { expect 0 "$folder/uninstall.exe" /S; settle; expect 0 wineboot.exe -r; }
 same() { diff "$work/before" "$work/after" >"$work/diff" || { fail "$1 leaves:"; head -n 40 "$work/diff" >&2; }; }
 
 # Each bitness in its own view of the registry.
@@ -52,6 +56,11 @@ registered() {
     [ -n "$(grep -v Wow6432Node "$work/classes" | grep "x64.*$library.dll")" ] || fail "$library is not registered for x64"
   done
 }
+
+# The classes that the uninstaller asks for are those that the contracts name.
+for class in $(sed -nE 's/^  !insertmacro Unregister .*\{(.{8})-(.{4})-(.{4})-.*\}$/0x\1,0x\2,0x\3/p' "$root/installer/TavelFileSource.nsi"); do
+  grep -qF "{${class//,/, }, " "$root"/sdk/*.idl || fail "no contract has the class $class"
+done
 
 # A search path longer than the installer's own variables.
 environment='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
@@ -72,10 +81,15 @@ expect 0 "$folder/x64/tvsource.exe" play --null "http://127.0.0.1:$port/media"
 kill "$web_server"
 snapshot "$work/installed"
 registered "$work/installed"
-for value in "DisplayVersion\"=\"$version\"" 'DisplayName"="Tavel File Source"' 'Publisher"="Tavel"' 'QuietUninstallString"=' 'EstimatedSize"=dword:0000[^0]'; do
-  grep -q "^system .*Uninstall.*TavelFileSource.*$value" "$work/installed" || fail "the entry among the installed programs lacks $value"
+for value in 'InstallDate"="20[0-9]{6}"' 'VersionMajor"=dword:' "DisplayVersion\"=\"$version\"" 'DisplayName"="Tavel File Source"' 'Publisher"="Tavel"' 'QuietUninstallString"=' 'EstimatedSize"=dword:0000[^0]'; do
+  grep -qE "^system .*Uninstall.*TavelFileSource.*$value" "$work/installed" || fail "the entry among the installed programs lacks $value"
 done
-grep -aq 'level="requireAdministrator"' "$setup" || fail 'the installer asks for no rights'
+for program in "$setup" "$folder/uninstall.exe"; do
+  grep -aq 'level="requireAdministrator"' "$program" || fail "$program asks for no rights"
+  llvm-readobj --file-headers --sections "$program" >"$work/headers"
+  grep -q IMAGE_DLL_CHARACTERISTICS_NX_COMPAT "$work/headers" || fail "data of $program are code"
+  awk '/Section \{/ { w = x = 0 } /MEM_WRITE/ { w = 1 } /MEM_EXECUTE/ { x = 1 } w && x { exit 1 }' "$work/headers" || fail "code of $program can be written"
+done
 uninstall
 snapshot "$work/after"
 same 'an installation'
@@ -112,22 +126,60 @@ rm -rf "$folder"
 snapshot "$work/after"
 same 'a second installation'
 
-# Broken off as soon as anything can be taken away again, and a little later.
-for after in uninstall.exe x86/TvFileSourceAsync.dll; do
-  "$wine" "$setup" /S /PATH </dev/null &
-  for _ in {1..600}; do
-    [ ! -e "$folder/$after" ] || break
-    sleep 0.1
+# break_off IS FILE PROGRAM OPTION...: as soon as the file is (-e) or isn't (! -e) there.
+break_off() {
+  local is=$1 file=$folder/$2
+  "$wine" "${@:3}" </dev/null &
+  for _ in {1..1200}; do
+    [ $is "$file" ] && break
+    sleep 0.05
   done
   WINEPREFIX=$prefix "$server" -k || true
   wait || true
   settle
-  [ -e "$folder/$after" ] || fail "$after never came"
+  [ $is "$file" ] || fail "it was never so: $is $file"
+}
+# As soon as anything can be taken away again, and a little later.
+for after in uninstall.exe x86/TvFileSourceAsync.dll; do
+  break_off -e $after "$setup" /S /PATH
   uninstall
   clear_temporary
   snapshot "$work/after"
   same "an installation that broke off after $after"
 done
+# An upgrade is gone on with, and an uninstaller can be called again.
+expect 0 "$former" /S
+break_off '! -e' x86/TvMetadata.dll "$setup" /S
+expect 0 "$setup" /S
+expect 0 "$folder/x64/tvsource.exe" play --null "$media"
+break_off '! -e' x64/tvsource.exe "$folder/uninstall.exe" /S
+uninstall
+clear_temporary
+snapshot "$work/after"
+same 'an upgrade and an uninstaller that broke off'
+
+# What isn't understood, or has no place, changes nothing, neither on a bare system nor where another version works.
+: >"$prefix/drive_c/file"
+snapshot "$work/refused"
+for option in '/D=relative' '/D="C:\Quoted"' '/D=Q:\none' '/D=C:\file\folder' '/D=Z:\proc\none' /NOSERVCE '/SERVICE /OTHER'; do
+  # shellcheck disable=SC2086 # words
+  expect 2 "$setup" /S $option
+done
+snapshot "$work/after"
+diff "$work/refused" "$work/after" >"$work/diff" || { fail 'what was refused leaves:'; head -n 20 "$work/diff" >&2; }
+rm "$prefix/drive_c/file"
+expect 0 "$former" /S
+expect 2 "$setup" /S '/D=Z:\proc\none'
+expect 0 "$folder/x64/tvsource.exe" play --null "$media"
+# Its own folder alone is taken away by what lies elsewhere, and not the entry among the installed programs.
+mkdir "$prefix/drive_c/Elsewhere"
+cp "$folder/uninstall.exe" "$prefix/drive_c/Elsewhere/"
+expect 0 "$prefix/drive_c/Elsewhere/uninstall.exe" /S '_?=C:\Elsewhere'
+expect 0 reg.exe query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\TavelFileSource' /v DisplayVersion
+rm -rf "$prefix/drive_c/Elsewhere"
+uninstall
+snapshot "$work/after"
+same 'what was refused'
 
 # A damaged library, and a class that somebody else has taken over.
 expect 0 "$setup" /S '/D=C:\Damaged'
@@ -173,26 +225,38 @@ expect 0 "$setup" /S '/D=C:\Used'
 folder=$prefix/drive_c/Used
 head -c 8000000 /dev/zero >"$work/large.avi"
 mkfifo "$work/pipe"
-"$wine" "$folder/x64/tvsource.exe" cat "$work/large.avi" >"$work/pipe" 2>/dev/null &
-exec 3<"$work/pipe"
-timeout 60 head -c 1000 <&3 >"$work/begun" || fail 'the host reads nothing'
-"$wine" "$folder/x64/TKRuntimeLogger.exe" </dev/null >"$work/log" 2>&1 &
-for _ in {1..300}; do
-  [ ! -s "$work/log" ] || break
-  sleep 0.1
-done
+use() {
+  "$wine" "$folder/x64/tvsource.exe" cat "$work/large.avi" >"$work/pipe" 2>/dev/null &
+  exec 3<"$work/pipe"
+  timeout 60 head -c 1000 <&3 >"$work/begun" || fail 'the host reads nothing'
+  : >"$work/log"
+  "$wine" "$folder/x64/TKRuntimeLogger.exe" </dev/null >"$work/log" 2>&1 &
+  for _ in {1..300}; do
+    [ ! -s "$work/log" ] || break
+    sleep 0.1
+  done
+}
+restart() {
+  exec 3<&-
+  finish
+  expect 0 wineboot.exe -r
+}
+use
 expect 3010 "$setup" /S
 for file in TKRuntimeLogger.exe tvsource.exe TvFileSourceAsync.dll; do
   [ -e "$folder/x64/$file.replaced-1" ] || fail "$file is in use and was not put aside"
 done
 expect 0 "$folder/x64/tvsource.exe" play --null "$media"
 expect 0 "$folder/x64/TKRuntimeLogger.exe" --stop
+restart
+[ -z "$(find "$folder" -name '*.replaced-*')" ] || fail 'what was put aside is still there after a restart'
+expect 0 "$folder/x64/tvsource.exe" play --null "$media"
+[ -s "$folder/documents/README.md" ] || fail 'the documents are gone after a restart'
+use
 expect 3010 "$folder/uninstall.exe" /S '_?=C:\Used'
-exec 3<&-
-finish
-expect 0 wineboot.exe -r
+restart
 rm -f "$folder/uninstall.exe"
-rmdir "$folder" || fail 'what was put aside is still there after a restart'
+rmdir "$folder" || fail 'what was in use is still there after a restart'
 snapshot "$work/after"
 same 'an upgrade over files in use'
 
