@@ -82,9 +82,9 @@ tools/notices.sh --installer >"$stage/documents/third-party.txt"
 echo '== Checking'
 # Paths of this machine.
 names_of() {  # names_of FOLDER: as bytes and as UTF-16, as patterns, one a line
-  printf '%s/' "${1%/}" | od -An -v -tx1 | tr -d '\n' | sed 's/ \(..\)/\\x\1/g'
+  printf %s "${1%/}" | od -An -v -tx1 | tr -d '\n' | sed 's/ \(..\)/\\x\1/g; s/$/(?![A-Za-z0-9_.-])/'
   echo
-  printf '%s/' "${1%/}" | od -An -v -tx1 | tr -d '\n' | sed 's/ \(..\)/\\x\1\\x00/g'
+  printf %s "${1%/}" | od -An -v -tx1 | tr -d '\n' | sed 's/ \(..\)/\\x\1\\x00/g; s/$/(?![A-Za-z0-9_.-]\\x00)/'
 }
 for place in "$PWD" "${HOME:-}"; do
   [ "${place%/}" ] || continue
