@@ -216,7 +216,8 @@ expect 0 "$setup" /S /HOST /PATH
 expect 0 "$setup" /S '/D=C:\Third'
 [ ! -e "$prefix/drive_c/Other" ] || fail 'the former folder stays'
 expect 0 cmd.exe /c tvsource.exe --version
-expect 0 "$prefix/drive_c/Third/uninstall.exe" /S
+folder=$prefix/drive_c/Third
+uninstall
 snapshot "$work/after"
 same 'an upgrade of a version in another folder'
 
@@ -225,23 +226,22 @@ expect 0 "$setup" /S '/D=C:\Used'
 folder=$prefix/drive_c/Used
 head -c 8000000 /dev/zero >"$work/large.avi"
 mkfifo "$work/pipe"
-use() {
+use_host() {
   "$wine" "$folder/x64/tvsource.exe" cat "$work/large.avi" >"$work/pipe" 2>/dev/null &
   exec 3<"$work/pipe"
   timeout 60 head -c 1000 <&3 >"$work/begun" || fail 'the host reads nothing'
-  : >"$work/log"
-  "$wine" "$folder/x64/TKRuntimeLogger.exe" </dev/null >"$work/log" 2>&1 &
-  for _ in {1..300}; do
-    [ ! -s "$work/log" ] || break
-    sleep 0.1
-  done
 }
 restart() {
   exec 3<&-
   finish
   expect 0 wineboot.exe -r
 }
-use
+use_host
+"$wine" "$folder/x64/TKRuntimeLogger.exe" </dev/null >"$work/log" 2>&1 &
+for _ in {1..300}; do
+  [ ! -s "$work/log" ] || break
+  sleep 0.1
+done
 expect 3010 "$setup" /S
 for file in TKRuntimeLogger.exe tvsource.exe TvFileSourceAsync.dll; do
   [ -e "$folder/x64/$file.replaced-1" ] || fail "$file is in use and was not put aside"
@@ -252,7 +252,7 @@ restart
 [ -z "$(find "$folder" -name '*.replaced-*')" ] || fail 'what was put aside is still there after a restart'
 expect 0 "$folder/x64/tvsource.exe" play --null "$media"
 [ -s "$folder/documents/README.md" ] || fail 'the documents are gone after a restart'
-use
+use_host
 expect 3010 "$folder/uninstall.exe" /S '_?=C:\Used'
 restart
 rm -f "$folder/uninstall.exe"
