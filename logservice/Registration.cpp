@@ -10,6 +10,7 @@
 #include <cwchar>
 #include <iterator>
 #include <string>
+#include <utility>
 
 namespace logservice {
 
@@ -21,6 +22,7 @@ constexpr wchar_t kApplication[] = L"{3F5D1B7C-9E0A-4C55-8D0B-6A1C27E4F9B2}";
 constexpr wchar_t kProgram[] = L"TKRuntimeLogger.exe";
 // PSOAInterface: the platform's marshaller for all that a type library describes.
 constexpr wchar_t kTypeLibraryMarshaller[] = L"{00020424-0000-0000-C000-000000000046}";
+constexpr const wchar_t* kBitnesses[] = {L"win64", L"win32"};
 constexpr DWORD kAnyClient = 1;  // ROTREGFLAGS_ALLOWANYCLIENT
 
 constexpr struct {
@@ -137,16 +139,47 @@ LSTATUS RegisterLibrary(CClasses& classes, const std::wstring& program) {
     return classes.Set(version + L"\\0\\win32", nullptr, program + L"\\2");
 }
 
+// The file that the registry names for a bitness; empty: none.
+std::wstring LibraryFile(const CClasses& classes, const wchar_t* bitness) {
+    std::wstring file = classes.Text(kLibraryKey + L"\\" + kLibraryVersion + L"\\0\\" + bitness);
+    file.resize(std::min(file.rfind(L'\\'), file.size()));
+    return file;
+}
+
+bool IsThere(const std::wstring& file) {
+    return ::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
 // Whether the files that the registry names for both bitnesses are there; a program that was moved isn't.
 bool IsLibraryThere(const CClasses& classes) {
-    const std::wstring version = kLibraryKey + L"\\" + kLibraryVersion + L"\\0\\";
-    for (const wchar_t* const bitness : {L"win64", L"win32"}) {
-        std::wstring file = classes.Text(version + bitness);
-        file.resize(std::min(file.rfind(L'\\'), file.size()));
-        if (::GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES)
+    return std::all_of(std::begin(kBitnesses), std::end(kBitnesses),
+                       [&](const wchar_t* bitness) { return IsThere(LibraryFile(classes, bitness)); });
+}
+
+// Also under another spelling, and by a short name or a link.
+bool AreSameFile(const std::wstring& left, const std::wstring& right) {
+    if (::CompareStringOrdinal(left.c_str(), -1, right.c_str(), -1, TRUE) == CSTR_EQUAL)
+        return true;
+    BY_HANDLE_FILE_INFORMATION of[2]{};
+    for (int i = 0; i < 2; ++i) {
+        const base::CAutoHandle file(::CreateFileW((i == 0 ? left : right).c_str(), 0,
+                                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                                   OPEN_EXISTING, 0, nullptr));
+        if (!file || !::GetFileInformationByHandle(file.Get(), &of[i]))
             return false;
     }
-    return true;
+    return of[0].dwVolumeSerialNumber == of[1].dwVolumeSerialNumber && of[0].nFileIndexHigh == of[1].nFileIndexHigh &&
+           of[0].nFileIndexLow == of[1].nFileIndexLow;
+}
+
+// The program that is registered here, where it isn't this one and is there; empty otherwise.
+std::wstring OtherProgram(const CClasses& classes, const std::wstring& program) {
+    for (const wchar_t* const bitness : kBitnesses) {
+        std::wstring file = LibraryFile(classes, bitness);
+        if (IsThere(file) && !AreSameFile(file, program))
+            return file;
+    }
+    return {};
 }
 
 LSTATUS RegisterApplication(CClasses& classes) {
@@ -209,13 +242,20 @@ HRESULT Register() {
     return S_OK;
 }
 
-HRESULT Unregister() {
+HRESULT Unregister(std::wstring* other) {
+    const std::wstring program = base::ModulePath(nullptr);
+    if (program.empty())
+        return HRESULT_FROM_WIN32(::GetLastError());
     LSTATUS first = ERROR_SUCCESS;
     for (const REGSAM view : kViews) {
         CClasses classes(view);
         LSTATUS result = classes.Open(KEY_READ | KEY_WRITE | DELETE);
-        if (result == ERROR_SUCCESS)
-            result = UnregisterIn(classes);
+        if (result == ERROR_SUCCESS) {
+            if (std::wstring stays = OtherProgram(classes, program); stays.empty())
+                result = UnregisterIn(classes);
+            else if (other)
+                *other = std::move(stays);
+        }
         first = first == ERROR_SUCCESS ? result : first;
     }
     return HRESULT_FROM_WIN32(first);

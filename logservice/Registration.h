@@ -13,6 +13,8 @@
 
 #include <windows.h>
 
+#include <string>
+
 namespace logservice {
 
 // Again and again is no error; the last program that registers itself is the one that counts. An interface that another
@@ -20,8 +22,9 @@ namespace logservice {
 // where nothing was registered before.
 [[nodiscard]] HRESULT Register();
 
-// Removes what Register wrote, whichever program did. Nothing registered is no error.
-[[nodiscard]] HRESULT Unregister();
+// Removes what Register wrote, unless it names another program that is there: another copy, which goes on serving. That
+// one stays, and its path is put into `*other`, where that isn't null. Nothing registered is no error.
+[[nodiscard]] HRESULT Unregister(std::wstring* other = nullptr);
 
 // Whether clients of other processes can reach the interfaces, as far as the registry tells: all of them are served,
 // and the type library, where ours are among them, is in a file that is there.

@@ -27,6 +27,14 @@ void CheckRegistration(HRESULT result, const wchar_t* step) {
                                              : L"what was registered before may be gone; the same again mends it");
 }
 
+int TakeBack() {
+    std::wstring other;
+    CheckRegistration(Unregister(&other), L"Cannot take the registration back");
+    if (!other.empty())
+        Tell(other + L" is registered, not this program, and stays so.");
+    return 0;
+}
+
 int Stop() {
     const HRESULT hr = EndRunningService(kEndsWithinMs);
     console::Check(hr, L"Cannot end the service");
@@ -41,8 +49,7 @@ int Run(const Options& options) {
             CheckRegistration(Register(), L"Cannot register");
             return 0;
         case Options::Action::Unregister:
-            CheckRegistration(Unregister(), L"Cannot take the registration back");
-            return 0;
+            return TakeBack();
         case Options::Action::Stop:
             return Stop();
         case Options::Action::Open:

@@ -2,6 +2,8 @@
 #include "base/CAutoDestructor.h"
 #include "tests/support/CProgram.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <set>
 #include <string>
 
@@ -116,6 +118,43 @@ TEST_F(LogServiceRegistrationTest, OfAProgramThatIsGoneIsNone) {
     EXPECT_EQ(0u, RunService(L"--register"));
     EXPECT_FALSE(saysItIsnt()) << "the same again mends it";
     EXPECT_EQ(0u, RunService(L"--unregister"));
+}
+
+TEST_F(LogServiceRegistrationTest, AnotherCopyThatIsThereStays) {
+    const std::filesystem::path own = BuiltProgram(L"TKRuntimeLogger.exe");
+    const std::filesystem::path copy = own.parent_path() / L"TKRuntimeLogger copy.exe";
+    std::filesystem::copy_file(own, copy, std::filesystem::copy_options::overwrite_existing);
+    const std::set<std::wstring> before[] = {ClassKeys(kViews[0]), ClassKeys(kViews[1])};
+    const auto unregister = [&](const std::filesystem::path& program) {
+        CProgram service(program.wstring(), {L"--unregister"});
+        EXPECT_EQ(0u, service.Wait());
+        return service.Err();
+    };
+    EXPECT_EQ(0u, CProgram(copy.wstring(), {L"--register"}).Wait());
+    const std::set<std::wstring> registered[] = {ClassKeys(kViews[0]), ClassKeys(kViews[1])};
+    const std::string said = unregister(own);
+    EXPECT_NE(std::string::npos, said.find("TKRuntimeLogger copy.exe is registered")) << said;
+    EXPECT_EQ(1, std::count(said.begin(), said.end(), '\n')) << said;
+    EXPECT_EQ(registered[0], ClassKeys(kViews[0]));
+    EXPECT_EQ(registered[1], ClassKeys(kViews[1]));
+    for (const REGSAM view : kViews)
+        EXPECT_EQ(1u, RotFlags(view));
+
+    // Another spelling is no other copy.
+    const std::wstring spelled = (copy.parent_path() / L"." / copy.filename()).wstring();
+    for (const REGSAM view : kViews)
+        Value(L"TypeLib\\{8C0E7B0A-5B7E-4E1C-9A53-3D8D1F2A6C47}\\1.0\\0\\win32", nullptr, spelled + L"\\2", view)
+            .Write();
+    EXPECT_EQ("", unregister(copy));
+    EXPECT_EQ(before[0], ClassKeys(kViews[0]));
+    EXPECT_EQ(before[1], ClassKeys(kViews[1]));
+
+    // Nor is one that is gone.
+    EXPECT_EQ(0u, CProgram(copy.wstring(), {L"--register"}).Wait());
+    EXPECT_TRUE(std::filesystem::remove(copy));
+    EXPECT_EQ("", unregister(own));
+    EXPECT_EQ(before[0], ClassKeys(kViews[0]));
+    EXPECT_EQ(before[1], ClassKeys(kViews[1]));
 }
 
 TEST_F(LogServiceRegistrationTest, AnotherMarshallerOfAnInterfaceStays) {
