@@ -25,8 +25,8 @@ fail() { echo "FAILED: $*" >&2; failed=1; }
 
 settle() { local code=0; WINEPREFIX=$prefix timeout 120 "$server" -w || code=$?; [ $code -ne 124 ] || fail 'programs do not end'; }
 # The keys' times of change don't count, nor what the platform writes when it starts, shows a console or lists its devices, nor
-# the empty folder of the uninstaller's copy.
-noise='"DriverDateData"=|\\Fonts\] "OEMFONT|^user \[(Console|Software\\\\(Wine\\\\Fonts|Microsoft\\\\ActiveMovie\\\\devenum.*))\]|/Temp/~nsu[0-9A-Za-z.]*/$'
+# the empty folder of the uninstaller's copy, nor what Wine's command interpreter keeps of what it reads.
+noise='"DriverDateData"=|\\Fonts\] "OEMFONT|^user \[(Console|Software\\\\(Wine\\\\Fonts|Microsoft\\\\ActiveMovie\\\\devenum.*))\]|/Temp/(~nsu[0-9A-Za-z.]*/|CMD[0-9a-f]*\.tmp)$'
 # What was started beside ends, or is ended.
 finish() { settle; WINEPREFIX=$prefix "$server" -k 2>/dev/null || true; wait || true; }
 # What an installer that was ended left in its temporary folder is the system's to clear.
