@@ -4,6 +4,7 @@
 #include "dataservices/http/HttpResults.h"
 #include "dataservices/properties/StreamUri.h"
 #include "tests/dataservices/HttpTest.h"
+#include "tests/dataservices/WinHttpEntries.h"
 #include "tests/support/Await.h"
 
 #include <atomic>
@@ -12,17 +13,6 @@
 #include <future>
 
 using namespace dataservices;
-
-// The program's ways to these functions: entries of the import table, as each processor's compilers name them.
-#ifdef _WIN64
-#define TVT_ENTRY(function, argumentBytes) asm("__imp_" function)
-#else
-#define TVT_ENTRY(function, argumentBytes) asm("__imp__" function "@" argumentBytes)
-#endif
-extern "C" decltype(&::WinHttpQueryHeaders) __imp_WinHttpQueryHeaders TVT_ENTRY("WinHttpQueryHeaders", "24");
-extern "C" decltype(&::WinHttpSetOption) __imp_WinHttpSetOption TVT_ENTRY("WinHttpSetOption", "16");
-extern "C" decltype(&::WinHttpGetDefaultProxyConfiguration) __imp_WinHttpGetDefaultProxyConfiguration
-    TVT_ENTRY("WinHttpGetDefaultProxyConfiguration", "4");
 
 namespace {
 
